@@ -1,0 +1,18 @@
+# What every target of the project is compiled with.
+add_library(userlib_options INTERFACE)
+target_compile_options(userlib_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wformat=2
+                                                 -Werror=format-security)
+if(USERLIB_WARNINGS_AS_ERRORS)
+  target_compile_options(userlib_options INTERFACE -Werror)
+endif()
+
+# Hardening costs next to nothing here: the library copies little, and what it copies is bounded.
+target_compile_options(userlib_options INTERFACE -fstack-protector-strong)
+if(USERLIB_SANITIZE)
+  # Fortified functions hide accesses from the address sanitizer.
+  set(USERLIB_SANITIZER_FLAGS -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_compile_options(userlib_options INTERFACE ${USERLIB_SANITIZER_FLAGS})
+  target_link_options(userlib_options INTERFACE ${USERLIB_SANITIZER_FLAGS})
+elseif(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+  target_compile_options(userlib_options INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+endif()

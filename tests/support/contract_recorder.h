@@ -1,0 +1,57 @@
+// Collects contract reports instead of ending the process.
+#ifndef TESTS_SUPPORT_CONTRACT_RECORDER_H
+#define TESTS_SUPPORT_CONTRACT_RECORDER_H
+
+#include <cstdint>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "nuv_assert.h"
+
+namespace support {
+
+// One report. Two are equal when class, file and text are; the line is only for looking at.
+struct Report {
+  uint32_t type = 0;
+  std::optional<std::string> file;  // empty: the handler got a null pointer
+  std::optional<std::string> text;
+  uint32_t line = 0;
+
+  bool operator==(const Report& other) const {
+    return type == other.type && file == other.file && text == other.text;
+  }
+};
+
+std::ostream& operator<<(std::ostream& out, const Report& report);
+
+using Reports = std::vector<Report>;
+
+// While it lives, a handler that returns is installed. Reports that no one has taken when it dies fail the test.
+class ContractRecorder {
+ public:
+  ContractRecorder();
+  ~ContractRecorder();
+  ContractRecorder(const ContractRecorder&) = delete;
+  ContractRecorder& operator=(const ContractRecorder&) = delete;
+
+  // The reports since the last call, in their order.
+  Reports take();
+
+ private:
+  static void record(uint32_t type, const char* file, uint32_t line, const char* text);
+
+  static ContractRecorder* active_;
+  ContractRecorder* outer_;
+  Reports reports_;
+};
+
+// Shorthands for what a test expects.
+Report require_report(const char* file, const char* text);
+Report ensure_report(const char* file, const char* text);
+Report check_report(const char* file, const char* text);
+
+}  // namespace support
+
+#endif

@@ -1,0 +1,122 @@
+#include "support/syslog_double.h"
+
+// <syslog.h> is not included: in fortified builds it defines syslog() itself.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdarg>
+#include <cstdio>
+#include <utility>
+
+namespace support {
+namespace {
+
+struct Log {
+  bool recording = false;
+  bool is_open = false;
+  bool has_line = false;
+  SyslogLine line;
+  std::vector<SyslogLine> lines;
+};
+
+Log& log() {
+  static Log instance;
+  return instance;
+}
+
+void open(const char* ident, int option, int facility) {
+  if (log().is_open) {
+    ADD_FAILURE() << "openlog() while the log is open";
+  }
+  log().is_open = true;
+  log().has_line = false;
+  log().line = {};
+  log().line.ident = ident != nullptr ? std::optional<std::string>(ident) : std::nullopt;
+  log().line.option = option;
+  log().line.facility = facility;
+}
+
+void write(int priority, const char* format, va_list arguments) {
+  if (!log().is_open || log().has_line) {
+    ADD_FAILURE() << "syslog() without an openlog() of its own: " << format;
+  }
+  std::array<char, 4096> text;
+  std::vsnprintf(text.data(), text.size(), format, arguments);
+  log().has_line = true;
+  log().line.priority = priority;
+  log().line.text = text.data();
+}
+
+void close() {
+  if (!log().is_open || !log().has_line) {
+    ADD_FAILURE() << "closelog() without openlog() and syslog()";
+  }
+  log().is_open = false;
+  log().lines.push_back(log().line);
+}
+
+}  // namespace
+
+std::ostream& operator<<(std::ostream& out, const SyslogLine& line) {
+  return out << "{ident " << line.ident.value_or("(null)") << ", option " << line.option << ", facility "
+             << line.facility << ", priority " << line.priority << ", text \"" << line.text << "\"}";
+}
+
+SyslogDouble::SyslogDouble() {
+  log() = {};
+  log().recording = true;
+}
+
+SyslogDouble::~SyslogDouble() {
+  if (log().is_open) {
+    ADD_FAILURE() << "the log was left open";
+  }
+  log() = {};
+}
+
+std::vector<SyslogLine> SyslogDouble::take() {
+  return std::exchange(log().lines, {});
+}
+
+}  // namespace support
+
+extern "C" {
+
+void openlog(const char* ident, int option, int facility) {
+  if (support::log().recording) {
+    support::open(ident, option, facility);
+  }
+}
+
+void closelog() {
+  if (support::log().recording) {
+    support::close();
+  }
+}
+
+void vsyslog(int priority, const char* format, va_list arguments) {
+  if (support::log().recording) {
+    support::write(priority, format, arguments);
+  }
+}
+
+void syslog(int priority, const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  vsyslog(priority, format, arguments);
+  va_end(arguments);
+}
+
+// What fortified builds call in their place.
+void __vsyslog_chk(int priority, int /*flag*/, const char* format, va_list arguments) {
+  vsyslog(priority, format, arguments);
+}
+
+void __syslog_chk(int priority, int /*flag*/, const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  vsyslog(priority, format, arguments);
+  va_end(arguments);
+}
+
+}  // extern "C"

@@ -1,0 +1,18 @@
+/* userlib: what every public header shares. */
+#ifndef NUV_API_H
+#define NUV_API_H
+
+/**
+ * NUV_API marks what the shared object exports. Everything else is compiled with hidden visibility, and the list of
+ * exported names in userlib/userlib.map is compared with the marked declarations by a test.
+ */
+#define NUV_API __attribute__((visibility("default")))
+
+/**
+ * NUV_PRINTF(format, first) and NUV_SCANF(format, first) let the compiler check a format string against its arguments;
+ * both count arguments from 1.
+ */
+#define NUV_PRINTF(a_format, a_first) __attribute__((format(printf, a_format, a_first)))
+#define NUV_SCANF(a_format, a_first)  __attribute__((format(scanf, a_format, a_first)))
+
+#endif

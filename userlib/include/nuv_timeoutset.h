@@ -1,0 +1,118 @@
+/* userlib: timeout set, the timers of one reactor.
+ *
+ * The set keeps up to 80 timers in an array inside its own record. Each holds the time that remains until it is due.
+ * The owner asks how long it may sleep (NUV_TimeoutSet_setTimeout), sleeps, and tells the set how much time has passed
+ * (NUV_TimeoutSet_process): every timer is aged by that time and those that are due call back. A reactor does all of
+ * this by itself; use the set directly only to build a loop of your own:
+ *
+ *     struct timeval wait = { 10, 0 };
+ *     NUV_TimeoutSet_setTimeout(&timers, &wait);
+ *     ... sleep no longer than wait, measure elapsed ...
+ *     NUV_TimeoutSet_process(&timers, NUV_TIMEOUT_UNLIMITED, &elapsed);
+ *     NUV_TimeoutSet_internalRemoveDeleted(&timers);
+ *
+ * Timers stand densely in the slots 0 to m_uCount - 1 and fire in the order of the slots. A timer that goes leaves its
+ * slot to the timer of the last slot, so the order changes.
+ *
+ * Contracts are reported under "nuv_timeoutset"; every operation first requires "((void *)0) != a_this". The set
+ * belongs to one thread. Callbacks run inside NUV_TimeoutSet_process and may call every operation of their set but
+ * destruct; they must return, not throw or jump.
+ */
+#ifndef NUV_TIMEOUTSET_H
+#define NUV_TIMEOUTSET_H
+
+#include <stdint.h>
+#include <sys/time.h>
+
+#include "nuv_api.h"
+#include "nuv_indexpool.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** The number of timers that a set holds. */
+#define NUV_TIMEOUTSET_SIZE 80
+
+/** The budget that never runs out. */
+#define NUV_TIMEOUT_UNLIMITED UINT32_C(0xFFFFFFFF)
+
+/**
+ * What a timer calls when it is due: with its first argument, a pointer to its remaining time, and its second argument.
+ * Writing a new time through the pointer arms the timer again (a periodic timer writes its period there). The result 0
+ * removes the timer, any other keeps it; a timer that is kept without a new time is due again at once. The pointer is
+ * valid until the callback removes or adds timers or returns.
+ */
+typedef int32_t (*NUV_TimeoutRecvFunc)(void* a_pArg1, struct timeval* a_pTime, uint32_t a_uArg2);
+
+/** One timer. All fields belong to the set. */
+typedef struct NUV_TimeoutRecv {
+  struct timeval m_oTime;          /**< remaining time until the timer is due; zero or negative: due */
+  void* m_pArg1;                   /**< first callback argument, the caller's */
+  uint32_t m_uArg2;                /**< third callback argument, the caller's */
+  uint8_t m_bTemp;                 /**< 1: one-shot, gone after it has fired once */
+  NUV_TimeoutRecvFunc m_pRecvFunc; /**< callback */
+  uint32_t m_uId;                  /**< 0 to 79, no two timers of the set alike */
+  uint8_t m_bDeleted;              /**< 1: removed while the set was dispatching, waits for the purge */
+} NUV_TimeoutRecv;
+
+/** A set of timers. Reading m_uCount is fine, writing is left to the operations. */
+typedef struct TimeoutSet {
+  NUV_TimeoutRecv m_rgRecv[80]; /**< the timers, dense in the slots 0 to m_uCount - 1 */
+  IndexPool m_oIdPool;          /**< gives and takes back the ids */
+  uint32_t m_uCount;            /**< timers in the set, removed ones that wait for the purge included */
+  uint8_t m_bProcessing;        /**< 1 while NUV_TimeoutSet_process runs */
+} TimeoutSet;
+
+/**
+ * NUV_TimeoutSet_construct makes an empty set and returns 1. Its only heap use is the bit array of the id pool; without
+ * memory for that (reported by the pool) the set stays empty for good.
+ */
+NUV_API int32_t NUV_TimeoutSet_construct(TimeoutSet* a_this);
+
+/** NUV_TimeoutSet_destruct releases the id pool. Timers still in the set never fire. */
+NUV_API void NUV_TimeoutSet_destruct(TimeoutSet* a_this);
+
+/** NUV_TimeoutSet_available returns 1 if the set holds fewer than 80 timers, else 0. */
+NUV_API int32_t NUV_TimeoutSet_available(const TimeoutSet* a_this);
+
+/**
+ * NUV_TimeoutSet_setReceiver adds a timer that is due after a_time and returns its id. a_temp 1 makes it one-shot.
+ * Requires a callback. The caller sees to it that the set has room (NUV_TimeoutSet_available): in a full set the id
+ * pool reports that it is exhausted, no timer is added and the result is 80, an id that no timer has. From inside a
+ * callback the new timer stands at the end and is aged, and may fire, in the same pass.
+ */
+NUV_API uint32_t NUV_TimeoutSet_setReceiver(TimeoutSet* a_this, struct timeval a_time, void* a_arg1, uint32_t a_arg2,
+                                            uint8_t a_temp, NUV_TimeoutRecvFunc a_recvfunc);
+
+/** NUV_TimeoutSet_updateReceiver gives the timer a_id the remaining time a_time. An unknown id is ignored. */
+NUV_API void NUV_TimeoutSet_updateReceiver(TimeoutSet* a_this, uint32_t a_id, struct timeval a_time);
+
+/**
+ * NUV_TimeoutSet_removeReceiver removes the timer a_id; an unknown id is ignored. From inside a callback the timer is
+ * only marked: it does not fire any more and goes with the next purge. Requires that the set is not full, although
+ * removing makes room: a daemon that fills all 80 timers cannot take one out this way, only let it fire.
+ */
+NUV_API void NUV_TimeoutSet_removeReceiver(TimeoutSet* a_this, uint32_t a_id);
+
+/**
+ * NUV_TimeoutSet_setTimeout lowers *a_currtimeout, which the caller sets to its own bound, to the smallest remaining
+ * time in the set; marked timers count too. Returns 1 if the set holds any timer, else 0. Requires a_currtimeout.
+ */
+NUV_API int32_t NUV_TimeoutSet_setTimeout(const TimeoutSet* a_this, struct timeval* a_currtimeout);
+
+/**
+ * NUV_TimeoutSet_process ages every timer by *a_currtimeout, the time since the previous call, and calls those whose
+ * remaining time is then zero or less, at most a_budget of them (NUV_TIMEOUT_UNLIMITED: all). Returns the number of
+ * callbacks. Requires a_currtimeout. Not meant to be called from a callback: timers would age twice.
+ */
+NUV_API uint32_t NUV_TimeoutSet_process(TimeoutSet* a_this, uint32_t a_budget, const struct timeval* a_currtimeout);
+
+/** NUV_TimeoutSet_internalRemoveDeleted purges the timers that were removed during a dispatch. */
+NUV_API void NUV_TimeoutSet_internalRemoveDeleted(TimeoutSet* a_this);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

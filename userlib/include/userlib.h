@@ -1,0 +1,30 @@
+/* userlib: the foundation library of the resident daemons. This header includes all the others.
+ *
+ * Conventions that hold everywhere; the headers say only what differs:
+ *
+ *  - Objects are plain records in the caller's own storage. <Family>_construct initialises one and returns 1,
+ *    <Family>_destruct releases what it owns. No operation may be called before the first or after the second.
+ *  - Pointers must not be null unless a header says that they may. Null and other broken preconditions are reported as
+ *    contract failures (nuv_assert.h), which end the process unless a daemon installs another error handler.
+ *  - What fails while a daemon runs (memory, descriptors, peers, text from outside) is a result: 1 or another count for
+ *    success, 0 for failure, unless a header gives other numbers.
+ *  - Texts end in a zero byte, and stay the caller's. Pointers that are returned stay the library's.
+ *  - Times are struct timeval or say their unit in the name. Ports and addresses are in network byte order.
+ *  - The library has no thread and no lock: everything belongs to one thread.
+ */
+#ifndef USERLIB_H
+#define USERLIB_H
+
+#include "nuv_assert.h"
+#include "nuv_digitmap.h"
+#include "nuv_indexpool.h"
+#include "nuv_pipe.h"
+#include "nuv_select.h"
+#include "nuv_selectset.h"
+#include "nuv_sysloglevel.h"
+#include "nuv_time.h"
+#include "nuv_timeoutset.h"
+#include "nuv_udpclient.h"
+#include "nuv_udpserver.h"
+
+#endif

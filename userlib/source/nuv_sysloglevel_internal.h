@@ -1,0 +1,39 @@
+// What the source files of the trace facility share: where lines go, and how one line reaches the system log.
+#ifndef USERLIB_SOURCE_NUV_SYSLOGLEVEL_INTERNAL_H
+#define USERLIB_SOURCE_NUV_SYSLOGLEVEL_INTERNAL_H
+
+#include <stdint.h>
+#include <syslog.h>
+
+namespace userlib {
+
+struct TraceOutput {
+  uint8_t syslog;             // 0: off
+  uint8_t console;            // 0: off
+  char ident[32];             // copy of the ident that the daemon gave
+  const char* ident_pointer;  // what openlog() gets: null (the system's default) until the daemon gave one
+};
+
+extern TraceOutput g_trace_output;
+
+// While "/etc/quiet" exists, the trace facility never turns the console on.
+bool console_is_kept_quiet();
+
+// The time stamp that starts a console line, or stands in for the system log's own.
+struct Timestamp {
+  Timestamp();
+  char text[26];
+};
+
+// Opens the system log under the daemon's ident for as long as one line takes.
+class SyslogLine {
+ public:
+  SyslogLine() { openlog(g_trace_output.ident_pointer, LOG_PID, LOG_USER); }
+  ~SyslogLine() { closelog(); }
+  SyslogLine(const SyslogLine&) = delete;
+  SyslogLine& operator=(const SyslogLine&) = delete;
+};
+
+}  // namespace userlib
+
+#endif
