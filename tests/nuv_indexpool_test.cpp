@@ -89,7 +89,8 @@ TEST_F(IndexPoolTest, CountsWhatIsHeldAndWhatIsFree) {
   EXPECT_EQ(NUV_IndexPool_occupied(&pool_, 1), 1);
 }
 
-// Sizes on both sides of a byte boundary: every index can be had once, and the address sanitizer watches the array's end.
+// Sizes on both sides of a byte boundary: every index can be had once, and the address sanitizer watches the array's
+// end.
 TEST_F(IndexPoolTest, HandsOutEveryIndexOfAnySize) {
   for (const uint32_t size : {0U, 1U, 7U, 8U, 9U, 15U, 16U, 17U, 80U}) {
     SCOPED_TRACE(size);
@@ -113,10 +114,10 @@ TEST_F(IndexPoolTest, StaysExhaustedWhenAskedForMore) {
       NUV_IndexPool_occupy(&pool);
     }
     EXPECT_EQ(NUV_IndexPool_occupy(&pool), size);
-    EXPECT_EQ(contracts_.take(),
-              (Reports{require_report(kFile, kHasRoom), ensure_report(kFile, "a_this->m_uSize > index"),
-                       require_report(kFile, kBelowSize),
-                       ensure_report(kFile, "NUV_IndexPool_occupied( a_this, index)")}));
+    EXPECT_EQ(
+        contracts_.take(),
+        (Reports{require_report(kFile, kHasRoom), ensure_report(kFile, "a_this->m_uSize > index"),
+                 require_report(kFile, kBelowSize), ensure_report(kFile, "NUV_IndexPool_occupied( a_this, index)")}));
     EXPECT_EQ(NUV_IndexPool_free(&pool), 0U);
     EXPECT_EQ(NUV_IndexPool_busy(&pool), size);
     NUV_IndexPool_destruct(&pool);
@@ -129,16 +130,14 @@ TEST_F(IndexPoolTest, ReportsAnIndexThatDoesNotExist) {
   EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, kBelowSize)});
 
   NUV_IndexPool_occupyIndex(&pool_, 8);
-  EXPECT_EQ(contracts_.take(),
-            (Reports{require_report(kFile, kBelowSize), require_report(kFile, kBelowSize),
-                     require_report(kFile, kBelowSize),
-                     ensure_report(kFile, "NUV_IndexPool_occupied( a_this, a_index)")}));
+  EXPECT_EQ(contracts_.take(), (Reports{require_report(kFile, kBelowSize), require_report(kFile, kBelowSize),
+                                        require_report(kFile, kBelowSize),
+                                        ensure_report(kFile, "NUV_IndexPool_occupied( a_this, a_index)")}));
 
   NUV_IndexPool_release(&pool_, 0xFFFFFFFF);
-  EXPECT_EQ(contracts_.take(),
-            (Reports{require_report(kFile, kBelowSize), require_report(kFile, kBelowSize),
-                     require_report(kFile, "NUV_IndexPool_occupied( a_this, a_index) == 1"),
-                     require_report(kFile, kBelowSize)}));
+  EXPECT_EQ(contracts_.take(), (Reports{require_report(kFile, kBelowSize), require_report(kFile, kBelowSize),
+                                        require_report(kFile, "NUV_IndexPool_occupied( a_this, a_index) == 1"),
+                                        require_report(kFile, kBelowSize)}));
   EXPECT_EQ(NUV_IndexPool_free(&pool_), 8U);
 }
 

@@ -15,4 +15,7 @@
 #define NUV_PRINTF(a_format, a_first) __attribute__((format(printf, a_format, a_first)))
 #define NUV_SCANF(a_format, a_first)  __attribute__((format(scanf, a_format, a_first)))
 
+/** NUV_COLD tells the compiler that the way to a function is never the one to make fast. */
+#define NUV_COLD __attribute__((cold))
+
 #endif

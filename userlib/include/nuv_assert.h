@@ -57,7 +57,7 @@ typedef void (*NUV_AssertHandler)(uint32_t a_type, const char* a_file, uint32_t 
  * null a_file or a_expression reads as the empty text in the report, while the handler receives the null pointer
  * itself. Daemons may call it for contracts of their own, from callbacks too.
  */
-NUV_API void NUV_Assert_failed(uint32_t a_type, const char* a_file, uint32_t a_line, const char* a_expression);
+NUV_API NUV_COLD void NUV_Assert_failed(uint32_t a_type, const char* a_file, uint32_t a_line, const char* a_expression);
 
 /**
  * NUV_Assert_setErrorHandler installs a_handler for the whole process; null brings back the default, which calls

@@ -12,10 +12,6 @@
 
 #include "nuv_assert.h"
 
-// Tells the compiler that the way to a report is never the hot one.
-extern "C" __attribute__((cold)) void NUV_Assert_failed(uint32_t a_type, const char* a_file, uint32_t a_line,
-                                                        const char* a_expression);
-
 #define NUV_CONTRACT(type, condition, text)             \
   (__builtin_expect(static_cast<bool>(condition), true) \
        ? static_cast<void>(0)                           \

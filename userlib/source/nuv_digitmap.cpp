@@ -156,7 +156,7 @@ class PatternReader {
 userlib::MallocPtr<char[]> copy_text(std::string_view text) {
   auto copy = userlib::malloc_array<char>(text.size() + 1);
   if (copy != nullptr) {
-    std::copy(text.begin(), text.end(), copy.get());
+    memcpy(copy.get(), text.data(), text.size());
     copy[text.size()] = '\0';
   }
   return copy;
@@ -205,16 +205,23 @@ bool append_pattern(Pattern** link, std::string_view text) {
   return true;
 }
 
+bool is_filler(char c) {
+  return c == ' ' || c == '(' || c == ')';
+}
+
 // A copy of the map's text without blanks and parentheses, which mean nothing; null for null or without memory.
 userlib::MallocPtr<char[]> copy_map_text(const char* map) {
-  if (map == nullptr) {
+  auto text = map != nullptr ? userlib::malloc_array<char>(strlen(map) + 1) : nullptr;
+  if (text == nullptr) {
     return nullptr;
   }
-  auto text = copy_text(map);
-  if (text != nullptr) {
-    const auto is_filler = [](char c) { return c == ' ' || c == '(' || c == ')'; };
-    std::remove_if(text.get(), text.get() + strlen(map) + 1, is_filler);
+  char* end = text.get();
+  for (; *map != '\0'; ++map) {
+    if (!is_filler(*map)) {
+      *end++ = *map;
+    }
   }
+  *end = '\0';
   return text;
 }
 

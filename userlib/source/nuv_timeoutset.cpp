@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <span>
 
-#include <string.h>
-
 #include "contract.h"
 #include "nuv_time.h"
 
@@ -75,9 +73,7 @@ bool process_slot(TimeoutSet& set, uint32_t slot, uint32_t& budget, uint32_t& fi
 
 int32_t NUV_TimeoutSet_construct(TimeoutSet* a_this) {
   NUV_REQUIRE(((void *)0) != a_this);
-  memset(a_this->m_rgRecv, 0, sizeof a_this->m_rgRecv);
-  a_this->m_uCount = 0;
-  a_this->m_bProcessing = 0;
+  *a_this = {};
   NUV_IndexPool_construct(&a_this->m_oIdPool, kCapacity);
   return 1;
 }
