@@ -26,7 +26,7 @@
  *
  * Contracts are reported under "nuv_digitmap". Checking never changes the map; it takes time in proportion to the
  * length of the map times the length of the dial string, however many repetitions the patterns hold, and uses the heap
- * only for patterns or dial strings of unusual length (beyond some 200 symbols and 63 digits).
+ * only for patterns and dial strings of unusual length (symbols times digits beyond some 2000).
  */
 #ifndef NUV_DIGITMAP_H
 #define NUV_DIGITMAP_H
