@@ -7,8 +7,8 @@
 
 namespace support {
 
-// Forks, runs the body and waits for the end; a body that returns ends with status 0. What takes longer than the deadline
-// is killed, and counts as neither exited nor aborted.
+// Forks, runs the body and waits for the end; a body that returns ends with status 0. What takes longer than the
+// deadline is killed, and counts as neither exited nor aborted.
 class ChildProcess {
  public:
   static constexpr int kDeadlineSeconds = 30;

@@ -19,9 +19,7 @@ struct Report {
   std::optional<std::string> text;
   uint32_t line = 0;
 
-  bool operator==(const Report& other) const {
-    return type == other.type && file == other.file && text == other.text;
-  }
+  bool operator==(const Report& other) const { return type == other.type && file == other.file && text == other.text; }
 };
 
 std::ostream& operator<<(std::ostream& out, const Report& report);

@@ -6,8 +6,8 @@
 
 namespace support {
 
-// While it lives, the n-th call (counted from 1) of the named function, made by the library or by a test, fails with the
-// given errno. One injector at a time. The functions are those of wrapped_functions.cpp.
+// While it lives, the n-th call (counted from 1) of the named function, made by the library or by a test, fails with
+// the given errno. One injector at a time. The functions are those of wrapped_functions.cpp.
 class FaultInjector {
  public:
   FaultInjector(std::string function, int nth, int error);

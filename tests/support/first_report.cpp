@@ -12,7 +12,8 @@ namespace support {
 namespace {
 
 void print_and_exit(uint32_t type, const char* file, uint32_t line, const char* text) {
-  std::printf("%" PRIu32 "\n%" PRIu32 "\n%s\n%s\n", type, line, file != nullptr ? file : "", text != nullptr ? text : "");
+  std::printf("%" PRIu32 "\n%" PRIu32 "\n%s\n%s\n", type, line, file != nullptr ? file : "",
+              text != nullptr ? text : "");
   std::fflush(stdout);
   _exit(0);
 }

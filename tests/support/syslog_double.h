@@ -22,8 +22,8 @@ struct SyslogLine {
 
 std::ostream& operator<<(std::ostream& out, const SyslogLine& line);
 
-// The test program defines openlog(), syslog() and closelog() itself, so that nothing reaches the machine's log. While a
-// double lives it keeps the lines; a line that was not opened and closed for itself fails the test.
+// The test program defines openlog(), syslog() and closelog() itself, so that nothing reaches the machine's log. While
+// a double lives it keeps the lines; a line that was not opened and closed for itself fails the test.
 class SyslogDouble {
  public:
   SyslogDouble();
