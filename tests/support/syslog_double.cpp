@@ -52,9 +52,10 @@ NUV_PRINTF(2, 0) void write(int priority, const char* format, va_list arguments)
 void close() {
   if (!log().is_open || !log().has_line) {
     ADD_FAILURE() << "closelog() without openlog() and syslog()";
+  } else {
+    log().lines.push_back(log().line);
   }
   log().is_open = false;
-  log().lines.push_back(log().line);
 }
 
 }  // namespace
