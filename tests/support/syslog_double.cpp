@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <utility>
 
+#include "nuv_api.h"
+
 namespace support {
 namespace {
 
@@ -36,7 +38,7 @@ void open(const char* ident, int option, int facility) {
   log().line.facility = facility;
 }
 
-[[gnu::format(printf, 2, 0)]] void write(int priority, const char* format, va_list arguments) {
+NUV_PRINTF(2, 0) void write(int priority, const char* format, va_list arguments) {
   if (!log().is_open || log().has_line) {
     ADD_FAILURE() << "syslog() without an openlog() of its own: " << format;
   }
@@ -50,9 +52,10 @@ void open(const char* ident, int option, int facility) {
 void close() {
   if (!log().is_open || !log().has_line) {
     ADD_FAILURE() << "closelog() without openlog() and syslog()";
+  } else {
+    log().lines.push_back(log().line);
   }
   log().is_open = false;
-  log().lines.push_back(log().line);
 }
 
 }  // namespace
@@ -94,13 +97,13 @@ void closelog() {
   }
 }
 
-[[gnu::format(printf, 2, 0)]] void vsyslog(int priority, const char* format, va_list arguments) {
+NUV_PRINTF(2, 0) void vsyslog(int priority, const char* format, va_list arguments) {
   if (support::log().recording) {
     support::write(priority, format, arguments);
   }
 }
 
-[[gnu::format(printf, 2, 3)]] void syslog(int priority, const char* format, ...) {
+NUV_PRINTF(2, 3) void syslog(int priority, const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
   vsyslog(priority, format, arguments);
@@ -108,11 +111,11 @@ void closelog() {
 }
 
 // What fortified builds call in their place.
-[[gnu::format(printf, 3, 0)]] void __vsyslog_chk(int priority, int /*flag*/, const char* format, va_list arguments) {
+NUV_PRINTF(3, 0) void __vsyslog_chk(int priority, int /*flag*/, const char* format, va_list arguments) {
   vsyslog(priority, format, arguments);
 }
 
-[[gnu::format(printf, 3, 4)]] void __syslog_chk(int priority, int /*flag*/, const char* format, ...) {
+NUV_PRINTF(3, 4) void __syslog_chk(int priority, int /*flag*/, const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
   vsyslog(priority, format, arguments);
