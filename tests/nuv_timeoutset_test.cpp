@@ -238,10 +238,11 @@ TEST_F(TimeoutSetTest, RefusesTheEightyFirstTimer) {
   for (uint32_t i = 0; i < 80; ++i) {
     NUV_TimeoutSet_setReceiver(&guarded.set, kLater, this, i, kStays, note);
   }
-  const auto untouched = guarded;
+  uint8_t untouched[sizeof guarded];
+  memcpy(untouched, &guarded, sizeof guarded);
   EXPECT_EQ(NUV_TimeoutSet_setReceiver(&guarded.set, kNow, nullptr, 0xFFFFFFFF, kOneShot, note), 80U);
   EXPECT_EQ(contracts_.take(), exhausted_pool());
-  EXPECT_EQ(memcmp(&guarded, &untouched, sizeof guarded), 0);
+  EXPECT_EQ(memcmp(&guarded, untouched, sizeof guarded), 0);
   EXPECT_EQ(guarded.set.m_uCount, 80U);
   NUV_TimeoutSet_destruct(&guarded.set);
 }
