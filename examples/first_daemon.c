@@ -29,7 +29,7 @@ int main(int argc, char** argv) {
   const unsigned long port = argc == 2 ? strtoul(argv[1], NULL, 10) : 0;
   if (port < 1 || port > 65535 || !NUV_Select_construct(&loop) || !NUV_Pipe_construct(&pipe) ||
       !NUV_UdpServer_construct(&server, htons((uint16_t)port), NUV_Pipe_writeFd(&pipe))) {
-    fprintf(stderr, "first_daemon: must get the number of a free UDP port\n");
+    fprintf(stderr, "first_daemon: '%s' must be the number of a free UDP port\n", argc > 1 ? argv[1] : "");
     return 1;
   }
   NUV_Select_setReadExternal(&loop, NUV_UdpServer_socket(&server), &server, 1, transfer);
