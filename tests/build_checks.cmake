@@ -24,16 +24,10 @@ endforeach()
 # A daemon written in C, with either library. CMake would add the C++ run time to a C program that links C++ objects;
 # here it must do without. The whole static library goes in, so that no object of it is left untried.
 set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")
-# Instrumented C++ objects need it all the same: the sanitizers look at the types of functions.
-if(USERLIB_SANITIZE)
-  set(USERLIB_C_DAEMON_LINKER CXX)
-else()
-  set(USERLIB_C_DAEMON_LINKER C)
-endif()
 function(add_c_daemon name library)
   add_executable(${name} c_daemon.c)
   set_target_properties(${name} PROPERTIES C_STANDARD 99 C_STANDARD_REQUIRED ON C_EXTENSIONS OFF
-                                           LINKER_LANGUAGE ${USERLIB_C_DAEMON_LINKER})
+                                           LINKER_LANGUAGE C)
   target_link_libraries(${name} PRIVATE userlib_options ${library})
   add_test(NAME ${name} COMMAND ${name})
   set_tests_properties(${name} PROPERTIES TIMEOUT 60)
