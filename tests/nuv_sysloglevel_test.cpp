@@ -419,6 +419,19 @@ TEST_F(SysloglevelOutputTest, TimestampOfATimeWithoutDateIsEmpty) {
   EXPECT_STREQ(text, "");
 }
 
+// A locale may have longer months than there is room for.
+TEST_F(SysloglevelOutputTest, TimestampThatDoesNotFitIsEmpty) {
+  for (uint32_t size = 17; size <= 26; ++size) {
+    SCOPED_TRACE(size);
+    const FaultInjector no_room("strftime", 1, 0);
+    GuardedBuffer buffer;
+    getTimestamp(buffer.text(), size);
+    EXPECT_TRUE(no_room.has_struck());
+    EXPECT_STREQ(buffer.text(), "");
+    EXPECT_TRUE(buffer.is_untouched_behind(size));
+  }
+}
+
 TEST_F(SysloglevelOutputTest, TimestampWithoutAClockIsTheStartOfTime) {
   const FaultInjector no_clock("gettimeofday", 1, EFAULT);
   char text[26] = {};

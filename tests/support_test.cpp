@@ -25,12 +25,14 @@
 #include "support/captured_stdout.h"
 #include "support/child_process.h"
 #include "support/contract_recorder.h"
+#include "support/descriptors.h"
 #include "support/fake_clock.h"
 #include "support/fake_files.h"
 #include "support/fault_injector.h"
 #include "support/first_report.h"
 #include "support/syslog_double.h"
 #include "support/time_zone.h"
+#include "support/udp_peer.h"
 
 namespace {
 
@@ -746,6 +748,12 @@ TEST(SupportFaultInjector, FailsEveryWrappedFunctionAsItFails) {
       {"select", [] { return select(0, nullptr, nullptr, nullptr, nullptr) == -1; }},
       {"sendto", [] { return sendto(-1, nullptr, 0, 0, nullptr, 0) == -1; }},
       {"socket", [] { return socket(AF_INET, SOCK_DGRAM, 0) == -1; }},
+      {"strftime",
+       [] {
+         char text[8] = {};
+         const tm date = {};
+         return strftime(text, sizeof text, "%d", &date) == 0 && std::string(text, sizeof text) == "????????";
+       }},
       {"time", [] { return time(nullptr) == -1; }},
       {"unlink", [] { return unlink("/") == -1; }},
       {"write", [] { return write(-1, nullptr, 0) == -1; }},
@@ -759,6 +767,60 @@ TEST(SupportFaultInjector, FailsEveryWrappedFunctionAsItFails) {
     EXPECT_EQ(errno, ENOTTY);
     EXPECT_EQ(fault.calls(), 1);
   }
+}
+
+TEST(SupportDescriptors, AreCountedAndKnown) {
+  const size_t before = support::count_open_descriptors();
+  const int fd = dup(STDOUT_FILENO);
+  EXPECT_TRUE(support::is_open_descriptor(fd));
+  EXPECT_EQ(support::count_open_descriptors(), before + 1);
+  close(fd);
+  EXPECT_FALSE(support::is_open_descriptor(fd));
+  EXPECT_EQ(support::count_open_descriptors(), before);
+  EXPECT_FALSE(support::is_open_descriptor(-1));
+}
+
+TEST(SupportTestPipe, GivesBackWhatWasPutIn) {
+  support::TestPipe pipe;
+  EXPECT_EQ(pipe.take(), "") << "an empty pipe does not block";
+  pipe.put("one");
+  pipe.put("two");
+  EXPECT_EQ(pipe.take(), "onetwo");
+  EXPECT_EQ(pipe.take(), "");
+}
+
+TEST(SupportTestPipe, EndsWhenItsWriteEndIsClosed) {
+  support::TestPipe pipe;
+  char byte = '\0';
+  EXPECT_EQ(read(pipe.read_end(), &byte, 1), -1);
+  EXPECT_EQ(errno, EAGAIN);
+  pipe.close_write_end();
+  EXPECT_EQ(read(pipe.read_end(), &byte, 1), 0);
+}
+
+TEST(SupportTestPipe, ClosesBothEnds) {
+  const size_t before = support::count_open_descriptors();
+  { const support::TestPipe pipe; }
+  {
+    support::TestPipe pipe;
+    pipe.close_write_end();
+  }
+  EXPECT_EQ(support::count_open_descriptors(), before);
+}
+
+TEST(SupportUdpPeer, TalksToAnother) {
+  support::UdpPeer caller;
+  support::UdpPeer callee;
+  EXPECT_NE(caller.port(), callee.port());
+  caller.send(std::string("a\0b", 3), callee.port());
+  const std::optional<support::Datagram> datagram = callee.receive();
+  ASSERT_TRUE(datagram.has_value());
+  EXPECT_EQ(datagram->bytes, std::string("a\0b", 3));
+  EXPECT_EQ(datagram->sender, caller.port());
+  callee.send("", caller.port());
+  const std::optional<support::Datagram> answer = caller.receive();
+  ASSERT_TRUE(answer.has_value());
+  EXPECT_EQ(answer->bytes, "");
 }
 
 TEST(SupportTimeZone, SetsTheZoneAndBringsTheOldOneBack) {

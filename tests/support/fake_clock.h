@@ -31,9 +31,9 @@ struct SelectAnswer {
 };
 
 // While it lives, the monotonic clock and the wall clock, which time() reads too, stand still but for what the test and
-// select() move them, and
-// select() answers what the test has put into its queue. With an empty queue it sleeps through the wait that it was
-// given and answers 0, or -1 with EINVAL where the wait is negative; a wait without end fails the test.
+// select() move them, and select() answers what the test has put into its queue. With an empty queue it sleeps through
+// the wait that it was given and answers 0, or -1 with EINVAL where the wait is negative; a wait without end fails the
+// test.
 class FakeClock {
  public:
   explicit FakeClock(timeval monotonic = {1000, 0});

@@ -14,6 +14,7 @@ set(USERLIB_WRAPPED_FUNCTIONS
     select
     sendto
     socket
+    strftime
     time
     unlink
     write)

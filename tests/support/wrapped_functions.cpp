@@ -9,6 +9,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 
 #include "support/fake_clock.h"
 #include "support/fake_files.h"
@@ -106,6 +107,16 @@ ssize_t __wrap_sendto(int fd, const void* buffer, size_t length, int flags, cons
 int __real_socket(int domain, int type, int protocol);
 int __wrap_socket(int domain, int type, int protocol) {
   return FaultInjector::strikes("socket") ? -1 : __real_socket(domain, type, protocol);
+}
+
+size_t __real_strftime(char* text, size_t size, const char* format, const tm* time);
+size_t __wrap_strftime(char* text, size_t size, const char* format, const tm* time) {
+  if (FaultInjector::strikes("strftime")) {
+    // What a text without room leaves behind is undefined: the worst is a full buffer without an end.
+    std::memset(text, '?', size);
+    return 0;
+  }
+  return __real_strftime(text, size, format, time);
 }
 
 time_t __real_time(time_t* result);
