@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <functional>
 #include <map>
 #include <optional>
@@ -40,6 +41,9 @@ constexpr char kHasRoomForTimer[] = "1 == NUV_TimeoutSet_available( &a_this->m_o
 constexpr timeval kNow = {0, 0};
 constexpr timeval kSoon = {3, 0};
 constexpr timeval kLater = {1000000, 0};
+
+// More callbacks than any turn here makes: one that does not end must not fill the memory.
+constexpr size_t kEndless = 10000;
 
 using Fds = std::vector<int>;
 using Log = std::vector<std::string>;
@@ -206,6 +210,9 @@ class SelectTest : public ::testing::Test {
 
   void run_action(const std::string& name) {
     log_.push_back(name);
+    if (log_.size() > kEndless) {
+      std::abort();
+    }
     const auto action = actions_[name];
     if (action) {
       action();

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <functional>
 #include <map>
 #include <random>
@@ -41,6 +42,9 @@ constexpr uint32_t kUnlimited = 0xFFFFFFFF;
 
 // Descriptors that no fd_set has a bit for.
 constexpr int32_t kStrangers[] = {-1, -2, -1024, INT32_MIN, 1024, 1025, 65536, INT32_MAX};
+
+// More than any list or dispatch here holds: one that does not end must not fill the memory.
+constexpr size_t kEndless = 10000;
 
 using Fds = std::vector<int32_t>;
 
@@ -111,6 +115,9 @@ class SelectSetTest : public ::testing::Test {
     Fds fds;
     for (const NUV_SelectRecv* receiver = set_.m_pFirst; receiver != nullptr; receiver = receiver->m_pNext) {
       fds.push_back(receiver->m_iFd);
+      if (fds.size() > kEndless) {
+        std::abort();
+      }
     }
     EXPECT_EQ(set_.m_uCount, fds.size());
     return fds;
@@ -119,6 +126,9 @@ class SelectSetTest : public ::testing::Test {
   static int32_t note(void* arg1, int32_t fd, uint32_t /*arg2*/) {
     auto& test = *static_cast<SelectSetTest*>(arg1);
     test.fired_.push_back(fd);
+    if (test.fired_.size() > kEndless) {
+      std::abort();
+    }
     const std::function<void()> action = test.actions_[fd];
     if (action) {
       action();

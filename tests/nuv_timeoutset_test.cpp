@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <functional>
 #include <iterator>
 #include <map>
@@ -38,6 +39,9 @@ constexpr uint32_t kUnlimited = NUV_TIMEOUT_UNLIMITED;
 
 constexpr timeval kNow = {0, 0};
 constexpr timeval kLater = {1000, 0};
+
+// More callbacks than any dispatch here makes: one that does not end must not fill the memory.
+constexpr size_t kEndless = 10000;
 
 using Numbers = std::vector<uint32_t>;
 
@@ -137,6 +141,9 @@ class TimeoutSetTest : public ::testing::Test {
   static int32_t note(void* arg1, timeval* time, uint32_t arg2) {
     auto& test = *static_cast<TimeoutSetTest*>(arg1);
     test.fired_.push_back(arg2);
+    if (test.fired_.size() > kEndless) {
+      std::abort();
+    }
     const Plan plan = test.plans_[arg2];
     if (plan.action) {
       plan.action(time);
