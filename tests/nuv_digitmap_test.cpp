@@ -104,7 +104,16 @@ class DigitMapTest : public ::testing::Test {
   DigitMap map_ = nullptr;
 };
 
-// ---- life ----
+// ---- record and life ----
+
+TEST(DigitMapRecord, HoldsSymbolsCountTextTimerNextInThisOrder) {
+  EXPECT_EQ(offsetof(NUV_DigitMapPattern, m_pSymbols), 0U);
+  EXPECT_EQ(offsetof(NUV_DigitMapPattern, m_uCount), sizeof(void*));
+  EXPECT_EQ(offsetof(NUV_DigitMapPattern, m_pText), 2 * sizeof(void*));
+  EXPECT_EQ(offsetof(NUV_DigitMapPattern, m_bTimer), 3 * sizeof(void*));
+  EXPECT_EQ(offsetof(NUV_DigitMapPattern, m_pNext), 4 * sizeof(void*));
+  EXPECT_EQ(sizeof(NUV_DigitMapPattern), 5 * sizeof(void*));
+}
 
 TEST(DigitMapLife, ConstructMakesAnEmptyMapOfAnything) {
   const ContractRecorder contracts;

@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -12,6 +13,7 @@
 #include <utility>
 
 #include "support/captured_stdout.h"
+#include "support/child_process.h"
 #include "support/contract_recorder.h"
 #include "support/descriptors.h"
 #include "support/fault_injector.h"
@@ -22,6 +24,7 @@ namespace {
 
 using support::bound_port;
 using support::CapturedStdout;
+using support::ChildProcess;
 using support::ContractRecorder;
 using support::count_open_descriptors;
 using support::FaultInjector;
@@ -280,6 +283,23 @@ TEST(UdpClientLife, WithoutASocketFailsAndClosesNothing) {
   NUV_UdpClient_destruct(&client);
   EXPECT_TRUE(is_open_descriptor(stranger.read_end()));
   EXPECT_EQ(out.take(), "");
+}
+
+// A daemon that has closed its standard input gets 0 for a socket.
+TEST(UdpClientLife, TakesDescriptor0ForASocket) {
+  const ChildProcess child([] {
+    close(STDIN_FILENO);
+    UdpClient client = {};
+    if (NUV_UdpClient_construct(&client, "127.0.0.1", htons(1), 1) != 1 ||
+        NUV_UdpClient_socket(&client) != STDIN_FILENO) {
+      _exit(1);
+    }
+    NUV_UdpClient_destruct(&client);
+    if (is_open_descriptor(STDIN_FILENO)) {
+      _exit(2);
+    }
+  });
+  EXPECT_TRUE(child.has_exited(0)) << child.outcome();
 }
 
 TEST(UdpClientLife, ClosesTheSocketThatCannotBeBound) {

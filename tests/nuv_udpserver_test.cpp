@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -12,6 +13,7 @@
 #include <utility>
 
 #include "support/captured_stdout.h"
+#include "support/child_process.h"
 #include "support/contract_recorder.h"
 #include "support/descriptors.h"
 #include "support/fault_injector.h"
@@ -22,6 +24,7 @@ namespace {
 
 using support::bound_port;
 using support::CapturedStdout;
+using support::ChildProcess;
 using support::ContractRecorder;
 using support::count_open_descriptors;
 using support::FaultInjector;
@@ -291,6 +294,22 @@ TEST(UdpServerLife, WithoutASocketFailsAndClosesNothing) {
   NUV_UdpServer_destruct(&server);
   EXPECT_TRUE(is_open_descriptor(stranger.read_end()));
   EXPECT_EQ(out.take(), "");
+}
+
+// A daemon that has closed its standard input gets 0 for a socket.
+TEST(UdpServerLife, TakesDescriptor0ForASocket) {
+  const ChildProcess child([] {
+    close(STDIN_FILENO);
+    UdpServer server = {};
+    if (NUV_UdpServer_construct(&server, 0, 1) != 1 || NUV_UdpServer_socket(&server) != STDIN_FILENO) {
+      _exit(1);
+    }
+    NUV_UdpServer_destruct(&server);
+    if (is_open_descriptor(STDIN_FILENO)) {
+      _exit(2);
+    }
+  });
+  EXPECT_TRUE(child.has_exited(0)) << child.outcome();
 }
 
 TEST(UdpServerLife, ClosesTheSocketWhenThePortIsInUse) {
