@@ -16,7 +16,7 @@ namespace phonectl {
 namespace {
 
 using phoned::printable;
-using phoned::quote;
+using phoned::quote_path;
 
 constexpr int kFailure = 1;
 constexpr int kUsage = 2;
@@ -109,7 +109,7 @@ std::optional<phoned::Error> run_step(const Step& step, const Options& options, 
 }
 
 int run_script(const Options& options) {
-  const std::string where = "script " + quote(*options.script);
+  const std::string where = "script " + quote_path(*options.script);
   const auto text = read_script(*options.script);
   if (!text) {
     return complain(kUsage, where + " cannot be read: " + text.error().why);

@@ -68,7 +68,7 @@ Result<DialPlan> DialPlan::parse(std::string_view text) {
 
 Result<DialPlan> DialPlan::read(const std::string& path) {
   const auto in_file = [&path](const std::string& separator, const Error& error) {
-    return Error{"map file " + quote(path) + separator + error.why};
+    return Error{"map file " + quote_path(path) + separator + error.why};
   };
   const auto text = read_file(path, kMaxPlan);
   if (!text) {

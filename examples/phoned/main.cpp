@@ -132,7 +132,7 @@ void read_plan_again(Daemon& daemon) {
     complain("HUP: " + plan.error().why + "; the old dial plan stays");
     return;
   }
-  std::printf("phoned: HUP: read %zu patterns from %s\n", plan->size(), quote(*path).c_str());
+  std::printf("phoned: HUP: read %zu patterns from %s\n", plan->size(), quote_path(*path).c_str());
   daemon.dial_layer.change_plan(std::move(*plan));
 }
 

@@ -27,6 +27,10 @@ std::string quote(std::string_view text) {
   return "'" + printable(text.substr(0, kLongestQuote)) + (is_long ? "...'" : "'");
 }
 
+std::string quote_path(std::string_view path) {
+  return "'" + printable(path) + "'";
+}
+
 std::vector<std::string_view> split_words(std::string_view text) {
   std::vector<std::string_view> words;
   while (true) {

@@ -19,6 +19,9 @@ std::string printable(std::string_view text);
 // The text between quotes for a message: printable, and cut where it gets long.
 std::string quote(std::string_view text);
 
+// The same for the name of a file, which is never cut.
+std::string quote_path(std::string_view path);
+
 // The words of a text, which blanks separate.
 std::vector<std::string_view> split_words(std::string_view text);
 

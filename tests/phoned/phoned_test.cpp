@@ -174,7 +174,7 @@ TEST(PhonedTime, DecidesWhenNoDigitComes) {
 }
 
 TEST(PhonedTime, TellsTheOutcomeToWhoeverDialledLast) {
-  const Phoned phoned({"--map", kPlan, "--interdigit", "500"});
+  const Phoned phoned({"--map", kPlan, "--interdigit", "1000"});
   UdpSocket first(phoned.port());
   UdpSocket last(phoned.port());
   EXPECT_EQ(first.ask("3 offhook"), "3 ready");
@@ -187,7 +187,7 @@ TEST(PhonedTime, TellsTheOutcomeToWhoeverDialledLast) {
 
 // What is hung up says nothing any more. Line 4 dials later, so whatever line 3 had to say would come before.
 TEST(PhonedTime, ForgetsTheDeadlineOfALineThatHangsUp) {
-  const Phoned phoned({"--map", kPlan, "--interdigit", "300"});
+  const Phoned phoned({"--map", kPlan, "--interdigit", "1000"});
   UdpSocket card(phoned.port());
   for (const char* datagram : {"3 offhook", "3 dial 0", "3 onhook", "4 offhook", "4 dial 01"}) {
     EXPECT_NE(card.ask(datagram), UdpSocket::kNothing);

@@ -95,6 +95,10 @@ TEST(Text, QuotesAreBoundedAndHarmless) {
   EXPECT_EQ(phoned::quote(std::string(41, 'x')), "'" + std::string(40, 'x') + "...'");
 }
 
+TEST(Text, QuotesPathsWhole) {
+  EXPECT_EQ(phoned::quote_path(std::string(300, 'x') + "\n"), "'" + std::string(300, 'x') + "?'");
+}
+
 TEST(Text, ReadsNumbersWithinTheirLimits) {
   EXPECT_EQ(phoned::to_number("10", 10, 20), 10U);
   EXPECT_EQ(phoned::to_number("20", 10, 20), 20U);
