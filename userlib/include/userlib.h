@@ -16,6 +16,7 @@
 #define USERLIB_H
 
 #include "nuv_assert.h"
+#include "nuv_convert.h"
 #include "nuv_digitmap.h"
 #include "nuv_indexpool.h"
 #include "nuv_pipe.h"
@@ -26,5 +27,6 @@
 #include "nuv_timeoutset.h"
 #include "nuv_udpclient.h"
 #include "nuv_udpserver.h"
+#include "nuv_utility.h"
 
 #endif
