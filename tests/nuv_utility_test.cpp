@@ -267,6 +267,10 @@ std::vector<std::string> lines_of(const std::string& content, uint32_t size) {
     EXPECT_EQ(line, buffer.data());
     EXPECT_EQ(buffer[size], '#');
     lines.emplace_back(line);
+    if (lines.size() > content.size()) {
+      ADD_FAILURE() << "there is no end";
+      break;
+    }
   }
   EXPECT_EQ(buffer[size], '#');
   return lines;
