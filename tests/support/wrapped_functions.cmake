@@ -6,9 +6,11 @@ set(USERLIB_WRAPPED_FUNCTIONS
     clock_gettime
     fopen
     gettimeofday
+    kill
     malloc
     open
     pipe
+    popen
     read
     recvfrom
     select

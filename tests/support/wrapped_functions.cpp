@@ -59,6 +59,11 @@ int __wrap_gettimeofday(timeval* time, void* zone) {
   return __real_gettimeofday(time, zone);
 }
 
+int __real_kill(pid_t pid, int signal);
+int __wrap_kill(pid_t pid, int signal) {
+  return FaultInjector::strikes("kill") ? -1 : __real_kill(pid, signal);
+}
+
 void* __real_malloc(size_t size);
 void* __wrap_malloc(size_t size) {
   return FaultInjector::strikes("malloc") ? nullptr : __real_malloc(size);
@@ -76,6 +81,11 @@ int __wrap_open(const char* path, int flags, ...) {
 int __real_pipe(int* ends);
 int __wrap_pipe(int* ends) {
   return FaultInjector::strikes("pipe") ? -1 : __real_pipe(ends);
+}
+
+FILE* __real_popen(const char* command, const char* mode);
+FILE* __wrap_popen(const char* command, const char* mode) {
+  return FaultInjector::strikes("popen") ? nullptr : __real_popen(command, mode);
 }
 
 ssize_t __real_read(int fd, void* buffer, size_t length);

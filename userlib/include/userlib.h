@@ -16,8 +16,11 @@
 #define USERLIB_H
 
 #include "nuv_assert.h"
+#include "nuv_bandwidth.h"
+#include "nuv_convert.h"
 #include "nuv_digitmap.h"
 #include "nuv_indexpool.h"
+#include "nuv_md5.h"
 #include "nuv_pipe.h"
 #include "nuv_select.h"
 #include "nuv_selectset.h"
@@ -26,5 +29,6 @@
 #include "nuv_timeoutset.h"
 #include "nuv_udpclient.h"
 #include "nuv_udpserver.h"
+#include "nuv_utility.h"
 
 #endif
