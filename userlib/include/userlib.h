@@ -18,6 +18,7 @@
 #include "nuv_assert.h"
 #include "nuv_digitmap.h"
 #include "nuv_frame.h"
+#include "nuv_indexmap.h"
 #include "nuv_indexpool.h"
 #include "nuv_memory.h"
 #include "nuv_message.h"
