@@ -15,6 +15,7 @@
 #ifndef USERLIB_H
 #define USERLIB_H
 
+#include "nuv_addressmanager.h"
 #include "nuv_assert.h"
 #include "nuv_digitmap.h"
 #include "nuv_frame.h"
