@@ -15,12 +15,19 @@
 #ifndef USERLIB_H
 #define USERLIB_H
 
+#include "nuv_addressmanager.h"
 #include "nuv_assert.h"
 #include "nuv_bandwidth.h"
 #include "nuv_convert.h"
 #include "nuv_digitmap.h"
+#include "nuv_frame.h"
+#include "nuv_indexmap.h"
 #include "nuv_indexpool.h"
 #include "nuv_md5.h"
+#include "nuv_memory.h"
+#include "nuv_message.h"
+#include "nuv_messagedata.h"
+#include "nuv_messageheader.h"
 #include "nuv_pipe.h"
 #include "nuv_select.h"
 #include "nuv_selectset.h"
