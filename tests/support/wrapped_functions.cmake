@@ -1,11 +1,21 @@
 # The functions of the C library that wrapped_functions.cpp stands in for: the linker leads every call that the library or a
 # test makes to the __wrap_ function, and gives that one the original under the name __real_.
 set(USERLIB_WRAPPED_FUNCTIONS
+    accept
     access
+    alarm
     bind
+    chdir
     clock_gettime
+    close
+    dup2
+    execl
     fopen
+    fork
+    fstat
+    getppid
     gettimeofday
+    kill
     malloc
     open
     pipe
@@ -13,6 +23,11 @@ set(USERLIB_WRAPPED_FUNCTIONS
     recvfrom
     select
     sendto
+    setsid
     socket
+    syscall
+    sysconf
+    umask
     unlink
+    waitpid
     write)

@@ -17,6 +17,7 @@
 
 #include "nuv_assert.h"
 #include "nuv_digitmap.h"
+#include "nuv_execute.h"
 #include "nuv_indexpool.h"
 #include "nuv_pipe.h"
 #include "nuv_select.h"
