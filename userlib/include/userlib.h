@@ -16,6 +16,7 @@
 #define USERLIB_H
 
 #include "nuv_assert.h"
+#include "nuv_cert_verify.h"
 #include "nuv_digitmap.h"
 #include "nuv_execute.h"
 #include "nuv_indexpool.h"
