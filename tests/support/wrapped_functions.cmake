@@ -19,6 +19,7 @@ set(USERLIB_WRAPPED_FUNCTIONS
     malloc
     open
     pipe
+    popen
     read
     recvfrom
     select

@@ -156,6 +156,11 @@ int __wrap_pipe(int* ends) {
   return FaultInjector::strikes("pipe") ? -1 : __real_pipe(ends);
 }
 
+FILE* __real_popen(const char* command, const char* mode);
+FILE* __wrap_popen(const char* command, const char* mode) {
+  return FaultInjector::strikes("popen") ? nullptr : __real_popen(command, mode);
+}
+
 ssize_t __real_read(int fd, void* buffer, size_t length);
 ssize_t __wrap_read(int fd, void* buffer, size_t length) {
   return FaultInjector::strikes("read") ? -1 : __real_read(fd, buffer, length);

@@ -17,6 +17,7 @@
 
 #include "nuv_assert.h"
 #include "nuv_cert_verify.h"
+#include "nuv_convert.h"
 #include "nuv_digitmap.h"
 #include "nuv_execute.h"
 #include "nuv_indexpool.h"
@@ -28,5 +29,6 @@
 #include "nuv_timeoutset.h"
 #include "nuv_udpclient.h"
 #include "nuv_udpserver.h"
+#include "nuv_utility.h"
 
 #endif
