@@ -51,14 +51,6 @@ const Attribute* find_attribute(const char* item) {
   return nullptr;
 }
 
-template <typename Char>
-Char* skip_blanks(Char* text) {
-  while (*text == ' ') {
-    ++text;
-  }
-  return text;
-}
-
 // Where the item ends, at a separator outside quotes or with the text; null where a backslash is misplaced.
 char* end_of_item(char* text, char separator) {
   bool is_quoted = false;
@@ -88,7 +80,8 @@ int32_t split(std::span<char*> items, char* text, char separator) {
       return static_cast<int32_t>(i + 1);
     }
     *end = '\0';
-    text = skip_blanks(end + 1);
+    text = end + 1;
+    text += strspn(text, " ");
   }
   return kSyntaxError;  // one more item than there is room for
 }
@@ -115,7 +108,7 @@ bool unquote(char* value, const char* text) {
 
 int32_t parse_item(int32_t& nid, char* value, const char* item) {
   nid = kNoNid;
-  item = skip_blanks(item);
+  item += strspn(item, " ");
   if (*item == '\0') {
     return kEmpty;
   }

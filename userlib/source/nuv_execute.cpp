@@ -98,10 +98,13 @@ void read_last_piece(int fd, std::span<char> buffer) {
   }
   for (;;) {
     const ssize_t length = read(fd, buffer.data(), buffer.size());
-    if (length == 0 || (length < 0 && errno != EINTR)) {
+    if (length < 0 && errno == EINTR) {
+      continue;
+    }
+    if (length <= 0) {
       break;
     }
-    if (length > 0 && static_cast<size_t>(length) < buffer.size()) {
+    if (static_cast<size_t>(length) < buffer.size()) {
       buffer[static_cast<size_t>(length)] = '\0';
     }
   }
