@@ -17,6 +17,7 @@
 
 #include "nuv_assert.h"
 #include "nuv_cert_verify.h"
+#include "nuv_console.h"
 #include "nuv_convert.h"
 #include "nuv_daemon.h"
 #include "nuv_digitmap.h"
