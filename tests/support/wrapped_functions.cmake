@@ -1,10 +1,19 @@
 # The functions of the C library that wrapped_functions.cpp stands in for: the linker leads every call that the library or a
 # test makes to the __wrap_ function, and gives that one the original under the name __real_.
 set(USERLIB_WRAPPED_FUNCTIONS
+    accept
     access
+    alarm
     bind
+    chdir
     clock_gettime
+    close
+    dup2
+    execl
     fopen
+    fork
+    fstat
+    getppid
     gettimeofday
     kill
     malloc
@@ -15,8 +24,13 @@ set(USERLIB_WRAPPED_FUNCTIONS
     recvfrom
     select
     sendto
+    setsid
     socket
     strftime
+    syscall
+    sysconf
     time
+    umask
     unlink
+    waitpid
     write)

@@ -1,0 +1,386 @@
+#include "nuv_execute.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "support/call_log.h"
+#include "support/child_process.h"
+#include "support/contract_recorder.h"
+#include "support/fault_injector.h"
+#include "support/process_doubles.h"
+
+namespace {
+
+using support::CallLog;
+using support::ChildProcess;
+using support::ContractRecorder;
+using support::FastAlarm;
+using support::FaultInjector;
+using support::Reports;
+using support::require_report;
+
+constexpr char kFile[] = "nuv_execute";
+constexpr char kGuard = '\x55';
+
+// A fork takes far longer with the address sanitizer, which has its own memory copied as well.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr int kManyRuns = 100;
+#elif defined(__has_feature)
+constexpr int kManyRuns = __has_feature(address_sanitizer) ? 100 : 1000;
+#else
+constexpr int kManyRuns = 1000;
+#endif
+
+// A result buffer between guard bytes, which also fill it before the call.
+class GuardedBuffer {
+ public:
+  explicit GuardedBuffer(size_t size) : bytes_(kMargin + size + kMargin, kGuard), size_(size) {}
+
+  char* data() { return bytes_.data() + kMargin; }
+  int32_t size() const { return static_cast<int32_t>(size_); }
+  std::string text() const { return bytes_.data() + kMargin; }
+  std::string content() const { return {bytes_.data() + kMargin, size_}; }
+
+  bool is_guarded() const {
+    const std::string margin(kMargin, kGuard);
+    return std::string(bytes_.data(), kMargin) == margin &&
+           std::string(bytes_.data() + kMargin + size_, kMargin) == margin;
+  }
+
+ private:
+  static constexpr size_t kMargin = 16;
+
+  std::vector<char> bytes_;
+  size_t size_;
+};
+
+// Every test leaves the process with the descriptors and children that it had.
+class ExecuteTest : public ::testing::Test {
+ protected:
+  ~ExecuteTest() override {
+    EXPECT_EQ(support::open_descriptors(), descriptors_);
+    EXPECT_FALSE(support::has_children());
+  }
+
+  int32_t run(const std::string& command, int32_t seconds = 0) {
+    return NUV_Execute_Command_Timeout(command.c_str(), buffer_.data(), buffer_.size(), seconds);
+  }
+
+  ContractRecorder contracts_;
+  std::set<int> descriptors_ = support::open_descriptors();
+  GuardedBuffer buffer_{64};
+};
+
+// The digits 0 to 9 over and over, length of them.
+std::string digits(size_t length) {
+  std::string text;
+  for (size_t i = 0; i < length; ++i) {
+    text.push_back(static_cast<char>('0' + i % 10));
+  }
+  return text;
+}
+
+std::string print(const std::string& text) {
+  return "printf %s '" + text + "'";
+}
+
+TEST_F(ExecuteTest, GivesWhatACommandPrintsAndItsStatus) {
+  const struct {
+    const char* name;
+    const char* command;
+    int32_t status;
+    const char* output;
+  } kCases[] = {
+      {"a word", "echo hello", 0, "hello\n"},
+      {"nothing", ":", 0, ""},
+      {"an empty command", "", 0, ""},
+      {"both outputs in their order", "echo a; echo b >&2; echo c", 0, "a\nb\nc\n"},
+      {"a status", "exit 3", 3, ""},
+      {"the status that a signal has too", "echo one; exit 1", 1, "one\n"},
+      {"the largest status", "echo most; exit 255", 255, "most\n"},
+      {"the status of the last command", "false; true", 0, ""},
+      {"no such command, says the shell", "exec 2>/dev/null; /nonexistent/command", 127, ""},
+      {"text that only a shell understands", "X=1; Y=2; echo $((X + Y)) | tr 3 4", 0, "4\n"},
+      {"percent signs, which nobody formats", "printf '%s' '%s%n%d'", 0, "%s%n%d"},
+      {"a zero byte, where the text seems to end", "printf 'a\\000b'", 0, "a"},
+      {"nothing to read", "read word || echo end", 0, "end\n"},
+      {"no input but the null device", "readlink /proc/self/fd/0", 0, "/dev/null\n"},
+  };
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(row.name);
+    GuardedBuffer buffer(64);
+    EXPECT_EQ(NUV_Execute_Command(row.command, buffer.data(), buffer.size()), row.status);
+    EXPECT_EQ(buffer.text(), row.output);
+    EXPECT_EQ(buffer.content().back(), '\0');
+    EXPECT_TRUE(buffer.is_guarded());
+  }
+}
+
+// Sizes round the length of the output, and round its multiples.
+TEST_F(ExecuteTest, LeavesTheLastPieceOfALongOutput) {
+  const struct {
+    size_t length;
+    size_t size;
+    size_t begin;  // what of the output is left
+    size_t end;
+  } kCases[] = {
+      {5, 1, 0, 0},
+      {0, 1, 0, 0},
+      {1, 1, 0, 0},
+      {5, 2, 4, 5},
+      {4, 2, 2, 3},
+      {300, 100, 200, 299},
+      {299, 100, 200, 299},
+      {301, 100, 300, 301},
+      {250, 100, 200, 250},
+      {99, 100, 0, 99},
+      {100, 100, 0, 99},
+      {101, 100, 100, 101},
+      {60000, 4096, 57344, 60000},
+  };
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(std::to_string(row.length) + " into " + std::to_string(row.size));
+    const std::string output = digits(row.length);
+    GuardedBuffer buffer(row.size);
+    EXPECT_EQ(NUV_Execute_Command(print(output).c_str(), buffer.data(), buffer.size()), 0);
+    EXPECT_EQ(buffer.text(), output.substr(row.begin, row.end - row.begin));
+    EXPECT_EQ(buffer.content().back(), '\0');
+    EXPECT_TRUE(buffer.is_guarded());
+  }
+}
+
+TEST_F(ExecuteTest, KeepsWhatAnEarlierPieceLeftBehindTheLastOne) {
+  GuardedBuffer buffer(10);
+  EXPECT_EQ(NUV_Execute_Command("printf abcdefghijkl", buffer.data(), buffer.size()), 0);
+  EXPECT_EQ(buffer.content(), std::string("kl\0defghi\0", 10));
+}
+
+TEST_F(ExecuteTest, EndsTheShellWhenItsTimeIsUp) {
+  const FastAlarm fast;
+  EXPECT_EQ(run("echo early; exec sleep 60", 5), 1);
+  EXPECT_EQ(buffer_.text(), "");
+}
+
+TEST_F(ExecuteTest, SetsAnAlarmOnlyForATimeLimit) {
+  const struct {
+    int32_t seconds;
+    std::vector<std::string> alarms;
+  } kCases[] = {{7, {"alarm(7)"}}, {1, {"alarm(1)"}}, {0, {}},
+                {-1, {}},          {INT32_MIN, {}},   {INT32_MAX, {"alarm(2147483647)"}}};
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(row.seconds);
+    const CallLog log;
+    EXPECT_EQ(run("echo in time", row.seconds), 0);
+    EXPECT_EQ(log.calls_of("alarm"), row.alarms);
+    EXPECT_EQ(buffer_.text(), "in time\n");
+  }
+}
+
+TEST_F(ExecuteTest, HasNoTimeLimitOfItsOwn) {
+  const CallLog log;
+  EXPECT_EQ(NUV_Execute_Command("echo at last; exit 4", buffer_.data(), buffer_.size()), 4);
+  EXPECT_EQ(log.calls_of("alarm"), std::vector<std::string>{});
+}
+
+// Reading while the command runs would free it; so it stands still until its time is up.
+TEST_F(ExecuteTest, ReadsNothingBeforeTheCommandHasEnded) {
+  const FastAlarm fast;
+  EXPECT_EQ(run("i=0; while [ $i -lt 80 ]; do " + print(digits(1000)) + "; i=$((i + 1)); done", 500), 1);
+  EXPECT_EQ(buffer_.text(), "");
+}
+
+TEST_F(ExecuteTest, ASignalGivesOneAndAnEmptyText) {
+  const char* const kSignals[] = {"KILL", "TERM", "USR1", "ALRM"};
+  for (const char* signal : kSignals) {
+    SCOPED_TRACE(signal);
+    const CallLog log;
+    EXPECT_EQ(run("echo lost; kill -" + std::string(signal) + " $$"), 1);
+    EXPECT_EQ(buffer_.text(), "");
+    EXPECT_EQ(log.calls_of("kill"), std::vector<std::string>{"kill(9)"}) << "once more, whatever it was";
+    EXPECT_EQ(log.calls_of("waitpid"),
+              (std::vector<std::string>{"waitpid(0)", "waitpid(" + std::to_string(WNOHANG) + ")"}));
+  }
+}
+
+TEST_F(ExecuteTest, SendsNoSignalToAChildThatExited) {
+  const CallLog log;
+  EXPECT_EQ(run("exit 9"), 9);
+  EXPECT_EQ(log.calls_of("kill"), std::vector<std::string>{});
+  EXPECT_EQ(log.calls_of("waitpid"), std::vector<std::string>{"waitpid(0)"});
+}
+
+// Lists which of some descriptors the shell has; the limit is 64 and number 64 was opened before it was set.
+std::string descriptors_of_the_shell() {
+  const ChildProcess child([] {
+    const int fd = open("/dev/null", O_RDONLY);
+    for (const int copy : {3, 10, 63, 64}) {
+      dup2(fd, copy);
+    }
+    rlimit limit = {};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = 64;
+    setrlimit(RLIMIT_NOFILE, &limit);
+    char result[64];
+    NUV_Execute_Command("for n in 0 1 2 3 4 5 10 63 64; do [ -e /proc/self/fd/$n ] && printf '%s ' $n; done", result,
+                        sizeof result);
+    dprintf(STDOUT_FILENO, "%s", result);
+    _exit(0);
+  });
+  return child.out();
+}
+
+TEST_F(ExecuteTest, HandsNoDescriptorBelowTheLimitOn) {
+  EXPECT_EQ(descriptors_of_the_shell(), "0 1 2 64 ");
+}
+
+TEST_F(ExecuteTest, HandsNoDescriptorOnWhereTheKernelCannotCloseARange) {
+  const FaultInjector old_kernel("syscall", 1, ENOSYS);
+  EXPECT_EQ(descriptors_of_the_shell(), "0 1 2 64 ");
+}
+
+TEST_F(ExecuteTest, ClosesARangeInOneCall) {
+  const CallLog log;
+  EXPECT_EQ(run(":"), 0);
+  EXPECT_EQ(log.calls_of("close").size(), 2U) << "the parent's ends of the pipe";
+}
+
+TEST_F(ExecuteTest, ClosesUpToAUsualLimitWhereNoneIsKnown) {
+  const FaultInjector unknown("sysconf", 1, EINVAL);
+  EXPECT_EQ(descriptors_of_the_shell(), "0 1 2 ");
+}
+
+// A daemon may have closed its own standard descriptors, so that those of the pipe take their numbers.
+TEST_F(ExecuteTest, WorksWithoutStandardDescriptors) {
+  const std::vector<std::vector<int>> kCases = {{0}, {1}, {2}, {0, 1}, {0, 2}, {1, 2}, {0, 1, 2}};
+  for (const auto& closed : kCases) {
+    const ChildProcess child([&closed] {
+      const int out = fcntl(STDOUT_FILENO, F_DUPFD, 10);
+      for (const int fd : closed) {
+        close(fd);
+      }
+      char result[64];
+      const int32_t status = NUV_Execute_Command("readlink /proc/self/fd/0; echo b >&2; exit 5", result, sizeof result);
+      dprintf(out, "%d %s", status, result);
+      _exit(0);
+    });
+    EXPECT_EQ(child.out(), "5 /dev/null\nb\n") << "first closed: " << closed.front();
+  }
+}
+
+TEST_F(ExecuteTest, WithoutAPipeOrAChildReturnsMinusOne) {
+  for (const char* function : {"pipe", "fork"}) {
+    SCOPED_TRACE(function);
+    GuardedBuffer buffer(64);
+    const FaultInjector failure(function, 1, EAGAIN);
+    EXPECT_EQ(NUV_Execute_Command("echo never", buffer.data(), buffer.size()), -1);
+    EXPECT_TRUE(failure.has_struck());
+    EXPECT_EQ(buffer.text(), "");
+    EXPECT_EQ(buffer.content().substr(1), std::string(63, kGuard));
+    EXPECT_EQ(support::open_descriptors(), descriptors_);
+  }
+}
+
+TEST_F(ExecuteTest, AShellThatCannotBeSetUpGivesItsErrno) {
+  const struct {
+    const char* function;
+    int nth;
+    int error;
+  } kCases[] = {{"open", 1, EMFILE}, {"dup2", 1, EBADF}, {"dup2", 2, EBUSY}, {"dup2", 3, EMFILE}, {"execl", 1, ENOENT}};
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(std::string(row.function) + " " + std::to_string(row.nth));
+    const FaultInjector failure(row.function, row.nth, row.error);
+    EXPECT_EQ(run("echo never"), row.error);
+    EXPECT_EQ(buffer_.text(), "");
+  }
+}
+
+TEST_F(ExecuteTest, RepeatsWhatASignalInterrupts) {
+  const struct {
+    const char* function;
+    int nth;
+  } kCases[] = {{"dup2", 1}, {"dup2", 2}, {"dup2", 3}, {"read", 1}, {"read", 2}, {"waitpid", 1}};
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(std::string(row.function) + " " + std::to_string(row.nth));
+    const FaultInjector interruption(row.function, row.nth, EINTR);
+    EXPECT_EQ(run("echo out; echo error >&2; readlink /proc/self/fd/0; exit 6"), 6);
+    EXPECT_EQ(buffer_.text(), "out\nerror\n/dev/null\n");
+  }
+}
+
+TEST_F(ExecuteTest, AFailedReadEndsTheOutput) {
+  for (const int nth : {1, 2, 3}) {
+    SCOPED_TRACE(nth);
+    GuardedBuffer buffer(10);
+    const FaultInjector failure("read", nth, EIO);
+    EXPECT_EQ(NUV_Execute_Command("printf abcdefghijklmnopqrstuvwx; exit 8", buffer.data(), buffer.size()), 8);
+    const char* const kLeft[] = {"", "abcdefghi", "klmnopqrs"};
+    EXPECT_EQ(buffer.text(), kLeft[nth - 1]);
+    EXPECT_TRUE(buffer.is_guarded());
+  }
+}
+
+TEST_F(ExecuteTest, AFailedWaitCountsAsSuccess) {
+  {
+    const FaultInjector failure("waitpid", 1, ECHILD);
+    EXPECT_EQ(run("echo done; exit 3"), 0);
+    EXPECT_EQ(failure.calls(), 1);
+  }
+  EXPECT_EQ(buffer_.text(), "done\n");
+  // The child has not really vanished.
+  EXPECT_GT(waitpid(-1, nullptr, 0), 0);
+}
+
+TEST_F(ExecuteTest, WhoeverIgnoresTheEndOfChildrenGetsNoStatus) {
+  const ChildProcess child([] {
+    signal(SIGCHLD, SIG_IGN);
+    char result[64];
+    const int32_t status = NUV_Execute_Command("echo output; exit 3", result, sizeof result);
+    dprintf(STDOUT_FILENO, "%d %s", status, result);
+    _exit(0);
+  });
+  EXPECT_EQ(child.out(), "0 output\n");
+}
+
+TEST_F(ExecuteTest, LeavesNothingBehindAfterManyRuns) {
+  for (int i = 0; i < kManyRuns; ++i) {
+    ASSERT_EQ(run("exit 2"), 2) << i;
+  }
+  EXPECT_EQ(support::open_descriptors(), descriptors_);
+  EXPECT_FALSE(support::has_children());
+}
+
+TEST_F(ExecuteTest, ReportsNullArgumentsAndLeavesABadBufferAlone) {
+  const auto no_command = require_report(kFile, "((void *)0) != a_cmdline");
+  const auto no_buffer = require_report(kFile, "((void *)0) != r_result");
+  const auto no_length = require_report(kFile, "0 != a_reslen");
+  const std::string untouched(64, kGuard);
+
+  EXPECT_EQ(NUV_Execute_Command("echo lost; exit 7", nullptr, 64), 7);
+  EXPECT_EQ(contracts_.take(), Reports{no_buffer});
+
+  EXPECT_EQ(NUV_Execute_Command("echo lost; exit 7", buffer_.data(), 0), 7);
+  EXPECT_EQ(contracts_.take(), Reports{no_length});
+  EXPECT_EQ(buffer_.content(), untouched);
+
+  for (const int32_t length : {-1, -64, INT32_MIN}) {
+    EXPECT_EQ(NUV_Execute_Command("echo lost; exit 7", buffer_.data(), length), 7);
+    EXPECT_EQ(contracts_.take(), Reports{});
+    EXPECT_EQ(buffer_.content(), untouched);
+  }
+
+  EXPECT_NE(NUV_Execute_Command(nullptr, buffer_.data(), buffer_.size()), 0) << "what a shell says to that";
+  EXPECT_EQ(contracts_.take(), Reports{no_command});
+
+  NUV_Execute_Command_Timeout(nullptr, nullptr, 0, 0);
+  EXPECT_EQ(contracts_.take(), (Reports{no_command, no_buffer, no_length}));
+}
+
+}  // namespace

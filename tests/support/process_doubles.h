@@ -1,0 +1,42 @@
+// What a process is told about itself, under the control of a test.
+#ifndef TESTS_SUPPORT_PROCESS_DOUBLES_H
+#define TESTS_SUPPORT_PROCESS_DOUBLES_H
+
+#include <sys/types.h>
+
+#include <set>
+
+namespace support {
+
+// While it lives, an alarm rings after as many milliseconds as it was set to seconds.
+class FastAlarm {
+ public:
+  FastAlarm();
+  ~FastAlarm();
+  FastAlarm(const FastAlarm&) = delete;
+  FastAlarm& operator=(const FastAlarm&) = delete;
+
+  static bool is_active();
+};
+
+// While it lives, getppid() gives this number.
+class FakeParent {
+ public:
+  explicit FakeParent(pid_t pid);
+  ~FakeParent();
+  FakeParent(const FakeParent&) = delete;
+  FakeParent& operator=(const FakeParent&) = delete;
+
+  // The number, or 0 while there is no double.
+  static pid_t pid();
+};
+
+// The descriptors that the process has open.
+std::set<int> open_descriptors();
+
+// Whether the process has a child, ended or not, that nobody has waited for.
+bool has_children();
+
+}  // namespace support
+
+#endif

@@ -1,0 +1,149 @@
+#include "nuv_execute.h"
+
+#include <algorithm>
+#include <span>
+
+#include <errno.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <signal.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "contract.h"
+#include "unique_fd.h"
+
+namespace {
+
+constexpr char kFamily[] = "nuv_execute";
+
+// Stands in where the system does not tell its limit of open descriptors.
+constexpr long kUnknownLimit = 1024;
+
+// What of the caller's buffer may be written to: nothing, where an error handler let a bad one pass.
+std::span<char> writable(char* buffer, int32_t length) {
+  return buffer != nullptr && length > 0 ? std::span(buffer, static_cast<size_t>(length)) : std::span<char>();
+}
+
+// The functions down to run_shell() run in the child, after a fork in a process that may have other threads: they make
+// system calls and nothing else.
+
+// Makes the second descriptor a copy of the first. A signal that comes in between is no reason to give up.
+void duplicate_or_exit(int from, int to) {
+  while (dup2(from, to) < 0) {
+    if (errno != EINTR) {
+      _exit(errno);
+    }
+  }
+}
+
+// Closes the descriptors from first to limit - 1. Limits of a million are usual on larger systems, where a loop over
+// them would take longer than most commands, so the kernel is asked to do it in one call; those before 5.9 cannot.
+void close_descriptors(int first, int limit) {
+  if (first >= limit) {
+    return;
+  }
+#ifdef SYS_close_range
+  if (syscall(SYS_close_range, first, limit - 1, 0) == 0) {
+    return;
+  }
+#endif
+  for (int fd = first; fd < limit; ++fd) {
+    close(fd);
+  }
+}
+
+int descriptor_limit() {
+  const long limit = sysconf(_SC_OPEN_MAX);
+  return static_cast<int>(std::min<long>(limit >= 0 ? limit : kUnknownLimit, INT_MAX));
+}
+
+[[noreturn]] void run_shell(const char* command, int output, int32_t seconds) {
+  const int input = open("/dev/null", O_RDONLY);
+  if (input < 0) {
+    _exit(errno);
+  }
+  duplicate_or_exit(input, STDIN_FILENO);
+  duplicate_or_exit(output, STDOUT_FILENO);
+  duplicate_or_exit(output, STDERR_FILENO);
+  close_descriptors(STDERR_FILENO + 1, descriptor_limit());
+  if (seconds > 0) {
+    alarm(static_cast<unsigned int>(seconds));
+  }
+  execl("/bin/sh", "sh", "-c", command, static_cast<char*>(nullptr));
+  _exit(errno);
+}
+
+// The status of the ended child, or 0 if there is none to be had (the daemon ignores SIGCHLD). A signal that interrupts
+// the wait does not end it: the child would stay behind, and its command would seem to have succeeded.
+int wait_for_end(pid_t child) {
+  int status = 0;
+  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  }
+  return status;
+}
+
+// Every status that is not an exit gets here. A child that has only been stopped must not live on.
+void make_sure_of_end(pid_t child) {
+  int status = 0;
+  kill(child, SIGKILL);
+  waitpid(child, &status, WNOHANG);
+}
+
+// Reads to the end of the data, every piece to the front of the buffer, and makes the last one a text.
+void read_last_piece(int fd, std::span<char> buffer) {
+  if (buffer.empty()) {
+    return;
+  }
+  for (;;) {
+    const ssize_t length = read(fd, buffer.data(), buffer.size());
+    if (length < 0 && errno == EINTR) {
+      continue;
+    }
+    if (length <= 0) {
+      break;
+    }
+    if (static_cast<size_t>(length) < buffer.size()) {
+      buffer[static_cast<size_t>(length)] = '\0';
+    }
+  }
+  buffer.back() = '\0';
+}
+
+}  // namespace
+
+int32_t NUV_Execute_Command_Timeout(const char* a_cmdline, char* r_result, int32_t a_reslen, int32_t a_seconds) {
+  NUV_REQUIRE(((void *)0) != a_cmdline);
+  NUV_REQUIRE(((void *)0) != r_result);
+  NUV_REQUIRE(0 != a_reslen);
+  const std::span<char> result = writable(r_result, a_reslen);
+  if (!result.empty()) {
+    result.front() = '\0';
+  }
+  int ends[2];
+  if (pipe(ends) != 0) {
+    return -1;
+  }
+  const userlib::UniqueFd read_end(ends[0]);
+  userlib::UniqueFd write_end(ends[1]);
+  const pid_t child = fork();
+  if (child < 0) {
+    return -1;
+  }
+  if (child == 0) {
+    run_shell(a_cmdline, write_end.get(), a_seconds);
+  }
+  write_end.reset();
+  const int status = wait_for_end(child);
+  if (WTERMSIG(status) != 0) {
+    make_sure_of_end(child);
+    return 1;
+  }
+  read_last_piece(read_end.get(), result);
+  return WEXITSTATUS(status);
+}
+
+int32_t NUV_Execute_Command(const char* a_cmdline, char* r_result, int32_t a_reslen) {
+  return NUV_Execute_Command_Timeout(a_cmdline, r_result, a_reslen, /*a_seconds=*/0);
+}

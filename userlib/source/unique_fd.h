@@ -1,0 +1,33 @@
+// Owner of a descriptor.
+#ifndef USERLIB_SOURCE_UNIQUE_FD_H
+#define USERLIB_SOURCE_UNIQUE_FD_H
+
+#include <unistd.h>
+
+namespace userlib {
+
+class UniqueFd {
+ public:
+  explicit UniqueFd(int fd) : fd_(fd) {}
+  ~UniqueFd() { reset(); }
+  UniqueFd(const UniqueFd&) = delete;
+  UniqueFd& operator=(const UniqueFd&) = delete;
+
+  int get() const { return fd_; }
+
+  // Closes the descriptor before its time. An interrupted close is not repeated: the kernel has freed the number by
+  // then, and somebody else may own it.
+  void reset() {
+    if (fd_ >= 0) {
+      close(fd_);
+    }
+    fd_ = -1;
+  }
+
+ private:
+  int fd_;
+};
+
+}  // namespace userlib
+
+#endif
