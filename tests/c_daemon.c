@@ -73,7 +73,7 @@ static const struct {
 
 #define DIALOGUE_LENGTH (sizeof g_dialogue / sizeof g_dialogue[0])
 
-typedef struct Daemon {
+typedef struct DialDaemon {
   Select loop;
   Pipe keys;
   Pipe requests;
@@ -85,17 +85,17 @@ typedef struct Daemon {
   size_t shown;   /* lines of the dialogue that are through */
   unsigned ticks; /* calls of the periodic timer */
   unsigned shots; /* calls of the one-shot timer */
-} Daemon;
+} DialDaemon;
 
-static Daemon g_daemon;
+static DialDaemon g_daemon;
 
-static void dial(Daemon* a_this) {
+static void dial(DialDaemon* a_this) {
   const char* digits = g_dialogue[a_this->shown].digits;
   EXPECT(NUV_Pipe_write(&a_this->keys, digits, (uint32_t)strlen(digits)) == (int32_t)strlen(digits));
 }
 
 static int32_t on_keys(void* a_daemon, int32_t a_fd, uint32_t a_number) {
-  Daemon* daemon = (Daemon*)a_daemon;
+  DialDaemon* daemon = (DialDaemon*)a_daemon;
   EXPECT(a_fd == NUV_Pipe_readFd(&daemon->keys));
   EXPECT(a_number == 1);
   NUV_UdpClient_fileRead(&daemon->client, a_fd);
@@ -104,12 +104,12 @@ static int32_t on_keys(void* a_daemon, int32_t a_fd, uint32_t a_number) {
 
 static int32_t on_server_socket(void* a_daemon, int32_t a_fd, uint32_t a_number) {
   EXPECT(a_number == 2);
-  NUV_UdpServer_socketRead(&((Daemon*)a_daemon)->server, a_fd);
+  NUV_UdpServer_socketRead(&((DialDaemon*)a_daemon)->server, a_fd);
   return 0;
 }
 
 static int32_t on_request(void* a_daemon, int32_t a_fd, uint32_t a_number) {
-  Daemon* daemon = (Daemon*)a_daemon;
+  DialDaemon* daemon = (DialDaemon*)a_daemon;
   char digits[32] = "";
   char answer[64];
   int32_t length = NUV_Pipe_read(&daemon->requests, digits, sizeof digits - 1);
@@ -124,18 +124,18 @@ static int32_t on_request(void* a_daemon, int32_t a_fd, uint32_t a_number) {
 
 static int32_t on_reply(void* a_daemon, int32_t a_fd, uint32_t a_number) {
   EXPECT(a_number == 4);
-  NUV_UdpServer_fileRead(&((Daemon*)a_daemon)->server, a_fd);
+  NUV_UdpServer_fileRead(&((DialDaemon*)a_daemon)->server, a_fd);
   return 0;
 }
 
 static int32_t on_client_socket(void* a_daemon, int32_t a_fd, uint32_t a_number) {
   EXPECT(a_number == 5);
-  NUV_UdpClient_socketRead(&((Daemon*)a_daemon)->client, a_fd);
+  NUV_UdpClient_socketRead(&((DialDaemon*)a_daemon)->client, a_fd);
   return 0;
 }
 
 static int32_t on_display(void* a_daemon, int32_t a_fd, uint32_t a_number) {
-  Daemon* daemon = (Daemon*)a_daemon;
+  DialDaemon* daemon = (DialDaemon*)a_daemon;
   char text[64] = "";
   (void)a_fd;
   EXPECT(a_number == 6);
@@ -150,7 +150,7 @@ static int32_t on_display(void* a_daemon, int32_t a_fd, uint32_t a_number) {
 
 /* The subscriber begins to dial. */
 static int32_t on_shot(void* a_daemon, struct timeval* a_time, uint32_t a_number) {
-  Daemon* daemon = (Daemon*)a_daemon;
+  DialDaemon* daemon = (DialDaemon*)a_daemon;
   (void)a_time;
   EXPECT(a_number == 7);
   ++daemon->shots;
@@ -159,7 +159,7 @@ static int32_t on_shot(void* a_daemon, struct timeval* a_time, uint32_t a_number
 }
 
 static int32_t on_tick(void* a_daemon, struct timeval* a_time, uint32_t a_number) {
-  Daemon* daemon = (Daemon*)a_daemon;
+  DialDaemon* daemon = (DialDaemon*)a_daemon;
   EXPECT(a_number == 8);
   ++daemon->ticks;
   a_time->tv_sec = 0;
@@ -222,7 +222,7 @@ static in_port_t port_of(const UdpServer* a_server) {
   return address.sin_port;
 }
 
-static void construct(Daemon* a_this) {
+static void construct(DialDaemon* a_this) {
   EXPECT(NUV_Select_construct(&a_this->loop) == 1);
   EXPECT(NUV_Pipe_construct(&a_this->keys) == 1);
   EXPECT(NUV_Pipe_construct(&a_this->requests) == 1);
@@ -235,7 +235,7 @@ static void construct(Daemon* a_this) {
   EXPECT(NUV_DigitMap_setMap(&a_this->plan, "(0x.T | 110 | [2-9]xxx)") == 1);
 }
 
-static void watch(Daemon* a_this) {
+static void watch(DialDaemon* a_this) {
   Select* loop = &a_this->loop;
   EXPECT(NUV_Select_setRead(loop, NUV_Pipe_readFd(&a_this->keys), a_this, 1, on_keys) != NULL);
   EXPECT(NUV_Select_setReadExternal(loop, NUV_UdpServer_socket(&a_this->server), a_this, 2, on_server_socket) != NULL);
@@ -245,14 +245,14 @@ static void watch(Daemon* a_this) {
   EXPECT(NUV_Select_setRead(loop, NUV_Pipe_readFd(&a_this->display), a_this, 6, on_display) != NULL);
 }
 
-static void turn(Daemon* a_this, long a_microseconds) {
+static void turn(DialDaemon* a_this, long a_microseconds) {
   struct timeval wait;
   wait.tv_sec = 0;
   wait.tv_usec = a_microseconds;
   NUV_Select_process(&a_this->loop, &wait);
 }
 
-static void run(Daemon* a_this) {
+static void run(DialDaemon* a_this) {
   const struct timeval millisecond = {0, 1000};
   int i;
   NUV_Select_setTempTimeout(&a_this->loop, millisecond, a_this, 7, on_shot);
@@ -269,7 +269,7 @@ static void run(Daemon* a_this) {
   EXPECT(a_this->shots == 1);
 }
 
-static void unwatch(Daemon* a_this) {
+static void unwatch(DialDaemon* a_this) {
   NUV_Select_removeRead(&a_this->loop, NUV_Pipe_readFd(&a_this->keys));
   NUV_Select_removeRead(&a_this->loop, NUV_Pipe_readFd(&a_this->requests));
   NUV_Select_removeRead(&a_this->loop, NUV_Pipe_readFd(&a_this->replies));
@@ -282,7 +282,7 @@ static int is_closed(int a_fd) {
   return fcntl(a_fd, F_GETFD) == -1 && errno == EBADF;
 }
 
-static void destruct(Daemon* a_this) {
+static void destruct(DialDaemon* a_this) {
   const int server = NUV_UdpServer_socket(&a_this->server);
   const int client = NUV_UdpClient_socket(&a_this->client);
   const int keys = NUV_Pipe_readFd(&a_this->keys);
