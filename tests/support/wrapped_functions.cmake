@@ -14,5 +14,6 @@ set(USERLIB_WRAPPED_FUNCTIONS
     select
     sendto
     socket
+    time
     unlink
     write)

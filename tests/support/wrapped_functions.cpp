@@ -108,6 +108,21 @@ int __wrap_socket(int domain, int type, int protocol) {
   return FaultInjector::strikes("socket") ? -1 : __real_socket(domain, type, protocol);
 }
 
+time_t __real_time(time_t* result);
+time_t __wrap_time(time_t* result) {
+  if (FaultInjector::strikes("time")) {
+    return -1;
+  }
+  if (FakeClock::active() == nullptr) {
+    return __real_time(result);
+  }
+  const time_t now = FakeClock::active()->wall().tv_sec;
+  if (result != nullptr) {
+    *result = now;
+  }
+  return now;
+}
+
 int __real_unlink(const char* path);
 int __wrap_unlink(const char* path) {
   return FaultInjector::strikes("unlink") ? -1 : __real_unlink(redirected_path(path).c_str());
