@@ -23,6 +23,7 @@
 #include "nuv_pipe.h"
 #include "nuv_select.h"
 #include "nuv_selectset.h"
+#include "nuv_syslog.h"
 #include "nuv_sysloglevel.h"
 #include "nuv_time.h"
 #include "nuv_timeoutset.h"
