@@ -15,6 +15,7 @@ namespace {
 
 struct Log {
   bool recording = false;
+  bool is_opened_by_nobody = false;
   bool is_open = false;
   bool has_line = false;
   SyslogLine line;
@@ -26,7 +27,17 @@ Log& log() {
   return instance;
 }
 
+// Keeps one line that no openlog() and closelog() belong to.
+[[gnu::format(printf, 2, 0)]] void write_unopened(int priority, const char* format, va_list arguments) {
+  std::array<char, 4096> text;
+  std::vsnprintf(text.data(), text.size(), format, arguments);
+  log().lines.push_back({std::nullopt, 0, 0, priority, text.data()});
+}
+
 void open(const char* ident, int option, int facility) {
+  if (log().is_opened_by_nobody) {
+    ADD_FAILURE() << "openlog() by someone who should leave the log as it is";
+  }
   if (log().is_open) {
     ADD_FAILURE() << "openlog() while the log is open";
   }
@@ -65,9 +76,10 @@ std::ostream& operator<<(std::ostream& out, const SyslogLine& line) {
              << line.facility << ", priority " << line.priority << ", text \"" << line.text << "\"}";
 }
 
-SyslogDouble::SyslogDouble() {
+SyslogDouble::SyslogDouble(Opening opening) {
   log() = {};
   log().recording = true;
+  log().is_opened_by_nobody = opening == Opening::kNever;
 }
 
 SyslogDouble::~SyslogDouble() {
@@ -97,8 +109,10 @@ void closelog() {
   }
 }
 
-NUV_PRINTF(2, 0) void vsyslog(int priority, const char* format, va_list arguments) {
-  if (support::log().recording) {
+[[gnu::format(printf, 2, 0)]] void vsyslog(int priority, const char* format, va_list arguments) {
+  if (support::log().is_opened_by_nobody) {
+    support::write_unopened(priority, format, arguments);
+  } else if (support::log().recording) {
     support::write(priority, format, arguments);
   }
 }
