@@ -109,7 +109,7 @@ void closelog() {
   }
 }
 
-[[gnu::format(printf, 2, 0)]] void vsyslog(int priority, const char* format, va_list arguments) {
+NUV_PRINTF(2, 0) void vsyslog(int priority, const char* format, va_list arguments) {
   if (support::log().is_opened_by_nobody) {
     support::write_unopened(priority, format, arguments);
   } else if (support::log().recording) {
