@@ -19,8 +19,9 @@
  *     NUV_Frame_destruct(&packet);
  *
  * Contracts are reported under "nuv_frame" (those of the block under "nuv_memory"); every operation first requires
- * "0 != a_this". After an error handler has returned, the content still lies inside the block with its begin not behind
- * its end: reducing and expanding move their pointer as far as there is room, and an assign or swap with a null source
+ * "0 != a_this". After an error handler has returned, reducing and expanding move their pointer all the same, out of the
+ * block if the offset was too large. The frame itself never reads or writes through its pointers, so that this harms only
+ * who does: destruct such a frame, assign another one to it, or take the move back. An assign or swap with a null source
  * changes nothing.
  */
 #ifndef NUV_FRAME_H

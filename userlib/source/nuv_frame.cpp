@@ -1,6 +1,5 @@
 #include "nuv_frame.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "contract.h"
@@ -9,12 +8,18 @@ namespace {
 
 constexpr char kFamily[] = "nuv_frame";
 
-// The bytes between two pointers. They are compared as numbers, because a frame whose block was taken away holds
-// pointers into a block that is not its own; there the result means nothing, but it never wraps.
+// The bytes between two pointers, modulo 2^32. They are taken as numbers, because after a failed contract one of them may
+// lie outside of the block.
 uint32_t distance(const uint8_t* from, const uint8_t* to) {
-  const auto first = reinterpret_cast<uintptr_t>(from);
-  const auto last = reinterpret_cast<uintptr_t>(to);
-  return first < last ? static_cast<uint32_t>(last - first) : 0;
+  return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(to) - reinterpret_cast<uintptr_t>(from));
+}
+
+uint8_t* moved_up(uint8_t* pointer, uint32_t offset) {
+  return reinterpret_cast<uint8_t*>(reinterpret_cast<uintptr_t>(pointer) + offset);
+}
+
+uint8_t* moved_down(uint8_t* pointer, uint32_t offset) {
+  return reinterpret_cast<uint8_t*>(reinterpret_cast<uintptr_t>(pointer) - offset);
 }
 
 void reset_content(Frame& frame) {
@@ -106,14 +111,14 @@ uint32_t NUV_Frame_size(const Frame* a_this) {
   return distance(a_this->m_pBegin, a_this->m_pEnd);
 }
 
-// A pointer never moves further than there is room, whatever an error handler let pass; the ensure then tells that it
-// did not get as far as it was asked to.
+// The pointer moves as it was told, also where an error handler let too large an offset pass: nothing is read or written
+// through it here, and the frame shows what was done to it.
 
 void NUV_Frame_reduceFront(Frame* a_this, uint32_t a_offset) {
   NUV_REQUIRE(0 != a_this);
   NUV_REQUIRE(NUV_Frame_size( a_this) >= a_offset);
   const uint32_t oldoffset = NUV_Frame_offsetFront(a_this);
-  a_this->m_pBegin += std::min(a_offset, NUV_Frame_size(a_this));
+  a_this->m_pBegin = moved_up(a_this->m_pBegin, a_offset);
   NUV_ENSURE(NUV_Frame_offsetFront( a_this) == ( oldoffset + a_offset));
 }
 
@@ -121,7 +126,7 @@ void NUV_Frame_expandFront(Frame* a_this, uint32_t a_offset) {
   NUV_REQUIRE(0 != a_this);
   NUV_REQUIRE(NUV_Frame_offsetFront( a_this) >= a_offset);
   const uint32_t oldoffset = NUV_Frame_offsetFront(a_this);
-  a_this->m_pBegin -= std::min(a_offset, oldoffset);
+  a_this->m_pBegin = moved_down(a_this->m_pBegin, a_offset);
   NUV_ENSURE(NUV_Frame_offsetFront( a_this) == ( oldoffset - a_offset));
 }
 
@@ -129,7 +134,7 @@ void NUV_Frame_reduceRear(Frame* a_this, uint32_t a_offset) {
   NUV_REQUIRE(0 != a_this);
   NUV_REQUIRE(NUV_Frame_size( a_this) >= a_offset);
   const uint32_t oldoffset = NUV_Frame_offsetRear(a_this);
-  a_this->m_pEnd -= std::min(a_offset, NUV_Frame_size(a_this));
+  a_this->m_pEnd = moved_down(a_this->m_pEnd, a_offset);
   NUV_ENSURE(NUV_Frame_offsetRear( a_this) == ( oldoffset + a_offset));
 }
 
@@ -137,6 +142,6 @@ void NUV_Frame_expandRear(Frame* a_this, uint32_t a_offset) {
   NUV_REQUIRE(0 != a_this);
   NUV_REQUIRE(NUV_Frame_offsetRear( a_this) >= a_offset);
   const uint32_t oldoffset = NUV_Frame_offsetRear(a_this);
-  a_this->m_pEnd += std::min(a_offset, oldoffset);
+  a_this->m_pEnd = moved_up(a_this->m_pEnd, a_offset);
   NUV_ENSURE(NUV_Frame_offsetRear( a_this) == ( oldoffset - a_offset));
 }
