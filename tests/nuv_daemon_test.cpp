@@ -215,8 +215,10 @@ class LivingProcess {
     }
   }
   ~LivingProcess() {
-    kill(pid_, SIGKILL);
-    waitpid(pid_, nullptr, 0);
+    if (pid_ > 0) {  // -1 would be everyone
+      kill(pid_, SIGKILL);
+      waitpid(pid_, nullptr, 0);
+    }
   }
   LivingProcess(const LivingProcess&) = delete;
   LivingProcess& operator=(const LivingProcess&) = delete;
