@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -205,6 +206,29 @@ pid_t ended_process() {
   return pid;
 }
 
+// Another process, alive for as long as this object.
+class LivingProcess {
+ public:
+  LivingProcess() : pid_(fork()) {
+    while (pid_ == 0) {
+      pause();
+    }
+  }
+  ~LivingProcess() {
+    if (pid_ > 0) {  // -1 would be everyone
+      kill(pid_, SIGKILL);
+      waitpid(pid_, nullptr, 0);
+    }
+  }
+  LivingProcess(const LivingProcess&) = delete;
+  LivingProcess& operator=(const LivingProcess&) = delete;
+
+  std::string id() const { return std::to_string(pid_); }
+
+ private:
+  pid_t pid_;
+};
+
 class DaemonPidFileTest : public ::testing::Test {
  protected:
   DaemonPidFileTest() { EXPECT_EQ(NUV_Daemon_construct(&daemon_, kName, directory_.path().c_str()), 1); }
@@ -296,8 +320,9 @@ TEST_F(DaemonPidFileTest, IsRemovedByItsOwner) {
 }
 
 TEST_F(DaemonPidFileTest, IsNotRemovedByAnyoneElse) {
-  for (const std::string& content : {std::to_string(getppid()), own_pid_ + "0", std::string("0"), std::string("text"),
-                                     std::string(), "-" + own_pid_}) {
+  const LivingProcess other;
+  for (const std::string& content :
+       {other.id(), own_pid_ + "0", std::string("0"), std::string("text"), std::string(), "-" + own_pid_}) {
     SCOPED_TRACE(content);
     write_file(content);
     NUV_Daemon_deletePidFile(&daemon_);
@@ -315,6 +340,7 @@ TEST_F(DaemonPidFileTest, ReportsAFileThatCannotBeRemoved) {
 }
 
 TEST_F(DaemonPidFileTest, TellsWhoseFileItIs) {
+  const LivingProcess other;
   const struct {
     const char* name;
     std::string content;
@@ -325,7 +351,7 @@ TEST_F(DaemonPidFileTest, TellsWhoseFileItIs) {
       {"the own id and a newline", own_pid_ + "\n", 1, 1},
       {"the own id behind blanks", "  " + own_pid_, 1, 1},
       {"the own id and more", own_pid_ + " phoned", 1, 1},
-      {"the parent's", std::to_string(getppid()), 0, 1},
+      {"another one's", other.id(), 0, 1},
       {"of a process that has ended", std::to_string(ended_process()), 0, 0},
       {"zero", "0", 0, 0},
       {"a negative number, the own group", "-" + std::to_string(getpgrp()), 0, 0},

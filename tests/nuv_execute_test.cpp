@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -62,6 +64,18 @@ class GuardedBuffer {
   size_t size_;
 };
 
+// All commands of the tests are run by this function, or in a ChildProcess. A child that came back from it would go on
+// with the tests, and each of them would fork more of its kind.
+int32_t execute(const char* command, char* result, int32_t length, std::optional<int32_t> seconds = {}) {
+  const pid_t test = getpid();
+  const int32_t status = seconds ? NUV_Execute_Command_Timeout(command, result, length, *seconds)
+                                 : NUV_Execute_Command(command, result, length);
+  if (getpid() != test) {
+    _exit(99);
+  }
+  return status;
+}
+
 // Every test leaves the process with the descriptors and children that it had.
 class ExecuteTest : public ::testing::Test {
  protected:
@@ -71,7 +85,7 @@ class ExecuteTest : public ::testing::Test {
   }
 
   int32_t run(const std::string& command, int32_t seconds = 0) {
-    return NUV_Execute_Command_Timeout(command.c_str(), buffer_.data(), buffer_.size(), seconds);
+    return execute(command.c_str(), buffer_.data(), buffer_.size(), seconds);
   }
 
   ContractRecorder contracts_;
@@ -117,7 +131,7 @@ TEST_F(ExecuteTest, GivesWhatACommandPrintsAndItsStatus) {
   for (const auto& row : kCases) {
     SCOPED_TRACE(row.name);
     GuardedBuffer buffer(64);
-    EXPECT_EQ(NUV_Execute_Command(row.command, buffer.data(), buffer.size()), row.status);
+    EXPECT_EQ(execute(row.command, buffer.data(), buffer.size()), row.status);
     EXPECT_EQ(buffer.text(), row.output);
     EXPECT_EQ(buffer.content().back(), '\0');
     EXPECT_TRUE(buffer.is_guarded());
@@ -150,7 +164,7 @@ TEST_F(ExecuteTest, LeavesTheLastPieceOfALongOutput) {
     SCOPED_TRACE(std::to_string(row.length) + " into " + std::to_string(row.size));
     const std::string output = digits(row.length);
     GuardedBuffer buffer(row.size);
-    EXPECT_EQ(NUV_Execute_Command(print(output).c_str(), buffer.data(), buffer.size()), 0);
+    EXPECT_EQ(execute(print(output).c_str(), buffer.data(), buffer.size()), 0);
     EXPECT_EQ(buffer.text(), output.substr(row.begin, row.end - row.begin));
     EXPECT_EQ(buffer.content().back(), '\0');
     EXPECT_TRUE(buffer.is_guarded());
@@ -159,7 +173,7 @@ TEST_F(ExecuteTest, LeavesTheLastPieceOfALongOutput) {
 
 TEST_F(ExecuteTest, KeepsWhatAnEarlierPieceLeftBehindTheLastOne) {
   GuardedBuffer buffer(10);
-  EXPECT_EQ(NUV_Execute_Command("printf abcdefghijkl", buffer.data(), buffer.size()), 0);
+  EXPECT_EQ(execute("printf abcdefghijkl", buffer.data(), buffer.size()), 0);
   EXPECT_EQ(buffer.content(), std::string("kl\0defghi\0", 10));
 }
 
@@ -186,7 +200,7 @@ TEST_F(ExecuteTest, SetsAnAlarmOnlyForATimeLimit) {
 
 TEST_F(ExecuteTest, HasNoTimeLimitOfItsOwn) {
   const CallLog log;
-  EXPECT_EQ(NUV_Execute_Command("echo at last; exit 4", buffer_.data(), buffer_.size()), 4);
+  EXPECT_EQ(execute("echo at last; exit 4", buffer_.data(), buffer_.size()), 4);
   EXPECT_EQ(log.calls_of("alarm"), std::vector<std::string>{});
 }
 
@@ -229,8 +243,8 @@ std::string descriptors_of_the_shell() {
     limit.rlim_cur = 64;
     setrlimit(RLIMIT_NOFILE, &limit);
     char result[64];
-    NUV_Execute_Command("for n in 0 1 2 3 4 5 10 63 64; do [ -e /proc/self/fd/$n ] && printf '%s ' $n; done", result,
-                        sizeof result);
+    execute("for n in 0 1 2 3 4 5 10 63 64; do [ -e /proc/self/fd/$n ] && printf '%s ' $n; done", result,
+            sizeof result);
     dprintf(STDOUT_FILENO, "%s", result);
     _exit(0);
   });
@@ -267,7 +281,7 @@ TEST_F(ExecuteTest, WorksWithoutStandardDescriptors) {
         close(fd);
       }
       char result[64];
-      const int32_t status = NUV_Execute_Command("readlink /proc/self/fd/0; echo b >&2; exit 5", result, sizeof result);
+      const int32_t status = execute("readlink /proc/self/fd/0; echo b >&2; exit 5", result, sizeof result);
       dprintf(out, "%d %s", status, result);
       _exit(0);
     });
@@ -280,7 +294,7 @@ TEST_F(ExecuteTest, WithoutAPipeOrAChildReturnsMinusOne) {
     SCOPED_TRACE(function);
     GuardedBuffer buffer(64);
     const FaultInjector failure(function, 1, EAGAIN);
-    EXPECT_EQ(NUV_Execute_Command("echo never", buffer.data(), buffer.size()), -1);
+    EXPECT_EQ(execute("echo never", buffer.data(), buffer.size()), -1);
     EXPECT_TRUE(failure.has_struck());
     EXPECT_EQ(buffer.text(), "");
     EXPECT_EQ(buffer.content().substr(1), std::string(63, kGuard));
@@ -320,7 +334,7 @@ TEST_F(ExecuteTest, AFailedReadEndsTheOutput) {
     SCOPED_TRACE(nth);
     GuardedBuffer buffer(10);
     const FaultInjector failure("read", nth, EIO);
-    EXPECT_EQ(NUV_Execute_Command("printf abcdefghijklmnopqrstuvwx; exit 8", buffer.data(), buffer.size()), 8);
+    EXPECT_EQ(execute("printf abcdefghijklmnopqrstuvwx; exit 8", buffer.data(), buffer.size()), 8);
     const char* const kLeft[] = {"", "abcdefghi", "klmnopqrs"};
     EXPECT_EQ(buffer.text(), kLeft[nth - 1]);
     EXPECT_TRUE(buffer.is_guarded());
@@ -342,7 +356,7 @@ TEST_F(ExecuteTest, WhoeverIgnoresTheEndOfChildrenGetsNoStatus) {
   const ChildProcess child([] {
     signal(SIGCHLD, SIG_IGN);
     char result[64];
-    const int32_t status = NUV_Execute_Command("echo output; exit 3", result, sizeof result);
+    const int32_t status = execute("echo output; exit 3", result, sizeof result);
     dprintf(STDOUT_FILENO, "%d %s", status, result);
     _exit(0);
   });
@@ -363,23 +377,23 @@ TEST_F(ExecuteTest, ReportsNullArgumentsAndLeavesABadBufferAlone) {
   const auto no_length = require_report(kFile, "0 != a_reslen");
   const std::string untouched(64, kGuard);
 
-  EXPECT_EQ(NUV_Execute_Command("echo lost; exit 7", nullptr, 64), 7);
+  EXPECT_EQ(execute("echo lost; exit 7", nullptr, 64), 7);
   EXPECT_EQ(contracts_.take(), Reports{no_buffer});
 
-  EXPECT_EQ(NUV_Execute_Command("echo lost; exit 7", buffer_.data(), 0), 7);
+  EXPECT_EQ(execute("echo lost; exit 7", buffer_.data(), 0), 7);
   EXPECT_EQ(contracts_.take(), Reports{no_length});
   EXPECT_EQ(buffer_.content(), untouched);
 
   for (const int32_t length : {-1, -64, INT32_MIN}) {
-    EXPECT_EQ(NUV_Execute_Command("echo lost; exit 7", buffer_.data(), length), 7);
+    EXPECT_EQ(execute("echo lost; exit 7", buffer_.data(), length), 7);
     EXPECT_EQ(contracts_.take(), Reports{});
     EXPECT_EQ(buffer_.content(), untouched);
   }
 
-  EXPECT_NE(NUV_Execute_Command(nullptr, buffer_.data(), buffer_.size()), 0) << "what a shell says to that";
+  EXPECT_NE(execute(nullptr, buffer_.data(), buffer_.size()), 0) << "what a shell says to that";
   EXPECT_EQ(contracts_.take(), Reports{no_command});
 
-  NUV_Execute_Command_Timeout(nullptr, nullptr, 0, 0);
+  execute(nullptr, nullptr, 0);
   EXPECT_EQ(contracts_.take(), (Reports{no_command, no_buffer, no_length}));
 }
 

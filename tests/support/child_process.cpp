@@ -55,7 +55,8 @@ ChildProcess::ChildProcess(const std::function<void()>& body, int deadline_secon
   if (pid == 0) {
     run(body, out, err);
   }
-  timed_out_ = !wait_for(pid, deadline_seconds, status_);
+  // Without a child there is nobody to wait for, and -1 would be everyone to the kill at the deadline.
+  timed_out_ = pid < 0 || !wait_for(pid, deadline_seconds, status_);
   out_ = content_of(out);
   err_ = content_of(err);
 }
