@@ -13,13 +13,17 @@
 #include <cinttypes>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 
 #include "nuv_assert.h"
 #include "nuv_select.h"
+#include "nuv_sysloglevel.h"
+#include "phoned/allocator.h"
 #include "phoned/channel.h"
 #include "phoned/clock.h"
 #include "phoned/dial_layer.h"
 #include "phoned/dial_plan.h"
+#include "phoned/instance.h"
 #include "phoned/options.h"
 #include "phoned/signals.h"
 #include "phoned/text.h"
@@ -56,8 +60,15 @@ Daemon& daemon_of(void* context) {
   return *static_cast<Daemon*>(context);
 }
 
+// Whether phoned has left its terminal, so that only the system log listens.
+bool g_is_in_background = false;
+
 void complain(const std::string& why) {
-  std::fprintf(stderr, "phoned: %s\n", why.c_str());
+  if (g_is_in_background) {
+    NUV_Sysloglevel_statusinfo("phoned", why.c_str());
+  } else {
+    std::fprintf(stderr, "phoned: %s\n", why.c_str());
+  }
 }
 
 void tell_counts(Daemon& daemon) {
@@ -179,24 +190,61 @@ std::optional<Error> open(Daemon& daemon) {
   return std::nullopt;
 }
 
+// Everything that can go wrong goes wrong here, while somebody is there to read about it.
+std::optional<Error> start(Daemon& daemon, Instance& instance) {
+  const Options& options = daemon.options;
+  if (options.run_dir || !options.is_foreground) {
+    if (auto error = instance.claim(options.run_dir.value_or(Options::kDefaultRunDir))) {
+      return error;
+    }
+  }
+  if (auto error = open(daemon)) {
+    return error;
+  }
+  std::printf("phoned: listening on port %u\n", daemon.channel.port());
+  if (options.is_foreground) {
+    return std::nullopt;
+  }
+  g_is_in_background = true;
+  return instance.detach();
+}
+
+void serve_events(Daemon& daemon) {
+  while (!daemon.is_ending) {
+    NUV_Select_process(&daemon.loop, nullptr);
+  }
+  tell_counts(daemon);
+}
+
 int serve(const Options& options) {
+  install_counting_allocator();
   auto plan = load_plan(options);
   if (!plan) {
     complain(plan.error().why);
     return kFailure;
   }
-  Daemon daemon(options, std::move(*plan));
-  if (const auto error = open(daemon)) {
-    complain(error->why);
-    return kFailure;
+  {
+    Instance instance;
+    Daemon daemon(options, std::move(*plan));
+    if (const auto error = start(daemon, instance)) {
+      complain(error->why);
+      return kFailure;
+    }
+    serve_events(daemon);
   }
-  std::printf("phoned: listening on port %u\n", daemon.channel.port());
-  while (!daemon.is_ending) {
-    NUV_Select_process(&daemon.loop, nullptr);
-  }
-  tell_counts(daemon);
+  std::printf("phoned: memory: %s\n", describe(memory_figures()).c_str());
   std::printf("phoned: farewell\n");
   return 0;
+}
+
+// A daemon lives in the root directory, where a relative name leads elsewhere.
+Options with_absolute_paths(Options options) {
+  for (auto* path : {&options.run_dir, &options.map_file}) {
+    if (*path) {
+      *path = std::filesystem::absolute(**path).string();
+    }
+  }
+  return options;
 }
 
 int run(Arguments::Words words) {
@@ -215,7 +263,7 @@ int run(Arguments::Words words) {
       std::printf("phoned with %s\n", NUV_Userlib_getVersionString());
       return 0;
     case Options::Action::kServe:
-      return serve(*options);
+      return serve(options->is_foreground ? *options : with_absolute_paths(*options));
   }
   return kUsage;
 }
