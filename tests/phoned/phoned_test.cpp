@@ -352,7 +352,7 @@ TEST(PhonedStart, HasADefaultPlan) {
 
 TEST(PhonedStart, TakesThePortThatItIsGiven) {
   const uint16_t port = UdpSocket().port();
-  const Program phoned(PHONED, {"--port", std::to_string(port)});
+  const Program phoned(PHONED, {"--foreground", "--port", std::to_string(port)});
   EXPECT_TRUE(phoned.says(kListening + std::to_string(port) + "\n"));
   EXPECT_EQ(UdpSocket(port).ask("3 offhook"), "3 ready");
 }
