@@ -100,8 +100,8 @@ int32_t on_datagram(void* context, int32_t, uint32_t) {
 int32_t on_request(void* context, int32_t, uint32_t) {
   Daemon& daemon = daemon_of(context);
   const sockaddr_in sender = daemon.channel.sender();
-  const std::string answer = daemon.dial_layer.handle(daemon.channel.take_request(), sender, monotonic_now());
-  daemon.channel.send(sender, answer);
+  OwnedFrame request = daemon.channel.take_request();
+  daemon.channel.send(sender, daemon.dial_layer.handle(request, sender, monotonic_now()));
   NUV_Select_updateTimeout(&daemon.loop, daemon.deadline_timer, wait_for_deadline(daemon));
   return 0;
 }
@@ -112,8 +112,8 @@ int32_t on_request(void* context, int32_t, uint32_t) {
 // deadline with the clock, and the timer is set to what is left then.
 int32_t on_deadline(void* context, timeval* wait, uint32_t) {
   Daemon& daemon = daemon_of(context);
-  for (const Message& message : daemon.dial_layer.handle_timeouts(monotonic_now())) {
-    daemon.channel.send(message.peer, message.text);
+  for (const Notice& notice : daemon.dial_layer.handle_timeouts(monotonic_now())) {
+    daemon.channel.send(notice.peer, notice.text);
   }
   *wait = wait_for_deadline(daemon);
   return 1;
