@@ -645,6 +645,18 @@ TEST_F(ConsoleSocketTest, ServesConnectionsOneByOne) {
   close(second);
 }
 
+// In a daemon that has closed its standard input, the connection may get its number.
+TEST_F(ConsoleSocketTest, AConnectionMayBeDescriptorZero) {
+  const int client = connect_and_type("ask\n");
+  const ChildProcess child([&] {
+    close(STDIN_FILENO);
+    _exit(handle_connection() == 0 && fcntl(STDIN_FILENO, F_GETFD) == -1 ? 0 : 1);
+  });
+  EXPECT_TRUE(child.has_exited(0)) << child.outcome();
+  EXPECT_EQ(drain(client), "the answer\n> ");
+  close(client);
+}
+
 TEST_F(ConsoleSocketTest, PrintsHelpOnStandardOutputAllTheSame) {
   const int client = connect_and_type("help\n");
   {
