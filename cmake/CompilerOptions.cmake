@@ -11,6 +11,10 @@ target_compile_options(userlib_options INTERFACE -fstack-protector-strong)
 if(USERLIB_SANITIZE)
   # Fortified functions hide accesses from the address sanitizer.
   set(USERLIB_SANITIZER_FLAGS -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+    # The check of function types needs the C++ run time, which neither the library nor a daemon in C has.
+    list(APPEND USERLIB_SANITIZER_FLAGS -fno-sanitize=function)
+  endif()
   target_compile_options(userlib_options INTERFACE ${USERLIB_SANITIZER_FLAGS})
   target_link_options(userlib_options INTERFACE ${USERLIB_SANITIZER_FLAGS})
 elseif(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")

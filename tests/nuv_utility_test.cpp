@@ -267,6 +267,10 @@ std::vector<std::string> lines_of(const std::string& content, uint32_t size) {
     EXPECT_EQ(line, buffer.data());
     EXPECT_EQ(buffer[size], '#');
     lines.emplace_back(line);
+    if (lines.size() > content.size()) {
+      ADD_FAILURE() << "there is no end";
+      break;
+    }
   }
   EXPECT_EQ(buffer[size], '#');
   return lines;
@@ -650,6 +654,11 @@ TEST(UtilityFnmatch, RangeStandsForEveryNumberInIt) {
       {"p8-12", "8-12", "p1", -1},
       {"p8-12", "8-12", "p1x", -1},
       {"p8-12", "8-12", "p010", -1},
+      // Characters next to the digits are none, whatever their distance from '0' may add up to.
+      {"p8-12", "8-12", "p:", -1},
+      {"p8-12", "8-12", "p1;", -1},
+      {"p18-25", "18-25", "p2/", -1},
+      {"p18-25", "18-25", "p/25", -1},
       {"p12-345", "12-345", "p11", -1},
       {"p12-345", "12-345", "p12", 0},
       {"p12-345", "12-345", "p346", 0},  // begins with 34
@@ -693,6 +702,7 @@ TEST(UtilityFnmatch, RangeWithLeadingZerosKeepsItsWidth) {
       {"p0-12", "0-12", "p12", 0},
       {"p3-12", "3-12", "p09", -1},
       {"p000008-12", "000008-12", "p9", 0},
+      {"p000000-12", "000000-12", "p0", 0},
       {"p000008-12", "000008-12", "p000009", -1},
       {"p00-03", "00-03", "p00", 0},
       {"p00-03", "00-03", "p0", -1},
@@ -816,6 +826,9 @@ TEST(UtilityFnmatch, NumberOutOfRangeSpoilsThoseAfterIt) {
   EXPECT_EQ(errno, ERANGE);
   EXPECT_EQ(NUV_Utility_fnmatch("p1", "p1", "1", 0), -1);
   EXPECT_EQ(match("p1,99999999999999999999", "p1", "1,99999999999999999999"), 0);
+  // A piece that begins or ends with "-" is not read at all.
+  EXPECT_EQ(match("p99999999999999999999-,1", "p1", "99999999999999999999-,1"), 0);
+  EXPECT_EQ(match("p-99999999999999999999,1", "p1", "-99999999999999999999,1"), 0);
   // Whether the prefix fits or not, the number is read.
   EXPECT_EQ(match("p99999999999999999999", "q1", "99999999999999999999"), -1);
   EXPECT_EQ(errno, ERANGE);

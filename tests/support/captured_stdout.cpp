@@ -1,5 +1,6 @@
 #include "support/captured_stdout.h"
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <array>
@@ -13,10 +14,13 @@ CapturedStdout::CapturedStdout() : file_(std::tmpfile()), saved_(-1) {
 }
 
 CapturedStdout::~CapturedStdout() {
-  std::fflush(stdout);
+  const std::string rest = take();
   dup2(saved_, STDOUT_FILENO);
   close(saved_);
   std::fclose(file_);
+  if (::testing::Test::HasFailure()) {
+    std::fputs(rest.c_str(), stdout);
+  }
 }
 
 std::string CapturedStdout::take() {

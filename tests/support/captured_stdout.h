@@ -7,7 +7,8 @@
 
 namespace support {
 
-// While it lives, descriptor 1 is a temporary file (a pipe would stall when full).
+// While it lives, descriptor 1 is a temporary file (a pipe would stall when full). When the test has failed, what was
+// not taken is written to the real standard output at the end: the messages of the failures are in it.
 class CapturedStdout {
  public:
   CapturedStdout();

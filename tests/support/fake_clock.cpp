@@ -58,7 +58,7 @@ int FakeClock::read_monotonic(timespec* time) const {
     return -1;
   }
   time->tv_sec = monotonic_.tv_sec;
-  time->tv_nsec = monotonic_.tv_usec * 1000L;
+  time->tv_nsec = monotonic_.tv_usec * 1000L + nanoseconds_;
   return 0;
 }
 

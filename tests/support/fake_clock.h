@@ -30,9 +30,10 @@ struct SelectAnswer {
   int error = 0;           // errno, when the result is -1
 };
 
-// While it lives, the monotonic clock and the wall clock stand still but for what the test and select() move them, and
-// select() answers what the test has put into its queue. With an empty queue it sleeps through the wait that it was
-// given and answers 0, or -1 with EINVAL where the wait is negative; a wait without end fails the test.
+// While it lives, the monotonic clock and the wall clock, which time() reads too, stand still but for what the test and
+// select() move them, and select() answers what the test has put into its queue. With an empty queue it sleeps through
+// the wait that it was given and answers 0, or -1 with EINVAL where the wait is negative; a wait without end fails the
+// test.
 class FakeClock {
  public:
   explicit FakeClock(timeval monotonic = {1000, 0});
@@ -40,7 +41,11 @@ class FakeClock {
   FakeClock(const FakeClock&) = delete;
   FakeClock& operator=(const FakeClock&) = delete;
 
-  void set(timeval monotonic) { monotonic_ = monotonic; }
+  // The nanoseconds, 0 to 999, come on top of the microseconds.
+  void set(timeval monotonic, long nanoseconds = 0) {
+    monotonic_ = monotonic;
+    nanoseconds_ = nanoseconds;
+  }
   void set_wall(timeval wall) { wall_ = wall; }
   void advance(timeval time);
   timeval now() const { return monotonic_; }
@@ -62,6 +67,7 @@ class FakeClock {
 
  private:
   timeval monotonic_;
+  long nanoseconds_ = 0;
   timeval wall_ = {0, 0};
   int error_ = 0;
   std::deque<SelectAnswer> answers_;

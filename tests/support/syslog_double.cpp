@@ -8,11 +8,14 @@
 #include <cstdio>
 #include <utility>
 
+#include "nuv_api.h"
+
 namespace support {
 namespace {
 
 struct Log {
   bool recording = false;
+  bool is_opened_by_nobody = false;
   bool is_open = false;
   bool has_line = false;
   SyslogLine line;
@@ -24,7 +27,17 @@ Log& log() {
   return instance;
 }
 
+// Keeps one line that no openlog() and closelog() belong to.
+[[gnu::format(printf, 2, 0)]] void write_unopened(int priority, const char* format, va_list arguments) {
+  std::array<char, 4096> text;
+  std::vsnprintf(text.data(), text.size(), format, arguments);
+  log().lines.push_back({std::nullopt, 0, 0, priority, text.data()});
+}
+
 void open(const char* ident, int option, int facility) {
+  if (log().is_opened_by_nobody) {
+    ADD_FAILURE() << "openlog() by someone who should leave the log as it is";
+  }
   if (log().is_open) {
     ADD_FAILURE() << "openlog() while the log is open";
   }
@@ -36,7 +49,7 @@ void open(const char* ident, int option, int facility) {
   log().line.facility = facility;
 }
 
-[[gnu::format(printf, 2, 0)]] void write(int priority, const char* format, va_list arguments) {
+NUV_PRINTF(2, 0) void write(int priority, const char* format, va_list arguments) {
   if (!log().is_open || log().has_line) {
     ADD_FAILURE() << "syslog() without an openlog() of its own: " << format;
   }
@@ -50,9 +63,10 @@ void open(const char* ident, int option, int facility) {
 void close() {
   if (!log().is_open || !log().has_line) {
     ADD_FAILURE() << "closelog() without openlog() and syslog()";
+  } else {
+    log().lines.push_back(log().line);
   }
   log().is_open = false;
-  log().lines.push_back(log().line);
 }
 
 }  // namespace
@@ -62,9 +76,10 @@ std::ostream& operator<<(std::ostream& out, const SyslogLine& line) {
              << line.facility << ", priority " << line.priority << ", text \"" << line.text << "\"}";
 }
 
-SyslogDouble::SyslogDouble() {
+SyslogDouble::SyslogDouble(Opening opening) {
   log() = {};
   log().recording = true;
+  log().is_opened_by_nobody = opening == Opening::kNever;
 }
 
 SyslogDouble::~SyslogDouble() {
@@ -94,13 +109,15 @@ void closelog() {
   }
 }
 
-[[gnu::format(printf, 2, 0)]] void vsyslog(int priority, const char* format, va_list arguments) {
-  if (support::log().recording) {
+NUV_PRINTF(2, 0) void vsyslog(int priority, const char* format, va_list arguments) {
+  if (support::log().is_opened_by_nobody) {
+    support::write_unopened(priority, format, arguments);
+  } else if (support::log().recording) {
     support::write(priority, format, arguments);
   }
 }
 
-[[gnu::format(printf, 2, 3)]] void syslog(int priority, const char* format, ...) {
+NUV_PRINTF(2, 3) void syslog(int priority, const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
   vsyslog(priority, format, arguments);
@@ -108,11 +125,11 @@ void closelog() {
 }
 
 // What fortified builds call in their place.
-[[gnu::format(printf, 3, 0)]] void __vsyslog_chk(int priority, int /*flag*/, const char* format, va_list arguments) {
+NUV_PRINTF(3, 0) void __vsyslog_chk(int priority, int /*flag*/, const char* format, va_list arguments) {
   vsyslog(priority, format, arguments);
 }
 
-[[gnu::format(printf, 3, 4)]] void __syslog_chk(int priority, int /*flag*/, const char* format, ...) {
+NUV_PRINTF(3, 4) void __syslog_chk(int priority, int /*flag*/, const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
   vsyslog(priority, format, arguments);

@@ -23,10 +23,13 @@ struct SyslogLine {
 std::ostream& operator<<(std::ostream& out, const SyslogLine& line);
 
 // The test program defines openlog(), syslog() and closelog() itself, so that nothing reaches the machine's log. While
-// a double lives it keeps the lines; a line that was not opened and closed for itself fails the test.
+// a double lives it keeps the lines; a line that was not opened and closed for itself fails the test, or, where the
+// test says so, one that was.
 class SyslogDouble {
  public:
-  SyslogDouble();
+  enum class Opening { kForEachLine, kNever };
+
+  explicit SyslogDouble(Opening opening = Opening::kForEachLine);
   ~SyslogDouble();
   SyslogDouble(const SyslogDouble&) = delete;
   SyslogDouble& operator=(const SyslogDouble&) = delete;

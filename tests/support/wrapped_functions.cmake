@@ -26,8 +26,10 @@ set(USERLIB_WRAPPED_FUNCTIONS
     sendto
     setsid
     socket
+    strftime
     syscall
     sysconf
+    time
     umask
     unlink
     waitpid

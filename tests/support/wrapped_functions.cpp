@@ -11,6 +11,7 @@
 #include <array>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 
 #include "support/call_log.h"
 #include "support/fake_clock.h"
@@ -198,6 +199,16 @@ int __wrap_socket(int domain, int type, int protocol) {
   return FaultInjector::strikes("socket") ? -1 : __real_socket(domain, type, protocol);
 }
 
+size_t __real_strftime(char* text, size_t size, const char* format, const tm* time);
+size_t __wrap_strftime(char* text, size_t size, const char* format, const tm* time) {
+  if (FaultInjector::strikes("strftime")) {
+    // What a text without room leaves behind is undefined: the worst is a full buffer without an end.
+    std::memset(text, '?', size);
+    return 0;
+  }
+  return __real_strftime(text, size, format, time);
+}
+
 // The library makes one call by number, with three arguments.
 long __real_syscall(long number, long first, long second, long third);
 long __wrap_syscall(long number, long first, long second, long third) {
@@ -207,6 +218,21 @@ long __wrap_syscall(long number, long first, long second, long third) {
 long __real_sysconf(int name);
 long __wrap_sysconf(int name) {
   return FaultInjector::strikes("sysconf") ? -1 : __real_sysconf(name);
+}
+
+time_t __real_time(time_t* result);
+time_t __wrap_time(time_t* result) {
+  if (FaultInjector::strikes("time")) {
+    return -1;
+  }
+  if (FakeClock::active() == nullptr) {
+    return __real_time(result);
+  }
+  const time_t now = FakeClock::active()->wall().tv_sec;
+  if (result != nullptr) {
+    *result = now;
+  }
+  return now;
 }
 
 mode_t __real_umask(mode_t mask);

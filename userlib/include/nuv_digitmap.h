@@ -9,10 +9,12 @@
  *     0-9 A-D # *    that symbol
  *     x or X         any of 0 to 9
  *     [135A]         any of the symbols in the brackets
- *     [2-5]          any symbol of the range, in the order 0-9 A-D # *; only the first and the last symbol in the
- * brackets count, and a range that runs backwards or has one end only matches nothing .              the symbol before
- * it may be dialled any number of times, none included T              the pattern is complete only when the inter-digit
- * time has run out
+ *     [2-5]          any symbol of the range, in the order 0-9 A-D # *
+ *     .              the symbol before it may be dialled any number of times, none included
+ *     T              the pattern is complete only when the inter-digit time has run out
+ *
+ * Brackets with a "-" in them are one range, of which only the first and the last symbol count; one that runs backwards
+ * or has one end only matches nothing.
  *
  * Blanks and parentheses may be used freely; "|" separates the patterns. A pattern without T is complete as soon as its
  * digits are there, and only while the timer has not run out.

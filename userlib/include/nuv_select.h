@@ -4,10 +4,10 @@
  * ever; all its work happens in the callbacks. Descriptors come in two priority classes, the event types:
  *
  *  - internal ones (the plain operations) carry work that the daemon has given itself, through pipes for instance.
- * Every turn of the loop polls them first, without waiting, and serves nothing else while any is ready.
+ *    Every turn of the loop polls them first, without waiting, and serves nothing else while any is ready.
  *  - external ones (the operations with the suffix External) bring work from outside. They share a cycle with the
- * timers and the caller's bound on the wait. While internal receivers exist, an external cycle has a budget of one
- * callback, so that the internal ones are looked at again soon.
+ *    timers and the caller's bound on the wait. While internal receivers exist, an external cycle has a budget of one
+ *    callback, so that the internal ones are looked at again soon.
  *
  * A daemon that prints what it reads from standard input, and a dot every second:
  *
@@ -39,15 +39,16 @@
  * What callbacks should know:
  *
  *  - They may register and remove receivers and timers of any kind, their own too. What is removed does not fire any
- * more and is purged at the end of the cycle; NUV_Select_process itself must not be called from a callback.
+ *    more and is purged at the end of the cycle; NUV_Select_process itself must not be called from a callback.
  *  - A cycle counts the callbacks it owes by the number of ready descriptors that select() gave, and passes over its
- * sets until it has made that many. A callback that removes the receiver of another descriptor which is ready in the
- * same cycle takes a callback away that is still owed: the passes repeat and call the others again, and when there is
- * no other left they repeat for ever. So remove other receivers from a timer, or from an internal event of your own.
+ *    sets until it has made that many. A callback that removes the receiver of another descriptor which is ready in the
+ *    same cycle takes a callback away that is still owed: the passes repeat and call the others again, and when there
+ *    is no other left they repeat for ever. So remove other receivers from a timer, or from an internal event of your
+ *    own.
  *  - Timers that should run again write a new time through their pointer. A callback that adds a new timer instead sees
- * it aged by the whole time that this cycle took.
+ *    it aged by the whole time that this cycle took.
  *  - When the monotonic clock has not moved by a microsecond between two external cycles, it counts as wrapped and
- * every timer falls due. A callback that acts on a deadline of its own compares that with the clock.
+ *    every timer falls due. A callback that acts on a deadline of its own compares that with the clock.
  *
  * Contracts are reported under "nuv_select"; every operation first requires "((void *)0) != a_this", and the sets
  * inside make their own checks after it. Operations on a full set are refused for removals, replacements and updates
@@ -126,10 +127,10 @@ NUV_API void NUV_Select_removeReadExternal(Select* a_this, int32_t a_fd);
 NUV_API void NUV_Select_internalRemoveRead(Select* a_this, uint32_t a_event_type, int32_t a_fd);
 
 /**
- * NUV_Select_setWrite calls a_recvfunc(a_arg1, a_fd, a_arg2) whenever a_fd is writable.
- * It replaces what the same operation registered for a_fd before. Requires a callback, and room for one more receiver
- * even if it replaces one: "1 == NUV_SelectSet_available( &a_this->m_oWrite[a_event_type])".
- * Returns the receiver's record, which need not be kept; null without memory for it. May be called from callbacks.
+ * NUV_Select_setWrite calls a_recvfunc(a_arg1, a_fd, a_arg2) whenever a_fd is writable. It replaces what the same
+ * operation registered for a_fd before. Requires a callback, and room for one more receiver even if it replaces one:
+ * "1 == NUV_SelectSet_available( &a_this->m_oWrite[a_event_type])". Returns the receiver's record, which need not be
+ * kept; null without memory for it. May be called from callbacks.
  */
 NUV_API NUV_SelectRecv* NUV_Select_setWrite(Select* a_this, int32_t a_fd, void* a_arg1, uint32_t a_arg2,
                                             NUV_SelectRecvFunc a_recvfunc);
@@ -205,8 +206,9 @@ NUV_API void NUV_Select_internalRemoveExcept(Select* a_this, uint32_t a_event_ty
 
 /**
  * NUV_Select_setTimeout adds a timer that is due a_time after the reactor's last time mark, which is the end of its
- * last external cycle: in a callback, practically now. It calls a_recvfunc(a_arg1, pointer to the remaining time,
- * a_arg2), and stays until that returns 0. Returns the timer's id. Requires room ("1 == NUV_TimeoutSet_available(
+ * last external cycle. For a daemon between two turns that is practically now; between the mark and a callback lies at
+ * least the wait of the running turn. The timer calls a_recvfunc(a_arg1, pointer to the remaining time, a_arg2), and
+ * stays until that returns 0. Returns the timer's id. Requires room ("1 == NUV_TimeoutSet_available(
  * &a_this->m_oTimeout)", 80 timers at most) and a callback. May be called from callbacks. See nuv_timeoutset.h for what
  * the callback may do.
  */

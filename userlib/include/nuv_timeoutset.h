@@ -40,8 +40,8 @@ extern "C" {
 /**
  * What a timer calls when it is due: with its first argument, a pointer to its remaining time, and its second argument.
  * Writing a new time through the pointer arms the timer again (a periodic timer writes its period there). The result 0
- * removes the timer, any other keeps it; a timer that is kept without a new time is due again at once. The pointer is
- * valid until the callback removes or adds timers or returns.
+ * removes the timer, any other keeps it; a timer that is kept without a new time is due again at once. The pointer
+ * leads to this timer until the callback returns, or dispatches or purges the set itself.
  */
 typedef int32_t (*NUV_TimeoutRecvFunc)(void* a_pArg1, struct timeval* a_pTime, uint32_t a_uArg2);
 

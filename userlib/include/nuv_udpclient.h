@@ -39,10 +39,10 @@ typedef struct UdpClient {
 
 /**
  * NUV_UdpClient_construct opens a socket on any free port for talking to the server at a_server, an IPv4 address in
- * dotted form (another text becomes 255.255.255.255), and a_port, in network byte order: htons(5060). Received data
+ * dotted form (what is none becomes 255.255.255.255), and a_port, in network byte order: htons(5060). Received data
  * will go to a_outfd. Returns 1; or 0, with nothing left open, if the system refuses the socket or the address.
- * Requires
- * "((void *)0) != a_server".
+ *
+ * Requires "((void *)0) != a_server".
  */
 NUV_API int32_t NUV_UdpClient_construct(UdpClient* a_this, const char* a_server, uint16_t a_port, int32_t a_outfd);
 

@@ -62,7 +62,7 @@ uint32_t range_mask(uint32_t low, uint32_t high) {
   return mask;
 }
 
-// Reads what stands between brackets. Returns false when it holds something else than symbols, "-" and blanks.
+// Reads what stands between brackets. Returns false when it holds something else than symbols and "-".
 bool read_bracket(std::string_view text, uint32_t& mask) {
   uint32_t all = 0;
   uint32_t first = 0;
@@ -70,7 +70,7 @@ bool read_bracket(std::string_view text, uint32_t& mask) {
   bool is_range = false;
   for (const char c : text) {
     const uint32_t bit = symbol_bit(c);
-    if (bit == 0 && c != '-' && c != ' ') {
+    if (bit == 0 && c != '-') {
       return false;
     }
     is_range = is_range || c == '-';
@@ -131,6 +131,9 @@ class PatternReader {
   }
 
   bool put(uint32_t mask) {
+    if (count_ == UINT32_MAX) {
+      return false;  // a record cannot count more
+    }
     if (symbols_ != nullptr) {
       symbols_[count_] = mask;
     }

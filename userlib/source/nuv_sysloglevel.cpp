@@ -34,10 +34,13 @@ constexpr uint32_t kDateLength = 15;  // "%b %e %H:%M:%S", and the place of the 
 }  // namespace
 
 void getTimestamp(char* s, uint32_t size) {
-  if (size == 0) {
+  if (size > 0) {
+    s[0] = '\0';
+  }
+  // The place of the milliseconds is fixed, even in a locale whose months are so short that the date would need less.
+  if (size < kDateLength + 2) {
     return;
   }
-  s[0] = '\0';
   timeval now = {};
   gettimeofday(&now, nullptr);
   tm local = {};
@@ -46,7 +49,6 @@ void getTimestamp(char* s, uint32_t size) {
     s[0] = '\0';
     return;
   }
-  // strftime() has found room for the date and its terminator, so that size is at least 17 here.
   snprintf(s + kDateLength, size - kDateLength - 1, ":%03ld", static_cast<long>(now.tv_usec / 1000));
 }
 

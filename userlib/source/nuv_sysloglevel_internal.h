@@ -1,9 +1,14 @@
-// What the source files of the trace facility share: where lines go, and how one line reaches the system log.
+// What the source files of the trace facility share: the modules, where lines go, and how one line reaches the system
+// log.
 #ifndef USERLIB_SOURCE_NUV_SYSLOGLEVEL_INTERNAL_H
 #define USERLIB_SOURCE_NUV_SYSLOGLEVEL_INTERNAL_H
 
+#include <array>
+
 #include <stdint.h>
 #include <syslog.h>
+
+#include "nuv_sysloglevel.h"
 
 namespace userlib {
 
@@ -18,6 +23,10 @@ extern TraceOutput g_trace_output;
 
 // While "/etc/quiet" exists, the trace facility never turns the console on.
 bool console_is_kept_quiet();
+
+// The modules, from the front without a gap: the first free entry, which has no name, ends every search.
+using ModuleRegistry = std::array<NUV_SysloglevelModul, NUV_SYSLOGLEVEL_MODULES>;
+extern ModuleRegistry g_modules;
 
 // The time stamp that starts a console line, or stands in for the system log's own.
 struct Timestamp {

@@ -9,13 +9,16 @@ namespace {
 // Sunday of October at 03:00. The environment refers to this very text, so it must live as long as the process.
 constexpr char kZoneRule[] = "TZ=MEZ-1MESZ,M3.5.0,M10.5.0/3";
 
-constexpr long kMicrosecondsPerSecond = 1000000;
+using Microseconds = decltype(timeval::tv_usec);
+
+constexpr Microseconds kMicrosecondsPerSecond = 1000000;
 
 void use_local_zone() {
   putenv(const_cast<char*>(kZoneRule));
 }
 
-// Sums and differences wrap where they leave the range of the type, so that no time value is undefined behaviour.
+// Sums, differences and products wrap where they leave the range of the type, so that no time value is undefined
+// behaviour.
 template <typename Integer>
 Integer wrapping_add(Integer a, Integer b) {
   Integer sum;
@@ -28,6 +31,13 @@ Integer wrapping_sub(Integer a, Integer b) {
   Integer difference;
   static_cast<void>(__builtin_sub_overflow(a, b, &difference));
   return difference;
+}
+
+template <typename Integer>
+Integer wrapping_mul(Integer a, Integer b) {
+  Integer product;
+  static_cast<void>(__builtin_mul_overflow(a, b, &product));
+  return product;
 }
 
 template <typename Integer>
@@ -51,7 +61,7 @@ int32_t nuv_gettimeofday_absolute(struct timeval* r_time) {
     return errno;
   }
   r_time->tv_sec = now.tv_sec;
-  r_time->tv_usec = static_cast<suseconds_t>(now.tv_nsec / 1000);
+  r_time->tv_usec = static_cast<Microseconds>(now.tv_nsec / 1000);
   return 0;
 }
 
@@ -79,7 +89,7 @@ time_t NUV_localTime(time_t* r_time) {
 
 void NUV_timeval_inc(struct timeval* a_a, const struct timeval* a_b) {
   a_a->tv_sec = wrapping_add(a_a->tv_sec, a_b->tv_sec);
-  const suseconds_t sum = wrapping_add(a_a->tv_usec, a_b->tv_usec);
+  const Microseconds sum = wrapping_add(a_a->tv_usec, a_b->tv_usec);
   // Greater, not greater or equal: exactly one second of microseconds stays, here and in NUV_timeval_dec().
   if (sum > kMicrosecondsPerSecond) {
     a_a->tv_sec = wrapping_add<time_t>(a_a->tv_sec, sum / kMicrosecondsPerSecond);
@@ -91,14 +101,14 @@ void NUV_timeval_inc(struct timeval* a_a, const struct timeval* a_b) {
 
 void NUV_timeval_dec(struct timeval* a_a, const struct timeval* a_b) {
   time_t seconds = a_b->tv_sec;
-  suseconds_t microseconds = a_b->tv_usec;
+  Microseconds microseconds = a_b->tv_usec;
   if (a_a->tv_usec < microseconds) {
-    const suseconds_t borrowed = wrapping_sub(microseconds, a_a->tv_usec) / kMicrosecondsPerSecond + 1;
-    microseconds = wrapping_sub(microseconds, borrowed * kMicrosecondsPerSecond);
+    const Microseconds borrowed = wrapping_sub(microseconds, a_a->tv_usec) / kMicrosecondsPerSecond + 1;
+    microseconds = wrapping_sub(microseconds, wrapping_mul(borrowed, kMicrosecondsPerSecond));
     seconds = wrapping_add<time_t>(seconds, borrowed);
   }
   if (wrapping_sub(a_a->tv_usec, microseconds) > kMicrosecondsPerSecond) {
-    const suseconds_t carried = wrapping_sub(a_a->tv_usec, microseconds) / kMicrosecondsPerSecond;
+    const Microseconds carried = wrapping_sub(a_a->tv_usec, microseconds) / kMicrosecondsPerSecond;
     microseconds = wrapping_add(microseconds, carried * kMicrosecondsPerSecond);
     seconds = wrapping_sub<time_t>(seconds, carried);
   }

@@ -15,11 +15,14 @@ int32_t NUV_UdpClient_construct(UdpClient* a_this, const char* a_server, uint16_
   NUV_REQUIRE(((void *)0) != a_this);
   NUV_REQUIRE(((void *)0) != a_server);
   a_this->m_iOutFd = a_outfd;
+  a_this->m_iSocket = userlib::open_udp_socket();
+  if (a_this->m_iSocket < 0) {
+    return 0;
+  }
   a_this->m_oServer = {};
   userlib::set_address(a_this->m_oServer, a_server != nullptr ? inet_addr(a_server) : INADDR_NONE, a_port);
   userlib::set_address(a_this->m_oLocal, htonl(INADDR_ANY), /*port=*/0);
-  a_this->m_iSocket = userlib::open_udp_socket(a_this->m_oLocal);
-  return a_this->m_iSocket >= 0 ? 1 : 0;
+  return userlib::bind_udp_socket(a_this->m_iSocket, a_this->m_oLocal) ? 1 : 0;
 }
 
 void NUV_UdpClient_destruct(UdpClient* a_this) {

@@ -14,11 +14,14 @@ constexpr char kFamily[] = "nuv_udpserver";
 int32_t NUV_UdpServer_construct(UdpServer* a_this, uint16_t a_port, int32_t a_outfd) {
   NUV_REQUIRE(((void *)0) != a_this);
   a_this->m_iOutFd = a_outfd;
+  a_this->m_iSocket = userlib::open_udp_socket();
+  if (a_this->m_iSocket < 0) {
+    return 0;
+  }
   a_this->m_oLocal = {};
   userlib::set_address(a_this->m_oLocal, htonl(INADDR_ANY), a_port);
   a_this->m_oPeer = {};
-  a_this->m_iSocket = userlib::open_udp_socket(a_this->m_oLocal);
-  return a_this->m_iSocket >= 0 ? 1 : 0;
+  return userlib::bind_udp_socket(a_this->m_iSocket, a_this->m_oLocal) ? 1 : 0;
 }
 
 void NUV_UdpServer_destruct(UdpServer* a_this) {

@@ -36,7 +36,7 @@ constinit char g_shared_text[kSharedTextSize] = {};
 void print_text(std::span<char> dest, const char* format, va_list arguments) NUV_PRINTF(2, 0);
 void print_text(std::span<char> dest, const char* format, va_list arguments) {
   std::fill(dest.begin(), dest.end(), '\0');
-  if (dest.size() > 1 && format != nullptr) {
+  if (!dest.empty() && format != nullptr) {
     vsnprintf(dest.data(), dest.size() - 1, format, arguments);
   }
 }

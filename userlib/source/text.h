@@ -2,6 +2,11 @@
 #ifndef USERLIB_SOURCE_TEXT_H
 #define USERLIB_SOURCE_TEXT_H
 
+#include <span>
+#include <string_view>
+
+#include <string.h>
+
 namespace userlib {
 
 inline const char* text_or_empty(const char* text) {
@@ -18,6 +23,20 @@ inline const char* base_name(const char* path) {
     }
   }
   return name;
+}
+
+// The first characters of a text, at most so many. The text need not be terminated if it is that long.
+inline std::string_view first_characters(const char* text, size_t most) {
+  return {text, strnlen(text, most)};
+}
+
+// Stores as much of a text as fits in front of a terminator, and fills what is left with terminators too. The text may
+// lie in the target itself.
+inline void store_text(std::span<char> target, std::string_view text) {
+  const size_t room = target.size() - 1;
+  const size_t length = text.size() < room ? text.size() : room;
+  memmove(target.data(), text.data(), length);
+  memset(target.data() + length, 0, target.size() - length);
 }
 
 }  // namespace userlib

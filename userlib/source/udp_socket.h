@@ -4,6 +4,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <stdint.h>
 #include <sys/socket.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -20,14 +21,19 @@ inline void set_address(sockaddr_in& address, in_addr_t host, in_port_t port) {
   address.sin_addr.s_addr = host;
 }
 
-// Opens a UDP socket bound to the address. Returns -1, with nothing left open, where the system refuses.
-inline int open_udp_socket(const sockaddr_in& local) {
-  const int fd = socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
-  if (fd >= 0 && bind(fd, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
-    close(fd);
-    return -1;
+// Opens a UDP socket. Returns -1 where the system gives none.
+inline int open_udp_socket() {
+  return socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
+}
+
+// Binds the socket to the address. Where the system refuses, returns false and leaves nothing open: the socket is -1.
+inline bool bind_udp_socket(int32_t& fd, const sockaddr_in& local) {
+  if (bind(fd, reinterpret_cast<const sockaddr*>(&local), sizeof local) == 0) {
+    return true;
   }
-  return fd;
+  close(fd);
+  fd = -1;
+  return false;
 }
 
 inline void close_udp_socket(int fd) {

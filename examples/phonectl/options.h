@@ -1,0 +1,35 @@
+// What phonectl is told on its command line.
+#ifndef EXAMPLES_PHONECTL_OPTIONS_H
+#define EXAMPLES_PHONECTL_OPTIONS_H
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "phonectl/script.h"
+#include "phoned/arguments.h"
+#include "phoned/protocol.h"
+#include "phoned/result.h"
+
+namespace phonectl {
+
+struct Options {
+  enum class Action { kCommand, kScript, kShowHelp, kShowVersion };
+
+  Action action = Action::kCommand;
+  std::string host = "127.0.0.1";
+  uint16_t port = phoned::kDefaultPort;
+  std::chrono::milliseconds timeout{2000};
+  std::optional<std::string> script;  // a file's name, or "-" for standard input
+  Step command;                       // of kCommand
+};
+
+phoned::Result<Options> parse_options(phoned::Arguments::Words words);
+
+// The text that --help prints.
+std::string help_text();
+
+}  // namespace phonectl
+
+#endif

@@ -1,0 +1,74 @@
+// The dial plan: which digits are a number. It is a digit map of the library, which also decides while digits come in;
+// this class adds what a daemon needs around it: plans from users and files, and the decision when nobody dials on.
+#ifndef EXAMPLES_PHONED_DIAL_PLAN_H
+#define EXAMPLES_PHONED_DIAL_PLAN_H
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "nuv_digitmap.h"
+#include "phoned/result.h"
+
+namespace phoned {
+
+struct Verdict {
+  enum class Kind { kMore, kComplete, kReject };
+
+  Kind kind;
+  std::string pattern;  // of kComplete: the one that decided, as the plan has it but for blanks and parentheses
+};
+
+// A digit map of the library that is freed with its owner.
+class OwnedMap {
+ public:
+  OwnedMap() { NUV_DigitMap_construct(&map_); }
+  ~OwnedMap() { NUV_DigitMap_destruct(&map_); }
+  OwnedMap(OwnedMap&& other) noexcept : map_(std::exchange(other.map_, nullptr)) {}
+  OwnedMap& operator=(OwnedMap&& other) noexcept {
+    std::swap(map_, other.map_);
+    return *this;
+  }
+
+  bool add(const std::string& pattern) { return NUV_DigitMap_addMap(&map_, pattern.c_str()) == 1; }
+  int32_t check(int32_t mode, const std::string& digits, uint32_t timer, std::string& pattern) const;
+
+ private:
+  DigitMap map_ = nullptr;
+};
+
+class DialPlan {
+ public:
+  // A plan for those who name none.
+  static constexpr const char* kDefault = "110 | 112 | 1[2-9]x | [2-9]x.T | 0x.T | *xx | #xx";
+
+  // Reads a plan: patterns that bars or line ends separate, at least one. The error names the pattern that is wrong.
+  static Result<DialPlan> parse(std::string_view text);
+
+  // Reads a plan from a file. The error names the file.
+  static Result<DialPlan> read(const std::string& path);
+
+  // Judges digits after which more may come. The most specific pattern decides, wherever it stands in the plan; while
+  // another one that is as specific needs more digits, the line has to wait for those: with "12|12x" the digits 12 are
+  // not decided.
+  Verdict check(const std::string& digits) const;
+
+  // Judges digits after which no more have come in time. They are a number if they fit a pattern that holds a "T", by
+  // the most specific one; all else is rejected: a number that has stopped half way, and also one that fits a pattern
+  // without "T" and had to wait. "12T|12x" is the plan in which 12 becomes a number by waiting.
+  Verdict check_at_timeout(const std::string& digits) const;
+
+  size_t size() const { return patterns_.size(); }
+
+ private:
+  bool add(std::string pattern);
+
+  std::vector<std::string> patterns_;
+  OwnedMap map_;
+};
+
+}  // namespace phoned
+
+#endif

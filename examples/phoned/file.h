@@ -1,0 +1,17 @@
+// Reads small text files that a user names.
+#ifndef EXAMPLES_PHONED_FILE_H
+#define EXAMPLES_PHONED_FILE_H
+
+#include <cstddef>
+#include <string>
+
+#include "phoned/result.h"
+
+namespace phoned {
+
+// The content of a regular file of at most "limit" bytes. The error does not name the file.
+Result<std::string> read_file(const std::string& path, size_t limit);
+
+}  // namespace phoned
+
+#endif

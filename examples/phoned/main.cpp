@@ -1,0 +1,228 @@
+// phoned decides what telephone lines have dialled.
+//
+// The road of an event, from top to bottom of this file:
+//
+//     1. on_datagram  a datagram has come: the channel moves it from the socket into the request pipe
+//     2. on_request   the dial layer reads it out of that pipe, and the channel sends the answer
+//     3. on_deadline  no digit has come in time: the dial layer decides, and the channel sends the outcome
+//     4. on_counts    from time to time, what was done is told
+//     5. on_signal    somebody wants phoned to end, or to read its dial plan again
+//
+// A reactor calls these functions, and everything happens in one thread. What they work on stands behind them: the
+// channel (channel.h), the dial layer (dial_layer.h) with its lines (lines.h) and its plan (dial_plan.h).
+#include <cinttypes>
+#include <csignal>
+#include <cstdio>
+
+#include "nuv_assert.h"
+#include "nuv_select.h"
+#include "phoned/channel.h"
+#include "phoned/clock.h"
+#include "phoned/dial_layer.h"
+#include "phoned/dial_plan.h"
+#include "phoned/options.h"
+#include "phoned/signals.h"
+#include "phoned/text.h"
+
+namespace phoned {
+namespace {
+
+constexpr int kFailure = 1;
+constexpr int kUsage = 2;
+
+// One timer of the reactor serves the deadlines of all lines, because a reactor has 80 timers and there are 256 lines.
+// Without any deadline it is set to a day.
+constexpr std::chrono::hours kNoDeadline{24};
+
+struct Daemon {
+  Daemon(const Options& chosen, DialPlan plan) : options(chosen), dial_layer(std::move(plan), chosen.interdigit) {
+    NUV_Select_construct(&loop);
+  }
+  ~Daemon() { NUV_Select_destruct(&loop); }
+  Daemon(const Daemon&) = delete;
+  Daemon& operator=(const Daemon&) = delete;
+
+  const Options& options;
+  DialLayer dial_layer;
+  Channel channel;
+  Signals signals;
+  Select loop;
+  uint32_t deadline_timer = 0;
+  Statistics told_counts;
+  bool is_ending = false;
+};
+
+Daemon& daemon_of(void* context) {
+  return *static_cast<Daemon*>(context);
+}
+
+void complain(const std::string& why) {
+  std::fprintf(stderr, "phoned: %s\n", why.c_str());
+}
+
+void tell_counts(Daemon& daemon) {
+  const Statistics& counts = daemon.dial_layer.statistics();
+  std::printf("phoned: %" PRIu64 " datagrams, %" PRIu64 " numbers complete, %" PRIu64 " rejected, %" PRIu64
+              " decided by time, %" PRIu64 " errors\n",
+              counts.datagrams, counts.complete, counts.rejected, counts.timeouts, counts.errors);
+  daemon.told_counts = counts;
+}
+
+// How long until a line's time runs out.
+timeval wait_for_deadline(const Daemon& daemon) {
+  const timeval now = monotonic_now();
+  return wait_until(daemon.dial_layer.next_deadline().value_or(later(now, kNoDeadline)), now);
+}
+
+// ---- 1. A datagram has come ----
+
+int32_t on_datagram(void* context, int32_t, uint32_t) {
+  Daemon& daemon = daemon_of(context);
+  if (const auto refused_size = daemon.channel.receive()) {
+    daemon.channel.send(daemon.channel.sender(), daemon.dial_layer.refuse_size(*refused_size));
+  }
+  return 0;
+}
+
+// ---- 2. It is in the request pipe ----
+
+int32_t on_request(void* context, int32_t, uint32_t) {
+  Daemon& daemon = daemon_of(context);
+  const sockaddr_in sender = daemon.channel.sender();
+  const std::string answer = daemon.dial_layer.handle(daemon.channel.take_request(), sender, monotonic_now());
+  daemon.channel.send(sender, answer);
+  NUV_Select_updateTimeout(&daemon.loop, daemon.deadline_timer, wait_for_deadline(daemon));
+  return 0;
+}
+
+// ---- 3. The time of some lines may have run out ----
+
+// The reactor may call too early, when its clock has not moved between two turns. The dial layer compares every line's
+// deadline with the clock, and the timer is set to what is left then.
+int32_t on_deadline(void* context, timeval* wait, uint32_t) {
+  Daemon& daemon = daemon_of(context);
+  for (const Message& message : daemon.dial_layer.handle_timeouts(monotonic_now())) {
+    daemon.channel.send(message.peer, message.text);
+  }
+  *wait = wait_for_deadline(daemon);
+  return 1;
+}
+
+// ---- 4. Time to tell what was done ----
+
+int32_t on_counts(void* context, timeval* wait, uint32_t) {
+  Daemon& daemon = daemon_of(context);
+  if (daemon.dial_layer.statistics() != daemon.told_counts) {
+    tell_counts(daemon);
+  }
+  *wait = later({}, daemon.options.statistics);
+  return 1;
+}
+
+// ---- 5. A signal has come ----
+
+void read_plan_again(Daemon& daemon) {
+  const auto& path = daemon.options.map_file;
+  if (!path) {
+    complain("HUP: there is no --map-file to read again; the dial plan stays");
+    return;
+  }
+  auto plan = DialPlan::read(*path);
+  if (!plan) {
+    complain("HUP: " + plan.error().why + "; the old dial plan stays");
+    return;
+  }
+  std::printf("phoned: HUP: read %zu patterns from %s\n", plan->size(), quote_path(*path).c_str());
+  daemon.dial_layer.change_plan(std::move(*plan));
+}
+
+int32_t on_signal(void* context, int32_t, uint32_t) {
+  Daemon& daemon = daemon_of(context);
+  for (const int signal : daemon.signals.take()) {
+    if (signal == SIGHUP) {
+      read_plan_again(daemon);
+    } else {
+      std::printf("phoned: %s: ending\n", signal == SIGTERM ? "TERM" : "INT");
+      daemon.is_ending = true;
+    }
+  }
+  return 0;
+}
+
+// ---- How it starts, runs and ends ----
+
+Result<DialPlan> load_plan(const Options& options) {
+  if (options.map_file) {
+    return DialPlan::read(*options.map_file);
+  }
+  auto plan = DialPlan::parse(options.map.value_or(DialPlan::kDefault));
+  if (!plan) {
+    return Error{"--map: " + plan.error().why};
+  }
+  return plan;
+}
+
+std::optional<Error> open(Daemon& daemon) {
+  // A reader of phoned's output that goes away is no reason to die.
+  std::signal(SIGPIPE, SIG_IGN);
+  if (auto error = daemon.signals.open({SIGTERM, SIGINT, SIGHUP})) {
+    return error;
+  }
+  if (auto error = daemon.channel.open(daemon.options.port)) {
+    return error;
+  }
+  NUV_Select_setReadExternal(&daemon.loop, daemon.channel.socket_fd(), &daemon, 0, on_datagram);
+  NUV_Select_setRead(&daemon.loop, daemon.channel.request_fd(), &daemon, 0, on_request);
+  NUV_Select_setRead(&daemon.loop, daemon.signals.fd(), &daemon, 0, on_signal);
+  daemon.deadline_timer = NUV_Select_setTimeout(&daemon.loop, wait_for_deadline(daemon), &daemon, 0, on_deadline);
+  NUV_Select_setTimeout(&daemon.loop, later({}, daemon.options.statistics), &daemon, 0, on_counts);
+  return std::nullopt;
+}
+
+int serve(const Options& options) {
+  auto plan = load_plan(options);
+  if (!plan) {
+    complain(plan.error().why);
+    return kFailure;
+  }
+  Daemon daemon(options, std::move(*plan));
+  if (const auto error = open(daemon)) {
+    complain(error->why);
+    return kFailure;
+  }
+  std::printf("phoned: listening on port %u\n", daemon.channel.port());
+  while (!daemon.is_ending) {
+    NUV_Select_process(&daemon.loop, nullptr);
+  }
+  tell_counts(daemon);
+  std::printf("phoned: farewell\n");
+  return 0;
+}
+
+int run(Arguments::Words words) {
+  // Every line is seen when it is written, by a pipe too.
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);
+  const auto options = parse_options(words);
+  if (!options) {
+    complain(options.error().why);
+    return kUsage;
+  }
+  switch (options->action) {
+    case Options::Action::kShowHelp:
+      std::fputs(help_text().c_str(), stdout);
+      return 0;
+    case Options::Action::kShowVersion:
+      std::printf("phoned with %s\n", NUV_Userlib_getVersionString());
+      return 0;
+    case Options::Action::kServe:
+      return serve(*options);
+  }
+  return kUsage;
+}
+
+}  // namespace
+}  // namespace phoned
+
+int main(int argc, char** argv) {
+  return phoned::run(phoned::Arguments::Words(argv, static_cast<size_t>(argc)).subspan(argc > 0 ? 1 : 0));
+}

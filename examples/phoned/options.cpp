@@ -1,0 +1,85 @@
+#include "phoned/options.h"
+
+#include "phoned/dial_plan.h"
+#include "phoned/text.h"
+
+namespace phoned {
+
+namespace {
+
+constexpr uint32_t kMinInterdigit = 10;
+constexpr uint32_t kMaxInterdigit = 60000;
+constexpr uint32_t kMaxStatistics = 86400;
+
+constexpr char kHelp[] =
+    R"(phoned decides what telephone lines have dialled. Line cards send it one event a datagram, phoned answers each:
+
+  <line> offhook          ->  <line> ready
+  <line> digit <digit>    ->  <line> more <digits>
+  <line> dial <digits>        <line> complete <digits> <pattern>
+                              <line> reject <digits>
+  <line> onhook           ->  <line> idle
+  anything else           ->  error <why>
+
+Options:
+  --foreground        stay in the foreground; phoned always does for now
+  --port N            UDP port, 0 to 65535 (%PORT%); 0 takes a free one; phoned prints which
+  --map TEXT          the dial plan (%MAP%)
+  --map-file FILE     read the dial plan from FILE, and again on SIGHUP
+  --interdigit MS     how long a line waits for its next digit, 10 to 60000 milliseconds (4000)
+  --statistics S      how often counts are printed if they have changed, 1 to 86400 seconds (60)
+  --help, --version   say so and end
+
+A dial plan is a list of patterns with | or line ends between them. In a pattern, x stands for 0-9, [135] and [2-5] for
+one of several digits, and a dot for any number of the digit before it, none included. The most specific pattern
+decides. One with T is complete when no digit has come for the inter-digit time, one without T at once; but while a
+longer pattern is as specific, the line has to wait for more digits, and when none come a pattern without T is lost.
+Write 11T|11x, not 11|11x.
+
+SIGTERM and SIGINT end phoned.
+)";
+
+}  // namespace
+
+Result<Options> parse_options(Arguments::Words words) {
+  Options options;
+  Arguments arguments(words);
+  while (arguments.next_option()) {
+    if (arguments.is_flag("--help")) {
+      options.action = Options::Action::kShowHelp;
+    } else if (arguments.is_flag("--version")) {
+      options.action = Options::Action::kShowVersion;
+    } else if (arguments.is_flag("--foreground")) {
+      continue;
+    } else if (arguments.is("--port")) {
+      options.port = static_cast<uint16_t>(arguments.number(0, UINT16_MAX));
+    } else if (arguments.is("--map")) {
+      options.map = arguments.value("a dial plan, such as '110|0x.T'");
+    } else if (arguments.is("--map-file")) {
+      options.map_file = arguments.value("the name of a file with a dial plan");
+    } else if (arguments.is("--interdigit")) {
+      options.interdigit = std::chrono::milliseconds(arguments.number(kMinInterdigit, kMaxInterdigit));
+    } else if (arguments.is("--statistics")) {
+      options.statistics = std::chrono::seconds(arguments.number(1, kMaxStatistics));
+    } else {
+      arguments.refuse_option();
+    }
+  }
+  if (arguments.error()) {
+    return *arguments.error();
+  }
+  if (options.map && options.map_file) {
+    return Error{"--map " + quote(*options.map) + " and --map-file " + quote(*options.map_file) +
+                 " exclude each other: name one dial plan"};
+  }
+  if (!arguments.rest().empty()) {
+    return Error{"unexpected word " + quote(arguments.rest().front()) + ": phoned takes options only, see --help"};
+  }
+  return options;
+}
+
+std::string help_text() {
+  return replace(replace(kHelp, "%PORT%", std::to_string(kDefaultPort)), "%MAP%", DialPlan::kDefault);
+}
+
+}  // namespace phoned

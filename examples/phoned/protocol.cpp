@@ -1,0 +1,100 @@
+#include "phoned/protocol.h"
+
+#include <algorithm>
+#include <span>
+#include <vector>
+
+#include "phoned/text.h"
+
+namespace phoned {
+
+namespace {
+
+constexpr std::string_view kDigits = "0123456789ABCD#*";
+constexpr std::string_view kEvents = "offhook, digit, dial or onhook";
+
+using Words = std::span<const std::string_view>;
+
+// What is dialled with "digit" and "dial". The count of digits was looked at by the caller.
+Result<Request> parse_digits(uint8_t line, std::string_view digits) {
+  const size_t wrong = digits.find_first_not_of(kDigits);
+  if (wrong != std::string_view::npos) {
+    return Error{quote(digits.substr(wrong, 1)) + " is no digit: 0-9, A-D, # and * are"};
+  }
+  return Request{line, Request::Event::kDial, std::string(digits)};
+}
+
+Result<Request> parse_event(uint8_t line, std::string_view event, Words arguments) {
+  if (event == "offhook" || event == "onhook") {
+    if (!arguments.empty()) {
+      return Error{quote(event) + " takes nothing more, not " + quote(arguments.front())};
+    }
+    return Request{line, event == "offhook" ? Request::Event::kOffHook : Request::Event::kOnHook, {}};
+  }
+  if (event == "digit") {
+    if (arguments.size() != 1 || arguments.front().size() != 1) {
+      return Error{"'digit' takes exactly one digit; 'dial' takes more of them, in one word"};
+    }
+    return parse_digits(line, arguments.front());
+  }
+  if (event == "dial") {
+    if (arguments.size() != 1) {
+      return Error{"'dial' takes its digits in one word, such as 'dial 110'"};
+    }
+    return parse_digits(line, arguments.front());
+  }
+  return Error{"unknown word " + quote(event) + ": must be " + std::string(kEvents)};
+}
+
+std::string answer(uint8_t line, const std::string& words) {
+  return std::to_string(line) + " " + words;
+}
+
+}  // namespace
+
+Result<Request> parse_request(std::string_view datagram) {
+  const auto wrong = std::find_if_not(datagram.begin(), datagram.end(), is_printable);
+  if (wrong != datagram.end()) {
+    const auto byte = static_cast<unsigned char>(*wrong);
+    return Error{"byte " + std::to_string(byte) + " behind " + quote({datagram.begin(), wrong}) +
+                 " is no text: printable ASCII is, without a line end"};
+  }
+  const std::vector<std::string_view> words = split_words(datagram);
+  if (words.empty()) {
+    return Error{"nothing but blanks: must be a line and an event, such as '3 offhook'"};
+  }
+  const auto line = to_number(words[0], 0, kLineCount - 1);
+  if (!line) {
+    return Error{"unknown line " + quote(words[0]) + ": must be a number from 0 to 255"};
+  }
+  if (words.size() == 1) {
+    return Error{"no event for line " + std::to_string(*line) + ": must be " + std::string(kEvents)};
+  }
+  return parse_event(static_cast<uint8_t>(*line), words[1], Words(words).subspan(2));
+}
+
+std::string ready(uint8_t line) {
+  return answer(line, "ready");
+}
+
+std::string more(uint8_t line, const std::string& digits) {
+  return answer(line, "more " + digits);
+}
+
+std::string complete(uint8_t line, const std::string& digits, const std::string& pattern) {
+  return answer(line, "complete " + digits + " " + pattern);
+}
+
+std::string reject(uint8_t line, const std::string& digits) {
+  return answer(line, "reject " + digits);
+}
+
+std::string idle(uint8_t line) {
+  return answer(line, "idle");
+}
+
+std::string error(const std::string& why) {
+  return "error " + why;
+}
+
+}  // namespace phoned

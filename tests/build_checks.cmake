@@ -1,0 +1,77 @@
+# Checks of what the build makes, beside the tests of what it does: each header by itself, the shared object's names, and
+# a daemon in plain C.
+
+separate_arguments(USERLIB_C_OPTIONS NATIVE_COMMAND "${CMAKE_C_FLAGS}")
+separate_arguments(USERLIB_CXX_OPTIONS NATIVE_COMMAND "${CMAKE_CXX_FLAGS}")
+set(USERLIB_INCLUDE_DIR ${PROJECT_SOURCE_DIR}/userlib/include)
+
+# Every header compiles alone, twice in a row, in both languages.
+file(GLOB USERLIB_PUBLIC_HEADERS CONFIGURE_DEPENDS ${USERLIB_INCLUDE_DIR}/*.h)
+foreach(header IN LISTS USERLIB_PUBLIC_HEADERS)
+  get_filename_component(name ${header} NAME)
+  # The last line is there for a header that declares nothing: C wants at least one declaration.
+  set(content "#include <${name}>\n#include <${name}>\ntypedef int nothing_else;\n")
+  foreach(suffix c cpp)
+    file(CONFIGURE OUTPUT headers/${name}.${suffix} CONTENT "${content}" @ONLY)
+  endforeach()
+  set(strict -pedantic -Wall -Wextra -Werror -fsyntax-only -I${USERLIB_INCLUDE_DIR})
+  add_test(NAME header.c99.${name} COMMAND ${CMAKE_C_COMPILER} ${USERLIB_C_OPTIONS} -std=c99 ${strict}
+                                           ${CMAKE_CURRENT_BINARY_DIR}/headers/${name}.c)
+  add_test(NAME header.cxx20.${name} COMMAND ${CMAKE_CXX_COMPILER} ${USERLIB_CXX_OPTIONS} -std=c++20 ${strict}
+                                             ${CMAKE_CURRENT_BINARY_DIR}/headers/${name}.cpp)
+endforeach()
+
+# A daemon written in C, with either library. CMake would add the C++ run time to a C program that links C++ objects;
+# here it must do without. The whole static library goes in, so that no object of it is left untried.
+set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")
+function(add_c_daemon name library)
+  add_executable(${name} c_daemon.c)
+  set_target_properties(${name} PROPERTIES C_STANDARD 99 C_STANDARD_REQUIRED ON C_EXTENSIONS OFF
+                                           LINKER_LANGUAGE C)
+  target_link_libraries(${name} PRIVATE userlib_options ${library})
+  add_test(NAME ${name} COMMAND ${name})
+  set_tests_properties(${name} PROPERTIES TIMEOUT 60)
+endfunction()
+add_c_daemon(c_daemon_static $<LINK_LIBRARY:WHOLE_ARCHIVE,userlib_static>)
+if(BUILD_SHARED_LIBS)
+  add_c_daemon(c_daemon_shared userlib)
+endif()
+
+# The rest looks into what ships; the sanitizers add symbols and libraries of their own.
+if(USERLIB_SANITIZE)
+  return()
+endif()
+
+add_test(NAME c_daemon_static.needs_no_cxx COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_needed.sh ${CMAKE_READELF}
+                                                   $<TARGET_FILE:c_daemon_static> "libc" "libssl libcrypto")
+
+if(NOT BUILD_SHARED_LIBS)
+  return()
+endif()
+
+add_test(NAME library.needed COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_needed.sh ${CMAKE_READELF}
+                                     $<TARGET_FILE:userlib> "libc libssl libcrypto" "")
+add_test(NAME library.soname COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_soname.sh ${CMAKE_READELF}
+                                     $<TARGET_FILE:userlib> libuserlib.so.1.4.3 libuserlib.so.1)
+
+function(add_symbol_check name header)
+  add_test(NAME ${name} COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_symbols.sh $<TARGET_FILE:userlib> USERLIB_1.4
+                                ${CMAKE_READELF} ${header} ${CMAKE_C_COMPILER} ${USERLIB_C_OPTIONS} -std=c99
+                                -I${USERLIB_INCLUDE_DIR})
+endfunction()
+add_symbol_check(library.symbols ${USERLIB_INCLUDE_DIR}/userlib.h)
+
+# The check itself must notice a symbol too many on either side, and a declaration that lacks its mark.
+file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/symbols/more.h
+     "#include <userlib.h>\nNUV_API int NUV_more(const char* a_text);\n")
+file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/symbols/fewer.h "#include <nuv_assert.h>\n")
+file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/symbols/variable.h
+     "#include <userlib.h>\nNUV_API extern struct timeval NUV_more[3];\n")
+file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/symbols/unmarked.h "#include <userlib.h>\nvoid is_null_too(void);\n")
+foreach(case "more;declared but not exported: NUV_more" "variable;declared but not exported: NUV_more"
+             "fewer;exported but not declared: NUV_timeval_cmp" "unmarked;not marked NUV_API: is_null_too")
+  list(GET case 0 name)
+  list(GET case 1 complaint)
+  add_symbol_check(library.symbols.notices_${name} ${CMAKE_CURRENT_BINARY_DIR}/symbols/${name}.h)
+  set_tests_properties(library.symbols.notices_${name} PROPERTIES PASS_REGULAR_EXPRESSION ${complaint})
+endforeach()

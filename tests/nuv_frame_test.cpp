@@ -1,0 +1,372 @@
+#include "nuv_frame.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <ostream>
+
+#include "support/contract_recorder.h"
+#include "support/counting_allocator.h"
+#include "support/first_report.h"
+
+namespace {
+
+using support::ContractRecorder;
+using support::CountingAllocator;
+using support::ensure_report;
+using support::Reports;
+using support::require_report;
+
+constexpr char kFile[] = "nuv_frame";
+constexpr char kSize[] = "NUV_Frame_size( a_this) >= a_offset";
+constexpr char kFrontRoom[] = "NUV_Frame_offsetFront( a_this) >= a_offset";
+constexpr char kRearRoom[] = "NUV_Frame_offsetRear( a_this) >= a_offset";
+
+// Where the content lies, as the accessors tell it.
+struct Layout {
+  uint32_t front = 0;
+  uint32_t size = 0;
+  uint32_t rear = 0;
+
+  bool operator==(const Layout&) const = default;
+};
+
+std::ostream& operator<<(std::ostream& out, const Layout& layout) {
+  return out << "{front " << layout.front << ", size " << layout.size << ", rear " << layout.rear << "}";
+}
+
+// Also looks that the accessors agree with the fields.
+Layout layout_of(const Frame& frame) {
+  const Layout layout = {NUV_Frame_offsetFront(&frame), NUV_Frame_size(&frame), NUV_Frame_offsetRear(&frame)};
+  EXPECT_EQ(NUV_Frame_absoluteSize(&frame), frame.m_oMemory.m_uSize);
+  EXPECT_EQ(NUV_Frame_address(&frame), frame.m_oMemory.m_pAddr);
+  EXPECT_EQ(NUV_Frame_begin(&frame), frame.m_pBegin);
+  EXPECT_EQ(NUV_Frame_end(&frame), frame.m_pEnd);
+  EXPECT_EQ(frame.m_pBegin, frame.m_oMemory.m_pAddr + layout.front);
+  EXPECT_EQ(frame.m_pEnd, frame.m_pBegin + layout.size);
+  EXPECT_EQ(layout.front + layout.size + layout.rear, frame.m_oMemory.m_uSize);
+  return layout;
+}
+
+void expect_empty(const Frame& frame) {
+  EXPECT_EQ(frame.m_oMemory.m_pAddr, nullptr);
+  EXPECT_EQ(frame.m_oMemory.m_uSize, 0U);
+  EXPECT_EQ(frame.m_pBegin, nullptr);
+  EXPECT_EQ(frame.m_pEnd, nullptr);
+}
+
+class FrameTest : public ::testing::Test {
+ protected:
+  // A frame with room at both ends.
+  static void make(Frame& frame, const Layout& layout) {
+    ASSERT_EQ(NUV_Frame_construct(&frame, layout.front + layout.size + layout.rear), 1);
+    NUV_Frame_reduceFront(&frame, layout.front);
+    NUV_Frame_reduceRear(&frame, layout.rear);
+    ASSERT_EQ(layout_of(frame), layout);
+  }
+
+  CountingAllocator allocator_;
+  ContractRecorder contracts_;
+};
+
+TEST_F(FrameTest, StartsWithItsWholeBlockAsContent) {
+  for (const uint32_t size : {1U, 2U, 1500U}) {
+    SCOPED_TRACE(size);
+    Frame frame;
+    EXPECT_EQ(NUV_Frame_construct(&frame, size), 1);
+    ASSERT_NE(NUV_Frame_address(&frame), nullptr);
+    EXPECT_EQ(NUV_Frame_absoluteSize(&frame), size);
+    EXPECT_EQ(NUV_Frame_begin(&frame), NUV_Frame_address(&frame));
+    EXPECT_EQ(NUV_Frame_end(&frame), NUV_Frame_address(&frame) + size);
+    EXPECT_EQ(layout_of(frame), (Layout{0, size, 0}));
+    std::memset(NUV_Frame_begin(&frame), 1, size);
+    NUV_Frame_destruct(&frame);
+  }
+  EXPECT_EQ(allocator_.allocations(), 3);
+  EXPECT_EQ(allocator_.releases(), 3);
+}
+
+TEST_F(FrameTest, HasNoBlockWithSizeZero) {
+  Frame frame;
+  EXPECT_EQ(NUV_Frame_construct(&frame, 0), 1);
+  expect_empty(frame);
+  NUV_Frame_reduceFront(&frame, 0);
+  NUV_Frame_expandFront(&frame, 0);
+  NUV_Frame_reduceRear(&frame, 0);
+  NUV_Frame_expandRear(&frame, 0);
+  expect_empty(frame);
+  EXPECT_EQ(layout_of(frame), Layout{});
+  EXPECT_EQ(allocator_.allocations(), 0);
+  NUV_Frame_destruct(&frame);
+  EXPECT_EQ(allocator_.empty_releases(), 1);
+}
+
+TEST_F(FrameTest, IsEmptyWithoutMemory) {
+  allocator_.run_dry(true);
+  Frame frame;
+  EXPECT_EQ(NUV_Frame_construct(&frame, 100), 1);
+  EXPECT_EQ(contracts_.take(),
+            (Reports{{NUV_ASSERT_NULL_POINTER, "nuv_memory", "NULL != a_this->m_pAddr"},
+                     ensure_report("nuv_memory", "( ((void *)0) != a_this->m_pAddr) == ( 0 != a_this->m_uSize)")}));
+  expect_empty(frame);
+  EXPECT_EQ(layout_of(frame), Layout{});
+  NUV_Frame_reduceFront(&frame, 1);
+  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, kSize)});
+  NUV_Frame_destruct(&frame);
+}
+
+using Move = void (*)(Frame*, uint32_t);
+
+TEST_F(FrameTest, MovesTheEndsOfItsContent) {
+  const struct {
+    const char* name;
+    Move move;
+    uint32_t offset;
+    Layout after;  // of a frame with {10, 20, 30}
+  } kCases[] = {
+      {"strip nothing in front", NUV_Frame_reduceFront, 0, {10, 20, 30}},
+      {"strip a byte in front", NUV_Frame_reduceFront, 1, {11, 19, 30}},
+      {"strip all from the front", NUV_Frame_reduceFront, 20, {30, 0, 30}},
+      {"give nothing back in front", NUV_Frame_expandFront, 0, {10, 20, 30}},
+      {"give a byte back in front", NUV_Frame_expandFront, 1, {9, 21, 30}},
+      {"give all back in front", NUV_Frame_expandFront, 10, {0, 30, 30}},
+      {"strip nothing behind", NUV_Frame_reduceRear, 0, {10, 20, 30}},
+      {"strip a byte behind", NUV_Frame_reduceRear, 1, {10, 19, 31}},
+      {"strip all from behind", NUV_Frame_reduceRear, 20, {10, 0, 50}},
+      {"give nothing back behind", NUV_Frame_expandRear, 0, {10, 20, 30}},
+      {"give a byte back behind", NUV_Frame_expandRear, 1, {10, 21, 29}},
+      {"give all back behind", NUV_Frame_expandRear, 30, {10, 50, 0}},
+  };
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(row.name);
+    Frame frame;
+    make(frame, {10, 20, 30});
+    uint8_t* address = frame.m_oMemory.m_pAddr;
+    row.move(&frame, row.offset);
+    EXPECT_EQ(layout_of(frame), row.after);
+    EXPECT_EQ(frame.m_oMemory.m_pAddr, address);
+    NUV_Frame_destruct(&frame);
+  }
+}
+
+TEST_F(FrameTest, LeavesTheBytesAsTheyAre) {
+  Frame frame;
+  NUV_Frame_construct(&frame, 4);
+  std::memcpy(NUV_Frame_begin(&frame), "abcd", 4);
+  NUV_Frame_reduceFront(&frame, 2);
+  NUV_Frame_reduceRear(&frame, 1);
+  EXPECT_EQ(*NUV_Frame_begin(&frame), 'c');
+  NUV_Frame_expandFront(&frame, 2);
+  NUV_Frame_expandRear(&frame, 1);
+  EXPECT_EQ(std::memcmp(NUV_Frame_begin(&frame), "abcd", 4), 0);
+  NUV_Frame_destruct(&frame);
+}
+
+// One byte too many, and numbers whose sum with an offset wraps: the report is all that happens besides the move, and the
+// opposite move takes it back.
+TEST_F(FrameTest, MovesAsToldEvenOutOfItsBlock) {
+  const struct {
+    const char* name;
+    Move move;
+    Move back;
+    uint32_t offset;
+    const char* require;
+    Layout after;  // of a frame with {10, 20, 30}
+  } kCases[] = {
+      {"strip a byte too many in front", NUV_Frame_reduceFront, NUV_Frame_expandFront, 21, kSize, {31, 0xFFFFFFFF, 30}},
+      {"strip much too much in front", NUV_Frame_reduceFront, NUV_Frame_expandFront, 0xFFFFFFF6, kSize, {0, 0x1E, 30}},
+      {"give back a byte too many in front",
+       NUV_Frame_expandFront,
+       NUV_Frame_reduceFront,
+       11,
+       kFrontRoom,
+       {0xFFFFFFFF, 31, 30}},
+      {"strip a byte too many behind", NUV_Frame_reduceRear, NUV_Frame_expandRear, 21, kSize, {10, 0xFFFFFFFF, 51}},
+      {"give back a byte too many behind",
+       NUV_Frame_expandRear,
+       NUV_Frame_reduceRear,
+       31,
+       kRearRoom,
+       {10, 51, 0xFFFFFFFF}},
+  };
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(row.name);
+    Frame frame;
+    make(frame, {10, 20, 30});
+    row.move(&frame, row.offset);
+    EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, row.require)});
+    EXPECT_EQ(NUV_Frame_offsetFront(&frame), row.after.front);
+    EXPECT_EQ(NUV_Frame_size(&frame), row.after.size);
+    EXPECT_EQ(NUV_Frame_offsetRear(&frame), row.after.rear);
+    row.back(&frame, row.offset);
+    EXPECT_LE(contracts_.take().size(), 1U);
+    EXPECT_EQ(layout_of(frame), (Layout{10, 20, 30}));
+    NUV_Frame_destruct(&frame);
+  }
+}
+
+TEST_F(FrameTest, ReportsStrippingFromEmptyContent) {
+  Frame frame;
+  make(frame, {3, 5, 0});
+  NUV_Frame_reduceFront(&frame, 5);
+  EXPECT_EQ(layout_of(frame), (Layout{8, 0, 0}));
+  NUV_Frame_reduceRear(&frame, 1);
+  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, kSize)});
+  EXPECT_EQ(NUV_Frame_end(&frame), NUV_Frame_begin(&frame) - 1);
+  NUV_Frame_destruct(&frame);
+}
+
+TEST_F(FrameTest, CopyTakesTheBlockAndMakesAllOfItContent) {
+  Frame source;
+  make(source, {10, 20, 30});
+  const Frame before = source;
+  Frame copy;
+  EXPECT_EQ(NUV_Frame_copyConstruct(&copy, &source), 1);
+  EXPECT_EQ(copy.m_oMemory.m_pAddr, before.m_oMemory.m_pAddr);
+  EXPECT_EQ(copy.m_oMemory.m_pFree, before.m_oMemory.m_pFree);
+  EXPECT_EQ(layout_of(copy), (Layout{0, 60, 0}));
+  EXPECT_EQ(NUV_Frame_address(&source), nullptr);
+  EXPECT_EQ(NUV_Frame_absoluteSize(&source), 0U);
+  EXPECT_EQ(source.m_pBegin, before.m_pBegin) << "left as they were, in a block that is not the source's any more";
+  EXPECT_EQ(source.m_pEnd, before.m_pEnd);
+  EXPECT_EQ(allocator_.allocations(), 1);
+  NUV_Frame_destruct(&source);
+  EXPECT_EQ(allocator_.releases(), 0);
+  EXPECT_EQ(allocator_.empty_releases(), 1);
+  NUV_Frame_destruct(&copy);
+  EXPECT_EQ(allocator_.releases(), 1);
+}
+
+TEST_F(FrameTest, ASourceOfACopyCanBeAssignedTo) {
+  Frame source;
+  Frame copy;
+  Frame other;
+  make(source, {10, 20, 30});
+  NUV_Frame_copyConstruct(&copy, &source);
+  make(other, {1, 2, 3});
+  NUV_Frame_assign(&source, &other);
+  EXPECT_EQ(layout_of(source), (Layout{1, 2, 3}));
+  expect_empty(other);
+  NUV_Frame_destruct(&source);
+  NUV_Frame_destruct(&copy);
+  NUV_Frame_destruct(&other);
+  EXPECT_EQ(allocator_.releases(), 2);
+}
+
+TEST_F(FrameTest, CopyOfAnEmptyFrameIsEmpty) {
+  Frame source;
+  NUV_Frame_construct(&source, 0);
+  Frame copy;
+  EXPECT_EQ(NUV_Frame_copyConstruct(&copy, &source), 1);
+  expect_empty(copy);
+  NUV_Frame_destruct(&source);
+  NUV_Frame_destruct(&copy);
+}
+
+TEST_F(FrameTest, CopyOfNoFrameIsReportedByTheBlock) {
+  Frame copy;
+  EXPECT_EQ(NUV_Frame_copyConstruct(&copy, nullptr), 1);
+  EXPECT_EQ(contracts_.take(), Reports{require_report("nuv_memory", "0 != a_src")});
+  expect_empty(copy);
+  NUV_Frame_destruct(&copy);
+}
+
+TEST_F(FrameTest, CopyOntoItselfKeepsItsBlock) {
+  Frame frame;
+  make(frame, {10, 20, 30});
+  EXPECT_EQ(NUV_Frame_copyConstruct(&frame, &frame), 1);
+  EXPECT_EQ(layout_of(frame), (Layout{0, 60, 0}));
+  NUV_Frame_destruct(&frame);
+  EXPECT_EQ(allocator_.releases(), 1);
+}
+
+TEST_F(FrameTest, SwapsBlocksAndContents) {
+  Frame one;
+  Frame two;
+  make(one, {10, 20, 30});
+  make(two, {1, 2, 3});
+  const Frame one_before = one;
+  const Frame two_before = two;
+  NUV_Frame_swap(&one, &two);
+  EXPECT_EQ(layout_of(one), (Layout{1, 2, 3}));
+  EXPECT_EQ(one.m_oMemory.m_pAddr, two_before.m_oMemory.m_pAddr);
+  EXPECT_EQ(layout_of(two), (Layout{10, 20, 30}));
+  EXPECT_EQ(two.m_oMemory.m_pAddr, one_before.m_oMemory.m_pAddr);
+  NUV_Frame_swap(&one, &one);
+  EXPECT_EQ(layout_of(one), (Layout{1, 2, 3}));
+  EXPECT_EQ(allocator_.releases(), 0);
+  NUV_Frame_destruct(&one);
+  NUV_Frame_destruct(&two);
+}
+
+TEST_F(FrameTest, AssignMoves) {
+  Frame target;
+  Frame source;
+  make(target, {1, 2, 3});
+  make(source, {10, 20, 30});
+  const Frame before = source;
+  NUV_Frame_assign(&target, &source);
+  EXPECT_EQ(allocator_.releases(), 1) << "the block that the target had";
+  EXPECT_EQ(layout_of(target), (Layout{10, 20, 30}));
+  EXPECT_EQ(target.m_oMemory.m_pAddr, before.m_oMemory.m_pAddr);
+  expect_empty(source);
+  EXPECT_NE(source.m_oMemory.m_pFree, nullptr);
+
+  NUV_Frame_assign(&target, &source);
+  expect_empty(target);
+  EXPECT_EQ(allocator_.releases(), 2);
+  NUV_Frame_destruct(&target);
+  NUV_Frame_destruct(&source);
+  EXPECT_EQ(allocator_.live(), 0);
+}
+
+TEST_F(FrameTest, AssignedToItselfIsEmpty) {
+  Frame frame;
+  make(frame, {10, 20, 30});
+  NUV_Frame_assign(&frame, &frame);
+  expect_empty(frame);
+  EXPECT_EQ(allocator_.releases(), 1);
+  NUV_Frame_destruct(&frame);
+}
+
+TEST_F(FrameTest, StaysAsItIsWhenTheSourceIsNull) {
+  Frame frame;
+  make(frame, {10, 20, 30});
+  NUV_Frame_swap(&frame, nullptr);
+  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, "0 != a_src")});
+  NUV_Frame_assign(&frame, nullptr);
+  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, "0 != a_src")});
+  EXPECT_EQ(layout_of(frame), (Layout{10, 20, 30}));
+  NUV_Frame_destruct(&frame);
+  EXPECT_EQ(allocator_.releases(), 1);
+}
+
+TEST(FrameNull, EveryOperationReportsANullFrame) {
+  const struct {
+    const char* name;
+    void (*call)();
+  } kCases[] = {
+      {"construct", [] { NUV_Frame_construct(nullptr, 1); }},
+      {"copyConstruct", [] { NUV_Frame_copyConstruct(nullptr, nullptr); }},
+      {"destruct", [] { NUV_Frame_destruct(nullptr); }},
+      {"swap", [] { NUV_Frame_swap(nullptr, nullptr); }},
+      {"assign", [] { NUV_Frame_assign(nullptr, nullptr); }},
+      {"absoluteSize", [] { NUV_Frame_absoluteSize(nullptr); }},
+      {"address", [] { NUV_Frame_address(nullptr); }},
+      {"begin", [] { NUV_Frame_begin(nullptr); }},
+      {"end", [] { NUV_Frame_end(nullptr); }},
+      {"offsetFront", [] { NUV_Frame_offsetFront(nullptr); }},
+      {"offsetRear", [] { NUV_Frame_offsetRear(nullptr); }},
+      {"size", [] { NUV_Frame_size(nullptr); }},
+      {"reduceFront", [] { NUV_Frame_reduceFront(nullptr, 1); }},
+      {"expandFront", [] { NUV_Frame_expandFront(nullptr, 1); }},
+      {"reduceRear", [] { NUV_Frame_reduceRear(nullptr, 1); }},
+      {"expandRear", [] { NUV_Frame_expandRear(nullptr, 1); }},
+  };
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(support::first_report(row.call), require_report(kFile, "0 != a_this"));
+  }
+}
+
+}  // namespace

@@ -1,0 +1,179 @@
+#include "nuv_messagedata.h"
+
+#include <gtest/gtest.h>
+
+#include "support/contract_recorder.h"
+#include "support/counting_allocator.h"
+#include "support/first_report.h"
+
+namespace {
+
+using support::ContractRecorder;
+using support::CountingAllocator;
+using support::Reports;
+using support::require_report;
+
+constexpr char kFile[] = "nuv_messagedata";
+
+void expect_unset(MessageData& item) {
+  EXPECT_EQ(NUV_MessageData_type(&item), -1);
+  EXPECT_EQ(NUV_MessageData_data(&item)->m_pAddr, nullptr);
+  EXPECT_EQ(NUV_MessageData_data(&item)->m_uSize, 0U);
+  EXPECT_EQ(NUV_MessageData_data(&item)->m_pFree, CountingAllocator::release);
+}
+
+class MessageDataTest : public ::testing::Test {
+ protected:
+  // Makes an item with a fresh block; returns the block's address.
+  static uint8_t* make(MessageData& item, int32_t type, uint32_t size) {
+    EXPECT_EQ(NUV_MessageData_construct(&item), 1);
+    Memory block;
+    NUV_Memory_construct(&block, size);
+    uint8_t* address = block.m_pAddr;
+    NUV_MessageData_set(&item, type, &block);
+    return address;
+  }
+
+  static void expect_holds(MessageData& item, int32_t type, const uint8_t* address, uint32_t size) {
+    EXPECT_EQ(NUV_MessageData_type(&item), type);
+    EXPECT_EQ(NUV_MessageData_data(&item)->m_pAddr, address);
+    EXPECT_EQ(NUV_MessageData_data(&item)->m_uSize, size);
+  }
+
+  CountingAllocator allocator_;
+  ContractRecorder contracts_;
+};
+
+TEST_F(MessageDataTest, StartsWithoutData) {
+  MessageData item = {7, {nullptr, 9, nullptr}};
+  EXPECT_EQ(NUV_MessageData_construct(&item), 1);
+  expect_unset(item);
+  EXPECT_EQ(item.m_iType, -1);
+  EXPECT_EQ(NUV_MessageData_data(&item), &item.m_oData);
+  EXPECT_EQ(allocator_.allocations(), 0);
+  NUV_MessageData_destruct(&item);
+  EXPECT_EQ(allocator_.empty_releases(), 1);
+}
+
+TEST_F(MessageDataTest, TakesTheCallersBlock) {
+  MessageData item;
+  NUV_MessageData_construct(&item);
+  Memory block;
+  NUV_Memory_construct(&block, 8);
+  uint8_t* address = block.m_pAddr;
+  NUV_MessageData_set(&item, 42, &block);
+  expect_holds(item, 42, address, 8);
+  EXPECT_EQ(block.m_pAddr, nullptr);
+  EXPECT_EQ(block.m_uSize, 0U);
+  EXPECT_EQ(allocator_.releases(), 0);
+  NUV_MessageData_destruct(&item);
+  EXPECT_EQ(allocator_.releases(), 1);
+  NUV_Memory_destruct(&block);
+}
+
+TEST_F(MessageDataTest, GivesTheFormerBlockBackWhenSetAgain) {
+  MessageData item;
+  make(item, 1, 8);
+  Memory block;
+  NUV_Memory_construct(&block, 3);
+  uint8_t* address = block.m_pAddr;
+  NUV_MessageData_set(&item, INT32_MIN, &block);
+  EXPECT_EQ(allocator_.releases(), 1);
+  expect_holds(item, INT32_MIN, address, 3);
+  NUV_MessageData_set(&item, 0, &block);
+  EXPECT_EQ(allocator_.releases(), 2);
+  expect_holds(item, 0, nullptr, 0);
+  NUV_MessageData_destruct(&item);
+}
+
+TEST_F(MessageDataTest, SetFromItselfGivesItsBlockBack) {
+  MessageData item;
+  make(item, 1, 8);
+  NUV_MessageData_set(&item, 2, NUV_MessageData_data(&item));
+  expect_holds(item, 2, nullptr, 0);
+  EXPECT_EQ(allocator_.releases(), 1);
+  NUV_MessageData_destruct(&item);
+}
+
+TEST_F(MessageDataTest, SwapsTypesAndBlocks) {
+  MessageData one;
+  MessageData two;
+  MessageData unset;
+  const uint8_t* one_block = make(one, 1, 10);
+  const uint8_t* two_block = make(two, 2, 20);
+  NUV_MessageData_construct(&unset);
+  NUV_MessageData_swap(&one, &two);
+  expect_holds(one, 2, two_block, 20);
+  expect_holds(two, 1, one_block, 10);
+  NUV_MessageData_swap(&two, &unset);
+  expect_unset(two);
+  expect_holds(unset, 1, one_block, 10);
+  NUV_MessageData_swap(&one, &one);
+  expect_holds(one, 2, two_block, 20);
+  EXPECT_EQ(allocator_.releases(), 0);
+  NUV_MessageData_destruct(&one);
+  NUV_MessageData_destruct(&two);
+  NUV_MessageData_destruct(&unset);
+}
+
+TEST_F(MessageDataTest, MovesTypeAndBlock) {
+  MessageData target;
+  MessageData source;
+  make(target, 1, 10);
+  const uint8_t* block = make(source, 2, 20);
+  NUV_MessageData_move(&target, &source);
+  EXPECT_EQ(allocator_.releases(), 1);
+  expect_holds(target, 2, block, 20);
+  expect_unset(source);
+  NUV_MessageData_move(&target, &source);
+  EXPECT_EQ(allocator_.releases(), 2);
+  expect_unset(target);
+  expect_unset(source);
+  NUV_MessageData_destruct(&target);
+  NUV_MessageData_destruct(&source);
+}
+
+TEST_F(MessageDataTest, LosesItsDataWhenMovedOntoItself) {
+  MessageData item;
+  make(item, 1, 10);
+  NUV_MessageData_move(&item, &item);
+  expect_unset(item);
+  EXPECT_EQ(allocator_.releases(), 1);
+  NUV_MessageData_destruct(&item);
+}
+
+TEST_F(MessageDataTest, StaysAsItIsWhenTheOtherIsNull) {
+  MessageData item;
+  const uint8_t* block = make(item, 1, 10);
+  NUV_MessageData_set(&item, 2, nullptr);
+  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, "((void *)0) != a_data")});
+  NUV_MessageData_swap(&item, nullptr);
+  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, "((void *)0) != a_src")});
+  NUV_MessageData_move(&item, nullptr);
+  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, "0 != a_src")});
+  expect_holds(item, 1, block, 10);
+  NUV_MessageData_destruct(&item);
+}
+
+TEST(MessageDataNull, EveryOperationReportsANullItem) {
+  const struct {
+    const char* name;
+    void (*call)();
+    const char* text;
+  } kCases[] = {
+      {"construct", [] { NUV_MessageData_construct(nullptr); }, "((void *)0) != a_this"},
+      {"destruct", [] { NUV_MessageData_destruct(nullptr); }, "((void *)0) != a_this"},
+      {"type", [] { NUV_MessageData_type(nullptr); }, "((void *)0) != a_this"},
+      {"data", [] { NUV_MessageData_data(nullptr); }, "((void *)0) != a_this"},
+      {"set", [] { NUV_MessageData_set(nullptr, 1, nullptr); }, "((void *)0) != a_this"},
+      {"swap", [] { NUV_MessageData_swap(nullptr, nullptr); }, "((void *)0) != a_this"},
+      // The one that writes it short.
+      {"move", [] { NUV_MessageData_move(nullptr, nullptr); }, "0 != a_this"},
+  };
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(support::first_report(row.call), require_report(kFile, row.text));
+  }
+}
+
+}  // namespace

@@ -1,0 +1,246 @@
+#include "nuv_pipe.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+#include <string>
+
+#include "support/contract_recorder.h"
+#include "support/descriptors.h"
+#include "support/fault_injector.h"
+#include "support/first_report.h"
+
+namespace {
+
+using support::ContractRecorder;
+using support::count_open_descriptors;
+using support::FaultInjector;
+using support::is_open_descriptor;
+using support::Report;
+using support::Reports;
+using support::require_report;
+using support::TestPipe;
+
+constexpr char kFile[] = "nuv_pipe";
+constexpr char kBufferSet[] = "((void *)0) != a_buf";
+
+// A pipe that lives as long as its test.
+class PipeTest : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_EQ(NUV_Pipe_construct(&pipe_), 1); }
+  void TearDown() override { NUV_Pipe_destruct(&pipe_); }
+
+  int32_t write(const std::string& bytes) {
+    return NUV_Pipe_write(&pipe_, bytes.data(), static_cast<uint32_t>(bytes.size()));
+  }
+
+  // One read of at most so many bytes; the byte behind them must stay as it is.
+  std::string read(uint32_t length) {
+    std::array<char, 64> buffer;
+    buffer.fill('~');
+    const int32_t result = NUV_Pipe_read(&pipe_, buffer.data(), length);
+    EXPECT_EQ(buffer.at(length), '~');
+    return result >= 0 ? std::string(buffer.data(), static_cast<size_t>(result)) : "failed";
+  }
+
+  ContractRecorder contracts_;
+  Pipe pipe_ = {};
+};
+
+TEST(PipeRecord, HoldsFlagReadEndWriteEndInThisOrder) {
+  EXPECT_EQ(offsetof(Pipe, m_bCreated), 0U);
+  EXPECT_EQ(sizeof(Pipe::m_bCreated), 1U);
+  EXPECT_EQ(offsetof(Pipe, m_iReadFd), 4U);
+  EXPECT_EQ(offsetof(Pipe, m_iWriteFd), 8U);
+  EXPECT_EQ(sizeof(Pipe), 12U);
+}
+
+TEST_F(PipeTest, ConstructFillsTheRecord) {
+  EXPECT_EQ(pipe_.m_bCreated, 1);
+  EXPECT_EQ(NUV_Pipe_readFd(&pipe_), pipe_.m_iReadFd);
+  EXPECT_EQ(NUV_Pipe_writeFd(&pipe_), pipe_.m_iWriteFd);
+  EXPECT_NE(pipe_.m_iReadFd, pipe_.m_iWriteFd);
+  EXPECT_EQ(fcntl(pipe_.m_iReadFd, F_GETFL) & O_ACCMODE, O_RDONLY);
+  EXPECT_EQ(fcntl(pipe_.m_iWriteFd, F_GETFL) & O_ACCMODE, O_WRONLY);
+}
+
+TEST_F(PipeTest, SetsNoFlags) {
+  for (const int fd : {pipe_.m_iReadFd, pipe_.m_iWriteFd}) {
+    EXPECT_EQ(fcntl(fd, F_GETFL) & O_NONBLOCK, 0);
+    EXPECT_EQ(fcntl(fd, F_GETFD) & FD_CLOEXEC, 0);
+  }
+}
+
+TEST_F(PipeTest, GivesBytesBackInOrder) {
+  EXPECT_EQ(write("abc"), 3);
+  EXPECT_EQ(write(std::string("d\0e", 3)), 3);
+  EXPECT_EQ(read(4), "abcd");
+  EXPECT_EQ(read(60), std::string("\0e", 2)) << "fewer bytes than asked for";
+}
+
+TEST_F(PipeTest, MovesNothingForLengthZero) {
+  EXPECT_EQ(write("abc"), 3);
+  EXPECT_EQ(read(0), "");
+  EXPECT_EQ(NUV_Pipe_write(&pipe_, "x", 0), 0);
+  EXPECT_EQ(read(60), "abc");
+}
+
+TEST_F(PipeTest, ReadsNothingAfterTheWriteEndWasClosed) {
+  EXPECT_EQ(write("abc"), 3);
+  close(pipe_.m_iWriteFd);
+  EXPECT_EQ(read(60), "abc");
+  char byte = '~';
+  EXPECT_EQ(NUV_Pipe_read(&pipe_, &byte, 1), 0);
+  EXPECT_EQ(byte, '~');
+}
+
+TEST_F(PipeTest, PassesAFailedReadOn) {
+  EXPECT_EQ(write("abc"), 3);
+  char byte = '~';
+  int32_t result = 0;
+  int error = 0;
+  int calls = 0;
+  {
+    const FaultInjector interrupted("read", 1, EINTR);
+    result = NUV_Pipe_read(&pipe_, &byte, 1);
+    error = errno;
+    calls = interrupted.calls();
+  }
+  EXPECT_EQ(result, -1);
+  EXPECT_EQ(error, EINTR);
+  EXPECT_EQ(calls, 1) << "not retried";
+  EXPECT_EQ(byte, '~');
+  EXPECT_EQ(read(60), "abc");
+}
+
+TEST_F(PipeTest, PassesAFailedWriteOn) {
+  int32_t result = 0;
+  int error = 0;
+  int calls = 0;
+  {
+    const FaultInjector interrupted("write", 1, EINTR);
+    result = NUV_Pipe_write(&pipe_, "abc", 3);
+    error = errno;
+    calls = interrupted.calls();
+  }
+  EXPECT_EQ(result, -1);
+  EXPECT_EQ(error, EINTR);
+  EXPECT_EQ(calls, 1) << "not retried";
+  EXPECT_EQ(write("d"), 1);
+  EXPECT_EQ(read(60), "d");
+}
+
+TEST_F(PipeTest, WritesOnceAlthoughNotAllHasRoom) {
+  const int capacity = fcntl(pipe_.m_iWriteFd, F_SETPIPE_SZ, 4096);
+  ASSERT_GE(capacity, 4096);
+  ASSERT_EQ(fcntl(pipe_.m_iWriteFd, F_SETFL, O_NONBLOCK), 0);
+  const std::string bytes(static_cast<size_t>(capacity) + 4096, 'a');
+  const FaultInjector counter("write", 0, 0);
+  EXPECT_EQ(write(bytes), capacity);
+  EXPECT_EQ(counter.calls(), 1);
+  EXPECT_EQ(write(bytes), -1);
+  EXPECT_EQ(errno, EAGAIN);
+}
+
+TEST_F(PipeTest, TellsThatNobodyReads) {
+  const auto former = signal(SIGPIPE, SIG_IGN);
+  close(pipe_.m_iReadFd);
+  EXPECT_EQ(write("a"), -1);
+  EXPECT_EQ(errno, EPIPE);
+  signal(SIGPIPE, former);
+}
+
+TEST_F(PipeTest, ReportsANullBuffer) {
+  EXPECT_EQ(write("a"), 1);
+  EXPECT_EQ(NUV_Pipe_read(&pipe_, nullptr, 1), -1);
+  EXPECT_EQ(errno, EFAULT);
+  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, kBufferSet)});
+
+  EXPECT_EQ(NUV_Pipe_write(&pipe_, nullptr, 1), -1);
+  EXPECT_EQ(errno, EFAULT);
+  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, kBufferSet)});
+}
+
+TEST(PipeLife, DestructClosesBothEnds) {
+  const ContractRecorder contracts;
+  const size_t before = count_open_descriptors();
+  Pipe pipe = {};
+  ASSERT_EQ(NUV_Pipe_construct(&pipe), 1);
+  EXPECT_EQ(count_open_descriptors(), before + 2);
+  NUV_Pipe_destruct(&pipe);
+  EXPECT_FALSE(is_open_descriptor(pipe.m_iReadFd));
+  EXPECT_FALSE(is_open_descriptor(pipe.m_iWriteFd));
+  EXPECT_EQ(pipe.m_bCreated, 1) << "the flag stays";
+}
+
+// The numbers of the closed ends are the next to be given out, so a second destruct hits the new holder.
+TEST(PipeLife, DestructDoesNotRememberThatItClosed) {
+  const ContractRecorder contracts;
+  Pipe pipe = {};
+  ASSERT_EQ(NUV_Pipe_construct(&pipe), 1);
+  NUV_Pipe_destruct(&pipe);
+  int next[2] = {-1, -1};
+  ASSERT_EQ(pipe2(next, O_CLOEXEC), 0);
+  ASSERT_EQ(next[0], pipe.m_iReadFd);
+  ASSERT_EQ(next[1], pipe.m_iWriteFd);
+  NUV_Pipe_destruct(&pipe);
+  EXPECT_FALSE(is_open_descriptor(next[0]));
+  EXPECT_FALSE(is_open_descriptor(next[1]));
+}
+
+TEST(PipeLife, WithoutAPipeClosesNothing) {
+  const ContractRecorder contracts;
+  const TestPipe stranger;
+  Pipe pipe;
+  std::memset(&pipe, 0xFF, sizeof pipe);
+  {
+    const FaultInjector no_pipe("pipe", 1, EMFILE);
+    const int32_t result = NUV_Pipe_construct(&pipe);
+    const int error = errno;
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(error, EMFILE);
+    EXPECT_TRUE(no_pipe.has_struck());
+  }
+  EXPECT_EQ(pipe.m_bCreated, 0);
+  // Whatever the fields hold: without a pipe they are nobody's.
+  pipe.m_iReadFd = stranger.read_end();
+  pipe.m_iWriteFd = stranger.write_end();
+  NUV_Pipe_destruct(&pipe);
+  EXPECT_TRUE(is_open_descriptor(stranger.read_end()));
+  EXPECT_TRUE(is_open_descriptor(stranger.write_end()));
+}
+
+TEST(PipeLife, WithoutAPipeHasNoDescriptors) {
+  const ContractRecorder contracts;
+  Pipe pipe = {};
+  const FaultInjector no_pipe("pipe", 1, ENFILE);
+  ASSERT_EQ(NUV_Pipe_construct(&pipe), 0);
+  EXPECT_EQ(NUV_Pipe_readFd(&pipe), -1);
+  EXPECT_EQ(NUV_Pipe_writeFd(&pipe), -1);
+  char byte = '~';
+  EXPECT_EQ(NUV_Pipe_read(&pipe, &byte, 1), -1);
+  EXPECT_EQ(NUV_Pipe_write(&pipe, &byte, 1), -1);
+}
+
+TEST(PipeNull, EveryOperationReportsANullPipe) {
+  const struct {
+    const char* name;
+    void (*call)();
+  } kCases[] = {
+      {"construct", [] { NUV_Pipe_construct(nullptr); }},   {"destruct", [] { NUV_Pipe_destruct(nullptr); }},
+      {"readFd", [] { NUV_Pipe_readFd(nullptr); }},         {"writeFd", [] { NUV_Pipe_writeFd(nullptr); }},
+      {"read", [] { NUV_Pipe_read(nullptr, nullptr, 0); }}, {"write", [] { NUV_Pipe_write(nullptr, nullptr, 0); }},
+  };
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(support::first_report(row.call), require_report(kFile, "((void *)0) != a_this"));
+  }
+}
+
+}  // namespace

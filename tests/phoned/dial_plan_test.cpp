@@ -1,0 +1,160 @@
+#include "phoned/dial_plan.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "program.h"
+
+namespace {
+
+using phoned::DialPlan;
+using phoned::Verdict;
+using support::TemporaryFile;
+
+// "more", "reject", or the pattern by which the digits are complete.
+std::string text_of(const Verdict& verdict) {
+  switch (verdict.kind) {
+    case Verdict::Kind::kMore:
+      return "more";
+    case Verdict::Kind::kReject:
+      return "reject";
+    case Verdict::Kind::kComplete:
+      return verdict.pattern;
+  }
+  return "?";
+}
+
+// What is decided while digits come in, and what when no more have come in time.
+TEST(DialPlan, Decides) {
+  const struct {
+    const char* plan;
+    const char* digits;
+    const char* now;
+    const char* at_timeout;
+  } kCases[] = {
+      {"110", "1", "more", "reject"},
+      {"110", "110", "110", "reject"},
+      {"110", "12", "reject", "reject"},
+      {"110", "1101", "reject", "reject"},
+      {"0x.T", "0", "more", "0x.T"},
+      {"0x.T", "0123", "more", "0x.T"},
+      {"0x.T", "1", "reject", "reject"},
+      {"0xT", "0", "more", "reject"},
+      {"*x#", "*3#", "*x#", "reject"},
+      // The most specific pattern decides, wherever it stands.
+      {"1xx|112", "112", "112", "reject"},
+      {"112|1xx", "112", "112", "reject"},
+      {"1xx|112", "113", "1xx", "reject"},
+      {"[2-9]xxx|2345", "2345", "2345", "reject"},
+      // A longer pattern that is as specific has to be waited for. When nothing comes, one without T is lost.
+      {"11|11x", "11", "more", "reject"},
+      {"11|11x", "113", "11x", "reject"},
+      {"11T|11x", "11", "more", "11T"},
+      {"11T|11x", "113", "11x", "reject"},
+      // A longer one that is less specific is not waited for.
+      {"11|1x.T", "11", "11", "1x.T"},
+      {"110|[1-9]xxx", "110", "110", "reject"},
+      // Among those complete at the timeout the most specific decides too, though a longer one might have been dialled.
+      {"1x.T|11T|11x", "11", "more", "11T"},
+      {"11T|1x.T|11x", "11", "more", "11T"},
+      {"1x.T|11T|11x", "12", "more", "1x.T"},
+      {"xxT|x.T", "12", "more", "xxT"},
+      // An open end is never complete without T.
+      {"0x.", "012", "more", "reject"},
+      // Nothing matches a range that runs backwards.
+      {"1[5-2]|13", "13", "13", "reject"},
+  };
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(std::string(row.plan) + " for " + row.digits);
+    const auto plan = DialPlan::parse(row.plan);
+    ASSERT_TRUE(plan) << plan.error().why;
+    EXPECT_EQ(text_of(plan->check(row.digits)), row.now);
+    EXPECT_EQ(text_of(plan->check_at_timeout(row.digits)), row.at_timeout);
+  }
+}
+
+TEST(DialPlan, ReadsPatternsBetweenBarsAndLineEnds) {
+  const auto plan = DialPlan::parse("( 110 |\t11 2 )\r\n||\n[2-9] x x x\n");
+  ASSERT_TRUE(plan) << plan.error().why;
+  EXPECT_EQ(plan->size(), 3U);
+  EXPECT_EQ(text_of(plan->check("112")), "112");
+  EXPECT_EQ(text_of(plan->check("2345")), "[2-9]xxx");
+}
+
+TEST(DialPlan, HasADefault) {
+  const auto plan = DialPlan::parse(DialPlan::kDefault);
+  ASSERT_TRUE(plan) << plan.error().why;
+  EXPECT_EQ(plan->size(), 7U);
+  EXPECT_EQ(text_of(plan->check("110")), "110");
+  EXPECT_EQ(text_of(plan->check("123")), "1[2-9]x");
+  EXPECT_EQ(text_of(plan->check("23456")), "more");
+  EXPECT_EQ(text_of(plan->check_at_timeout("23456")), "[2-9]x.T");
+}
+
+TEST(DialPlan, NamesThePatternThatIsWrong) {
+  const std::string rule = " is not valid: must be made of 0-9 A-D # * x [135] [2-5], '.' behind any of them, and T";
+  const struct {
+    std::string plan;
+    std::string why;
+  } kCases[] = {
+      {"110|1a|112", "pattern '1a'" + rule},
+      {"110|1[2", "pattern '1[2'" + rule},
+      {"(.x)", "pattern '.x'" + rule},
+      {"110\n1-2", "pattern '1-2'" + rule},
+      {std::string("1\0002", 3), "pattern '1?2'" + rule},
+      {"1\x1b", "pattern '1?'" + rule},
+      {"", "the plan holds no pattern: must be one or more, such as '110|0x.T'"},
+      {" (|) \n", "the plan holds no pattern: must be one or more, such as '110|0x.T'"},
+      {std::string(101, 'x'), "pattern '" + std::string(40, 'x') + "...' is too long: at most 100 characters are read"},
+      {std::string(4097, '|'), "the plan is too long: at most 4096 characters are read"},
+  };
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(row.why);
+    const auto plan = DialPlan::parse(row.plan);
+    ASSERT_FALSE(plan);
+    EXPECT_EQ(plan.error().why, row.why);
+  }
+}
+
+TEST(DialPlan, TakesWhatIsJustShortEnough) {
+  const std::string pattern = "1" + std::string(97, '2') + ".T";
+  ASSERT_EQ(pattern.size(), 100U);
+  const auto plan = DialPlan::parse(pattern + std::string(3996, ' '));
+  ASSERT_TRUE(plan) << plan.error().why;
+  EXPECT_EQ(text_of(plan->check_at_timeout("1" + std::string(96, '2'))), pattern);
+}
+
+TEST(DialPlan, IsReadFromAFile) {
+  const TemporaryFile file("110\n0x.T\n");
+  const auto plan = DialPlan::read(file.path());
+  ASSERT_TRUE(plan) << plan.error().why;
+  EXPECT_EQ(plan->size(), 2U);
+}
+
+TEST(DialPlan, NamesTheFileThatIsWrong) {
+  const TemporaryFile file("110\n0y\n");
+  const auto invalid = DialPlan::read(file.path());
+  ASSERT_FALSE(invalid);
+  EXPECT_EQ(invalid.error().why, "map file '" + file.path() +
+                                     "': pattern '0y' is not valid: must be made of 0-9 A-D # * x "
+                                     "[135] [2-5], '.' behind any of them, and T");
+
+  file.write(std::string(4097, '1'));
+  EXPECT_EQ(DialPlan::read(file.path()).error().why,
+            "map file '" + file.path() + "' cannot be read: is too large: at most 4096 bytes are read");
+  EXPECT_EQ(DialPlan::read("/nonexistent/plan").error().why,
+            "map file '/nonexistent/plan' cannot be read: No such file or directory");
+  EXPECT_EQ(DialPlan::read("/tmp").error().why, "map file '/tmp' cannot be read: is not a regular file");
+}
+
+// Nobody writes into it, and opening it must not wait until somebody does.
+TEST(DialPlan, IsNotReadFromAFifo) {
+  const TemporaryFile file;
+  unlink(file.path().c_str());
+  ASSERT_EQ(mkfifo(file.path().c_str(), 0600), 0);
+  EXPECT_EQ(DialPlan::read(file.path()).error().why,
+            "map file '" + file.path() + "' cannot be read: is not a regular file");
+}
+
+}  // namespace

@@ -1,0 +1,41 @@
+#include <gtest/gtest.h>
+
+#include "program.h"
+#include "udp_socket.h"
+
+namespace {
+
+using support::Program;
+using support::UdpSocket;
+
+// The daemon does not say when it listens, so the first datagram may come too early: it is sent until one comes back.
+TEST(FirstDaemon, SendsDatagramsBack) {
+  const uint16_t port = UdpSocket().port();
+  const Program daemon(FIRST_DAEMON, {std::to_string(port)});
+  UdpSocket first(port);
+  for (int tries = 0; tries < 2000 && !first.has_datagram_within(10); ++tries) {
+    first.send("hello");
+  }
+  EXPECT_EQ(first.receive(), "hello");
+  UdpSocket second(port);
+  EXPECT_EQ(second.ask("one"), "one");
+  EXPECT_EQ(second.ask("two words"), "two words");
+}
+
+TEST(FirstDaemon, WantsAPort) {
+  for (const char* port : {"0", "65536", "x", ""}) {
+    Program daemon(FIRST_DAEMON, {port});
+    EXPECT_EQ(daemon.exit_status(), 1);
+    EXPECT_EQ(daemon.err(), "first_daemon: '" + std::string(port) + "' must be the number of a free UDP port\n");
+  }
+}
+
+TEST(FirstDaemon, WantsAPortThatIsFree) {
+  const UdpSocket taken;
+  const std::string port = std::to_string(taken.port());
+  Program daemon(FIRST_DAEMON, {port});
+  EXPECT_EQ(daemon.exit_status(), 1);
+  EXPECT_EQ(daemon.err(), "first_daemon: '" + port + "' must be the number of a free UDP port\n");
+}
+
+}  // namespace

@@ -1,0 +1,159 @@
+#include "phoned/options.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "phonectl/options.h"
+
+namespace {
+
+using Words = std::vector<const char*>;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+TEST(PhonedOptions, HaveDefaults) {
+  const auto options = phoned::parse_options({});
+  ASSERT_TRUE(options);
+  EXPECT_EQ(options->action, phoned::Options::Action::kServe);
+  EXPECT_EQ(options->port, 7070);
+  EXPECT_EQ(options->map, std::nullopt);
+  EXPECT_EQ(options->map_file, std::nullopt);
+  EXPECT_EQ(options->interdigit, milliseconds(4000));
+  EXPECT_EQ(options->statistics, seconds(60));
+}
+
+TEST(PhonedOptions, TakeValuesBehindABlankAndAnEqualsSign) {
+  for (const Words& words :
+       {Words{"--foreground", "--port", "65535", "--map", "110", "--interdigit", "10", "--statistics", "86400"},
+        Words{"--foreground", "--port=65535", "--map=110", "--interdigit=10", "--statistics=86400"}}) {
+    const auto options = phoned::parse_options(words);
+    ASSERT_TRUE(options) << options.error().why;
+    EXPECT_EQ(options->port, 65535);
+    EXPECT_EQ(options->map, "110");
+    EXPECT_EQ(options->interdigit, milliseconds(10));
+    EXPECT_EQ(options->statistics, seconds(86400));
+  }
+}
+
+TEST(PhonedOptions, TakeWhatLooksOddAsAValue) {
+  const Words words = {"--map", "--map-file", "--port=0", "--map=="};
+  const auto options = phoned::parse_options(words);
+  ASSERT_TRUE(options);
+  EXPECT_EQ(options->map, "=");
+  EXPECT_EQ(options->port, 0);
+}
+
+TEST(PhonedOptions, LastOneCounts) {
+  const Words words = {"--port", "1", "--port", "2", "--map-file", "a", "--map-file=b"};
+  const auto options = phoned::parse_options(words);
+  ASSERT_TRUE(options);
+  EXPECT_EQ(options->port, 2);
+  EXPECT_EQ(options->map_file, "b");
+}
+
+TEST(PhonedOptions, HelpAndVersion) {
+  EXPECT_EQ(phoned::parse_options(Words{"--help"})->action, phoned::Options::Action::kShowHelp);
+  EXPECT_EQ(phoned::parse_options(Words{"--version"})->action, phoned::Options::Action::kShowVersion);
+  const std::string help = phoned::help_text();
+  EXPECT_EQ(help.find('%'), std::string::npos);
+  for (const char* word : {"--port N            UDP port, 0 to 65535 (7070)", "the dial plan (110 | 112 | 1[2-9]x"}) {
+    EXPECT_NE(help.find(word), std::string::npos) << word;
+  }
+}
+
+TEST(PhonedOptions, SayWhatIsWrong) {
+  const struct {
+    Words words;
+    const char* why;
+  } kCases[] = {
+      {{"--port", "65536"}, "--port '65536': must be a number from 0 to 65535"},
+      {{"--port", "-1"}, "--port '-1': must be a number from 0 to 65535"},
+      {{"--port", "80x"}, "--port '80x': must be a number from 0 to 65535"},
+      {{"--port="}, "--port '': must be a number from 0 to 65535"},
+      {{"--port"}, "--port wants a value: a number from 0 to 65535"},
+      {{"--interdigit", "9"}, "--interdigit '9': must be a number from 10 to 60000"},
+      {{"--interdigit=60001"}, "--interdigit '60001': must be a number from 10 to 60000"},
+      {{"--statistics", "0"}, "--statistics '0': must be a number from 1 to 86400"},
+      {{"--statistics", "86401"}, "--statistics '86401': must be a number from 1 to 86400"},
+      {{"--map"}, "--map wants a value: a dial plan, such as '110|0x.T'"},
+      {{"--map-file"}, "--map-file wants a value: the name of a file with a dial plan"},
+      {{"--map", "110", "--map-file", "plan"},
+       "--map '110' and --map-file 'plan' exclude each other: name one dial plan"},
+      {{"--foreground=yes"}, "--foreground 'yes': this option takes no value"},
+      {{"--prot", "1"}, "unknown option '--prot': --help shows those that there are"},
+      {{"-p"}, "unknown option '-p': --help shows those that there are"},
+      {{"--foreground", "now"}, "unexpected word 'now': phoned takes options only, see --help"},
+      {{""}, "unexpected word '': phoned takes options only, see --help"},
+      // The first mistake is told.
+      {{"--port", "x", "--prot"}, "--port 'x': must be a number from 0 to 65535"},
+      {{"--help", "--prot"}, "unknown option '--prot': --help shows those that there are"},
+      {{"--\x1b[2J"}, "unknown option '--?[2J': --help shows those that there are"},
+  };
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(row.why);
+    const auto options = phoned::parse_options(row.words);
+    ASSERT_FALSE(options);
+    EXPECT_EQ(options.error().why, row.why);
+  }
+}
+
+TEST(PhonectlOptions, HaveDefaults) {
+  const auto options = phonectl::parse_options(Words{"offhook", "3"});
+  ASSERT_TRUE(options);
+  EXPECT_EQ(options->action, phonectl::Options::Action::kCommand);
+  EXPECT_EQ(options->host, "127.0.0.1");
+  EXPECT_EQ(options->port, 7070);
+  EXPECT_EQ(options->timeout, milliseconds(2000));
+  EXPECT_EQ(options->command.text, "3 offhook");
+}
+
+TEST(PhonectlOptions, TakeValues) {
+  const auto options =
+      phonectl::parse_options(Words{"--host", "192.0.2.1", "--port", "1", "--timeout=60000", "--script", "-"});
+  ASSERT_TRUE(options) << options.error().why;
+  EXPECT_EQ(options->action, phonectl::Options::Action::kScript);
+  EXPECT_EQ(options->host, "192.0.2.1");
+  EXPECT_EQ(options->port, 1);
+  EXPECT_EQ(options->timeout, milliseconds(60000));
+  EXPECT_EQ(options->script, "-");
+}
+
+TEST(PhonectlOptions, EveryWordBehindTheCommandBelongsToIt) {
+  EXPECT_EQ(phonectl::parse_options(Words{"raw", "--port", "x"})->command.text, "--port x");
+}
+
+TEST(PhonectlOptions, HelpAndVersion) {
+  EXPECT_EQ(phonectl::parse_options(Words{"--help"})->action, phonectl::Options::Action::kShowHelp);
+  EXPECT_EQ(phonectl::parse_options(Words{"--version", "dance"})->action, phonectl::Options::Action::kShowVersion);
+  EXPECT_NE(phonectl::help_text().find("1 to 65535 (7070)"), std::string::npos);
+}
+
+TEST(PhonectlOptions, SayWhatIsWrong) {
+  const struct {
+    Words words;
+    const char* why;
+  } kCases[] = {
+      {{}, "no command: must be offhook, onhook, digit, dial or raw, or a --script; --help shows more"},
+      {{"--port", "0", "offhook", "3"}, "--port '0': must be a number from 1 to 65535"},
+      {{"--timeout", "0"}, "--timeout '0': must be a number from 1 to 60000"},
+      {{"--timeout", "60001"}, "--timeout '60001': must be a number from 1 to 60000"},
+      {{"--host", "localhost"}, "--host 'localhost': must be an IPv4 address, such as 127.0.0.1"},
+      {{"--host", "1.2.3.4.5"}, "--host '1.2.3.4.5': must be an IPv4 address, such as 127.0.0.1"},
+      {{"--host"}, "--host wants a value: an IPv4 address"},
+      {{"--quick"}, "unknown option '--quick': --help shows those that there are"},
+      {{"--script", "x", "offhook", "3"}, "unexpected word 'offhook': commands stand in the script"},
+      {{"offhook"}, "'offhook' wants a line, such as 'offhook 3'"},
+      {{"wait", "3"}, "'wait' is for scripts: must be offhook, onhook, digit, dial or raw"},
+      {{"expect", "3 idle"}, "'expect' is for scripts: must be offhook, onhook, digit, dial or raw"},
+      {{"dance", "3"}, "unknown command 'dance': must be offhook, onhook, digit, dial, raw, expect or wait"},
+  };
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(row.why);
+    const auto options = phonectl::parse_options(row.words);
+    ASSERT_FALSE(options);
+    EXPECT_EQ(options.error().why, row.why);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,111 @@
+#include "program.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <stdexcept>
+#include <thread>
+
+namespace support {
+namespace {
+
+// Asks again and again until the answer is yes or patience is at its end.
+bool comes_true(const std::function<bool()>& question) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(Program::kPatienceSeconds);
+  while (!question()) {
+    if (std::chrono::steady_clock::now() > end) {
+      return false;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  return true;
+}
+
+bool holds(const TemporaryFile& file, const std::string& text) {
+  return comes_true([&] { return file.content().find(text) != std::string::npos; });
+}
+
+}  // namespace
+
+TemporaryFile::TemporaryFile(const std::string& content) : path_("/tmp/phoned_tests.XXXXXX") {
+  const int fd = mkstemp(path_.data());
+  if (fd < 0) {
+    throw std::runtime_error("no temporary file");
+  }
+  close(fd);
+  write(content);
+}
+
+TemporaryFile::~TemporaryFile() {
+  unlink(path_.c_str());
+}
+
+void TemporaryFile::write(const std::string& content) const {
+  std::ofstream(path_, std::ios::binary) << content;
+}
+
+std::string TemporaryFile::content_of(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+Program::Program(const std::string& path, const Arguments& arguments, const std::string& input, int out_fd)
+    : in_(input) {
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, in_.path().c_str(), O_RDONLY, 0);
+  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, err_.path().c_str(), O_WRONLY, 0);
+  if (out_fd >= 0) {
+    posix_spawn_file_actions_adddup2(&actions, out_fd, STDOUT_FILENO);
+    posix_spawn_file_actions_addclose(&actions, out_fd);
+  } else {
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out_.path().c_str(), O_WRONLY, 0);
+  }
+  std::vector<char*> argv = {const_cast<char*>(path.c_str())};
+  for (const std::string& argument : arguments) {
+    argv.push_back(const_cast<char*>(argument.c_str()));
+  }
+  argv.push_back(nullptr);
+  const int problem = posix_spawn(&pid_, path.c_str(), &actions, nullptr, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  if (problem != 0) {
+    throw std::runtime_error("cannot start " + path);
+  }
+}
+
+Program::~Program() {
+  if (pid_ > 0) {
+    kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
+  }
+}
+
+bool Program::says(const std::string& text) const {
+  return holds(out_, text);
+}
+
+bool Program::complains(const std::string& text) const {
+  return holds(err_, text);
+}
+
+void Program::signal(int number) const {
+  kill(pid_, number);
+}
+
+int Program::exit_status() {
+  int status = 0;
+  if (!comes_true([&] { return waitpid(pid_, &status, WNOHANG) == pid_; })) {
+    return -1;
+  }
+  pid_ = -1;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+}  // namespace support

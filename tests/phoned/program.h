@@ -1,0 +1,64 @@
+// Runs one of the built programs, and looks at it from outside.
+#ifndef TESTS_PHONED_PROGRAM_H
+#define TESTS_PHONED_PROGRAM_H
+
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+namespace support {
+
+// A file that goes with its owner.
+class TemporaryFile {
+ public:
+  explicit TemporaryFile(const std::string& content = "");
+  ~TemporaryFile();
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+  const std::string& path() const { return path_; }
+  void write(const std::string& content) const;
+  std::string content() const { return content_of(path_); }
+
+  static std::string content_of(const std::string& path);
+
+ private:
+  std::string path_;
+};
+
+// A program that runs until it ends by itself or its owner goes. Nothing here waits for longer than kPatience.
+class Program {
+ public:
+  static constexpr int kPatienceSeconds = 20;
+
+  using Arguments = std::vector<std::string>;
+
+  // Standard output goes to the descriptor, if one is given.
+  explicit Program(const std::string& path, const Arguments& arguments, const std::string& input = "", int out_fd = -1);
+  ~Program();
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
+
+  // Waits until the program has printed the text. Returns false if it does not.
+  bool says(const std::string& text) const;
+  bool complains(const std::string& text) const;
+
+  void signal(int number) const;
+
+  // Waits for the end. Returns the exit status; -1 if the program was killed by a signal or did not end.
+  int exit_status();
+
+  std::string out() const { return out_.content(); }
+  std::string err() const { return err_.content(); }
+
+ private:
+  TemporaryFile in_;
+  TemporaryFile out_;
+  TemporaryFile err_;
+  pid_t pid_ = -1;
+};
+
+}  // namespace support
+
+#endif

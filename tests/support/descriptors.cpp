@@ -1,0 +1,53 @@
+#include "support/descriptors.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
+#include <filesystem>
+#include <iterator>
+#include <utility>
+
+namespace support {
+
+size_t count_open_descriptors() {
+  const std::filesystem::directory_iterator begin("/proc/self/fd");
+  return static_cast<size_t>(std::distance(begin, std::filesystem::directory_iterator()));
+}
+
+bool is_open_descriptor(int fd) {
+  return fcntl(fd, F_GETFD) >= 0;
+}
+
+TestPipe::TestPipe() : ends_{-1, -1} {
+  EXPECT_EQ(pipe2(ends_, O_CLOEXEC), 0);
+  EXPECT_EQ(fcntl(ends_[0], F_SETFL, O_NONBLOCK), 0);
+}
+
+TestPipe::~TestPipe() {
+  close(ends_[0]);
+  close_write_end();
+}
+
+void TestPipe::put(const std::string& bytes) {
+  EXPECT_EQ(write(ends_[1], bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+}
+
+void TestPipe::close_write_end() {
+  const int end = std::exchange(ends_[1], -1);
+  if (end >= 0) {
+    close(end);
+  }
+}
+
+std::string TestPipe::take() {
+  std::string bytes;
+  std::array<char, 4096> piece;
+  for (ssize_t length; (length = read(ends_[0], piece.data(), piece.size())) > 0;) {
+    bytes.append(piece.data(), static_cast<size_t>(length));
+  }
+  return bytes;
+}
+
+}  // namespace support

@@ -1,0 +1,57 @@
+// Streams for what reads and writes files.
+#ifndef TESTS_SUPPORT_STREAMS_H
+#define TESTS_SUPPORT_STREAMS_H
+
+#include <cstddef>
+#include <cstdio>
+#include <string>
+
+namespace support {
+
+// A stream that gives this content and then its end.
+class InputStream {
+ public:
+  explicit InputStream(const std::string& content);
+  ~InputStream();
+  InputStream(const InputStream&) = delete;
+  InputStream& operator=(const InputStream&) = delete;
+
+  std::FILE* get() const { return file_; }
+
+  // What nobody has read yet.
+  std::string rest();
+
+ private:
+  std::FILE* file_;
+};
+
+// A stream that takes so many bytes and fails from then on. It holds nothing back.
+class OutputStream {
+ public:
+  static constexpr size_t kUnlimited = static_cast<size_t>(-1);
+
+  explicit OutputStream(size_t room = kUnlimited);
+  ~OutputStream();
+  OutputStream(const OutputStream&) = delete;
+  OutputStream& operator=(const OutputStream&) = delete;
+
+  std::FILE* get() const { return file_; }
+
+  // What was written.
+  const std::string& content() const { return content_; }
+
+  // What was lost for want of room.
+  const std::string& lost() const { return lost_; }
+
+ private:
+  static ssize_t write(void* cookie, const char* data, size_t size);
+
+  size_t room_;
+  std::string content_;
+  std::string lost_;
+  std::FILE* file_;
+};
+
+}  // namespace support
+
+#endif

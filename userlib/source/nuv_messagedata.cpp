@@ -1,0 +1,66 @@
+#include "nuv_messagedata.h"
+
+#include <utility>
+
+#include "contract.h"
+
+namespace {
+
+constexpr char kFamily[] = "nuv_messagedata";
+
+}  // namespace
+
+int32_t NUV_MessageData_construct(MessageData* a_this) {
+  NUV_REQUIRE(((void *)0) != a_this);
+  a_this->m_iType = NUV_MESSAGEDATA_NONE;
+  NUV_Memory_construct(&a_this->m_oData, 0);
+  return 1;
+}
+
+void NUV_MessageData_destruct(MessageData* a_this) {
+  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_Memory_destruct(&a_this->m_oData);
+}
+
+int32_t NUV_MessageData_type(const MessageData* a_this) {
+  NUV_REQUIRE(((void *)0) != a_this);
+  return a_this->m_iType;
+}
+
+Memory* NUV_MessageData_data(MessageData* a_this) {
+  NUV_REQUIRE(((void *)0) != a_this);
+  return &a_this->m_oData;
+}
+
+void NUV_MessageData_set(MessageData* a_this, int32_t a_type, Memory* a_data) {
+  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE(((void *)0) != a_data);
+  if (a_data == nullptr) {
+    return;
+  }
+  a_this->m_iType = a_type;
+  NUV_Memory_move(&a_this->m_oData, a_data);
+}
+
+void NUV_MessageData_swap(MessageData* a_this, MessageData* a_src) {
+  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE(((void *)0) != a_src);
+  if (a_src == nullptr) {
+    return;
+  }
+  std::swap(a_this->m_iType, a_src->m_iType);
+  NUV_Memory_swap(&a_this->m_oData, &a_src->m_oData);
+}
+
+void NUV_MessageData_move(MessageData* a_this, MessageData* a_src) {
+  NUV_REQUIRE(0 != a_this);
+  NUV_REQUIRE(0 != a_src);
+  if (a_src == nullptr) {
+    return;
+  }
+  MessageData old;
+  NUV_MessageData_construct(&old);
+  NUV_MessageData_swap(a_this, &old);
+  NUV_MessageData_swap(a_this, a_src);
+  NUV_MessageData_destruct(&old);
+}
