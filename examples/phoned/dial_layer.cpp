@@ -2,12 +2,15 @@
 
 #include "phoned/clock.h"
 #include "phoned/datagram.h"
+#include "phoned/text.h"
+#include "phoned/trace.h"
 
 namespace phoned {
 
 std::string DialLayer::handle(std::string_view datagram, const sockaddr_in& sender, const timeval& now) {
   ++statistics_.datagrams;
   const auto request = parse_request(datagram);
+  NUV_LOG_TRACE(trace::modules.line, "event %s", quote(datagram).c_str());
   if (!request) {
     return refuse(request.error().why);
   }
@@ -36,7 +39,10 @@ std::vector<Message> DialLayer::handle_timeouts(const timeval& now) {
   for (const uint8_t number : lines_.overdue(now)) {
     ++statistics_.timeouts;
     const Line& line = lines_[number];
-    messages.push_back({line.peer, decide(number, plan_.check_at_timeout(line.digits))});
+    const Verdict verdict = plan_.check_at_timeout(line.digits);
+    NUV_LOG_DEBUG(trace::modules.dial_plan, "digits %s, and no more in time: %s", line.digits.c_str(),
+                  describe(verdict).c_str());
+    messages.push_back({line.peer, decide(number, verdict)});
   }
   return messages;
 }
@@ -75,6 +81,7 @@ std::string DialLayer::dial(const Request& request, const sockaddr_in& sender, c
     }
     line.digits += digit;
     const Verdict verdict = plan_.check(line.digits);
+    NUV_LOG_DEBUG(trace::modules.dial_plan, "digits %s: %s", line.digits.c_str(), describe(verdict).c_str());
     if (verdict.kind != Verdict::Kind::kMore) {
       return decide(request.line, verdict);
     }
@@ -94,14 +101,18 @@ std::string DialLayer::decide(uint8_t number, const Verdict& verdict) {
   line.deadline.reset();
   if (verdict.kind == Verdict::Kind::kComplete) {
     ++statistics_.complete;
+    NUV_LOG_INFO(trace::modules.line, "line %u: %s is complete by %s", number, line.digits.c_str(),
+                 verdict.pattern.c_str());
     return complete(number, line.digits, verdict.pattern);
   }
   ++statistics_.rejected;
+  NUV_LOG_INFO(trace::modules.line, "line %u: %s is rejected", number, line.digits.c_str());
   return reject(number, line.digits);
 }
 
 std::string DialLayer::refuse(const std::string& why) {
   ++statistics_.errors;
+  NUV_LOG_DEBUG(trace::modules.line, "refused: %s", why.c_str());
   return error(why);
 }
 

@@ -31,6 +31,7 @@ struct Line {
 class Lines {
  public:
   Line& operator[](uint8_t number) { return lines_[number]; }
+  const Line& operator[](uint8_t number) const { return lines_[number]; }
 
   // The deadline that comes first, if any line has one. 256 lines are looked through faster than any order among them
   // is kept.

@@ -8,6 +8,8 @@
 //     4. on_counts    from time to time, what was done is told
 //     5. on_signal    somebody wants phoned to end, or to read its dial plan again
 //
+// Operators who talk to phoned meanwhile are heard in operators.h, and what they may say is done in commands.h.
+//
 // A reactor calls these functions, and everything happens in one thread. What they work on stands behind them: the
 // channel (channel.h), the dial layer (dial_layer.h) with its lines (lines.h) and its plan (dial_plan.h).
 #include <cinttypes>
@@ -18,11 +20,14 @@
 #include "nuv_select.h"
 #include "phoned/channel.h"
 #include "phoned/clock.h"
+#include "phoned/commands.h"
 #include "phoned/dial_layer.h"
 #include "phoned/dial_plan.h"
+#include "phoned/operators.h"
 #include "phoned/options.h"
 #include "phoned/signals.h"
 #include "phoned/text.h"
+#include "phoned/trace.h"
 
 namespace phoned {
 namespace {
@@ -38,18 +43,24 @@ struct Daemon {
   Daemon(const Options& chosen, DialPlan plan) : options(chosen), dial_layer(std::move(plan), chosen.interdigit) {
     NUV_Select_construct(&loop);
   }
-  ~Daemon() { NUV_Select_destruct(&loop); }
+  ~Daemon() {
+    operators.close();
+    NUV_Select_destruct(&loop);
+  }
   Daemon(const Daemon&) = delete;
   Daemon& operator=(const Daemon&) = delete;
 
   const Options& options;
   DialLayer dial_layer;
   Channel channel;
+  uint16_t port = 0;  // the channel's
   Signals signals;
   Select loop;
   uint32_t deadline_timer = 0;
   Statistics told_counts;
   bool is_ending = false;
+  Commands commands{dial_layer, [this] { is_ending = true; }};
+  Operators operators{loop, commands};
 };
 
 Daemon& daemon_of(void* context) {
@@ -58,6 +69,7 @@ Daemon& daemon_of(void* context) {
 
 void complain(const std::string& why) {
   std::fprintf(stderr, "phoned: %s\n", why.c_str());
+  NUV_LOG_ERROR(trace::modules.phoned, "%s", why.c_str());
 }
 
 void tell_counts(Daemon& daemon) {
@@ -66,6 +78,12 @@ void tell_counts(Daemon& daemon) {
               " decided by time, %" PRIu64 " errors\n",
               counts.datagrams, counts.complete, counts.rejected, counts.timeouts, counts.errors);
   daemon.told_counts = counts;
+}
+
+void answer(Daemon& daemon, const sockaddr_in& card, const std::string& text) {
+  trace::answered(daemon.port, text);
+  daemon.channel.send(card, text);
+  trace::sent(card, daemon.port, text);
 }
 
 // How long until a line's time runs out.
@@ -79,7 +97,8 @@ timeval wait_for_deadline(const Daemon& daemon) {
 int32_t on_datagram(void* context, int32_t, uint32_t) {
   Daemon& daemon = daemon_of(context);
   if (const auto refused_size = daemon.channel.receive()) {
-    daemon.channel.send(daemon.channel.sender(), daemon.dial_layer.refuse_size(*refused_size));
+    trace::received(daemon.channel.sender(), daemon.port);
+    answer(daemon, daemon.channel.sender(), daemon.dial_layer.refuse_size(*refused_size));
   }
   return 0;
 }
@@ -89,8 +108,10 @@ int32_t on_datagram(void* context, int32_t, uint32_t) {
 int32_t on_request(void* context, int32_t, uint32_t) {
   Daemon& daemon = daemon_of(context);
   const sockaddr_in sender = daemon.channel.sender();
-  const std::string answer = daemon.dial_layer.handle(daemon.channel.take_request(), sender, monotonic_now());
-  daemon.channel.send(sender, answer);
+  const std::string event = daemon.channel.take_request();
+  trace::received(sender, daemon.port);
+  trace::taken(daemon.port, event);
+  answer(daemon, sender, daemon.dial_layer.handle(event, sender, monotonic_now()));
   NUV_Select_updateTimeout(&daemon.loop, daemon.deadline_timer, wait_for_deadline(daemon));
   return 0;
 }
@@ -102,7 +123,7 @@ int32_t on_request(void* context, int32_t, uint32_t) {
 int32_t on_deadline(void* context, timeval* wait, uint32_t) {
   Daemon& daemon = daemon_of(context);
   for (const Message& message : daemon.dial_layer.handle_timeouts(monotonic_now())) {
-    daemon.channel.send(message.peer, message.text);
+    answer(daemon, message.peer, message.text);
   }
   *wait = wait_for_deadline(daemon);
   return 1;
@@ -133,6 +154,7 @@ void read_plan_again(Daemon& daemon) {
     return;
   }
   std::printf("phoned: HUP: read %zu patterns from %s\n", plan->size(), quote_path(*path).c_str());
+  NUV_LOG_INFO(trace::modules.dial_plan, "%zu patterns from %s", plan->size(), quote_path(*path).c_str());
   daemon.dial_layer.change_plan(std::move(*plan));
 }
 
@@ -141,6 +163,8 @@ int32_t on_signal(void* context, int32_t, uint32_t) {
   for (const int signal : daemon.signals.take()) {
     if (signal == SIGHUP) {
       read_plan_again(daemon);
+    } else if (signal == SIGCHLD) {
+      daemon.commands.reap();
     } else {
       std::printf("phoned: %s: ending\n", signal == SIGTERM ? "TERM" : "INT");
       daemon.is_ending = true;
@@ -165,21 +189,29 @@ Result<DialPlan> load_plan(const Options& options) {
 std::optional<Error> open(Daemon& daemon) {
   // A reader of phoned's output that goes away is no reason to die.
   std::signal(SIGPIPE, SIG_IGN);
-  if (auto error = daemon.signals.open({SIGTERM, SIGINT, SIGHUP})) {
+  if (auto error = daemon.signals.open({SIGTERM, SIGINT, SIGHUP, SIGCHLD})) {
     return error;
   }
   if (auto error = daemon.channel.open(daemon.options.port)) {
     return error;
   }
+  daemon.port = daemon.channel.port();
   NUV_Select_setReadExternal(&daemon.loop, daemon.channel.socket_fd(), &daemon, 0, on_datagram);
   NUV_Select_setRead(&daemon.loop, daemon.channel.request_fd(), &daemon, 0, on_request);
   NUV_Select_setRead(&daemon.loop, daemon.signals.fd(), &daemon, 0, on_signal);
   daemon.deadline_timer = NUV_Select_setTimeout(&daemon.loop, wait_for_deadline(daemon), &daemon, 0, on_deadline);
   NUV_Select_setTimeout(&daemon.loop, later({}, daemon.options.statistics), &daemon, 0, on_counts);
+  if (auto error = daemon.commands.open()) {
+    return error;
+  }
+  if (auto error = daemon.operators.open(daemon.options.operators)) {
+    return error;
+  }
   return std::nullopt;
 }
 
 int serve(const Options& options) {
+  trace::open(options.ini);
   auto plan = load_plan(options);
   if (!plan) {
     complain(plan.error().why);
@@ -190,12 +222,14 @@ int serve(const Options& options) {
     complain(error->why);
     return kFailure;
   }
-  std::printf("phoned: listening on port %u\n", daemon.channel.port());
+  std::printf("phoned: listening on port %u\n", daemon.port);
+  NUV_LOG_INFO(trace::modules.phoned, "listening on port %u", daemon.port);
   while (!daemon.is_ending) {
     NUV_Select_process(&daemon.loop, nullptr);
   }
   tell_counts(daemon);
   std::printf("phoned: farewell\n");
+  NUV_LOG_INFO(trace::modules.phoned, "farewell");
   return 0;
 }
 
