@@ -1,12 +1,14 @@
-// phonectl plays a line card: it sends events to phoned and shows the answers.
+// phonectl plays a line card: it sends events to phoned and shows the answers. To its console it plays the operator.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <iostream>
 #include <iterator>
 
 #include "nuv_assert.h"
 #include "phonectl/client.h"
+#include "phonectl/console.h"
 #include "phonectl/options.h"
 #include "phonectl/script.h"
 #include "phoned/file.h"
@@ -71,6 +73,22 @@ int run_command(const Options& options) {
     return complain(kFailure, no_answer(options));
   }
   return client.take_answer().starts_with("error") ? kFailure : 0;
+}
+
+// ---- A line for the console ----
+
+int run_console(const Options& options) {
+  const auto answer = ask_console(options.console_path, options.console_line, options.console_timeout);
+  if (!answer) {
+    return complain(kFailure, answer.error().why);
+  }
+  Transcript transcript;
+  for (std::string_view rest = *answer; !rest.empty();) {
+    const size_t end = std::min(rest.find('\n'), rest.size());
+    transcript.write(std::string(rest.substr(0, end)));
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+  }
+  return is_refusal(*answer) ? kFailure : 0;
 }
 
 // ---- A script ----
@@ -145,6 +163,8 @@ int run(phoned::Arguments::Words words) {
       return 0;
     case Options::Action::kCommand:
       return run_command(*options);
+    case Options::Action::kConsole:
+      return run_console(*options);
     case Options::Action::kScript:
       return run_script(*options);
   }

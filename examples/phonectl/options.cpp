@@ -22,13 +22,14 @@ constexpr char kHelp[] = R"(phonectl plays a line card: it sends events to phone
   phonectl [options] dial LINE DIGITS    dials some,
   phonectl [options] onhook LINE         hangs up
   phonectl [options] raw TEXT            sends a datagram as it is
+  phonectl [options] console PATH LINE   plays an operator: says a line on phoned's console socket, shows the answer
   phonectl [options] --script FILE       does all of this line by line, - reads standard input; a script also knows
                                          expect TEXT, wait MS and comments that start with #
 
 Options:
   --port N            phoned's UDP port, 1 to 65535 (%PORT%)
   --host ADDRESS      phoned's IPv4 address (127.0.0.1)
-  --timeout MS        how long to wait for an answer, 1 to 60000 milliseconds (2000)
+  --timeout MS        how long to wait for an answer, 1 to 60000 milliseconds (2000; on the console 10000)
   --help, --version   say so and end
 
 Exit status: 0 if the answer is as it should be, 1 if it is an error, not the expected one or missing, 2 if the command
@@ -40,16 +41,33 @@ bool is_ipv4_address(const std::string& text) {
   return inet_pton(AF_INET, text.c_str(), &address) == 1;
 }
 
-// The command that the words make, which must be one that sends.
-Result<Step> parse_command(Arguments::Words words) {
-  if (words.empty()) {
-    return Error{"no command: must be offhook, onhook, digit, dial or raw, or a --script; --help shows more"};
-  }
+std::string join(Arguments::Words words) {
   std::string text;
   for (const char* word : words) {
     text += (text.empty() ? "" : " ") + std::string(word);
   }
-  auto step = parse_step(text);
+  return text;
+}
+
+Result<Options> parse_console(Arguments::Words words, Options options) {
+  if (words.size() < 2) {
+    return Error{"'console' wants the path of a socket and a line, such as 'console /run/phoned.console lines'"};
+  }
+  options.action = Options::Action::kConsole;
+  options.console_path = words.front();
+  options.console_line = join(words.subspan(1));
+  if (options.console_line.find('\n') != std::string::npos) {
+    return Error{quote(options.console_line) + ": must be one line"};
+  }
+  return options;
+}
+
+// The command that the words make, which must be one that sends.
+Result<Step> parse_command(Arguments::Words words) {
+  if (words.empty()) {
+    return Error{"no command: must be offhook, onhook, digit, dial, raw or console, or a --script; --help shows more"};
+  }
+  auto step = parse_step(join(words));
   if (step && step->kind != Step::Kind::kSend) {
     return Error{quote(words.front()) + " is for scripts: must be offhook, onhook, digit, dial or raw"};
   }
@@ -75,6 +93,7 @@ Result<Options> parse_options(Arguments::Words words) {
       }
     } else if (arguments.is("--timeout")) {
       options.timeout = std::chrono::milliseconds(arguments.number(1, kLongestTimeout));
+      options.console_timeout = options.timeout;
     } else if (arguments.is("--script")) {
       options.script = arguments.value("the name of a script, or - for standard input");
     } else {
@@ -93,6 +112,9 @@ Result<Options> parse_options(Arguments::Words words) {
       return Error{"unexpected word " + quote(arguments.rest().front()) + ": commands stand in the script"};
     }
     return options;
+  }
+  if (!arguments.rest().empty() && std::string_view(arguments.rest().front()) == "console") {
+    return parse_console(arguments.rest().subspan(1), std::move(options));
   }
   auto command = parse_command(arguments.rest());
   if (!command) {

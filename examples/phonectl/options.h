@@ -15,7 +15,7 @@
 namespace phonectl {
 
 struct Options {
-  enum class Action { kCommand, kScript, kShowHelp, kShowVersion };
+  enum class Action { kCommand, kScript, kConsole, kShowHelp, kShowVersion };
 
   Action action = Action::kCommand;
   std::string host = "127.0.0.1";
@@ -23,6 +23,9 @@ struct Options {
   std::chrono::milliseconds timeout{2000};
   std::optional<std::string> script;  // a file's name, or "-" for standard input
   Step command;                       // of kCommand
+  std::string console_path;           // of kConsole: where phoned listens to operators
+  std::string console_line;           // of kConsole
+  std::chrono::milliseconds console_timeout{10000};
 };
 
 phoned::Result<Options> parse_options(phoned::Arguments::Words words);

@@ -46,6 +46,8 @@ class DialLayer {
   // Lines that are collecting digits go on with them; the next digit, or the end of their time, meets the new plan.
   void change_plan(DialPlan plan) { plan_ = std::move(plan); }
 
+  const DialPlan& plan() const { return plan_; }
+  const Lines& lines() const { return lines_; }
   const Statistics& statistics() const { return statistics_; }
 
  private:

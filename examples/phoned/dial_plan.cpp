@@ -33,6 +33,18 @@ std::string next_pattern(std::string_view& plan) {
 
 }  // namespace
 
+std::string describe(const Verdict& verdict) {
+  switch (verdict.kind) {
+    case Verdict::Kind::kMore:
+      return "more";
+    case Verdict::Kind::kComplete:
+      return "complete by " + verdict.pattern;
+    case Verdict::Kind::kReject:
+      return "reject";
+  }
+  return {};
+}
+
 int32_t OwnedMap::check(int32_t mode, const std::string& digits, uint32_t timer, std::string& pattern) const {
   std::array<char, kMaxPattern + 1> text = {};
   const int32_t result =

@@ -21,6 +21,9 @@ struct Verdict {
   std::string pattern;  // of kComplete: the one that decided, as the plan has it but for blanks and parentheses
 };
 
+// The verdict in words: "more", "complete by <pattern>" or "reject".
+std::string describe(const Verdict& verdict);
+
 // A digit map of the library that is freed with its owner.
 class OwnedMap {
  public:
@@ -61,6 +64,9 @@ class DialPlan {
   Verdict check_at_timeout(const std::string& digits) const;
 
   size_t size() const { return patterns_.size(); }
+
+  // As they were given, but for blanks and parentheses.
+  const std::vector<std::string>& patterns() const { return patterns_; }
 
  private:
   bool add(std::string pattern);

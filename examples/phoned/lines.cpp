@@ -1,6 +1,7 @@
 #include "phoned/lines.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "nuv_addressmanager.h"
 #include "nuv_md5.h"
@@ -22,12 +23,16 @@ Lines::~Lines() {
   NUV_IndexMap_destruct(&slot_of_line_);
 }
 
-Call* Lines::find(uint8_t line) {
+const Call* Lines::find(uint8_t line) const {
   const uint32_t entry = NUV_IndexMap_find(&slot_of_line_, line);
   if (entry == NUV_IndexMap_end(&slot_of_line_)) {
     return nullptr;
   }
   return &calls_[NUV_IndexMap_get(&slot_of_line_, entry)->m_uValue];
+}
+
+Call* Lines::find(uint8_t line) {
+  return const_cast<Call*>(std::as_const(*this).find(line));
 }
 
 // There are as many slots and call numbers as lines, so a line that has none always finds some.

@@ -43,6 +43,7 @@ class Lines {
 
   // The call of a line, or null while it is on the hook.
   Call* find(uint8_t line);
+  const Call* find(uint8_t line) const;
 
   // Gives a line that is on the hook a call.
   Call& lift(uint8_t line);

@@ -8,6 +8,8 @@
 //     4. on_counts    from time to time, what was done is told
 //     5. on_signal    somebody wants phoned to end, or to read its dial plan again
 //
+// Operators who talk to phoned meanwhile are heard in operators.h, and what they may say is done in commands.h.
+//
 // A reactor calls these functions, and everything happens in one thread. The work is done behind them: by the channel
 // (channel.h), and by the dial layer (dial_layer.h) with its lines (lines.h) and its plan (dial_plan.h).
 #include <cinttypes>
@@ -17,16 +19,18 @@
 
 #include "nuv_assert.h"
 #include "nuv_select.h"
-#include "nuv_sysloglevel.h"
 #include "phoned/allocator.h"
 #include "phoned/channel.h"
 #include "phoned/clock.h"
+#include "phoned/commands.h"
 #include "phoned/dial_layer.h"
 #include "phoned/dial_plan.h"
 #include "phoned/instance.h"
+#include "phoned/operators.h"
 #include "phoned/options.h"
 #include "phoned/signals.h"
 #include "phoned/text.h"
+#include "phoned/trace.h"
 
 namespace phoned {
 namespace {
@@ -42,18 +46,24 @@ struct Daemon {
   Daemon(const Options& chosen, DialPlan plan) : options(chosen), dial_layer(std::move(plan), chosen.interdigit) {
     NUV_Select_construct(&loop);
   }
-  ~Daemon() { NUV_Select_destruct(&loop); }
+  ~Daemon() {
+    operators.close();
+    NUV_Select_destruct(&loop);
+  }
   Daemon(const Daemon&) = delete;
   Daemon& operator=(const Daemon&) = delete;
 
   const Options& options;
   DialLayer dial_layer;
   Channel channel;
+  uint16_t port = 0;  // the channel's
   Signals signals;
   Select loop;
   uint32_t deadline_timer = 0;
   Statistics told_counts;
   bool is_ending = false;
+  Commands commands{dial_layer, [this] { is_ending = true; }};
+  Operators operators{loop, commands};
 };
 
 Daemon& daemon_of(void* context) {
@@ -64,11 +74,10 @@ Daemon& daemon_of(void* context) {
 bool g_is_in_background = false;
 
 void complain(const std::string& why) {
-  if (g_is_in_background) {
-    NUV_Sysloglevel_statusinfo("phoned", why.c_str());
-  } else {
+  if (!g_is_in_background) {
     std::fprintf(stderr, "phoned: %s\n", why.c_str());
   }
+  NUV_LOG_ERROR(trace::modules.phoned, "%s", why.c_str());
 }
 
 void tell_counts(Daemon& daemon) {
@@ -77,6 +86,12 @@ void tell_counts(Daemon& daemon) {
               ", errors %" PRIu64 "\n",
               counts.datagrams, counts.complete, counts.rejected, counts.timeouts, counts.errors);
   daemon.told_counts = counts;
+}
+
+void answer(Daemon& daemon, const sockaddr_in& card, const std::string& text) {
+  trace::answered(daemon.port, text);
+  daemon.channel.send(card, text);
+  trace::sent(card, daemon.port, text);
 }
 
 // How long until a line's time runs out.
@@ -90,7 +105,8 @@ timeval wait_for_deadline(const Daemon& daemon) {
 int32_t on_datagram(void* context, int32_t, uint32_t) {
   Daemon& daemon = daemon_of(context);
   if (const auto refused_size = daemon.channel.receive()) {
-    daemon.channel.send(daemon.channel.sender(), daemon.dial_layer.refuse_size(*refused_size));
+    trace::received(daemon.channel.sender(), daemon.port);
+    answer(daemon, daemon.channel.sender(), daemon.dial_layer.refuse_size(*refused_size));
   }
   return 0;
 }
@@ -101,7 +117,9 @@ int32_t on_request(void* context, int32_t, uint32_t) {
   Daemon& daemon = daemon_of(context);
   const sockaddr_in sender = daemon.channel.sender();
   OwnedFrame request = daemon.channel.take_request();
-  daemon.channel.send(sender, daemon.dial_layer.handle(request, sender, monotonic_now()));
+  trace::received(sender, daemon.port);
+  trace::taken(daemon.port, std::string(request.text()));
+  answer(daemon, sender, daemon.dial_layer.handle(request, sender, monotonic_now()));
   NUV_Select_updateTimeout(&daemon.loop, daemon.deadline_timer, wait_for_deadline(daemon));
   return 0;
 }
@@ -113,7 +131,7 @@ int32_t on_request(void* context, int32_t, uint32_t) {
 int32_t on_deadline(void* context, timeval* wait, uint32_t) {
   Daemon& daemon = daemon_of(context);
   for (const Notice& notice : daemon.dial_layer.handle_timeouts(monotonic_now())) {
-    daemon.channel.send(notice.peer, notice.text);
+    answer(daemon, notice.peer, notice.text);
   }
   *wait = wait_for_deadline(daemon);
   return 1;
@@ -144,6 +162,7 @@ void read_plan_again(Daemon& daemon) {
     return;
   }
   std::printf("phoned: HUP: read %zu patterns from %s\n", plan->size(), quote_path(*path).c_str());
+  NUV_LOG_INFO(trace::modules.dial_plan, "%zu patterns from %s", plan->size(), quote_path(*path).c_str());
   daemon.dial_layer.change_plan(std::move(*plan));
 }
 
@@ -152,6 +171,8 @@ int32_t on_signal(void* context, int32_t, uint32_t) {
   for (const int signal : daemon.signals.take()) {
     if (signal == SIGHUP) {
       read_plan_again(daemon);
+    } else if (signal == SIGCHLD) {
+      daemon.commands.reap();
     } else {
       std::printf("phoned: %s: ending\n", signal == SIGTERM ? "TERM" : "INT");
       daemon.is_ending = true;
@@ -176,17 +197,24 @@ Result<DialPlan> load_plan(const Options& options) {
 std::optional<Error> open(Daemon& daemon) {
   // A reader of phoned's output that goes away is no reason to die.
   std::signal(SIGPIPE, SIG_IGN);
-  if (auto error = daemon.signals.open({SIGTERM, SIGINT, SIGHUP})) {
+  if (auto error = daemon.signals.open({SIGTERM, SIGINT, SIGHUP, SIGCHLD})) {
     return error;
   }
   if (auto error = daemon.channel.open(daemon.options.port)) {
     return error;
   }
+  daemon.port = daemon.channel.port();
   NUV_Select_setReadExternal(&daemon.loop, daemon.channel.socket_fd(), &daemon, 0, on_datagram);
   NUV_Select_setRead(&daemon.loop, daemon.channel.request_fd(), &daemon, 0, on_request);
   NUV_Select_setRead(&daemon.loop, daemon.signals.fd(), &daemon, 0, on_signal);
   daemon.deadline_timer = NUV_Select_setTimeout(&daemon.loop, wait_for_deadline(daemon), &daemon, 0, on_deadline);
   NUV_Select_setTimeout(&daemon.loop, later({}, daemon.options.statistics), &daemon, 0, on_counts);
+  if (auto error = daemon.commands.open()) {
+    return error;
+  }
+  if (auto error = daemon.operators.open(daemon.options.operators)) {
+    return error;
+  }
   return std::nullopt;
 }
 
@@ -201,7 +229,8 @@ std::optional<Error> start(Daemon& daemon, Instance& instance) {
   if (auto error = open(daemon)) {
     return error;
   }
-  std::printf("phoned: listening on port %u\n", daemon.channel.port());
+  std::printf("phoned: listening on port %u\n", daemon.port);
+  NUV_LOG_INFO(trace::modules.phoned, "listening on port %u", daemon.port);
   if (options.is_foreground) {
     return std::nullopt;
   }
@@ -218,6 +247,7 @@ void serve_events(Daemon& daemon) {
 
 int serve(const Options& options) {
   install_counting_allocator();
+  trace::open(options.ini);
   auto plan = load_plan(options);
   if (!plan) {
     complain(plan.error().why);
@@ -234,12 +264,15 @@ int serve(const Options& options) {
   }
   std::printf("phoned: memory: %s\n", describe(memory_figures()).c_str());
   std::printf("phoned: farewell\n");
+  NUV_LOG_INFO(trace::modules.phoned, "farewell");
   return 0;
 }
 
 // A daemon lives in the root directory, where a relative name leads elsewhere.
 Options with_absolute_paths(Options options) {
-  for (auto* path : {&options.run_dir, &options.map_file}) {
+  Operators::Channels& operators = options.operators;
+  for (auto* path : {&options.run_dir, &options.map_file, &options.ini, &operators.socket_path, &operators.fifo_in,
+                     &operators.fifo_out}) {
     if (*path) {
       *path = std::filesystem::absolute(**path).string();
     }

@@ -2,6 +2,7 @@
 
 #include "phoned/dial_plan.h"
 #include "phoned/text.h"
+#include "phoned/trace.h"
 
 namespace phoned {
 
@@ -10,6 +11,7 @@ namespace {
 constexpr uint32_t kMinInterdigit = 10;
 constexpr uint32_t kMaxInterdigit = 60000;
 constexpr uint32_t kMaxStatistics = 86400;
+constexpr uint32_t kMaxPatience = 3600;
 
 constexpr char kHelp[] =
     R"(phoned decides what telephone lines have dialled. Line cards send it one event a datagram, phoned answers each:
@@ -30,6 +32,12 @@ Options:
   --map-file FILE     read the dial plan from FILE, and again on SIGHUP
   --interdigit MS     how long a line waits for its next digit, 10 to 60000 milliseconds (4000)
   --statistics S      how often counts are printed if they have changed, 1 to 86400 seconds (60)
+  --ini FILE          the init file with the trace masks (%INI%)
+  --console PATH      hear operators on this Unix socket; 'phonectl console PATH LINE' talks to it
+  --console-timeout S hang up on an operator who says nothing, 1 to 3600 seconds (30)
+  --fifo IN           hear operators on this FIFO, which is made if it is not there, and answer them
+  --fifo-out OUT      on that one
+  --stdin             hear an operator on the standard input, and answer on the standard output
   --help, --version   say so and end
 
 A dial plan is a list of patterns with | or line ends between them. In a pattern, x stands for 0-9, [135] and [2-5] for
@@ -40,6 +48,24 @@ Write 11T|11x, not 11|11x.
 
 SIGTERM and SIGINT end phoned.
 )";
+
+// The options that say how operators reach phoned. Returns false if the option is none of them.
+bool parse_operator_option(Arguments& arguments, Operators::Channels& operators) {
+  if (arguments.is("--console")) {
+    operators.socket_path = arguments.value("the path of a Unix socket");
+  } else if (arguments.is("--fifo")) {
+    operators.fifo_in = arguments.value("the path of a FIFO");
+  } else if (arguments.is("--fifo-out")) {
+    operators.fifo_out = arguments.value("the path of a FIFO");
+  } else if (arguments.is_flag("--stdin")) {
+    operators.use_stdin = true;
+  } else if (arguments.is("--console-timeout")) {
+    operators.patience = std::chrono::seconds(arguments.number(1, kMaxPatience));
+  } else {
+    return false;
+  }
+  return true;
+}
 
 }  // namespace
 
@@ -65,7 +91,9 @@ Result<Options> parse_options(Arguments::Words words) {
       options.interdigit = std::chrono::milliseconds(arguments.number(kMinInterdigit, kMaxInterdigit));
     } else if (arguments.is("--statistics")) {
       options.statistics = std::chrono::seconds(arguments.number(1, kMaxStatistics));
-    } else {
+    } else if (arguments.is("--ini")) {
+      options.ini = arguments.value("the name of an init file");
+    } else if (!parse_operator_option(arguments, options.operators)) {
       arguments.refuse_option();
     }
   }
@@ -76,6 +104,12 @@ Result<Options> parse_options(Arguments::Words words) {
     return Error{"--map " + quote(*options.map) + " and --map-file " + quote(*options.map_file) +
                  " exclude each other: name one dial plan"};
   }
+  if (options.operators.fifo_in.has_value() != options.operators.fifo_out.has_value()) {
+    return Error{"--fifo and --fifo-out go together: name two FIFOs"};
+  }
+  if (options.operators.fifo_in && options.operators.fifo_in == options.operators.fifo_out) {
+    return Error{"--fifo and --fifo-out are both " + quote(*options.operators.fifo_in) + ": name two FIFOs"};
+  }
   if (!arguments.rest().empty()) {
     return Error{"unexpected word " + quote(arguments.rest().front()) + ": phoned takes options only, see --help"};
   }
@@ -84,7 +118,7 @@ Result<Options> parse_options(Arguments::Words words) {
 
 std::string help_text() {
   const std::string help = replace(replace(kHelp, "%PORT%", std::to_string(kDefaultPort)), "%MAP%", DialPlan::kDefault);
-  return replace(help, "%RUNDIR%", Options::kDefaultRunDir);
+  return replace(replace(help, "%INI%", trace::kDefaultInitFile), "%RUNDIR%", Options::kDefaultRunDir);
 }
 
 }  // namespace phoned

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "phoned/arguments.h"
+#include "phoned/operators.h"
 #include "phoned/protocol.h"
 #include "phoned/result.h"
 
@@ -26,6 +27,8 @@ struct Options {
   std::optional<std::string> map_file;  // ... or where it is found; never both
   std::chrono::milliseconds interdigit{4000};
   std::chrono::seconds statistics{60};  // how often the counts are printed, if they have changed
+  std::optional<std::string> ini;       // the init file of the traces; none: the default one
+  Operators::Channels operators;        // how operators reach phoned
 };
 
 Result<Options> parse_options(Arguments::Words words);

@@ -44,6 +44,21 @@ TEST(PhonedOptions, TakeWhatLooksOddAsAValue) {
   EXPECT_EQ(options->port, 0);
 }
 
+TEST(PhonedOptions, SayWhereOperatorsAre) {
+  const auto none = phoned::parse_options({});
+  ASSERT_TRUE(none);
+  EXPECT_EQ(none->ini, std::nullopt);
+  EXPECT_EQ(none->operators, phoned::Operators::Channels());
+  EXPECT_EQ(none->operators.patience, seconds(30));
+  const Words words = {
+      "--ini", "a", "--console", "b", "--fifo", "c", "--fifo-out=d", "--stdin", "--console-timeout=3600"};
+  const auto all = phoned::parse_options(words);
+  ASSERT_TRUE(all) << all.error().why;
+  EXPECT_EQ(all->ini, "a");
+  const phoned::Operators::Channels expected = {"b", "c", "d", true, seconds(3600)};
+  EXPECT_EQ(all->operators, expected);
+}
+
 TEST(PhonedOptions, LastOneCounts) {
   const Words words = {"--port", "1", "--port", "2", "--map-file", "a", "--map-file=b"};
   const auto options = phoned::parse_options(words);
@@ -140,7 +155,7 @@ TEST(PhonectlOptions, SayWhatIsWrong) {
     Words words;
     const char* why;
   } kCases[] = {
-      {{}, "no command: must be offhook, onhook, digit, dial or raw, or a --script; --help shows more"},
+      {{}, "no command: must be offhook, onhook, digit, dial, raw or console, or a --script; --help shows more"},
       {{"--port", "0", "offhook", "3"}, "--port '0': must be a number from 1 to 65535"},
       {{"--timeout", "0"}, "--timeout '0': must be a number from 1 to 60000"},
       {{"--timeout", "60001"}, "--timeout '60001': must be a number from 1 to 60000"},

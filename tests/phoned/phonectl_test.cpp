@@ -92,7 +92,7 @@ TEST_F(PhonectlTest, SaysWhatIsWrongWithItsCommandLine) {
     Program::Arguments arguments;
     const char* complaint;
   } kCases[] = {
-      {{}, "no command: must be offhook, onhook, digit, dial or raw, or a --script; --help shows more\n"},
+      {{}, "no command: must be offhook, onhook, digit, dial, raw or console, or a --script; --help shows more\n"},
       {{"--port", "0", "offhook", "3"}, "--port '0': must be a number from 1 to 65535\n"},
       {{"--host", "here", "offhook", "3"}, "--host 'here': must be an IPv4 address, such as 127.0.0.1\n"},
       {{"--timeout", "x", "offhook", "3"}, "--timeout 'x': must be a number from 1 to 60000\n"},

@@ -48,6 +48,7 @@ class Program {
   bool says(const std::string& text) const;
   bool complains(const std::string& text) const;
 
+  pid_t pid() const { return pid_; }
   void signal(int number) const;
 
   // Waits for the end. Returns the exit status; -1 if the program was killed by a signal or did not end.

@@ -1,0 +1,80 @@
+// What an operator may say: the commands of phoned's console.
+//
+//     tr ...                    the trace masks; it prints to phoned's standard output
+//     lines                     what the lines that are off the hook are doing
+//     map                       the dial plan
+//     check DIGITS              what the dial plan says to digits
+//     run COMMAND               a shell command, with a time limit
+//     mac BASE OFFSET           a MAC address so many behind another one
+//     bandwidth ...             what a media stream needs
+//     cert FILE NEEDLE          whether the subject of a certificate is as the needle wants it
+//     stop                      ends phoned
+//
+// Every answer that begins with "error: " says what is wrong and what would be right.
+#ifndef EXAMPLES_PHONED_COMMANDS_H
+#define EXAMPLES_PHONED_COMMANDS_H
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "nuv_console.h"
+#include "phoned/command_runner.h"
+#include "phoned/dial_layer.h"
+#include "phoned/owned_pipe.h"
+#include "phoned/result.h"
+
+namespace phoned {
+
+// Lines go to the console of the library through a pipe, which it reads as it would read a FIFO: so it never meets an
+// operator, who might let it wait.
+class Commands {
+ public:
+  Commands(const DialLayer& dial_layer, std::function<void()> stop);
+  Commands(const Commands&) = delete;
+  Commands& operator=(const Commands&) = delete;
+
+  std::optional<Error> open();
+
+  // Carries out a line of at most LineReader::kLongestLine characters, and answers on the descriptor.
+  void handle(const std::string& line, int answer_fd);
+
+  // A child of phoned's has ended.
+  void reap() { runner_.reap(); }
+
+ private:
+  struct Call;
+  using Function = std::string (Commands::*)(const Call& call);
+  struct Entry {
+    Commands* commands;
+    Function function;
+  };
+
+  void add(const char* name, Function function);
+  static int32_t on_command(void* entry, int32_t count, char** words, int32_t fd);
+
+  std::string tr(const Call& call);
+  std::string lines(const Call& call);
+  std::string map(const Call& call);
+  std::string check(const Call& call);
+  std::string mem(const Call& call);
+  std::string run(const Call& call);
+  std::string mac(const Call& call);
+  std::string bandwidth(const Call& call);
+  std::string cert(const Call& call);
+  std::string stop(const Call& call);
+
+  const DialLayer& dial_layer_;
+  std::function<void()> stop_;
+  CommandRunner runner_;
+  OwnedPipe pipe_;
+  std::array<ConsoleCommand, 12> table_ = {};
+  std::array<Entry, 12> entries_ = {};
+  ::Console console_ = {};
+};
+
+}  // namespace phoned
+
+#endif

@@ -1,0 +1,316 @@
+#include "phoned/operators.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+#include <fcntl.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include "nuv_time.h"
+#include "phoned/clock.h"
+#include "phoned/text.h"
+#include "phoned/trace.h"
+
+namespace phoned {
+
+namespace {
+
+constexpr uint32_t kFifos = 0;
+constexpr uint32_t kStandardInput = 1;
+
+constexpr std::chrono::hours kNobodyWaits{24};
+
+std::string reason() {
+  return std::strerror(errno);
+}
+
+sockaddr_un address_of(const std::string& path) {
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  path.copy(address.sun_path, sizeof address.sun_path - 1);
+  return address;
+}
+
+// Tells whether somebody listens at the address. One who has no time for us just now does.
+bool is_alive(const sockaddr_un& address) {
+  const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  const bool is_connected = connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  const bool is_there = is_connected || errno == EAGAIN;
+  close(fd);
+  return is_there;
+}
+
+// A socket that a phoned left behind which could not clean up is removed; anything else stays.
+std::optional<Error> make_room(const std::string& path, const sockaddr_un& address) {
+  struct stat status = {};
+  if (lstat(path.c_str(), &status) != 0) {
+    return std::nullopt;
+  }
+  if (!S_ISSOCK(status.st_mode)) {
+    return Error{"console socket " + quote_path(path) + " cannot be made: there is a file that is no socket"};
+  }
+  if (is_alive(address)) {
+    return Error{"console socket " + quote_path(path) + " is in use: another process listens there"};
+  }
+  unlink(path.c_str());
+  return std::nullopt;
+}
+
+// Only phoned's own user may speak to it.
+bool bind_privately(int fd, const sockaddr_un& address) {
+  const mode_t mask = umask(0177);
+  const bool is_bound = bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  const int saved = errno;
+  umask(mask);
+  errno = saved;
+  return is_bound;
+}
+
+// Open at both ends, so that it neither waits for somebody at the other one nor ends when they go.
+Result<int> open_fifo(const std::string& path) {
+  if (mkfifo(path.c_str(), 0600) != 0 && errno != EEXIST) {
+    return Error{"FIFO " + quote_path(path) + " cannot be made: " + reason()};
+  }
+  struct stat status = {};
+  if (stat(path.c_str(), &status) == 0 && !S_ISFIFO(status.st_mode)) {
+    return Error{quote_path(path) + " is no FIFO"};
+  }
+  const int fd = open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+  if (fd < 0) {
+    return Error{"FIFO " + quote_path(path) + " cannot be opened: " + reason()};
+  }
+  return fd;
+}
+
+// Throws away what the operator has sent behind the line: a socket that is closed with something in it tells the other
+// side of an error, which may then miss the answer.
+void drain(int fd) {
+  char waste[4096];
+  for (int i = 0; i < 16 && recv(fd, waste, sizeof waste, MSG_DONTWAIT) > 0; ++i) {
+  }
+}
+
+}  // namespace
+
+std::optional<Error> Operators::open(const Channels& channels) {
+  is_open_ = true;
+  patience_ = channels.patience;
+  idle_timer_ = NUV_Select_setTimeout(&loop_, wait_for_deadline(), this, 0, on_idle);
+  if (channels.socket_path) {
+    if (auto error = open_socket(*channels.socket_path)) {
+      return error;
+    }
+  }
+  if (channels.fifo_in && channels.fifo_out) {
+    if (auto error = open_fifos(*channels.fifo_in, *channels.fifo_out)) {
+      return error;
+    }
+  }
+  if (channels.use_stdin) {
+    listen_to(kStandardInput, STDIN_FILENO, STDOUT_FILENO);
+  }
+  return std::nullopt;
+}
+
+void Operators::close() {
+  if (!is_open_) {
+    return;
+  }
+  is_open_ = false;
+  NUV_Select_removeTimeout(&loop_, idle_timer_);
+  while (!connections_.empty()) {
+    end(connections_.begin()->first);
+  }
+  for (const Stream& stream : streams_) {
+    if (stream.in_fd >= 0) {
+      NUV_Select_removeReadExternal(&loop_, stream.in_fd);
+    }
+  }
+  if (listening_fd_ >= 0) {
+    NUV_Select_removeReadExternal(&loop_, listening_fd_);
+    unlink(socket_path_.c_str());
+  }
+  for (const int fd : {listening_fd_, reserve_fd_, streams_[kFifos].in_fd, streams_[kFifos].out_fd}) {
+    if (fd >= 0) {
+      ::close(fd);
+    }
+  }
+}
+
+std::optional<Error> Operators::open_socket(const std::string& path) {
+  constexpr size_t kLongest = sizeof sockaddr_un::sun_path - 1;
+  const sockaddr_un address = address_of(path);
+  if (path.empty() || path.size() > kLongest) {
+    return Error{"console socket " + quote(path) + ": must be a path of 1 to " + std::to_string(kLongest) +
+                 " characters"};
+  }
+  if (auto error = make_room(path, address)) {
+    return error;
+  }
+  const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  if (fd < 0 || !bind_privately(fd, address)) {
+    const Error error{"console socket " + quote_path(path) + " cannot be made: " + reason()};
+    ::close(fd);
+    return error;
+  }
+  // phoned may change its directory before it comes to removing the socket.
+  std::error_code unused;
+  socket_path_ = std::filesystem::absolute(path, unused).string();
+  listening_fd_ = fd;
+  reserve_fd_ = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+  listen(fd, SOMAXCONN);
+  NUV_Select_setReadExternal(&loop_, fd, this, 0, on_operator);
+  return std::nullopt;
+}
+
+std::optional<Error> Operators::open_fifos(const std::string& in, const std::string& out) {
+  const auto in_fd = open_fifo(in);
+  if (!in_fd) {
+    return in_fd.error();
+  }
+  const auto out_fd = open_fifo(out);
+  if (!out_fd) {
+    ::close(*in_fd);
+    return out_fd.error();
+  }
+  listen_to(kFifos, *in_fd, *out_fd);
+  return std::nullopt;
+}
+
+void Operators::listen_to(uint32_t which, int in_fd, int out_fd) {
+  streams_[which] = {in_fd, out_fd};
+  NUV_Select_setReadExternal(&loop_, in_fd, this, which, on_stream);
+}
+
+// ---- Somebody connects ----
+
+int32_t Operators::on_operator(void* operators, int32_t listening_fd, uint32_t) {
+  auto& self = *static_cast<Operators*>(operators);
+  const int fd = accept4(listening_fd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+  if (fd < 0) {
+    if (errno == EMFILE || errno == ENFILE) {
+      self.refuse_without_descriptor();
+    }
+    return 0;
+  }
+  if (self.connections_.size() == kMaxConnections || fd >= FD_SETSIZE) {
+    self.say(fd, "too many operators: at most " + std::to_string(kMaxConnections) + " are heard at the same time");
+    ::close(fd);
+    return 0;
+  }
+  NUV_LOG_TRACE(trace::modules.console, "operator %d has come", fd);
+  self.connections_[fd] = {later(monotonic_now(), self.patience_)};
+  NUV_Select_setReadExternal(&self.loop_, fd, operators, 0, on_connection);
+  NUV_Select_updateTimeout(&self.loop_, self.idle_timer_, self.wait_for_deadline());
+  return 0;
+}
+
+// An operator who is not accepted keeps the socket ready, and the loop turning, for as long as he likes to wait.
+void Operators::refuse_without_descriptor() {
+  NUV_LOG_ERROR(trace::modules.console, "no descriptor for an operator to be had");
+  ::close(reserve_fd_);
+  const int fd = accept4(listening_fd_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+  if (fd >= 0) {
+    ::close(fd);
+  }
+  reserve_fd_ = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+}
+
+// ---- Somebody says something ----
+
+int32_t Operators::on_connection(void* operators, int32_t fd, uint32_t) {
+  auto& self = *static_cast<Operators*>(operators);
+  LineReader& reader = self.connections_[fd].reader;
+  switch (reader.read(fd)) {
+    case LineReader::Event::kNothing:
+      return 0;
+    case LineReader::Event::kLine:
+      self.handle(reader.line(), fd);
+      break;
+    case LineReader::Event::kTooLong:
+      self.say(fd, "the line is too long: at most " + std::to_string(LineReader::kLongestLine) + " bytes are taken");
+      break;
+    case LineReader::Event::kEnd:
+      NUV_LOG_TRACE(trace::modules.console, "operator %d has hung up", fd);
+      break;
+  }
+  self.end(fd);
+  return 0;
+}
+
+int32_t Operators::on_stream(void* stream_owner, int32_t, uint32_t which) {
+  auto& self = *static_cast<Operators*>(stream_owner);
+  Stream& stream = self.streams_[which];
+  switch (stream.reader.read(stream.in_fd)) {
+    case LineReader::Event::kNothing:
+      break;
+    case LineReader::Event::kLine:
+      self.handle(stream.reader.line(), stream.out_fd);
+      break;
+    case LineReader::Event::kTooLong:
+      self.say(stream.out_fd,
+               "the line is too long: at most " + std::to_string(LineReader::kLongestLine) + " bytes are taken");
+      break;
+    case LineReader::Event::kEnd:
+      NUV_LOG_INFO(trace::modules.console, "the console's input has ended");
+      NUV_Select_removeReadExternal(&self.loop_, stream.in_fd);
+      stream.in_fd = -1;
+      break;
+  }
+  return 0;
+}
+
+void Operators::handle(const std::string& line, int answer_fd) {
+  NUV_LOG_INFO(trace::modules.console, "line %s", quote_path(line).c_str());
+  commands_.handle(line, answer_fd);
+}
+
+void Operators::say(int fd, const std::string& why) const {
+  NUV_LOG_WARNING(trace::modules.console, "%s", why.c_str());
+  NUV_Console_output(fd, ("error: " + why + "\n").c_str());
+}
+
+// ---- Somebody says nothing ----
+
+// Runs when the loop has served its descriptors, so that the receivers of others may be removed. It may come too early,
+// when the clock has not moved between two turns.
+int32_t Operators::on_idle(void* operators, timeval* wait, uint32_t) {
+  auto& self = *static_cast<Operators*>(operators);
+  const timeval now = monotonic_now();
+  const auto is_overdue = [&now](const auto& entry) { return is_reached(entry.second.deadline, now); };
+  const auto next_overdue = [&] {
+    return std::find_if(self.connections_.begin(), self.connections_.end(), is_overdue);
+  };
+  for (auto it = next_overdue(); it != self.connections_.end(); it = next_overdue()) {
+    self.say(it->first, "no line within " + std::to_string(self.patience_.count()) + " s");
+    self.end(it->first);
+  }
+  *wait = self.wait_for_deadline();
+  return 1;
+}
+
+void Operators::end(int fd) {
+  drain(fd);
+  NUV_Select_removeReadExternal(&loop_, fd);
+  ::close(fd);
+  connections_.erase(fd);
+}
+
+timeval Operators::wait_for_deadline() const {
+  const timeval now = monotonic_now();
+  timeval first = later(now, kNobodyWaits);
+  for (const auto& [fd, connection] : connections_) {
+    if (NUV_timeval_cmp(&connection.deadline, &first) < 0) {
+      first = connection.deadline;
+    }
+  }
+  return wait_until(first, now);
+}
+
+}  // namespace phoned

@@ -1,0 +1,58 @@
+#include "phoned/trace.h"
+
+#include <arpa/inet.h>
+#include <unistd.h>
+
+#include "phoned/text.h"
+
+namespace phoned::trace {
+
+namespace {
+
+constexpr char kIdent[] = "phoned";
+
+constexpr uint32_t kOut = 0;
+constexpr uint32_t kIn = 1;
+
+// A message as far as one line of the log is the better for it, without what would break that line.
+std::string shown(std::string_view text) {
+  constexpr size_t kLongest = 100;
+  return printable(text.substr(0, kLongest));
+}
+
+std::string path_to_read(const std::optional<std::string>& init_file) {
+  if (init_file) {
+    return *init_file;
+  }
+  return access(kDefaultInitFile, F_OK) == 0 ? kDefaultInitFile : "";
+}
+
+}  // namespace
+
+Modules modules;
+
+void open(const std::optional<std::string>& init_file) {
+  NUV_Sysloglevel_construct2(path_to_read(init_file).c_str(), kIdent);
+  modules.phoned = NUV_Sysloglevel_registerModul("Phoned");
+  modules.line = NUV_Sysloglevel_registerModul("Line");
+  modules.dial_plan = NUV_Sysloglevel_registerModul("DialPlan");
+  modules.console = NUV_Sysloglevel_registerModul("Console");
+}
+
+void received(const sockaddr_in& card, uint16_t port) {
+  NUV_LOG_TRACEMF(modules.line, "card", ntohs(card.sin_port), "datagram", "channel", port, kIn);
+}
+
+void taken(uint16_t port, std::string_view event) {
+  NUV_LOG_TRACEMF(modules.line, "channel", port, shown(event).c_str(), "dial layer", 0, kIn);
+}
+
+void answered(uint16_t port, std::string_view answer) {
+  NUV_LOG_TRACEMF(modules.line, "dial layer", 0, shown(answer).c_str(), "channel", port, kOut);
+}
+
+void sent(const sockaddr_in& card, uint16_t port, std::string_view answer) {
+  NUV_LOG_TRACEMF(modules.line, "channel", port, shown(answer).c_str(), "card", ntohs(card.sin_port), kOut);
+}
+
+}  // namespace phoned::trace

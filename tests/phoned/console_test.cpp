@@ -1,0 +1,624 @@
+// phoned's operators from outside: the console's socket, its FIFOs and its standard input, and the traces.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <vector>
+
+#include "program.h"
+#include "udp_socket.h"
+
+namespace {
+
+using support::Program;
+using support::TemporaryFile;
+using support::UdpSocket;
+
+constexpr char kPlan[] = "110|11T|118xx|0x.T";
+
+// A directory that goes with its owner and all that is in it.
+class TemporaryDirectory {
+ public:
+  TemporaryDirectory() {
+    if (mkdtemp(path_.data()) == nullptr) {
+      throw std::runtime_error("no temporary directory");
+    }
+  }
+  ~TemporaryDirectory() { std::filesystem::remove_all(path_); }
+  TemporaryDirectory(const TemporaryDirectory&) = delete;
+  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+
+  std::string file(const std::string& name) const { return path_ + "/" + name; }
+
+ private:
+  std::string path_ = "/tmp/phoned_console.XXXXXX";
+};
+
+class Phoned : public Program {
+ public:
+  explicit Phoned(Arguments arguments, const std::string& input = "")
+      : Program(PHONED, complete(std::move(arguments)), input) {}
+
+  uint16_t port() const {
+    constexpr char kListening[] = "phoned: listening on port ";
+    if (!says(kListening)) {
+      return 0;
+    }
+    const std::string text = out();
+    return static_cast<uint16_t>(std::stoul(text.substr(text.find(kListening) + sizeof kListening - 1)));
+  }
+
+ private:
+  static Arguments complete(Arguments arguments) {
+    arguments.insert(arguments.begin(), {"--foreground", "--port", "0", "--map", kPlan});
+    return arguments;
+  }
+};
+
+// One connection to the console, without anything of phonectl.
+class Operator {
+ public:
+  explicit Operator(const std::string& path) : fd_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    if (connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+      throw std::runtime_error("no connection to " + path);
+    }
+  }
+  ~Operator() { hang_up(); }
+  Operator(const Operator&) = delete;
+  Operator& operator=(const Operator&) = delete;
+
+  void say(const std::string& text) const { send(fd_, text.data(), text.size(), MSG_NOSIGNAL); }
+
+  // What phoned says until it hangs up; "(nothing)" if it does not hang up in time.
+  std::string answer() const {
+    std::string text;
+    char buffer[4096];
+    for (;;) {
+      pollfd state = {fd_, POLLIN, 0};
+      if (poll(&state, 1, Program::kPatienceSeconds * 1000) <= 0) {
+        return "(nothing)";
+      }
+      const ssize_t count = recv(fd_, buffer, sizeof buffer, 0);
+      if (count <= 0) {
+        return text;
+      }
+      text.append(buffer, static_cast<size_t>(count));
+    }
+  }
+
+  std::string ask(const std::string& line) const {
+    say(line + "\n");
+    return answer();
+  }
+
+  void hang_up() {
+    close(fd_);
+    fd_ = -1;
+  }
+
+ private:
+  int fd_;
+};
+
+class ConsoleTest : public ::testing::Test {
+ protected:
+  std::string ask(const std::string& line) const { return Operator(socket_).ask(line); }
+
+  // A call that is decided: the sign that phoned does what it is there for.
+  void expect_a_call() {
+    EXPECT_EQ(card_.ask("9 onhook"), "9 idle");
+    EXPECT_EQ(card_.ask("9 offhook"), "9 ready");
+    EXPECT_EQ(card_.ask("9 dial 110"), "9 complete 110 110");
+    EXPECT_EQ(card_.ask("9 onhook"), "9 idle");
+  }
+
+  size_t descriptors() const {
+    const auto entries = std::filesystem::directory_iterator("/proc/" + std::to_string(phoned_.pid()) + "/fd");
+    return static_cast<size_t>(std::distance(begin(entries), end(entries)));
+  }
+
+  TemporaryDirectory directory_;
+  std::string socket_ = directory_.file("console");
+  Phoned phoned_{{"--console", socket_, "--interdigit", "60000"}};
+  UdpSocket card_{phoned_.port()};
+};
+
+// ---- the commands ----
+
+TEST_F(ConsoleTest, AnswersEveryCommand) {
+  const struct {
+    const char* line;
+    const char* answer;
+  } kCases[] = {
+      {"mem", "0 blocks of 0 bytes in use, 0 bytes at most, 0 allocations\n"},
+      {"lines", "all lines are on the hook\n"},
+      {"map", "110\n11T\n118xx\n0x.T\n"},
+      {"check 110", "complete 110 110\n"},
+      {"check 1107", "complete 110 110\n"},
+      {"check 11", "more 11, or after the inter-digit time complete 11 11T\n"},
+      {"check 118", "more 118, or after the inter-digit time reject 118\n"},
+      {"check 12", "reject 12\n"},
+      {"mac 00:11:22:33:44:55 2", "00:11:22:33:44:57\n"},
+      {"mac 0:1:2:3:4:ff 1", "00:01:02:03:05:00\n"},
+      {"mac ff:ff:ff:ff:ff:ff 1", "00:00:00:00:00:00, beyond the last address\n"},
+      {"bandwidth 40 0 8.0 20 1.0 160", "10000 bytes/s\n"},
+      {"bandwidth 40 1 8 20 1 160", "13250 bytes/s\n"},
+      {"run echo one two", "one two\nstatus 0\n"},
+      {"run \"echo one; exit 7\"", "one\nstatus 7\n"},
+      {"run printf x", "x\nstatus 0\n"},
+      {"run exit 1", "status 1, or ended by its time limit of 2 s\n"},
+      {"run exec sleep 60", "status 1, or ended by its time limit of 2 s\n"},
+      {"run \"sleep 30 & echo gone\"", "error: what the command has started goes on writing, and is not waited for\n"},
+      {"", ""},
+      {"   ", ""},
+      {"help", ""},
+      {"tr changeall 113", "tr: see phoned's standard output\n"},
+  };
+  for (const auto& row : kCases) {
+    EXPECT_EQ(ask(row.line), row.answer) << row.line;
+  }
+  EXPECT_EQ(ask("lines\r"), "all lines are on the hook\n");
+  EXPECT_TRUE(phoned_.says("help\ntr\nlines\nmap\ncheck\nmem\nrun\nmac\nbandwidth\ncert\nstop\n"));
+  EXPECT_TRUE(phoned_.says("Tracelevel is changed for all moduls\n"));
+  EXPECT_EQ(phoned_.err(), "");
+}
+
+TEST_F(ConsoleTest, RefusesWhatItCannotUse) {
+  const std::string digits = "must be 1 to 32 of the digits 0-9, A-D, # and *\n";
+  const std::string mac = "must be a MAC address, such as 00:11:22:33:44:55\n";
+  const struct {
+    std::string line;
+    std::string answer;
+  } kCases[] = {
+      {"dance", "command not found\n"},
+      {"lines \"now", "syntax error\n"},
+      {"check", "error: must be 'check DIGITS'\n"},
+      {"check 1 2", "error: must be 'check DIGITS'\n"},
+      {"check \"\"", "error: '': " + digits},
+      {"check 11x", "error: '11x': " + digits},
+      {"check " + std::string(33, '0'), "error: '" + std::string(33, '0') + "': " + digits},
+      {"run", "error: must be 'run COMMAND'\n"},
+      {"mac", "error: must be 'mac BASE OFFSET'\n"},
+      {"mac 00:11:22:33:44 1", "error: '00:11:22:33:44': " + mac},
+      {"mac 00:11:22:33:44:55:66 1", "error: '00:11:22:33:44:55:66': " + mac},
+      {"mac 00:11:22:33:44:555 1", "error: '00:11:22:33:44:555': " + mac},
+      {"mac 00:11:22:33:44:5g 1", "error: '00:11:22:33:44:5g': " + mac},
+      {"mac 00:11:22:33:44:55 -1", "error: '-1': must be a number from 0 to 4294967295\n"},
+      {"mac 00:11:22:33:44:55 4294967296", "error: '4294967296': must be a number from 0 to 4294967295\n"},
+      {"bandwidth 40 0 8", "error: must be 'bandwidth OVERHEAD ATM BITS PTIME FACTOR COUNT'\n"},
+      {"bandwidth 65536 0 8 20 1 160", "error: '65536': must be the bytes of headers in a packet, 0 to 65535\n"},
+      {"bandwidth 40 2 8 20 1 160", "error: '2': must be 1 for ATM cells, or 0\n"},
+      {"bandwidth 40 0 nan 20 1 160", "error: 'nan': must be the bits of a sample, 0 to 1000000\n"},
+      {"bandwidth 40 0 8 0 1 160", "error: '0': must be the milliseconds in a packet, 1 to 65535\n"},
+      {"bandwidth 40 0 8 20 inf 160", "error: 'inf': must be a factor, 0 to 1000000\n"},
+      {"bandwidth 40 0 8 20 1 some", "error: 'some': must be the samples in a packet, 0 to 65535\n"},
+      {"cert", "error: must be 'cert FILE NEEDLE'\n"},
+      {"cert /nonexistent CN=a", "error: certificate '/nonexistent' cannot be read: No such file or directory\n"},
+      {"cert /dev/zero CN=a", "error: certificate '/dev/zero' cannot be read: is not a regular file\n"},
+  };
+  for (const auto& row : kCases) {
+    EXPECT_EQ(ask(row.line), row.answer) << row.line;
+  }
+  expect_a_call();
+}
+
+TEST_F(ConsoleTest, ShowsTheLinesThatAreOffTheHook) {
+  card_.ask("3 offhook");
+  card_.ask("4 offhook");
+  card_.ask("4 dial 01");
+  card_.ask("255 offhook");
+  card_.ask("255 dial 110");
+  const std::string answer = ask("lines");
+  EXPECT_TRUE(answer.starts_with("3 collecting\n4 collecting 01, ")) << answer;
+  EXPECT_TRUE(answer.ends_with(" ms left\n255 decided 110\n")) << answer;
+  card_.ask("4 onhook");
+  EXPECT_EQ(ask("lines"), "3 collecting\n255 decided 110\n");
+}
+
+TEST_F(ConsoleTest, ShowsAllLinesAtOnce) {
+  std::string expected;
+  for (int line = 0; line < 256; ++line) {
+    card_.ask(std::to_string(line) + " offhook");
+    card_.ask(std::to_string(line) + " dial 110");
+    expected += std::to_string(line) + " decided 110\n";
+  }
+  EXPECT_EQ(ask("lines"), expected);
+}
+
+TEST_F(ConsoleTest, MatchesTheSubjectOfACertificate) {
+  const std::string file = directory_.file("cert.pem");
+  Program openssl("/usr/bin/openssl",
+                  {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj",
+                   "/C=DE/O=Foo, Bar/CN=acs.example.net", "-keyout", directory_.file("key.pem"), "-out", file});
+  if (openssl.exit_status() != 0) {
+    GTEST_SKIP() << "no openssl program to make a certificate with";
+  }
+  const TemporaryFile no_certificate("hello\n");
+  const struct {
+    std::string line;
+    std::string answer;
+  } kCases[] = {
+      {file + " CN=acs.example.net", "the subject matches\n"},
+      {file + " \"CN=acs.example.net, C=DE\"", "the subject matches\n"},
+      {file + " *", "the subject matches\n"},
+      {file + " CN=acs.example.org", "the subject does not match\n"},
+      {file + " \"CN=acs.example.net, C=FR\"", "the subject does not match\n"},
+      {file + " \"\"", "error: needle '' is empty, or an item of it: must be such as 'CN=acs.example.net, C=DE'\n"},
+      {file + " CN", "error: needle 'CN' is not well-formed: must be such as 'CN=acs.example.net, C=DE'\n"},
+      {no_certificate.path() + " *",
+       "error: '" + no_certificate.path() + "' holds no certificate: must be a PEM file\n"},
+  };
+  for (const auto& row : kCases) {
+    EXPECT_EQ(ask("cert " + row.line), row.answer) << row.line;
+  }
+}
+
+TEST_F(ConsoleTest, StopEndsPhonedAndTakesTheSocketAway) {
+  EXPECT_EQ(ask("stop"), "phoned ends\n");
+  EXPECT_EQ(phoned_.exit_status(), 0);
+  EXPECT_TRUE(phoned_.out().ends_with("phoned: farewell\n"));
+  EXPECT_FALSE(std::filesystem::exists(socket_));
+}
+
+// ---- traces ----
+
+TEST_F(ConsoleTest, ChangedMaskShowsInTheNextCall) {
+  ask("tr console");
+  expect_a_call();
+  EXPECT_TRUE(phoned_.says(":info:Line   line 9: 110 is complete by 110\n"));
+  EXPECT_EQ(phoned_.out().find("trace:Line"), std::string::npos) << "the mask of a new module";
+  ask("tr change Line 1023");
+  EXPECT_TRUE(phoned_.says("The tracelevel of modul Line is changed to 1023 \n"));
+  ask("tr change DialPlan 4");
+  expect_a_call();
+  const std::string card = std::to_string(card_.port());
+  const std::string port = std::to_string(phoned_.port());
+  for (const std::string& line : {std::string(":trace:Line   event '9 dial 110'\n"),
+                                  ":tracemf: card:" + card + " -->datagram--> channel:" + port + "  RX\n",
+                                  ":tracemf: channel:" + port + " -->9 dial 110--> dial layer:0  RX\n",
+                                  ":tracemf: dial layer:0 -->9 complete 110 110--> channel:" + port + "  TX\n",
+                                  ":tracemf: channel:" + port + " -->9 complete 110 110--> card:" + card + "  TX\n"}) {
+    EXPECT_TRUE(phoned_.says(line)) << line << phoned_.out();
+  }
+  EXPECT_NE(phoned_.out().find("   digits 110: complete by 110\n"), std::string::npos);
+  ask("tr change Line 0");
+  ask("tr change DialPlan 0");
+  const size_t before = phoned_.out().size();
+  expect_a_call();
+  EXPECT_EQ(phoned_.out().substr(before).find(":Line "), std::string::npos);
+}
+
+TEST_F(ConsoleTest, TellsWhichModulesThereAre) {
+  ask("tr show");
+  EXPECT_TRUE(
+      phoned_.says("handle  0 : TraceLevel  level : 113  ( Info Warning Error GuiOutput)\n"
+                   "handle  1 : Phoned      level : 113  ( Info Warning Error GuiOutput)\n"
+                   "handle  2 : Line        level : 113  ( Info Warning Error GuiOutput)\n"
+                   "handle  3 : DialPlan    level : 113  ( Info Warning Error GuiOutput)\n"
+                   "handle  4 : Console     level : 113  ( Info Warning Error GuiOutput)\n"));
+}
+
+TEST_F(ConsoleTest, SavedMasksAreBackAfterARestart) {
+  const std::string ini = directory_.file("phoned.ini");
+  ask("tr change Line 1023");
+  ask("tr save " + ini);
+  EXPECT_TRUE(phoned_.says("Actual tracelevel is saved in file " + ini + "\n"));
+  EXPECT_EQ(TemporaryFile::content_of(ini),
+            "[TraceLevelInit Version]\n1\n\n[Level]\n0;\"TraceLevel\";113\n1;\"Phoned\";113\n2;\"Line\";1023\n"
+            "3;\"DialPlan\";113\n4;\"Console\";113\n\n");
+  ask("tr changeall 0");
+  ask("tr restore " + ini);
+  ask("tr show");
+  EXPECT_TRUE(phoned_.says(": Line        level : 1023 "));
+
+  const std::string socket = directory_.file("second");
+  const Phoned second({"--console", socket, "--ini", ini});
+  EXPECT_NE(second.port(), 0);
+  Operator(socket).ask("tr show");
+  EXPECT_TRUE(second.says("handle  2 : Line        level : 1023 "));
+}
+
+TEST_F(ConsoleTest, TellsThatAFullDiskKeepsNoMasks) {
+  ask("tr save /dev/full");
+  EXPECT_TRUE(phoned_.says("File /dev/full is not updated\n"));
+  expect_a_call();
+}
+
+// The library would wait in opening it.
+TEST_F(ConsoleTest, RefusesAFifoAsInitFile) {
+  const std::string fifo = directory_.file("fifo");
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  EXPECT_EQ(ask("tr save " + fifo), "error: '" + fifo + "' is not a regular file\n");
+  EXPECT_EQ(ask("tr restore " + fifo), "error: '" + fifo + "' is not a regular file\n");
+  expect_a_call();
+}
+
+TEST(ConsoleIniFile, NamedOneThatIsMissingIsWorthALine) {
+  const Phoned named({"--ini", "/nonexistent/phoned.ini"});
+  EXPECT_TRUE(named.says("The given Init-File (/nonexistent/phoned.ini) of TraceLevel could not open."));
+  EXPECT_NE(named.port(), 0);
+  const Phoned unnamed({});
+  EXPECT_NE(unnamed.port(), 0);
+  if (!std::filesystem::exists("/flash/phoned.ini")) {
+    EXPECT_EQ(unnamed.out().find("could not open"), std::string::npos);
+  }
+}
+
+// ---- operators who are no good ----
+
+TEST_F(ConsoleTest, NobodyKeepsPhonedFromDecidingCalls) {
+  ask("lines");
+  const size_t before = descriptors();
+  {
+    const Operator silent(socket_);
+    const Operator slow(socket_);
+    slow.say("lin");
+    expect_a_call();
+    Operator gone(socket_);
+    gone.say("tr chan");
+    gone.hang_up();
+    expect_a_call();
+    Operator uninterested(socket_);
+    uninterested.say("map\n");
+    uninterested.hang_up();
+    expect_a_call();
+    const Operator deaf(socket_);
+    deaf.say("lines\n");
+    const Operator busy(socket_);
+    busy.say("run exec sleep 60\n");
+    expect_a_call();
+    EXPECT_EQ(ask("check 110"), "complete 110 110\n") << "while others are connected";
+    slow.say("es\n");
+    EXPECT_EQ(slow.answer(), "all lines are on the hook\n");
+    EXPECT_EQ(deaf.answer(), "all lines are on the hook\n");
+    EXPECT_EQ(busy.answer(), "status 1, or ended by its time limit of 2 s\n");
+  }
+  EXPECT_EQ(ask("lines"), "all lines are on the hook\n");
+  EXPECT_EQ(descriptors(), before);
+}
+
+TEST_F(ConsoleTest, LongLineGetsOneErrorLine) {
+  const std::string too_long = "error: the line is too long: at most 255 bytes are taken\n";
+  EXPECT_EQ(ask("check " + std::string(249, '1')),
+            "error: '" + std::string(40, '1') + "...': must be 1 to 32 of the digits 0-9, A-D, # and *\n")
+      << "255 bytes are taken";
+  EXPECT_EQ(ask("check " + std::string(250, '1')), too_long);
+  EXPECT_EQ(ask(std::string(10000, 'x')), too_long);
+  const Operator endless(socket_);
+  endless.say(std::string(10000, 'x'));
+  EXPECT_EQ(endless.answer(), too_long) << "without a line end";
+  expect_a_call();
+}
+
+TEST_F(ConsoleTest, TakesOneLineForAConnection) {
+  EXPECT_EQ(Operator(socket_).ask("check 110\ncheck 12"), "complete 110 110\n");
+  EXPECT_EQ(Operator(socket_).ask(std::string("map\0 map", 8)), "110\n11T\n118xx\n0x.T\n");
+  expect_a_call();
+}
+
+TEST_F(ConsoleTest, HearsSoManyOperatorsAndNoMore) {
+  std::vector<std::unique_ptr<Operator>> operators;
+  for (int i = 0; i < 8; ++i) {
+    operators.push_back(std::make_unique<Operator>(socket_));
+  }
+  EXPECT_EQ(Operator(socket_).answer(), "error: too many operators: at most 8 are heard at the same time\n");
+  expect_a_call();
+  for (const auto& each : operators) {
+    EXPECT_EQ(each->ask("check 12"), "reject 12\n");
+  }
+  EXPECT_EQ(ask("check 12"), "reject 12\n");
+}
+
+TEST_F(ConsoleTest, RunsSoManyCommandsAtATime) {
+  std::vector<std::unique_ptr<Operator>> operators;
+  for (int i = 0; i < 4; ++i) {
+    operators.push_back(std::make_unique<Operator>(socket_));
+    operators.back()->say("run exec sleep 60\n");
+  }
+  EXPECT_EQ(ask("run true"), "error: 4 commands are running already: wait for the end of one\n");
+  expect_a_call();
+  for (const auto& each : operators) {
+    EXPECT_EQ(each->answer(), "status 1, or ended by its time limit of 2 s\n");
+  }
+}
+
+TEST_F(ConsoleTest, LosesNoDescriptorAndNoChild) {
+  ask("lines");
+  const size_t before = descriptors();
+  for (int i = 0; i < 200; ++i) {
+    Operator(socket_).say("li");
+    Operator(socket_).say("map\n");
+    EXPECT_EQ(ask("check 12"), "reject 12\n");
+    if (i % 20 == 0) {
+      EXPECT_EQ(ask("run true"), "status 0\n");
+    }
+  }
+  EXPECT_EQ(ask("lines"), "all lines are on the hook\n");
+  EXPECT_EQ(descriptors(), before);
+  const std::string pid = std::to_string(phoned_.pid());
+  EXPECT_EQ(TemporaryFile::content_of("/proc/" + pid + "/task/" + pid + "/children"), "");
+}
+
+TEST(ConsoleTimeout, HangsUpOnWhoeverSaysNothing) {
+  const TemporaryDirectory directory;
+  const std::string socket = directory.file("console");
+  const Phoned phoned({"--console", socket, "--console-timeout", "1"});
+  UdpSocket card(phoned.port());
+  const Operator silent(socket);
+  const Operator slow(socket);
+  slow.say("line");
+  EXPECT_EQ(card.ask("9 offhook"), "9 ready");
+  EXPECT_EQ(silent.answer(), "error: no line within 1 s\n");
+  EXPECT_EQ(slow.answer(), "error: no line within 1 s\n");
+  EXPECT_EQ(card.ask("9 dial 110"), "9 complete 110 110");
+  EXPECT_EQ(Operator(socket).ask("lines"), "9 decided 110\n");
+}
+
+// ---- the socket ----
+
+TEST(ConsoleSocket, StaleOneIsReplacedAndALiveOneRefused) {
+  const TemporaryDirectory directory;
+  const std::string socket = directory.file("console");
+  {
+    const Phoned killed({"--console", socket});
+    EXPECT_NE(killed.port(), 0);
+  }
+  ASSERT_TRUE(std::filesystem::exists(socket)) << "nobody cleans up after a SIGKILL";
+  const Phoned first({"--console", socket});
+  ASSERT_NE(first.port(), 0);
+  EXPECT_EQ(Operator(socket).ask("check 12"), "reject 12\n");
+  struct stat status = {};
+  ASSERT_EQ(stat(socket.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0600U);
+
+  Phoned second({"--console", socket});
+  EXPECT_EQ(second.exit_status(), 1);
+  EXPECT_EQ(second.err(), "phoned: console socket '" + socket + "' is in use: another process listens there\n");
+  EXPECT_EQ(Operator(socket).ask("check 12"), "reject 12\n") << "the first one's socket is still there";
+}
+
+TEST(ConsoleSocket, RefusesPathsThatAreNone) {
+  const TemporaryFile file("keep me");
+  const std::string too_long = "/tmp/" + std::string(103, 'x');
+  const struct {
+    Program::Arguments arguments;
+    int status;
+    std::string complaint;
+  } kCases[] = {
+      {{"--console", file.path()},
+       1,
+       "console socket '" + file.path() + "' cannot be made: there is a file that is no socket\n"},
+      {{"--console", "/nonexistent/console"},
+       1,
+       "console socket '/nonexistent/console' cannot be made: No such file or directory\n"},
+      {{"--console", too_long},
+       1,
+       "console socket '" + too_long.substr(0, 40) + "...': must be a path of 1 to 107 characters\n"},
+      {{"--console", ""}, 1, "console socket '': must be a path of 1 to 107 characters\n"},
+      {{"--fifo", "a"}, 2, "--fifo and --fifo-out go together: name two FIFOs\n"},
+      {{"--fifo", "a", "--fifo-out", "a"}, 2, "--fifo and --fifo-out are both 'a': name two FIFOs\n"},
+      {{"--fifo", file.path(), "--fifo-out", "/tmp/b"}, 1, "'" + file.path() + "' is no FIFO\n"},
+      {{"--fifo", "/nonexistent/in", "--fifo-out", "/tmp/b"},
+       1,
+       "FIFO '/nonexistent/in' cannot be made: No such file or directory\n"},
+      {{"--console-timeout", "0"}, 2, "--console-timeout '0': must be a number from 1 to 3600\n"},
+  };
+  for (const auto& row : kCases) {
+    Phoned phoned(row.arguments);
+    EXPECT_EQ(phoned.exit_status(), row.status) << row.complaint;
+    EXPECT_EQ(phoned.err(), "phoned: " + row.complaint);
+  }
+  EXPECT_EQ(file.content(), "keep me");
+}
+
+// ---- FIFOs and standard input ----
+
+// Reads until the text is there.
+bool gives(int fd, const std::string& text) {
+  std::string got;
+  for (pollfd state = {fd, POLLIN, 0}; poll(&state, 1, Program::kPatienceSeconds * 1000) > 0;) {
+    char buffer[4096];
+    const ssize_t count = read(fd, buffer, sizeof buffer);
+    got.append(buffer, static_cast<size_t>(std::max<ssize_t>(count, 0)));
+    if (count <= 0 || got.find(text) != std::string::npos) {
+      return count > 0;
+    }
+  }
+  return false;
+}
+
+void write_once(const std::string& path, const std::string& text) {
+  const int fd = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+  EXPECT_EQ(write(fd, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+  close(fd);
+}
+
+TEST(ConsoleFifo, HearsOneOperatorAfterTheOther) {
+  const TemporaryDirectory directory;
+  const std::string in = directory.file("in");
+  const std::string out = directory.file("out");
+  Phoned phoned({"--fifo", in, "--fifo-out", out});
+  UdpSocket card(phoned.port());
+  const int answers = open(out.c_str(), O_RDONLY | O_CLOEXEC);
+  write_once(in, "check 110\ncheck 12\n");
+  EXPECT_TRUE(gives(answers, "complete 110 110\nreject 12\n"));
+  EXPECT_EQ(card.ask("9 offhook"), "9 ready");
+  write_once(in, "chec");
+  EXPECT_EQ(card.ask("9 dial 110"), "9 complete 110 110");
+  write_once(in, "k 0\n" + std::string(10000, 'x') + "\nlines\n");
+  EXPECT_TRUE(gives(answers,
+                    "more 0, or after the inter-digit time complete 0 0x.T\n"
+                    "error: the line is too long: at most 255 bytes are taken\n9 decided 110\n"));
+  close(answers);
+  write_once(in, "tr console\n");
+  for (int i = 0; i < 1000; ++i) {
+    write_once(in, "dance with me\nmap\nmap\nmap\nmap\nmap\nmap\n");  // and nobody reads the answers
+  }
+  EXPECT_EQ(card.ask("9 onhook"), "9 idle");
+  write_once(in, "stop\n");
+  EXPECT_EQ(phoned.exit_status(), 0);
+}
+
+TEST(ConsoleStandardInput, AnswersOnStandardOutputAndOutlivesItsEnd) {
+  Phoned phoned({"--stdin"}, "check 110\n" + std::string(10000, 'x') + "\ndance\ntr change Line 7\ncheck 12");
+  EXPECT_TRUE(
+      phoned.says("complete 110 110\nerror: the line is too long: at most 255 bytes are taken\n"
+                  "command not found\nThe tracelevel of modul Line is changed to 7 \n"
+                  "tr: see phoned's standard output\n"));
+  UdpSocket card(phoned.port());
+  EXPECT_EQ(card.ask("9 offhook"), "9 ready");
+  phoned.signal(SIGTERM);
+  EXPECT_EQ(phoned.exit_status(), 0);
+  EXPECT_EQ(phoned.out().find("reject 12"), std::string::npos) << "half a line is none";
+}
+
+// ---- phonectl ----
+
+TEST_F(ConsoleTest, PhonectlSaysALineAndShowsTheAnswer) {
+  const struct {
+    Program::Arguments words;
+    int status;
+    std::string out;
+    std::string err;
+  } kCases[] = {
+      {{socket_, "check 110"}, 0, "complete 110 110\n", ""},
+      {{socket_, "check", "12"}, 0, "reject 12\n", ""},
+      {{socket_, "map"}, 0, "110\n11T\n118xx\n0x.T\n", ""},
+      {{socket_, "tr change Line 1023"}, 0, "tr: see phoned's standard output\n", ""},
+      {{socket_, "run printf '\\033[2J'"}, 0, "?[2J\nstatus 0\n", ""},
+      {{socket_, "dance"}, 1, "command not found\n", ""},
+      {{socket_, "check"}, 1, "error: must be 'check DIGITS'\n", ""},
+      {{socket_, std::string(300, 'x')}, 1, "error: the line is too long: at most 255 bytes are taken\n", ""},
+      {{socket_ + "x", "map"}, 1, "", "phonectl: no console at '" + socket_ + "x': No such file or directory\n"},
+      {{socket_, "map\nmap"}, 2, "", "phonectl: 'map?map': must be one line\n"},
+      {{socket_},
+       2,
+       "",
+       "phonectl: 'console' wants the path of a socket and a line, such as 'console "
+       "/run/phoned.console lines'\n"},
+  };
+  for (const auto& row : kCases) {
+    Program::Arguments arguments = {"console"};
+    arguments.insert(arguments.end(), row.words.begin(), row.words.end());
+    Program phonectl(PHONECTL, arguments);
+    EXPECT_EQ(phonectl.exit_status(), row.status) << row.words.back();
+    EXPECT_EQ(phonectl.out(), row.out);
+    EXPECT_EQ(phonectl.err(), row.err);
+  }
+  EXPECT_TRUE(phoned_.says("The tracelevel of modul Line is changed to 1023 \n"));
+}
+
+}  // namespace

@@ -1,0 +1,42 @@
+#!/bin/sh
+# Runs phoned with a real system log daemon, both in a private world of mounts and processes, of which this script is
+# the first process: with its end, all of them end.
+#
+#     system_log.sh DIRECTORY RSYSLOGD PHONED OPTION...
+#
+# Prints phoned's process id and its output, and ends after phoned, when what phoned said last is in DIRECTORY/log.
+set -eu
+directory=$1
+rsyslogd=$2
+shift 2
+
+mkdir "$directory/dev"
+for device in null zero random urandom; do
+  : >"$directory/dev/$device"
+  mount --bind "/dev/$device" "$directory/dev/$device"
+done
+mount --rbind "$directory/dev" /dev
+
+cat >"$directory/rsyslog.conf" <<END
+global(workDirectory="$directory")
+module(load="imuxsock" SysSock.Name="/dev/log" SysSock.RateLimit.Interval="0")
+template(name="line" type="string" string="%syslogfacility-text%.%syslogseverity-text% %syslogtag%%msg%\n")
+action(type="omfile" file="$directory/log" template="line")
+END
+"$rsyslogd" -n -f "$directory/rsyslog.conf" -i "$directory/rsyslogd.pid" >&2 &
+
+# Ten seconds for each of the two.
+await() {
+  tries=0
+  until "$@"; do
+    tries=$((tries + 1))
+    [ "$tries" -le 100 ] || exit 1
+    sleep 0.1
+  done
+}
+
+await test -S /dev/log
+"$@" &
+echo "phoned's id is $!."
+wait $!
+await grep -q farewell "$directory/log"
