@@ -20,3 +20,8 @@ if(USERLIB_SANITIZE)
 elseif(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
   target_compile_options(userlib_options INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
 endif()
+
+if(USERLIB_COVERAGE)
+  target_compile_options(userlib_options INTERFACE --coverage -fprofile-update=atomic)
+  target_link_options(userlib_options INTERFACE --coverage)
+endif()

@@ -10,8 +10,8 @@
 //
 // Operators who talk to phoned meanwhile are heard in operators.h, and what they may say is done in commands.h.
 //
-// A reactor calls these functions, and everything happens in one thread. What they work on stands behind them: the
-// channel (channel.h), the dial layer (dial_layer.h) with its lines (lines.h) and its plan (dial_plan.h).
+// A reactor calls these functions, and everything happens in one thread. The work is done behind them: by the channel
+// (channel.h), and by the dial layer (dial_layer.h) with its lines (lines.h) and its plan (dial_plan.h).
 #include <cinttypes>
 #include <csignal>
 #include <cstdio>
@@ -74,8 +74,8 @@ void complain(const std::string& why) {
 
 void tell_counts(Daemon& daemon) {
   const Statistics& counts = daemon.dial_layer.statistics();
-  std::printf("phoned: %" PRIu64 " datagrams, %" PRIu64 " numbers complete, %" PRIu64 " rejected, %" PRIu64
-              " decided by time, %" PRIu64 " errors\n",
+  std::printf("phoned: datagrams %" PRIu64 ", complete %" PRIu64 ", rejected %" PRIu64 ", by time %" PRIu64
+              ", errors %" PRIu64 "\n",
               counts.datagrams, counts.complete, counts.rejected, counts.timeouts, counts.errors);
   daemon.told_counts = counts;
 }

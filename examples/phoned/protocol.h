@@ -11,8 +11,9 @@
 //                  "<line> idle"                           on the hook
 //                  "error <why>"                           no such event, or not now: nothing has changed
 //
-// Lines are numbered from 0 to 255, digits are 0-9, A-D, # and *. Every datagram gets one answer. When the inter-digit
-// time of a line runs out, one more comes by itself: "complete" or "reject".
+// Lines are numbered from 0 to 255, digits are 0-9, A-D, # and *. Every datagram gets one answer. "dial" is answered
+// for its digits up to the one that decides; those behind it are dropped. When the inter-digit time of a line runs out,
+// one more answer comes by itself, "complete" or "reject", to whoever has dialled on the line last.
 #ifndef EXAMPLES_PHONED_PROTOCOL_H
 #define EXAMPLES_PHONED_PROTOCOL_H
 

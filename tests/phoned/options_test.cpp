@@ -72,8 +72,10 @@ TEST(PhonedOptions, HelpAndVersion) {
   EXPECT_EQ(phoned::parse_options(Words{"--version"})->action, phoned::Options::Action::kShowVersion);
   const std::string help = phoned::help_text();
   EXPECT_EQ(help.find('%'), std::string::npos);
-  for (const char* word : {"--port N            UDP port, 0 to 65535 (7070)", "the dial plan (110 | 112 | 1[2-9]x"}) {
-    EXPECT_NE(help.find(word), std::string::npos) << word;
+  for (const char* words : {"\n  --foreground ", "\n  --port N            UDP port, 0 to 65535 (7070)",
+                            "\n  --map-file FILE ", "\n  --map TEXT          the dial plan (110 | 112 | 1[2-9]x",
+                            "\n  --interdigit MS ", "\n  --statistics S ", "\n  --help, --version "}) {
+    EXPECT_NE(help.find(words), std::string::npos) << words;
   }
 }
 
@@ -141,7 +143,11 @@ TEST(PhonectlOptions, EveryWordBehindTheCommandBelongsToIt) {
 TEST(PhonectlOptions, HelpAndVersion) {
   EXPECT_EQ(phonectl::parse_options(Words{"--help"})->action, phonectl::Options::Action::kShowHelp);
   EXPECT_EQ(phonectl::parse_options(Words{"--version", "dance"})->action, phonectl::Options::Action::kShowVersion);
-  EXPECT_NE(phonectl::help_text().find("1 to 65535 (7070)"), std::string::npos);
+  const std::string help = phonectl::help_text();
+  for (const char* words : {"\n  --port N            phoned's UDP port, 1 to 65535 (7070)", "\n  --host ADDRESS ",
+                            "\n  --timeout MS ", "\n  --help, --version ", " --script FILE "}) {
+    EXPECT_NE(help.find(words), std::string::npos) << words;
+  }
 }
 
 TEST(PhonectlOptions, SayWhatIsWrong) {

@@ -111,6 +111,28 @@ TEST_F(PhonectlTest, SaysWhatIsWrongWithItsCommandLine) {
   EXPECT_FALSE(server_.has_datagram());
 }
 
+// With three descriptors open from the start, the transcript takes one more, the pipes four.
+TEST_F(PhonectlTest, SaysWhatItCannotHave) {
+  const TemporaryFile script("offhook 3");
+  const struct {
+    int descriptors;
+    const char* complaint;
+  } kCases[] = {
+      {5, "no pipe to be had: Too many open files\n"},
+      {7, "no pipe to be had: Too many open files\n"},
+      {8, "no socket to be had: Too many open files\n"},
+  };
+  for (const auto& row : kCases) {
+    for (const Program::Arguments& command :
+         {Program::Arguments{PHONECTL, "offhook", "3"}, Program::Arguments{PHONECTL, "--script", script.path()}}) {
+      SCOPED_TRACE(row.descriptors);
+      Program phonectl(Program::kShell, Program::with_descriptors(row.descriptors, command));
+      EXPECT_EQ(phonectl.exit_status(), 1);
+      EXPECT_EQ(phonectl.err(), std::string("phonectl: ") + row.complaint);
+    }
+  }
+}
+
 TEST_F(PhonectlTest, ShowsHelpAndVersion) {
   Phonectl help(server_, {"--help"});
   EXPECT_EQ(help.exit_status(), 0);

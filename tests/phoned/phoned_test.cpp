@@ -251,9 +251,9 @@ TEST(PhonedTime, TellsItsCountsFromTimeToTime) {
   const Phoned phoned({"--map", kPlan, "--statistics", "1"});
   UdpSocket card(phoned.port());
   card.ask("3 offhook");
-  EXPECT_TRUE(phoned.says("phoned: 1 datagrams, 0 numbers complete, 0 rejected, 0 decided by time, 0 errors\n"));
+  EXPECT_TRUE(phoned.says("phoned: datagrams 1, complete 0, rejected 0, by time 0, errors 0\n"));
   card.ask("3 dial 110");
-  EXPECT_TRUE(phoned.says("phoned: 2 datagrams, 1 numbers complete, 0 rejected, 0 decided by time, 0 errors\n"));
+  EXPECT_TRUE(phoned.says("phoned: datagrams 2, complete 1, rejected 0, by time 0, errors 0\n"));
 }
 
 // ---- signals ----
@@ -272,10 +272,9 @@ TEST(PhonedSignals, TermAndIntEndItCleanly) {
     card.ask("3 dial 19");
     phoned.signal(row.signal);
     EXPECT_EQ(phoned.exit_status(), 0);
-    EXPECT_TRUE(phoned.out().ends_with(
-        "phoned: " + std::string(row.name) +
-        ": ending\nphoned: 3 datagrams, 1 numbers complete, 0 rejected, 0 decided by time, 1 errors\n"
-        "phoned: farewell\n"))
+    EXPECT_TRUE(phoned.out().ends_with("phoned: " + std::string(row.name) +
+                                       ": ending\nphoned: datagrams 3, complete 1, rejected 0, by time 0, errors 1\n"
+                                       "phoned: farewell\n"))
         << phoned.out();
     EXPECT_EQ(phoned.err(), "");
   }
@@ -389,6 +388,26 @@ TEST(PhonedStart, RefusesWhatItCannotUse) {
     Program phoned(PHONED, row.arguments);
     EXPECT_EQ(phoned.exit_status(), row.status);
     EXPECT_EQ(phoned.err(), "phoned: " + row.complaint);
+    EXPECT_EQ(phoned.out(), "");
+  }
+}
+
+// With three descriptors open from the start, the pipe of the signals takes two more, those of the channel four.
+TEST(PhonedStart, SaysWhatItCannotHave) {
+  const struct {
+    int descriptors;
+    const char* complaint;
+  } kCases[] = {
+      {4, "no pipe for signals to be had: Too many open files\n"},
+      {6, "no pipe to be had: Too many open files\n"},
+      {8, "no pipe to be had: Too many open files\n"},
+      {9, "cannot listen on port 0: Too many open files; choose another with --port, or 0 for any free one\n"},
+  };
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(row.descriptors);
+    Program phoned(Program::kShell, Program::with_descriptors(row.descriptors, {PHONED, "--port", "0"}));
+    EXPECT_EQ(phoned.exit_status(), 1);
+    EXPECT_EQ(phoned.err(), std::string("phoned: ") + row.complaint);
     EXPECT_EQ(phoned.out(), "");
   }
 }

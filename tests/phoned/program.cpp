@@ -56,6 +56,12 @@ std::string TemporaryFile::content_of(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
+Program::Arguments Program::with_descriptors(int count, const Arguments& command) {
+  Arguments arguments = {"-c", "ulimit -n \"$1\"; shift; exec \"$@\"", "sh", std::to_string(count)};
+  arguments.insert(arguments.end(), command.begin(), command.end());
+  return arguments;
+}
+
 Program::Program(const std::string& path, const Arguments& arguments, const std::string& input, int out_fd)
     : in_(input) {
   posix_spawn_file_actions_t actions;

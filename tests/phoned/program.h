@@ -34,6 +34,10 @@ class Program {
 
   using Arguments = std::vector<std::string>;
 
+  // The shell, and what it must be told to run a program that cannot have more than so many descriptors.
+  static constexpr char kShell[] = "/bin/sh";
+  static Arguments with_descriptors(int count, const Arguments& command);
+
   // Standard output goes to the descriptor, if one is given.
   explicit Program(const std::string& path, const Arguments& arguments, const std::string& input = "", int out_fd = -1);
   ~Program();

@@ -23,7 +23,7 @@ sockaddr_in loopback(uint16_t port) {
 
 }  // namespace
 
-UdpSocket::UdpSocket(uint16_t peer_port) : fd_(socket(AF_INET, SOCK_DGRAM, 0)), peer_port_(peer_port) {
+UdpSocket::UdpSocket(uint16_t peer_port) : fd_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)), peer_port_(peer_port) {
   const sockaddr_in any = loopback(0);
   if (fd_ < 0 || bind(fd_, reinterpret_cast<const sockaddr*>(&any), sizeof any) != 0) {
     throw std::runtime_error("no socket");
