@@ -19,9 +19,9 @@
 #include "support/captured_stdout.h"
 #include "support/child_process.h"
 #include "support/contract_recorder.h"
+#include "support/descriptors.h"
 #include "support/fault_injector.h"
 #include "support/first_report.h"
-#include "support/process_doubles.h"
 
 namespace {
 
@@ -32,6 +32,7 @@ using support::ensure_report;
 using support::FaultInjector;
 using support::Reports;
 using support::require_report;
+using support::TestPipe;
 
 constexpr char kFile[] = "nuv_console";
 constexpr char kPrompt[] = "> ";
@@ -58,7 +59,7 @@ int32_t answer(void* context, int32_t /*count*/, char** /*words*/, int32_t fd) {
   return NUV_Console_output(fd, static_cast<const char*>(context));
 }
 
-// What can be read without waiting, to the end.
+// What has arrived at a socket.
 std::string drain(int fd) {
   std::string text;
   std::array<char, 4096> piece;
@@ -68,39 +69,28 @@ std::string drain(int fd) {
   return text;
 }
 
-// A console with a pipe to read lines from. The answers go to a stream socket, from which a test takes them.
+// A console between two pipes.
 class ConsoleTest : public ::testing::Test {
  protected:
   ConsoleTest() {
     g_calls.clear();
-    EXPECT_EQ(pipe2(in_, O_NONBLOCK), 0);
-    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, out_), 0);
     EXPECT_EQ(NUV_Console_construct(&console_, store_.data(), kRoom, kPrompt), 1);
   }
 
-  ~ConsoleTest() override {
-    NUV_Console_destruct(&console_);
-    for (const int fd : {in_[0], in_[1], out_[0], out_[1]}) {
-      close(fd);
-    }
-  }
+  ~ConsoleTest() override { NUV_Console_destruct(&console_); }
 
   void add(const char* name, void* context = nullptr, NUV_ConsoleFunc function = note_call) {
     const uint32_t size = NUV_Console_size(&console_);
     EXPECT_EQ(NUV_Console_setCommand(&console_, name, context, function), size + 1);
   }
 
-  void type(const std::string& text) {
-    ASSERT_EQ(write(in_[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
-  }
-
-  int32_t handle() { return NUV_Console_handle(&console_, in_[0], out_[0]); }
+  int32_t handle() { return NUV_Console_handle(&console_, in_.read_end(), out_.write_end()); }
   int32_t handle(const std::string& text) {
-    type(text);
+    in_.put(text);
     return handle();
   }
 
-  std::string answers() { return drain(out_[1]); }
+  std::string answers() { return out_.take(); }
 
   std::vector<std::string> names() const {
     std::vector<std::string> names;
@@ -115,8 +105,8 @@ class ConsoleTest : public ::testing::Test {
   ContractRecorder contracts_;
   std::array<ConsoleCommand, kRoom + 1> store_ = {};  // the last one is never the console's
   Console console_ = {};
-  int in_[2] = {-1, -1};
-  int out_[2] = {-1, -1};
+  TestPipe in_;
+  TestPipe out_;
 };
 
 TEST_F(ConsoleTest, StartsWithoutCommands) {
@@ -138,8 +128,8 @@ TEST_F(ConsoleTest, MayHaveNoStoreAtAll) {
   Console console;
   EXPECT_EQ(NUV_Console_construct(&console, nullptr, 0, kPrompt), 1);
   EXPECT_EQ(NUV_Console_maxSize(&console), 0U);
-  type("anything\n");
-  EXPECT_EQ(NUV_Console_handle(&console, in_[0], out_[0]), kPromptLength);
+  in_.put("anything\n");
+  EXPECT_EQ(NUV_Console_handle(&console, in_.read_end(), out_.write_end()), kPromptLength);
   EXPECT_EQ(answers(), "command not found\n> ");
   NUV_Console_removeCommand(&console, "anything");
   EXPECT_EQ(NUV_Console_size(&console), 0U);
@@ -224,7 +214,7 @@ TEST_F(ConsoleTest, CallsTheCommandWithItsContextAndTheDescriptor) {
   ASSERT_EQ(g_calls.size(), 1U);
   EXPECT_EQ(g_calls[0].context, &context);
   EXPECT_EQ(g_calls[0].words, (Words{"show", "all"}));
-  EXPECT_EQ(g_calls[0].fd, out_[0]);
+  EXPECT_EQ(g_calls[0].fd, out_.write_end());
 }
 
 TEST_F(ConsoleTest, WritesThePromptBehindTheAnswer) {
@@ -410,7 +400,7 @@ TEST_F(ConsoleTest, ReturnsWhatReadReturnedAndWritesNothing) {
   add("set");
   EXPECT_EQ(handle(), -1) << "there is nothing to read";
   EXPECT_EQ(errno, EAGAIN);
-  type("set\n");
+  in_.put("set\n");
   for (const int error : {EIO, EINTR}) {
     const FaultInjector failure("read", 1, error);
     EXPECT_EQ(handle(), -1);
@@ -419,27 +409,26 @@ TEST_F(ConsoleTest, ReturnsWhatReadReturnedAndWritesNothing) {
   }
   EXPECT_EQ(handle(), kPromptLength);
   EXPECT_EQ(answers(), "> ");
-  close(in_[1]);
+  in_.close_write_end();
   EXPECT_EQ(handle(), 0) << "the end of the input";
   EXPECT_EQ(answers(), "");
-  in_[1] = dup(in_[0]);
 }
 
 TEST_F(ConsoleTest, ReturnsTheResultOfTheLastWrite) {
-  type("unknown\n");
+  in_.put("unknown\n");
   {
     const FaultInjector failure("write", 1, EIO);
     EXPECT_EQ(handle(), kPromptLength);
   }
   EXPECT_EQ(answers(), "> ");
-  type("unknown\n");
+  in_.put("unknown\n");
   {
     const FaultInjector failure("write", 2, EIO);
     EXPECT_EQ(handle(), -1);
     EXPECT_EQ(failure.calls(), 2) << "no second try";
   }
   EXPECT_EQ(answers(), "command not found\n");
-  type("\"\n");
+  in_.put("\"\n");
   {
     const FaultInjector failure("write", 2, EIO);
     EXPECT_EQ(handle(), -1);
@@ -468,19 +457,20 @@ TEST_F(ConsoleTest, PrintsThePromptAsItIsUpToWhatVAStrHolds) {
 
 TEST_F(ConsoleTest, WritesATextInOneCall) {
   const FaultInjector counter("write", 0, EIO);
-  EXPECT_EQ(NUV_Console_output(out_[0], "some text\n"), 10);
-  EXPECT_EQ(NUV_Console_output(out_[0], ""), 0);
-  EXPECT_EQ(NUV_Console_output(out_[0], nullptr), 0);
-  EXPECT_EQ(NUV_Console_output(out_[0], "%s%n"), 4);
+  EXPECT_EQ(NUV_Console_output(out_.write_end(), "some text\n"), 10);
+  EXPECT_EQ(NUV_Console_output(out_.write_end(), ""), 0);
+  EXPECT_EQ(NUV_Console_output(out_.write_end(), nullptr), 0);
+  EXPECT_EQ(NUV_Console_output(out_.write_end(), "%s%n"), 4);
   EXPECT_EQ(counter.calls(), 4);
   EXPECT_EQ(answers(), "some text\n%s%n");
 }
 
 TEST_F(ConsoleTest, GivesUpAfterAShortOrFailedWrite) {
-  ASSERT_EQ(fcntl(in_[1], F_SETPIPE_SZ, 4096), 4096);
+  ASSERT_EQ(fcntl(in_.write_end(), F_SETPIPE_SZ, 4096), 4096);
+  ASSERT_EQ(fcntl(in_.write_end(), F_SETFL, O_NONBLOCK), 0);
   const FaultInjector counter("write", 0, EIO);
-  EXPECT_EQ(NUV_Console_output(in_[1], std::string(5000, 'x').c_str()), 4096);
-  EXPECT_EQ(NUV_Console_output(in_[1], "no room\n"), -1);
+  EXPECT_EQ(NUV_Console_output(in_.write_end(), std::string(5000, 'x').c_str()), 4096);
+  EXPECT_EQ(NUV_Console_output(in_.write_end(), "no room\n"), -1);
   EXPECT_EQ(errno, EAGAIN);
   EXPECT_EQ(NUV_Console_output(-1, "nowhere\n"), -1);
   EXPECT_EQ(errno, EBADF);
@@ -494,11 +484,11 @@ TEST_F(ConsoleTest, DescriptorZeroIsAnsweredOnDescriptorOne) {
   add("ask", text, answer);
   for (const char* line : {"ask\n", "help\n", "unknown\n", "\"\n"}) {
     SCOPED_TRACE(line);
-    type(line);
+    in_.put(line);
     int32_t result = 0;
     const ChildProcess child([&] {
-      dup2(in_[0], STDIN_FILENO);
-      result = NUV_Console_handle(&console_, 0, out_[0]);
+      dup2(in_.read_end(), STDIN_FILENO);
+      result = NUV_Console_handle(&console_, 0, out_.write_end());
       dprintf(STDERR_FILENO, "%d", result);
     });
     const std::string expected = line == std::string("ask\n")       ? "the answer\n> "
@@ -545,26 +535,28 @@ TEST_F(ConsoleTest, ReadsNothingFromOtherKindsOfDescriptors) {
       {"a character device", device, 0x2000},
   };
   add("set");
-  const FaultInjector counter("read", 0, EIO);
-  for (const auto& row : kCases) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(NUV_Console_handle(&console_, row.fd, out_[0]), row.result);
-    EXPECT_EQ(answers(), "");
+  {
+    const FaultInjector counter("read", 0, EIO);
+    for (const auto& row : kCases) {
+      SCOPED_TRACE(row.name);
+      EXPECT_EQ(NUV_Console_handle(&console_, row.fd, out_.write_end()), row.result);
+    }
+    EXPECT_EQ(counter.calls(), 0);
   }
-  EXPECT_EQ(counter.calls(), 0);
+  EXPECT_EQ(answers(), "");
   close(directory);
   close(device);
   std::fclose(file);
 }
 
 TEST_F(ConsoleTest, ADescriptorThatIsNotOpenGivesMinusOne) {
-  const int closed = dup(in_[0]);
+  const int closed = dup(in_.read_end());
   close(closed);
   for (const int fd : {-1, closed, INT32_MAX}) {
-    EXPECT_EQ(NUV_Console_handle(&console_, fd, out_[0]), -1) << fd;
+    EXPECT_EQ(NUV_Console_handle(&console_, fd, out_.write_end()), -1) << fd;
     EXPECT_EQ(errno, EBADF);
   }
-  type("set\n");
+  in_.put("set\n");
   const FaultInjector failure("fstat", 1, EIO);
   EXPECT_EQ(handle(), -1);
   EXPECT_EQ(answers(), "");
@@ -597,7 +589,7 @@ class ConsoleSocketTest : public ConsoleTest {
     return fd;
   }
 
-  int32_t handle_connection() { return NUV_Console_handle(&console_, listening_, out_[0]); }
+  int32_t handle_connection() { return NUV_Console_handle(&console_, listening_, out_.write_end()); }
 
   static bool is_at_end(int fd) {
     char byte = 0;
@@ -643,6 +635,18 @@ TEST_F(ConsoleSocketTest, ServesConnectionsOneByOne) {
   EXPECT_EQ(drain(second), "command not found\n> ");
   close(first);
   close(second);
+}
+
+// In a daemon that has closed its standard input, the connection may get its number.
+TEST_F(ConsoleSocketTest, AConnectionMayBeDescriptorZero) {
+  const int client = connect_and_type("ask\n");
+  const ChildProcess child([&] {
+    close(STDIN_FILENO);
+    _exit(handle_connection() == 0 && fcntl(STDIN_FILENO, F_GETFD) == -1 ? 0 : 1);
+  });
+  EXPECT_TRUE(child.has_exited(0)) << child.outcome();
+  EXPECT_EQ(drain(client), "the answer\n> ");
+  close(client);
 }
 
 TEST_F(ConsoleSocketTest, PrintsHelpOnStandardOutputAllTheSame) {
@@ -697,11 +701,15 @@ TEST_F(ConsoleSocketTest, GivesMinusOneWhereNobodyCanBeAccepted) {
 
 TEST_F(ConsoleSocketTest, GivesMinusOneForASocketThatDoesNotListen) {
   const int datagrams = socket(AF_INET, SOCK_DGRAM, 0);
-  for (const int fd : {out_[0], datagrams}) {
-    EXPECT_EQ(NUV_Console_handle(&console_, fd, out_[0]), -1);
+  int connected[2] = {-1, -1};
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, connected), 0);
+  for (const int fd : {connected[0], datagrams}) {
+    EXPECT_EQ(NUV_Console_handle(&console_, fd, out_.write_end()), -1);
   }
   EXPECT_EQ(answers(), "");
-  close(datagrams);
+  for (const int fd : {datagrams, connected[0], connected[1]}) {
+    close(fd);
+  }
 }
 
 TEST_F(ConsoleSocketTest, ReturnsTheResultOfTheClose) {

@@ -16,6 +16,7 @@
 #include "support/call_log.h"
 #include "support/child_process.h"
 #include "support/contract_recorder.h"
+#include "support/descriptors.h"
 #include "support/fault_injector.h"
 #include "support/process_doubles.h"
 

@@ -5,8 +5,6 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
-#include <filesystem>
-#include <iterator>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -14,11 +12,13 @@
 #include "nuv_sysloglevel.h"
 #include "nuv_sysloglevel_internal.h"
 #include "nuv_tracelevelinit.h"
+#include "support/descriptors.h"
 #include "support/fault_injector.h"
 #include "support/trace_test.h"
 
 namespace {
 
+using support::count_open_descriptors;
 using support::FaultInjector;
 using support::Report;
 using support::Reports;
@@ -41,11 +41,6 @@ std::ostream& operator<<(std::ostream& out, const Module& module) {
 }
 
 using Modules = std::vector<Module>;
-
-size_t open_descriptors() {
-  const std::filesystem::directory_iterator descriptors("/proc/self/fd");
-  return static_cast<size_t>(std::distance(begin(descriptors), end(descriptors)));
-}
 
 class SysloglevelRegistryTest : public support::TraceTest {
  protected:
@@ -551,13 +546,13 @@ TEST_F(SysloglevelRegistryTest, SaveFailsWhereTheFileCannotBeWritten) {
 
 TEST_F(SysloglevelRegistryTest, FilesAreClosedAgain) {
   NUV_Sysloglevel_construct("");
-  const size_t before = open_descriptors();
+  const size_t before = count_open_descriptors();
   NUV_Sysloglevel_saveInitFile(kPath);
   NUV_Sysloglevel_saveInitFile("/dev/full");
   NUV_Sysloglevel_readInitFile(kPath);
   files_.write(kPath, "damaged");
   NUV_Sysloglevel_readInitFile(kPath);
-  EXPECT_EQ(open_descriptors(), before);
+  EXPECT_EQ(count_open_descriptors(), before);
 }
 
 TEST_F(SysloglevelRegistryTest, EveryTypeHasAName) {

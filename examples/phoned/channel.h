@@ -13,10 +13,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <string>
 #include <string_view>
 
 #include "nuv_udpserver.h"
+#include "phoned/owned_frame.h"
 #include "phoned/owned_pipe.h"
 #include "phoned/result.h"
 
@@ -43,7 +43,7 @@ class Channel {
   std::optional<size_t> receive();
 
   // Takes the datagram out of the request pipe.
-  std::string take_request() { return requests_.read(); }
+  OwnedFrame take_request() { return OwnedFrame(requests_.read()); }
 
   // Who sent the datagram that was received last.
   const sockaddr_in& sender() const { return sender_; }

@@ -7,18 +7,19 @@
 #include <cstddef>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "phoned/dial_plan.h"
+#include "phoned/event_message.h"
 #include "phoned/lines.h"
+#include "phoned/owned_frame.h"
 #include "phoned/protocol.h"
 #include "phoned/statistics.h"
 
 namespace phoned {
 
 // What is said without having been asked for.
-struct Message {
+struct Notice {
   sockaddr_in peer;
   std::string text;
 };
@@ -31,13 +32,13 @@ class DialLayer {
   DialLayer(DialPlan plan, std::chrono::milliseconds interdigit) : plan_(std::move(plan)), interdigit_(interdigit) {}
 
   // Carries out what a datagram says, and answers it.
-  std::string handle(std::string_view datagram, const sockaddr_in& sender, const timeval& now);
+  std::string handle(OwnedFrame& datagram, const sockaddr_in& sender, const timeval& now);
 
   // Answers a datagram of which only the size is known: it was empty or too long.
   std::string refuse_size(size_t size);
 
   // Decides the lines whose inter-digit time has run out; each outcome goes to the peer that dialled last on the line.
-  std::vector<Message> handle_timeouts(const timeval& now);
+  std::vector<Notice> handle_timeouts(const timeval& now);
 
   // When the time of some line runs out next.
   std::optional<timeval> next_deadline() const { return lines_.next_deadline(); }
@@ -50,11 +51,12 @@ class DialLayer {
   const Statistics& statistics() const { return statistics_; }
 
  private:
+  std::string carry_out(EventMessage& message, const sockaddr_in& sender, const timeval& now);
   std::string lift(uint8_t number);
   std::string hang_up(uint8_t number);
-  std::string dial(const Request& request, const sockaddr_in& sender, const timeval& now);
-  std::string wait_for_more(uint8_t number, const timeval& now);
-  std::string decide(uint8_t number, const Verdict& verdict);
+  std::string dial(EventMessage& message, const sockaddr_in& sender, const timeval& now);
+  std::string wait_for_more(uint8_t number, Call& call, const timeval& now);
+  std::string decide(uint8_t number, Call& call, const Verdict& verdict);
   std::string refuse(const std::string& why);
 
   DialPlan plan_;

@@ -1,4 +1,7 @@
 // The 256 telephone lines: what each is doing, and until when it may.
+//
+// A line that is off the hook has a call: a slot in an array, taken from a pool of free ones, a call number that no other
+// call has, and a reference that no one can guess. A map leads from the line to the slot. On the hook it has nothing.
 #ifndef EXAMPLES_PHONED_LINES_H
 #define EXAMPLES_PHONED_LINES_H
 
@@ -11,18 +14,21 @@
 #include <netinet/in.h>
 #include <sys/time.h>
 
+#include "nuv_indexmap.h"
+#include "nuv_indexpool.h"
 #include "phoned/protocol.h"
 
 namespace phoned {
 
-struct Line {
+struct Call {
   enum class State {
-    kOnHook,      // nothing happens before "offhook"
     kCollecting,  // digits are taken
     kDecided      // complete or rejected: digits are refused until "onhook"
   };
 
-  State state = State::kOnHook;
+  State state = State::kCollecting;
+  uint32_t number = 0;              // 0 to 255, no two calls alike
+  uint32_t reference = 0;           // random
   std::string digits;               // dialled so far
   sockaddr_in peer = {};            // who dialled last, and hears the outcome when time runs out
   std::optional<timeval> deadline;  // monotonic time at which the inter-digit time runs out; only while collecting
@@ -30,18 +36,39 @@ struct Line {
 
 class Lines {
  public:
-  Line& operator[](uint8_t number) { return lines_[number]; }
-  const Line& operator[](uint8_t number) const { return lines_[number]; }
+  Lines();
+  ~Lines();
+  Lines(const Lines&) = delete;
+  Lines& operator=(const Lines&) = delete;
 
-  // The deadline that comes first, if any line has one. 256 lines are looked through faster than any order among them
-  // is kept.
+  // The call of a line, or null while it is on the hook.
+  Call* find(uint8_t line);
+  const Call* find(uint8_t line) const { return const_cast<Lines*>(this)->find(line); }
+
+  // Gives a line that is on the hook a call.
+  Call& lift(uint8_t line);
+
+  // Ends the call of a line, if it has one.
+  void hang_up(uint8_t line);
+
+  // How many lines are off the hook.
+  uint32_t busy() const { return NUV_IndexMap_size(&slot_of_line_); }
+
+  // The deadline that comes first, if any line has one.
   std::optional<timeval> next_deadline() const;
 
   // The numbers of the lines whose deadline is reached, in ascending order.
   std::vector<uint8_t> overdue(const timeval& now) const;
 
  private:
-  std::array<Line, kLineCount> lines_;
+  // Calls a function with the number of each line that has a call, and with the call.
+  template <typename Function>
+  void for_each_call(Function function) const;
+
+  std::array<IndexMapEntry, kLineCount> map_store_;
+  IndexMap slot_of_line_;
+  IndexPool slots_;
+  std::array<Call, kLineCount> calls_;
 };
 
 }  // namespace phoned

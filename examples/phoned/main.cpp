@@ -15,14 +15,17 @@
 #include <cinttypes>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 
 #include "nuv_assert.h"
 #include "nuv_select.h"
+#include "phoned/allocator.h"
 #include "phoned/channel.h"
 #include "phoned/clock.h"
 #include "phoned/commands.h"
 #include "phoned/dial_layer.h"
 #include "phoned/dial_plan.h"
+#include "phoned/instance.h"
 #include "phoned/operators.h"
 #include "phoned/options.h"
 #include "phoned/signals.h"
@@ -67,9 +70,14 @@ Daemon& daemon_of(void* context) {
   return *static_cast<Daemon*>(context);
 }
 
+// Whether phoned has left its terminal, so that only the system log listens.
+bool g_is_in_background = false;
+
 void complain(const std::string& why) {
-  std::fprintf(stderr, "phoned: %s\n", why.c_str());
   NUV_LOG_ERROR(trace::modules.phoned, "%s", why.c_str());
+  if (!g_is_in_background) {
+    std::fprintf(stderr, "phoned: %s\n", why.c_str());
+  }
 }
 
 void tell_counts(Daemon& daemon) {
@@ -108,10 +116,10 @@ int32_t on_datagram(void* context, int32_t, uint32_t) {
 int32_t on_request(void* context, int32_t, uint32_t) {
   Daemon& daemon = daemon_of(context);
   const sockaddr_in sender = daemon.channel.sender();
-  const std::string event = daemon.channel.take_request();
+  OwnedFrame request = daemon.channel.take_request();
   trace::received(sender, daemon.port);
-  trace::taken(daemon.port, event);
-  answer(daemon, sender, daemon.dial_layer.handle(event, sender, monotonic_now()));
+  trace::taken(daemon.port, request.text());
+  answer(daemon, sender, daemon.dial_layer.handle(request, sender, monotonic_now()));
   NUV_Select_updateTimeout(&daemon.loop, daemon.deadline_timer, wait_for_deadline(daemon));
   return 0;
 }
@@ -122,8 +130,8 @@ int32_t on_request(void* context, int32_t, uint32_t) {
 // deadline with the clock, and the timer is set to what is left then.
 int32_t on_deadline(void* context, timeval* wait, uint32_t) {
   Daemon& daemon = daemon_of(context);
-  for (const Message& message : daemon.dial_layer.handle_timeouts(monotonic_now())) {
-    answer(daemon, message.peer, message.text);
+  for (const Notice& notice : daemon.dial_layer.handle_timeouts(monotonic_now())) {
+    answer(daemon, notice.peer, notice.text);
   }
   *wait = wait_for_deadline(daemon);
   return 1;
@@ -210,27 +218,64 @@ std::optional<Error> open(Daemon& daemon) {
   return std::nullopt;
 }
 
+// Everything that can go wrong goes wrong here, while somebody is there to read about it.
+std::optional<Error> start(Daemon& daemon, Instance& instance) {
+  const Options& options = daemon.options;
+  if (options.run_dir || !options.is_foreground) {
+    if (auto error = instance.claim(options.run_dir.value_or(Options::kDefaultRunDir))) {
+      return error;
+    }
+  }
+  if (auto error = open(daemon)) {
+    return error;
+  }
+  std::printf("phoned: listening on port %u\n", daemon.channel.port());
+  if (options.is_foreground) {
+    return std::nullopt;
+  }
+  g_is_in_background = true;
+  return instance.detach();
+}
+
+void serve_events(Daemon& daemon) {
+  while (!daemon.is_ending) {
+    NUV_Select_process(&daemon.loop, nullptr);
+  }
+  tell_counts(daemon);
+}
+
 int serve(const Options& options) {
   trace::open(options.ini);
+  install_counting_allocator();
   auto plan = load_plan(options);
   if (!plan) {
     complain(plan.error().why);
     return kFailure;
   }
-  Daemon daemon(options, std::move(*plan));
-  if (const auto error = open(daemon)) {
-    complain(error->why);
-    return kFailure;
+  {
+    Instance instance;
+    Daemon daemon(options, std::move(*plan));
+    if (const auto error = start(daemon, instance)) {
+      complain(error->why);
+      return kFailure;
+    }
+    NUV_LOG_INFO(trace::modules.phoned, "listening on port %u", daemon.port);
+    serve_events(daemon);
   }
-  std::printf("phoned: listening on port %u\n", daemon.port);
-  NUV_LOG_INFO(trace::modules.phoned, "listening on port %u", daemon.port);
-  while (!daemon.is_ending) {
-    NUV_Select_process(&daemon.loop, nullptr);
-  }
-  tell_counts(daemon);
+  std::printf("phoned: memory: %s\n", describe(memory_figures()).c_str());
   std::printf("phoned: farewell\n");
   NUV_LOG_INFO(trace::modules.phoned, "farewell");
   return 0;
+}
+
+// A daemon lives in the root directory, where a relative name leads elsewhere.
+Options with_absolute_paths(Options options) {
+  for (auto* path : {&options.run_dir, &options.map_file}) {
+    if (*path) {
+      *path = std::filesystem::absolute(**path).string();
+    }
+  }
+  return options;
 }
 
 int run(Arguments::Words words) {
@@ -249,7 +294,7 @@ int run(Arguments::Words words) {
       std::printf("phoned with %s\n", NUV_Userlib_getVersionString());
       return 0;
     case Options::Action::kServe:
-      return serve(*options);
+      return serve(options->is_foreground ? *options : with_absolute_paths(*options));
   }
   return kUsage;
 }

@@ -24,7 +24,9 @@ constexpr char kHelp[] =
   anything else           ->  error <why>
 
 Options:
-  --foreground        stay in the foreground; phoned always does for now
+  --foreground        stay in the foreground; without it phoned detaches as soon as it listens
+  --run-dir DIR       where the pid file phoned.pid lies (%RUNDIR%); a second phoned with the same DIR is refused;
+                      in the foreground there is a pid file only if this is given
   --port N            UDP port, 0 to 65535 (%PORT%); 0 takes a free one; phoned prints which
   --map TEXT          the dial plan (%MAP%)
   --map-file FILE     read the dial plan from FILE, and again on SIGHUP
@@ -76,7 +78,9 @@ Result<Options> parse_options(Arguments::Words words) {
     } else if (arguments.is_flag("--version")) {
       options.action = Options::Action::kShowVersion;
     } else if (arguments.is_flag("--foreground")) {
-      continue;
+      options.is_foreground = true;
+    } else if (arguments.is("--run-dir")) {
+      options.run_dir = arguments.value("a directory for the pid file");
     } else if (arguments.is("--port")) {
       options.port = static_cast<uint16_t>(arguments.number(0, UINT16_MAX));
     } else if (arguments.is("--map")) {
@@ -106,6 +110,9 @@ Result<Options> parse_options(Arguments::Words words) {
   if (options.operators.fifo_in && options.operators.fifo_in == options.operators.fifo_out) {
     return Error{"--fifo and --fifo-out are both " + quote(*options.operators.fifo_in) + ": name two FIFOs"};
   }
+  if (options.operators.use_stdin && !options.is_foreground) {
+    return Error{"--stdin wants --foreground: a daemon has no standard input"};
+  }
   if (!arguments.rest().empty()) {
     return Error{"unexpected word " + quote(arguments.rest().front()) + ": phoned takes options only, see --help"};
   }
@@ -114,7 +121,7 @@ Result<Options> parse_options(Arguments::Words words) {
 
 std::string help_text() {
   const std::string help = replace(replace(kHelp, "%PORT%", std::to_string(kDefaultPort)), "%MAP%", DialPlan::kDefault);
-  return replace(help, "%INI%", trace::kDefaultInitFile);
+  return replace(replace(help, "%RUNDIR%", Options::kDefaultRunDir), "%INI%", trace::kDefaultInitFile);
 }
 
 }  // namespace phoned

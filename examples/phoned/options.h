@@ -17,8 +17,12 @@ namespace phoned {
 struct Options {
   enum class Action { kServe, kShowHelp, kShowVersion };
 
+  static constexpr const char* kDefaultRunDir = "/var/run";
+
   Action action = Action::kServe;
-  uint16_t port = kDefaultPort;         // 0: any that is free
+  uint16_t port = kDefaultPort;  // 0: any that is free
+  bool is_foreground = false;
+  std::optional<std::string> run_dir;   // where the pid file lies; without one only a phoned in the background has any
   std::optional<std::string> map;       // the dial plan itself ...
   std::optional<std::string> map_file;  // ... or where it is found; never both
   std::chrono::milliseconds interdigit{4000};

@@ -1,8 +1,7 @@
 #include "phoned/protocol.h"
 
 #include <algorithm>
-#include <span>
-#include <vector>
+#include <string_view>
 
 #include "phoned/text.h"
 
@@ -13,8 +12,6 @@ namespace {
 constexpr std::string_view kDigits = "0123456789ABCD#*";
 constexpr std::string_view kEvents = "offhook, digit, dial or onhook";
 
-using Words = std::span<const std::string_view>;
-
 // What is dialled with "digit" and "dial". The count of digits was looked at by the caller.
 Result<Request> parse_digits(uint8_t line, std::string_view digits) {
   const size_t wrong = digits.find_first_not_of(kDigits);
@@ -24,24 +21,26 @@ Result<Request> parse_digits(uint8_t line, std::string_view digits) {
   return Request{line, Request::Event::kDial, std::string(digits)};
 }
 
-Result<Request> parse_event(uint8_t line, std::string_view event, Words arguments) {
+Result<Request> parse_event(uint8_t line, std::string_view event, OwnedFrame& rest) {
+  const std::string_view argument = rest.take_word();
+  const bool is_alone = rest.take_word().empty();
   if (event == "offhook" || event == "onhook") {
-    if (!arguments.empty()) {
-      return Error{quote(event) + " takes nothing more, not " + quote(arguments.front())};
+    if (!argument.empty()) {
+      return Error{quote(event) + " takes nothing more, not " + quote(argument)};
     }
     return Request{line, event == "offhook" ? Request::Event::kOffHook : Request::Event::kOnHook, {}};
   }
   if (event == "digit") {
-    if (arguments.size() != 1 || arguments.front().size() != 1) {
+    if (argument.size() != 1 || !is_alone) {
       return Error{"'digit' takes exactly one digit; 'dial' takes more of them, in one word"};
     }
-    return parse_digits(line, arguments.front());
+    return parse_digits(line, argument);
   }
   if (event == "dial") {
-    if (arguments.size() != 1) {
+    if (argument.empty() || !is_alone) {
       return Error{"'dial' takes its digits in one word, such as 'dial 110'"};
     }
-    return parse_digits(line, arguments.front());
+    return parse_digits(line, argument);
   }
   return Error{"unknown word " + quote(event) + ": must be " + std::string(kEvents)};
 }
@@ -52,25 +51,27 @@ std::string answer(uint8_t line, const std::string& words) {
 
 }  // namespace
 
-Result<Request> parse_request(std::string_view datagram) {
-  const auto wrong = std::find_if_not(datagram.begin(), datagram.end(), is_printable);
-  if (wrong != datagram.end()) {
+Result<Request> parse_request(OwnedFrame& datagram) {
+  const std::string_view text = datagram.text();
+  const auto wrong = std::find_if_not(text.begin(), text.end(), is_printable);
+  if (wrong != text.end()) {
     const auto byte = static_cast<unsigned char>(*wrong);
-    return Error{"byte " + std::to_string(byte) + " behind " + quote({datagram.begin(), wrong}) +
+    return Error{"byte " + std::to_string(byte) + " behind " + quote({text.begin(), wrong}) +
                  " is no text: printable ASCII is, without a line end"};
   }
-  const std::vector<std::string_view> words = split_words(datagram);
-  if (words.empty()) {
+  const std::string_view number = datagram.take_word();
+  if (number.empty()) {
     return Error{"nothing but blanks: must be a line and an event, such as '3 offhook'"};
   }
-  const auto line = to_number(words[0], 0, kLineCount - 1);
+  const auto line = to_number(number, 0, kLineCount - 1);
   if (!line) {
-    return Error{"unknown line " + quote(words[0]) + ": must be a number from 0 to 255"};
+    return Error{"unknown line " + quote(number) + ": must be a number from 0 to 255"};
   }
-  if (words.size() == 1) {
+  const std::string_view event = datagram.take_word();
+  if (event.empty()) {
     return Error{"no event for line " + std::to_string(*line) + ": must be " + std::string(kEvents)};
   }
-  return parse_event(static_cast<uint8_t>(*line), words[1], Words(words).subspan(2));
+  return parse_event(static_cast<uint8_t>(*line), event, datagram);
 }
 
 std::string ready(uint8_t line) {

@@ -20,8 +20,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <string_view>
 
+#include "phoned/owned_frame.h"
 #include "phoned/result.h"
 
 namespace phoned {
@@ -37,8 +37,8 @@ struct Request {
   std::string digits;  // of kDial: one or more
 };
 
-// Reads a datagram. The error says which word is wrong, and what would be right.
-Result<Request> parse_request(std::string_view datagram);
+// Reads a datagram, whose words are taken off the frame. The error says which word is wrong, and what would be right.
+Result<Request> parse_request(OwnedFrame& datagram);
 
 // The answers.
 std::string ready(uint8_t line);

@@ -170,7 +170,7 @@ TEST_F(ConsoleTest, AnswersEveryCommand) {
     EXPECT_EQ(ask(row.line), row.answer) << row.line;
   }
   EXPECT_EQ(ask("lines\r"), "all lines are on the hook\n");
-  EXPECT_TRUE(phoned_.says("help\ntr\nlines\nmap\ncheck\nrun\nmac\nbandwidth\ncert\nstop\n"));
+  EXPECT_TRUE(phoned_.says("help\ntr\nlines\nmap\ncheck\nrun\nmac\nbandwidth\ncert\nmem\nstop\n"));
   EXPECT_TRUE(phoned_.says("Tracelevel is changed for all moduls\n"));
   EXPECT_EQ(phoned_.err(), "");
 }
@@ -270,6 +270,11 @@ TEST_F(ConsoleTest, StopEndsPhonedAndTakesTheSocketAway) {
   EXPECT_EQ(phoned_.exit_status(), 0);
   EXPECT_TRUE(phoned_.out().ends_with("phoned: farewell\n"));
   EXPECT_FALSE(std::filesystem::exists(socket_));
+}
+
+TEST_F(ConsoleTest, TellsTheMemoryOfFramesAndMessages) {
+  expect_a_call();
+  EXPECT_TRUE(ask("mem").starts_with("0 blocks of 0 bytes in use, ")) << ask("mem");
 }
 
 // ---- traces ----

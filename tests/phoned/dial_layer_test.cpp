@@ -8,7 +8,7 @@ namespace {
 
 using phoned::DialLayer;
 using phoned::DialPlan;
-using phoned::Message;
+using phoned::Notice;
 using phoned::Statistics;
 using std::chrono::milliseconds;
 
@@ -30,7 +30,8 @@ sockaddr_in peer_of(uint16_t port) {
 class DialLayerTest : public ::testing::Test {
  protected:
   std::string say(const std::string& datagram, uint16_t port = 1) {
-    return layer_.handle(datagram, peer_of(port), now_);
+    phoned::OwnedFrame frame(datagram);
+    return layer_.handle(frame, peer_of(port), now_);
   }
 
   void pass(milliseconds time) { now_ = phoned::later(now_, time); }
@@ -38,8 +39,8 @@ class DialLayerTest : public ::testing::Test {
   // The outcomes that are due, each with the port that it goes to: "7: 3 reject 1".
   std::vector<std::string> outcomes() {
     std::vector<std::string> texts;
-    for (const Message& message : layer_.handle_timeouts(now_)) {
-      texts.push_back(std::to_string(message.peer.sin_port) + ": " + message.text);
+    for (const Notice& notice : layer_.handle_timeouts(now_)) {
+      texts.push_back(std::to_string(notice.peer.sin_port) + ": " + notice.text);
     }
     return texts;
   }

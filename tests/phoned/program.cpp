@@ -32,6 +32,14 @@ bool holds(const TemporaryFile& file, const std::string& text) {
   return comes_true([&] { return file.content().find(text) != std::string::npos; });
 }
 
+// Whatever this process has inherited stays here: a program starts with its three descriptors and no others.
+void keep_descriptors_to_ourselves() {
+  constexpr int kMost = 256;
+  for (int fd = STDERR_FILENO + 1; fd < kMost; ++fd) {
+    fcntl(fd, F_SETFD, FD_CLOEXEC);
+  }
+}
+
 }  // namespace
 
 TemporaryFile::TemporaryFile(const std::string& content) : path_("/tmp/phoned_tests.XXXXXX") {
@@ -64,6 +72,7 @@ Program::Arguments Program::with_descriptors(int count, const Arguments& command
 
 Program::Program(const std::string& path, const Arguments& arguments, const std::string& input, int out_fd)
     : in_(input) {
+  keep_descriptors_to_ourselves();
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, in_.path().c_str(), O_RDONLY, 0);

@@ -28,7 +28,8 @@ TEST(Protocol, ReadsEveryEvent) {
   };
   for (const auto& row : kCases) {
     SCOPED_TRACE(row.datagram);
-    const auto request = phoned::parse_request(row.datagram);
+    phoned::OwnedFrame datagram(row.datagram);
+    const auto request = phoned::parse_request(datagram);
     ASSERT_TRUE(request) << request.error().why;
     EXPECT_EQ(request->event, row.event);
     EXPECT_EQ(request->line, row.line);
@@ -71,7 +72,8 @@ TEST(Protocol, SaysWhatIsWrongWithADatagram) {
   };
   for (const auto& row : kCases) {
     SCOPED_TRACE(phoned::printable(row.datagram));
-    const auto request = phoned::parse_request(row.datagram);
+    phoned::OwnedFrame datagram(row.datagram);
+    const auto request = phoned::parse_request(datagram);
     ASSERT_FALSE(request);
     EXPECT_EQ(request.error().why, row.why);
   }

@@ -1,19 +1,35 @@
 #include "support/descriptors.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <array>
-#include <filesystem>
-#include <iterator>
+#include <cstdlib>
 #include <utility>
 
 namespace support {
 
+std::set<int> open_descriptors() {
+  std::set<int> fds;
+  DIR* directory = opendir("/proc/self/fd");
+  if (directory == nullptr) {
+    ADD_FAILURE() << "/proc/self/fd cannot be read";
+    return fds;
+  }
+  while (const dirent* entry = readdir(directory)) {
+    if (entry->d_name[0] != '.') {
+      fds.insert(std::atoi(entry->d_name));
+    }
+  }
+  fds.erase(dirfd(directory));
+  closedir(directory);
+  return fds;
+}
+
 size_t count_open_descriptors() {
-  const std::filesystem::directory_iterator begin("/proc/self/fd");
-  return static_cast<size_t>(std::distance(begin, std::filesystem::directory_iterator()));
+  return open_descriptors().size();
 }
 
 bool is_open_descriptor(int fd) {

@@ -3,9 +3,13 @@
 #define TESTS_SUPPORT_DESCRIPTORS_H
 
 #include <cstddef>
+#include <set>
 #include <string>
 
 namespace support {
+
+// The descriptors that are open.
+std::set<int> open_descriptors();
 
 // How many descriptors are open. Equal counts before and after: nothing was leaked, nothing too many closed.
 size_t count_open_descriptors();

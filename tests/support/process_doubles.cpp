@@ -1,10 +1,6 @@
 #include "support/process_doubles.h"
 
-#include <dirent.h>
-#include <gtest/gtest.h>
 #include <sys/wait.h>
-
-#include <cstdlib>
 
 namespace support {
 namespace {
@@ -36,23 +32,6 @@ FakeParent::~FakeParent() {
 
 pid_t FakeParent::pid() {
   return g_parent;
-}
-
-std::set<int> open_descriptors() {
-  std::set<int> fds;
-  DIR* directory = opendir("/proc/self/fd");
-  if (directory == nullptr) {
-    ADD_FAILURE() << "/proc/self/fd cannot be read";
-    return fds;
-  }
-  while (const dirent* entry = readdir(directory)) {
-    if (entry->d_name[0] != '.') {
-      fds.insert(std::atoi(entry->d_name));
-    }
-  }
-  fds.erase(dirfd(directory));
-  closedir(directory);
-  return fds;
 }
 
 bool has_children() {

@@ -4,8 +4,6 @@
 
 #include <sys/types.h>
 
-#include <set>
-
 namespace support {
 
 // While it lives, an alarm rings after as many milliseconds as it was set to seconds.
@@ -30,9 +28,6 @@ class FakeParent {
   // The number, or 0 while there is no double.
   static pid_t pid();
 };
-
-// The descriptors that the process has open.
-std::set<int> open_descriptors();
 
 // Whether the process has a child, ended or not, that nobody has waited for.
 bool has_children();

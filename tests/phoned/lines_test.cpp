@@ -1,0 +1,125 @@
+#include "phoned/lines.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "nuv_addressmanager.h"
+#include "phoned/allocator.h"
+#include "phoned/event_message.h"
+#include "phoned/owned_frame.h"
+
+namespace {
+
+using phoned::Call;
+using phoned::EventMessage;
+using phoned::Lines;
+using phoned::OwnedFrame;
+using phoned::Request;
+
+TEST(Lines, GiveACallToALineThatIsOffTheHook) {
+  Lines lines;
+  EXPECT_EQ(lines.find(3), nullptr);
+  Call& call = lines.lift(3);
+  EXPECT_EQ(lines.find(3), &call);
+  EXPECT_EQ(lines.busy(), 1U);
+  EXPECT_EQ(NUV_AddressManager_busy(call.number), 1);
+  const uint32_t number = call.number;
+  lines.hang_up(3);
+  EXPECT_EQ(lines.find(3), nullptr);
+  EXPECT_EQ(lines.busy(), 0U);
+  EXPECT_EQ(NUV_AddressManager_busy(number), 0);
+  lines.hang_up(3);
+  EXPECT_EQ(lines.busy(), 0U);
+}
+
+TEST(Lines, HaveCallsForAllAtOnceAndForEver) {
+  Lines lines;
+  for (int round = 0; round < 5; ++round) {
+    std::set<uint32_t> numbers;
+    for (int line = 255; line >= 0; --line) {
+      Call& call = lines.lift(static_cast<uint8_t>(line));
+      EXPECT_TRUE(call.digits.empty());
+      call.digits = std::to_string(line);
+      numbers.insert(call.number);
+    }
+    EXPECT_EQ(numbers.size(), 256U);
+    EXPECT_EQ(lines.busy(), 256U);
+    for (int line = 0; line < 256; ++line) {
+      EXPECT_EQ(lines.find(static_cast<uint8_t>(line))->digits, std::to_string(line));
+      lines.hang_up(static_cast<uint8_t>(line));
+    }
+  }
+}
+
+TEST(Lines, GiveEveryCallNumberBackAtTheEnd) {
+  {
+    Lines lines;
+    lines.lift(0);
+    lines.lift(255);
+  }
+  for (const uint8_t busy : g_rgAddress) {
+    EXPECT_EQ(busy, 0);
+  }
+}
+
+TEST(Lines, TellTheOverdueInAscendingOrder) {
+  Lines lines;
+  for (const uint8_t line : std::initializer_list<uint8_t>{9, 3, 200, 7}) {
+    lines.lift(line).deadline = timeval{line, 0};
+  }
+  lines.find(7)->deadline.reset();
+  EXPECT_EQ(lines.next_deadline()->tv_sec, 3);
+  EXPECT_EQ(lines.overdue({2, 999999}), std::vector<uint8_t>{});
+  EXPECT_EQ(lines.overdue({100, 0}), (std::vector<uint8_t>{3, 9}));
+}
+
+TEST(OwnedFrame, LosesItsWordsFromTheFront) {
+  OwnedFrame frame("  3 dial   110 ");
+  const std::string_view line = frame.take_word();
+  EXPECT_EQ(line, "3");
+  EXPECT_EQ(frame.text(), " dial   110 ");
+  EXPECT_EQ(frame.take_word(), "dial");
+  EXPECT_EQ(frame.take_word(), "110");
+  EXPECT_EQ(frame.take_word(), "");
+  EXPECT_EQ(frame.take_word(), "");
+  EXPECT_EQ(frame.text(), "");
+  EXPECT_EQ(line, "3") << "what was taken off stays where it is";
+}
+
+TEST(OwnedFrame, MayBeEmpty) {
+  OwnedFrame frame("");
+  EXPECT_EQ(frame.take_word(), "");
+}
+
+TEST(EventMessage, CarriesARequest) {
+  EventMessage dialled({7, Request::Event::kDial, "110"}, 5060);
+  EXPECT_EQ(dialled.event(), Request::Event::kDial);
+  EXPECT_EQ(dialled.line(), 7);
+  EXPECT_EQ(dialled.sender_port(), 5060);
+  EXPECT_EQ(dialled.digits(), "110");
+  EventMessage lifted({255, Request::Event::kOffHook, {}}, 65535);
+  EXPECT_EQ(lifted.event(), Request::Event::kOffHook);
+  EXPECT_EQ(lifted.line(), 255);
+  EXPECT_EQ(lifted.sender_port(), 65535);
+  EXPECT_EQ(lifted.digits(), "");
+}
+
+// Once installed the allocator stays: the library's memory is the process's.
+TEST(Allocator, CountsWhatTheLibraryHolds) {
+  phoned::install_counting_allocator();
+  const auto before = phoned::memory_figures();
+  {
+    const OwnedFrame frame("0123456789");
+    const EventMessage message({7, Request::Event::kDial, "110"}, 5060);
+    EXPECT_EQ(phoned::memory_figures().blocks, before.blocks + 2);
+    EXPECT_EQ(phoned::memory_figures().bytes, before.bytes + 13);
+  }
+  EXPECT_EQ(phoned::memory_figures().blocks, before.blocks);
+  EXPECT_EQ(phoned::memory_figures().bytes, before.bytes);
+  EXPECT_EQ(phoned::memory_figures().allocations, before.allocations + 2);
+  EXPECT_GE(phoned::memory_figures().peak_bytes, before.bytes + 13);
+  EXPECT_EQ(phoned::describe({2, 13, 20, 7}), "2 blocks of 13 bytes in use, 20 bytes at most, 7 allocations");
+}
+
+}  // namespace
