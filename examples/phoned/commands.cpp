@@ -19,7 +19,7 @@
 namespace phoned {
 
 // One call of a command.
-struct Commands::Call {
+struct Commands::Invocation {
   std::span<char*> words;  // the command itself is the first
   int answer_fd;
 
@@ -37,8 +37,8 @@ std::string usage(const std::string& text) {
   return error_answer("must be '" + text + "'");
 }
 
-std::string show_line(size_t number, const Call& call, const timeval& now) {
-  const std::string name = std::to_string(number) + " ";
+std::string show_call(uint8_t line, const Call& call, const timeval& now) {
+  const std::string name = std::to_string(line) + " ";
   if (call.state == Call::State::kDecided) {
     return name + "decided " + call.digits + "\n";
   }
@@ -113,11 +113,11 @@ Commands::Commands(const DialLayer& dial_layer, std::function<void()> stop)
   add("lines", &Commands::lines);
   add("map", &Commands::map);
   add("check", &Commands::check);
-  add("mem", &Commands::mem);
   add("run", &Commands::run);
   add("mac", &Commands::mac);
   add("bandwidth", &Commands::bandwidth);
   add("cert", &Commands::cert);
+  add("mem", &Commands::mem);
   add("stop", &Commands::stop);
 }
 
@@ -148,7 +148,7 @@ int32_t Commands::on_command(void* entry, int32_t count, char** words, int32_t f
 
 // ---- The commands ----
 
-std::string Commands::tr(const Call& call) {
+std::string Commands::tr(const Invocation& call) {
   if (call.arguments() == 2) {
     if (const auto refused = refuse_init_file(call.argument(0), call.argument(1))) {
       return error_answer(*refused);
@@ -158,18 +158,19 @@ std::string Commands::tr(const Call& call) {
   return "tr: see phoned's standard output\n";
 }
 
-std::string Commands::lines(const Call&) {
+std::string Commands::lines(const Invocation&) {
   const timeval now = monotonic_now();
   std::string text;
   for (size_t number = 0; number < kLineCount; ++number) {
-    if (const auto* call = dial_layer_.lines().find(static_cast<uint8_t>(number))) {
-      text += show_line(number, *call, now);
+    const auto line = static_cast<uint8_t>(number);
+    if (const Call* call = dial_layer_.lines().find(line)) {
+      text += show_call(line, *call, now);
     }
   }
   return text.empty() ? "all lines are on the hook\n" : text;
 }
 
-std::string Commands::map(const Call&) {
+std::string Commands::map(const Invocation&) {
   std::string text;
   for (const std::string& pattern : dial_layer_.plan().patterns()) {
     text += pattern + "\n";
@@ -177,7 +178,7 @@ std::string Commands::map(const Call&) {
   return text;
 }
 
-std::string Commands::check(const Call& call) {
+std::string Commands::check(const Invocation& call) {
   if (call.arguments() != 1) {
     return usage("check DIGITS");
   }
@@ -199,11 +200,7 @@ std::string Commands::check(const Call& call) {
   return "more " + digits + ", or after the inter-digit time " + show_verdict(digits, late) + "\n";
 }
 
-std::string Commands::mem(const Call&) {
-  return describe(memory_figures()) + "\n";
-}
-
-std::string Commands::run(const Call& call) {
+std::string Commands::run(const Invocation& call) {
   if (call.arguments() == 0) {
     return usage("run COMMAND");
   }
@@ -215,7 +212,7 @@ std::string Commands::run(const Call& call) {
   return error ? error_answer(error->why) : "";
 }
 
-std::string Commands::mac(const Call& call) {
+std::string Commands::mac(const Invocation& call) {
   if (call.arguments() != 2) {
     return usage("mac BASE OFFSET");
   }
@@ -232,7 +229,7 @@ std::string Commands::mac(const Call& call) {
   return std::string(address.data()) + (is_beyond ? ", beyond the last address\n" : "\n");
 }
 
-std::string Commands::bandwidth(const Call& call) {
+std::string Commands::bandwidth(const Invocation& call) {
   if (call.arguments() != 6) {
     return usage("bandwidth OVERHEAD ATM BITS PTIME FACTOR COUNT");
   }
@@ -268,7 +265,7 @@ std::string Commands::bandwidth(const Call& call) {
          " bytes/s\n";
 }
 
-std::string Commands::cert(const Call& call) {
+std::string Commands::cert(const Invocation& call) {
   if (call.arguments() != 2) {
     return usage("cert FILE NEEDLE");
   }
@@ -276,7 +273,11 @@ std::string Commands::cert(const Call& call) {
   return result ? *result + "\n" : error_answer(result.error().why);
 }
 
-std::string Commands::stop(const Call&) {
+std::string Commands::mem(const Invocation&) {
+  return describe(memory_figures()) + "\n";
+}
+
+std::string Commands::stop(const Invocation&) {
   stop_();
   return "phoned ends\n";
 }

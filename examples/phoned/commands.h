@@ -8,6 +8,7 @@
 //     mac BASE OFFSET           a MAC address so many behind another one
 //     bandwidth ...             what a media stream needs
 //     cert FILE NEEDLE          whether the subject of a certificate is as the needle wants it
+//     mem                       the memory of frames and messages
 //     stop                      ends phoned
 //
 // Every answer that begins with "error: " says what is wrong and what would be right.
@@ -45,8 +46,8 @@ class Commands {
   void reap() { runner_.reap(); }
 
  private:
-  struct Call;
-  using Function = std::string (Commands::*)(const Call& call);
+  struct Invocation;
+  using Function = std::string (Commands::*)(const Invocation& call);
   struct Entry {
     Commands* commands;
     Function function;
@@ -55,16 +56,16 @@ class Commands {
   void add(const char* name, Function function);
   static int32_t on_command(void* entry, int32_t count, char** words, int32_t fd);
 
-  std::string tr(const Call& call);
-  std::string lines(const Call& call);
-  std::string map(const Call& call);
-  std::string check(const Call& call);
-  std::string mem(const Call& call);
-  std::string run(const Call& call);
-  std::string mac(const Call& call);
-  std::string bandwidth(const Call& call);
-  std::string cert(const Call& call);
-  std::string stop(const Call& call);
+  std::string tr(const Invocation& call);
+  std::string lines(const Invocation& call);
+  std::string map(const Invocation& call);
+  std::string check(const Invocation& call);
+  std::string run(const Invocation& call);
+  std::string mac(const Invocation& call);
+  std::string bandwidth(const Invocation& call);
+  std::string cert(const Invocation& call);
+  std::string mem(const Invocation& call);
+  std::string stop(const Invocation& call);
 
   const DialLayer& dial_layer_;
   std::function<void()> stop_;

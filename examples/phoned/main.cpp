@@ -74,10 +74,10 @@ Daemon& daemon_of(void* context) {
 bool g_is_in_background = false;
 
 void complain(const std::string& why) {
+  NUV_LOG_ERROR(trace::modules.phoned, "%s", why.c_str());
   if (!g_is_in_background) {
     std::fprintf(stderr, "phoned: %s\n", why.c_str());
   }
-  NUV_LOG_ERROR(trace::modules.phoned, "%s", why.c_str());
 }
 
 void tell_counts(Daemon& daemon) {
@@ -118,7 +118,7 @@ int32_t on_request(void* context, int32_t, uint32_t) {
   const sockaddr_in sender = daemon.channel.sender();
   OwnedFrame request = daemon.channel.take_request();
   trace::received(sender, daemon.port);
-  trace::taken(daemon.port, std::string(request.text()));
+  trace::taken(daemon.port, request.text());
   answer(daemon, sender, daemon.dial_layer.handle(request, sender, monotonic_now()));
   NUV_Select_updateTimeout(&daemon.loop, daemon.deadline_timer, wait_for_deadline(daemon));
   return 0;
@@ -229,8 +229,7 @@ std::optional<Error> start(Daemon& daemon, Instance& instance) {
   if (auto error = open(daemon)) {
     return error;
   }
-  std::printf("phoned: listening on port %u\n", daemon.port);
-  NUV_LOG_INFO(trace::modules.phoned, "listening on port %u", daemon.port);
+  std::printf("phoned: listening on port %u\n", daemon.channel.port());
   if (options.is_foreground) {
     return std::nullopt;
   }
@@ -246,8 +245,8 @@ void serve_events(Daemon& daemon) {
 }
 
 int serve(const Options& options) {
-  install_counting_allocator();
   trace::open(options.ini);
+  install_counting_allocator();
   auto plan = load_plan(options);
   if (!plan) {
     complain(plan.error().why);
@@ -260,6 +259,7 @@ int serve(const Options& options) {
       complain(error->why);
       return kFailure;
     }
+    NUV_LOG_INFO(trace::modules.phoned, "listening on port %u", daemon.port);
     serve_events(daemon);
   }
   std::printf("phoned: memory: %s\n", describe(memory_figures()).c_str());

@@ -100,6 +100,9 @@ Result<Options> parse_options(Arguments::Words words) {
   if (arguments.error()) {
     return *arguments.error();
   }
+  if (options.operators.use_stdin && !options.is_foreground) {
+    return Error{"--stdin needs --foreground: in the background there is no standard input"};
+  }
   if (options.map && options.map_file) {
     return Error{"--map " + quote(*options.map) + " and --map-file " + quote(*options.map_file) +
                  " exclude each other: name one dial plan"};
@@ -110,6 +113,9 @@ Result<Options> parse_options(Arguments::Words words) {
   if (options.operators.fifo_in && options.operators.fifo_in == options.operators.fifo_out) {
     return Error{"--fifo and --fifo-out are both " + quote(*options.operators.fifo_in) + ": name two FIFOs"};
   }
+  if (options.operators.use_stdin && !options.is_foreground) {
+    return Error{"--stdin wants --foreground: a daemon has no standard input"};
+  }
   if (!arguments.rest().empty()) {
     return Error{"unexpected word " + quote(arguments.rest().front()) + ": phoned takes options only, see --help"};
   }
@@ -118,7 +124,7 @@ Result<Options> parse_options(Arguments::Words words) {
 
 std::string help_text() {
   const std::string help = replace(replace(kHelp, "%PORT%", std::to_string(kDefaultPort)), "%MAP%", DialPlan::kDefault);
-  return replace(replace(help, "%INI%", trace::kDefaultInitFile), "%RUNDIR%", Options::kDefaultRunDir);
+  return replace(replace(help, "%RUNDIR%", Options::kDefaultRunDir), "%INI%", trace::kDefaultInitFile);
 }
 
 }  // namespace phoned

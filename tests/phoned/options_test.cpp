@@ -51,7 +51,8 @@ TEST(PhonedOptions, SayWhereOperatorsAre) {
   EXPECT_EQ(none->operators, phoned::Operators::Channels());
   EXPECT_EQ(none->operators.patience, seconds(30));
   const Words words = {
-      "--ini", "a", "--console", "b", "--fifo", "c", "--fifo-out=d", "--stdin", "--console-timeout=3600"};
+      "--foreground",          "--ini", "a", "--console", "b", "--fifo", "c", "--fifo-out=d", "--stdin",
+      "--console-timeout=3600"};
   const auto all = phoned::parse_options(words);
   ASSERT_TRUE(all) << all.error().why;
   EXPECT_EQ(all->ini, "a");
