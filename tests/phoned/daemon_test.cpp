@@ -1,0 +1,249 @@
+// phoned as a daemon: in the background, with its pid file, alone in its run directory, and under a heavy load.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <thread>
+
+#include "program.h"
+#include "udp_socket.h"
+
+namespace {
+
+using support::Program;
+using support::TemporaryFile;
+using support::UdpSocket;
+
+constexpr char kListening[] = "phoned: listening on port ";
+
+bool comes_true(const std::function<bool()>& question) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(Program::kPatienceSeconds);
+  while (!question()) {
+    if (std::chrono::steady_clock::now() > end) {
+      return false;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  return true;
+}
+
+// Whether nothing is left of the process, not even its exit status for whoever has to take that.
+bool is_gone(pid_t pid) {
+  return comes_true([pid] { return kill(pid, 0) != 0; });
+}
+
+// Whether it does nothing any more.
+bool has_ended(pid_t pid) {
+  return comes_true([pid] {
+    const std::string status = TemporaryFile::content_of("/proc/" + std::to_string(pid) + "/stat");
+    return status.empty() || status.find(") Z ") != std::string::npos;
+  });
+}
+
+uint16_t port_in(const std::string& output) {
+  const size_t at = output.find(kListening);
+  return at == std::string::npos ? 0 : static_cast<uint16_t>(std::stoul(output.substr(at + sizeof kListening - 1)));
+}
+
+// A run directory, and whoever has left a pid file in it: nothing of that outlives the test.
+class DaemonTest : public ::testing::Test {
+ protected:
+  DaemonTest() {
+    std::string name = "/tmp/phoned_run.XXXXXX";
+    if (mkdtemp(name.data()) == nullptr) {
+      throw std::runtime_error("no temporary directory");
+    }
+    run_dir_ = name;
+  }
+
+  ~DaemonTest() override {
+    kill_daemon();
+    std::filesystem::remove_all(run_dir_);
+  }
+
+  std::string pid_file() const { return run_dir_ + "/phoned.pid"; }
+
+  void leave_pid_file(const std::string& content) const { std::ofstream(pid_file(), std::ios::binary) << content; }
+
+  Program::Arguments with_run_dir(Program::Arguments more = {}) const {
+    Program::Arguments arguments = {"--port", "0", "--run-dir", run_dir_, "--map", "110|0x.T"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return arguments;
+  }
+
+  // Starts a daemon and waits until its pid file names it.
+  void start(const Program::Arguments& arguments) {
+    Program launcher(PHONED, arguments);
+    const pid_t launcher_pid = launcher.pid();
+    ASSERT_EQ(launcher.exit_status(), 0) << launcher.err();
+    EXPECT_EQ(launcher.err(), "");
+    port_ = port_in(launcher.out());
+    ASSERT_TRUE(comes_true([this, launcher_pid] {
+      const std::string content = TemporaryFile::content_of(pid_file());
+      daemon_ = content.empty() ? -1 : static_cast<pid_t>(std::stol(content));
+      return daemon_ > 0 && daemon_ != launcher_pid;
+    }));
+  }
+
+  void expect_a_call() const {
+    UdpSocket card(port_);
+    EXPECT_EQ(card.ask("3 onhook"), "3 idle");
+    EXPECT_EQ(card.ask("3 offhook"), "3 ready");
+    EXPECT_EQ(card.ask("3 dial 110"), "3 complete 110 110");
+  }
+
+  void kill_daemon() {
+    if (daemon_ > 0) {
+      kill(daemon_, SIGKILL);
+      EXPECT_TRUE(has_ended(daemon_));
+      daemon_ = -1;
+    }
+  }
+
+  std::string run_dir_;
+  pid_t daemon_ = -1;
+  uint16_t port_ = 0;
+};
+
+TEST_F(DaemonTest, RunsInTheBackgroundUntilItIsAskedToEnd) {
+  start(with_run_dir());
+  EXPECT_EQ(TemporaryFile::content_of(pid_file()), std::to_string(daemon_)) << "the number and nothing else";
+  expect_a_call();
+  const std::string process = "/proc/" + std::to_string(daemon_);
+  for (const char* descriptor : {"0", "1", "2"}) {
+    EXPECT_EQ(std::filesystem::read_symlink(process + "/fd/" + descriptor), "/dev/null");
+  }
+  EXPECT_EQ(std::filesystem::read_symlink(process + "/cwd"), "/");
+  EXPECT_EQ(getsid(daemon_) == daemon_, false) << "no leader of a session: it never gets a terminal";
+  EXPECT_NE(getsid(daemon_), getsid(0));
+  kill(daemon_, SIGTERM);
+  EXPECT_TRUE(has_ended(daemon_));
+  EXPECT_FALSE(std::filesystem::exists(pid_file()));
+}
+
+TEST_F(DaemonTest, RefusesASecondOne) {
+  start(with_run_dir());
+  Program second(PHONED, with_run_dir());
+  EXPECT_EQ(second.exit_status(), 1);
+  EXPECT_EQ(second.err(), "phoned: is running already, as process " + std::to_string(daemon_) + ", says '" +
+                              pid_file() + "'; stop it first, or choose another --run-dir\n");
+  EXPECT_EQ(second.out(), "");
+  EXPECT_EQ(TemporaryFile::content_of(pid_file()), std::to_string(daemon_));
+  expect_a_call();
+}
+
+TEST_F(DaemonTest, StartsOverThePidFileOfOneThatWasKilled) {
+  start(with_run_dir());
+  const std::string killed = TemporaryFile::content_of(pid_file());
+  const pid_t pid = daemon_;
+  kill_daemon();
+  ASSERT_TRUE(is_gone(pid));
+  ASSERT_EQ(TemporaryFile::content_of(pid_file()), killed);
+  start(with_run_dir());
+  EXPECT_NE(TemporaryFile::content_of(pid_file()), killed);
+  expect_a_call();
+}
+
+TEST_F(DaemonTest, StartsOverAPidFileThatNamesNobody) {
+  for (const char* content : {"", "0", "-1", "nobody", "2147483647"}) {
+    SCOPED_TRACE(content);
+    leave_pid_file(content);
+    start(with_run_dir());
+    expect_a_call();
+    kill(daemon_, SIGTERM);
+    EXPECT_TRUE(has_ended(daemon_));
+  }
+}
+
+TEST_F(DaemonTest, ReadsAMapFileWithARelativeNameAgain) {
+  const std::string plan = run_dir_ + "/plan";
+  std::ofstream(plan) << "110\n";
+  // The name is relative to where phoned was started.
+  const std::string name = std::filesystem::relative(plan);
+  start({"--port", "0", "--run-dir", run_dir_, "--map-file", name});
+  UdpSocket card(port_);
+  EXPECT_EQ(card.ask("3 offhook"), "3 ready");
+  EXPECT_EQ(card.ask("3 dial 5"), "3 reject 5");
+  std::ofstream(plan) << "5\n";
+  kill(daemon_, SIGHUP);
+  EXPECT_TRUE(comes_true([&card] {
+    card.ask("3 onhook");
+    card.ask("3 offhook");
+    return card.ask("3 dial 5") == "3 complete 5 5";
+  }));
+}
+
+TEST_F(DaemonTest, KeepsAPidFileInTheForegroundIfAsked) {
+  Program phoned(PHONED, with_run_dir({"--foreground"}));
+  ASSERT_TRUE(phoned.says(kListening));
+  EXPECT_EQ(TemporaryFile::content_of(pid_file()), std::to_string(phoned.pid()));
+  phoned.signal(SIGINT);
+  EXPECT_EQ(phoned.exit_status(), 0);
+  EXPECT_FALSE(std::filesystem::exists(pid_file()));
+}
+
+TEST_F(DaemonTest, RefusesARunDirectoryThatItCannotUse) {
+  const TemporaryFile file;
+  const std::string long_name = "/" + std::string(73, 'x');
+  const struct {
+    std::string run_dir;
+    std::string complaint;
+  } kCases[] = {
+      {"/nonexistent", "cannot be written to: No such file or directory; choose another with --run-dir\n"},
+      {file.path(), "cannot be written to: Not a directory; choose another with --run-dir\n"},
+      {long_name, "has too long a name: at most 73 characters are taken\n"},
+  };
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(row.run_dir);
+    Program phoned(PHONED, {"--port", "0", "--run-dir", row.run_dir});
+    EXPECT_EQ(phoned.exit_status(), 1);
+    EXPECT_EQ(phoned.err(), "phoned: run directory '" + row.run_dir + "' " + row.complaint);
+    EXPECT_EQ(phoned.out(), "");
+  }
+}
+
+TEST_F(DaemonTest, SaysThatThereIsNoRoomForThePidFile) {
+  if (mount("tmpfs", run_dir_.c_str(), "tmpfs", 0, "size=4k") != 0) {
+    GTEST_SKIP() << "a full disk needs the right to mount one";
+  }
+  std::ofstream(run_dir_ + "/filler") << std::string(8192, 'x');
+  Program phoned(PHONED, with_run_dir());
+  EXPECT_EQ(phoned.exit_status(), 1);
+  EXPECT_EQ(phoned.err(),
+            "phoned: pid file '" + pid_file() + "' cannot be written: is there no room? Choose another --run-dir\n");
+  EXPECT_FALSE(std::filesystem::exists(pid_file())) << "not even an empty one";
+  EXPECT_EQ(umount(run_dir_.c_str()), 0);
+}
+
+// A hundred thousand datagrams, a third of which make no sense. Each is answered before the next one is sent, so that
+// the kernel has none to drop; every answer is the one to its datagram, and afterwards nothing is held.
+TEST_F(DaemonTest, AnswersAHundredThousandDatagramsAndHoldsNothing) {
+  Program phoned(PHONED, {"--foreground", "--port", "0", "--map", "110|0x.T", "--interdigit", "60000"});
+  ASSERT_TRUE(phoned.says(kListening));
+  UdpSocket card(port_in(phoned.out()));
+  constexpr int kRounds = 16667;
+  for (int round = 0; round < kRounds; ++round) {
+    const std::string line = std::to_string(round % 256);
+    const std::string sequence = std::to_string(100000 + round);
+    ASSERT_EQ(card.ask(line + " offhook"), line + " ready");
+    ASSERT_EQ(card.ask(sequence + " offhook"), "error unknown line '" + sequence + "': must be a number from 0 to 255");
+    ASSERT_EQ(card.ask(line + " digit 0"), line + " more 0");
+    ASSERT_EQ(card.ask(line + " dial " + sequence), line + " more 0" + sequence);
+    ASSERT_EQ(card.ask(line + " dance" + sequence),
+              "error unknown word 'dance" + sequence + "': must be offhook, digit, dial or onhook");
+    ASSERT_EQ(card.ask(line + " onhook"), line + " idle");
+  }
+  phoned.signal(SIGTERM);
+  EXPECT_EQ(phoned.exit_status(), 0);
+  EXPECT_NE(phoned.out().find("phoned: datagrams " + std::to_string(6 * kRounds)), std::string::npos);
+  EXPECT_NE(phoned.out().find("errors " + std::to_string(2 * kRounds) + "\n"), std::string::npos);
+  EXPECT_NE(phoned.out().find("phoned: memory: 0 blocks of 0 bytes in use"), std::string::npos);
+}
+
+}  // namespace
