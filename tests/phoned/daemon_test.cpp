@@ -4,34 +4,21 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <functional>
-#include <thread>
 
 #include "program.h"
 #include "udp_socket.h"
 
 namespace {
 
+using support::comes_true;
 using support::Program;
 using support::TemporaryFile;
 using support::UdpSocket;
 
 constexpr char kListening[] = "phoned: listening on port ";
-
-bool comes_true(const std::function<bool()>& question) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(Program::kPatienceSeconds);
-  while (!question()) {
-    if (std::chrono::steady_clock::now() > end) {
-      return false;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-  }
-  return true;
-}
 
 // Whether nothing is left of the process, not even its exit status for whoever has to take that.
 bool is_gone(pid_t pid) {

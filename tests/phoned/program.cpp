@@ -16,18 +16,6 @@
 namespace support {
 namespace {
 
-// Asks again and again until the answer is yes or patience is at its end.
-bool comes_true(const std::function<bool()>& question) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(Program::kPatienceSeconds);
-  while (!question()) {
-    if (std::chrono::steady_clock::now() > end) {
-      return false;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-  }
-  return true;
-}
-
 bool holds(const TemporaryFile& file, const std::string& text) {
   return comes_true([&] { return file.content().find(text) != std::string::npos; });
 }
@@ -41,6 +29,17 @@ void keep_descriptors_to_ourselves() {
 }
 
 }  // namespace
+
+bool comes_true(const std::function<bool()>& question) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(Program::kPatienceSeconds);
+  while (!question()) {
+    if (std::chrono::steady_clock::now() > end) {
+      return false;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  return true;
+}
 
 TemporaryFile::TemporaryFile(const std::string& content) : path_("/tmp/phoned_tests.XXXXXX") {
   const int fd = mkstemp(path_.data());

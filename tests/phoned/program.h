@@ -2,6 +2,7 @@
 #ifndef TESTS_PHONED_PROGRAM_H
 #define TESTS_PHONED_PROGRAM_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,9 @@ class TemporaryFile {
  private:
   std::string path_;
 };
+
+// Asks again and again, until the answer is yes or patience is at its end. Returns false then.
+bool comes_true(const std::function<bool()>& question);
 
 // A program that runs until it ends by itself or its owner goes. Nothing here waits for longer than kPatience.
 class Program {
