@@ -708,13 +708,15 @@ TEST_F(SelectTest, ReturnsWhatTheLastSelectReturned) {
   }
 }
 
-TEST_F(SelectTest, AFailedPollIsFollowedByTheExternalCycle) {
+TEST_F(SelectTest, AFailedPollIsFollowedByAnExternalCycleWithItsBudget) {
   read(1);
   read_external(2);
+  timer(0, kNow);
+  clock_.advance({1, 0});
   clock_.answer_select({-1, {}, {}, {}, {0, 0}, EINTR});
   clock_.answer_select({1, {2}, {}, {}});
   EXPECT_EQ(process(), 1);
-  EXPECT_EQ(take_log(), Log{"r2"});
+  EXPECT_EQ(take_log(), Log{"r2"}) << "one callback, and none is left for the timer";
   EXPECT_EQ(clock_.take_selects().size(), 2U);
 }
 
