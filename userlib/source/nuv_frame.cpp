@@ -14,11 +14,14 @@ uint32_t distance(const uint8_t* from, const uint8_t* to) {
   return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(to) - reinterpret_cast<uintptr_t>(from));
 }
 
+// Out of a block there is no arithmetic with pointers; with numbers there is.
 uint8_t* moved_up(uint8_t* pointer, uint32_t offset) {
+  // NOLINTNEXTLINE(performance-no-int-to-ptr)
   return reinterpret_cast<uint8_t*>(reinterpret_cast<uintptr_t>(pointer) + offset);
 }
 
 uint8_t* moved_down(uint8_t* pointer, uint32_t offset) {
+  // NOLINTNEXTLINE(performance-no-int-to-ptr)
   return reinterpret_cast<uint8_t*>(reinterpret_cast<uintptr_t>(pointer) - offset);
 }
 
