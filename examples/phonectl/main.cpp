@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include "nuv_assert.h"
+#include "nuv_syslog.h"
 #include "phonectl/client.h"
 #include "phonectl/console.h"
 #include "phonectl/options.h"
@@ -24,7 +25,13 @@ constexpr int kFailure = 1;
 constexpr int kUsage = 2;
 constexpr size_t kMaxScript = 1 << 20;
 
+// The log of phonectl's own: it needs no modules and masks, so the library's plain logger does.
+bool g_is_logging = false;
+
 int complain(int status, const std::string& why) {
+  if (g_is_logging) {
+    NUV_Syslog_error(__FILE__, __LINE__, why.c_str());
+  }
   std::fprintf(stderr, "phonectl: %s\n", why.c_str());
   return status;
 }
@@ -47,7 +54,11 @@ class Transcript {
 
   // The line is seen at once. What phoned sent must not play tricks with a terminal.
   void write(const std::string& line) {
-    std::fprintf(file_, "%s\n", printable(line).c_str());
+    const std::string text = printable(line);
+    if (g_is_logging) {
+      NUV_Syslog_trace(__FILE__, __LINE__, text.c_str());
+    }
+    std::fprintf(file_, "%s\n", text.c_str());
     std::fflush(file_);
   }
 
@@ -154,6 +165,7 @@ int run(phoned::Arguments::Words words) {
   if (!options) {
     return complain(kUsage, options.error().why);
   }
+  g_is_logging = options->is_logging;
   switch (options->action) {
     case Options::Action::kShowHelp:
       std::fputs(help_text().c_str(), stdout);

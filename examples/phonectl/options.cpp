@@ -30,6 +30,7 @@ Options:
   --port N            phoned's UDP port, 1 to 65535 (%PORT%)
   --host ADDRESS      phoned's IPv4 address (127.0.0.1)
   --timeout MS        how long to wait for an answer, 1 to 60000 milliseconds (2000; on the console 10000)
+  --log               write what is shown and what goes wrong to the system log, too
   --help, --version   say so and end
 
 Exit status: 0 if the answer is as it should be, 1 if it is an error, not the expected one or missing, 2 if the command
@@ -84,6 +85,8 @@ Result<Options> parse_options(Arguments::Words words) {
       options.action = Options::Action::kShowHelp;
     } else if (arguments.is_flag("--version")) {
       options.action = Options::Action::kShowVersion;
+    } else if (arguments.is_flag("--log")) {
+      options.is_logging = true;
     } else if (arguments.is("--port")) {
       options.port = static_cast<uint16_t>(arguments.number(1, UINT16_MAX));
     } else if (arguments.is("--host")) {

@@ -21,6 +21,7 @@ struct Options {
   std::string host = "127.0.0.1";
   uint16_t port = phoned::kDefaultPort;
   std::chrono::milliseconds timeout{2000};
+  bool is_logging = false;            // to the system log
   std::optional<std::string> script;  // a file's name, or "-" for standard input
   Step command;                       // of kCommand
   std::string console_path;           // of kConsole: where phoned listens to operators

@@ -60,6 +60,8 @@ TEST(SystemLog, GetsItsLines) {
   say(std::string(300, 'x'));
   say("run kill -HUP " + pid);
   EXPECT_TRUE(world.complains("phoned: HUP: there is no --map-file to read again; the dial plan stays\n"));
+  say(std::string("run ") + PHONECTL + " --log --port " + std::to_string(port) + " offhook 5");
+  say(std::string("run ") + PHONECTL + " --log --port " + std::to_string(port) + " offhook 700");
   say("stop");
   EXPECT_EQ(world.exit_status(), 0) << world.err();
 
@@ -71,6 +73,9 @@ TEST(SystemLog, GetsItsLines) {
         "user.debug" + ident + "trace:Line   event '9 onhook'\n",
         "user.notice" + ident + "info:Console   line 'tr change Line 2'\n",
         "user.warning" + ident + "warning:Console   the line is too long: at most 255 bytes are taken\n",
+        // phonectl's own log: the plain logger writes everything with the severity alert.
+        std::string("user.alert phonectl: trace:5 ready\n"),
+        std::string("user.alert phonectl: trace:error unknown line '700': must be a number from 0 to 255\n"),
         "user.err" + ident + "error:Phoned: main.cpp:", "user.notice" + ident + "info:Phoned   farewell\n"}) {
     EXPECT_NE(log.find(line), std::string::npos) << line << log;
   }
