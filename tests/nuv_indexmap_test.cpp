@@ -247,6 +247,21 @@ TEST_F(IndexMapTest, ReportsAPositionThatIsFree) {
   EXPECT_EQ(NUV_IndexMap_size(&map_), 1U);
 }
 
+// What an operation promises it also looks at, for the sake of records that somebody else wrote to.
+TEST_F(IndexMapTest, ReportsARecordThatWasTamperedWith) {
+  fill();
+  store_[3].m_oPair.m_iKey = 11;
+  NUV_IndexMap_remove(&map_, 1);
+  EXPECT_EQ(contracts_.take(),
+            Reports{ensure_report(kFile, "NUV_IndexMap_end( a_this) == NUV_IndexMap_find( a_this, key)")});
+  EXPECT_EQ(NUV_IndexMap_size(&map_), 3U);
+
+  map_.m_uCount = 4;
+  NUV_IndexMap_clear(&map_);
+  EXPECT_EQ(contracts_.take(), Reports{ensure_report(kFile, "1 == NUV_IndexMap_empty( a_this)")});
+  EXPECT_EQ(NUV_IndexMap_begin(&map_), NUV_IndexMap_end(&map_));
+}
+
 TEST_F(IndexMapTest, HasNoPlaceWithoutAStore) {
   IndexMap map;
   EXPECT_EQ(NUV_IndexMap_construct(&map, nullptr, 0), 1);
