@@ -1,0 +1,6 @@
+# 64-bit, big-endian: what mips and the everyday machine do not show together.
+set(CMAKE_SYSTEM_PROCESSOR s390x)
+set(USERLIB_TARGET s390x)
+set(USERLIB_TRIPLET s390x-linux-gnu)
+set(USERLIB_QEMU qemu-s390x)
+include(${CMAKE_CURRENT_LIST_DIR}/debian-cross.cmake)
