@@ -16,13 +16,14 @@
 #include "nuv_sysloglevel.h"
 #include "support/child_process.h"
 #include "support/contract_recorder.h"
-#include "support/fault_injector.h"
+#include "support/fault_loop.h"
 
 namespace {
 
 using support::ChildProcess;
 using support::ContractRecorder;
-using support::FaultInjector;
+using support::each_fault;
+using support::Fault;
 
 
 constexpr uint8_t kStays = 0;
@@ -492,19 +493,17 @@ TEST_F(SelectSetTest, TakesAThousandAndTwentyFourReceivers) {
 
 TEST_F(SelectSetTest, WithoutMemoryRegistersNothing) {
   add_all({1, 2});
-  {
-    const FaultInjector no_memory("malloc", 1, ENOMEM);
-    EXPECT_EQ(add(3), nullptr);
-    EXPECT_TRUE(no_memory.has_struck());
-  }
-  EXPECT_EQ(list(), (Fds{2, 1}));
-  {
-    const FaultInjector no_memory("malloc", 1, ENOMEM);
-    EXPECT_NE(add(2), nullptr) << "a replacement needs no memory";
-    EXPECT_FALSE(no_memory.has_struck());
-  }
-  EXPECT_NE(add(3), nullptr);
-  EXPECT_EQ(process({1, 2, 3}), (Fds{3, 2, 1}));
+  const int blocks = each_fault("malloc", {ENOMEM}, [this](Fault& fault) {
+    const NUV_SelectRecv* replaced = fault.during([this] { return add(2); });
+    EXPECT_NE(replaced, nullptr) << "a replacement needs no memory";
+    const NUV_SelectRecv* added = fault.during([this] { return add(3); });
+    EXPECT_EQ(added == nullptr, fault.has_struck());
+    EXPECT_EQ(list(), fault.has_struck() ? (Fds{2, 1}) : (Fds{3, 2, 1}));
+    add(3);
+    EXPECT_EQ(process({1, 2, 3}), (Fds{3, 2, 1}));
+    remove(3);
+  });
+  EXPECT_EQ(blocks, 1);
 }
 
 TEST_F(SelectSetTest, RemovingAnUnknownDescriptorEndsTheProcess) {
