@@ -4,6 +4,7 @@
 #include <fnmatch.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -21,6 +22,7 @@
 #include "support/contract_recorder.h"
 #include "support/fake_files.h"
 #include "support/fault_injector.h"
+#include "support/temporary_directory.h"
 
 namespace {
 
@@ -30,6 +32,7 @@ using support::FakeFiles;
 using support::FaultInjector;
 using support::Reports;
 using support::require_report;
+using support::TemporaryDirectory;
 
 constexpr char kFile[] = "nuv_utility";
 
@@ -379,9 +382,22 @@ TEST(Utility, PidFromFileThatCannotBeOpenedIs0) {
   FakeFiles files;
   EXPECT_EQ(NUV_Utility_get_pid_from_file("/flash/phoned.pid"), 0);
   files.write("/flash/phoned.pid", "4711\n");
-  const FaultInjector denied("fopen", 1, EACCES);
+  const FaultInjector denied("open", 1, EACCES);
   EXPECT_EQ(NUV_Utility_get_pid_from_file("/flash/phoned.pid"), 0);
   EXPECT_TRUE(denied.has_struck());
+}
+
+TEST(Utility, PidFromFileDoesNotWaitForAFifo) {
+  const ContractRecorder contracts;
+  const TemporaryDirectory directory;
+  const std::string fifo = directory.path() + "/phoned.pid";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  EXPECT_EQ(NUV_Utility_get_pid_from_file(fifo.c_str()), 0) << "nobody writes";
+  const int both_ends = open(fifo.c_str(), O_RDWR);
+  EXPECT_EQ(NUV_Utility_get_pid_from_file(fifo.c_str()), 0) << "nothing is written";
+  EXPECT_EQ(write(both_ends, "4711", 4), 4);
+  EXPECT_EQ(NUV_Utility_get_pid_from_file(fifo.c_str()), 4711);
+  close(both_ends);
 }
 
 TEST(Utility, PidFromFileReportsAMissingName) {

@@ -12,6 +12,7 @@ set(USERLIB_WRAPPED_FUNCTIONS
     execl
     fclose
     fcntl
+    fdopen
     fflush
     fgets
     fopen
@@ -30,6 +31,7 @@ set(USERLIB_WRAPPED_FUNCTIONS
     kill
     localtime
     localtime_r
+    lstat
     malloc
     open
     pclose

@@ -140,6 +140,11 @@ int __wrap_fcntl(int fd, int command, ...) {
   return FaultInjector::strikes("fcntl") ? -1 : __real_fcntl(fd, command, argument);
 }
 
+FILE* __real_fdopen(int fd, const char* mode);
+FILE* __wrap_fdopen(int fd, const char* mode) {
+  return FaultInjector::strikes("fdopen") ? nullptr : __real_fdopen(fd, mode);
+}
+
 int __real_fflush(FILE* stream);
 int __wrap_fflush(FILE* stream) {
   return FaultInjector::strikes("fflush") ? EOF : __real_fflush(stream);
@@ -251,6 +256,18 @@ tm* __wrap_localtime(const time_t* seconds) {
 tm* __real_localtime_r(const time_t* seconds, tm* result);
 tm* __wrap_localtime_r(const time_t* seconds, tm* result) {
   return FaultInjector::strikes("localtime_r") ? nullptr : __real_localtime_r(seconds, result);
+}
+
+int __real_lstat(const char* path, struct stat* status);
+int __wrap_lstat(const char* path, struct stat* status) {
+  if (FaultInjector::strikes("lstat")) {
+    return -1;
+  }
+  const int result = __real_lstat(redirected_path(path).c_str(), status);
+  if (result == 0 && support::FakeOwner::is_active()) {
+    status->st_uid = support::FakeOwner::uid();
+  }
+  return result;
 }
 
 void* __real_malloc(size_t size);

@@ -19,6 +19,7 @@
 
 #include "contract.h"
 #include "text.h"
+#include "unique_fd.h"
 
 using userlib::text_or_empty;
 
@@ -278,10 +279,13 @@ char* NUV_Utility_readLine(char* a_dest, uint32_t a_size, FILE* a_stream) {
 int32_t NUV_Utility_get_pid_from_file(const char* pidfile) {
   NUV_REQUIRE(((void *)0) != pidfile);
   NUV_REQUIRE_TEXT(*text_or_empty(pidfile) != '\0', "0 != strlen (pidfile)");
-  const File file(fopen(text_or_empty(pidfile), "r"));
+  // A FIFO in its place, with nobody at the other end, is as good as an empty file.
+  userlib::UniqueFd fd(open(text_or_empty(pidfile), O_RDONLY | O_NONBLOCK | O_NOCTTY));
+  const File file(fd.get() >= 0 ? fdopen(fd.get(), "r") : nullptr);
   if (file == nullptr) {
     return 0;
   }
+  fd.release();
   int pid = 0;
   // NOLINTNEXTLINE(cert-err34-c): the id is what this conversion makes of the file.
   return fscanf(file.get(), "%d", &pid) == 1 ? pid : 0;
