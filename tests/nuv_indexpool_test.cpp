@@ -2,25 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <vector>
 
 #include "support/contract_recorder.h"
-#include "support/fault_injector.h"
-#include "support/first_report.h"
 
 namespace {
 
 using support::ContractRecorder;
-using support::ensure_report;
-using support::FaultInjector;
-using support::Report;
-using support::Reports;
-using support::require_report;
-
-constexpr char kFile[] = "nuv_indexpool";
-constexpr char kHasRoom[] = "NUV_IndexPool_available( a_this) == 1";
-constexpr char kBelowSize[] = "NUV_IndexPool_size( a_this) > a_index";
 
 // A pool that lives as long as its test.
 class IndexPoolTest : public ::testing::Test {
@@ -102,93 +90,6 @@ TEST_F(IndexPoolTest, HandsOutEveryIndexOfAnySize) {
     }
     EXPECT_EQ(NUV_IndexPool_available(&pool), 0);
     NUV_IndexPool_destruct(&pool);
-  }
-}
-
-TEST_F(IndexPoolTest, StaysExhaustedWhenAskedForMore) {
-  for (const uint32_t size : {0U, 8U, 10U}) {
-    SCOPED_TRACE(size);
-    IndexPool pool;
-    NUV_IndexPool_construct(&pool, size);
-    for (uint32_t i = 0; i < size; ++i) {
-      NUV_IndexPool_occupy(&pool);
-    }
-    EXPECT_EQ(NUV_IndexPool_occupy(&pool), size);
-    EXPECT_EQ(
-        contracts_.take(),
-        (Reports{require_report(kFile, kHasRoom), ensure_report(kFile, "a_this->m_uSize > index"),
-                 require_report(kFile, kBelowSize), ensure_report(kFile, "NUV_IndexPool_occupied( a_this, index)")}));
-    EXPECT_EQ(NUV_IndexPool_free(&pool), 0U);
-    EXPECT_EQ(NUV_IndexPool_busy(&pool), size);
-    NUV_IndexPool_destruct(&pool);
-  }
-}
-
-TEST_F(IndexPoolTest, ReportsAnIndexThatDoesNotExist) {
-  make(8);
-  EXPECT_EQ(NUV_IndexPool_occupied(&pool_, 8), 0);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, kBelowSize)});
-
-  NUV_IndexPool_occupyIndex(&pool_, 8);
-  EXPECT_EQ(contracts_.take(), (Reports{require_report(kFile, kBelowSize), require_report(kFile, kBelowSize),
-                                        require_report(kFile, kBelowSize),
-                                        ensure_report(kFile, "NUV_IndexPool_occupied( a_this, a_index)")}));
-
-  NUV_IndexPool_release(&pool_, 0xFFFFFFFF);
-  EXPECT_EQ(contracts_.take(), (Reports{require_report(kFile, kBelowSize), require_report(kFile, kBelowSize),
-                                        require_report(kFile, "NUV_IndexPool_occupied( a_this, a_index) == 1"),
-                                        require_report(kFile, kBelowSize)}));
-  EXPECT_EQ(NUV_IndexPool_free(&pool_), 8U);
-}
-
-TEST_F(IndexPoolTest, ReportsAnIndexThatIsTakenAlready) {
-  make(8);
-  NUV_IndexPool_occupyIndex(&pool_, 3);
-  NUV_IndexPool_occupyIndex(&pool_, 3);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, "NUV_IndexPool_occupied( a_this, a_index) == 0")});
-  EXPECT_EQ(NUV_IndexPool_busy(&pool_), 1U);
-}
-
-TEST_F(IndexPoolTest, ReportsTheReleaseOfAFreeIndex) {
-  make(8);
-  NUV_IndexPool_release(&pool_, 3);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, "NUV_IndexPool_occupied( a_this, a_index) == 1")});
-  EXPECT_EQ(NUV_IndexPool_free(&pool_), 8U);
-}
-
-TEST_F(IndexPoolTest, WithoutMemoryGivesNoIndex) {
-  {
-    const FaultInjector no_memory("malloc", 1, ENOMEM);
-    EXPECT_EQ(NUV_IndexPool_construct(&pool_, 10), 1);
-    EXPECT_TRUE(no_memory.has_struck());
-  }
-  EXPECT_EQ(contracts_.take(), (Reports{Report{NUV_ASSERT_NULL_POINTER, kFile, "NULL != a_this->m_pPool"}}));
-  EXPECT_EQ(NUV_IndexPool_size(&pool_), 10U);
-  EXPECT_EQ(NUV_IndexPool_occupied(&pool_, 0), 0);
-  EXPECT_EQ(NUV_IndexPool_occupy(&pool_), 10U);
-  EXPECT_EQ(contracts_.take().size(), 3U);
-  EXPECT_EQ(NUV_IndexPool_free(&pool_), 10U);
-}
-
-TEST(IndexPoolNull, EveryOperationReportsANullPool) {
-  const struct {
-    const char* name;
-    void (*call)();
-  } kCases[] = {
-      {"construct", [] { NUV_IndexPool_construct(nullptr, 1); }},
-      {"destruct", [] { NUV_IndexPool_destruct(nullptr); }},
-      {"size", [] { NUV_IndexPool_size(nullptr); }},
-      {"free", [] { NUV_IndexPool_free(nullptr); }},
-      {"busy", [] { NUV_IndexPool_busy(nullptr); }},
-      {"available", [] { NUV_IndexPool_available(nullptr); }},
-      {"occupied", [] { NUV_IndexPool_occupied(nullptr, 0); }},
-      {"occupy", [] { NUV_IndexPool_occupy(nullptr); }},
-      {"occupyIndex", [] { NUV_IndexPool_occupyIndex(nullptr, 0); }},
-      {"release", [] { NUV_IndexPool_release(nullptr, 0); }},
-  };
-  for (const auto& row : kCases) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(support::first_report(row.call), require_report(kFile, "((void *)0) != a_this"));
   }
 }
 

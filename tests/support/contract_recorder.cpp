@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/witness.h"
+
 namespace support {
 namespace {
 
@@ -37,6 +39,7 @@ Reports ContractRecorder::take() {
 
 void ContractRecorder::record(uint32_t type, const char* file, uint32_t line, const char* text) {
   active_->reports_.push_back({type, copy(file), copy(text), line});
+  witness(active_->reports_.back());
 }
 
 Report require_report(const char* file, const char* text) {
