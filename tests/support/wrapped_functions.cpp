@@ -162,7 +162,7 @@ pid_t __wrap_fork() {
 }
 
 // Compilers turn one function of stream output into another, so all of them go by the name of fprintf.
-int __wrap_fprintf(FILE* stream, const char* format, ...) {
+[[gnu::format(printf, 2, 3)]] int __wrap_fprintf(FILE* stream, const char* format, ...) {
   if (FaultInjector::strikes("fprintf")) {
     return -1;
   }
@@ -173,7 +173,7 @@ int __wrap_fprintf(FILE* stream, const char* format, ...) {
   return result;
 }
 
-int __wrap___fprintf_chk(FILE* stream, int /*flag*/, const char* format, ...) {
+[[gnu::format(printf, 3, 4)]] int __wrap___fprintf_chk(FILE* stream, int /*flag*/, const char* format, ...) {
   if (FaultInjector::strikes("fprintf")) {
     return -1;
   }
