@@ -6,6 +6,7 @@
 #include <stdlib.h>
 #include <sys/select.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/utsname.h>
 #include <sys/wait.h>
@@ -788,6 +789,11 @@ TEST(SupportFaultInjector, FailsEveryWrappedFunctionAsItFails) {
       {"select", [] { return select(0, nullptr, nullptr, nullptr, nullptr) == -1; }},
       {"sendto", [] { return sendto(-1, nullptr, 0, 0, nullptr, 0) == -1; }},
       {"socket", [] { return socket(AF_INET, SOCK_DGRAM, 0) == -1; }},
+      {"stat",
+       [] {
+         struct stat status;
+         return stat("/", &status) == -1;
+       }},
       {"strftime",
        [] {
          char text[8] = {};

@@ -330,6 +330,11 @@ int __wrap_socket(int domain, int type, int protocol) {
   return FaultInjector::strikes("socket") ? -1 : __real_socket(domain, type, protocol);
 }
 
+int __real_stat(const char* path, struct stat* status);
+int __wrap_stat(const char* path, struct stat* status) {
+  return FaultInjector::strikes("stat") ? -1 : __real_stat(redirected_path(path).c_str(), status);
+}
+
 size_t __real_strftime(char* text, size_t size, const char* format, const tm* time);
 size_t __wrap_strftime(char* text, size_t size, const char* format, const tm* time) {
   if (FaultInjector::strikes("strftime")) {
