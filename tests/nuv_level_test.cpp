@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <iterator>
 #include <ostream>
@@ -12,11 +13,14 @@
 
 #include "nuv_tracelevelinit.h"
 #include "support/contract_recorder.h"
+#include "support/fault_loop.h"
 #include "support/streams.h"
 
 namespace {
 
 using support::ContractRecorder;
+using support::each_fault;
+using support::Fault;
 using support::InputStream;
 using support::OutputStream;
 
@@ -405,6 +409,21 @@ TEST_F(LevelTest, RestoreReadsLongLinesInPieces) {
   EXPECT_FALSE(NUV_Level_restore(&table_, longer.get())) << "what is left of the line is no row";
   EXPECT_EQ(rows(), (Rows{{0, "A", 0}}));
   EXPECT_EQ(longer.rest(), "\nrest");
+}
+
+// An interruption counts as the end of the file too: nobody is asked again.
+TEST_F(LevelTest, RestoreKeepsTheRowsInFrontOfALineThatCannotBeRead) {
+  const int lines = each_fault("fgets", {EIO, EINTR}, [this](Fault& fault) {
+    NUV_Level_clean(&table_);
+    const InputStream stream("0;\"M0\";1000\n1;\"M1\";1001\n\n");
+    const bool restored = fault.during([&] { return NUV_Level_restore(&table_, stream.get()); });
+    EXPECT_EQ(restored, !fault.has_struck());
+    const Rows all = {row_of(0), row_of(1)};
+    EXPECT_EQ(rows(), fault.has_struck() ? Rows(all.begin(), all.begin() + fault.nth() - 1) : all);
+    NUV_Level_clean(&table_);
+    EXPECT_TRUE(restore("0;\"M0\";1000\n\n"));
+  });
+  EXPECT_EQ(lines, 3);
 }
 
 TEST_F(LevelTest, RestoreReadsWhatSaveHasWritten) {

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <filesystem>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -14,12 +15,15 @@
 #include "nuv_tracelevelinit.h"
 #include "support/descriptors.h"
 #include "support/fault_injector.h"
+#include "support/fault_loop.h"
 #include "support/trace_test.h"
 
 namespace {
 
-using support::count_open_descriptors;
+using support::each_fault;
+using support::Fault;
 using support::FaultInjector;
+using support::TestFifo;
 using userlib::g_modules;
 using userlib::g_trace_output;
 
@@ -341,10 +345,72 @@ TEST_F(SysloglevelRegistryTest, ReadSaysThatAFileCannotBeOpened) {
     EXPECT_EQ(modules(), before);
   }
   write_file("0;\"M1\";48\n");
-  const FaultInjector no_descriptor("fopen", 1, EMFILE);
+  each_fault("fopen", {EMFILE, EACCES, EINTR}, [&](Fault& fault) {
+    NUV_Sysloglevel_changeTracelevel("M1", 113);
+    fault.during([] { NUV_Sysloglevel_readInitFile(kPath); });
+    EXPECT_EQ(console_.take(), fault.has_struck() ? kCases[0].printed : "");
+    EXPECT_EQ(modules()[1], (Module{"M1", fault.has_struck() ? 113U : 48U}));
+  });
+}
+
+// With somebody at the other end, a FIFO could be read.
+TEST_F(SysloglevelRegistryTest, ReadTakesNoFifoForAFile) {
+  NUV_Sysloglevel_construct("");
+  const TestFifo fifo(files_.real_path(kPath));
+  const std::string content = std::string(kHeader) + "0;\"M1\";48\n\n";
+  fifo.put(content);
   NUV_Sysloglevel_readInitFile(kPath);
-  EXPECT_EQ(console_.take(), kCases[0].printed);
-  EXPECT_EQ(modules(), before);
+  EXPECT_EQ(console_.take(), "The given Init-File (/flash/phoned.ini) of TraceLevel could not open.\n");
+  EXPECT_EQ(modules(), (Modules{{"TraceLevel", 113}}));
+  EXPECT_EQ(fifo.take(), content);
+}
+
+TEST_F(SysloglevelRegistryTest, ReadFindsNoInitFileInADirectory) {
+  NUV_Sysloglevel_construct("");
+  std::filesystem::create_directory(files_.real_path(kPath));
+  NUV_Sysloglevel_readInitFile(kPath);
+  EXPECT_EQ(console_.take(), "") << "it can be opened";
+  EXPECT_EQ(take_trace_texts().size(), 1U) << "an error line of the module TraceLevel";
+  EXPECT_EQ(modules(), (Modules{{"TraceLevel", 113}}));
+}
+
+TEST_F(SysloglevelRegistryTest, ReadAndSaveFollowALink) {
+  NUV_Sysloglevel_construct("");
+  std::filesystem::create_symlink("other.ini", files_.real_path(kPath));
+  NUV_Sysloglevel_readInitFile(kPath);
+  EXPECT_EQ(console_.take(), "The given Init-File (/flash/phoned.ini) of TraceLevel could not open.\n");
+  NUV_Sysloglevel_registerModul("Line");
+  NUV_Sysloglevel_changeTracelevel("Line", 48);
+  EXPECT_TRUE(NUV_Sysloglevel_saveInitFile(kPath));
+  EXPECT_EQ(files_.read("/flash/other.ini"), std::string(kHeader) + "0;\"TraceLevel\";113\n1;\"Line\";48\n\n");
+  NUV_Sysloglevel_construct(kPath);
+  EXPECT_EQ(modules(), (Modules{{"TraceLevel", 113}, {"Line", 48}}));
+}
+
+// The rows in front of the failure count. What happens to the file once it has been read does not.
+TEST_F(SysloglevelRegistryTest, ReadGoesOnWithWhatItGets) {
+  NUV_Sysloglevel_construct("");
+  fill_up_to(3);
+  write_file("0;\"M1\";48\n1;\"M2\";49\n");
+  const int lines = each_fault("fgets", {EIO, EINTR}, [&](Fault& fault) {
+    NUV_Sysloglevel_changeTracelevelAll(113);
+    const int result = fault.during([] { return NUV_Sysloglevel_readInitFile(kPath); });
+    EXPECT_EQ(result, 1);
+    EXPECT_EQ(
+        modules(),
+        (Modules{{"TraceLevel", 113}, {"M1", fault.nth() > 5 ? 48U : 113U}, {"M2", fault.nth() > 6 ? 49U : 113U}}));
+    EXPECT_EQ(take_trace_texts().size(), fault.has_struck() ? 1U : 0U) << "an error line of the module TraceLevel";
+  });
+  EXPECT_EQ(lines, 7);
+  for (const char* function : {"stat", "fclose"}) {
+    each_fault(function, {EIO, EINTR}, [&](Fault& fault) {
+      NUV_Sysloglevel_changeTracelevelAll(113);
+      fault.during([] { NUV_Sysloglevel_readInitFile(kPath); });
+      EXPECT_EQ(modules(), (Modules{{"TraceLevel", 113}, {"M1", 48}, {"M2", 49}}));
+      EXPECT_EQ(take_trace_texts(), std::vector<std::string>{});
+      EXPECT_EQ(console_.take(), "");
+    });
+  }
 }
 
 TEST_F(SysloglevelRegistryTest, ReadKeepsTheRowsInFrontOfADamage) {
@@ -445,19 +511,45 @@ TEST_F(SysloglevelRegistryTest, SaveFailsWhereTheFileCannotBeWritten) {
   EXPECT_FALSE(NUV_Sysloglevel_saveInitFile(""));
   EXPECT_FALSE(NUV_Sysloglevel_saveInitFile(nullptr));
   EXPECT_FALSE(NUV_Sysloglevel_saveInitFile("/dev/full")) << "it takes nothing, and shows that when it is closed";
-  const FaultInjector no_descriptor("fopen", 1, EMFILE);
-  EXPECT_FALSE(NUV_Sysloglevel_saveInitFile(kPath));
+  std::filesystem::create_directory(files_.real_path("/flash/directory"));
+  EXPECT_FALSE(NUV_Sysloglevel_saveInitFile("/flash/directory"));
 }
 
-TEST_F(SysloglevelRegistryTest, FilesAreClosedAgain) {
+TEST_F(SysloglevelRegistryTest, SaveTakesNoFifoForAFile) {
   NUV_Sysloglevel_construct("");
-  const size_t before = count_open_descriptors();
-  NUV_Sysloglevel_saveInitFile(kPath);
-  NUV_Sysloglevel_saveInitFile("/dev/full");
-  NUV_Sysloglevel_readInitFile(kPath);
-  files_.write(kPath, "damaged");
-  NUV_Sysloglevel_readInitFile(kPath);
-  EXPECT_EQ(count_open_descriptors(), before);
+  const TestFifo fifo(files_.real_path(kPath));
+  EXPECT_FALSE(NUV_Sysloglevel_saveInitFile(kPath));
+  EXPECT_EQ(fifo.take(), "");
+}
+
+TEST_F(SysloglevelRegistryTest, SaveFailsWithAnyOfItsSteps) {
+  NUV_Sysloglevel_construct("");
+  const std::string content = std::string(kHeader) + "0;\"TraceLevel\";113\n\n";
+  int pieces = 0;
+  {
+    const FaultInjector counter("fprintf", 0, 0);
+    EXPECT_TRUE(NUV_Sysloglevel_saveInitFile(kPath));
+    pieces = counter.calls();
+  }
+  for (const std::string function : {"stat", "fopen", "fprintf", "fclose"}) {
+    each_fault(function.c_str(), {EIO, ENOSPC, EINTR}, [&](Fault& fault) {
+      const bool saved = fault.during([] { return NUV_Sysloglevel_saveInitFile(kPath); });
+      // Where it cannot be seen what a name stands for, opening it shows. The newline that closes the file may be missing.
+      const bool is_overlooked = function == "stat" || (function == "fprintf" && fault.nth() == pieces);
+      EXPECT_EQ(saved, !fault.has_struck() || is_overlooked);
+      EXPECT_TRUE(NUV_Sysloglevel_saveInitFile(kPath)) << "the next time";
+      EXPECT_EQ(files_.read(kPath), content);
+    });
+  }
+}
+
+TEST_F(SysloglevelRegistryTest, ADeviceThatCannotBeLookedAtIsNotQuiet) {
+  files_.write("/etc/quiet", "");
+  each_fault("access", {EACCES, EIO, EINTR}, [](Fault& fault) {
+    use(Output::kBoth);
+    fault.during([] { NUV_Sysloglevel_construct(""); });
+    EXPECT_EQ(g_trace_output.console, fault.has_struck() ? 1 : 0);
+  });
 }
 
 TEST_F(SysloglevelRegistryTest, EveryTypeHasAName) {

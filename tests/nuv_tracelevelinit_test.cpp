@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstring>
 #include <regex>
 #include <string>
@@ -10,11 +11,14 @@
 
 #include "nuv_sysloglevel.h"
 #include "nuv_sysloglevel_internal.h"
+#include "support/fault_loop.h"
 #include "support/streams.h"
 #include "support/trace_test.h"
 
 namespace {
 
+using support::each_fault;
+using support::Fault;
 using support::InputStream;
 using support::OutputStream;
 using Texts = std::vector<std::string>;
@@ -227,6 +231,22 @@ TEST_F(TraceLevelInitTest, RestoreSaysWhereAFileIsNotAsItShouldBe) {
       EXPECT_EQ(init_.bChanged, changed);
     }
   }
+}
+
+// The separator alone may be missing; but here its empty line is still there, where the next section should begin.
+TEST_F(TraceLevelInitTest, RestoreSaysWhichLineCannotBeRead) {
+  const char* const kErrors[] = {kNoVersion, kWrongVersion, kNoLevel, kNoLevel, kNoLevel, kNoLevel};
+  const int lines = each_fault("fgets", {EIO, EINTR}, [&](Fault& fault) {
+    NUV_TraceLevelInit_clean(&init_);
+    init_.bChanged = 1;
+    const InputStream stream(std::string(kHeader) + "0;\"A\";1\n\n");
+    const bool restored = fault.during([&] { return NUV_TraceLevelInit_restore(&init_, stream.get()); });
+    EXPECT_EQ(restored, !fault.has_struck());
+    EXPECT_EQ(rows(), fault.nth() > 5 ? Texts{"0 A 1"} : Texts{});
+    EXPECT_EQ(init_.bChanged, fault.has_struck() ? 1 : 0);
+    EXPECT_EQ(take_errors(), fault.has_struck() ? Texts{error_text(kErrors[fault.nth() - 1])} : Texts{});
+  });
+  EXPECT_EQ(lines, 6);
 }
 
 TEST_F(TraceLevelInitTest, RestoreReportsUnderItsModule) {
