@@ -6,6 +6,7 @@
 #include <stdlib.h>
 #include <sys/select.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/utsname.h>
 #include <sys/wait.h>
@@ -788,6 +789,11 @@ TEST(SupportFaultInjector, FailsEveryWrappedFunctionAsItFails) {
       {"select", [] { return select(0, nullptr, nullptr, nullptr, nullptr) == -1; }},
       {"sendto", [] { return sendto(-1, nullptr, 0, 0, nullptr, 0) == -1; }},
       {"socket", [] { return socket(AF_INET, SOCK_DGRAM, 0) == -1; }},
+      {"stat",
+       [] {
+         struct stat status;
+         return stat("/", &status) == -1;
+       }},
       {"strftime",
        [] {
          char text[8] = {};
@@ -866,7 +872,7 @@ void lose_a_descriptor() {
 
 TEST(SupportFaultLoop, MissesAnOpenDescriptor) {
   const std::set<int> before = support::open_descriptors();
-  EXPECT_NONFATAL_FAILURE(lose_a_descriptor(), "open descriptors");
+  EXPECT_NONFATAL_FAILURE(lose_a_descriptor(), "Holdings::now()\n    Which is: " + std::to_string(before.size() + 1));
   for (const int fd : support::open_descriptors()) {
     if (!before.contains(fd)) {
       close(fd);
@@ -885,7 +891,9 @@ void keep_a_block(void** block) {
 
 TEST(SupportFaultLoop, MissesABlockOfMemory) {
   static void* block;
-  EXPECT_NONFATAL_FAILURE(keep_a_block(&block), "blocks of memory");
+  const size_t before = support::count_live_blocks();
+  EXPECT_NONFATAL_FAILURE(keep_a_block(&block), " " + std::to_string(before + 1) + " blocks, ");
+  EXPECT_EQ(support::count_live_blocks(), before + 1);
   std::free(block);
 }
 
@@ -898,7 +906,7 @@ void forget_a_child() {
 }
 
 TEST(SupportFaultLoop, MissesAChildThatNobodyWaitedFor) {
-  EXPECT_NONFATAL_FAILURE(forget_a_child(), "children");
+  EXPECT_NONFATAL_FAILURE(forget_a_child(), "blocks, children");
   EXPECT_GT(wait(nullptr), 0);
 }
 
@@ -956,6 +964,18 @@ TEST(SupportTestPipe, ClosesBothEnds) {
     pipe.close_write_end();
   }
   EXPECT_EQ(support::count_open_descriptors(), before);
+}
+
+TEST(SupportTestFifo, GivesBackWhatWasPutIn) {
+  const FakeFiles files;
+  const support::TestFifo fifo(files.real_path("/flash/fifo"));
+  EXPECT_EQ(fifo.take(), "") << "an empty FIFO does not block";
+  fifo.put("one");
+  EXPECT_EQ(fifo.take(), "one");
+  const int fd = open("/flash/fifo", O_WRONLY);
+  EXPECT_EQ(write(fd, "two", 3), 3);
+  close(fd);
+  EXPECT_EQ(fifo.take(), "two");
 }
 
 TEST(SupportUdpPeer, TalksToAnother) {

@@ -26,10 +26,7 @@ bool run_once(Fault& fault, const std::function<void(Fault&)>& body) {
                std::strerror(fault.error()));
   const Holdings before = Holdings::now();
   body(fault);
-  const Holdings after = Holdings::now();
-  EXPECT_EQ(after.descriptors, before.descriptors) << "open descriptors";
-  EXPECT_EQ(after.blocks, before.blocks) << "blocks of memory";
-  EXPECT_EQ(after.has_children, before.has_children) << "children";
+  EXPECT_EQ(Holdings::now(), before);
   return fault.has_struck() && !testing::Test::HasFatalFailure();
 }
 
@@ -37,6 +34,11 @@ bool run_once(Fault& fault, const std::function<void(Fault&)>& body) {
 
 Holdings Holdings::now() {
   return {count_open_descriptors(), count_live_blocks(), ::support::has_children()};
+}
+
+std::ostream& operator<<(std::ostream& out, const Holdings& holdings) {
+  return out << holdings.descriptors << " descriptors, " << holdings.blocks << " blocks, "
+             << (holdings.has_children ? "children" : "no child");
 }
 
 int each_fault(const char* function, const std::vector<int>& errors, const std::function<void(Fault&)>& body) {

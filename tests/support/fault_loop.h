@@ -3,6 +3,7 @@
 #define TESTS_SUPPORT_FAULT_LOOP_H
 
 #include <functional>
+#include <ostream>
 #include <utility>
 #include <vector>
 
@@ -76,7 +77,11 @@ struct Holdings {
   bool has_children = false;
 
   static Holdings now();
+
+  bool operator==(const Holdings&) const = default;
 };
+
+std::ostream& operator<<(std::ostream& out, const Holdings& holdings);
 
 // How many blocks of malloc() are out; what C++ code takes with new is not among them.
 size_t count_live_blocks();

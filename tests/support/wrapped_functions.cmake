@@ -44,6 +44,7 @@ set(USERLIB_WRAPPED_FUNCTIONS
     sendto
     setsid
     socket
+    stat
     strftime
     syscall
     sysconf

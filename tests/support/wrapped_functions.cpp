@@ -167,7 +167,7 @@ pid_t __wrap_fork() {
 }
 
 // Compilers turn one function of stream output into another, so all of them go by the name of fprintf.
-int __wrap_fprintf(FILE* stream, const char* format, ...) {
+[[gnu::format(printf, 2, 3)]] int __wrap_fprintf(FILE* stream, const char* format, ...) {
   if (FaultInjector::strikes("fprintf")) {
     return -1;
   }
@@ -178,7 +178,7 @@ int __wrap_fprintf(FILE* stream, const char* format, ...) {
   return result;
 }
 
-int __wrap___fprintf_chk(FILE* stream, int /*flag*/, const char* format, ...) {
+[[gnu::format(printf, 3, 4)]] int __wrap___fprintf_chk(FILE* stream, int /*flag*/, const char* format, ...) {
   if (FaultInjector::strikes("fprintf")) {
     return -1;
   }
@@ -345,6 +345,11 @@ pid_t __wrap_setsid() {
 int __real_socket(int domain, int type, int protocol);
 int __wrap_socket(int domain, int type, int protocol) {
   return FaultInjector::strikes("socket") ? -1 : __real_socket(domain, type, protocol);
+}
+
+int __real_stat(const char* path, struct stat* status);
+int __wrap_stat(const char* path, struct stat* status) {
+  return FaultInjector::strikes("stat") ? -1 : __real_stat(redirected_path(path).c_str(), status);
 }
 
 size_t __real_strftime(char* text, size_t size, const char* format, const tm* time);

@@ -88,9 +88,14 @@ int open_pid_file(const char* path) {
   return fd;
 }
 
+bool is_fifo(int fd) {
+  struct stat status;
+  return fstat(fd, &status) == 0 && S_ISFIFO(status.st_mode);
+}
+
 FILE* stream_of_pid_file(const char* path) {
   userlib::UniqueFd fd(open_pid_file(path));
-  FILE* const stream = fd.get() >= 0 ? fdopen(fd.get(), "w") : nullptr;
+  FILE* const stream = fd.get() >= 0 && !is_fifo(fd.get()) ? fdopen(fd.get(), "w") : nullptr;
   if (stream != nullptr) {
     fd.release();
   }

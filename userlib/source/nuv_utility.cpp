@@ -18,8 +18,8 @@
 #include <unistd.h>
 
 #include "contract.h"
+#include "file_ptr.h"
 #include "text.h"
-#include "unique_fd.h"
 
 using userlib::text_or_empty;
 
@@ -44,16 +44,11 @@ void print_text(std::span<char> dest, const char* format, va_list arguments) {
 
 // ---- processes and files ----
 
-struct CloseFile {
-  void operator()(FILE* file) const { fclose(file); }
-};
-
 // Waits for the command at the other end.
 struct CloseProcess {
   void operator()(FILE* process) const { pclose(process); }
 };
 
-using File = std::unique_ptr<FILE, CloseFile>;
 using Process = std::unique_ptr<FILE, CloseProcess>;
 
 bool assigns_every_percent(int assigned, std::string_view format) {
@@ -279,13 +274,10 @@ char* NUV_Utility_readLine(char* a_dest, uint32_t a_size, FILE* a_stream) {
 int32_t NUV_Utility_get_pid_from_file(const char* pidfile) {
   NUV_REQUIRE(((void *)0) != pidfile);
   NUV_REQUIRE_TEXT(*text_or_empty(pidfile) != '\0', "0 != strlen (pidfile)");
-  // A FIFO in its place, with nobody at the other end, is as good as an empty file.
-  userlib::UniqueFd fd(open(text_or_empty(pidfile), O_RDONLY | O_NONBLOCK | O_NOCTTY));
-  const File file(fd.get() >= 0 ? fdopen(fd.get(), "r") : nullptr);
+  const userlib::FilePtr file = userlib::open_file(text_or_empty(pidfile), "r");
   if (file == nullptr) {
     return 0;
   }
-  fd.release();
   int pid = 0;
   // NOLINTNEXTLINE(cert-err34-c): the id is what this conversion makes of the file.
   return fscanf(file.get(), "%d", &pid) == 1 ? pid : 0;
