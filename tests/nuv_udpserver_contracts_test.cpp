@@ -7,6 +7,7 @@
 #include "support/captured_stdout.h"
 #include "support/contract_recorder.h"
 #include "support/descriptors.h"
+#include "support/first_report.h"
 #include "support/udp_peer.h"
 #include "support/violation.h"
 
@@ -15,6 +16,7 @@ namespace {
 using support::bound_port;
 using support::CapturedStdout;
 using support::ContractRecorder;
+using support::Report;
 using support::require_report;
 using support::TestPipe;
 using support::UdpPeer;
@@ -70,6 +72,14 @@ TEST(UdpServerContractsNull, EveryOperationReportsANullServer) {
                                 {"socket", [] { NUV_UdpServer_socket(nullptr); }},
                                 {"socketRead", [] { NUV_UdpServer_socketRead(nullptr, 0); }},
                                 {"fileRead", [] { NUV_UdpServer_fileRead(nullptr, 0); }}});
+}
+
+// The check of the descriptor asks for the socket, which would find out as well, but later.
+TEST(UdpServerContractsNull, SocketReadFindsOutForItself) {
+  const Report by_read = support::first_report([] { NUV_UdpServer_socketRead(nullptr, 0); });
+  const Report by_socket = support::first_report([] { NUV_UdpServer_socket(nullptr); });
+  EXPECT_EQ(by_read, by_socket);
+  EXPECT_NE(by_read.line, by_socket.line);
 }
 
 }  // namespace
