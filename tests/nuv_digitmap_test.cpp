@@ -18,7 +18,6 @@
 #include "support/contract_recorder.h"
 #include "support/digitmap_model.h"
 #include "support/fault_injector.h"
-#include "support/first_report.h"
 
 namespace {
 
@@ -26,12 +25,6 @@ using support::CapturedStdout;
 using support::ContractRecorder;
 using support::DigitMapModel;
 using support::FaultInjector;
-using support::Reports;
-using support::require_report;
-
-constexpr char kFile[] = "nuv_digitmap";
-constexpr char kMapSet[] = "0 == is_null(a_map)";
-constexpr char kDialStringSet[] = "0 == is_null(a_dial_string)";
 
 constexpr int kFirst = NUV_DIGITMAP_FIRST_MATCH;
 constexpr int kBest = NUV_DIGITMAP_BEST_MATCH;
@@ -785,47 +778,6 @@ TEST_F(DigitMapOutTest, BestMatchPrintsAnOpenEndedWinnerToo) {
 TEST_F(DigitMapOutTest, TakesAPatternForNoFormat) {
   EXPECT_EQ(set("##*"), 1);
   EXPECT_EQ(out_after(kFirst, "##*", 16), std::string("##*\0", 4) + times(12, "~"));
-}
-
-// ---- contracts ----
-
-TEST_F(DigitMapTest, ReportsANullMapText) {
-  EXPECT_EQ(set("1"), 1);
-  EXPECT_EQ(NUV_DigitMap_addMap(&map_, nullptr), 0);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, kMapSet)});
-  EXPECT_EQ(texts(), Texts{"1"});
-
-  EXPECT_EQ(NUV_DigitMap_setMap(&map_, nullptr), 0);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, kMapSet)});
-  EXPECT_EQ(map_, nullptr);
-}
-
-TEST_F(DigitMapTest, ReportsANullDialString) {
-  EXPECT_EQ(set("1|T|x."), 1);
-  std::array<char, 4> out = {'~', '~', '~', '~'};
-  for (const int mode : {kFirst, kBest, 2}) {
-    EXPECT_EQ(NUV_DigitMap_checkDialString(&map_, mode, nullptr, 0, out.data(), out.size()), kNoMatch);
-    EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, kDialStringSet)});
-    EXPECT_EQ(out[0], '~');
-  }
-}
-
-TEST(DigitMapNull, EveryOperationReportsANullMap) {
-  const struct {
-    const char* name;
-    void (*call)();
-  } kCases[] = {
-      {"construct", [] { NUV_DigitMap_construct(nullptr); }},
-      {"destruct", [] { NUV_DigitMap_destruct(nullptr); }},
-      {"setMap", [] { NUV_DigitMap_setMap(nullptr, nullptr); }},
-      {"addMap", [] { NUV_DigitMap_addMap(nullptr, nullptr); }},
-      {"dumpMap", [] { NUV_DigitMap_dumpMap(nullptr); }},
-      {"checkDialString", [] { NUV_DigitMap_checkDialString(nullptr, 2, nullptr, 0, nullptr, 0); }},
-  };
-  for (const auto& row : kCases) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(support::first_report(row.call), require_report(kFile, "0 == is_null(a_this)"));
-  }
 }
 
 // ---- without memory ----
