@@ -583,12 +583,13 @@ TEST(DaemonDaemonize, EndsWithOneWhereAStepFails) {
     int nth;
     const char* outcome;
     std::multiset<int> statuses;
+    int error = EAGAIN;
   } kCases[] = {
       {"the first fork", "fork", 1, "exited with 1", no_one},
       {"the session", "setsid", 1, "exited with 0", {1}},
       {"the second fork", "fork", 2, "exited with 0", {1}},
       {"the null device", "open", 1, "exited with 0", {0, 1}},
-      {"another number for the null device", "close", 1, "exited with 0", {0, 1}},
+      {"another number for the null device", "close", 1, "exited with 0", {0, 1}, EBADF},
       {"standard output", "dup2", 1, "exited with 0", {0, 1}},
       {"standard error", "dup2", 2, "exited with 0", {0, 1}},
       {"the directory, which does not matter", "chdir", 1, "exited with 0", {0, kDaemonStatus}},
@@ -596,7 +597,7 @@ TEST(DaemonDaemonize, EndsWithOneWhereAStepFails) {
   for (const auto& row : kCases) {
     SCOPED_TRACE(row.name);
     const Background background([&row](Daemon& daemon, int report) {
-      const FaultInjector failure(row.function, row.nth, EAGAIN);
+      const FaultInjector failure(row.function, row.nth, row.error);
       NUV_Daemon_daemonize(&daemon);
       dprintf(report, "running");
       _exit(kDaemonStatus);

@@ -10,16 +10,32 @@ set(USERLIB_WRAPPED_FUNCTIONS
     close
     dup2
     execl
+    fclose
+    fcntl
+    fflush
+    fgets
     fopen
     fork
+    fprintf
+    __fprintf_chk
+    fputc
+    fputs
+    free
     fstat
+    fwrite
     getppid
+    getsockopt
     gettimeofday
+    gmtime
     kill
+    localtime
+    localtime_r
     malloc
     open
+    pclose
     pipe
     popen
+    putenv
     read
     recvfrom
     select
@@ -31,6 +47,7 @@ set(USERLIB_WRAPPED_FUNCTIONS
     sysconf
     time
     umask
+    uname
     unlink
     waitpid
     write)
