@@ -2,11 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstring>
 #include <ostream>
 
 #include "support/contract_recorder.h"
 #include "support/counting_allocator.h"
+#include "support/fault_loop.h"
 
 namespace {
 
@@ -241,6 +243,34 @@ TEST_F(FrameTest, AssignedToItselfIsEmpty) {
   expect_empty(frame);
   EXPECT_EQ(allocator_.releases(), 1);
   NUV_Frame_destruct(&frame);
+}
+
+// No other operation asks for memory, so the block of the frame is all that can be missing.
+TEST(FrameMemory, OnlyConstructTakesAny) {
+  const int calls = support::each_fault("malloc", {ENOMEM}, [](support::Fault& fault) {
+    ContractRecorder contracts;
+    Frame frame;
+    Frame copy;
+    Frame target;
+    fault.during([&] {
+      EXPECT_EQ(NUV_Frame_construct(&frame, 60), 1);
+      EXPECT_EQ(NUV_Frame_copyConstruct(&copy, &frame), 1);
+      EXPECT_EQ(NUV_Frame_construct(&target, 0), 1);
+      NUV_Frame_assign(&target, &copy);
+      NUV_Frame_swap(&target, &frame);
+    });
+    EXPECT_EQ(contracts.take().size(), fault.has_struck() ? 2U : 0U);
+    EXPECT_EQ(layout_of(frame), (Layout{0, fault.has_struck() ? 0U : 60U, 0}));
+    expect_empty(copy);
+    NUV_Frame_destruct(&frame);
+    NUV_Frame_destruct(&target);
+    NUV_Frame_destruct(&copy);
+
+    EXPECT_EQ(NUV_Frame_construct(&frame, 60), 1);
+    EXPECT_EQ(layout_of(frame), (Layout{0, 60, 0}));
+    NUV_Frame_destruct(&frame);
+  });
+  EXPECT_EQ(calls, 1);
 }
 
 }  // namespace

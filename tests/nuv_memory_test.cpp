@@ -9,14 +9,15 @@
 
 #include "support/contract_recorder.h"
 #include "support/counting_allocator.h"
-#include "support/fault_injector.h"
+#include "support/fault_loop.h"
 
 namespace {
 
 using support::ContractRecorder;
 using support::CountingAllocator;
+using support::each_fault;
 using support::ensure_report;
-using support::FaultInjector;
+using support::Fault;
 using support::Reports;
 
 constexpr char kFile[] = "nuv_memory";
@@ -52,20 +53,20 @@ class MemoryTest : public ::testing::Test {
 // Looks at the functions that are there from the start, when it runs in a process of its own as under CTest. After
 // tests with an allocator it sees the pair that those put back.
 TEST_F(MemoryTest, TakesBlocksFromMallocUnlessToldOtherwise) {
-  const FaultInjector no_memory("malloc", 2, ENOMEM);
-  Memory memory;
-  EXPECT_EQ(NUV_Memory_construct(&memory, 100), 1);
-  EXPECT_EQ(no_memory.calls(), 1);
-  ASSERT_NE(memory.m_pAddr, nullptr);
-  EXPECT_EQ(memory.m_uSize, 100U);
-  std::memset(memory.m_pAddr, 1, 100);
-  NUV_Memory_destruct(&memory);
+  const int calls = each_fault("malloc", {ENOMEM}, [this](Fault& fault) {
+    Memory memory;
+    EXPECT_EQ(fault.during([&] { return NUV_Memory_construct(&memory, 100); }), 1);
+    EXPECT_EQ(contracts_.take(), fault.has_struck() ? kNoMemory : Reports{});
+    EXPECT_EQ(static_cast<bool>(is_empty(memory)), fault.has_struck());
+    NUV_Memory_destruct(&memory);
 
-  EXPECT_EQ(NUV_Memory_construct(&memory, 100), 1);
-  EXPECT_TRUE(no_memory.has_struck());
-  EXPECT_EQ(contracts_.take(), kNoMemory);
-  EXPECT_TRUE(is_empty(memory));
-  NUV_Memory_destruct(&memory);
+    EXPECT_EQ(NUV_Memory_construct(&memory, 100), 1);
+    ASSERT_NE(memory.m_pAddr, nullptr);
+    EXPECT_EQ(memory.m_uSize, 100U);
+    std::memset(memory.m_pAddr, 1, 100);
+    NUV_Memory_destruct(&memory);
+  });
+  EXPECT_EQ(calls, 1);
 }
 
 TEST_F(MemoryTest, GivesBlocksBackAsTheyWereMade) {
