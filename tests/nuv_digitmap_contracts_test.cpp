@@ -76,7 +76,7 @@ const Row kRows[] = {
 INSTANTIATE_TEST_SUITE_P(All, DigitMapContracts, ::testing::ValuesIn(kRows), support::kNameOfRow);
 
 TEST(DigitMapContractsNull, EveryOperationReportsANullMap) {
-  support::expect_null_reports(
+  const auto lines = support::expect_null_reports(
       kFile, "0 == is_null(a_this)",
       {{"construct", [] { NUV_DigitMap_construct(nullptr); }},
        {"destruct", [] { NUV_DigitMap_destruct(nullptr); }},
@@ -84,6 +84,7 @@ TEST(DigitMapContractsNull, EveryOperationReportsANullMap) {
        {"addMap", [] { NUV_DigitMap_addMap(nullptr, nullptr); }},
        {"dumpMap", [] { NUV_DigitMap_dumpMap(nullptr); }},
        {"checkDialString", [] { NUV_DigitMap_checkDialString(nullptr, 2, nullptr, 0, nullptr, 0); }}});
+  EXPECT_EQ(lines.size(), 6U) << "each operation has a check of its own";
 }
 
 }  // namespace

@@ -761,6 +761,14 @@ TEST_F(DigitMapOutTest, CutsTheTextToTheBuffer) {
   }
 }
 
+TEST_F(DigitMapOutTest, TakesSizesBeyondTheRangeOfInt) {
+  EXPECT_EQ(set("1[2-3]x"), 1);
+  for (const uint32_t size : {static_cast<uint32_t>(INT_MAX), 0x80000000U, 0xFFFFFFFFU}) {
+    SCOPED_TRACE(size);
+    EXPECT_EQ(out_after(kFirst, "123", size), std::string("1[2-3]x\0", 8) + times(8, "~"));
+  }
+}
+
 TEST_F(DigitMapOutTest, NeedsNoBuffer) {
   EXPECT_EQ(set("1|x|xT|1x"), 1);
   for (const uint32_t size : {0U, 16U, 0xFFFFFFFFU}) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "support/contract_recorder.h"
+#include "support/counting_allocator.h"
 
 namespace {
 
@@ -91,6 +92,14 @@ TEST_F(IndexPoolTest, HandsOutEveryIndexOfAnySize) {
     EXPECT_EQ(NUV_IndexPool_available(&pool), 0);
     NUV_IndexPool_destruct(&pool);
   }
+}
+
+TEST_F(IndexPoolTest, LeavesTheAllocatorOfTheBlocksAlone) {
+  const support::CountingAllocator allocator;
+  IndexPool pool;
+  NUV_IndexPool_construct(&pool, 10);
+  NUV_IndexPool_destruct(&pool);
+  EXPECT_EQ(allocator.allocations() + allocator.empty_releases(), 0);
 }
 
 }  // namespace

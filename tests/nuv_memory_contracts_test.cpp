@@ -214,15 +214,16 @@ TEST_F(MemoryContracts, GetGivesNothingOfAnEmptyHandle) {
 }
 
 TEST(MemoryContractsNull, EveryOperationReportsANullHandle) {
-  support::expect_null_reports(kFile, "0 != a_this",
-                               {{"construct", [] { NUV_Memory_construct(nullptr, 1); }},
-                                {"destruct", [] { NUV_Memory_destruct(nullptr); }},
-                                {"size", [] { NUV_Memory_size(nullptr); }},
-                                {"begin", [] { NUV_Memory_begin(nullptr); }},
-                                {"end", [] { NUV_Memory_end(nullptr); }},
-                                {"set", [] { NUV_Memory_set(nullptr, nullptr, 1, nullptr); }},
-                                {"swap", [] { NUV_Memory_swap(nullptr, nullptr); }},
-                                {"move", [] { NUV_Memory_move(nullptr, nullptr); }}});
+  const auto lines = support::expect_null_reports(kFile, "0 != a_this",
+                                                  {{"construct", [] { NUV_Memory_construct(nullptr, 1); }},
+                                                   {"destruct", [] { NUV_Memory_destruct(nullptr); }},
+                                                   {"size", [] { NUV_Memory_size(nullptr); }},
+                                                   {"begin", [] { NUV_Memory_begin(nullptr); }},
+                                                   {"end", [] { NUV_Memory_end(nullptr); }},
+                                                   {"set", [] { NUV_Memory_set(nullptr, nullptr, 1, nullptr); }},
+                                                   {"swap", [] { NUV_Memory_swap(nullptr, nullptr); }},
+                                                   {"move", [] { NUV_Memory_move(nullptr, nullptr); }}});
+  EXPECT_EQ(lines.size(), 8U) << "each operation has a check of its own";
   // The one that writes it in full.
   support::expect_null_reports(kFile, "((void *)0) != a_this", {{"get", [] { NUV_Memory_get(nullptr, 1, 1); }}});
 }
