@@ -86,6 +86,9 @@ std::ostream& operator<<(std::ostream& out, const Holdings& holdings);
 // How many blocks of malloc() are out; what C++ code takes with new is not among them.
 size_t count_live_blocks();
 
+// How many bytes malloc() was asked for when it gave this block; 0 when the block is not out.
+size_t size_of_live_block(const void* block);
+
 }  // namespace support
 
 #endif

@@ -14,7 +14,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <set>
+#include <map>
 
 #include "support/call_log.h"
 #include "support/fake_clock.h"
@@ -30,9 +30,9 @@ using support::redirected_path;
 
 namespace {
 
-// Lives for ever: blocks come back until the very end of the process.
-std::set<void*>& live_blocks() {
-  static auto& blocks = *new std::set<void*>;
+// The blocks with their sizes. Lives for ever: blocks come back until the very end of the process.
+std::map<const void*, size_t>& live_blocks() {
+  static auto& blocks = *new std::map<const void*, size_t>;
   return blocks;
 }
 
@@ -40,6 +40,11 @@ std::set<void*>& live_blocks() {
 
 size_t support::count_live_blocks() {
   return live_blocks().size();
+}
+
+size_t support::size_of_live_block(const void* block) {
+  const auto found = live_blocks().find(block);
+  return found != live_blocks().end() ? found->second : 0;
 }
 
 extern "C" {
@@ -274,7 +279,7 @@ void* __real_malloc(size_t size);
 void* __wrap_malloc(size_t size) {
   void* block = FaultInjector::strikes("malloc") ? nullptr : __real_malloc(size);
   if (block != nullptr) {
-    live_blocks().insert(block);
+    live_blocks()[block] = size;
   }
   return block;
 }
