@@ -15,11 +15,13 @@
 #include <stdexcept>
 #include <vector>
 
+#include "console_operator.h"
 #include "program.h"
 #include "udp_socket.h"
 
 namespace {
 
+using support::Operator;
 using support::Program;
 using support::TemporaryFile;
 using support::UdpSocket;
@@ -65,54 +67,6 @@ class Phoned : public Program {
   }
 };
 
-// One connection to the console, without anything of phonectl.
-class Operator {
- public:
-  explicit Operator(const std::string& path) : fd_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    if (connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-      throw std::runtime_error("no connection to " + path);
-    }
-  }
-  ~Operator() { hang_up(); }
-  Operator(const Operator&) = delete;
-  Operator& operator=(const Operator&) = delete;
-
-  void say(const std::string& text) const { send(fd_, text.data(), text.size(), MSG_NOSIGNAL); }
-
-  // What phoned says until it hangs up; "(nothing)" if it does not hang up in time.
-  std::string answer() const {
-    std::string text;
-    char buffer[4096];
-    for (;;) {
-      pollfd state = {fd_, POLLIN, 0};
-      if (poll(&state, 1, Program::kPatienceSeconds * 1000) <= 0) {
-        return "(nothing)";
-      }
-      const ssize_t count = recv(fd_, buffer, sizeof buffer, 0);
-      if (count <= 0) {
-        return text;
-      }
-      text.append(buffer, static_cast<size_t>(count));
-    }
-  }
-
-  std::string ask(const std::string& line) const {
-    say(line + "\n");
-    return answer();
-  }
-
-  void hang_up() {
-    close(fd_);
-    fd_ = -1;
-  }
-
- private:
-  int fd_;
-};
-
 class ConsoleTest : public ::testing::Test {
  protected:
   std::string ask(const std::string& line) const { return Operator(socket_).ask(line); }
@@ -125,10 +79,7 @@ class ConsoleTest : public ::testing::Test {
     EXPECT_EQ(card_.ask("9 onhook"), "9 idle");
   }
 
-  size_t descriptors() const {
-    const auto entries = std::filesystem::directory_iterator("/proc/" + std::to_string(phoned_.pid()) + "/fd");
-    return static_cast<size_t>(std::distance(begin(entries), end(entries)));
-  }
+  size_t descriptors() const { return phoned_.descriptors(); }
 
   TemporaryDirectory directory_;
   std::string socket_ = directory_.file("console");
