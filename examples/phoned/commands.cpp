@@ -15,6 +15,7 @@
 #include "phoned/certificate.h"
 #include "phoned/clock.h"
 #include "phoned/text.h"
+#include "phoned/trace.h"
 
 namespace phoned {
 
@@ -91,7 +92,7 @@ std::optional<float> to_factor(const std::string& text) {
   return value;
 }
 
-// The library opens what it is told to, and phoned would wait for whoever is at the other end of a FIFO.
+// Masks may be saved to a device, such as a printer's, but not to a FIFO (file.h).
 std::optional<std::string> refuse_init_file(const std::string& command, const std::string& path) {
   struct stat status = {};
   if (stat(path.c_str(), &status) != 0) {
@@ -149,8 +150,9 @@ int32_t Commands::on_command(void* entry, int32_t count, char** words, int32_t f
 // ---- The commands ----
 
 std::string Commands::tr(const Invocation& call) {
-  if (call.arguments() == 2) {
-    if (const auto refused = refuse_init_file(call.argument(0), call.argument(1))) {
+  if (call.arguments() > 0) {
+    const std::string path = call.arguments() > 1 ? call.argument(1) : trace::kDefaultInitFile;
+    if (const auto refused = refuse_init_file(call.argument(0), path)) {
       return error_answer(*refused);
     }
   }
