@@ -473,6 +473,23 @@ TEST(SupportFakeClock, DrivesTheMonotonicClockOnly) {
   EXPECT_GT(now.tv_sec, 1000000);
 }
 
+TEST(SupportFakeClock, LetsSelectThroughIfAsked) {
+  FakeClock clock({5, 0});
+  clock.let_select_through();
+  support::TestPipe pipe;
+  pipe.put("x");
+  fd_set ready;
+  FD_ZERO(&ready);
+  FD_SET(pipe.read_end(), &ready);
+  timeval wait = {0, 0};
+  EXPECT_EQ(select(FD_SETSIZE, &ready, nullptr, nullptr, &wait), 1);
+  EXPECT_TRUE(FD_ISSET(pipe.read_end(), &ready));
+  EXPECT_TRUE(clock.take_selects().empty());
+  timespec now = {};
+  ASSERT_EQ(clock_gettime(CLOCK_MONOTONIC, &now), 0);
+  EXPECT_EQ(now.tv_sec, 5);
+}
+
 TEST(SupportFakeClock, CanFail) {
   FakeClock clock;
   timespec now = {};

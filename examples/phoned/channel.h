@@ -4,8 +4,8 @@
 //
 // A pipe is a stream and knows no datagrams; yet none ever runs into the next one:
 //
-//  - The request pipe holds one datagram at most. Its read end is an internal descriptor of the reactor, the socket the
-//    only external one: an internal descriptor that is ready is served before the socket is looked at again.
+//  - The request pipe holds one datagram at most. Its read end is the only internal descriptor of the reactor, the socket
+//    an external one: an internal descriptor that is ready is served before the socket is looked at again.
 //  - The reply pipe is emptied into the socket by the same send() that fills it.
 #ifndef EXAMPLES_PHONED_CHANNEL_H
 #define EXAMPLES_PHONED_CHANNEL_H

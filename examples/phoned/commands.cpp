@@ -15,6 +15,7 @@
 #include "phoned/certificate.h"
 #include "phoned/clock.h"
 #include "phoned/text.h"
+#include "phoned/trace.h"
 
 namespace phoned {
 
@@ -150,8 +151,9 @@ int32_t Commands::on_command(void* entry, int32_t count, char** words, int32_t f
 // ---- The commands ----
 
 std::string Commands::tr(const Invocation& call) {
-  if (call.arguments() == 2) {
-    if (const auto refused = refuse_init_file(call.argument(0), call.argument(1))) {
+  if (call.arguments() > 0) {
+    const std::string path = call.arguments() > 1 ? call.argument(1) : trace::kDefaultInitFile;
+    if (const auto refused = refuse_init_file(call.argument(0), path)) {
       return error_answer(*refused);
     }
   }

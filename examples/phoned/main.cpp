@@ -104,6 +104,10 @@ timeval wait_for_deadline(const Daemon& daemon) {
 
 int32_t on_datagram(void* context, int32_t, uint32_t) {
   Daemon& daemon = daemon_of(context);
+  if (daemon.is_ending) {
+    // Nobody would answer it any more.
+    return 0;
+  }
   if (const auto refused_size = daemon.channel.receive()) {
     trace::received(daemon.channel.sender(), daemon.port);
     answer(daemon, daemon.channel.sender(), daemon.dial_layer.refuse_size(*refused_size));
@@ -206,7 +210,9 @@ std::optional<Error> open(Daemon& daemon) {
   daemon.port = daemon.channel.port();
   NUV_Select_setReadExternal(&daemon.loop, daemon.channel.socket_fd(), &daemon, 0, on_datagram);
   NUV_Select_setRead(&daemon.loop, daemon.channel.request_fd(), &daemon, 0, on_request);
-  NUV_Select_setRead(&daemon.loop, daemon.signals.fd(), &daemon, 0, on_signal);
+  // An external descriptor, because the wait looks at those only: a signal that comes between the look at the internal
+  // ones and the wait would lie there until something else ends the wait.
+  NUV_Select_setReadExternal(&daemon.loop, daemon.signals.fd(), &daemon, 0, on_signal);
   daemon.deadline_timer = NUV_Select_setTimeout(&daemon.loop, wait_for_deadline(daemon), &daemon, 0, on_deadline);
   NUV_Select_setTimeout(&daemon.loop, later({}, daemon.options.statistics), &daemon, 0, on_counts);
   if (auto error = daemon.commands.open()) {
@@ -245,7 +251,10 @@ void serve_events(Daemon& daemon) {
 }
 
 int serve(const Options& options) {
-  trace::open(options.ini);
+  if (const auto error = trace::open(options.ini)) {
+    complain(error->why);
+    return kFailure;
+  }
   install_counting_allocator();
   auto plan = load_plan(options);
   if (!plan) {

@@ -25,6 +25,7 @@ constexpr uint32_t kFifos = 0;
 constexpr uint32_t kStandardInput = 1;
 
 constexpr std::chrono::hours kNobodyWaits{24};
+constexpr std::chrono::seconds kPause{1};
 
 std::string reason() {
   return std::strerror(errno);
@@ -88,6 +89,17 @@ Result<int> open_fifo(const std::string& path) {
   return fd;
 }
 
+// 0: there is none.
+ino_t inode_of(const std::string& path) {
+  struct stat status = {};
+  return lstat(path.c_str(), &status) == 0 ? status.st_ino : 0;
+}
+
+// What keeps a connection waiting in the socket, which stays ready for that.
+bool is_shortage(int error) {
+  return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
+
 // Throws away what the operator has sent behind the line: a socket that is closed with something in it tells the other
 // side of an error, which may then miss the answer.
 void drain(int fd) {
@@ -133,8 +145,13 @@ void Operators::close() {
     }
   }
   if (listening_fd_ >= 0) {
-    NUV_Select_removeReadExternal(&loop_, listening_fd_);
-    unlink(socket_path_.c_str());
+    if (!listen_at_) {
+      NUV_Select_removeReadExternal(&loop_, listening_fd_);
+    }
+    // Whatever lies in its place by now is not phoned's.
+    if (inode_of(socket_path_) == socket_inode_) {
+      unlink(socket_path_.c_str());
+    }
   }
   for (const int fd : {listening_fd_, reserve_fd_, streams_[kFifos].in_fd, streams_[kFifos].out_fd}) {
     if (fd >= 0) {
@@ -162,6 +179,7 @@ std::optional<Error> Operators::open_socket(const std::string& path) {
   // phoned may change its directory before it comes to removing the socket.
   std::error_code unused;
   socket_path_ = std::filesystem::absolute(path, unused).string();
+  socket_inode_ = inode_of(socket_path_);
   listening_fd_ = fd;
   reserve_fd_ = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
   listen(fd, SOMAXCONN);
@@ -194,7 +212,7 @@ int32_t Operators::on_operator(void* operators, int32_t listening_fd, uint32_t) 
   auto& self = *static_cast<Operators*>(operators);
   const int fd = accept4(listening_fd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
   if (fd < 0) {
-    if (errno == EMFILE || errno == ENFILE) {
+    if (is_shortage(errno)) {
       self.refuse_without_descriptor();
     }
     return 0;
@@ -211,15 +229,36 @@ int32_t Operators::on_operator(void* operators, int32_t listening_fd, uint32_t) 
   return 0;
 }
 
-// An operator who is not accepted keeps the socket ready, and the loop turning, for as long as he likes to wait.
+// An operator who is not accepted keeps the socket ready, and the loop turning, for as long as he likes to wait. So he is
+// refused with the descriptor that is kept for that, and when this does not help either, nobody is listened to for a
+// while.
 void Operators::refuse_without_descriptor() {
   NUV_LOG_ERROR(trace::modules.console, "no descriptor for an operator to be had");
   ::close(reserve_fd_);
   const int fd = accept4(listening_fd_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+  const bool is_hopeless = fd < 0 && is_shortage(errno);
   if (fd >= 0) {
+    say(fd, "no descriptor is free for another operator: try again later");
     ::close(fd);
   }
   reserve_fd_ = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+  if (is_hopeless) {
+    listen_later();
+  }
+}
+
+void Operators::listen_later() {
+  NUV_Select_removeReadExternal(&loop_, listening_fd_);
+  listen_at_ = later(monotonic_now(), kPause);
+  NUV_Select_updateTimeout(&loop_, idle_timer_, wait_for_deadline());
+}
+
+void Operators::listen_again() {
+  listen_at_.reset();
+  if (reserve_fd_ < 0) {
+    reserve_fd_ = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+  }
+  NUV_Select_setReadExternal(&loop_, listening_fd_, this, 0, on_operator);
 }
 
 // ---- Somebody says something ----
@@ -291,6 +330,9 @@ int32_t Operators::on_idle(void* operators, timeval* wait, uint32_t) {
     self.say(it->first, "no line within " + std::to_string(self.patience_.count()) + " s");
     self.end(it->first);
   }
+  if (self.listen_at_ && is_reached(*self.listen_at_, now)) {
+    self.listen_again();
+  }
   *wait = self.wait_for_deadline();
   return 1;
 }
@@ -304,7 +346,7 @@ void Operators::end(int fd) {
 
 timeval Operators::wait_for_deadline() const {
   const timeval now = monotonic_now();
-  timeval first = later(now, kNobodyWaits);
+  timeval first = listen_at_.value_or(later(now, kNobodyWaits));
   for (const auto& [fd, connection] : connections_) {
     if (NUV_timeval_cmp(&connection.deadline, &first) < 0) {
       first = connection.deadline;

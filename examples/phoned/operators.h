@@ -17,6 +17,7 @@
 #include <string>
 
 #include <sys/time.h>
+#include <sys/types.h>
 
 #include "nuv_select.h"
 #include "phoned/commands.h"
@@ -70,6 +71,8 @@ class Operators {
   static int32_t on_idle(void* operators, timeval* wait, uint32_t unused);
   void listen_to(uint32_t which, int in_fd, int out_fd);
   void refuse_without_descriptor();
+  void listen_later();
+  void listen_again();
   void say(int fd, const std::string& why) const;
   void handle(const std::string& line, int answer_fd);
   void end(int fd);
@@ -80,7 +83,9 @@ class Operators {
   std::chrono::seconds patience_{};
   std::string socket_path_;  // absolute; empty: there is none to remove
   int listening_fd_ = -1;
-  int reserve_fd_ = -1;  // given up to refuse an operator when there is no other descriptor
+  ino_t socket_inode_ = 0;
+  int reserve_fd_ = -1;               // given up to refuse an operator when there is no other descriptor
+  std::optional<timeval> listen_at_;  // when nobody can even be refused: not before then
   uint32_t idle_timer_ = 0;
   bool is_open_ = false;
   std::map<int, Connection> connections_;

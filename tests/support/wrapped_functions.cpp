@@ -330,7 +330,7 @@ int __wrap_select(int count, fd_set* read, fd_set* write, fd_set* except, timeva
   if (FaultInjector::strikes("select")) {
     return -1;
   }
-  if (FakeClock::active() != nullptr) {
+  if (FakeClock::active() != nullptr && !FakeClock::active()->is_select_real()) {
     return FakeClock::active()->select(count, read, write, except, wait);
   }
   return __real_select(count, read, write, except, wait);
