@@ -2,7 +2,6 @@
 // if it begins with a "+", else digits to check.
 #include <algorithm>
 #include <array>
-#include <cmath>
 
 #include "doubles.h"
 #include "fuzz_check.h"
@@ -19,14 +18,7 @@ constexpr size_t kOutSize = 48;
 
 // The model tries all expansions: what takes it too long is left to the library alone.
 bool is_too_much(const DigitMapModel& model, size_t digits) {
-  constexpr double kMostExpansions = 500;
-  double expansions = 0;
-  for (const DigitMapModel::Pattern& pattern : model.patterns()) {
-    const auto repeated = std::count_if(pattern.symbols.begin(), pattern.symbols.end(),
-                                        [](uint32_t symbol) { return (symbol & 0x10000) != 0; });
-    expansions += std::pow(static_cast<double>(digits + 1), static_cast<double>(repeated));
-  }
-  return expansions > kMostExpansions;
+  return model.expansions(digits) > 500;
 }
 
 void compare_patterns(const NUV_DigitMapPattern* pattern, const DigitMapModel& model) {

@@ -1,6 +1,7 @@
 #include "support/digitmap_model.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <string_view>
 #include <utility>
@@ -178,6 +179,16 @@ bool DigitMapModel::add_map(std::string text) {
     patterns_.push_back(*pattern);
   }
   return pattern.has_value();
+}
+
+double DigitMapModel::expansions(size_t digits) const {
+  double sum = 0;
+  for (const Pattern& pattern : patterns_) {
+    const auto repeated = std::count_if(pattern.symbols.begin(), pattern.symbols.end(),
+                                        [](uint32_t symbol) { return (symbol & kRepeat) != 0; });
+    sum += std::pow(static_cast<double>(digits + 1), static_cast<double>(repeated));
+  }
+  return sum;
 }
 
 int32_t DigitMapModel::check(int32_t mode, const std::string& dialled, uint32_t timer, char* out,

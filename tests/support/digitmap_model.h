@@ -30,6 +30,9 @@ class DigitMapModel {
 
   const std::vector<Pattern>& patterns() const { return patterns_; }
 
+  // How many expansions a check of so many digits tries at most.
+  double expansions(size_t digits) const;
+
   // Same arguments and results as NUV_DigitMap_checkDialString(), and the same bytes written to the buffer.
   int32_t check(int32_t mode, const std::string& dialled, uint32_t timer, char* out, uint32_t out_size) const;
 
