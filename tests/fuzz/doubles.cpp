@@ -139,7 +139,7 @@ int __wrap_clock_gettime(clockid_t clock, timespec* time) {
   if (fuzz::g_machine == nullptr || clock != CLOCK_MONOTONIC) {
     return __real_clock_gettime(clock, time);
   }
-  const timeval now = fuzz::g_machine->now();
+  const timeval now = fuzz::g_machine->monotonic();
   *time = {now.tv_sec, now.tv_usec * 1000};
   return 0;
 }

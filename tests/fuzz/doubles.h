@@ -54,7 +54,7 @@ class Machine {
   Machine(const Machine&) = delete;
   Machine& operator=(const Machine&) = delete;
 
-  virtual timeval now() = 0;
+  virtual timeval monotonic() = 0;
   virtual int select(int count, fd_set* read, fd_set* write, fd_set* except, timeval* wait) = 0;
 };
 

@@ -6,12 +6,12 @@
 #include <cstdlib>
 
 // Ends the process, so that the fuzzer keeps the input, unless the condition holds.
-#define FUZZ_CHECK(condition)                                                                         \
-  do {                                                                                                \
-    if (!(condition)) {                                                                               \
-      std::fprintf(stderr, "%s:%d: FUZZ_CHECK failed: %s\n", __FILE__, __LINE__, #condition);         \
-      std::abort();                                                                                   \
-    }                                                                                                 \
+#define FUZZ_CHECK(condition)                                                                 \
+  do {                                                                                        \
+    if (!(condition)) {                                                                       \
+      std::fprintf(stderr, "%s:%d: FUZZ_CHECK failed: %s\n", __FILE__, __LINE__, #condition); \
+      std::abort();                                                                           \
+    }                                                                                         \
   } while (0)
 
 #endif

@@ -54,7 +54,8 @@ class FuzzInput {
 
   // Any number, those round which arithmetic goes wrong more often than others.
   uint32_t number() {
-    constexpr std::array<uint32_t, 8> kLimits = {0x7F, 0xFF, 0x7FFF, 0xFFFF, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFE, 0xFFFFFFFF};
+    constexpr std::array<uint32_t, 8> kLimits = {0x7F,       0xFF,       0x7FFF,     0xFFFF,
+                                                 0x7FFFFFFF, 0x80000000, 0xFFFFFFFE, 0xFFFFFFFF};
     const uint8_t kind = byte();
     if (kind < 0xC0) {
       return kind;

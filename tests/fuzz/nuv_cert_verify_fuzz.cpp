@@ -79,9 +79,12 @@ Item model_item(std::string_view text) {
   if (text.empty()) {
     return {kEmpty, -1, {}};
   }
-  constexpr std::pair<std::string_view, int> kNames[] = {
-      {"OU", NID_organizationalUnitName}, {"O", NID_organizationName}, {"CN", NID_commonName},
-      {"C", NID_countryName},             {"L", NID_localityName},     {"ST", NID_stateOrProvinceName}};
+  constexpr std::pair<std::string_view, int> kNames[] = {{"OU", NID_organizationalUnitName},
+                                                         {"O", NID_organizationName},
+                                                         {"CN", NID_commonName},
+                                                         {"C", NID_countryName},
+                                                         {"L", NID_localityName},
+                                                         {"ST", NID_stateOrProvinceName}};
   const auto* const name = std::find_if(std::begin(kNames), std::end(kNames),
                                         [text](const auto& candidate) { return text.starts_with(candidate.first); });
   if (name == std::end(kNames)) {
@@ -159,8 +162,9 @@ void add_entry(X509_NAME* name, Name& model, std::string_view line) {
   const std::string_view value = line.substr(std::min(equals + 1, line.size()));
   const int nid = OBJ_txt2nid(attribute.c_str());
   // The bytes as they stand: an encoding is nobody's business here. OpenSSL refuses what is too long for an attribute.
-  const int added = X509_NAME_add_entry_by_NID(name, nid, V_ASN1_UTF8STRING, reinterpret_cast<const uint8_t*>(value.data()),
-                                               static_cast<int>(value.size()), -1, 0);
+  const int added =
+      X509_NAME_add_entry_by_NID(name, nid, V_ASN1_UTF8STRING, reinterpret_cast<const uint8_t*>(value.data()),
+                                 static_cast<int>(value.size()), -1, 0);
   if (added == 1) {
     model.emplace_back(nid, value);
   }

@@ -206,8 +206,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         break;
       default:
         // The exact limit, one that is almost sure to be within, or anything.
-        const uint32_t offset = operation < 0x60 ? twins.model(i).size()
-                                                 : (operation < 0xC0 ? input.up_to(8) : input.number());
+        const uint32_t offset =
+            operation < 0x60 ? twins.model(i).size() : (operation < 0xC0 ? input.up_to(8) : input.number());
         move_an_end(twins, i, frames / 16 % 4, offset);
         break;
     }

@@ -111,8 +111,8 @@ class Twins {
   }
 
   uint32_t find(int32_t key) const {
-    const auto found = std::find_if(entries_.begin(), entries_.end(),
-                                    [key](const auto& entry) { return entry && entry->key == key; });
+    const auto found =
+        std::find_if(entries_.begin(), entries_.end(), [key](const auto& entry) { return entry && entry->key == key; });
     return static_cast<uint32_t>(found - entries_.begin());
   }
 

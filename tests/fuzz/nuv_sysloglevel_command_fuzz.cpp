@@ -86,7 +86,8 @@ class Model {
   static constexpr char kWrongCount[] = "Error in parameterlist, no change possible\n";
 
   static int level_of(const std::string& word) {
-    return static_cast<int>(std::clamp(std::strtoll(word.c_str(), nullptr, 10), static_cast<long long>(INT_MIN), static_cast<long long>(INT_MAX)));
+    return static_cast<int>(std::clamp(std::strtoll(word.c_str(), nullptr, 10), static_cast<long long>(INT_MIN),
+                                       static_cast<long long>(INT_MAX)));
   }
 
   std::string change(const Words& words) {

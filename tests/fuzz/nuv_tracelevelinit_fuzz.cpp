@@ -133,8 +133,10 @@ void check_operations(TraceLevelInit& table) {
   std::vector<Row> rows = rows_of(table);
   for (const Row& row : rows) {
     // A file may repeat a name or an id: the first one counts.
-    const auto named = std::find_if(rows.begin(), rows.end(), [&row](const Row& other) { return other.name == row.name; });
-    const auto numbered = std::find_if(rows.begin(), rows.end(), [&row](const Row& other) { return other.id == row.id; });
+    const auto named =
+        std::find_if(rows.begin(), rows.end(), [&row](const Row& other) { return other.name == row.name; });
+    const auto numbered =
+        std::find_if(rows.begin(), rows.end(), [&row](const Row& other) { return other.id == row.id; });
     FUZZ_CHECK(NUV_Level_findModulName(&table, row.name.c_str()) == named->id);
     FUZZ_CHECK(numbered->name == NUV_Level_getModulName(&table, row.id));
     FUZZ_CHECK(numbered->mask == NUV_Level_getTraceLevel(&table, row.id));

@@ -139,8 +139,8 @@ void check_backward(const std::string& text, const std::string& end) {
   int32_t expected = -1;
   if (!end.empty() && text.size() >= end.size()) {
     expected = 0;
-    while (static_cast<size_t>(expected) < end.size() &&
-           text[text.size() - 1 - static_cast<size_t>(expected)] == end[end.size() - 1 - static_cast<size_t>(expected)]) {
+    while (static_cast<size_t>(expected) < end.size() && text[text.size() - 1 - static_cast<size_t>(expected)] ==
+                                                             end[end.size() - 1 - static_cast<size_t>(expected)]) {
       ++expected;
     }
   }

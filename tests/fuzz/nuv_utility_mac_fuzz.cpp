@@ -20,7 +20,8 @@ std::optional<uint64_t> model_number(std::string_view text) {
   for (int field = 0; field < 6; ++field) {
     const size_t length = std::min(text.find(':'), text.size());
     const std::string digits(text.substr(0, length));
-    if (digits.empty() || digits.size() > 6 || digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
+    if (digits.empty() || digits.size() > 6 ||
+        digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
       return std::nullopt;
     }
     number = number << 8 | std::stoul(digits, nullptr, 16);

@@ -38,7 +38,8 @@ bool is_plan(std::string_view text) {
     const size_t bar = rest.find('|');
     std::string pattern = rest.substr(0, bar);
     std::erase_if(pattern, [](char c) { return std::string_view(" \t\r()").find(c) != std::string_view::npos; });
-    if (pattern.size() > 100 || pattern.find('\0') != std::string::npos || (!pattern.empty() && !model.add_map(pattern))) {
+    if (pattern.size() > 100 || pattern.find('\0') != std::string::npos ||
+        (!pattern.empty() && !model.add_map(pattern))) {
       return false;
     }
     is_empty = is_empty && pattern.empty();
@@ -260,8 +261,8 @@ class Twins {
     sockaddr_in sender = {};
     sender.sin_port = htons(port);
     phoned::OwnedFrame frame(bytes);
-    const std::string answer = phoned::can_be_bridged(bytes.size()) ? layer_.handle(frame, sender, time())
-                                                                    : layer_.refuse_size(bytes.size());
+    const std::string answer =
+        phoned::can_be_bridged(bytes.size()) ? layer_.handle(frame, sender, time()) : layer_.refuse_size(bytes.size());
     const auto expected = model_.handle(bytes, port, now_);
     FUZZ_CHECK(expected ? answer == *expected : answer.starts_with("error "));
     FUZZ_CHECK(phoned::can_be_bridged(answer.size()));
