@@ -1,5 +1,5 @@
 // Console lines, compared with a plain reading of the rules. The input is what an operator sends through a pipe; a console
-// with a few commands handles what arrives until nothing is left.
+// with a few commands handles what arrives until nothing is left. The first command, "remove", takes commands out.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -67,56 +67,80 @@ std::optional<Words> words_of(std::string_view line) {
 
 // ---- the console ----
 
-constexpr std::array<const char*, 4> kNames = {"show", "set", "a b", ""};
+constexpr std::array<const char*, 5> kNames = {"remove", "show", "set", "a b", ""};
 
 // What a command has seen.
 struct Call {
-  size_t command;
+  std::string command;
   Words words;
 
   bool operator==(const Call&) const = default;
 };
 
-std::vector<Call> g_calls;
+struct Fixture {
+  Console console;
+  std::vector<Call> calls;
+};
+
+Fixture g_fixture;
 
 int32_t run(void* context, int32_t argc, char** argv, int32_t fd) {
   FUZZ_CHECK(argc > 0 && argv[argc] == nullptr);
-  g_calls.push_back({static_cast<size_t>(static_cast<const char* const*>(context) - kNames.data()), {}});
+  g_fixture.calls.push_back({static_cast<const char*>(context), {}});
+  Words& words = g_fixture.calls.back().words;
   for (int32_t i = 0; i < argc; ++i) {
-    g_calls.back().words.emplace_back(argv[i]);
-    std::fill_n(argv[i], g_calls.back().words.back().size(), '!');  // a command may change them
+    words.emplace_back(argv[i]);
+    std::fill_n(argv[i], words.back().size(), '!');  // a command may change them
+  }
+  if (words.front() == "remove" && argc > 1) {
+    NUV_Console_removeCommand(&g_fixture.console, words[1].c_str());
   }
   NUV_Console_output(fd, "done\n");
   return 0;
 }
 
-struct Expected {
+// What a line is answered, what it prints, and which command it calls.
+struct Outcome {
   std::string answer;
   std::string printed;
   std::vector<Call> calls;
 };
 
-Expected expect(std::string_view line) {
-  const auto words = words_of(line);
-  if (!words) {
-    return {std::string("syntax error\n") + kPrompt, "", {}};
-  }
-  if (words->empty()) {
-    return {kPrompt, "", {}};
-  }
-  if (words->front() == "help") {
-    std::string printed = "help\n";
-    for (const char* name : kNames) {
-      printed += std::string(name) + "\n";
+class Model {
+ public:
+  Outcome handle(std::string_view line) {
+    const auto words = words_of(line);
+    if (!words) {
+      return {std::string("syntax error\n") + kPrompt, "", {}};
     }
-    return {kPrompt, printed, {}};
+    if (words->empty()) {
+      return {kPrompt, "", {}};
+    }
+    if (words->front() == "help") {
+      return {kPrompt, help(), {}};
+    }
+    if (std::find(names_.begin(), names_.end(), words->front()) == names_.end()) {
+      return {std::string("command not found\n") + kPrompt, "", {}};
+    }
+    if (words->front() == "remove" && words->size() > 1) {
+      names_.erase(std::remove(names_.begin(), names_.end(), words->at(1)), names_.end());
+    }
+    return {std::string("done\n") + kPrompt, "", {{words->front(), *words}}};
   }
-  const auto* const name = std::find(kNames.begin(), kNames.end(), words->front());
-  if (name == kNames.end()) {
-    return {std::string("command not found\n") + kPrompt, "", {}};
+
+  size_t size() const { return names_.size(); }
+
+ private:
+  std::string help() const {
+    std::string text = "help\n";
+    for (const std::string& name : names_) {
+      text += name + "\n";
+    }
+    return text;
   }
-  return {std::string("done\n") + kPrompt, "", {{static_cast<size_t>(name - kNames.begin()), *words}}};
-}
+
+  std::vector<std::string> names_{kNames.begin(), kNames.end()};
+};
 
 }  // namespace
 
@@ -125,24 +149,26 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static Pipe answer;
   constexpr size_t kMostBytes = 255;
   std::array<ConsoleCommand, kNames.size()> store;
-  Console console;
+  Console& console = g_fixture.console;
   NUV_Console_construct(&console, store.data(), store.size(), kPrompt);
-  for (const char* const& name : kNames) {
-    NUV_Console_setCommand(&console, name, const_cast<const char**>(&name), run);
+  for (const char* name : kNames) {
+    NUV_Console_setCommand(&console, name, const_cast<char*>(name), run);
   }
+  Model model;
   fuzz::Stdout printed;
   std::string_view rest(reinterpret_cast<const char*>(data), std::min(size, kPipeRoom));
   FUZZ_CHECK(rest.empty() || write(request.write_end(), rest.data(), rest.size()) == static_cast<ssize_t>(rest.size()));
   while (!rest.empty()) {
     const std::string_view chunk = rest.substr(0, kMostBytes);
     rest.remove_prefix(chunk.size());
-    const Expected expected = expect(fuzz::c_text(chunk.substr(0, chunk.find('\n'))));
-    g_calls.clear();
+    const Outcome expected = model.handle(fuzz::c_text(chunk.substr(0, chunk.find('\n'))));
+    g_fixture.calls.clear();
     const int32_t result = NUV_Console_handle(&console, request.read_end(), answer.write_end());
     FUZZ_CHECK(result == static_cast<int32_t>(sizeof kPrompt - 1));
     FUZZ_CHECK(answer.take() == expected.answer);
     FUZZ_CHECK(printed.take() == expected.printed);
-    FUZZ_CHECK(g_calls == expected.calls);
+    FUZZ_CHECK(g_fixture.calls == expected.calls);
+    FUZZ_CHECK(NUV_Console_size(&console) == model.size());
   }
   FUZZ_CHECK(NUV_Console_handle(&console, request.read_end(), answer.write_end()) == -1);
   FUZZ_CHECK(answer.take().empty());

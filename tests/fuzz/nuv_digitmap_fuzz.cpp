@@ -33,6 +33,21 @@ void compare_patterns(const NUV_DigitMapPattern* pattern, const DigitMapModel& m
   FUZZ_CHECK(pattern == nullptr);
 }
 
+std::string dump_of(const DigitMapModel& model) {
+  constexpr char kRule[] = "---------------\n";
+  std::string text;
+  for (const DigitMapModel::Pattern& pattern : model.patterns()) {
+    text += kRule + ("OrigString: " + pattern.text) + "\nTimeout: " + std::to_string(pattern.timer) + "\nSymbols:  ";
+    for (const uint32_t symbol : pattern.symbols) {
+      std::array<char, 16> mask;
+      std::snprintf(mask.data(), mask.size(), " 0x%x", symbol);
+      text += mask.data();
+    }
+    text += std::string("\n") + kRule;
+  }
+  return text;
+}
+
 void check(const DigitMap& map, const DigitMapModel& model, const std::string& digits, int32_t mode, uint32_t timer,
            size_t out_size) {
   std::array<char, kOutSize> out;
@@ -81,6 +96,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       check_all(map, model, line);
     }
   }
+  fuzz::Stdout printed;
+  NUV_DigitMap_dumpMap(&map);
+  FUZZ_CHECK(printed.take() == dump_of(model));
   NUV_DigitMap_destruct(&map);
   FUZZ_CHECK(map == nullptr);
   return 0;
