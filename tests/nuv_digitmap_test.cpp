@@ -1002,9 +1002,9 @@ class Twins {
   explicit Twins(const std::string& text) {
     NUV_DigitMap_construct(&map_);
     const int result = NUV_DigitMap_setMap(&map_, text.c_str());
-    EXPECT_EQ(result, read_model(text) ? 1 : 0) << text;
+    EXPECT_EQ(result, model_.set_map(text) ? 1 : 0) << text;
     const NUV_DigitMapPattern* pattern = map_;
-    for (const DigitMapModel::Pattern& expected : patterns_) {
+    for (const DigitMapModel::Pattern& expected : model_.patterns()) {
       const bool equal = pattern != nullptr && pattern->m_pText == expected.text &&
                          pattern->m_bTimer == expected.timer && pattern->m_uCount == expected.symbols.size() &&
                          std::equal(expected.symbols.begin(), expected.symbols.end(), pattern->m_pSymbols);
@@ -1043,34 +1043,14 @@ class Twins {
  private:
   std::string text() const {
     std::string all;
-    for (const DigitMapModel::Pattern& pattern : patterns_) {
+    for (const DigitMapModel::Pattern& pattern : model_.patterns()) {
       all += pattern.text + "|";
     }
     return all;
   }
 
-  bool read_model(std::string text) {
-    for (const char filler : {' ', '(', ')'}) {
-      text.erase(std::remove(text.begin(), text.end(), filler), text.end());
-    }
-    for (size_t begin = 0; begin < text.size();) {
-      const size_t end = std::min(text.find('|', begin), text.size());
-      if (end > begin) {
-        const auto pattern = DigitMapModel::parse(text.substr(begin, end - begin));
-        if (!pattern) {
-          return false;
-        }
-        patterns_.push_back(*pattern);
-        model_.append(*pattern);
-      }
-      begin = end + 1;
-    }
-    return true;
-  }
-
   DigitMap map_ = nullptr;
   DigitMapModel model_;
-  std::vector<DigitMapModel::Pattern> patterns_;
 };
 
 // How often each result came; a comparison in which one never comes would prove little.
