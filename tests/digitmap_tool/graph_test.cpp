@@ -61,13 +61,13 @@ std::map<int, DrawnNode> read_graph(const std::string& graph) {
 void expect_right_answer(const DrawnNode& node, const Plan& plan, Mode mode, const std::string& digits) {
   const Answer now = ask(plan, mode, digits, Timer::kRunning);
   const Answer later = ask(plan, mode, digits, Timer::kExpired);
-  if (now.result == NUV_DIGITMAP_COMPLETE) {
+  if (now.result == Result::kComplete) {
     EXPECT_EQ(node.meaning, "complete at once");
     EXPECT_EQ(node.label.find("<B>" + now.pattern + "</B>"), 0U) << node.label;
-  } else if (later.result == NUV_DIGITMAP_COMPLETE) {
+  } else if (later.result == Result::kComplete) {
     EXPECT_EQ(node.meaning, "complete when the time is up");
     EXPECT_EQ(node.label.find("<B>" + later.pattern + "</B>"), 0U) << node.label;
-  } else if (now.result == NUV_DIGITMAP_NO_MATCH) {
+  } else if (now.result == Result::kNoMatch) {
     EXPECT_EQ(node.meaning, "no match");
   } else {
     EXPECT_TRUE(node.meaning.find("more digits") != std::string::npos) << node.meaning;
@@ -101,7 +101,7 @@ TEST(DigitmapToolGraph, LeadsToThePlansAnswers) {
           const auto edge = node.edges.find(digit);
           if (edge == node.edges.end()) {
             const bool is_decided = node.meaning == "complete at once" || node.meaning == "no match";
-            EXPECT_TRUE(is_decided || ask(plan, mode, digits, Timer::kRunning).result == NUV_DIGITMAP_NO_MATCH);
+            EXPECT_TRUE(is_decided || ask(plan, mode, digits, Timer::kRunning).result == Result::kNoMatch);
             break;
           }
           at = edge->second;

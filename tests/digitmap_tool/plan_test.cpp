@@ -43,7 +43,7 @@ TEST(DigitmapToolPlan, TakesWhatTheLibraryTakes) {
     EXPECT_EQ(plan.problems().empty(), is_good);
     if (is_good) {
       EXPECT_EQ(plan.patterns(), patterns_of(map));
-      EXPECT_EQ(patterns_of(*plan.map()), patterns_of(map));
+      EXPECT_EQ(patterns_of(plan.map().record()), patterns_of(map));
     }
     NUV_DigitMap_destruct(&map);
     ++(is_good ? good : bad);
@@ -203,10 +203,10 @@ TEST(DigitmapToolAnswers, TellWhichPatternsAreAlive) {
 TEST(DigitmapToolAnswers, NameThePatternOfACompleteNumberOnly) {
   const Plan plan("11|11x", Plan::Source::kArgument);
   const Answer undecided = ask(plan, Mode::kBest, "11", Timer::kRunning);
-  EXPECT_EQ(undecided.result, NUV_DIGITMAP_UNDECIDED);
+  EXPECT_EQ(undecided.result, Result::kUndecided);
   EXPECT_EQ(undecided.pattern, "");
   const Answer complete = ask(plan, Mode::kBest, "112", Timer::kRunning);
-  EXPECT_EQ(complete.result, NUV_DIGITMAP_COMPLETE);
+  EXPECT_EQ(complete.result, Result::kComplete);
   EXPECT_EQ(complete.pattern, "11x");
 }
 

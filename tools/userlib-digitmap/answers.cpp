@@ -13,13 +13,14 @@ using Row = std::array<std::string, kColumns + 1>;
 
 std::string in_words(const Answer& answer) {
   switch (answer.result) {
-    case NUV_DIGITMAP_COMPLETE:
+    case Result::kComplete:
       return "complete " + answer.pattern;
-    case NUV_DIGITMAP_UNDECIDED:
+    case Result::kUndecided:
       return "undecided";
-    default:
-      return "no match";
+    case Result::kNoMatch:
+      break;
   }
+  return "no match";
 }
 
 std::string alive(const Plan& plan, const Patterns& patterns, const std::string& digits) {
@@ -61,33 +62,29 @@ std::string print_rows(const std::vector<Row>& rows) {
 Answer ask(const Plan& plan, Mode mode, const std::string& digits, Timer timer) {
   // No pattern is longer than the plan.
   std::string pattern(Plan::kMaxText + 1, '\0');
-  const int32_t result =
-      NUV_DigitMap_checkDialString(plan.map(), static_cast<int32_t>(mode), digits.c_str(), static_cast<uint32_t>(timer),
-                                   pattern.data(), static_cast<uint32_t>(pattern.size()));
+  const Result result =
+      plan.map().check(mode, digits.c_str(), timer, pattern.data(), static_cast<uint32_t>(pattern.size()));
   // The map notes candidates on its way, also when it comes to no result.
-  return {result, result == NUV_DIGITMAP_COMPLETE ? std::string(pattern.c_str()) : std::string()};
+  return {result, result == Result::kComplete ? std::string(pattern.c_str()) : std::string()};
 }
 
-Patterns::Patterns(const Plan& plan) : alone_(plan.patterns().size()) {
-  for (size_t i = 0; i < alone_.size(); ++i) {
-    alone_[i].add(plan.patterns()[i]);
+Patterns::Patterns(const Plan& plan) {
+  for (const std::string& pattern : plan.patterns()) {
+    // One that there is no memory for the second time counts as dead.
+    static_cast<void>(alone_.emplace_back().add(pattern.c_str()));
   }
 }
 
 State Patterns::state(size_t pattern, const std::string& digits) const {
-  const auto check = [&](Timer timer) {
-    return NUV_DigitMap_checkDialString(alone_[pattern].get(), NUV_DIGITMAP_FIRST_MATCH, digits.c_str(),
-                                        static_cast<uint32_t>(timer), nullptr, 0);
-  };
-  const int32_t running = check(Timer::kRunning);
-  const int32_t expired = check(Timer::kExpired);
-  if (running == NUV_DIGITMAP_COMPLETE) {
+  const Result running = alone_[pattern].check(Mode::kFirst, digits.c_str(), Timer::kRunning);
+  const Result expired = alone_[pattern].check(Mode::kFirst, digits.c_str(), Timer::kExpired);
+  if (running == Result::kComplete) {
     return State::kComplete;
   }
-  if (expired == NUV_DIGITMAP_COMPLETE) {
+  if (expired == Result::kComplete) {
     return State::kAtTimeOut;
   }
-  const bool is_dead = running == NUV_DIGITMAP_NO_MATCH && expired == NUV_DIGITMAP_NO_MATCH;
+  const bool is_dead = running == Result::kNoMatch && expired == Result::kNoMatch;
   return is_dead ? State::kDead : State::kWantsMore;
 }
 
@@ -113,7 +110,7 @@ std::string list(const Plan& plan) {
   }
   const std::string last_number = std::to_string(plan.patterns().size());
   size_t number = 0;
-  for (const NUV_DigitMapPattern* pattern = *plan.map(); pattern != nullptr; pattern = pattern->m_pNext) {
+  for (const NUV_DigitMapPattern* pattern = plan.map().record(); pattern != nullptr; pattern = pattern->m_pNext) {
     const std::string shown = std::to_string(++number);
     const std::string written = pattern->m_pText;
     text += std::string(last_number.size() - shown.size(), ' ') + shown + "  " + written +

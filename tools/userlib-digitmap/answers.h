@@ -13,11 +13,12 @@ namespace digitmap_tool {
 // An answer takes time in proportion to the digits.
 constexpr size_t kMaxDigits = 64;
 
-enum class Mode : int32_t { kFirst = NUV_DIGITMAP_FIRST_MATCH, kBest = NUV_DIGITMAP_BEST_MATCH };
-enum class Timer : uint32_t { kRunning = 0, kExpired = 1 };
+using Mode = userlib::DigitMap::Mode;
+using Timer = userlib::DigitMap::Timer;
+using Result = userlib::DigitMap::Result;
 
 struct Answer {
-  int32_t result;       // NUV_DIGITMAP_UNDECIDED, NUV_DIGITMAP_COMPLETE or NUV_DIGITMAP_NO_MATCH
+  Result result;
   std::string pattern;  // of a complete number: the one that decided
 };
 
@@ -39,7 +40,7 @@ class Patterns {
   State state(size_t pattern, const std::string& digits) const;
 
  private:
-  std::vector<Map> alone_;
+  std::vector<userlib::DigitMap> alone_;
 };
 
 // A table with one line for each digit: the answers in both modes, without and with the timer, and the patterns that

@@ -63,7 +63,7 @@ class Tree {
   };
 
   Tree(const Plan& plan, Mode mode, Shape shape) : plan_(plan), mode_(mode), shape_(shape) {
-    for (const NUV_DigitMapPattern* pattern = *plan.map(); pattern != nullptr; pattern = pattern->m_pNext) {
+    for (const NUV_DigitMapPattern* pattern = plan.map().record(); pattern != nullptr; pattern = pattern->m_pNext) {
       patterns_.push_back(pattern);
     }
   }
@@ -171,17 +171,17 @@ class Tree {
   bool judge(Node& node) const {
     const Answer now = ask(plan_, mode_, node.digits, Timer::kRunning);
     const Answer later = ask(plan_, mode_, node.digits, Timer::kExpired);
-    if (now.result == NUV_DIGITMAP_COMPLETE) {
+    if (now.result == Result::kComplete) {
       node.style = kComplete;
       node.winner = now.pattern;
       return true;
     }
-    if (later.result == NUV_DIGITMAP_COMPLETE) {
+    if (later.result == Result::kComplete) {
       node.style = kAtTimeOut;
       node.winner = later.pattern;
       return false;
     }
-    if (now.result == NUV_DIGITMAP_NO_MATCH) {
+    if (now.result == Result::kNoMatch) {
       node.style = kNoMatch;
       return true;
     }

@@ -242,15 +242,16 @@ int draw_plan(const Options& options, const Plan& plan) {
   return write_picture(*options.graph, picture.svg);
 }
 
-int status_of(int32_t result) {
+int status_of(Result result) {
   switch (result) {
-    case NUV_DIGITMAP_COMPLETE:
+    case Result::kComplete:
       return kComplete;
-    case NUV_DIGITMAP_UNDECIDED:
+    case Result::kUndecided:
       return kUndecided;
-    default:
-      return kNoMatch;
+    case Result::kNoMatch:
+      break;
   }
+  return kNoMatch;
 }
 
 // Prints a table for each of the digits. Returns the worst of their results.

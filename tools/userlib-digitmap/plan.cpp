@@ -93,7 +93,7 @@ void Plan::add(size_t begin, size_t end) {
   ++count_;
   // The library would take a null character for the end of the pattern.
   const bool is_text = pattern.find('\0') == std::string::npos;
-  if (is_text && map_.add(pattern)) {
+  if (is_text && map_.add(pattern.c_str())) {
     patterns_.push_back(std::move(pattern));
     return;
   }

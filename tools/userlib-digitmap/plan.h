@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "nuv_digitmap.h"
+#include "userlib.hpp"
 
 namespace digitmap_tool {
 
@@ -22,21 +22,6 @@ struct Problem {
   size_t at;        // index of the character in the text
   size_t pattern;   // number of the pattern, from 1
   std::string why;  // what stands there, and what would be right
-};
-
-// A digit map that is freed with its owner.
-class Map {
- public:
-  Map() { NUV_DigitMap_construct(&map_); }
-  ~Map() { NUV_DigitMap_destruct(&map_); }
-  Map(const Map&) = delete;
-  Map& operator=(const Map&) = delete;
-
-  bool add(const std::string& pattern) { return NUV_DigitMap_addMap(&map_, pattern.c_str()) == 1; }
-  const DigitMap* get() const { return &map_; }
-
- private:
-  DigitMap map_ = nullptr;
 };
 
 class Plan {
@@ -57,7 +42,7 @@ class Plan {
   // As they were given, but for blanks and parentheses.
   const std::vector<std::string>& patterns() const { return patterns_; }
 
-  const DigitMap* map() const { return map_.get(); }
+  const userlib::DigitMap& map() const { return map_; }
 
   // The problem in words, with the line of the text and a mark below the place.
   std::string describe(const Problem& problem) const;
@@ -69,7 +54,7 @@ class Plan {
 
   std::string text_;
   Source source_;
-  Map map_;
+  userlib::DigitMap map_;
   size_t count_ = 0;  // of patterns, with those that do not parse
   std::vector<std::string> patterns_;
   std::vector<Problem> problems_;
