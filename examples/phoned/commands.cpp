@@ -110,7 +110,6 @@ std::optional<std::string> refuse_init_file(const std::string& command, const st
 
 Commands::Commands(const DialLayer& dial_layer, std::function<void()> stop)
     : dial_layer_(dial_layer), stop_(std::move(stop)) {
-  NUV_Console_construct(&console_, table_.data(), static_cast<uint32_t>(table_.size()), "");
   add("tr", &Commands::tr);
   add("lines", &Commands::lines);
   add("map", &Commands::map);
@@ -133,19 +132,13 @@ std::optional<Error> Commands::open() {
 void Commands::handle(const std::string& line, int answer_fd) {
   // The pipe is empty but for this line: it is read in the same breath. One that is empty would not be there at all.
   pipe_.write(line.empty() ? "\n" : line);
-  NUV_Console_handle(&console_, pipe_.read_fd(), answer_fd);
+  console_.handle(pipe_.read_fd(), answer_fd);
 }
 
 void Commands::add(const char* name, Function function) {
-  Entry& entry = entries_[NUV_Console_size(&console_)];
-  entry = {this, function};
-  NUV_Console_setCommand(&console_, name, &entry, on_command);
-}
-
-int32_t Commands::on_command(void* entry, int32_t count, char** words, int32_t fd) {
-  const auto [commands, function] = *static_cast<Entry*>(entry);
-  const std::string answer = (commands->*function)({{words, static_cast<size_t>(count)}, fd});
-  return NUV_Console_output(fd, answer.c_str());
+  table_.emplace_back(console_, name, [this, function](const userlib::Invocation& call) {
+    call.answer((this->*function)({{call.words, static_cast<size_t>(call.count)}, call.answer_fd}).c_str());
+  });
 }
 
 // ---- The commands ----
@@ -157,7 +150,7 @@ std::string Commands::tr(const Invocation& call) {
       return error_answer(*refused);
     }
   }
-  NUV_Sysloglevel_handleCmd(&console_, static_cast<int>(call.words.size()), call.words.data());
+  NUV_Sysloglevel_handleCmd(&console_.record(), static_cast<int>(call.words.size()), call.words.data());
   return "tr: see phoned's standard output\n";
 }
 
