@@ -3,6 +3,7 @@
 #     Runtime        the shared object
 #     Development    headers, static library, and what pkg-config and CMake find the library by
 #     Documentation  what there is to read
+#     Tools          what those need who configure daemons
 #     Examples       phoned, phonectl, and the smallest daemon as a source
 include(CMakePackageConfigHelpers)
 
@@ -63,18 +64,23 @@ install(
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   COMPONENT Development)
 
-# ---- Examples ----
+# ---- Tools and Examples ----
 
-if(USERLIB_BUILD_EXAMPLES)
+function(install_program target directory component)
   if(BUILD_SHARED_LIBS AND NOT CMAKE_INSTALL_FULL_LIBDIR IN_LIST CMAKE_C_IMPLICIT_LINK_DIRECTORIES)
     # In a directory of its own the shared object is not found by itself.
-    file(RELATIVE_PATH way ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
-    set_target_properties(phonectl PROPERTIES INSTALL_RPATH "\$ORIGIN/${way}")
-    file(RELATIVE_PATH way ${CMAKE_INSTALL_FULL_SBINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
-    set_target_properties(phoned PROPERTIES INSTALL_RPATH "\$ORIGIN/${way}")
+    file(RELATIVE_PATH way ${CMAKE_INSTALL_FULL_${directory}} ${CMAKE_INSTALL_FULL_LIBDIR})
+    set_target_properties(${target} PROPERTIES INSTALL_RPATH "\$ORIGIN/${way}")
   endif()
-  install(TARGETS phoned RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT Examples)
-  install(TARGETS phonectl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Examples)
+  install(TARGETS ${target} RUNTIME DESTINATION ${CMAKE_INSTALL_${directory}} COMPONENT ${component})
+endfunction()
+
+if(TARGET userlib-digitmap)
+  install_program(userlib-digitmap BINDIR Tools)
+endif()
+if(USERLIB_BUILD_EXAMPLES)
+  install_program(phoned SBINDIR Examples)
+  install_program(phonectl BINDIR Examples)
   install(
     FILES ${PROJECT_SOURCE_DIR}/examples/first_daemon.c
     DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
@@ -94,13 +100,17 @@ install(
   DESTINATION ${CMAKE_INSTALL_DOCDIR}
   COMPONENT Documentation
   OPTIONAL)
-# Manual pages go with what they are about: 1 and 8 with the programs, the others with the headers.
-foreach(section RANGE 1 8)
-  file(GLOB pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.${section})
-  if(section EQUAL 1 OR section EQUAL 8)
+# Manual pages go with what they are about.
+file(GLOB USERLIB_MAN_PAGES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.[1-8])
+foreach(page IN LISTS USERLIB_MAN_PAGES)
+  get_filename_component(section ${page} LAST_EXT)
+  string(SUBSTRING ${section} 1 1 section)
+  if(page MATCHES "/phone[^/]*$")
     set(component Examples)
+  elseif(section EQUAL 1)
+    set(component Tools)
   else()
     set(component Development)
   endif()
-  install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT ${component})
+  install(FILES ${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT ${component})
 endforeach()

@@ -116,7 +116,8 @@ case $1 in
   components)
     # The components have no file in common, and are all that there is.
     mkdir "$WORK/components"
-    for component in Runtime Development Documentation Examples; do
+    for component in Runtime Development Documentation Tools Examples; do
+      mkdir "$WORK/components/$component"
       "$CMAKE" --install "$BUILD" --prefix "$WORK/components/$component" --component "$component" >/dev/null
       files_in "$WORK/components/$component"
     done >"$WORK/unsorted"
