@@ -133,7 +133,7 @@ for daemon in with_cmake/*_daemon_*; do
   "$daemon" >output || fail "$daemon ends with $?"
 done
 cc -std=c99 /usr/share/doc/libuserlib-dev/examples/first_daemon.c -o first_daemon -luserlib
-[ "$(./first_daemon 2>&1)" = "first_daemon: '' must be the number of a free UDP port" ] || fail 'first_daemon fails'
+./first_daemon 2>&1 | grep -q 'must be the number of a free UDP port' || fail 'first_daemon fails'
 
 heading 'Remove, and purge'
 dpkg --remove phoned >remove.log 2>&1 || fail "$(cat remove.log)"
