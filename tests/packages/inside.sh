@@ -69,8 +69,12 @@ dpkg-query --show --showformat '${Package} ${Version} ${db:Status-Status}\n' $na
 expect ' /etc/phoned/dialplan' sh -c "dpkg-query --show --showformat '\${Conffiles}' phoned | sed 's/ [0-9a-f]*\$//'"
 [ -L /etc/systemd/system/multi-user.target.wants/phoned.service ] || fail 'the unit is not enabled'
 
+for page in 8/phoned.8 1/phonectl.1; do
+  [ -e "/usr/share/man/man$page.gz" ] || fail "there is no manual page $page"
+done
+
 heading 'The unit'
-systemd-analyze verify "$unit" >verify.log 2>&1 || fail "$(cat verify.log)"
+systemd-analyze verify --man=no "$unit" >verify.log 2>&1 || fail "$(cat verify.log)"
 ! grep phoned verify.log || fail 'systemd has something to say about the unit'
 systemd-analyze security --offline=true --no-pager --threshold=20 "$unit" | tail -n 1
 
