@@ -84,7 +84,8 @@ endif()
 add_test(NAME library.needed COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_needed.sh ${CMAKE_READELF}
                                      $<TARGET_FILE:userlib> ${USERLIB_NEEDED} "")
 add_test(NAME library.soname COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_soname.sh ${CMAKE_READELF}
-                                     $<TARGET_FILE:userlib> libuserlib.so.1.4.3 libuserlib.so.1)
+                                     $<TARGET_FILE:userlib> libuserlib.so.${PROJECT_VERSION}
+                                     libuserlib.so.${PROJECT_VERSION_MAJOR})
 
 function(add_symbol_check name header)
   add_test(NAME ${name} COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_symbols.sh $<TARGET_FILE:userlib> USERLIB_1.4
