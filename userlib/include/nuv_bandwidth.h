@@ -1,4 +1,5 @@
-/* userlib: the bandwidth of a packetised media stream.
+/** @file
+ * userlib: the bandwidth of a packetised media stream.
  *
  * A voice or video stream costs more on the line than its codec produces: every packet has headers, and on a DSL line
  * it travels in ATM cells of 53 bytes that carry 48. A daemon asks here, before it accepts a call, what the call will

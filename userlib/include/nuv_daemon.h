@@ -1,4 +1,5 @@
-/* userlib: daemon, a process in the background and its pid file.
+/** @file
+ * userlib: daemon, a process in the background and its pid file.
  *
  * A Daemon record turns the calling process into a daemon and looks after the file in which a second instance or a
  * control script finds its process id. The file is named after the process and lies in a directory of the caller's

@@ -1,4 +1,5 @@
-/* userlib: execute, a shell command with its output and, if wanted, a time limit.
+/** @file
+ * userlib: execute, a shell command with its output and, if wanted, a time limit.
  *
  * A daemon that needs an answer from a command line tool (the state of an interface, the result of a script) runs it
  * through these two functions. The command runs in a shell of its own, with nothing to read and without any descriptor

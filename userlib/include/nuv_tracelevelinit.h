@@ -1,4 +1,5 @@
-/* userlib: trace-level init file.
+/** @file
+ * userlib: trace-level init file.
  *
  * A daemon's trace masks survive a restart in a small text file in the device's flash. This record is the file in
  * memory: a level table (nuv_level.h) and the note whether it was changed since it was last saved or restored. The

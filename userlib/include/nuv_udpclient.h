@@ -1,4 +1,5 @@
-/* userlib: UDP client, a bridge between one local descriptor and one UDP server.
+/** @file
+ * userlib: UDP client, a bridge between one local descriptor and one UDP server.
  *
  * What the socket receives is written to the output descriptor that was given at construction; what is read from any
  * descriptor is sent to the server as one datagram. Both directions are driven by a reactor, whose callbacks fit:

@@ -1,4 +1,5 @@
-/* userlib: UDP server, a bridge between one local descriptor and the peers that send to one UDP port.
+/** @file
+ * userlib: UDP server, a bridge between one local descriptor and the peers that send to one UDP port.
  *
  * What the socket receives is written to the output descriptor that was given at construction, and its sender is
  * remembered; what is read from any descriptor is sent to the last sender as one datagram. A daemon that answers later
