@@ -6,10 +6,10 @@
  * choice; it holds the decimal id, without a newline.
  *
  *     static Daemon daemon;
- *     NUV_Daemon_construct(&daemon, "phoned", "/var/run");
- *     if (NUV_Daemon_occupiedPidFile(&daemon)) return 1;    another one runs
+ *     NUV_Daemon_construct(&daemon, "phoned", a_directory);    // such as "/var/run"
+ *     if (NUV_Daemon_occupiedPidFile(&daemon)) return 1;    // another one runs
  *     NUV_Daemon_daemonize(&daemon);
- *     NUV_Daemon_createPidFile(&daemon);                    /var/run/phoned.pid
+ *     NUV_Daemon_createPidFile(&daemon);                    // /var/run/phoned.pid
  *     ...
  *     NUV_Daemon_deletePidFile(&daemon);
  *

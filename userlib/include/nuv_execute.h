@@ -6,7 +6,7 @@
  * of the daemon; what it prints on standard output and standard error comes back as one text:
  *
  *     char output[256];
- *     int32_t status = NUV_Execute_Command_Timeout("ping -c 1 192.0.2.1", output, sizeof output, 5);
+ *     int32_t status = NUV_Execute_Command_Timeout("echo answer", output, sizeof output, 5);
  *     if (status == 0) puts(output);
  *
  * The calling thread waits until the shell has ended; nothing is read before that. Two things follow. A command that

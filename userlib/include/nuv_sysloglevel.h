@@ -6,7 +6,7 @@
  * mask per module says which types are written. Masks are read from an init file when the daemon starts
  * (nuv_tracelevelinit.h), changed while it runs by the operator's "tr" command, and saved again.
  *
- *     NUV_Sysloglevel_construct2("/flash/phoned.ini", "phoned");
+ *     NUV_Sysloglevel_construct2(init_file, "phoned");    // such as "/flash/phoned.ini"
  *     int line = NUV_Sysloglevel_registerModul("Line");
  *     NUV_LOG_WARNING(line, "no answer for %u s", seconds);
  *

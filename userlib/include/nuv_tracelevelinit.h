@@ -21,7 +21,7 @@
  *     static TraceLevelInit init;
  *     NUV_TraceLevelInit_construct(&init);
  *     NUV_Level_insert(&init, "VoipPhone", 48);
- *     FILE* file = fopen("/flash/phoned.ini", "w");
+ *     FILE* file = tmpfile();    // a daemon opens a file in its flash
  *     if (file != NULL) {
  *       NUV_TraceLevelInit_save(&init, file);
  *       fclose(file);

@@ -6,9 +6,9 @@
  * than at once keeps a copy of m_oPeer with the request, and puts it back before it answers:
  *
  *     NUV_UdpServer_socketRead(&server, NUV_UdpServer_socket(&server));
- *     request.peer = server.m_oPeer;
+ *     request[i].peer = server.m_oPeer;
  *     ...
- *     server.m_oPeer = request.peer;
+ *     server.m_oPeer = request[i].peer;
  *     NUV_UdpServer_fileRead(&server, NUV_Pipe_readFd(&answers));
  *
  * One transfer carries at most 1024 bytes; what a datagram has more is lost. Every transfer prints a line on standard

@@ -6,9 +6,9 @@
  * close-on-exec flag, and arithmetic on MAC addresses. None keeps anything but the one buffer behind VAStr(), and none
  * takes memory that it does not give back. For example, a configuration names the interfaces that a rule is for:
  *
- *     NUV_Utility_fnmatch("port01-03", "port02", "01-03", 0)    0, it is one of them
- *     NUV_Utility_fnmatch("port*", "port02", "*", 0)            0, by wildcard
- *     NUV_Utility_fnmatch("port", "port02", "", 0)              -1, it is not the very name
+ *     int32_t is_one_of_them = NUV_Utility_fnmatch("port01-03", "port02", "01-03", 0);    // 0
+ *     int32_t by_wildcard = NUV_Utility_fnmatch("port*", "port02", "*", 0);               // 0
+ *     int32_t is_the_very_name = NUV_Utility_fnmatch("port", "port02", "", 0);            // -1, it is not
  *
  * Contracts are reported under "nuv_utility", with the texts given at the functions that have any. Where nothing is
  * said about null, a null text counts as an empty one. All functions may be called from callbacks.
