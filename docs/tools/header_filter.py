@@ -8,6 +8,7 @@ Lines keep their numbers.
 import html
 import re
 import sys
+from pathlib import Path
 
 COMMENT = re.compile(r'"(?:[^"\\\n]|\\.)*"|/\*\*.*?\*/', re.S)
 # A line of code: indented by four more blanks than text, which a list item's further lines never are.
@@ -63,5 +64,14 @@ def comment(match):
     return "\n".join(result).replace("\x00", "<")
 
 
-with open(sys.argv[1], encoding="utf-8") as header:
-    sys.stdout.write(COMMENT.sub(comment, header.read()))
+def with_link(text, name):
+    """The opening comment of a family's header leads to the family's page."""
+    family = re.match(r"nuv_(?!api)(\w+)\.h$", name)
+    if not family:
+        return text
+    link = " * @see @ref family_%s, with a whole program and what each contract means. */" % family.group(1)
+    return text.replace("\n */", "\n" + link, 1)
+
+
+path = Path(sys.argv[1])
+sys.stdout.write(with_link(COMMENT.sub(comment, path.read_text(encoding="utf-8")), path.name))
