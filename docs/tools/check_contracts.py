@@ -58,4 +58,5 @@ def main():
     sys.exit(bool(complaints) or not checked)
 
 
-main()
+if __name__ == "__main__":
+    main()
