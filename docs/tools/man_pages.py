@@ -213,7 +213,9 @@ def diagnostics(page):
             lines += ["Reported under", ".Dq %s :" % heading.group(1), ".Bl -tag -width Ds"]
         elif row:
             kind, text, meaning = row.groups()
-            lines += [".It %s: %s" % (kind, text.replace("()", "\\&()"))] + paragraph(meaning.replace("`", "") + ".")
+            lines += [".It %s: %s" % (kind, text.replace("()", "\\&()"))] + paragraph(
+                (meaning[0].upper() + meaning[1:]).replace("`", "") + "."
+            )
     if not lines:
         return ["This family checks no contracts."]
     return lines + [
