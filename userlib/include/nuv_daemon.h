@@ -1,14 +1,15 @@
-/* userlib: daemon, a process in the background and its pid file.
+/** @file
+ * userlib: daemon, a process in the background and its pid file.
  *
  * A Daemon record turns the calling process into a daemon and looks after the file in which a second instance or a
  * control script finds its process id. The file is named after the process and lies in a directory of the caller's
  * choice; it holds the decimal id, without a newline.
  *
  *     static Daemon daemon;
- *     NUV_Daemon_construct(&daemon, "phoned", "/var/run");
- *     if (NUV_Daemon_occupiedPidFile(&daemon)) return 1;    another one runs
+ *     NUV_Daemon_construct(&daemon, "phoned", a_directory);    // such as "/var/run"
+ *     if (NUV_Daemon_occupiedPidFile(&daemon)) return 1;    // another one runs
  *     NUV_Daemon_daemonize(&daemon);
- *     NUV_Daemon_createPidFile(&daemon);                    /var/run/phoned.pid
+ *     NUV_Daemon_createPidFile(&daemon);                    // /var/run/phoned.pid
  *     ...
  *     NUV_Daemon_deletePidFile(&daemon);
  *

@@ -1,4 +1,5 @@
-/* userlib: the reactor, main loop of a daemon.
+/** @file
+ * userlib: the reactor, main loop of a daemon.
  *
  * A daemon owns one Select, registers the descriptors and timers that it cares about, and calls NUV_Select_process for
  * ever; all its work happens in the callbacks. Descriptors come in two priority classes, the event types:

@@ -1,4 +1,5 @@
-/* userlib: plain logger.
+/** @file
+ * userlib: plain logger.
  *
  * For tools, and for daemons that have no use for modules and masks: every call writes its line, to the system log or,
  * after a switch, to standard output behind a time stamp. The logger has nothing in common with the trace facility of

@@ -1,4 +1,5 @@
-/* userlib: the foundation library of the resident daemons. This header includes all the others.
+/** @file
+ * userlib: the foundation library of the resident daemons. This header includes all the others.
  *
  * Conventions that hold everywhere; the headers say only what differs:
  *
