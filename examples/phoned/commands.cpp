@@ -91,7 +91,8 @@ std::optional<float> to_factor(const std::string& text) {
   return value;
 }
 
-// The library opens what it is told to, and phoned would wait for whoever is at the other end of a FIFO.
+// The library refuses a FIFO itself, but only after a restore has taken all masks away, and where the operator does not
+// see it. At a terminal it would wait for whoever types.
 std::optional<std::string> refuse_init_file(const std::string& command, const std::string& path) {
   struct stat status = {};
   if (stat(path.c_str(), &status) != 0) {

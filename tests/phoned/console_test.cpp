@@ -341,7 +341,7 @@ TEST_F(ConsoleTest, TellsThatAFullDiskKeepsNoMasks) {
   expect_a_call();
 }
 
-// The library would wait in opening it.
+// Before the masks are lost.
 TEST_F(ConsoleTest, RefusesAFifoAsInitFile) {
   const std::string fifo = directory_.file("fifo");
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
