@@ -11,7 +11,9 @@
 #include <cstring>
 #include <string>
 #include <utility>
+#include <vector>
 
+#include "support/call_log.h"
 #include "support/captured_stdout.h"
 #include "support/child_process.h"
 #include "support/contract_recorder.h"
@@ -23,6 +25,7 @@
 namespace {
 
 using support::bound_port;
+using support::CallLog;
 using support::CapturedStdout;
 using support::ChildProcess;
 using support::ContractRecorder;
@@ -149,9 +152,23 @@ TEST_F(UdpClientTest, CutsALongDatagram) {
 
 TEST_F(UdpClientTest, PutsNothingOutForAnEmptyDatagram) {
   server_.send("", port());
-  read_socket();
+  {
+    const FaultInjector counter("write", 0, 0);
+    read_socket();
+    EXPECT_EQ(counter.calls(), 1) << "where the output is a socket, the datagram goes on";
+  }
   EXPECT_EQ(output_.take(), "");
   EXPECT_EQ(stdout_.take(), kReceived);
+}
+
+TEST_F(UdpClientTest, AsksForNothingSpecial) {
+  const CallLog log;
+  server_.send("hello", port());
+  read_socket();
+  input_.put("hi");
+  read_file();
+  EXPECT_EQ(log.calls_of("recvfrom"), std::vector<std::string>{"recvfrom(1024, 0)"});
+  EXPECT_EQ(log.calls_of("sendto"), (std::vector<std::string>{"sendto(5, 0)", "sendto(2, 0)"}));
 }
 
 TEST_F(UdpClientTest, NotesTheSenderInTheLocalAddressAndGoesOnTalkingToTheServer) {

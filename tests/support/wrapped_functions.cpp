@@ -322,6 +322,7 @@ ssize_t __wrap_read(int fd, void* buffer, size_t length) {
 
 ssize_t __real_recvfrom(int fd, void* buffer, size_t length, int flags, sockaddr* address, socklen_t* address_length);
 ssize_t __wrap_recvfrom(int fd, void* buffer, size_t length, int flags, sockaddr* address, socklen_t* address_length) {
+  CallLog::note("recvfrom(%zu, %d)", length, flags);
   return FaultInjector::strikes("recvfrom") ? -1 : __real_recvfrom(fd, buffer, length, flags, address, address_length);
 }
 
@@ -338,6 +339,7 @@ int __wrap_select(int count, fd_set* read, fd_set* write, fd_set* except, timeva
 
 ssize_t __real_sendto(int fd, const void* buffer, size_t length, int flags, const sockaddr* address, socklen_t size);
 ssize_t __wrap_sendto(int fd, const void* buffer, size_t length, int flags, const sockaddr* address, socklen_t size) {
+  CallLog::note("sendto(%zu, %d)", length, flags);
   return FaultInjector::strikes("sendto") ? -1 : __real_sendto(fd, buffer, length, flags, address, size);
 }
 
