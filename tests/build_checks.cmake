@@ -37,6 +37,18 @@ if(BUILD_SHARED_LIBS)
   add_c_daemon(c_daemon_shared userlib)
 endif()
 
+# Nothing in what ships copies without a bound. The check must notice every one of the calls, and only calls.
+set(check_calls ${CMAKE_CURRENT_SOURCE_DIR}/check_calls.sh)
+add_test(NAME sources.bounded_copies COMMAND ${check_calls} ${PROJECT_SOURCE_DIR}/userlib ${PROJECT_SOURCE_DIR}/examples)
+foreach(call strcpy stpcpy strcat sprintf vsprintf gets atoi atol atoll atof)
+  set(place ${CMAKE_CURRENT_BINARY_DIR}/calls/${call})
+  file(WRITE ${place}/good.cpp "// ${call}() is bad\nint my_${call}(int);\nint i = my_${call}(0);\n")
+  file(WRITE ${place}/bad/bad.c "int f(void) { return ${call} (0); }\n")
+  add_test(NAME sources.bounded_copies.notices_${call} COMMAND ${check_calls} ${place})
+  set_tests_properties(sources.bounded_copies.notices_${call} PROPERTIES
+                       PASS_REGULAR_EXPRESSION "bad.c: calls what nothing bounds" FAIL_REGULAR_EXPRESSION "good.cpp")
+endforeach()
+
 # The rest looks into what ships; the sanitizers add symbols and libraries of their own.
 if(USERLIB_SANITIZE)
   return()
