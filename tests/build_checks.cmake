@@ -58,6 +58,32 @@ target_link_libraries(cxx_daemon PRIVATE userlib_options userlib)
 add_test(NAME cxx_daemon COMMAND cxx_daemon)
 set_tests_properties(cxx_daemon PROPERTIES TIMEOUT 60)
 
+# Nothing in what ships copies without a bound. The check must notice every one of the calls, and only calls.
+set(check_calls ${CMAKE_CURRENT_SOURCE_DIR}/check_calls.sh)
+add_test(NAME sources.bounded_copies COMMAND ${check_calls} ${PROJECT_SOURCE_DIR}/userlib ${PROJECT_SOURCE_DIR}/examples)
+foreach(call strcpy stpcpy strcat sprintf vsprintf gets atoi atol atoll atof)
+  set(place ${CMAKE_CURRENT_BINARY_DIR}/calls/${call})
+  file(WRITE ${place}/good.cpp "// ${call}() is bad\nint my_${call}(int);\nint i = my_${call}(0);\n")
+  file(WRITE ${place}/bad/bad.c "int f(void) { return ${call} (0); }\n")
+  add_test(NAME sources.bounded_copies.notices_${call} COMMAND ${check_calls} ${place})
+  set_tests_properties(sources.bounded_copies.notices_${call} PROPERTIES
+                       PASS_REGULAR_EXPRESSION "bad.c: calls what nothing bounds" FAIL_REGULAR_EXPRESSION "good.cpp")
+endforeach()
+
+# Nothing is compiled without the warnings about formats that come from outside.
+set(check_flags ${CMAKE_CURRENT_SOURCE_DIR}/check_flags.sh)
+add_test(NAME flags.format COMMAND ${check_flags} ${CMAKE_BINARY_DIR}/compile_commands.json)
+set(good_flags "c++ -Wformat=2 -Werror=format-security -c")
+foreach(case "missing;c++ -Wformat=2 -c" "weakened;${good_flags} -Wno-format-security -o")
+  list(GET case 0 name)
+  list(GET case 1 command)
+  file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/flags/${name}.json
+       "\"command\": \"${good_flags} good.cpp\"\n\"command\": \"${command} bad.cpp\"\n")
+  add_test(NAME flags.format.notices_${name} COMMAND ${check_flags} ${CMAKE_CURRENT_BINARY_DIR}/flags/${name}.json)
+  set_tests_properties(flags.format.notices_${name} PROPERTIES PASS_REGULAR_EXPRESSION "not checked: .*bad.cpp"
+                                                               FAIL_REGULAR_EXPRESSION "good.cpp")
+endforeach()
+
 # The rest looks into what ships; the sanitizers add symbols and libraries of their own.
 if(USERLIB_SANITIZE)
   return()

@@ -117,14 +117,26 @@ class Alarms {
   Alarms() {
     struct sigaction action = {};
     action.sa_handler = note_alarm;
+    // Only select() is to be interrupted, and that is, whatever is said here.
+    action.sa_flags = SA_RESTART;
     sigaction(SIGALRM, &action, &before_);
     const itimerval ticks = {{0, 1000}, {0, 1000}};
     setitimer(ITIMER_REAL, &ticks, nullptr);
   }
   ~Alarms() {
+    // An alarm that is still pending must not meet the handler from before, which may be the end of the process.
+    sigset_t alarm;
+    sigset_t mask;
+    sigemptyset(&alarm);
+    sigaddset(&alarm, SIGALRM);
+    sigprocmask(SIG_BLOCK, &alarm, &mask);
     const itimerval none = {};
     setitimer(ITIMER_REAL, &none, nullptr);
+    const timespec at_once = {};
+    while (sigtimedwait(&alarm, nullptr, &at_once) > 0) {
+    }
     sigaction(SIGALRM, &before_, nullptr);
+    sigprocmask(SIG_SETMASK, &mask, nullptr);
   }
   Alarms(const Alarms&) = delete;
   Alarms& operator=(const Alarms&) = delete;
