@@ -1,7 +1,10 @@
 #include "doubles.h"
 
+#include <sys/mman.h>
 #include <time.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
@@ -95,21 +98,23 @@ uint32_t Contracts::take() {
   return std::exchange(g_reports, 0);
 }
 
-Stdout::Stdout() : outer_(stdout), file_(open_memstream(&text_, &size_)) {
-  FUZZ_CHECK(file_ != nullptr);
-  stdout = file_;
+Stdout::Stdout() : memory_(memfd_create("stdout", MFD_CLOEXEC)), outer_(dup(STDOUT_FILENO)) {
+  std::fflush(stdout);
+  FUZZ_CHECK(memory_ >= 0 && outer_ >= 0 && dup2(memory_, STDOUT_FILENO) == STDOUT_FILENO);
 }
 
 Stdout::~Stdout() {
-  stdout = outer_;
-  std::fclose(file_);
-  std::free(text_);
+  std::fflush(stdout);
+  dup2(outer_, STDOUT_FILENO);
+  close(outer_);
+  close(memory_);
 }
 
 std::string Stdout::take() {
-  std::fflush(file_);
-  std::string text(text_, size_);
-  std::rewind(file_);
+  std::fflush(stdout);
+  std::string text(static_cast<size_t>(lseek(memory_, 0, SEEK_CUR)), '\0');
+  FUZZ_CHECK(pread(memory_, text.data(), text.size(), 0) == static_cast<ssize_t>(text.size()));
+  lseek(memory_, 0, SEEK_SET);
   return text;
 }
 

@@ -6,7 +6,6 @@
 #include <sys/time.h>
 
 #include <cstdint>
-#include <cstdio>
 #include <map>
 #include <string>
 
@@ -40,10 +39,8 @@ class Stdout {
   std::string take();
 
  private:
-  std::FILE* outer_;
-  std::FILE* file_;
-  char* text_ = nullptr;
-  size_t size_ = 0;
+  int memory_;
+  int outer_;
 };
 
 // While one lives, it gives the monotonic time and answers select().

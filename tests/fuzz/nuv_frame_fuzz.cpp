@@ -128,7 +128,7 @@ class Twins {
     Model& model = models_[i];
     if (!model.is_spent && model.is_sound()) {
       std::fill(NUV_Frame_begin(&frames_[i]), NUV_Frame_end(&frames_[i]), value);
-      std::fill(model.block.begin() + model.begin, model.block.begin() + model.end, value);
+      std::fill_n(model.block.begin() + static_cast<std::ptrdiff_t>(model.begin), model.size(), value);
     }
   }
 

@@ -1,5 +1,5 @@
-// An init file, read into a table, compared with a plain reading of the format; then saved and read once more, which must
-// give the same table. The input is the file.
+// An init file, read into a table and into the registry of modules, compared with a plain reading of the format; then saved
+// and read once more, which must give the same. The input is the file.
 #include <algorithm>
 #include <cstring>
 #include <optional>
@@ -154,6 +154,62 @@ void check_operations(TraceLevelInit& table) {
   FUZZ_CHECK(rows_of(table) == rows);
 }
 
+// ---- the registry ----
+
+struct Module {
+  std::string name;
+  uint32_t mask;
+
+  bool operator==(const Module&) const = default;
+};
+
+// The modules that are registered when a file with these rows has been read. A row without a name gives its mask to the
+// module that comes next.
+std::vector<Module> model_modules(const std::vector<Row>& rows) {
+  constexpr uint32_t kVisible = 1023;
+  std::vector<Module> entries = {{"TraceLevel", NUV_SYSLOGLEVEL_DEFAULT_MASK}, {"", 0}};
+  for (const Row& row : rows) {
+    const auto entry = std::find_if(entries.begin(), entries.end(), [&row](const Module& module) {
+      return module.name.empty() || module.name == row.name;
+    });
+    *entry = {row.name, row.mask & kVisible};
+    if (!entries.back().name.empty()) {
+      entries.push_back({"", 0});
+    }
+  }
+  entries.pop_back();
+  return entries;
+}
+
+std::vector<Module> registered_modules() {
+  constexpr uint32_t kTypes = 10;
+  std::vector<Module> modules;
+  for (int handle = 0; handle < NUV_SYSLOGLEVEL_MODULES; ++handle) {
+    const std::string name = NUV_Sysloglevel_getModulName(handle);
+    uint32_t mask = 0;
+    for (uint32_t type = 0; type < kTypes; ++type) {
+      mask |= NUV_Sysloglevel_checkTracelevel(handle, type) ? uint32_t{1} << type : 0;
+    }
+    if (!name.empty()) {
+      modules.push_back({name, mask});
+    }
+  }
+  return modules;
+}
+
+void check_registry(const std::string& content, const std::vector<Row>& rows) {
+  const std::vector<Module> expected = model_modules(rows);
+  fuzz::flash()["/flash/fuzz.ini"] = content;
+  NUV_Sysloglevel_construct("/flash/fuzz.ini");
+  FUZZ_CHECK(registered_modules() == expected);
+  // An init file has 50 rows: of 51 modules the last one is not saved.
+  FUZZ_CHECK(NUV_Sysloglevel_saveInitFile("/flash/fuzz.ini"));
+  NUV_Sysloglevel_construct("/flash/fuzz.ini");
+  const std::vector<Module> again = registered_modules();
+  FUZZ_CHECK(again.size() == std::min<size_t>(expected.size(), NUV_LEVEL_SIZE));
+  FUZZ_CHECK(std::equal(again.begin(), again.end(), expected.begin()));
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -175,6 +231,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   FUZZ_CHECK(rows_of(again) == expected);
   FUZZ_CHECK(save(again) == saved);
 
+  check_registry(content, expected);
   check_operations(table);
   NUV_TraceLevelInit_destruct(&again);
   NUV_TraceLevelInit_destruct(&table);

@@ -12,14 +12,16 @@
 
 namespace fuzz {
 
-// Times are microseconds.
+// Times are microseconds. Where a timeval has fewer bits, its sums wrap earlier than those of the model.
+constexpr bool kTimesAreComparable = sizeof(timeval::tv_sec) == sizeof(int64_t);
+
 inline int64_t microseconds(const timeval& time) {
   return int64_t{time.tv_sec} * 1000000 + time.tv_usec;
 }
 
 inline timeval to_timeval(int64_t time) {
   const int64_t rest = ((time % 1000000) + 1000000) % 1000000;
-  return {(time - rest) / 1000000, rest};
+  return {static_cast<time_t>((time - rest) / 1000000), static_cast<suseconds_t>(rest)};
 }
 
 // What a callback does, in the bits of its second argument.
