@@ -317,6 +317,28 @@ TEST(UserlibHppWatch, LeavesOnePlaceFree) {
   EXPECT_TRUE(last.read(1023));
 }
 
+TEST(UserlibHppWatch, TakesThePlaceOfOneThatWasStoppedInTheSameTurn) {
+  ContractRecorder recorder;
+  FakeClock clock;
+  Reactor loop;
+  Watch fresh(loop, [] {});
+  Watch stranger(loop, [] {});
+  std::deque<Watch> watches;
+  Watch first(loop, [&] {
+    watches[5].stop();
+    EXPECT_FALSE(stranger.read(1023));
+    EXPECT_TRUE(fresh.read(6));
+  });
+  ASSERT_TRUE(first.read(0));
+  for (int fd = 1; fd < 1023; ++fd) {
+    ASSERT_TRUE(watches.emplace_back(loop, [] {}).read(fd));
+  }
+  make_ready(clock, {0});
+  loop.process();
+  EXPECT_EQ(loop.record().m_oRead[0].m_uCount, 1023U);
+  EXPECT_EQ(fresh.fd(), 6);
+}
+
 TEST(UserlibHppWatch, KeepsQuietWhileOthersHaveFilledTheSet) {
   ContractRecorder recorder;
   FakeClock clock;
@@ -337,8 +359,10 @@ TEST(UserlibHppWatch, KeepsQuietWhileOthersHaveFilledTheSet) {
   // As soon as there is room, the receivers that nobody waits for are cleared away.
   NUV_Select_removeRead(&loop.record(), 1023);
   recorder.take();
+  clock.take_selects();
   make_ready(clock, {1});
   loop.process();
+  EXPECT_EQ(clock.take_selects().at(0).read.size(), 1021U);
   EXPECT_EQ(loop.record().m_oRead[0].m_uCount, 1021U);
 }
 
@@ -538,7 +562,10 @@ int32_t fill(void*, timeval* time, uint32_t) {
   return 1;
 }
 
-TEST(UserlibHppTimer, KeepsQuietWhileOthersHaveFilledTheSet) {
+class UserlibHppFullTimers : public testing::TestWithParam<bool> {};
+
+TEST_P(UserlibHppFullTimers, KeepQuietAndMakeRoomWhenTheyCan) {
+  const bool has_turn_between = GetParam();
   ContractRecorder recorder;
   FakeClock clock;
   Reactor loop;
@@ -567,6 +594,10 @@ TEST(UserlibHppTimer, KeepsQuietWhileOthersHaveFilledTheSet) {
   EXPECT_EQ(calls, 1);  // that of the first; the second has nobody any more
   EXPECT_EQ(g_filler_calls, 1);
   EXPECT_EQ(loop.record().m_oTimeout.m_uCount, 78U);
+  if (has_turn_between) {
+    loop.process(milliseconds(1));
+    EXPECT_EQ(loop.record().m_oTimeout.m_uCount, 77U);
+  }
   EXPECT_TRUE(timers[2]->start(seconds(1)));  // and takes the one away that it had before
   EXPECT_EQ(loop.record().m_oTimeout.m_uCount, 78U);
   NUV_Select_removeTimeout(&loop.record(), filler);
@@ -574,6 +605,8 @@ TEST(UserlibHppTimer, KeepsQuietWhileOthersHaveFilledTheSet) {
   EXPECT_EQ(calls, 2);
   EXPECT_EQ(recorder.take(), Reports());
 }
+
+INSTANTIATE_TEST_SUITE_P(WithAndWithoutATurnBetween, UserlibHppFullTimers, testing::Bool());
 
 // In a full set, the one whose call is running can go on, end and die all the same.
 TEST(UserlibHppTimer, MayDoAnythingInItsOwnCallWhileTheSetIsFull) {
