@@ -30,12 +30,17 @@ work=$(mktemp -d)
 group=
 clean_up() {
   rmdir "$work"
-  [ -z "$group" ] || find "$group" -depth -type d -exec rmdir {} +
+  # The last of systemd's processes may be about to end.
+  tries=0
+  until [ -z "$group" ] || find "$group" -depth -type d -exec rmdir {} + 2>/dev/null || [ "$tries" -ge 100 ]; do
+    tries=$((tries + 1))
+    sleep 0.1
+  done
 }
 trap clean_up EXIT
 
 in_namespaces() {
-  timeout --kill-after=10 300 unshare --mount --net --ipc --uts "$@"
+  timeout --kill-after=10 600 unshare --mount --net --ipc --uts "$@"
 }
 
 in_namespaces "$here/isolate.sh" use "$packages" "$work"
