@@ -65,23 +65,20 @@ install(
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   COMPONENT Development)
 
-# ---- Tools and Examples ----
+# ---- Examples ----
 
-function(install_program target directory component)
+function(install_program target directory)
   if(BUILD_SHARED_LIBS AND NOT CMAKE_INSTALL_FULL_LIBDIR IN_LIST CMAKE_C_IMPLICIT_LINK_DIRECTORIES)
     # In a directory of its own the shared object is not found by itself.
     file(RELATIVE_PATH way ${CMAKE_INSTALL_FULL_${directory}} ${CMAKE_INSTALL_FULL_LIBDIR})
     set_target_properties(${target} PROPERTIES INSTALL_RPATH "\$ORIGIN/${way}")
   endif()
-  install(TARGETS ${target} RUNTIME DESTINATION ${CMAKE_INSTALL_${directory}} COMPONENT ${component})
+  install(TARGETS ${target} RUNTIME DESTINATION ${CMAKE_INSTALL_${directory}} COMPONENT Examples)
 endfunction()
 
-if(TARGET userlib-digitmap)
-  install_program(userlib-digitmap BINDIR Tools)
-endif()
 if(USERLIB_BUILD_EXAMPLES)
-  install_program(phoned SBINDIR Examples)
-  install_program(phonectl BINDIR Examples)
+  install_program(phoned SBINDIR)
+  install_program(phonectl BINDIR)
   install(
     FILES ${PROJECT_SOURCE_DIR}/examples/first_daemon.c
     DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
@@ -101,15 +98,13 @@ install(
   DESTINATION ${CMAKE_INSTALL_DOCDIR}
   COMPONENT Documentation
   OPTIONAL)
-# Manual pages go with what they are about.
-file(GLOB USERLIB_MAN_PAGES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.[1-8])
+# Manual pages go with what they are about. Tools bring their own.
+file(GLOB USERLIB_MAN_PAGES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.[2-8])
 foreach(page IN LISTS USERLIB_MAN_PAGES)
   get_filename_component(section ${page} LAST_EXT)
   string(SUBSTRING ${section} 1 1 section)
   if(page MATCHES "/phone[^/]*$")
     set(component Examples)
-  elseif(section EQUAL 1)
-    set(component Tools)
   else()
     set(component Development)
   endif()

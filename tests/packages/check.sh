@@ -9,6 +9,7 @@ set -eu
 
 here=$(cd "$(dirname "$0")" && pwd)
 packages=${1-$here/../../build/package}
+cgroups=/sys/fs/cgroup
 
 fail() {
   echo "packages: $*" >&2
@@ -26,5 +27,36 @@ if [ "$(id -u)" -ne 0 ]; then
 fi
 
 work=$(mktemp -d)
-trap 'rmdir "$work"' EXIT
-timeout --kill-after=10 300 unshare --mount --net --ipc "$here/isolate.sh" "$here" "$packages" "$work"
+group=
+clean_up() {
+  rmdir "$work"
+  # The last of systemd's processes may be about to end.
+  tries=0
+  until [ -z "$group" ] || find "$group" -depth -type d -exec rmdir {} + 2>/dev/null || [ "$tries" -ge 100 ]; do
+    tries=$((tries + 1))
+    sleep 0.1
+  done
+}
+trap clean_up EXIT
+
+in_namespaces() {
+  timeout --kill-after=10 600 unshare --mount --net --ipc --uts "$@"
+}
+
+in_namespaces "$here/isolate.sh" use "$packages" "$work"
+
+# systemd wants a group of processes of its own.
+if [ "$(stat --file-system --format=%T "$cgroups" 2>/dev/null)" = cgroup2fs ]; then
+  group=$cgroups/userlib-packages-$$
+elif [ -d "$cgroups/systemd" ]; then
+  group=$cgroups/systemd/userlib-packages-$$
+fi
+if [ -z "$group" ] || ! mkdir "$group" 2>/dev/null; then
+  group=
+  printf '\nNot tried here: the unit under systemd itself, which would need a control group.\n'
+  exit 0
+fi
+(
+  echo 0 >"$group/cgroup.procs"
+  in_namespaces --cgroup "$here/isolate.sh" boot "$packages" "$work"
+)
