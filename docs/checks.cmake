@@ -24,7 +24,6 @@ endif()
 
 find_program(MANDOC mandoc)
 if(MANDOC)
-  # In the tree, so that what a page refers to is found.
-  add_test(NAME docs.man.lint COMMAND ${MANDOC} -T lint -W style ${USERLIB_MAN_PAGES})
-  set_tests_properties(docs.man.lint PROPERTIES ENVIRONMENT MANPATH=${USERLIB_MAN_TREE})
+  add_test(NAME docs.man.lint COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/tools/lint_man.sh ${MANDOC} ${USERLIB_MAN_TREE}
+                                      ${USERLIB_MAN_PAGES})
 endif()

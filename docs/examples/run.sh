@@ -4,6 +4,7 @@
 #
 #   run.sh <program> <path without suffix>
 set -eu
+# shellcheck disable=SC3045  # every sh of a Debian knows it
 ulimit -c 0
 
 input=/dev/null

@@ -20,8 +20,9 @@ def as_code(match):
     lines = match.group(1).split("\n")
     text = re.sub(r"\n \*\s*", " ", match.group(1))
     code = "`" + text + "`"
-    if "\\" in text:
-        code = "<tt>" + html.escape(text).replace("\\", "\\\\") + "</tt>"
+    if re.search(r"[\\%]", text):
+        # Between backticks, Doxygen drops a "%" in front of a word and stumbles over a backslash.
+        code = "<tt>" + re.sub(r"([\\%])", r"\\\1", html.escape(text)) + "</tt>"
     return code + "\n * " * (len(lines) - 1)
 
 
