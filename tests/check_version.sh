@@ -20,7 +20,7 @@ compare() {
 }
 
 constant() {
-  sed -n "s/^#define NUV_USERLIB_VERSION_$1 //p" "$tree/userlib/include/nuv_assert.h"
+  sed -n "s/^#define NUV_USERLIB_VERSION_$1 \([0-9]*\).*/\1/p" "$tree/userlib/include/nuv_assert.h"
 }
 
 compare 'nuv_assert.h' "$(constant MAJOR).$(constant MINOR).$(constant PATCH)" "$major.$minor.$patch"
