@@ -40,7 +40,7 @@ clean_up() {
 trap clean_up EXIT
 
 in_namespaces() {
-  timeout --kill-after=10 600 unshare --mount --net --ipc --uts "$@"
+  timeout --signal=KILL 600 unshare --mount --net --ipc --uts "$@"
 }
 
 in_namespaces "$here/isolate.sh" use "$packages" "$work"

@@ -86,7 +86,8 @@ boot_systemd() {
     sleep 1
   done
   cat "$root/packages/booted.log"
-  kill "$systemd"
+  # unshare hears nothing else, and takes all of its processes along.
+  kill -KILL "$systemd"
   wait "$systemd" || true
   [ "$(cat "$root/packages/status")" = 0 ]
 }
