@@ -462,6 +462,11 @@ TEST(UserlibHppTimer, IsArmedAgainInItsOwnCall) {
         EXPECT_TRUE(self.start(seconds(20)));
         EXPECT_TRUE(self.is_running());
         break;
+      case 6:
+        self.stop();
+        EXPECT_TRUE(self.start(seconds(1)));
+        EXPECT_TRUE(self.is_running());
+        break;
       default:
         break;
     }
@@ -471,8 +476,9 @@ TEST(UserlibHppTimer, IsArmedAgainInItsOwnCall) {
     loop.process();
     EXPECT_LE(loop.record().m_oTimeout.m_uCount, 1U);
   }
-  // The new one of the fifth call is aged by the turn in which it was started: it comes 3 seconds early.
-  EXPECT_EQ(calls, std::vector<int64_t>({1001, 1011, 1013, 1015, 1018, 1035}));
+  // The new ones of the fifth and the sixth call are aged by the turn in which they were started: one comes 3 seconds
+  // early, the other at once.
+  EXPECT_EQ(calls, std::vector<int64_t>({1001, 1011, 1013, 1015, 1018, 1035, 1035}));
   EXPECT_EQ(loop.record().m_oTimeout.m_uCount, 0U);
 }
 

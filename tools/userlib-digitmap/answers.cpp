@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace digitmap_tool {
 
@@ -65,7 +66,8 @@ Answer ask(const Plan& plan, Mode mode, const std::string& digits, Timer timer) 
   const Result result =
       plan.map().check(mode, digits.c_str(), timer, pattern.data(), static_cast<uint32_t>(pattern.size()));
   // The map notes candidates on its way, also when it comes to no result.
-  return {result, result == Result::kComplete ? std::string(pattern.c_str()) : std::string()};
+  pattern.resize(result == Result::kComplete ? pattern.find('\0') : 0);
+  return {result, std::move(pattern)};
 }
 
 Patterns::Patterns(const Plan& plan) {
@@ -113,8 +115,8 @@ std::string list(const Plan& plan) {
   for (const NUV_DigitMapPattern* pattern = plan.map().record(); pattern != nullptr; pattern = pattern->m_pNext) {
     const std::string shown = std::to_string(++number);
     const std::string written = pattern->m_pText;
-    text += std::string(last_number.size() - shown.size(), ' ') + shown + "  " + written +
-            std::string(width - written.size() + 2, ' ') + describe_pattern(*pattern) + "\n";
+    text.append(last_number.size() - shown.size(), ' ').append(shown).append("  ").append(written);
+    text.append(width - written.size() + 2, ' ').append(describe_pattern(*pattern)).append("\n");
   }
   return text;
 }

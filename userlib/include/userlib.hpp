@@ -143,8 +143,9 @@ class Callback {
   explicit Callback(Function function) : call_(call<Function>) {
     static_assert(std::is_trivially_copyable_v<Function> && std::is_trivially_destructible_v<Function>,
                   "a callback captures pointers, references and numbers only");
-    static_assert(sizeof(Function) <= kSize && alignof(Function) <= alignof(std::max_align_t),
+    static_assert(sizeof(Function) <= kSize,
                   "a callback has the size of four pointers at most: let it refer to what it needs");
+    static_assert(alignof(Function) <= alignof(std::max_align_t), "a callback has no special alignment");
     static_assert(std::is_invocable_v<const Function&, Argument> || std::is_invocable_v<const Function&>,
                   "a callback is called as const, with one argument of the right type or without any");
     ::new (static_cast<void*>(bytes_)) Function(function);
