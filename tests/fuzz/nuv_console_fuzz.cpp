@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr size_t kPipeRoom = 4096;  // what a pipe takes without a reader, and more
+constexpr size_t kPipeRoom = 1536;  // six lines, and less than a pipe takes without a reader
 constexpr char kPrompt[] = "fuzz> ";
 
 // A pipe that never blocks, kept from one input to the next.

@@ -70,6 +70,10 @@ class Side {
       case 11:
         purge();
         break;
+      case 12:
+        remove(script.first() % (TimerModel::kCapacity + 1));
+        purge();
+        break;
       default:
         break;
     }
