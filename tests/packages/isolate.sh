@@ -88,7 +88,7 @@ boot_systemd() {
   cat "$root/packages/booted.log"
   # unshare hears nothing else, and takes all of its processes along.
   kill -KILL "$systemd"
-  wait "$systemd" || true
+  wait "$systemd" 2>/dev/null || true
   [ "$(cat "$root/packages/status")" = 0 ]
 }
 
