@@ -29,3 +29,8 @@ if(USERLIB_COVERAGE)
   target_compile_options(userlib_options INTERFACE --coverage -fprofile-update=atomic)
   target_link_options(userlib_options INTERFACE --coverage)
 endif()
+
+if(USERLIB_BUILD_FUZZERS)
+  # Tells libFuzzer which branches an input reaches.
+  target_compile_options(userlib_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()

@@ -2,25 +2,15 @@
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <vector>
 
 #include "support/contract_recorder.h"
-#include "support/fault_injector.h"
-#include "support/first_report.h"
+#include "support/counting_allocator.h"
+#include "support/fault_loop.h"
 
 namespace {
 
 using support::ContractRecorder;
-using support::ensure_report;
-using support::FaultInjector;
-using support::Report;
-using support::Reports;
-using support::require_report;
-
-constexpr char kFile[] = "nuv_indexpool";
-constexpr char kHasRoom[] = "NUV_IndexPool_available( a_this) == 1";
-constexpr char kBelowSize[] = "NUV_IndexPool_size( a_this) > a_index";
 
 // A pool that lives as long as its test.
 class IndexPoolTest : public ::testing::Test {
@@ -105,91 +95,30 @@ TEST_F(IndexPoolTest, HandsOutEveryIndexOfAnySize) {
   }
 }
 
-TEST_F(IndexPoolTest, StaysExhaustedWhenAskedForMore) {
-  for (const uint32_t size : {0U, 8U, 10U}) {
-    SCOPED_TRACE(size);
-    IndexPool pool;
-    NUV_IndexPool_construct(&pool, size);
-    for (uint32_t i = 0; i < size; ++i) {
-      NUV_IndexPool_occupy(&pool);
-    }
-    EXPECT_EQ(NUV_IndexPool_occupy(&pool), size);
-    EXPECT_EQ(
-        contracts_.take(),
-        (Reports{require_report(kFile, kHasRoom), ensure_report(kFile, "a_this->m_uSize > index"),
-                 require_report(kFile, kBelowSize), ensure_report(kFile, "NUV_IndexPool_occupied( a_this, index)")}));
-    EXPECT_EQ(NUV_IndexPool_free(&pool), 0U);
-    EXPECT_EQ(NUV_IndexPool_busy(&pool), size);
-    NUV_IndexPool_destruct(&pool);
-  }
-}
-
-TEST_F(IndexPoolTest, ReportsAnIndexThatDoesNotExist) {
-  make(8);
-  EXPECT_EQ(NUV_IndexPool_occupied(&pool_, 8), 0);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, kBelowSize)});
-
-  NUV_IndexPool_occupyIndex(&pool_, 8);
-  EXPECT_EQ(contracts_.take(), (Reports{require_report(kFile, kBelowSize), require_report(kFile, kBelowSize),
-                                        require_report(kFile, kBelowSize),
-                                        ensure_report(kFile, "NUV_IndexPool_occupied( a_this, a_index)")}));
-
-  NUV_IndexPool_release(&pool_, 0xFFFFFFFF);
-  EXPECT_EQ(contracts_.take(), (Reports{require_report(kFile, kBelowSize), require_report(kFile, kBelowSize),
-                                        require_report(kFile, "NUV_IndexPool_occupied( a_this, a_index) == 1"),
-                                        require_report(kFile, kBelowSize)}));
-  EXPECT_EQ(NUV_IndexPool_free(&pool_), 8U);
-}
-
-TEST_F(IndexPoolTest, ReportsAnIndexThatIsTakenAlready) {
-  make(8);
-  NUV_IndexPool_occupyIndex(&pool_, 3);
-  NUV_IndexPool_occupyIndex(&pool_, 3);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, "NUV_IndexPool_occupied( a_this, a_index) == 0")});
-  EXPECT_EQ(NUV_IndexPool_busy(&pool_), 1U);
-}
-
-TEST_F(IndexPoolTest, ReportsTheReleaseOfAFreeIndex) {
-  make(8);
-  NUV_IndexPool_release(&pool_, 3);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, "NUV_IndexPool_occupied( a_this, a_index) == 1")});
-  EXPECT_EQ(NUV_IndexPool_free(&pool_), 8U);
-}
-
-TEST_F(IndexPoolTest, WithoutMemoryGivesNoIndex) {
-  {
-    const FaultInjector no_memory("malloc", 1, ENOMEM);
-    EXPECT_EQ(NUV_IndexPool_construct(&pool_, 10), 1);
-    EXPECT_TRUE(no_memory.has_struck());
-  }
-  EXPECT_EQ(contracts_.take(), (Reports{Report{NUV_ASSERT_NULL_POINTER, kFile, "NULL != a_this->m_pPool"}}));
-  EXPECT_EQ(NUV_IndexPool_size(&pool_), 10U);
-  EXPECT_EQ(NUV_IndexPool_occupied(&pool_, 0), 0);
-  EXPECT_EQ(NUV_IndexPool_occupy(&pool_), 10U);
-  EXPECT_EQ(contracts_.take().size(), 3U);
-  EXPECT_EQ(NUV_IndexPool_free(&pool_), 10U);
-}
-
-TEST(IndexPoolNull, EveryOperationReportsANullPool) {
+TEST_F(IndexPoolTest, TakesOneBitForAnIndex) {
   const struct {
-    const char* name;
-    void (*call)();
+    uint32_t size;
+    size_t bytes;
   } kCases[] = {
-      {"construct", [] { NUV_IndexPool_construct(nullptr, 1); }},
-      {"destruct", [] { NUV_IndexPool_destruct(nullptr); }},
-      {"size", [] { NUV_IndexPool_size(nullptr); }},
-      {"free", [] { NUV_IndexPool_free(nullptr); }},
-      {"busy", [] { NUV_IndexPool_busy(nullptr); }},
-      {"available", [] { NUV_IndexPool_available(nullptr); }},
-      {"occupied", [] { NUV_IndexPool_occupied(nullptr, 0); }},
-      {"occupy", [] { NUV_IndexPool_occupy(nullptr); }},
-      {"occupyIndex", [] { NUV_IndexPool_occupyIndex(nullptr, 0); }},
-      {"release", [] { NUV_IndexPool_release(nullptr, 0); }},
+      {0, 1},  // so that there is always a block
+      {1, 1}, {7, 1}, {8, 1}, {9, 2}, {10, 2}, {16, 2}, {17, 3},
   };
   for (const auto& row : kCases) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(support::first_report(row.call), require_report(kFile, "((void *)0) != a_this"));
+    SCOPED_TRACE(row.size);
+    IndexPool pool;
+    NUV_IndexPool_construct(&pool, row.size);
+    EXPECT_EQ(support::size_of_live_block(pool.m_pPool), row.bytes);
+    NUV_IndexPool_destruct(&pool);
+    EXPECT_EQ(support::size_of_live_block(pool.m_pPool), 0U) << "given back";
   }
+}
+
+TEST_F(IndexPoolTest, LeavesTheAllocatorOfTheBlocksAlone) {
+  const support::CountingAllocator allocator;
+  IndexPool pool;
+  NUV_IndexPool_construct(&pool, 10);
+  NUV_IndexPool_destruct(&pool);
+  EXPECT_EQ(allocator.allocations() + allocator.empty_releases(), 0);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "support/child_process.h"
+#include "support/witness.h"
 
 namespace support {
 namespace {
@@ -34,6 +35,7 @@ Report first_report(const std::function<void()>& call) {
   if (std::getline(out, file) && std::getline(out, text)) {
     report.file = file;
     report.text = text;
+    witness(report);
   }
   return report;
 }

@@ -72,7 +72,7 @@ NUV_API const char* NUV_ESyslogType_name(uint32_t a_type);
 
 /**
  * _getTimestamp writes the local time into s, a buffer of at least 16 bytes, as 'Mar  5 09:04:07' (15 characters and a
- * terminator): whole seconds, unlike getTimestamp() of nuv_sysloglevel.h.
+ * terminator): whole seconds, unlike getTimestamp() of nuv_sysloglevel.h. A null s is left alone.
  */
 NUV_API void _getTimestamp(char* s);
 

@@ -73,7 +73,8 @@ typedef struct NUV_SysloglevelModul {
 /**
  * getTimestamp writes the local wall-clock time into s, a buffer of size bytes, as 'Mar  5 09:04:07:042' (19 characters
  * and a terminator): month, day padded with a blank, time of day, milliseconds. Callers pass 26 zeroed bytes. Never
- * writes past size: a buffer of fewer than 17 bytes becomes the empty text, one of 17 to 20 gets what fits.
+ * writes past size: a buffer of fewer than 17 bytes becomes the empty text, one of 17 to 20 gets what fits. A null s is
+ * left alone.
  */
 NUV_API void getTimestamp(char* s, uint32_t size);
 
@@ -161,16 +162,17 @@ NUV_API void NUV_Sysloglevel_changeTracelevelAll(uint32_t a_traceLevel);
  * NUV_Sysloglevel_readInitFile gives the modules that an init file names the masks that it has for them, and registers
  * those that are not there yet; so a daemon finds its masks in place when it registers its modules afterwards. Modules
  * that the file does not name keep their masks. A file that cannot be opened is worth one line on standard output, "The
- * given Init-File (<path>) of TraceLevel could not open."; of one that is damaged, the rows in front of the damage
- * count. A row for which there is no entry left is reported as the class "resource error" with the text of the call
- * that failed. The module "TraceLevel" is registered in any case. The result is 1 and means nothing.
+ * given Init-File (<path>) of TraceLevel could not open."; a FIFO is no file, because the daemon would have to wait for
+ * somebody at its other end. Of a file that is damaged, the rows in front of the damage count. A row for which there is
+ * no entry left is reported as the class "resource error" with the text of the call that failed. The module
+ * "TraceLevel" is registered in any case. The result is 1 and means nothing.
  */
 NUV_API int NUV_Sysloglevel_readInitFile(const char* a_path);
 
 /**
  * NUV_Sysloglevel_saveInitFile writes the names and masks of the registered modules to an init file, in the order of
- * their handles, and returns true; or false if the file cannot be opened or not all of it can be written. An init file
- * has 50 rows: of more modules, the first 50 are saved.
+ * their handles, and returns true; or false if the file cannot be opened, is a FIFO, or does not take all of it. An
+ * init file has 50 rows: of more modules, the first 50 are saved.
  */
 NUV_API bool NUV_Sysloglevel_saveInitFile(const char* a_path);
 

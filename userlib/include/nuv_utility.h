@@ -94,8 +94,8 @@ NUV_API int32_t RunProcess(const char* a_command, const char* a_format, ...) NUV
 NUV_API char* NUV_Utility_readLine(char* a_dest, uint32_t a_size, FILE* a_stream);
 
 /**
- * NUV_Utility_get_pid_from_file returns the decimal number that the file begins with, or 0 when there is no such number
- * or the file cannot be opened. Requires "((void *)0) != pidfile", then "0 != strlen (pidfile)".
+ * NUV_Utility_get_pid_from_file returns the decimal number that the file begins with, or 0 when there is no such
+ * number, the file cannot be opened, or it is a FIFO. Requires "((void *)0) != pidfile", then "0 != strlen (pidfile)".
  */
 NUV_API int32_t NUV_Utility_get_pid_from_file(const char* pidfile);
 
