@@ -20,6 +20,10 @@ if(Python3_FOUND)
     add_docs_check(man.options.phoned check_options.py $<TARGET_FILE:phoned> ${pages}/phoned.8)
     add_docs_check(man.options.phonectl check_options.py $<TARGET_FILE:phonectl> ${pages}/phonectl.8)
   endif()
+  if(TARGET userlib-digitmap)
+    add_docs_check(man.options.userlib-digitmap check_options.py $<TARGET_FILE:userlib-digitmap>
+                   ${pages}/userlib-digitmap.1)
+  endif()
 endif()
 
 find_program(MANDOC mandoc)
