@@ -30,6 +30,23 @@ foreach(standard 17 20)
                    ${CMAKE_CURRENT_BINARY_DIR}/headers/userlib.hpp.cpp)
 endforeach()
 
+# The records lie where daemons that were compiled before expect them. The check must notice a field that has moved and a
+# record that has grown.
+set(check_layout ${CMAKE_C_COMPILER} ${USERLIB_C_OPTIONS} -std=c99 ${strict})
+add_test(NAME records.layout COMMAND ${check_layout} ${CMAKE_CURRENT_SOURCE_DIR}/record_layout.c)
+file(READ record_layout.c USERLIB_LAYOUT)
+foreach(case "moved;FIELD(Frame, m_pEnd, 16, 32);FIELD(Frame, m_pEnd, 20, 40);offset_in_Frame_of_m_pEnd"
+             "grown;RECORD(Message, 96, 176);RECORD(Message, 92, 168);size_of_Message")
+  list(GET case 0 name)
+  list(GET case 1 right)
+  list(GET case 2 wrong)
+  list(GET case 3 complaint)
+  string(REPLACE "${right}" "${wrong}" USERLIB_WRONG_LAYOUT "${USERLIB_LAYOUT}")
+  file(CONFIGURE OUTPUT layout/${name}.c CONTENT "${USERLIB_WRONG_LAYOUT}" @ONLY)
+  add_test(NAME records.layout.notices_${name} COMMAND ${check_layout} ${CMAKE_CURRENT_BINARY_DIR}/layout/${name}.c)
+  set_tests_properties(records.layout.notices_${name} PROPERTIES PASS_REGULAR_EXPRESSION ${complaint})
+endforeach()
+
 # A daemon written in C, with either library. CMake would add the C++ run time to a C program that links C++ objects;
 # here it must do without. The whole static library goes in, so that no object of it is left untried.
 set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")
