@@ -11,12 +11,14 @@
 #include "doubles.h"
 #include "fuzz_check.h"
 #include "fuzz_input.h"
-#include "nuv_sysloglevel.h"
+#include "registry.h"
 
 namespace {
 
+using fuzz::Module;
+using fuzz::registered_modules;
+
 constexpr std::array<const char*, 3> kModules = {"Line", "VoipPhone", "x"};
-constexpr uint32_t kTypes = 10;
 
 using Words = std::vector<std::string>;
 
@@ -42,13 +44,6 @@ void keep_in_flash(Words& words) {
 }
 
 // ---- the model ----
-
-struct Module {
-  std::string name;
-  uint32_t mask;
-
-  bool operator==(const Module&) const = default;
-};
 
 class Model {
  public:
@@ -139,21 +134,6 @@ class Model {
 };
 
 // ---- the comparison ----
-
-std::vector<Module> registered_modules() {
-  std::vector<Module> modules;
-  for (int handle = 0; handle < NUV_SYSLOGLEVEL_MODULES; ++handle) {
-    const std::string name = NUV_Sysloglevel_getModulName(handle);
-    uint32_t mask = 0;
-    for (uint32_t type = 0; type < kTypes; ++type) {
-      mask |= NUV_Sysloglevel_checkTracelevel(handle, type) ? uint32_t{1} << type : 0;
-    }
-    if (!name.empty()) {
-      modules.push_back({name, mask});
-    }
-  }
-  return modules;
-}
 
 void check_shown(const std::string& printed, const std::vector<Module>& modules) {
   for (size_t i = 0; i < modules.size(); ++i) {

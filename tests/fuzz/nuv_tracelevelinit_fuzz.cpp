@@ -8,10 +8,13 @@
 #include "doubles.h"
 #include "fuzz_check.h"
 #include "fuzz_input.h"
-#include "nuv_sysloglevel.h"
 #include "nuv_tracelevelinit.h"
+#include "registry.h"
 
 namespace {
+
+using fuzz::Module;
+using fuzz::registered_modules;
 
 struct Row {
   uint16_t id;
@@ -156,13 +159,6 @@ void check_operations(TraceLevelInit& table) {
 
 // ---- the registry ----
 
-struct Module {
-  std::string name;
-  uint32_t mask;
-
-  bool operator==(const Module&) const = default;
-};
-
 // The modules that are registered when a file with these rows has been read. A row without a name gives its mask to the
 // module that comes next.
 std::vector<Module> model_modules(const std::vector<Row>& rows) {
@@ -179,22 +175,6 @@ std::vector<Module> model_modules(const std::vector<Row>& rows) {
   }
   entries.pop_back();
   return entries;
-}
-
-std::vector<Module> registered_modules() {
-  constexpr uint32_t kTypes = 10;
-  std::vector<Module> modules;
-  for (int handle = 0; handle < NUV_SYSLOGLEVEL_MODULES; ++handle) {
-    const std::string name = NUV_Sysloglevel_getModulName(handle);
-    uint32_t mask = 0;
-    for (uint32_t type = 0; type < kTypes; ++type) {
-      mask |= NUV_Sysloglevel_checkTracelevel(handle, type) ? uint32_t{1} << type : 0;
-    }
-    if (!name.empty()) {
-      modules.push_back({name, mask});
-    }
-  }
-  return modules;
 }
 
 void check_registry(const std::string& content, const std::vector<Row>& rows) {
