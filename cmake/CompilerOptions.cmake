@@ -31,6 +31,9 @@ if(USERLIB_COVERAGE)
 endif()
 
 if(USERLIB_BUILD_FUZZERS)
+  if(NOT CMAKE_CXX_COMPILER_ID MATCHES Clang)
+    message(FATAL_ERROR "USERLIB_BUILD_FUZZERS needs clang; the preset 'fuzz' takes it")
+  endif()
   # Tells libFuzzer which branches an input reaches.
   target_compile_options(userlib_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
