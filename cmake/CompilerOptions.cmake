@@ -29,3 +29,11 @@ if(USERLIB_COVERAGE)
   target_compile_options(userlib_options INTERFACE --coverage -fprofile-update=atomic)
   target_link_options(userlib_options INTERFACE --coverage)
 endif()
+
+if(USERLIB_BUILD_FUZZERS)
+  if(NOT CMAKE_CXX_COMPILER_ID MATCHES Clang)
+    message(FATAL_ERROR "USERLIB_BUILD_FUZZERS needs clang; the preset 'fuzz' takes it")
+  endif()
+  # Tells libFuzzer which branches an input reaches.
+  target_compile_options(userlib_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()

@@ -21,6 +21,32 @@ foreach(header IN LISTS USERLIB_PUBLIC_HEADERS)
                                              ${CMAKE_CURRENT_BINARY_DIR}/headers/${name}.cpp)
 endforeach()
 
+# So does the header for C++, in the standards that it takes, and under all warnings without the help of the run time.
+file(CONFIGURE OUTPUT headers/userlib.hpp.cpp CONTENT "#include <userlib.hpp>\n#include <userlib.hpp>\n" @ONLY)
+foreach(standard 17 20)
+  add_test(NAME header.cxx${standard}.userlib.hpp
+           COMMAND ${CMAKE_CXX_COMPILER} ${USERLIB_CXX_OPTIONS} -std=c++${standard} -fno-exceptions -fno-rtti -pedantic
+                   -Wall -Wextra -Wshadow -Wconversion -Werror -fsyntax-only -I${USERLIB_INCLUDE_DIR}
+                   ${CMAKE_CURRENT_BINARY_DIR}/headers/userlib.hpp.cpp)
+endforeach()
+
+# The records lie where daemons that were compiled before expect them. The check must notice a field that has moved and a
+# record that has grown.
+set(check_layout ${CMAKE_C_COMPILER} ${USERLIB_C_OPTIONS} -std=c99 ${strict})
+add_test(NAME records.layout COMMAND ${check_layout} ${CMAKE_CURRENT_SOURCE_DIR}/record_layout.c)
+file(READ record_layout.c USERLIB_LAYOUT)
+foreach(case "moved;FIELD(Frame, m_pEnd, 16, 32);FIELD(Frame, m_pEnd, 20, 40);offset_in_Frame_of_m_pEnd"
+             "grown;RECORD(Message, 96, 176);RECORD(Message, 92, 168);size_of_Message")
+  list(GET case 0 name)
+  list(GET case 1 right)
+  list(GET case 2 wrong)
+  list(GET case 3 complaint)
+  string(REPLACE "${right}" "${wrong}" USERLIB_WRONG_LAYOUT "${USERLIB_LAYOUT}")
+  file(CONFIGURE OUTPUT layout/${name}.c CONTENT "${USERLIB_WRONG_LAYOUT}" @ONLY)
+  add_test(NAME records.layout.notices_${name} COMMAND ${check_layout} ${CMAKE_CURRENT_BINARY_DIR}/layout/${name}.c)
+  set_tests_properties(records.layout.notices_${name} PROPERTIES PASS_REGULAR_EXPRESSION ${complaint})
+endforeach()
+
 # A daemon written in C, with either library. CMake would add the C++ run time to a C program that links C++ objects;
 # here it must do without. The whole static library goes in, so that no object of it is left untried.
 set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")
@@ -37,6 +63,44 @@ if(BUILD_SHARED_LIBS)
   add_c_daemon(c_daemon_shared userlib)
 endif()
 
+# The same in C++17: the header for C++ brings in nothing of the run time. The object file is looked at as well.
+add_library(cxx_daemon_object OBJECT cxx_daemon.cpp)
+set_target_properties(cxx_daemon_object PROPERTIES CXX_STANDARD 17 CXX_STANDARD_REQUIRED ON CXX_EXTENSIONS OFF)
+target_include_directories(cxx_daemon_object PRIVATE ${USERLIB_INCLUDE_DIR})
+target_compile_options(cxx_daemon_object PRIVATE -fno-exceptions -fno-rtti)
+target_link_libraries(cxx_daemon_object PRIVATE userlib_options)
+add_executable(cxx_daemon $<TARGET_OBJECTS:cxx_daemon_object>)
+set_target_properties(cxx_daemon PROPERTIES LINKER_LANGUAGE C)
+target_link_libraries(cxx_daemon PRIVATE userlib_options userlib)
+add_test(NAME cxx_daemon COMMAND cxx_daemon)
+set_tests_properties(cxx_daemon PROPERTIES TIMEOUT 60)
+
+# Nothing in what ships copies without a bound. The check must notice every one of the calls, and only calls.
+set(check_calls ${CMAKE_CURRENT_SOURCE_DIR}/check_calls.sh)
+add_test(NAME sources.bounded_copies COMMAND ${check_calls} ${PROJECT_SOURCE_DIR}/userlib ${PROJECT_SOURCE_DIR}/examples)
+foreach(call strcpy stpcpy strcat sprintf vsprintf gets atoi atol atoll atof)
+  set(place ${CMAKE_CURRENT_BINARY_DIR}/calls/${call})
+  file(WRITE ${place}/good.cpp "// ${call}() is bad\nint my_${call}(int);\nint i = my_${call}(0);\n")
+  file(WRITE ${place}/bad/bad.c "int f(void) { return ${call} (0); }\n")
+  add_test(NAME sources.bounded_copies.notices_${call} COMMAND ${check_calls} ${place})
+  set_tests_properties(sources.bounded_copies.notices_${call} PROPERTIES
+                       PASS_REGULAR_EXPRESSION "bad.c: calls what nothing bounds" FAIL_REGULAR_EXPRESSION "good.cpp")
+endforeach()
+
+# Nothing is compiled without the warnings about formats that come from outside.
+set(check_flags ${CMAKE_CURRENT_SOURCE_DIR}/check_flags.sh)
+add_test(NAME flags.format COMMAND ${check_flags} ${CMAKE_BINARY_DIR}/compile_commands.json)
+set(good_flags "c++ -Wformat=2 -Werror=format-security -c")
+foreach(case "missing;c++ -Wformat=2 -c" "weakened;${good_flags} -Wno-format-security -o")
+  list(GET case 0 name)
+  list(GET case 1 command)
+  file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/flags/${name}.json
+       "\"command\": \"${good_flags} good.cpp\"\n\"command\": \"${command} bad.cpp\"\n")
+  add_test(NAME flags.format.notices_${name} COMMAND ${check_flags} ${CMAKE_CURRENT_BINARY_DIR}/flags/${name}.json)
+  set_tests_properties(flags.format.notices_${name} PROPERTIES PASS_REGULAR_EXPRESSION "not checked: .*bad.cpp"
+                                                               FAIL_REGULAR_EXPRESSION "good.cpp")
+endforeach()
+
 # The rest looks into what ships; the sanitizers add symbols and libraries of their own.
 if(USERLIB_SANITIZE)
   return()
@@ -44,6 +108,9 @@ endif()
 
 add_test(NAME c_daemon_static.needs_no_cxx COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_needed.sh ${CMAKE_READELF}
                                                    $<TARGET_FILE:c_daemon_static> "libc" "libssl libcrypto")
+
+add_test(NAME cxx_daemon.asks_for_no_cxx COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_undefined.sh ${CMAKE_NM}
+                                                 $<TARGET_OBJECTS:cxx_daemon_object>)
 
 if(NOT BUILD_SHARED_LIBS)
   return()
@@ -60,7 +127,8 @@ endif()
 add_test(NAME library.needed COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_needed.sh ${CMAKE_READELF}
                                      $<TARGET_FILE:userlib> ${USERLIB_NEEDED} "")
 add_test(NAME library.soname COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_soname.sh ${CMAKE_READELF}
-                                     $<TARGET_FILE:userlib> libuserlib.so.1.4.3 libuserlib.so.1)
+                                     $<TARGET_FILE:userlib> libuserlib.so.${PROJECT_VERSION}
+                                     libuserlib.so.${PROJECT_VERSION_MAJOR})
 
 function(add_symbol_check name header)
   add_test(NAME ${name} COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_symbols.sh $<TARGET_FILE:userlib> USERLIB_1.4

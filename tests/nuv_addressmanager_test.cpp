@@ -7,21 +7,10 @@
 
 #include "support/child_process.h"
 #include "support/contract_recorder.h"
-#include "support/first_report.h"
 
 namespace {
 
 using support::ContractRecorder;
-using support::ensure_report;
-using support::Reports;
-using support::require_report;
-
-constexpr char kFile[] = "nuv_addressmanager";
-constexpr char kHasFree[] = "1 == NUV_AddressManager_available()";
-constexpr char kIsAddress[] = "256 > a_addr";
-constexpr char kIsHeld[] = "1 == NUV_AddressManager_busy( a_addr)";
-
-constexpr uint32_t kNoAddresses[] = {256, 257, 0x80000000, 0xFFFFFFFF};
 
 static_assert(sizeof g_rgAddress == 256);
 
@@ -94,42 +83,8 @@ TEST_F(AddressManagerTest, HandsOutEachOfThe256Once) {
   EXPECT_EQ(NUV_AddressManager_allocate(), 255U);
 }
 
-TEST_F(AddressManagerTest, HasNoAddressWhenTheTableIsFull) {
-  allocate(256);
-  EXPECT_EQ(NUV_AddressManager_allocate(), 0xFFFFFFFF);
-  EXPECT_EQ(contracts_.take(),
-            (Reports{require_report(kFile, kHasFree), require_report(kFile, kHasFree), ensure_report(kFile, "0"),
-                     require_report(kFile, kIsAddress), ensure_report(kFile, "1 == NUV_AddressManager_busy( addr)")}));
-  EXPECT_TRUE(table_is(1));
-  NUV_AddressManager_deallocate(7);
-  EXPECT_EQ(NUV_AddressManager_allocate(), 7U);
-}
-
-TEST_F(AddressManagerTest, ReportsWhatIsNoAddress) {
-  allocate(256);
-  for (const uint32_t address : kNoAddresses) {
-    SCOPED_TRACE(address);
-    EXPECT_EQ(NUV_AddressManager_busy(address), 0);
-    EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, kIsAddress)});
-    NUV_AddressManager_deallocate(address);
-    // The second requirement asks busy, which has the first one itself.
-    EXPECT_EQ(contracts_.take(), (Reports{require_report(kFile, kIsAddress), require_report(kFile, kIsAddress),
-                                          require_report(kFile, kIsHeld)}));
-  }
-  EXPECT_TRUE(table_is(1));
-}
-
-TEST_F(AddressManagerTest, ReportsTheReturnOfAFreeAddress) {
-  allocate(1);
-  NUV_AddressManager_deallocate(1);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, kIsHeld)});
-  EXPECT_EQ(NUV_AddressManager_busy(1), 0);
-  EXPECT_EQ(NUV_AddressManager_allocate(), 1U);
-}
-
 TEST_F(AddressManagerTest, EndsTheProcessWhenTheTableIsFull) {
   allocate(256);
-  EXPECT_EQ(support::first_report([] { NUV_AddressManager_allocate(); }), require_report(kFile, kHasFree));
   const support::ChildProcess child([] {
     NUV_Assert_setErrorHandler(nullptr);
     NUV_AddressManager_allocate();

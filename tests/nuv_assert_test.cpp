@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <string>
 #include <utility>
@@ -12,19 +13,25 @@
 
 #include "contract.h"
 #include "nuv_sysloglevel.h"
+#include "support/captured_stdout.h"
 #include "support/child_process.h"
 #include "support/contract_recorder.h"
 #include "support/fake_clock.h"
+#include "support/fault_loop.h"
 #include "support/syslog_double.h"
 #include "support/time_zone.h"
 
 namespace {
 
+using support::CapturedStdout;
 using support::ChildProcess;
 using support::ContractRecorder;
+using support::each_fault;
 using support::FakeClock;
+using support::Fault;
 using support::Report;
 using support::Reports;
+using support::require_report;
 using support::SyslogDouble;
 using support::SyslogLine;
 using support::TimeZone;
@@ -105,6 +112,24 @@ class AssertReportTest : public ::testing::Test {
   SyslogDouble log_;
   ContractRecorder contracts_;
 };
+
+// The report is worth more than its time.
+TEST_F(AssertReportTest, IsWrittenWithoutAClock) {
+  CapturedStdout console;
+  for (const char* function : {"access", "gettimeofday", "localtime_r", "strftime"}) {
+    each_fault(function, {EINVAL, EINTR}, [&](Fault& fault) {
+      fault.during([] {
+        NUV_Sysloglevel_set(0);
+        NUV_Assert_failed(NUV_ASSERT_REQUIRE, "nuv_frame", 42, kNullObject);
+      });
+      NUV_Sysloglevel_set(1);
+      const std::string line = console.take();
+      EXPECT_NE(line.find(": error: nuv_frame:42   :require failed:((void *)0) != a_this\n\n"), std::string::npos)
+          << line;
+      EXPECT_EQ(contracts_.take(), Reports{require_report("nuv_frame", kNullObject)});
+    });
+  }
+}
 
 TEST_F(AssertReportTest, NamesTheClass) {
   const struct {

@@ -21,20 +21,18 @@
 #include "support/contract_recorder.h"
 #include "support/descriptors.h"
 #include "support/fault_injector.h"
-#include "support/first_report.h"
+#include "support/fault_loop.h"
 
 namespace {
 
 using support::CapturedStdout;
 using support::ChildProcess;
 using support::ContractRecorder;
-using support::ensure_report;
+using support::each_fault;
+using support::Fault;
 using support::FaultInjector;
-using support::Reports;
-using support::require_report;
 using support::TestPipe;
 
-constexpr char kFile[] = "nuv_console";
 constexpr char kPrompt[] = "> ";
 constexpr int32_t kPromptLength = 2;
 
@@ -414,26 +412,45 @@ TEST_F(ConsoleTest, ReturnsWhatReadReturnedAndWritesNothing) {
   EXPECT_EQ(answers(), "");
 }
 
+// Nothing is tried a second time, not even after a signal. What matters is the last write, that of the prompt.
 TEST_F(ConsoleTest, ReturnsTheResultOfTheLastWrite) {
-  in_.put("unknown\n");
-  {
-    const FaultInjector failure("write", 1, EIO);
-    EXPECT_EQ(handle(), kPromptLength);
+  const struct {
+    const char* line;
+    const char* message;
+  } kCases[] = {{"unknown\n", "command not found\n"}, {"\"\n", "syntax error\n"}, {"\n", ""}};
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(row.line);
+    const std::string message = row.message;
+    const int last = message.empty() ? 1 : 2;
+    const int writes = each_fault("write", {EINTR, EAGAIN, EIO}, [&](Fault& fault) {
+      in_.put(row.line);
+      const int32_t result = fault.during([this] { return handle(); });
+      const int error = errno;
+      const bool is_last = fault.nth() == last;
+      EXPECT_EQ(result, is_last ? -1 : kPromptLength);
+      if (is_last) {
+        EXPECT_EQ(error, fault.error());
+      }
+      EXPECT_EQ(answers(), fault.nth() > last ? message + "> " : is_last ? message : "> ");
+      EXPECT_EQ(handle("\n"), kPromptLength);
+      EXPECT_EQ(answers(), "> ");
+    });
+    EXPECT_EQ(writes, last);
   }
-  EXPECT_EQ(answers(), "> ");
-  in_.put("unknown\n");
-  {
-    const FaultInjector failure("write", 2, EIO);
-    EXPECT_EQ(handle(), -1);
-    EXPECT_EQ(failure.calls(), 2) << "no second try";
-  }
-  EXPECT_EQ(answers(), "command not found\n");
-  in_.put("\"\n");
-  {
-    const FaultInjector failure("write", 2, EIO);
-    EXPECT_EQ(handle(), -1);
-  }
-  EXPECT_EQ(answers(), "syntax error\n");
+}
+
+TEST_F(ConsoleTest, ADescriptorThatCannotBeLookedAtIsNotRead) {
+  const int looks = each_fault("fstat", {EIO, EBADF, EINTR}, [this](Fault& fault) {
+    in_.put("\n");
+    const int32_t result = fault.during([this] { return handle(); });
+    EXPECT_EQ(result, fault.has_struck() ? -1 : kPromptLength);
+    EXPECT_EQ(answers(), fault.has_struck() ? "" : "> ");
+    if (fault.has_struck()) {
+      EXPECT_EQ(handle(), kPromptLength) << "the line is still there";
+      EXPECT_EQ(answers(), "> ");
+    }
+  });
+  EXPECT_EQ(looks, 1);
 }
 
 TEST_F(ConsoleTest, PrintsThePromptAsItIsUpToWhatVAStrHolds) {
@@ -556,10 +573,6 @@ TEST_F(ConsoleTest, ADescriptorThatIsNotOpenGivesMinusOne) {
     EXPECT_EQ(NUV_Console_handle(&console_, fd, out_.write_end()), -1) << fd;
     EXPECT_EQ(errno, EBADF);
   }
-  in_.put("set\n");
-  const FaultInjector failure("fstat", 1, EIO);
-  EXPECT_EQ(handle(), -1);
-  EXPECT_EQ(answers(), "");
 }
 
 // A listening socket with a name that the kernel chose, so that no file is left anywhere.
@@ -675,16 +688,6 @@ TEST_F(ConsoleSocketTest, AClientThatHasGoneDoesNoHarmWhereSigpipeIsIgnored) {
   std::signal(SIGPIPE, old_action);
 }
 
-TEST_F(ConsoleSocketTest, AFailedReadClosesTheConnection) {
-  const int client = connect_and_type("ask\n");
-  {
-    const FaultInjector failure("read", 1, EIO);
-    EXPECT_EQ(handle_connection(), 0);
-  }
-  EXPECT_EQ(drain(client), "");
-  close(client);
-}
-
 TEST_F(ConsoleSocketTest, GivesMinusOneWhereNobodyCanBeAccepted) {
   EXPECT_EQ(handle_connection(), -1) << "nobody is waiting";
   EXPECT_EQ(errno, EBADF) << "of the close";
@@ -699,6 +702,41 @@ TEST_F(ConsoleSocketTest, GivesMinusOneWhereNobodyCanBeAccepted) {
   close(client);
 }
 
+// What fails decides what the client gets; the connection is closed in any case.
+TEST_F(ConsoleSocketTest, ClosesTheConnectionWhateverFails) {
+  const struct {
+    const char* function;
+    std::vector<int32_t> results;      // for each call that fails
+    std::vector<const char*> answers;  // what the client gets then
+  } kCases[] = {
+      {"fstat", {-1}, {""}},
+      {"accept", {-1}, {""}},
+      {"read", {0}, {""}},
+      {"write", {0, 0}, {"> ", "the answer\n"}},
+      {"close", {-1}, {"the answer\n> "}},
+  };
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(row.function);
+    const int calls = each_fault(row.function, {EINTR, EIO, ECONNABORTED, EMFILE}, [&](Fault& fault) {
+      int client = connect_and_type("ask\n");
+      const int32_t result = fault.during([this] { return handle_connection(); });
+      const auto which = static_cast<size_t>(fault.nth() - 1);
+      EXPECT_EQ(result, fault.has_struck() ? row.results[which] : 0);
+      EXPECT_EQ(drain(client), fault.has_struck() ? row.answers[which] : "the answer\n> ");
+      if (!is_at_end(client)) {
+        EXPECT_EQ(handle_connection(), 0) << "who was not accepted is still waiting";
+        EXPECT_EQ(drain(client), "the answer\n> ");
+      }
+      close(client);
+      client = connect_and_type("ask\n");
+      EXPECT_EQ(handle_connection(), 0);
+      EXPECT_EQ(drain(client), "the answer\n> ");
+      close(client);
+    });
+    EXPECT_EQ(calls, static_cast<int>(row.results.size()));
+  }
+}
+
 TEST_F(ConsoleSocketTest, GivesMinusOneForASocketThatDoesNotListen) {
   const int datagrams = socket(AF_INET, SOCK_DGRAM, 0);
   int connected[2] = {-1, -1};
@@ -709,105 +747,6 @@ TEST_F(ConsoleSocketTest, GivesMinusOneForASocketThatDoesNotListen) {
   EXPECT_EQ(answers(), "");
   for (const int fd : {datagrams, connected[0], connected[1]}) {
     close(fd);
-  }
-}
-
-TEST_F(ConsoleSocketTest, ReturnsTheResultOfTheClose) {
-  const int client = connect_and_type("ask\n");
-  {
-    const FaultInjector failure("close", 1, EIO);
-    EXPECT_EQ(handle_connection(), -1);
-    EXPECT_EQ(errno, EIO);
-  }
-  EXPECT_EQ(drain(client), "the answer\n> ");
-  close(client);
-  for (const int fd : support::open_descriptors()) {
-    if (!descriptors_.contains(fd)) {
-      close(fd);
-    }
-  }
-}
-
-// ---- contracts ----
-
-TEST_F(ConsoleTest, AFullTableStaysAsItIs) {
-  for (const char* name : {"one", "two", "three", "four"}) {
-    add(name);
-  }
-  EXPECT_EQ(NUV_Console_setCommand(&console_, "five", nullptr, note_call), kRoom);
-  EXPECT_EQ(contracts_.take(),
-            (Reports{require_report(kFile, "NUV_Console_size( a_this) < NUV_Console_maxSize( a_this)"),
-                     ensure_report(kFile, "NUV_Console_size( a_this) == ( oldsize + 1)")}));
-  EXPECT_EQ(names(), (std::vector<std::string>{"one", "two", "three", "four"}));
-  EXPECT_EQ(store_[kRoom].m_pName, nullptr);
-  NUV_Console_removeCommand(&console_, "one");
-  add("five");
-  EXPECT_EQ(names(), (std::vector<std::string>{"two", "three", "four", "five"}));
-}
-
-TEST_F(ConsoleTest, ACommandWithoutAFunctionDoesNothing) {
-  EXPECT_EQ(NUV_Console_setCommand(&console_, "idle", nullptr, nullptr), 1U);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, "((void *)0) != a_cmdfunc")});
-  EXPECT_EQ(handle("idle\n"), kPromptLength);
-  EXPECT_EQ(answers(), "> ");
-}
-
-TEST_F(ConsoleTest, ANullNameIsNeverCalledNorRemoved) {
-  add(nullptr);
-  add("set");
-  EXPECT_EQ(handle("\"\"\n"), kPromptLength);
-  EXPECT_EQ(answers(), "command not found\n> ");
-  EXPECT_EQ(handle("set\n"), kPromptLength);
-  EXPECT_EQ(g_calls.size(), 1U);
-  NUV_Console_removeCommand(&console_, nullptr);
-  NUV_Console_removeCommand(&console_, "");
-  EXPECT_EQ(NUV_Console_size(&console_), 2U);
-  CapturedStdout captured;
-  handle("help\n");
-  EXPECT_EQ(captured.take(), "help\n\nset\n");
-}
-
-TEST_F(ConsoleTest, ReportsAStoreAndASizeThatDoNotFit) {
-  const auto mismatch = require_report(kFile, "( ((void *)0) == a_store) == ( 0 == a_size)");
-  const auto not_added = ensure_report(kFile, "NUV_Console_size( a_this) == ( oldsize + 1)");
-  Console console = {};
-  EXPECT_EQ(NUV_Console_construct(&console, nullptr, 3, kPrompt), 1);
-  EXPECT_EQ(contracts_.take(), Reports{mismatch});
-  EXPECT_EQ(NUV_Console_maxSize(&console), 3U);
-  EXPECT_EQ(NUV_Console_setCommand(&console, "set", nullptr, note_call), 0U);
-  EXPECT_EQ(contracts_.take(), Reports{not_added});
-
-  ConsoleCommand store[1] = {};
-  EXPECT_EQ(NUV_Console_construct(&console, store, 0, kPrompt), 1);
-  EXPECT_EQ(contracts_.take(), Reports{mismatch});
-  EXPECT_EQ(NUV_Console_setCommand(&console, "set", nullptr, note_call), 0U);
-  EXPECT_EQ(contracts_.take().size(), 2U);
-  EXPECT_EQ(store[0].m_pName, nullptr);
-}
-
-TEST_F(ConsoleTest, ANullPromptIsAnEmptyOne) {
-  EXPECT_EQ(NUV_Console_construct(&console_, nullptr, 0, nullptr), 1);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, "((void *)0) != a_prompt")});
-  EXPECT_EQ(handle("unknown\n"), 0);
-  EXPECT_EQ(answers(), "command not found\n");
-}
-
-TEST(ConsoleNull, EveryOperationReportsANullConsole) {
-  const struct {
-    const char* name;
-    void (*call)();
-  } kCases[] = {
-      {"construct", [] { NUV_Console_construct(nullptr, nullptr, 0, kPrompt); }},
-      {"destruct", [] { NUV_Console_destruct(nullptr); }},
-      {"maxSize", [] { NUV_Console_maxSize(nullptr); }},
-      {"size", [] { NUV_Console_size(nullptr); }},
-      {"setCommand", [] { NUV_Console_setCommand(nullptr, "set", nullptr, note_call); }},
-      {"removeCommand", [] { NUV_Console_removeCommand(nullptr, "set"); }},
-      {"handle", [] { NUV_Console_handle(nullptr, -1, -1); }},
-  };
-  for (const auto& row : kCases) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(support::first_report(row.call), require_report(kFile, "((void *)0) != a_this"));
   }
 }
 

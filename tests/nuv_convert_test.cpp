@@ -12,12 +12,6 @@
 namespace {
 
 using support::ContractRecorder;
-using support::Reports;
-using support::require_report;
-
-constexpr char kFile[] = "nuv_convert";
-constexpr char kDestNotNull[] = "((void *)0) != a_dest";
-constexpr char kSrcNotNull[] = "((void *)0) != a_src";
 
 template <typename T>
 struct Case {
@@ -348,57 +342,6 @@ TEST(Convert, SplitWithoutRoomTouchesNothing) {
   char text[] = "a,b";
   EXPECT_EQ(NUV_Convert_split(nullptr, 0, text, ','), 0U);
   EXPECT_STREQ(text, "a,b");
-}
-
-TEST(Convert, SplitReportsRoomThatDoesNotFitItsCount) {
-  constexpr char kRoom[] = "( ((void *)0) == a_dest) == ( 0 == a_maxdest)";
-  ContractRecorder contracts;
-  char text[] = "a,b";
-  char guard[] = "guard";
-  char* field = guard;
-
-  EXPECT_EQ(NUV_Convert_split(nullptr, 2, text, ','), 0U);
-  EXPECT_EQ(contracts.take(), Reports{require_report(kFile, kRoom)});
-
-  EXPECT_EQ(NUV_Convert_split(&field, 0, text, ','), 0U);
-  EXPECT_EQ(contracts.take(), Reports{require_report(kFile, kRoom)});
-  EXPECT_EQ(field, guard);
-
-  EXPECT_EQ(NUV_Convert_split(&field, 1, nullptr, ','), 0U);
-  EXPECT_EQ(contracts.take(), Reports{require_report(kFile, kSrcNotNull)});
-  EXPECT_EQ(field, guard);
-
-  EXPECT_EQ(NUV_Convert_split(nullptr, 0, nullptr, ','), 0U);
-  EXPECT_EQ(contracts.take(), Reports{require_report(kFile, kSrcNotNull)});
-
-  EXPECT_EQ(NUV_Convert_split(nullptr, 1, nullptr, ','), 0U);
-  EXPECT_EQ(contracts.take(), (Reports{require_report(kFile, kRoom), require_report(kFile, kSrcNotNull)}));
-  EXPECT_STREQ(text, "a,b");
-}
-
-template <typename T>
-void expect_null_reports(int32_t (*convert)(T*, const char*), const char* text) {
-  ContractRecorder contracts;
-  T value = 0x5A;
-
-  EXPECT_EQ(convert(nullptr, text), 0);
-  EXPECT_EQ(contracts.take(), Reports{require_report(kFile, kDestNotNull)});
-
-  EXPECT_EQ(convert(&value, nullptr), 0);
-  EXPECT_EQ(contracts.take(), Reports{require_report(kFile, kSrcNotNull)});
-  EXPECT_EQ(value, 0x5A);
-
-  EXPECT_EQ(convert(nullptr, nullptr), 0);
-  EXPECT_EQ(contracts.take(), (Reports{require_report(kFile, kDestNotNull), require_report(kFile, kSrcNotNull)}));
-}
-
-TEST(Convert, ReportsNullAndRejects) {
-  expect_null_reports(NUV_Convert_string, "\"a\"");
-  expect_null_reports(NUV_Convert_uint16, "1");
-  expect_null_reports(NUV_Convert_uint32, "1");
-  expect_null_reports(NUV_Convert_int16, "1");
-  expect_null_reports(NUV_Convert_int32, "1");
-  expect_null_reports(NUV_Convert_bool, "1");
 }
 
 }  // namespace

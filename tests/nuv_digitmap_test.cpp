@@ -1,12 +1,15 @@
 #include "nuv_digitmap.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
 #include <cstddef>
+#include <cstdio>
 #include <optional>
 #include <ostream>
 #include <random>
@@ -18,20 +21,16 @@
 #include "support/contract_recorder.h"
 #include "support/digitmap_model.h"
 #include "support/fault_injector.h"
-#include "support/first_report.h"
+#include "support/fault_loop.h"
 
 namespace {
 
 using support::CapturedStdout;
 using support::ContractRecorder;
 using support::DigitMapModel;
+using support::each_fault;
+using support::Fault;
 using support::FaultInjector;
-using support::Reports;
-using support::require_report;
-
-constexpr char kFile[] = "nuv_digitmap";
-constexpr char kMapSet[] = "0 == is_null(a_map)";
-constexpr char kDialStringSet[] = "0 == is_null(a_dial_string)";
 
 constexpr int kFirst = NUV_DIGITMAP_FIRST_MATCH;
 constexpr int kBest = NUV_DIGITMAP_BEST_MATCH;
@@ -194,6 +193,8 @@ TEST_F(DigitMapTest, ReadsPatterns) {
       {"[*-#]", {0}, 0},
       {"[5-]", {0}, 0},
       {"[-5]", {0}, 0},
+      {"[0-]", {0}, 0},
+      {"[-0]", {0}, 0},
       {"[-]", {0}, 0},
       {"[1-20]", {0}, 0},
       {"[5-2].", {kRepeat}, 0},
@@ -381,6 +382,26 @@ TEST_F(DigitMapTest, DumpsNothingOfAnEmptyMap) {
   CapturedStdout out;
   NUV_DigitMap_dumpMap(&map_);
   EXPECT_EQ(out.take(), "");
+}
+
+// Nobody hears of it, and the map is none the worse.
+TEST_F(DigitMapTest, DumpsIntoAnOutputThatIsFull) {
+  EXPECT_EQ(set(times(2000, "x")), 1);
+  CapturedStdout out;
+  const int captured = dup(STDOUT_FILENO);
+  const int full = open("/dev/full", O_WRONLY);
+  ASSERT_EQ(dup2(full, STDOUT_FILENO), STDOUT_FILENO);
+  NUV_DigitMap_dumpMap(&map_);
+  std::fflush(stdout);
+  EXPECT_NE(std::ferror(stdout), 0) << "the device takes something after all";
+  std::clearerr(stdout);
+  dup2(captured, STDOUT_FILENO);
+  close(captured);
+  close(full);
+
+  EXPECT_EQ(set("1"), 1);
+  NUV_DigitMap_dumpMap(&map_);
+  EXPECT_EQ(out.take(), "---------------\nOrigString: 1\nTimeout: 0\nSymbols:   0x2\n---------------\n");
 }
 
 // ---- one pattern against a dial string ----
@@ -742,6 +763,14 @@ TEST_F(DigitMapOutTest, CutsTheTextToTheBuffer) {
   }
 }
 
+TEST_F(DigitMapOutTest, TakesSizesBeyondTheRangeOfInt) {
+  EXPECT_EQ(set("1[2-3]x"), 1);
+  for (const uint32_t size : {static_cast<uint32_t>(INT_MAX), 0x80000000U, 0xFFFFFFFFU}) {
+    SCOPED_TRACE(size);
+    EXPECT_EQ(out_after(kFirst, "123", size), std::string("1[2-3]x\0", 8) + times(8, "~"));
+  }
+}
+
 TEST_F(DigitMapOutTest, NeedsNoBuffer) {
   EXPECT_EQ(set("1|x|xT|1x"), 1);
   for (const uint32_t size : {0U, 16U, 0xFFFFFFFFU}) {
@@ -787,63 +816,15 @@ TEST_F(DigitMapOutTest, TakesAPatternForNoFormat) {
   EXPECT_EQ(out_after(kFirst, "##*", 16), std::string("##*\0", 4) + times(12, "~"));
 }
 
-// ---- contracts ----
-
-TEST_F(DigitMapTest, ReportsANullMapText) {
-  EXPECT_EQ(set("1"), 1);
-  EXPECT_EQ(NUV_DigitMap_addMap(&map_, nullptr), 0);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, kMapSet)});
-  EXPECT_EQ(texts(), Texts{"1"});
-
-  EXPECT_EQ(NUV_DigitMap_setMap(&map_, nullptr), 0);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, kMapSet)});
-  EXPECT_EQ(map_, nullptr);
-}
-
-TEST_F(DigitMapTest, ReportsANullDialString) {
-  EXPECT_EQ(set("1|T|x."), 1);
-  std::array<char, 4> out = {'~', '~', '~', '~'};
-  for (const int mode : {kFirst, kBest, 2}) {
-    EXPECT_EQ(NUV_DigitMap_checkDialString(&map_, mode, nullptr, 0, out.data(), out.size()), kNoMatch);
-    EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, kDialStringSet)});
-    EXPECT_EQ(out[0], '~');
-  }
-}
-
-TEST(DigitMapNull, EveryOperationReportsANullMap) {
-  const struct {
-    const char* name;
-    void (*call)();
-  } kCases[] = {
-      {"construct", [] { NUV_DigitMap_construct(nullptr); }},
-      {"destruct", [] { NUV_DigitMap_destruct(nullptr); }},
-      {"setMap", [] { NUV_DigitMap_setMap(nullptr, nullptr); }},
-      {"addMap", [] { NUV_DigitMap_addMap(nullptr, nullptr); }},
-      {"dumpMap", [] { NUV_DigitMap_dumpMap(nullptr); }},
-      {"checkDialString", [] { NUV_DigitMap_checkDialString(nullptr, 2, nullptr, 0, nullptr, 0); }},
-  };
-  for (const auto& row : kCases) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(support::first_report(row.call), require_report(kFile, "0 == is_null(a_this)"));
-  }
-}
-
 // ---- without memory ----
 
 TEST_F(DigitMapTest, SetMapWithoutMemoryKeepsWhatItHasRead) {
   const Texts all = {"1", "2xT", "[3-5]"};
   int without_symbols = 0;
   int failures = 0;
-  bool struck = true;
-  for (int n = 1; struck; ++n) {
-    SCOPED_TRACE(n);
+  each_fault("malloc", {ENOMEM}, [&](Fault& fault) {
     ASSERT_EQ(set("9|9|9|9"), 1);
-    int result = -1;
-    {
-      const FaultInjector no_memory("malloc", n, ENOMEM);
-      result = NUV_DigitMap_setMap(&map_, "1|2xT|[3-5]");
-      struck = no_memory.has_struck();
-    }
+    const int result = fault.during([this] { return NUV_DigitMap_setMap(&map_, "1|2xT|[3-5]"); });
     const Texts kept = texts();
     ASSERT_LE(kept.size(), all.size());
     EXPECT_EQ(kept, Texts(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(kept.size())));
@@ -853,33 +834,32 @@ TEST_F(DigitMapTest, SetMapWithoutMemoryKeepsWhatItHasRead) {
       lacking += pattern->m_uCount == 0 ? 1 : 0;
     }
     // Either the map is cut short, or one pattern lacks its symbols, or nothing has failed.
-    EXPECT_EQ((result == 0 ? 1 : 0) + lacking, struck ? 1 : 0);
+    EXPECT_EQ((result == 0 ? 1 : 0) + lacking, fault.has_struck() ? 1 : 0);
     without_symbols += lacking;
     failures += result == 0 ? 1 : 0;
-    if (n == 1) {
+    if (fault.nth() == 1) {
       EXPECT_EQ(map_, nullptr) << "the text cannot be copied, but the former map is gone";
     }
-  }
+    EXPECT_EQ(set("1|2xT|[3-5]"), 1);
+    EXPECT_EQ(texts(), all);
+    NUV_DigitMap_destruct(&map_);
+  });
   EXPECT_EQ(without_symbols, 3);
   EXPECT_EQ(failures, 1 + 3 * 2) << "the map's text, and record and text of each pattern";
 }
 
 TEST_F(DigitMapTest, AddMapWithoutMemoryKeepsTheMap) {
-  bool struck = true;
   int without_symbols = 0;
-  for (int n = 1; struck; ++n) {
-    SCOPED_TRACE(n);
+  const int calls = each_fault("malloc", {ENOMEM}, [&](Fault& fault) {
     ASSERT_EQ(set("1|2"), 1);
-    int result = -1;
-    {
-      const FaultInjector no_memory("malloc", n, ENOMEM);
-      result = NUV_DigitMap_addMap(&map_, "3T");
-      struck = no_memory.has_struck();
-    }
+    const int result = fault.during([this] { return NUV_DigitMap_addMap(&map_, "3T"); });
     EXPECT_EQ(texts(), result == 1 ? (Texts{"1", "2", "3T"}) : (Texts{"1", "2"}));
-    without_symbols += result == 1 && struck ? 1 : 0;
-  }
+    without_symbols += result == 1 && fault.has_struck() ? 1 : 0;
+    EXPECT_EQ(add("4"), 1);
+    NUV_DigitMap_destruct(&map_);
+  });
   EXPECT_EQ(without_symbols, 1);
+  EXPECT_EQ(calls, 4) << "the copy of the text, record, symbols and text";
 }
 
 TEST_F(DigitMapTest, PatternWithoutSymbolsMatchesNothingDialled) {
@@ -992,6 +972,30 @@ TEST_F(DigitMapTest, PatternThatGetsNoMemoryIsUndecided) {
   }
 }
 
+// Both patterns of each map are complete and need memory; the one that gets none counts as one that may grow.
+TEST_F(DigitMapTest, ChecksWithoutMemoryLoseNothing) {
+  const std::string pattern = times(40, "1") + "1.";
+  const std::string dialled = times(60, "1");
+  ASSERT_EQ(set(pattern + "T|" + pattern + "xT"), 1);
+  const struct {
+    int mode;
+    Answer without;
+    int calls;
+  } kCases[] = {
+      {kFirst, {kComplete, pattern + "xT"}, 1},
+      {kBest, {kUndecided, kNothing}, 2},
+  };
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(row.mode);
+    const int calls = each_fault("malloc", {ENOMEM}, [&](Fault& fault) {
+      const Answer answer = fault.during([&] { return check(row.mode, dialled, 1); });
+      EXPECT_EQ(answer.result, fault.has_struck() ? row.without.result : kComplete);
+      EXPECT_EQ(check(row.mode, dialled, 1), (Answer{kComplete, pattern + "T"}));
+    });
+    EXPECT_EQ(calls, row.calls);
+  }
+}
+
 // ---- the library against the plain model ----
 
 // One map, kept by the library and by the model.
@@ -1000,9 +1004,9 @@ class Twins {
   explicit Twins(const std::string& text) {
     NUV_DigitMap_construct(&map_);
     const int result = NUV_DigitMap_setMap(&map_, text.c_str());
-    EXPECT_EQ(result, read_model(text) ? 1 : 0) << text;
+    EXPECT_EQ(result, model_.set_map(text) ? 1 : 0) << text;
     const NUV_DigitMapPattern* pattern = map_;
-    for (const DigitMapModel::Pattern& expected : patterns_) {
+    for (const DigitMapModel::Pattern& expected : model_.patterns()) {
       const bool equal = pattern != nullptr && pattern->m_pText == expected.text &&
                          pattern->m_bTimer == expected.timer && pattern->m_uCount == expected.symbols.size() &&
                          std::equal(expected.symbols.begin(), expected.symbols.end(), pattern->m_pSymbols);
@@ -1041,34 +1045,14 @@ class Twins {
  private:
   std::string text() const {
     std::string all;
-    for (const DigitMapModel::Pattern& pattern : patterns_) {
+    for (const DigitMapModel::Pattern& pattern : model_.patterns()) {
       all += pattern.text + "|";
     }
     return all;
   }
 
-  bool read_model(std::string text) {
-    for (const char filler : {' ', '(', ')'}) {
-      text.erase(std::remove(text.begin(), text.end(), filler), text.end());
-    }
-    for (size_t begin = 0; begin < text.size();) {
-      const size_t end = std::min(text.find('|', begin), text.size());
-      if (end > begin) {
-        const auto pattern = DigitMapModel::parse(text.substr(begin, end - begin));
-        if (!pattern) {
-          return false;
-        }
-        patterns_.push_back(*pattern);
-        model_.append(*pattern);
-      }
-      begin = end + 1;
-    }
-    return true;
-  }
-
   DigitMap map_ = nullptr;
   DigitMapModel model_;
-  std::vector<DigitMapModel::Pattern> patterns_;
 };
 
 // How often each result came; a comparison in which one never comes would prove little.

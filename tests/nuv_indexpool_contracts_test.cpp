@@ -5,14 +5,13 @@
 
 #include "nuv_indexpool.h"
 #include "support/contract_recorder.h"
-#include "support/fault_injector.h"
+#include "support/fault_loop.h"
 #include "support/violation.h"
 
 namespace {
 
 using support::ContractRecorder;
 using support::ensure_report;
-using support::FaultInjector;
 using support::Report;
 using support::Reports;
 using support::require_report;
@@ -110,36 +109,64 @@ TEST(IndexPoolContractsOfSize, ExhaustedPoolsStayExhausted) {
 }
 
 TEST(IndexPoolContractsOfMemory, WithoutMemoryThePoolGivesNoIndex) {
+  const int calls = support::each_fault("malloc", {ENOMEM}, [](support::Fault& fault) {
+    ContractRecorder contracts;
+    IndexPool pool;
+    EXPECT_EQ(fault.during([&] { return NUV_IndexPool_construct(&pool, 10); }), 1);
+    EXPECT_EQ(NUV_IndexPool_size(&pool), 10U);
+    EXPECT_EQ(NUV_IndexPool_occupied(&pool, 0), 0);
+    if (fault.has_struck()) {
+      EXPECT_EQ(contracts.take(), (Reports{Report{NUV_ASSERT_NULL_POINTER, kFile, "NULL != a_this->m_pPool"}}));
+      EXPECT_EQ(NUV_IndexPool_occupy(&pool), 10U);
+      EXPECT_EQ(contracts.take(),
+                (Reports{ensure_report(kFile, "a_this->m_uSize > index"), require_report(kFile, kBelowSize),
+                         ensure_report(kFile, "NUV_IndexPool_occupied( a_this, index)")}));
+      NUV_IndexPool_occupyIndex(&pool, 3);
+      EXPECT_EQ(contracts.take(), Reports{ensure_report(kFile, "NUV_IndexPool_occupied( a_this, a_index)")});
+      NUV_IndexPool_release(&pool, 3);
+      EXPECT_EQ(contracts.take(), Reports{require_report(kFile, kIsTaken)});
+    }
+    EXPECT_EQ(NUV_IndexPool_free(&pool), 10U);
+    NUV_IndexPool_destruct(&pool);
+
+    EXPECT_EQ(NUV_IndexPool_construct(&pool, 10), 1);
+    EXPECT_EQ(NUV_IndexPool_occupy(&pool), 0U);
+    NUV_IndexPool_destruct(&pool);
+  });
+  EXPECT_EQ(calls, 1);
+}
+
+// An index that is not free after its release is one that the pool does not have, so only a handler that makes the pool
+// larger meanwhile gets this far.
+TEST(IndexPoolContractsOfHandler, ReleaseLooksAtTheIndexOnceMore) {
   ContractRecorder contracts;
   IndexPool pool;
-  {
-    const FaultInjector no_memory("malloc", 1, ENOMEM);
-    EXPECT_EQ(NUV_IndexPool_construct(&pool, 10), 1);
-    EXPECT_TRUE(no_memory.has_struck());
-  }
-  EXPECT_EQ(contracts.take(), (Reports{Report{NUV_ASSERT_NULL_POINTER, kFile, "NULL != a_this->m_pPool"}}));
-  EXPECT_EQ(NUV_IndexPool_size(&pool), 10U);
-  EXPECT_EQ(NUV_IndexPool_occupied(&pool, 0), 0);
-  EXPECT_EQ(NUV_IndexPool_occupy(&pool), 10U);
-  EXPECT_EQ(contracts.take(),
-            (Reports{ensure_report(kFile, "a_this->m_uSize > index"), require_report(kFile, kBelowSize),
-                     ensure_report(kFile, "NUV_IndexPool_occupied( a_this, index)")}));
-  EXPECT_EQ(NUV_IndexPool_free(&pool), 10U);
+  NUV_IndexPool_construct(&pool, 10);
+  NUV_IndexPool_occupyIndex(&pool, 3);
+  pool.m_uSize = 3;
+  int reports = 0;
+  contracts.meddle([&](const Report&) { pool.m_uSize = ++reports < 4 ? 3 : 10; });
+  NUV_IndexPool_release(&pool, 3);
+  EXPECT_EQ(contracts.take(), (Reports{require_report(kFile, kBelowSize), require_report(kFile, kBelowSize),
+                                       require_report(kFile, kIsTaken), require_report(kFile, kBelowSize),
+                                       ensure_report(kFile, "NUV_IndexPool_occupied( a_this, a_index) == 0")}));
+  EXPECT_EQ(NUV_IndexPool_busy(&pool), 1U);
   NUV_IndexPool_destruct(&pool);
 }
 
 TEST(IndexPoolContractsNull, EveryOperationReportsANullPool) {
-  support::expect_null_reports(kFile, "((void *)0) != a_this",
-                               {{"construct", [] { NUV_IndexPool_construct(nullptr, 1); }},
-                                {"destruct", [] { NUV_IndexPool_destruct(nullptr); }},
-                                {"size", [] { NUV_IndexPool_size(nullptr); }},
-                                {"free", [] { NUV_IndexPool_free(nullptr); }},
-                                {"busy", [] { NUV_IndexPool_busy(nullptr); }},
-                                {"available", [] { NUV_IndexPool_available(nullptr); }},
-                                {"occupied", [] { NUV_IndexPool_occupied(nullptr, 0); }},
-                                {"occupy", [] { NUV_IndexPool_occupy(nullptr); }},
-                                {"occupyIndex", [] { NUV_IndexPool_occupyIndex(nullptr, 0); }},
-                                {"release", [] { NUV_IndexPool_release(nullptr, 0); }}});
+  const auto lines = support::expect_null_reports(kFile, "((void *)0) != a_this",
+                                                  {{"construct", [] { NUV_IndexPool_construct(nullptr, 1); }},
+                                                   {"destruct", [] { NUV_IndexPool_destruct(nullptr); }},
+                                                   {"size", [] { NUV_IndexPool_size(nullptr); }},
+                                                   {"free", [] { NUV_IndexPool_free(nullptr); }},
+                                                   {"busy", [] { NUV_IndexPool_busy(nullptr); }},
+                                                   {"available", [] { NUV_IndexPool_available(nullptr); }},
+                                                   {"occupied", [] { NUV_IndexPool_occupied(nullptr, 0); }},
+                                                   {"occupy", [] { NUV_IndexPool_occupy(nullptr); }},
+                                                   {"occupyIndex", [] { NUV_IndexPool_occupyIndex(nullptr, 0); }},
+                                                   {"release", [] { NUV_IndexPool_release(nullptr, 0); }}});
+  EXPECT_EQ(lines.size(), 10U) << "each operation has a check of its own";
 }
 
 }  // namespace

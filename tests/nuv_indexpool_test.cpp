@@ -5,6 +5,8 @@
 #include <vector>
 
 #include "support/contract_recorder.h"
+#include "support/counting_allocator.h"
+#include "support/fault_loop.h"
 
 namespace {
 
@@ -91,6 +93,32 @@ TEST_F(IndexPoolTest, HandsOutEveryIndexOfAnySize) {
     EXPECT_EQ(NUV_IndexPool_available(&pool), 0);
     NUV_IndexPool_destruct(&pool);
   }
+}
+
+TEST_F(IndexPoolTest, TakesOneBitForAnIndex) {
+  const struct {
+    uint32_t size;
+    size_t bytes;
+  } kCases[] = {
+      {0, 1},  // so that there is always a block
+      {1, 1}, {7, 1}, {8, 1}, {9, 2}, {10, 2}, {16, 2}, {17, 3},
+  };
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(row.size);
+    IndexPool pool;
+    NUV_IndexPool_construct(&pool, row.size);
+    EXPECT_EQ(support::size_of_live_block(pool.m_pPool), row.bytes);
+    NUV_IndexPool_destruct(&pool);
+    EXPECT_EQ(support::size_of_live_block(pool.m_pPool), 0U) << "given back";
+  }
+}
+
+TEST_F(IndexPoolTest, LeavesTheAllocatorOfTheBlocksAlone) {
+  const support::CountingAllocator allocator;
+  IndexPool pool;
+  NUV_IndexPool_construct(&pool, 10);
+  NUV_IndexPool_destruct(&pool);
+  EXPECT_EQ(allocator.allocations() + allocator.empty_releases(), 0);
 }
 
 }  // namespace

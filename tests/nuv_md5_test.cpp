@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstring>
 #include <ctime>
 #include <random>
@@ -16,6 +17,7 @@
 
 #include "support/child_process.h"
 #include "support/fake_clock.h"
+#include "support/fault_loop.h"
 
 namespace {
 
@@ -196,7 +198,7 @@ TEST(Md5, FinalLeavesNothingInTheContext) {
 }
 
 TEST(Md5, EmptyPieceChangesNothing) {
-  NUV_MDContext context;
+  NUV_MDContext context = {};  // the bytes that wait for more, too: they are compared
   NUV_MDInit(&context);
   NUV_MDUpdate(&context, nullptr, 0);
   NUV_MDUpdate(&context, "abc", 3);
@@ -290,10 +292,14 @@ TEST(Md5, TakesAPieceOf4GigabitAndMore) {
 
 // ---- the random value ----
 
-// What the value is computed from, laid out byte by byte.
-uint32_t value_for(timeval now, clock_t processor_time) {
+utsname this_system() {
   utsname system;
-  uname(&system);
+  EXPECT_EQ(uname(&system), 0);
+  return system;
+}
+
+// What the value is computed from, laid out byte by byte.
+uint32_t value_for(timeval now, clock_t processor_time, const utsname& system) {
   const uint32_t numbers[] = {static_cast<uint32_t>(now.tv_sec),
                               static_cast<uint32_t>(now.tv_usec),
                               static_cast<uint32_t>(processor_time),
@@ -317,9 +323,9 @@ uint32_t value_for(timeval now, clock_t processor_time) {
 }
 
 // The processor time goes on while a value is made, so all the times in question are tried.
-bool is_value_at(uint32_t value, timeval now, clock_t earliest, clock_t latest) {
+bool is_value_at(uint32_t value, timeval now, clock_t earliest, clock_t latest, const utsname& system) {
   for (clock_t time = earliest; time <= latest; ++time) {
-    if (value_for(now, time) == value) {
+    if (value_for(now, time, system) == value) {
       return true;
     }
   }
@@ -332,7 +338,7 @@ bool makes_the_value_at(timeval now) {
   const clock_t before = clock();
   const uint32_t value = NUV_MD5_GetRandomValue();
   const clock_t after = clock();
-  return is_value_at(value, now, before, after);
+  return is_value_at(value, now, before, after, this_system());
 }
 
 TEST(Md5RandomValue, IsADigestOfTheSurroundings) {
@@ -352,6 +358,32 @@ TEST(Md5RandomValue, CountsTheRealUserAndGroup) {
     }
   });
   EXPECT_EQ(child.out(), "yes\n");
+}
+
+// What cannot be found out counts as zeros: there is a value all the same.
+TEST(Md5RandomValue, CountsWhatCannotBeReadAsZeros) {
+  support::FakeClock clock_double;
+  clock_double.set_wall({1234567890, 987654});
+  const struct {
+    const char* function;
+    timeval now;
+    utsname system;
+  } kCases[] = {
+      {"gettimeofday", {0, 0}, this_system()},
+      {"uname", {1234567890, 987654}, {}},
+  };
+  for (const auto& row : kCases) {
+    const int calls = support::each_fault(row.function, {EFAULT}, [&](support::Fault& fault) {
+      const clock_t before = clock();
+      const uint32_t value = fault.during([] { return NUV_MD5_GetRandomValue(); });
+      const clock_t after = clock();
+      const bool is_expected = fault.has_struck()
+                                   ? is_value_at(value, row.now, before, after, row.system)
+                                   : is_value_at(value, {1234567890, 987654}, before, after, this_system());
+      EXPECT_TRUE(is_expected);
+    });
+    EXPECT_EQ(calls, 1);
+  }
 }
 
 TEST(Md5RandomValue, DiffersFromTimeToTime) {

@@ -7,20 +7,11 @@
 
 #include "support/contract_recorder.h"
 #include "support/counting_allocator.h"
-#include "support/first_report.h"
 
 namespace {
 
 using support::ContractRecorder;
 using support::CountingAllocator;
-using support::ensure_report;
-using support::Reports;
-using support::require_report;
-
-constexpr char kFile[] = "nuv_message";
-constexpr char kHasRoom[] = "NUV_Message_size( a_this) < NUV_Message_maxSize( a_this)";
-constexpr char kHasGrown[] = "NUV_Message_size( a_this) == ( oldsize + 1)";
-constexpr char kInUse[] = "NUV_Message_size( a_this) > a_index";
 
 // What all five items hold, in their order: type and address.
 using Items = std::vector<std::pair<int32_t, const uint8_t*>>;
@@ -98,46 +89,6 @@ TEST_F(MessageTest, TakesUpToFiveBlocks) {
   EXPECT_EQ(allocator_.releases(), 5);
 }
 
-TEST_F(MessageTest, KeepsFiveItemsWhenAskedForMore) {
-  struct {
-    Message message;
-    uint8_t behind[sizeof(MessageData)];
-  } storage;
-  for (uint8_t& byte : storage.behind) {
-    byte = 0x5A;
-  }
-  make(storage.message, 10, 5);
-  const Items before = items_of(storage.message);
-  Memory block;
-  NUV_Memory_construct(&block, 8);
-  const Memory block_before = block;
-
-  NUV_Message_add(&storage.message, 99, &block);
-  EXPECT_EQ(contracts_.take(), (Reports{require_report(kFile, kHasRoom), ensure_report(kFile, kHasGrown)}));
-  EXPECT_EQ(NUV_Message_size(&storage.message), 5U);
-  EXPECT_EQ(items_of(storage.message), before);
-  for (const uint8_t byte : storage.behind) {
-    EXPECT_EQ(byte, 0x5A);
-  }
-  EXPECT_EQ(block.m_pAddr, block_before.m_pAddr) << "the block that found no room stays the caller's";
-  EXPECT_EQ(block.m_uSize, 8U);
-  NUV_Memory_destruct(&block);
-  NUV_Message_destruct(&storage.message);
-  EXPECT_EQ(allocator_.releases(), 6);
-}
-
-TEST_F(MessageTest, AddsNothingWithoutABlock) {
-  Message message;
-  make(message, 10, 2);
-  const Items before = items_of(message);
-  NUV_Message_add(&message, 99, nullptr);
-  EXPECT_EQ(contracts_.take(),
-            (Reports{require_report(kFile, "((void *)0) != a_data"), ensure_report(kFile, kHasGrown)}));
-  EXPECT_EQ(NUV_Message_size(&message), 2U);
-  EXPECT_EQ(items_of(message), before);
-  NUV_Message_destruct(&message);
-}
-
 TEST_F(MessageTest, AddsAnItemWithAnEmptyBlock) {
   Message message;
   NUV_Message_construct(&message, 1, 2, 3);
@@ -147,30 +98,6 @@ TEST_F(MessageTest, AddsAnItemWithAnEmptyBlock) {
   EXPECT_EQ(NUV_Message_size(&message), 1U);
   EXPECT_EQ(NUV_MessageData_type(NUV_Message_data(&message, 0)), 7);
   NUV_Message_destruct(&message);
-}
-
-TEST_F(MessageTest, ReportsAnItemThatIsNotInUse) {
-  const struct {
-    const char* name;
-    int32_t size;
-    uint32_t index;
-    bool has_place;
-  } kCases[] = {
-      {"first of none", 0, 0, true},
-      {"one behind the last in use", 2, 2, true},
-      {"last place", 4, 4, true},
-      {"sixth place", 5, 5, false},
-      {"sixth place of an empty message", 0, 5, false},
-      {"the largest index", 5, 0xFFFFFFFF, false},
-  };
-  for (const auto& row : kCases) {
-    SCOPED_TRACE(row.name);
-    Message message;
-    make(message, 10, row.size);
-    EXPECT_EQ(NUV_Message_data(&message, row.index), row.has_place ? &message.m_rgData[row.index] : nullptr);
-    EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, kInUse)});
-    NUV_Message_destruct(&message);
-  }
 }
 
 TEST_F(MessageTest, SwapsHeadersSizesAndAllItems) {
@@ -248,45 +175,6 @@ TEST_F(MessageTest, IsEmptyWhenMovedOntoItself) {
   EXPECT_EQ(items_of(message), kUnset);
   EXPECT_EQ(allocator_.releases(), 3);
   NUV_Message_destruct(&message);
-}
-
-TEST_F(MessageTest, StaysAsItIsWhenTheSourceIsNull) {
-  Message message;
-  make(message, 10, 3);
-  const Items items = items_of(message);
-  NUV_Message_swap(&message, nullptr);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, "((void *)0) != a_src")});
-  NUV_Message_move(&message, nullptr);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, "0 != a_src")});
-  expect_header(message, 10, 11, 12);
-  EXPECT_EQ(NUV_Message_size(&message), 3U);
-  EXPECT_EQ(items_of(message), items);
-  NUV_Message_destruct(&message);
-}
-
-TEST(MessageNull, EveryOperationReportsANullMessage) {
-  const struct {
-    const char* name;
-    void (*call)();
-    const char* text;
-  } kCases[] = {
-      {"construct", [] { NUV_Message_construct(nullptr, 1, 2, 3); }, "((void *)0) != a_this"},
-      {"destruct", [] { NUV_Message_destruct(nullptr); }, "((void *)0) != a_this"},
-      {"msgType", [] { NUV_Message_msgType(nullptr); }, "((void *)0) != a_this"},
-      {"destPort", [] { NUV_Message_destPort(nullptr); }, "((void *)0) != a_this"},
-      {"srcPort", [] { NUV_Message_srcPort(nullptr); }, "((void *)0) != a_this"},
-      {"size", [] { NUV_Message_size(nullptr); }, "((void *)0) != a_this"},
-      {"maxSize", [] { NUV_Message_maxSize(nullptr); }, "((void *)0) != a_this"},
-      {"data", [] { NUV_Message_data(nullptr, 0); }, "((void *)0) != a_this"},
-      {"add", [] { NUV_Message_add(nullptr, 1, nullptr); }, "((void *)0) != a_this"},
-      {"swap", [] { NUV_Message_swap(nullptr, nullptr); }, "((void *)0) != a_this"},
-      // The one that writes it short.
-      {"move", [] { NUV_Message_move(nullptr, nullptr); }, "0 != a_this"},
-  };
-  for (const auto& row : kCases) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(support::first_report(row.call), require_report(kFile, row.text));
-  }
 }
 
 }  // namespace

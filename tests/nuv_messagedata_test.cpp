@@ -4,16 +4,11 @@
 
 #include "support/contract_recorder.h"
 #include "support/counting_allocator.h"
-#include "support/first_report.h"
 
 namespace {
 
 using support::ContractRecorder;
 using support::CountingAllocator;
-using support::Reports;
-using support::require_report;
-
-constexpr char kFile[] = "nuv_messagedata";
 
 void expect_unset(MessageData& item) {
   EXPECT_EQ(NUV_MessageData_type(&item), -1);
@@ -140,40 +135,6 @@ TEST_F(MessageDataTest, LosesItsDataWhenMovedOntoItself) {
   expect_unset(item);
   EXPECT_EQ(allocator_.releases(), 1);
   NUV_MessageData_destruct(&item);
-}
-
-TEST_F(MessageDataTest, StaysAsItIsWhenTheOtherIsNull) {
-  MessageData item;
-  const uint8_t* block = make(item, 1, 10);
-  NUV_MessageData_set(&item, 2, nullptr);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, "((void *)0) != a_data")});
-  NUV_MessageData_swap(&item, nullptr);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, "((void *)0) != a_src")});
-  NUV_MessageData_move(&item, nullptr);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, "0 != a_src")});
-  expect_holds(item, 1, block, 10);
-  NUV_MessageData_destruct(&item);
-}
-
-TEST(MessageDataNull, EveryOperationReportsANullItem) {
-  const struct {
-    const char* name;
-    void (*call)();
-    const char* text;
-  } kCases[] = {
-      {"construct", [] { NUV_MessageData_construct(nullptr); }, "((void *)0) != a_this"},
-      {"destruct", [] { NUV_MessageData_destruct(nullptr); }, "((void *)0) != a_this"},
-      {"type", [] { NUV_MessageData_type(nullptr); }, "((void *)0) != a_this"},
-      {"data", [] { NUV_MessageData_data(nullptr); }, "((void *)0) != a_this"},
-      {"set", [] { NUV_MessageData_set(nullptr, 1, nullptr); }, "((void *)0) != a_this"},
-      {"swap", [] { NUV_MessageData_swap(nullptr, nullptr); }, "((void *)0) != a_this"},
-      // The one that writes it short.
-      {"move", [] { NUV_MessageData_move(nullptr, nullptr); }, "0 != a_this"},
-  };
-  for (const auto& row : kCases) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(support::first_report(row.call), require_report(kFile, row.text));
-  }
 }
 
 }  // namespace

@@ -8,15 +8,11 @@
 
 #include "nuv_message.h"
 #include "support/contract_recorder.h"
-#include "support/first_report.h"
 
 namespace {
 
 using support::ContractRecorder;
-using support::Reports;
-using support::require_report;
 
-constexpr char kFile[] = "nuv_messageheader";
 constexpr char kGuard = '\x5A';
 
 void expect_fields(const MessageHeader& header, int32_t type, int32_t dest, int32_t src) {
@@ -46,13 +42,6 @@ TEST_F(MessageHeaderTest, SwapsAllThree) {
   expect_fields(two, 1, 2, 3);
   NUV_MessageHeader_swap(&one, &one);
   expect_fields(one, -4, -5, -6);
-}
-
-TEST_F(MessageHeaderTest, StaysAsItIsWhenTheSourceIsNull) {
-  MessageHeader header = {1, 2, 3};
-  NUV_MessageHeader_swap(&header, nullptr);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, "((void *)0) != a_src")});
-  expect_fields(header, 1, 2, 3);
 }
 
 TEST_F(MessageHeaderTest, TracesALine) {
@@ -124,53 +113,6 @@ TEST_F(MessageHeaderTest, AnAbsentTextIsEmptyAndNoError) {
   char buffer[32];
   EXPECT_EQ(NUV_MessageHeader_trace(buffer, sizeof buffer, &header, "tx", "dst", "src", nullptr), 15);
   EXPECT_STREQ(buffer, "tx:dst#3:src#1:");
-}
-
-TEST_F(MessageHeaderTest, ReportsNullArgumentsOfATraceInTheirOrder) {
-  EXPECT_EQ(NUV_MessageHeader_trace(nullptr, 100, nullptr, nullptr, nullptr, nullptr, nullptr), 7);
-  EXPECT_EQ(
-      contracts_.take(),
-      (Reports{require_report(kFile, "((void *)0) != a_msg"), require_report(kFile, "((void *)0) != a_dest"),
-               require_report(kFile, "((void *)0) != a_prefix"), require_report(kFile, "((void *)0) != a_srcname"),
-               require_report(kFile, "((void *)0) != a_destname")}));
-}
-
-TEST_F(MessageHeaderTest, CarriesOnWithoutTheArgumentThatIsNull) {
-  const MessageHeader header = {0, 3, 1};
-  const struct {
-    const char* name;
-    const MessageHeader* header;
-    const char* prefix;
-    const char* dest;
-    const char* src;
-    const char* line;
-  } kCases[] = {
-      {"a_msg", nullptr, "tx", "dst", "src", "tx:dst#0:src#0:hello"},
-      {"a_prefix", &header, nullptr, "dst", "src", ":dst#3:src#1:hello"},
-      {"a_destname", &header, "tx", nullptr, "src", "tx:#3:src#1:hello"},
-      {"a_srcname", &header, "tx", "dst", nullptr, "tx:dst#3:#1:hello"},
-  };
-  for (const auto& row : kCases) {
-    SCOPED_TRACE(row.name);
-    char buffer[32];
-    EXPECT_EQ(NUV_MessageHeader_trace(buffer, sizeof buffer, row.header, row.prefix, row.dest, row.src, "hello"),
-              static_cast<int32_t>(std::strlen(row.line)));
-    EXPECT_STREQ(buffer, row.line);
-    EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, (std::string("((void *)0) != ") + row.name).c_str())});
-  }
-}
-
-TEST_F(MessageHeaderTest, WithoutABufferOnlyTellsTheLength) {
-  const MessageHeader header = {};
-  EXPECT_EQ(NUV_MessageHeader_trace(nullptr, 100, &header, "p", "d", "s", "t"), 11);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, "((void *)0) != a_dest")});
-}
-
-TEST(MessageHeaderNull, SetAndSwapReportANullHeader) {
-  EXPECT_EQ(support::first_report([] { NUV_MessageHeader_set(nullptr, 1, 2, 3); }),
-            require_report(kFile, "((void *)0) != a_msg"));
-  EXPECT_EQ(support::first_report([] { NUV_MessageHeader_swap(nullptr, nullptr); }),
-            require_report(kFile, "((void *)0) != a_this"));
 }
 
 }  // namespace

@@ -1,11 +1,9 @@
 #include "nuv_selectset.h"
 
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <string.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <map>
@@ -18,23 +16,15 @@
 #include "nuv_sysloglevel.h"
 #include "support/child_process.h"
 #include "support/contract_recorder.h"
-#include "support/fault_injector.h"
-#include "support/first_report.h"
+#include "support/fault_loop.h"
 
 namespace {
 
-using support::check_report;
 using support::ChildProcess;
 using support::ContractRecorder;
-using support::FaultInjector;
-using support::Report;
-using support::Reports;
-using support::require_report;
+using support::each_fault;
+using support::Fault;
 
-constexpr char kFile[] = "nuv_selectset";
-constexpr char kIsKnown[] = "((void *)0) != pTmpRecv";
-constexpr char kHasRoom[] = "NUV_SelectSet_available( a_this) == 1";
-constexpr char kHasRoomAfterwards[] = "1 == NUV_SelectSet_available( a_this)";
 
 constexpr uint8_t kStays = 0;
 constexpr uint8_t kOneCycle = 1;
@@ -85,12 +75,6 @@ class SelectSetTest : public ::testing::Test {
 
   void add_all(const Fds& fds) {
     for (const int32_t fd : fds) {
-      add(fd);
-    }
-  }
-
-  void fill() {
-    for (int32_t fd = 0; fd < 1024; ++fd) {
       add(fd);
     }
   }
@@ -507,120 +491,19 @@ TEST_F(SelectSetTest, TakesAThousandAndTwentyFourReceivers) {
   EXPECT_EQ(fired_.back(), 0);
 }
 
-// Room is required even where none is needed. A handler that returns gets its way, and one receiver too many.
-TEST_F(SelectSetTest, AFullSetReportsEveryRegistration) {
-  fill();
-  const Reports no_room = {require_report(kFile, kHasRoom)};
-  NUV_SelectRecv* receiver = set_.m_pFirst;
-  EXPECT_EQ(NUV_SelectSet_setReceiver(&set_, 1023, nullptr, 77, kStays, note), receiver);
-  EXPECT_EQ(contracts_.take(), no_room);
-  EXPECT_EQ(receiver->m_uArg2, 77U);
-  EXPECT_EQ(set_.m_uCount, 1024U);
-
-  ASSERT_NE(add(-1), nullptr);
-  EXPECT_EQ(contracts_.take(), no_room);
-  EXPECT_EQ(list().size(), 1025U);
-  EXPECT_EQ(NUV_SelectSet_available(&set_), 0);
-
-  remove(500);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, kHasRoomAfterwards)});
-  EXPECT_EQ(list().size(), 1024U);
-  remove(501);
-  EXPECT_EQ(list().size(), 1023U);
-  EXPECT_EQ(NUV_SelectSet_available(&set_), 1);
-}
-
-// The immediate removal has made room when the set looks for it, the deferred one has not.
-TEST_F(SelectSetTest, OnlyADeferredRemovalFromAFullSetIsReported) {
-  fill();
-  actions_[7] = [this] { remove(8); };
-  EXPECT_EQ(process({7, 8}).size(), 2U);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, kHasRoomAfterwards)});
-  EXPECT_EQ(set_.m_uCount, 1024U);
-  purge();
-  EXPECT_EQ(set_.m_uCount, 1023U);
-
-  add(8);
-  EXPECT_EQ(set_.m_uCount, 1024U);
-  remove(8);
-  EXPECT_EQ(set_.m_uCount, 1023U);
-}
-
 TEST_F(SelectSetTest, WithoutMemoryRegistersNothing) {
   add_all({1, 2});
-  {
-    const FaultInjector no_memory("malloc", 1, ENOMEM);
-    EXPECT_EQ(add(3), nullptr);
-    EXPECT_TRUE(no_memory.has_struck());
-  }
-  EXPECT_EQ(list(), (Fds{2, 1}));
-  {
-    const FaultInjector no_memory("malloc", 1, ENOMEM);
-    EXPECT_NE(add(2), nullptr) << "a replacement needs no memory";
-    EXPECT_FALSE(no_memory.has_struck());
-  }
-  EXPECT_NE(add(3), nullptr);
-  EXPECT_EQ(process({1, 2, 3}), (Fds{3, 2, 1}));
-}
-
-TEST_F(SelectSetTest, ANullFdSetIsReportedAndNotTouched) {
-  const Reports null_set = {require_report(kFile, "((void *)0) != a_fdset")};
-  add(1);
-  add(2, kOneCycle);
-  NUV_SelectSet_setFdSet(&set_, nullptr);
-  EXPECT_EQ(contracts_.take(), null_set);
-  EXPECT_EQ(NUV_SelectSet_process(&set_, kUnlimited, nullptr), 0U);
-  EXPECT_EQ(contracts_.take(), null_set);
-  EXPECT_EQ(set_.m_bProcessing, 0);
-  EXPECT_EQ(fired_, Fds{});
-  NUV_SelectSet_internalRemoveDeleted(&set_, nullptr);
-  EXPECT_EQ(contracts_.take(), null_set);
-  EXPECT_EQ(list(), Fds{1}) << "the purge needs no fd_set";
-}
-
-// It counts as called, so that a reactor does not wait for it for ever.
-TEST_F(SelectSetTest, ANullCallbackIsReportedAndNeverCalled) {
-  EXPECT_NE(NUV_SelectSet_setReceiver(&set_, 1, nullptr, 0, kStays, nullptr), nullptr);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, "((void *)0) != a_recvfunc")});
-  const fd_set ready = fd_set_of({1});
-  EXPECT_EQ(NUV_SelectSet_process(&set_, kUnlimited, &ready), 1U);
-  EXPECT_EQ(list(), Fds{1});
-}
-
-// Reports go to standard output, where they outlive the process.
-void print_report(uint32_t type, const char* file, uint32_t /*line*/, const char* text) {
-  std::printf("%u|%s|%s\n", type, file, text);
-  std::fflush(stdout);
-}
-
-// A handler that returns leads on into the C library's assertion, for a set with other receivers and for an empty one.
-TEST_F(SelectSetTest, RemovingAnUnknownDescriptorAborts) {
-  for (const Fds& others : {Fds{}, Fds{1, 2}}) {
-    SCOPED_TRACE(others.size());
-    start_again();
-    add_all(others);
-    const ChildProcess child([this] {
-      NUV_Assert_setErrorHandler(print_report);
-      remove(3);
-    });
-    EXPECT_TRUE(child.was_killed_by(SIGABRT)) << child.outcome();
-    EXPECT_EQ(child.out(),
-              "3|nuv_selectset|((void *)0) != pTmpRecv\n"
-              "1|nuv_selectset|((void *)0) != a_selectrecv\n");
-    constexpr char kExpression[] =
-        R"(*_p_!=((void *)0) && "element is not member of the container, use DELETE_IF_MEMBER instead"!=((void *)0))";
-    constexpr char kPlace[] = "platform/iad/user/userlib/source/nuv_selectset";
-    constexpr char kFunction[] = "NUV_SelectSet_internalRemove";
-#ifdef __GLIBC__
-    EXPECT_EQ(child.err(), std::string(program_invocation_short_name) + ": " + kPlace + ":58: " + kFunction +
-                               ": Assertion `" + kExpression + "' failed.\n");
-#else
-    // Another C library words the line in its own way.
-    for (const char* part : {kExpression, kPlace, kFunction, "58"}) {
-      EXPECT_NE(child.err().find(part), std::string::npos) << part;
-    }
-#endif
-  }
+  const int blocks = each_fault("malloc", {ENOMEM}, [this](Fault& fault) {
+    const NUV_SelectRecv* replaced = fault.during([this] { return add(2); });
+    EXPECT_NE(replaced, nullptr) << "a replacement needs no memory";
+    const NUV_SelectRecv* added = fault.during([this] { return add(3); });
+    EXPECT_EQ(added == nullptr, fault.has_struck());
+    EXPECT_EQ(list(), fault.has_struck() ? (Fds{2, 1}) : (Fds{3, 2, 1}));
+    add(3);
+    EXPECT_EQ(process({1, 2, 3}), (Fds{3, 2, 1}));
+    remove(3);
+  });
+  EXPECT_EQ(blocks, 1);
 }
 
 TEST_F(SelectSetTest, RemovingAnUnknownDescriptorEndsTheProcess) {
@@ -633,16 +516,6 @@ TEST_F(SelectSetTest, RemovingAnUnknownDescriptorEndsTheProcess) {
   EXPECT_TRUE(child.has_exited(255)) << child.outcome();
   EXPECT_NE(child.out().find(":check failed:((void *)0) != pTmpRecv\n"), std::string::npos) << child.out();
   EXPECT_EQ(child.err(), "");
-}
-
-// In a dispatch nothing is unlinked, so that there is nothing to be damaged either.
-TEST_F(SelectSetTest, RemovingAnUnknownDescriptorInADispatchIsOnlyReported) {
-  add_all({1, 2});
-  actions_[2] = [this] { remove(3); };
-  EXPECT_EQ(process({1, 2}), (Fds{2, 1}));
-  EXPECT_EQ(contracts_.take(), Reports{check_report(kFile, kIsKnown)});
-  purge();
-  EXPECT_EQ(list(), (Fds{2, 1}));
 }
 
 // Neither may free a record that the dispatch around it still walks over.
@@ -749,26 +622,6 @@ TEST_F(SelectSetTest, StaysSoundWhateverCallbacksDo) {
     EXPECT_EQ(std::set<int32_t>(fds.begin(), fds.end()).size(), fds.size()) << "two receivers of one descriptor";
   }
   EXPECT_GT(fired, 500U);
-}
-
-TEST(SelectSetNull, EveryOperationReportsANullSet) {
-  const struct {
-    const char* name;
-    void (*call)();
-  } kCases[] = {
-      {"construct", [] { NUV_SelectSet_construct(nullptr); }},
-      {"destruct", [] { NUV_SelectSet_destruct(nullptr); }},
-      {"available", [] { NUV_SelectSet_available(nullptr); }},
-      {"setReceiver", [] { NUV_SelectSet_setReceiver(nullptr, 0, nullptr, 0, 0, nullptr); }},
-      {"removeReceiver", [] { NUV_SelectSet_removeReceiver(nullptr, 0); }},
-      {"setFdSet", [] { NUV_SelectSet_setFdSet(nullptr, nullptr); }},
-      {"process", [] { NUV_SelectSet_process(nullptr, 1, nullptr); }},
-      {"internalRemoveDeleted", [] { NUV_SelectSet_internalRemoveDeleted(nullptr, nullptr); }},
-  };
-  for (const auto& row : kCases) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(support::first_report(row.call), require_report(kFile, "((void *)0) != a_this"));
-  }
 }
 
 }  // namespace

@@ -5,19 +5,23 @@
 #include <time.h>
 
 #include <array>
+#include <cerrno>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "support/captured_stdout.h"
 #include "support/fake_clock.h"
+#include "support/fault_loop.h"
 #include "support/syslog_double.h"
 #include "support/time_zone.h"
 
 namespace {
 
 using support::CapturedStdout;
+using support::each_fault;
 using support::FakeClock;
+using support::Fault;
 using support::SyslogDouble;
 using support::SyslogLine;
 using support::TimeZone;
@@ -250,6 +254,27 @@ TEST_F(SyslogTest, TimestampHasNoTextForAYearOfFiveCharacters) {
 // Nothing to look at: it comes back.
 TEST_F(SyslogTest, TimestampTakesNull) {
   _getTimestamp(nullptr);
+}
+
+TEST_F(SyslogTest, LinesAreWrittenWithoutAClockOrADate) {
+  NUV_Syslog_set(0);
+  const struct {
+    const char* function;
+    std::string text;
+  } kCases[] = {{"time", "Dec 31 23:59:59"}, {"localtime_r", ""}};
+  for (const auto& row : kCases) {
+    each_fault(row.function, {EFAULT, EINTR}, [&](Fault& fault) {
+      const uint8_t byte = 0xAB;
+      fault.during([&] {
+        NUV_Syslog_info("x.c", 7, "one");
+        NUV_Syslog_error("x.c", 7, "two");
+        NUV_Syslog_dump("x.c", 7, "frame", &byte, 1);
+      });
+      EXPECT_EQ(console_.take(), (fault.nth() == 1 ? row.text : kStamp) + ":info:one\n" +
+                                     (fault.nth() == 2 ? row.text : kStamp) + ":error:x.c:7:two\n" +
+                                     (fault.nth() == 3 ? row.text : kStamp) + ":frame:AB\n");
+    });
+  }
 }
 
 TEST_F(SyslogTest, EveryConsoleLineHasItsOwnTime) {

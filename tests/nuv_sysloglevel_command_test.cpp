@@ -1,18 +1,21 @@
 // The operator's "tr" command, to the blank.
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <climits>
 #include <string>
 #include <vector>
 
 #include "nuv_sysloglevel.h"
 #include "nuv_sysloglevel_internal.h"
+#include "support/descriptors.h"
+#include "support/fault_loop.h"
 #include "support/trace_test.h"
 
 namespace {
 
-using support::Reports;
-using support::require_report;
+using support::each_fault;
+using support::Fault;
 using userlib::g_modules;
 using userlib::g_trace_output;
 using Words = std::vector<std::string>;
@@ -127,14 +130,6 @@ TEST_F(SysloglevelCommandTest, TheCommandWordItselfMayBeAny) {
   char help[] = "help";
   char* words[] = {other, help};
   NUV_Sysloglevel_handleCmd(this, 2, words);
-  EXPECT_EQ(console_.take(), kHelp);
-}
-
-TEST_F(SysloglevelCommandTest, ReportsANullObjectAndGoesOn) {
-  char tr[] = "tr";
-  char* words[] = {tr};
-  NUV_Sysloglevel_handleCmd(nullptr, 1, words);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, "((void *)0) != a_this")});
   EXPECT_EQ(console_.take(), kHelp);
 }
 
@@ -358,6 +353,42 @@ TEST_F(SysloglevelCommandTest, RestoreOfAMissingFileSwitchesAllTracesOff) {
   EXPECT_EQ(mask(1), 0U);
   EXPECT_EQ(mask(2), 113U);
   EXPECT_EQ(tr({"restore", "/flash/other"}), "The given Init-File (/flash/other) of TraceLevel could not open.\n");
+}
+
+TEST_F(SysloglevelCommandTest, SaveSaysThatAStepHasFailed) {
+  for (const char* function : {"fopen", "fclose"}) {
+    each_fault(function, {EIO, ENOSPC, EINTR}, [this](Fault& fault) {
+      const std::string printed = fault.during([this] { return tr({"save", "/flash/other"}); });
+      EXPECT_EQ(printed, fault.has_struck() ? "File /flash/other is not updated\n"
+                                            : "Actual tracelevel is saved in file /flash/other\n");
+      EXPECT_EQ(mask(1), 113U);
+    });
+  }
+}
+
+TEST_F(SysloglevelCommandTest, RestoreSwitchesAllTracesOffBeforeAStepFails) {
+  files_.write(kDefaultPath, std::string(kHeader) + "0;\"VoipPhone\";48\n\n");
+  for (const char* function : {"fopen", "fgets"}) {
+    each_fault(function, {EIO, EMFILE, EINTR}, [&](Fault& fault) {
+      NUV_Sysloglevel_changeTracelevelAll(113);
+      const std::string printed = fault.during([this] { return tr({"restore"}); });
+      const bool is_opened = !fault.has_struck() || std::string(function) != "fopen";
+      EXPECT_EQ(printed, is_opened ? "" : kMissing);
+      EXPECT_EQ(mask(0), 0U);
+      EXPECT_EQ(mask(1), !fault.has_struck() || fault.nth() > 5 ? 48U : 0U);
+      EXPECT_TRUE(take_log().empty());
+    });
+  }
+}
+
+TEST_F(SysloglevelCommandTest, AFifoIsNoInitFile) {
+  const support::TestFifo fifo(files_.real_path(kDefaultPath));
+  const std::string content = std::string(kHeader) + "0;\"VoipPhone\";48\n\n";
+  fifo.put(content);
+  EXPECT_EQ(tr({"save"}), "File /flash/phoned.ini is not updated\n");
+  EXPECT_EQ(tr({"restore"}), kMissing);
+  EXPECT_EQ(mask(1), 0U);
+  EXPECT_EQ(fifo.take(), content);
 }
 
 // By the time the damage is found the module TraceLevel has no mask that would let its error through.

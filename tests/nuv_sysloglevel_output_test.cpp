@@ -92,6 +92,9 @@ class SysloglevelLinesTest : public support::TraceTest {
   int module_;
 };
 
+// What is reported of handles that are none, and which lines there are of them.
+using SysloglevelLinesContracts = SysloglevelLinesTest;
+
 TEST_F(SysloglevelLinesTest, EveryTypeHasItsLine) {
   const char* const kLines[] = {
       "info:Line   boom",
@@ -247,7 +250,7 @@ TEST_F(SysloglevelLinesTest, EveryConsoleLineHasItsOwnTime) {
 
 // Types that print their place: the line about the module, then its report. What follows are the reports of the
 // registry, which is asked for the name and, for each output, for the mask.
-TEST_F(SysloglevelLinesTest, ReportsAnUnregisteredModuleWithThePlace) {
+TEST_F(SysloglevelLinesContracts, ReportsAnUnregisteredModuleWithThePlace) {
   for (const Operation& operation : kOperations) {
     if (operation.form != Form::kLocated) {
       continue;
@@ -271,7 +274,7 @@ TEST_F(SysloglevelLinesTest, ReportsAnUnregisteredModuleWithThePlace) {
 }
 
 // Types that do not print it ask for the name first.
-TEST_F(SysloglevelLinesTest, ReportsAnUnregisteredModuleWithoutThePlace) {
+TEST_F(SysloglevelLinesContracts, ReportsAnUnregisteredModuleWithoutThePlace) {
   for (const Operation& operation : kOperations) {
     if (operation.form != Form::kShort) {
       continue;
@@ -290,7 +293,7 @@ TEST_F(SysloglevelLinesTest, ReportsAnUnregisteredModuleWithoutThePlace) {
   }
 }
 
-TEST_F(SysloglevelLinesTest, ReportsAnUnregisteredModuleWithGuiOutput) {
+TEST_F(SysloglevelLinesContracts, ReportsAnUnregisteredModuleWithGuiOutput) {
   for (const Output output : kOutputs) {
     use(output);
     NUV_Sysloglevel_guioutput(-1, "source/line.c", 7, "boom");
@@ -302,7 +305,7 @@ TEST_F(SysloglevelLinesTest, ReportsAnUnregisteredModuleWithGuiOutput) {
   }
 }
 
-TEST_F(SysloglevelLinesTest, TheLineAboutAnUnregisteredModuleComesBeforeItsReport) {
+TEST_F(SysloglevelLinesContracts, TheLineAboutAnUnregisteredModuleComesBeforeItsReport) {
   NUV_Sysloglevel_error(-1, "line.c", 7, "boom");
   EXPECT_EQ(take_log_texts(),
             (Texts{"error:sysloglevel: Module not registered for message: line.c:7   boom", require_text(kIsRegistered),
@@ -314,7 +317,7 @@ TEST_F(SysloglevelLinesTest, TheLineAboutAnUnregisteredModuleComesBeforeItsRepor
   EXPECT_EQ(contracts_.take().size(), 6U);
 }
 
-TEST_F(SysloglevelLinesTest, NullTextsOfAnUnregisteredModuleReadAsEmpty) {
+TEST_F(SysloglevelLinesContracts, NullTextsOfAnUnregisteredModuleReadAsEmpty) {
   const uint8_t byte = 0xAB;
   for (const Operation& operation : kOperations) {
     operation.call(-1, nullptr, 7, nullptr);
@@ -332,7 +335,7 @@ TEST_F(SysloglevelLinesTest, NullTextsOfAnUnregisteredModuleReadAsEmpty) {
 }
 
 // The default handler ends the process with the first report.
-TEST(SysloglevelUnregistered, TheFirstReportSaysSo) {
+TEST(SysloglevelLinesContractsNull, TheFirstReportOfAnUnregisteredModuleSaysSo) {
   for (const Operation& operation : kOperations) {
     SCOPED_TRACE(operation.name);
     const char* text = operation.form == Form::kShort ? kIsNotNegative : kIsRegistered;
@@ -347,7 +350,7 @@ TEST(SysloglevelUnregistered, TheFirstReportSaysSo) {
 }
 
 // A handle past the registry is reported, and nothing is read there or written for it.
-TEST_F(SysloglevelLinesTest, ReportsHandlesPastTheRegistry) {
+TEST_F(SysloglevelLinesContracts, ReportsHandlesPastTheRegistry) {
   NUV_Sysloglevel_changeTracelevelAll(0xFFFFFFFF);
   const uint8_t bytes[17] = {};
   for (const int handle : {60, 61, INT_MAX}) {
@@ -412,7 +415,7 @@ TEST_F(SysloglevelLinesTest, MessageFlowTakesNullTexts) {
   EXPECT_EQ(take_log_texts(), Texts{"tracemf: :1 -->--> :2  TX"});
 }
 
-TEST_F(SysloglevelLinesTest, ReportsAnUnregisteredModuleWithMessageFlow) {
+TEST_F(SysloglevelLinesContracts, ReportsAnUnregisteredModuleWithMessageFlow) {
   for (const Output output : kOutputs) {
     use(output);
     NUV_Sysloglevel_tracemf(-1, "Channel", 0xFFFFFFFF, "DIALLED", "DialPlan", 0x80000000, 1);
@@ -497,7 +500,7 @@ TEST_F(SysloglevelLinesTest, DumpTakesNullTextsAndNullData) {
   EXPECT_TRUE(take_log().empty()) << "without bytes there is no line, not even about the module";
 }
 
-TEST_F(SysloglevelLinesTest, ReportsAnUnregisteredModuleWithEveryLineOfADump) {
+TEST_F(SysloglevelLinesContracts, ReportsAnUnregisteredModuleWithEveryLineOfADump) {
   const uint8_t bytes[17] = {0xFF, 0x01};
   const std::string text = "error:sysloglevel: Module not registered for message: frame: ";
   const std::string first = "FF 01 00 00 00 00 00 00 00 00 00 00 00 00 00 00";

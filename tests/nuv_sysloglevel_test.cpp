@@ -19,7 +19,7 @@
 #include "support/contract_recorder.h"
 #include "support/fake_clock.h"
 #include "support/fake_files.h"
-#include "support/fault_injector.h"
+#include "support/fault_loop.h"
 #include "support/syslog_double.h"
 #include "support/time_zone.h"
 
@@ -27,9 +27,10 @@ namespace {
 
 using support::CapturedStdout;
 using support::ContractRecorder;
+using support::each_fault;
 using support::FakeClock;
 using support::FakeFiles;
-using support::FaultInjector;
+using support::Fault;
 using support::SyslogDouble;
 using support::SyslogLine;
 using support::TimeZone;
@@ -179,10 +180,19 @@ TEST_F(SysloglevelOutputTest, QuietMarkerIsLookedForAtEachCall) {
 
 TEST_F(SysloglevelOutputTest, QuietMarkerThatCannotBeLookedAtCountsAsMissing) {
   be_quiet();
-  const FaultInjector no_access("access", 1, EACCES);
-  NUV_Sysloglevel_setConsole(1);
-  EXPECT_EQ(no_access.calls(), 1);
-  EXPECT_EQ(output(), "both");
+  each_fault("access", {EACCES, EIO, EINTR}, [this](Fault& fault) {
+    g_trace_output.console = 0;
+    fault.during([] { NUV_Sysloglevel_setConsole(1); });
+    EXPECT_EQ(output(), fault.has_struck() ? "both" : "log");
+    g_trace_output.console = 0;
+    NUV_Sysloglevel_setConsole(1);
+    EXPECT_EQ(output(), "log");
+  });
+  each_fault("access", {EACCES}, [this](Fault& fault) {
+    g_trace_output = kAtStart;
+    fault.during([] { NUV_Sysloglevel_set(0); });
+    EXPECT_EQ(output(), fault.has_struck() ? "console" : "nowhere");
+  });
 }
 
 TEST_F(SysloglevelOutputTest, ReportIsOneErrorLineOfTheSystemLog) {
@@ -419,25 +429,48 @@ TEST_F(SysloglevelOutputTest, TimestampOfATimeWithoutDateIsEmpty) {
   EXPECT_STREQ(text, "");
 }
 
-// A locale may have longer months than there is room for.
-TEST_F(SysloglevelOutputTest, TimestampThatDoesNotFitIsEmpty) {
-  for (uint32_t size = 17; size <= 26; ++size) {
-    SCOPED_TRACE(size);
-    const FaultInjector no_room("strftime", 1, 0);
-    GuardedBuffer buffer;
-    getTimestamp(buffer.text(), size);
-    EXPECT_TRUE(no_room.has_struck());
-    EXPECT_STREQ(buffer.text(), "");
-    EXPECT_TRUE(buffer.is_untouched_behind(size));
+// The empty text is also what is left of a text that finds no room: a locale may have longer months than the buffer.
+TEST_F(SysloglevelOutputTest, TimestampGoesOnWithoutAClockAndIsEmptyWithoutADate) {
+  const struct {
+    const char* function;
+    const char* text;
+  } kCases[] = {
+      {"gettimeofday", "Jan  1 00:00:00:000"},
+      {"localtime_r", ""},
+      {"strftime", ""},
+  };
+  for (const auto& row : kCases) {
+    for (uint32_t size = 17; size <= 26; ++size) {
+      each_fault(row.function, {EINVAL, EINTR}, [&](Fault& fault) {
+        GuardedBuffer buffer;
+        fault.during([&] { getTimestamp(buffer.text(), size); });
+        EXPECT_EQ(buffer.text(), std::string(fault.has_struck() ? row.text : kStamp).substr(0, size - 2));
+        EXPECT_TRUE(buffer.is_untouched_behind(size));
+      });
+    }
   }
 }
 
-TEST_F(SysloglevelOutputTest, TimestampWithoutAClockIsTheStartOfTime) {
-  const FaultInjector no_clock("gettimeofday", 1, EFAULT);
-  char text[26] = {};
-  getTimestamp(text, sizeof text);
-  EXPECT_STREQ(text, "Jan  1 00:00:00:000");
-  EXPECT_EQ(no_clock.calls(), 1);
+// Nothing to look at: it comes back.
+TEST_F(SysloglevelOutputTest, TimestampTakesNull) {
+  getTimestamp(nullptr, 0);
+  getTimestamp(nullptr, 26);
+}
+
+// A line comes without its time rather than not at all.
+TEST_F(SysloglevelOutputTest, LinesAreWrittenWithoutATime) {
+  for (const char* function : {"gettimeofday", "localtime_r", "strftime"}) {
+    each_fault(function, {EINVAL, EINTR}, [&](Fault& fault) {
+      NUV_Sysloglevel_set(0);
+      fault.during([] {
+        NUV_Sysloglevel_assert("nuv_frame", 42, "text");
+        NUV_Sysloglevel_statusinfo("phoned", "running");
+      });
+      const std::string without = function == std::string("gettimeofday") ? "Jan  1 00:00:00:000" : "";
+      EXPECT_EQ(console_.take(), (fault.nth() == 1 ? without : kStamp) + ": error: nuv_frame:42   text\n" +
+                                     (fault.nth() == 2 ? without : kStamp) + " running\n");
+    });
+  }
 }
 
 }  // namespace

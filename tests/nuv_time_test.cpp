@@ -10,7 +10,7 @@
 #include <string>
 
 #include "support/fake_clock.h"
-#include "support/fault_injector.h"
+#include "support/fault_loop.h"
 #include "support/time_zone.h"
 
 // For the comparisons below; both fields count, nothing is normalised.
@@ -24,8 +24,9 @@ static std::ostream& operator<<(std::ostream& out, const timeval& time) {
 
 namespace {
 
+using support::each_fault;
 using support::FakeClock;
-using support::FaultInjector;
+using support::Fault;
 using support::TimeZone;
 
 constexpr char kRule[] = "MEZ-1MESZ,M3.5.0,M10.5.0/3";
@@ -96,16 +97,6 @@ TEST(TimeTickCount, DifferenceSurvivesTheWrap) {
   EXPECT_EQ(after - before, 10U);
 }
 
-TEST(TimeTickCount, OfAFailingClockIsTheError) {
-  FakeClock clock;
-  clock.fail_with(EPERM);
-  EXPECT_EQ(NUV_GetTickCount(), static_cast<uint32_t>(EPERM));
-  clock.fail_with(EINVAL);
-  EXPECT_EQ(NUV_GetTickCount(), static_cast<uint32_t>(EINVAL));
-  clock.fail_with(0);
-  EXPECT_EQ(NUV_GetTickCount(), 1000000U);
-}
-
 TEST(TimeAbsolute, IsTheMonotonicClockInMicroseconds) {
   FakeClock clock;
   clock.set_wall({77, 77});
@@ -126,16 +117,6 @@ TEST(TimeAbsolute, IsTheMonotonicClockInMicroseconds) {
     timeval time = {-1, -1};
     EXPECT_EQ(nuv_gettimeofday_absolute(&time), 0);
     EXPECT_EQ(time, row.now) << "nanoseconds are cut off";
-  }
-}
-
-TEST(TimeAbsolute, OfAFailingClockIsTheErrorAndLeavesTheTimeAlone) {
-  FakeClock clock;
-  for (const int error : {EINVAL, EPERM}) {
-    clock.fail_with(error);
-    timeval time = {-7, 1234567};
-    EXPECT_EQ(nuv_gettimeofday_absolute(&time), error);
-    EXPECT_EQ(time, (timeval{-7, 1234567}));
   }
 }
 
@@ -166,11 +147,6 @@ TEST(TimeGetTime, IsTheWallClockInMicroseconds) {
     clock.set_wall(row.wall);
     EXPECT_EQ(NUV_Time_getTime(), row.stamp);
   }
-}
-
-TEST(TimeGetTime, OfAFailingClockIsZero) {
-  const FaultInjector no_clock("gettimeofday", 1, EFAULT);
-  EXPECT_EQ(NUV_Time_getTime(), 0U);
 }
 
 TEST(TimeGmTime, IsNowInUtcWhateverTheZone) {
@@ -239,12 +215,6 @@ TEST(TimeLocalTimeSeconds, AreThoseOfTheWallClock) {
   EXPECT_EQ(NUV_localTime(&stored), 1234567890);
   EXPECT_EQ(stored, 1234567890);
   EXPECT_EQ(NUV_localTime(nullptr), 1234567890);
-}
-
-TEST(TimeLocalTimeSeconds, PassTheFailureOfTheClockThrough) {
-  const TimeZone zone(nullptr);
-  const FaultInjector no_clock("time", 1, EOVERFLOW);
-  EXPECT_EQ(NUV_localTime(nullptr), -1);
 }
 
 TEST(TimeLocalTimeSeconds, PutTheRuleIntoTheEnvironment) {
@@ -439,6 +409,97 @@ TEST(TimeTimevalCmp, ComparesSecondsBeforeMicroseconds) {
     EXPECT_EQ(NUV_timeval_cmp(&row.a, &row.b), row.result);
     EXPECT_EQ(NUV_timeval_cmp(&row.b, &row.a), -row.result);
   }
+}
+
+// --- Calls that fail ---
+
+// No caller can tell the error from a count.
+TEST(TimeFaults, TheTickCountOfAFailingClockIsTheError) {
+  FakeClock clock;
+  const int reads = each_fault("clock_gettime", {EPERM, EINVAL, EINTR}, [](Fault& fault) {
+    const uint32_t ticks = fault.during(NUV_GetTickCount);
+    EXPECT_EQ(ticks, fault.has_struck() ? static_cast<uint32_t>(fault.error()) : 1000000U);
+    EXPECT_EQ(NUV_GetTickCount(), 1000000U);
+  });
+  EXPECT_EQ(reads, 1);
+}
+
+TEST(TimeFaults, AFailingClockLeavesTheTimeAlone) {
+  FakeClock clock;
+  const int reads = each_fault("clock_gettime", {EPERM, EINVAL, EINTR}, [](Fault& fault) {
+    timeval time = {-7, 1234567};
+    const int32_t result = fault.during([&] { return nuv_gettimeofday_absolute(&time); });
+    EXPECT_EQ(result, fault.has_struck() ? fault.error() : 0);
+    EXPECT_EQ(time, (fault.has_struck() ? timeval{-7, 1234567} : timeval{1000, 0}));
+    EXPECT_EQ(nuv_gettimeofday_absolute(&time), 0);
+    EXPECT_EQ(time, (timeval{1000, 0}));
+  });
+  EXPECT_EQ(reads, 1);
+}
+
+TEST(TimeFaults, TheStampOfAFailingClockIsZero) {
+  FakeClock clock;
+  clock.set_wall({1, 2});
+  const int reads = each_fault("gettimeofday", {EFAULT, EPERM}, [](Fault& fault) {
+    const uint32_t stamp = fault.during(NUV_Time_getTime);
+    EXPECT_EQ(stamp, fault.has_struck() ? 0U : 1000002U);
+    EXPECT_EQ(NUV_Time_getTime(), 1000002U);
+  });
+  EXPECT_EQ(reads, 1);
+}
+
+// What the C library says is passed on: -1 for a time, null for one that cannot be broken down.
+TEST(TimeFaults, PassOnWhatTheCLibrarySays) {
+  FakeClock clock;
+  clock.set_wall({utc(2024, 7, 1, 12, 30, 59), 0});
+  const struct {
+    const char* function;
+    tm* (*now)();
+    const char* before;  // what becomes of the time -1, or null
+    const char* after;
+  } kCases[] = {
+      {"time", NUV_getGMTime, "1969-12-31 23:59:59 GMT", "2024-07-01 12:30:59 GMT"},
+      {"gmtime", NUV_getGMTime, nullptr, "2024-07-01 12:30:59 GMT"},
+      {"time", NUV_getLocalTime, "1970-01-01 00:59:59 MEZ", "2024-07-01 14:30:59 MESZ"},
+      {"localtime", NUV_getLocalTime, nullptr, "2024-07-01 14:30:59 MESZ"},
+      // Where there is no room for the rule, the zone is the one that was there before.
+      {"putenv", NUV_getLocalTime, "2024-07-01 07:30:59 EST", "2024-07-01 14:30:59 MESZ"},
+  };
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(row.function);
+    const int calls = each_fault(row.function, {EOVERFLOW, ENOMEM}, [&row](Fault& fault) {
+      const TimeZone zone("EST5");
+      const tm* time = fault.during(row.now);
+      const std::string text = time != nullptr ? text_of(time) : "null";
+      EXPECT_EQ(text, !fault.has_struck() ? row.after : row.before != nullptr ? row.before : "null");
+      EXPECT_EQ(text_of(row.now()), row.after);
+    });
+    EXPECT_EQ(calls, 1);
+  }
+}
+
+TEST(TimeFaults, TheSecondsOfAFailingClockAreMinusOne) {
+  FakeClock clock;
+  clock.set_wall({1234567890, 0});
+  const int reads = each_fault("time", {EOVERFLOW, EFAULT}, [](Fault& fault) {
+    const TimeZone zone(nullptr);
+    time_t stored = -7;
+    const time_t seconds = fault.during([&] { return NUV_localTime(&stored); });
+    EXPECT_EQ(seconds, fault.has_struck() ? -1 : 1234567890);
+    EXPECT_EQ(stored, fault.has_struck() ? -7 : 1234567890);
+    EXPECT_EQ(TimeZone::current(), kRule) << "the rule is in force all the same";
+    EXPECT_EQ(NUV_localTime(nullptr), 1234567890);
+  });
+  EXPECT_EQ(reads, 1);
+  const int rules = each_fault("putenv", {ENOMEM}, [](Fault& fault) {
+    const TimeZone zone(nullptr);
+    const time_t seconds = fault.during([] { return NUV_localTime(nullptr); });
+    EXPECT_EQ(seconds, 1234567890);
+    EXPECT_EQ(TimeZone::current().has_value(), !fault.has_struck());
+    NUV_localTime(nullptr);
+    EXPECT_EQ(TimeZone::current(), kRule);
+  });
+  EXPECT_EQ(rules, 1);
 }
 
 }  // namespace

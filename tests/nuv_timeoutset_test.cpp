@@ -4,7 +4,6 @@
 #include <string.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <functional>
 #include <iterator>
@@ -16,15 +15,12 @@
 
 #include "support/child_process.h"
 #include "support/contract_recorder.h"
-#include "support/fault_injector.h"
-#include "support/first_report.h"
 
 namespace {
 
 using support::ChildProcess;
 using support::ContractRecorder;
 using support::ensure_report;
-using support::FaultInjector;
 using support::Report;
 using support::Reports;
 using support::require_report;
@@ -231,42 +227,6 @@ TEST_F(TimeoutSetTest, GivesTheLowestFreeIdAgain) {
   EXPECT_EQ(add(5, kLater), 2U);
   EXPECT_EQ(add(6, kLater), 4U);
   expect_sound();
-}
-
-// One timer more than the record holds: the pool refuses, and not a byte behind the slots changes.
-TEST_F(TimeoutSetTest, RefusesTheEightyFirstTimer) {
-  struct {
-    uint8_t before[64];
-    TimeoutSet set;
-    uint8_t after[64];
-  } guarded;
-  memset(&guarded, 0xA5, sizeof guarded);
-  NUV_TimeoutSet_construct(&guarded.set);
-  for (uint32_t i = 0; i < 80; ++i) {
-    NUV_TimeoutSet_setReceiver(&guarded.set, kLater, this, i, kStays, note);
-  }
-  uint8_t untouched[sizeof guarded];
-  memcpy(untouched, &guarded, sizeof guarded);
-  EXPECT_EQ(NUV_TimeoutSet_setReceiver(&guarded.set, kNow, nullptr, 0xFFFFFFFF, kOneShot, note), 80U);
-  EXPECT_EQ(contracts_.take(), exhausted_pool());
-  EXPECT_EQ(memcmp(&guarded, untouched, sizeof guarded), 0);
-  EXPECT_EQ(guarded.set.m_uCount, 80U);
-  NUV_TimeoutSet_destruct(&guarded.set);
-}
-
-TEST_F(TimeoutSetTest, WithoutMemoryForIdsTakesNoTimer) {
-  TimeoutSet set;
-  {
-    const FaultInjector no_memory("malloc", 1, ENOMEM);
-    EXPECT_EQ(NUV_TimeoutSet_construct(&set), 1);
-    EXPECT_TRUE(no_memory.has_struck());
-  }
-  EXPECT_EQ(contracts_.take(), (Reports{Report{NUV_ASSERT_NULL_POINTER, kPoolFile, "NULL != a_this->m_pPool"}}));
-  EXPECT_EQ(NUV_TimeoutSet_setReceiver(&set, kNow, this, 0, kStays, note), 80U);
-  EXPECT_EQ(contracts_.take().size(), 3U) << "the pool says that it gave no index";
-  EXPECT_EQ(set.m_uCount, 0U);
-  EXPECT_EQ(NUV_TimeoutSet_process(&set, kUnlimited, &kNow), 0U);
-  NUV_TimeoutSet_destruct(&set);
 }
 
 // The callback's pointer leads to the remaining time inside the set.
@@ -543,23 +503,6 @@ TEST_F(TimeoutSetTest, RemovingTheOnlyTimerTwiceLeavesAnEmptySet) {
   expect_sound();
 }
 
-// Room is required even to make room. A handler that returns gets its way.
-TEST_F(TimeoutSetTest, RemovalFromAFullSetIsReported) {
-  fill(kLater);
-  remove(99);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, kHasRoom)});
-  EXPECT_EQ(set_.m_uCount, 80U);
-
-  remove(5);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, kHasRoom)});
-  EXPECT_EQ(set_.m_uCount, 79U);
-  EXPECT_EQ(set_.m_rgRecv[5].m_uArg2, 79U);
-  expect_sound();
-
-  remove(6);
-  EXPECT_EQ(set_.m_uCount, 78U);
-}
-
 TEST_F(TimeoutSetTest, RemovalFromAFullSetEndsTheProcess) {
   fill(kLater);
   const ChildProcess child([this] {
@@ -567,18 +510,6 @@ TEST_F(TimeoutSetTest, RemovalFromAFullSetEndsTheProcess) {
     remove(0);
   });
   EXPECT_TRUE(child.has_exited(255)) << child.outcome();
-}
-
-TEST_F(TimeoutSetTest, ADeferredRemovalFromAFullSetIsReportedToo) {
-  fill(kLater);
-  NUV_TimeoutSet_updateReceiver(&set_, 0, kNow);
-  plans_[0].action = [this](timeval*) { remove(79); };
-  EXPECT_EQ(process(), Numbers{0});
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, kHasRoom)});
-  EXPECT_EQ(set_.m_uCount, 80U);
-  EXPECT_EQ(set_.m_rgRecv[79].m_bDeleted, 1);
-  purge();
-  EXPECT_EQ(set_.m_uCount, 79U);
 }
 
 TEST_F(TimeoutSetTest, UpdateSetsTheRemainingTime) {
@@ -698,31 +629,6 @@ TEST_F(TimeoutSetTest, PurgeTakesTheMarkedTimersOut) {
     purge();
     EXPECT_EQ(numbers(), row.left);
   }
-}
-
-TEST_F(TimeoutSetTest, ANullTimeIsReportedAndChangesNothing) {
-  const Reports null_time = {require_report(kFile, "((void *)0) != a_currtimeout")};
-  EXPECT_EQ(NUV_TimeoutSet_setTimeout(&set_, nullptr), 0);
-  EXPECT_EQ(contracts_.take(), null_time);
-  add(0, kNow, kOneShot);
-  EXPECT_EQ(NUV_TimeoutSet_setTimeout(&set_, nullptr), 1);
-  EXPECT_EQ(contracts_.take(), null_time);
-  EXPECT_EQ(NUV_TimeoutSet_process(&set_, kUnlimited, nullptr), 0U);
-  EXPECT_EQ(contracts_.take(), null_time);
-  EXPECT_EQ(set_.m_bProcessing, 0);
-  EXPECT_EQ(process(), Numbers{0});
-}
-
-// Such a timer has nothing to say in the matter: it counts as fired and goes.
-TEST_F(TimeoutSetTest, ANullCallbackIsReportedAndNeverCalled) {
-  EXPECT_EQ(NUV_TimeoutSet_setReceiver(&set_, {1, 0}, nullptr, 0, kStays, nullptr), 0U);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, "((void *)0) != a_recvfunc")});
-  EXPECT_EQ(set_.m_uCount, 1U);
-  EXPECT_EQ(NUV_TimeoutSet_process(&set_, kUnlimited, &kNow), 0U);
-  EXPECT_EQ(set_.m_uCount, 1U);
-  EXPECT_EQ(NUV_TimeoutSet_process(&set_, kUnlimited, &kLater), 1U);
-  EXPECT_EQ(set_.m_uCount, 0U);
-  expect_sound();
 }
 
 // A callback that runs the set's own dispatch and purge pulls the slots away under the dispatch that called it.
@@ -848,27 +754,6 @@ TEST_F(TimeoutSetTest, StaysSoundWhateverCallbacksDo) {
   allowed.push_back(require_report(kFile, kHasRoom));
   for (const Report& report : contracts_.take()) {
     EXPECT_NE(std::find(allowed.begin(), allowed.end(), report), allowed.end()) << report;
-  }
-}
-
-TEST(TimeoutSetNull, EveryOperationReportsANullSet) {
-  const struct {
-    const char* name;
-    void (*call)();
-  } kCases[] = {
-      {"construct", [] { NUV_TimeoutSet_construct(nullptr); }},
-      {"destruct", [] { NUV_TimeoutSet_destruct(nullptr); }},
-      {"available", [] { NUV_TimeoutSet_available(nullptr); }},
-      {"setReceiver", [] { NUV_TimeoutSet_setReceiver(nullptr, kNow, nullptr, 0, 0, nullptr); }},
-      {"updateReceiver", [] { NUV_TimeoutSet_updateReceiver(nullptr, 0, kNow); }},
-      {"removeReceiver", [] { NUV_TimeoutSet_removeReceiver(nullptr, 0); }},
-      {"setTimeout", [] { NUV_TimeoutSet_setTimeout(nullptr, nullptr); }},
-      {"process", [] { NUV_TimeoutSet_process(nullptr, kUnlimited, nullptr); }},
-      {"internalRemoveDeleted", [] { NUV_TimeoutSet_internalRemoveDeleted(nullptr); }},
-  };
-  for (const auto& row : kCases) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(support::first_report(row.call), require_report(kFile, "((void *)0) != a_this"));
   }
 }
 

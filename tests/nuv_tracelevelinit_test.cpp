@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstring>
 #include <regex>
 #include <string>
@@ -10,21 +11,18 @@
 
 #include "nuv_sysloglevel.h"
 #include "nuv_sysloglevel_internal.h"
-#include "support/first_report.h"
+#include "support/fault_loop.h"
 #include "support/streams.h"
 #include "support/trace_test.h"
 
 namespace {
 
+using support::each_fault;
+using support::Fault;
 using support::InputStream;
 using support::OutputStream;
-using support::Reports;
-using support::require_report;
 using Texts = std::vector<std::string>;
 
-constexpr char kFamily[] = "nuv_tracelevelinit";
-constexpr char kHasStream[] = "a_pFileStream != ((void *)0)";
-constexpr char kHasString[] = "a_pszString != ((void *)0)";
 constexpr char kHeader[] = "[TraceLevelInit Version]\n1\n\n[Level]\n";
 constexpr char kNoVersion[] = "Restoring of table [Version] failed";
 constexpr char kWrongVersion[] = "Restore failed because wrong version id";
@@ -78,17 +76,6 @@ TEST_F(TraceLevelInitTest, ConstructRegistersItsModule) {
   EXPECT_TRUE(NUV_Level_isEmpty(&init_));
   EXPECT_EQ(NUV_TraceLevelInit_construct(&init_), 1);
   EXPECT_EQ(gmodulHandleTraceLevelInit, 1) << "the same module again";
-}
-
-TEST_F(TraceLevelInitTest, ConstructGoesOnInAFullRegistry) {
-  userlib::g_modules = {};
-  for (int i = 0; i < 60; ++i) {
-    NUV_Sysloglevel_registerModul(("M" + std::to_string(i)).c_str());
-  }
-  EXPECT_EQ(NUV_TraceLevelInit_construct(&init_), 1);
-  EXPECT_EQ(contracts_.take(), (Reports{{NUV_ASSERT_RESOURCE, kFile, "i < 60"}}));
-  EXPECT_EQ(gmodulHandleTraceLevelInit, -1);
-  EXPECT_TRUE(NUV_Level_isEmpty(&init_));
 }
 
 TEST_F(TraceLevelInitTest, DestructAndCleanEmptyTheTable) {
@@ -159,24 +146,6 @@ TEST_F(TraceLevelInitTest, ReadsExactlyTheLineThatIsExpected) {
   }
 }
 
-TEST_F(TraceLevelInitTest, StringsReportNullArguments) {
-  const OutputStream out;
-  const InputStream in("[Level]\n");
-  EXPECT_FALSE(NUV_TraceLevelInit_writeString(nullptr, "[Level]"));
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFamily, kHasStream)});
-  EXPECT_FALSE(NUV_TraceLevelInit_writeString(out.get(), nullptr));
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFamily, kHasString)});
-  EXPECT_EQ(out.content(), "");
-  EXPECT_FALSE(NUV_TraceLevelInit_readString(nullptr, "[Level]"));
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFamily, kHasStream)});
-  EXPECT_FALSE(NUV_TraceLevelInit_readString(in.get(), nullptr));
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFamily, kHasString)});
-  EXPECT_FALSE(NUV_TraceLevelInit_writeString(nullptr, nullptr));
-  EXPECT_FALSE(NUV_TraceLevelInit_readString(nullptr, nullptr));
-  EXPECT_EQ(contracts_.take(), (Reports{require_report(kFamily, kHasStream), require_report(kFamily, kHasString),
-                                        require_report(kFamily, kHasStream), require_report(kFamily, kHasString)}));
-}
-
 TEST_F(TraceLevelInitTest, SaveWritesTheWholeFile) {
   const OutputStream empty;
   EXPECT_TRUE(NUV_TraceLevelInit_save(&init_, empty.get()));
@@ -202,14 +171,6 @@ TEST_F(TraceLevelInitTest, SaveStopsAtTheFirstLineThatCannotBeWritten) {
     EXPECT_EQ((stream.content() + stream.lost()).find("Line\"") != std::string::npos, room >= strlen(kHeader));
     EXPECT_EQ(init_.bChanged, 0) << "saved or not";
   }
-}
-
-TEST_F(TraceLevelInitTest, SaveReportsANullStream) {
-  init_.bChanged = 1;
-  EXPECT_FALSE(NUV_TraceLevelInit_save(&init_, nullptr));
-  EXPECT_EQ(contracts_.take(), (Reports{require_report(kFamily, kHasStream), require_report(kFamily, kHasStream)}))
-      << "its own, and that of the first line";
-  EXPECT_EQ(init_.bChanged, 0);
 }
 
 TEST_F(TraceLevelInitTest, RestoreReadsWholeFiles) {
@@ -272,6 +233,22 @@ TEST_F(TraceLevelInitTest, RestoreSaysWhereAFileIsNotAsItShouldBe) {
   }
 }
 
+// The separator alone may be missing; but here its empty line is still there, where the next section should begin.
+TEST_F(TraceLevelInitTest, RestoreSaysWhichLineCannotBeRead) {
+  const char* const kErrors[] = {kNoVersion, kWrongVersion, kNoLevel, kNoLevel, kNoLevel, kNoLevel};
+  const int lines = each_fault("fgets", {EIO, EINTR}, [&](Fault& fault) {
+    NUV_TraceLevelInit_clean(&init_);
+    init_.bChanged = 1;
+    const InputStream stream(std::string(kHeader) + "0;\"A\";1\n\n");
+    const bool restored = fault.during([&] { return NUV_TraceLevelInit_restore(&init_, stream.get()); });
+    EXPECT_EQ(restored, !fault.has_struck());
+    EXPECT_EQ(rows(), fault.nth() > 5 ? Texts{"0 A 1"} : Texts{});
+    EXPECT_EQ(init_.bChanged, fault.has_struck() ? 1 : 0);
+    EXPECT_EQ(take_errors(), fault.has_struck() ? Texts{error_text(kErrors[fault.nth() - 1])} : Texts{});
+  });
+  EXPECT_EQ(lines, 6);
+}
+
 TEST_F(TraceLevelInitTest, RestoreReportsUnderItsModule) {
   NUV_Sysloglevel_construct2("", "phoned");
   use(Output::kBoth);
@@ -289,13 +266,6 @@ TEST_F(TraceLevelInitTest, RestoreAppends) {
   NUV_Level_insert(&init_, "Line", 48);
   EXPECT_TRUE(restore(std::string(kHeader) + "0;\"A\";1\n\n"));
   EXPECT_EQ(rows(), (Texts{"0 Line 48", "0 A 1"}));
-}
-
-TEST_F(TraceLevelInitTest, RestoreReportsANullStream) {
-  EXPECT_FALSE(NUV_TraceLevelInit_restore(&init_, nullptr));
-  EXPECT_EQ(contracts_.take(), (Reports{require_report(kFamily, kHasStream), require_report(kFamily, kHasStream)}))
-      << "its own, and that of the first line";
-  EXPECT_EQ(rows(), Texts{});
 }
 
 TEST_F(TraceLevelInitTest, RestoreReadsWhatSaveHasWritten) {
@@ -324,25 +294,6 @@ TEST_F(TraceLevelInitTest, WarnsOfATableThatIsNotSound) {
   NUV_TraceLevelInit_integrityWarning(nullptr);
   EXPECT_EQ(take_trace_texts(), (Texts{"warning:TraceLevel   integrity check failed for %s%n",
                                        "warning:TraceLevel   integrity check failed for "}));
-}
-
-TEST(TraceLevelInitNull, EveryOperationReportsANullRecord) {
-  const struct {
-    const char* name;
-    void (*call)();
-  } kCases[] = {
-      {"construct", [] { NUV_TraceLevelInit_construct(nullptr); }},
-      {"destruct", [] { NUV_TraceLevelInit_destruct(nullptr); }},
-      {"clean", [] { NUV_TraceLevelInit_clean(nullptr); }},
-      {"hasChanged", [] { NUV_TraceLevelInit_hasChanged(nullptr); }},
-      {"save", [] { NUV_TraceLevelInit_save(nullptr, nullptr); }},
-      {"restore", [] { NUV_TraceLevelInit_restore(nullptr, nullptr); }},
-      {"checkIntegrity", [] { NUV_TraceLevelInit_checkIntegrity(nullptr); }},
-  };
-  for (const auto& row : kCases) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(support::first_report(row.call), require_report(kFamily, "a_this != ((void *)0)"));
-  }
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -19,28 +18,22 @@
 
 #include "support/child_process.h"
 #include "support/contract_recorder.h"
+#include "support/descriptors.h"
 #include "support/fake_files.h"
 #include "support/fault_injector.h"
+#include "support/fault_loop.h"
 
 namespace {
 
 using support::ChildProcess;
 using support::ContractRecorder;
+using support::each_fault;
 using support::FakeFiles;
+using support::Fault;
 using support::FaultInjector;
+using support::Holdings;
 using support::Reports;
-using support::require_report;
-
-constexpr char kFile[] = "nuv_utility";
-
-size_t open_descriptors() {
-  const std::filesystem::directory_iterator fds("/proc/self/fd");
-  return static_cast<size_t>(std::distance(begin(fds), end(fds)));
-}
-
-bool has_children() {
-  return waitpid(-1, nullptr, WNOHANG) != -1 || errno != ECHILD;
-}
+using support::TestFifo;
 
 // ---- paths and texts ----
 
@@ -216,14 +209,13 @@ TEST(Utility, RunProcessNeedsAsManyValuesAsPercents) {
   int32_t (*const run)(const char*, const char*, ...) = RunProcess;
   for (const auto& row : kCases) {
     SCOPED_TRACE(row.name);
-    const size_t descriptors = open_descriptors();
+    const Holdings before = Holdings::now();
     int first = -1;
     int second = -1;
     EXPECT_EQ(run(row.command, row.format, &first, &second), row.result);
     EXPECT_EQ(first, row.first);
     EXPECT_EQ(second, row.second);
-    EXPECT_EQ(open_descriptors(), descriptors);
-    EXPECT_FALSE(has_children());
+    EXPECT_EQ(Holdings::now(), before);
   }
 }
 
@@ -238,12 +230,25 @@ TEST(Utility, RunProcessWithNullDoesNothing) {
   EXPECT_EQ(number, -1);
 }
 
-TEST(Utility, RunProcessWithoutProcessFails) {
-  const FaultInjector no_process("popen", 1, EMFILE);
-  int number = -1;
-  EXPECT_EQ(RunProcess("echo 1", "%d", &number), 0);
-  EXPECT_TRUE(no_process.has_struck());
-  EXPECT_EQ(number, -1);
+TEST(Utility, RunProcessFailsWithoutAProcess) {
+  each_fault("popen", {EMFILE, ENOMEM, EAGAIN}, [](Fault& fault) {
+    int number = -1;
+    const int32_t result = fault.during([&] { return RunProcess("echo 1", "%d", &number); });
+    EXPECT_EQ(result, fault.has_struck() ? 0 : 1);
+    EXPECT_EQ(number, fault.has_struck() ? -1 : 1);
+    EXPECT_EQ(RunProcess("echo 2", "%d", &number), 1);
+    EXPECT_EQ(number, 2);
+  });
+}
+
+// What has been scanned stays true when nothing is to be learnt about the command's end.
+TEST(Utility, RunProcessDoesNotAskHowTheCommandEnded) {
+  each_fault("pclose", {ECHILD, EINTR}, [](Fault& fault) {
+    int number = -1;
+    const int32_t result = fault.during([&] { return RunProcess("echo 1; exit 3", "%d", &number); });
+    EXPECT_EQ(result, 1);
+    EXPECT_EQ(number, 1);
+  });
 }
 
 struct CloseStream {
@@ -331,21 +336,6 @@ TEST(Utility, ReadLineFromAStreamThatCannotBeRead) {
   EXPECT_EQ(NUV_Utility_readLine(buffer, sizeof buffer, stream.get()), nullptr);
 }
 
-TEST(Utility, ReadLineReportsNull) {
-  constexpr char kDestNotNull[] = "((void *)0) != a_dest";
-  constexpr char kStreamNotNull[] = "((void *)0) != a_stream";
-  ContractRecorder contracts;
-  const Stream stream = stream_of("ab\n");
-  char buffer[8];
-
-  EXPECT_EQ(NUV_Utility_readLine(nullptr, 8, stream.get()), nullptr);
-  EXPECT_EQ(contracts.take(), Reports{require_report(kFile, kDestNotNull)});
-  EXPECT_EQ(NUV_Utility_readLine(buffer, sizeof buffer, nullptr), nullptr);
-  EXPECT_EQ(contracts.take(), Reports{require_report(kFile, kStreamNotNull)});
-  EXPECT_EQ(NUV_Utility_readLine(nullptr, 8, nullptr), nullptr);
-  EXPECT_EQ(contracts.take(), (Reports{require_report(kFile, kDestNotNull), require_report(kFile, kStreamNotNull)}));
-}
-
 TEST(Utility, PidFromFileIsItsFirstNumber) {
   const struct {
     const char* name;
@@ -368,30 +358,10 @@ TEST(Utility, PidFromFileIsItsFirstNumber) {
   for (const auto& row : kCases) {
     SCOPED_TRACE(row.name);
     files.write("/flash/phoned.pid", row.content);
-    const size_t descriptors = open_descriptors();
+    const Holdings before = Holdings::now();
     EXPECT_EQ(NUV_Utility_get_pid_from_file("/flash/phoned.pid"), row.pid);
-    EXPECT_EQ(open_descriptors(), descriptors);
+    EXPECT_EQ(Holdings::now(), before);
   }
-}
-
-TEST(Utility, PidFromFileThatCannotBeOpenedIs0) {
-  const ContractRecorder contracts;
-  FakeFiles files;
-  EXPECT_EQ(NUV_Utility_get_pid_from_file("/flash/phoned.pid"), 0);
-  files.write("/flash/phoned.pid", "4711\n");
-  const FaultInjector denied("fopen", 1, EACCES);
-  EXPECT_EQ(NUV_Utility_get_pid_from_file("/flash/phoned.pid"), 0);
-  EXPECT_TRUE(denied.has_struck());
-}
-
-TEST(Utility, PidFromFileReportsAMissingName) {
-  constexpr char kNotEmpty[] = "0 != strlen (pidfile)";
-  ContractRecorder contracts;
-  EXPECT_EQ(NUV_Utility_get_pid_from_file(""), 0);
-  EXPECT_EQ(contracts.take(), Reports{require_report(kFile, kNotEmpty)});
-  EXPECT_EQ(NUV_Utility_get_pid_from_file(nullptr), 0);
-  EXPECT_EQ(contracts.take(),
-            (Reports{require_report(kFile, "((void *)0) != pidfile"), require_report(kFile, kNotEmpty)}));
 }
 
 TEST(Utility, PidExistsWhileItsProcessCanBeSignalled) {
@@ -402,17 +372,63 @@ TEST(Utility, PidExistsWhileItsProcessCanBeSignalled) {
   EXPECT_EQ(NUV_Utility_test_pid_exists(std::stoi(child.out())), 0) << "it has ended";
 }
 
-TEST(Utility, PidThatMayNotBeSignalledCountsAsAbsent) {
+TEST(Utility, PidFromFileThatCannotBeOpenedIs0) {
   const ContractRecorder contracts;
-  const FaultInjector denied("kill", 1, EPERM);
-  EXPECT_EQ(NUV_Utility_test_pid_exists(getpid()), 0);
-  EXPECT_TRUE(denied.has_struck());
+  FakeFiles files;
+  EXPECT_EQ(NUV_Utility_get_pid_from_file("/flash/phoned.pid"), 0);
+  files.write("/flash/phoned.pid", "4711\n");
+  each_fault("fopen", {EACCES, EMFILE, EINTR}, [](Fault& fault) {
+    const int32_t pid = fault.during([] { return NUV_Utility_get_pid_from_file("/flash/phoned.pid"); });
+    EXPECT_EQ(pid, fault.has_struck() ? 0 : 4711);
+    EXPECT_EQ(NUV_Utility_get_pid_from_file("/flash/phoned.pid"), 4711);
+  });
 }
 
-TEST(Utility, PidExistsReportsPid0) {
-  ContractRecorder contracts;
-  NUV_Utility_test_pid_exists(0);
-  EXPECT_EQ(contracts.take(), Reports{require_report(kFile, "0 != pid")});
+// Where it cannot be seen what a name stands for, opening it shows; and what was read stays read.
+TEST(Utility, PidFromFileStandsAboveOtherFailures) {
+  const ContractRecorder contracts;
+  FakeFiles files;
+  files.write("/flash/phoned.pid", "4711\n");
+  for (const char* function : {"stat", "fclose"}) {
+    each_fault(function, {EIO, EINTR}, [](Fault& fault) {
+      const int32_t pid = fault.during([] { return NUV_Utility_get_pid_from_file("/flash/phoned.pid"); });
+      EXPECT_EQ(pid, 4711);
+    });
+  }
+}
+
+TEST(Utility, PidFromWhatIsNoFileIs0) {
+  const ContractRecorder contracts;
+  FakeFiles files;
+  std::filesystem::create_directory(files.real_path("/flash/directory"));
+  EXPECT_EQ(NUV_Utility_get_pid_from_file("/flash/directory"), 0);
+  std::filesystem::create_symlink("nowhere", files.real_path("/flash/link"));
+  EXPECT_EQ(NUV_Utility_get_pid_from_file("/flash/link"), 0);
+  // With somebody at the other end, the number in the FIFO could be read.
+  const TestFifo fifo(files.real_path("/flash/fifo"));
+  fifo.put("4711\n");
+  EXPECT_EQ(NUV_Utility_get_pid_from_file("/flash/fifo"), 0);
+  EXPECT_EQ(fifo.take(), "4711\n");
+}
+
+TEST(Utility, PidThatCannotBeSignalledCountsAsAbsent) {
+  const ContractRecorder contracts;
+  each_fault("kill", {EPERM, ESRCH, EINTR}, [](Fault& fault) {
+    const int32_t exists = fault.during([] { return NUV_Utility_test_pid_exists(getpid()); });
+    EXPECT_EQ(exists, fault.has_struck() ? 0 : 1);
+    EXPECT_EQ(NUV_Utility_test_pid_exists(getpid()), 1);
+  });
+}
+
+TEST(Utility, ReadLineFailsWhereTheStreamCannotBeRead) {
+  const ContractRecorder contracts;
+  each_fault("fgets", {EIO, EINTR}, [](Fault& fault) {
+    const Stream stream = stream_of("line\n");
+    char line[8] = "same";
+    const char* result = fault.during([&] { return NUV_Utility_readLine(line, sizeof line, stream.get()); });
+    EXPECT_EQ(result, fault.has_struck() ? nullptr : line);
+    EXPECT_STREQ(line, fault.has_struck() ? "same" : "line");
+  });
 }
 
 class UtilityUnixSocketTest : public ::testing::Test {
@@ -469,9 +485,16 @@ TEST_F(UtilityUnixSocketTest, Gives0WithoutPeer) {
   EXPECT_EQ(NUV_Utility_get_pid_for_unixsocket_fd(keep(open("/dev/null", O_RDONLY))), 0);
 }
 
-TEST_F(UtilityUnixSocketTest, ReportsANegativeDescriptor) {
-  EXPECT_EQ(NUV_Utility_get_pid_for_unixsocket_fd(-1), 0);
-  EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, "0 <= a_fd")});
+TEST_F(UtilityUnixSocketTest, Gives0WhereTheKernelDoesNotTell) {
+  int pair[2] = {-1, -1};
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);
+  keep(pair[0]);
+  keep(pair[1]);
+  each_fault("getsockopt", {ENOPROTOOPT, EINTR}, [&](Fault& fault) {
+    const int32_t pid = fault.during([&] { return NUV_Utility_get_pid_for_unixsocket_fd(pair[0]); });
+    EXPECT_EQ(pid, fault.has_struck() ? 0 : getpid());
+    EXPECT_EQ(NUV_Utility_get_pid_for_unixsocket_fd(pair[0]), getpid());
+  });
 }
 
 TEST_F(UtilityUnixSocketTest, Takes0ForADescriptor) {
@@ -493,6 +516,19 @@ TEST(Utility, CloexecFlagIsSetAndCleared) {
   close(fd);
   EXPECT_LT(NUV_Set_cloexec_flag(fd, 1), 0);
   EXPECT_EQ(errno, EBADF);
+}
+
+TEST(Utility, CloexecFlagStaysWhereTheFlagsCannotBeReadOrWritten) {
+  const int calls = each_fault("fcntl", {EBADF, EINTR}, [](Fault& fault) {
+    const int fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    const int32_t result = fault.during([&] { return NUV_Set_cloexec_flag(fd, 0); });
+    EXPECT_EQ(result, fault.has_struck() ? -1 : 0);
+    EXPECT_EQ(fcntl(fd, F_GETFD), fault.has_struck() ? FD_CLOEXEC : 0);
+    EXPECT_EQ(NUV_Set_cloexec_flag(fd, 0), 0);
+    EXPECT_EQ(fcntl(fd, F_GETFD), 0);
+    close(fd);
+  });
+  EXPECT_EQ(calls, 2);
 }
 
 // ---- names ----

@@ -9,9 +9,9 @@
 
 #include "userlib.h"
 
-#define IS_64_BIT    (sizeof(void*) == 8)
-#define IS_LISTED    (IS_64_BIT || sizeof(struct timeval) == 8)
-#define HOLDS(a, b)  (!IS_LISTED || (a) == (b))
+#define IS_64_BIT          (sizeof(void*) == 8)
+#define IS_LISTED          (IS_64_BIT || sizeof(struct timeval) == 8)
+#define HOLDS(a, b)        (!IS_LISTED || (a) == (b))
 #define PICK(on_32, on_64) (IS_64_BIT ? (size_t)(on_64) : (size_t)(on_32))
 
 /* An array of a negative size stops the compiler, with the record and the field in its message. */

@@ -6,7 +6,10 @@
 #include <stdlib.h>
 #include <sys/select.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/time.h>
+#include <sys/utsname.h>
+#include <sys/wait.h>
 #include <syslog.h>
 #include <time.h>
 #include <unistd.h>
@@ -17,6 +20,7 @@
 #include <cstdlib>
 #include <functional>
 #include <optional>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -29,6 +33,7 @@
 #include "support/fake_clock.h"
 #include "support/fake_files.h"
 #include "support/fault_injector.h"
+#include "support/fault_loop.h"
 #include "support/first_report.h"
 #include "support/syslog_double.h"
 #include "support/time_zone.h"
@@ -39,8 +44,10 @@ namespace {
 using support::CapturedStdout;
 using support::ChildProcess;
 using support::ContractRecorder;
+using support::each_fault;
 using support::FakeClock;
 using support::FakeFiles;
+using support::Fault;
 using support::FaultInjector;
 using support::first_report;
 using support::redirected_path;
@@ -466,6 +473,23 @@ TEST(SupportFakeClock, DrivesTheMonotonicClockOnly) {
   EXPECT_GT(now.tv_sec, 1000000);
 }
 
+TEST(SupportFakeClock, LetsSelectThroughIfAsked) {
+  FakeClock clock({5, 0});
+  clock.let_select_through();
+  support::TestPipe pipe;
+  pipe.put("x");
+  fd_set ready;
+  FD_ZERO(&ready);
+  FD_SET(pipe.read_end(), &ready);
+  timeval wait = {0, 0};
+  EXPECT_EQ(select(FD_SETSIZE, &ready, nullptr, nullptr, &wait), 1);
+  EXPECT_TRUE(FD_ISSET(pipe.read_end(), &ready));
+  EXPECT_TRUE(clock.take_selects().empty());
+  timespec now = {};
+  ASSERT_EQ(clock_gettime(CLOCK_MONOTONIC, &now), 0);
+  EXPECT_EQ(now.tv_sec, 5);
+}
+
 TEST(SupportFakeClock, CanFail) {
   FakeClock clock;
   timespec now = {};
@@ -725,11 +749,39 @@ TEST(SupportFaultInjector, FailsEveryWrappedFunctionAsItFails) {
          timespec now;
          return clock_gettime(CLOCK_MONOTONIC, &now) == -1;
        }},
+      {"fclose", [] { return fclose(fopen("/dev/null", "r")) == EOF; }},
+      {"fcntl", [] { return fcntl(STDOUT_FILENO, F_GETFD) == -1; }},
+      {"fflush", [] { return fflush(nullptr) == EOF; }},
+      {"fgets",
+       [] {
+         char line[2];
+         return fgets(line, sizeof line, stdin) == nullptr;
+       }},
       {"fopen", [] { return fopen("/", "r") == nullptr; }},
+      {"fprintf", [] { return fprintf(stdin, "%d", getpid()) < 0; }},
+      {"fprintf", [] { return fputs("x", stdin) == EOF; }},
+      {"fprintf", [] { return fputc('x', stdin) == EOF; }},
+      {"getsockopt", [] { return getsockopt(-1, 0, 0, nullptr, nullptr) == -1; }},
       {"gettimeofday",
        [] {
          timeval now;
          return gettimeofday(&now, nullptr) == -1;
+       }},
+      {"gmtime",
+       [] {
+         const time_t start = 0;
+         return gmtime(&start) == nullptr;
+       }},
+      {"localtime",
+       [] {
+         const time_t start = 0;
+         return localtime(&start) == nullptr;
+       }},
+      {"localtime_r",
+       [] {
+         const time_t start = 0;
+         tm parts;
+         return localtime_r(&start, &parts) == nullptr;
        }},
       {"malloc",
        [] {
@@ -738,16 +790,27 @@ TEST(SupportFaultInjector, FailsEveryWrappedFunctionAsItFails) {
          return memory == nullptr;
        }},
       {"open", [] { return open("/", O_RDONLY) == -1; }},
+      {"pclose", [] { return pclose(popen("true", "r")) == -1; }},
       {"pipe",
        [] {
          int ends[2];
          return pipe(ends) == -1;
+       }},
+      {"putenv",
+       [] {
+         static char assignment[] = "USERLIB_TESTS=1";
+         return putenv(assignment) == -1;
        }},
       {"read", [] { return read(-1, nullptr, 0) == -1; }},
       {"recvfrom", [] { return recvfrom(-1, nullptr, 0, 0, nullptr, nullptr) == -1; }},
       {"select", [] { return select(0, nullptr, nullptr, nullptr, nullptr) == -1; }},
       {"sendto", [] { return sendto(-1, nullptr, 0, 0, nullptr, 0) == -1; }},
       {"socket", [] { return socket(AF_INET, SOCK_DGRAM, 0) == -1; }},
+      {"stat",
+       [] {
+         struct stat status;
+         return stat("/", &status) == -1;
+       }},
       {"strftime",
        [] {
          char text[8] = {};
@@ -755,6 +818,11 @@ TEST(SupportFaultInjector, FailsEveryWrappedFunctionAsItFails) {
          return strftime(text, sizeof text, "%d", &date) == 0 && std::string(text, sizeof text) == "????????";
        }},
       {"time", [] { return time(nullptr) == -1; }},
+      {"uname",
+       [] {
+         utsname name;
+         return uname(&name) == -1;
+       }},
       {"unlink", [] { return unlink("/") == -1; }},
       {"write", [] { return write(-1, nullptr, 0) == -1; }},
   };
@@ -767,6 +835,113 @@ TEST(SupportFaultInjector, FailsEveryWrappedFunctionAsItFails) {
     EXPECT_EQ(errno, ENOTTY);
     EXPECT_EQ(fault.calls(), 1);
   }
+}
+
+// Three looks at the root directory, of which one may fail.
+int look_three_times() {
+  int seen = 0;
+  for (int i = 0; i < 3; ++i) {
+    seen += access("/", F_OK) == 0 ? 1 : 0;
+  }
+  return seen;
+}
+
+TEST(SupportFaultLoop, FailsEachCallOnceWithEachError) {
+  std::vector<std::string> runs;
+  const int strikes = each_fault("access", {EIO, EACCES}, [&](Fault& fault) {
+    EXPECT_EQ(access("/", F_OK), 0) << "before the call nothing fails";
+    EXPECT_FALSE(fault.has_struck());
+    const int seen = fault.during(look_three_times);
+    EXPECT_EQ(seen, fault.has_struck() ? 2 : 3);
+    EXPECT_EQ(look_three_times(), 3) << "after the call nothing fails";
+    runs.push_back(std::string(fault.function()) + " " + std::to_string(fault.nth()) + " " +
+                   std::to_string(fault.error()) + (fault.has_struck() ? " failed" : ""));
+  });
+  EXPECT_EQ(strikes, 3);
+  const std::string io = " " + std::to_string(EIO);
+  const std::string access_denied = " " + std::to_string(EACCES);
+  EXPECT_EQ(runs, (std::vector<std::string>{
+                      "access 1" + io + " failed", "access 2" + io + " failed", "access 3" + io + " failed",
+                      "access 4" + io, "access 1" + access_denied + " failed", "access 2" + access_denied + " failed",
+                      "access 3" + access_denied + " failed", "access 4" + access_denied}));
+}
+
+TEST(SupportFaultLoop, CountsOnFromOneStepToTheNext) {
+  int struck_in_second = 0;
+  EXPECT_EQ(each_fault("access", {EIO},
+                       [&](Fault& fault) {
+                         fault.during(look_three_times);
+                         const bool struck_in_first = fault.has_struck();
+                         fault.during(look_three_times);
+                         struck_in_second += fault.has_struck() && !struck_in_first ? 1 : 0;
+                       }),
+            6);
+  EXPECT_EQ(struck_in_second, 3);
+}
+
+TEST(SupportFaultLoop, TakesACallWithoutResult) {
+  EXPECT_EQ(each_fault("access", {EIO}, [](Fault& fault) { fault.during([] { look_three_times(); }); }), 3);
+}
+
+void lose_a_descriptor() {
+  each_fault("open", {EMFILE}, [](Fault& fault) { fault.during([] { return open("/", O_RDONLY); }); });
+}
+
+TEST(SupportFaultLoop, MissesAnOpenDescriptor) {
+  const std::set<int> before = support::open_descriptors();
+  EXPECT_NONFATAL_FAILURE(lose_a_descriptor(), "Holdings::now()\n    Which is: " + std::to_string(before.size() + 1));
+  for (const int fd : support::open_descriptors()) {
+    if (!before.contains(fd)) {
+      close(fd);
+    }
+  }
+}
+
+// Keeps a block only in the run that fails.
+void keep_a_block(void** block) {
+  each_fault("access", {EIO}, [&](Fault& fault) {
+    if (fault.during([] { return access("/", F_OK); }) != 0) {
+      *block = std::malloc(1);
+    }
+  });
+}
+
+TEST(SupportFaultLoop, MissesABlockOfMemory) {
+  static void* block;
+  const size_t before = support::count_live_blocks();
+  EXPECT_NONFATAL_FAILURE(keep_a_block(&block), " " + std::to_string(before + 1) + " blocks, ");
+  EXPECT_EQ(support::count_live_blocks(), before + 1);
+  std::free(block);
+}
+
+void forget_a_child() {
+  each_fault("access", {EIO}, [](Fault& fault) {
+    if (fault.during([] { return access("/", F_OK); }) != 0 && fork() == 0) {
+      _exit(0);
+    }
+  });
+}
+
+TEST(SupportFaultLoop, MissesAChildThatNobodyWaitedFor) {
+  EXPECT_NONFATAL_FAILURE(forget_a_child(), "blocks, children");
+  EXPECT_GT(wait(nullptr), 0);
+}
+
+TEST(SupportFaultLoop, RefusesAFunctionThatIsNeverCalled) {
+  EXPECT_NONFATAL_FAILURE(each_fault("open", {EMFILE}, [](Fault& fault) { fault.during(look_three_times); }),
+                          "open() is never called");
+}
+
+TEST(SupportFaultLoop, RefusesASceneWithoutEnd) {
+  EXPECT_NONFATAL_FAILURE(each_fault("access", {EIO},
+                                     [](Fault& fault) {
+                                       fault.during([&] {
+                                         for (int i = 0; i < fault.nth(); ++i) {
+                                           access("/", F_OK);
+                                         }
+                                       });
+                                     }),
+                          "access() is called without end");
 }
 
 TEST(SupportDescriptors, AreCountedAndKnown) {
@@ -806,6 +981,18 @@ TEST(SupportTestPipe, ClosesBothEnds) {
     pipe.close_write_end();
   }
   EXPECT_EQ(support::count_open_descriptors(), before);
+}
+
+TEST(SupportTestFifo, GivesBackWhatWasPutIn) {
+  const FakeFiles files;
+  const support::TestFifo fifo(files.real_path("/flash/fifo"));
+  EXPECT_EQ(fifo.take(), "") << "an empty FIFO does not block";
+  fifo.put("one");
+  EXPECT_EQ(fifo.take(), "one");
+  const int fd = open("/flash/fifo", O_WRONLY);
+  EXPECT_EQ(write(fd, "two", 3), 3);
+  close(fd);
+  EXPECT_EQ(fifo.take(), "two");
 }
 
 TEST(SupportUdpPeer, TalksToAnother) {

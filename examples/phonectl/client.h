@@ -11,11 +11,11 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
-#include "nuv_select.h"
-#include "nuv_udpclient.h"
 #include "phoned/owned_pipe.h"
 #include "phoned/result.h"
+#include "userlib.hpp"
 
 namespace phonectl {
 
@@ -24,10 +24,7 @@ class Client {
   using Listener = std::function<void(const std::string& answer)>;
 
   // The listener hears every answer when it comes.
-  explicit Client(Listener listener);
-  ~Client();
-  Client(const Client&) = delete;
-  Client& operator=(const Client&) = delete;
+  explicit Client(Listener listener) : listener_(std::move(listener)) {}
 
   // Talks to this IPv4 address and port from now on.
   std::optional<phoned::Error> open(const std::string& host, uint16_t port);
@@ -45,17 +42,17 @@ class Client {
   void wait(std::chrono::milliseconds time);
 
  private:
-  static int32_t on_datagram(void* client, int32_t fd, uint32_t unused);
-  static int32_t on_answer(void* client, int32_t fd, uint32_t unused);
+  void receive();
   void turn(const timeval& deadline);
 
   Listener listener_;
-  UdpClient bridge_ = {};
-  bool is_open_ = false;
+  std::deque<std::string> answers_;  // those that nobody has taken
   phoned::OwnedPipe requests_;
   phoned::OwnedPipe incoming_;
-  Select loop_;
-  std::deque<std::string> answers_;  // those that nobody has taken
+  userlib::UdpClient bridge_;
+  userlib::Reactor loop_;
+  userlib::Watch datagram_{loop_, [this] { receive(); }};
+  userlib::Watch answer_{loop_, [this] { listener_(answers_.emplace_back(incoming_.read())); }};
 };
 
 }  // namespace phonectl

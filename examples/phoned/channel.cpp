@@ -10,18 +10,11 @@
 
 namespace phoned {
 
-Channel::~Channel() {
-  if (is_open_) {
-    NUV_UdpServer_destruct(&server_);
-  }
-}
-
 std::optional<Error> Channel::open(uint16_t port) {
   if (!requests_.open() || !replies_.open()) {
     return Error{std::string("no pipe to be had: ") + std::strerror(errno)};
   }
-  is_open_ = NUV_UdpServer_construct(&server_, htons(port), requests_.write_fd()) == 1;
-  if (!is_open_) {
+  if (!server_.open(port, requests_.write_fd())) {
     return Error{"cannot listen on port " + std::to_string(port) + ": " + std::strerror(errno) +
                  "; choose another with --port, or 0 for any free one"};
   }
@@ -44,15 +37,15 @@ std::optional<size_t> Channel::receive() {
     sender_ = drop_datagram(socket_fd());
     return size;
   }
-  NUV_UdpServer_socketRead(&server_, socket_fd());
-  sender_ = server_.m_oPeer;
+  server_.socket_read();
+  sender_ = server_.peer();
   return std::nullopt;
 }
 
 void Channel::send(const sockaddr_in& peer, std::string_view text) {
-  server_.m_oPeer = peer;
+  server_.peer() = peer;
   replies_.write(text);
-  NUV_UdpServer_fileRead(&server_, replies_.read_fd());
+  server_.file_read(replies_.read_fd());
 }
 
 }  // namespace phoned

@@ -4,8 +4,8 @@
 //
 // A pipe is a stream and knows no datagrams; yet none ever runs into the next one:
 //
-//  - The request pipe holds one datagram at most. Its read end is an internal descriptor of the reactor, the socket the
-//    only external one: an internal descriptor that is ready is served before the socket is looked at again.
+//  - The request pipe holds one datagram at most. Its read end is the only internal descriptor of the reactor, the socket
+//    an external one: an internal descriptor that is ready is served before the socket is looked at again.
 //  - The reply pipe is emptied into the socket by the same send() that fills it.
 #ifndef EXAMPLES_PHONED_CHANNEL_H
 #define EXAMPLES_PHONED_CHANNEL_H
@@ -15,27 +15,22 @@
 #include <optional>
 #include <string_view>
 
-#include "nuv_udpserver.h"
 #include "phoned/owned_frame.h"
 #include "phoned/owned_pipe.h"
 #include "phoned/result.h"
+#include "userlib.hpp"
 
 namespace phoned {
 
 class Channel {
  public:
-  Channel() = default;
-  ~Channel();
-  Channel(const Channel&) = delete;
-  Channel& operator=(const Channel&) = delete;
-
   // Listens on the port of every interface; 0 takes any free port.
   std::optional<Error> open(uint16_t port);
 
   // The port that it listens on.
   uint16_t port() const;
 
-  int socket_fd() const { return NUV_UdpServer_socket(&server_); }
+  int socket_fd() const { return server_.socket(); }
   int request_fd() const { return requests_.read_fd(); }
 
   // Moves the datagram that waits in the socket into the request pipe. One that a pipe cannot carry, because it is
@@ -51,10 +46,9 @@ class Channel {
   void send(const sockaddr_in& peer, std::string_view text);
 
  private:
-  UdpServer server_ = {};
-  bool is_open_ = false;
   OwnedPipe requests_;
   OwnedPipe replies_;
+  userlib::UdpServer server_;
   sockaddr_in sender_ = {};
 };
 

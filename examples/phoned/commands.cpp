@@ -15,6 +15,7 @@
 #include "phoned/certificate.h"
 #include "phoned/clock.h"
 #include "phoned/text.h"
+#include "phoned/trace.h"
 
 namespace phoned {
 
@@ -91,7 +92,8 @@ std::optional<float> to_factor(const std::string& text) {
   return value;
 }
 
-// The library opens what it is told to, and phoned would wait for whoever is at the other end of a FIFO.
+// The library refuses a FIFO itself, but only after a restore has taken all masks away, and where the operator does not
+// see it. At a terminal it would wait for whoever types.
 std::optional<std::string> refuse_init_file(const std::string& command, const std::string& path) {
   struct stat status = {};
   if (stat(path.c_str(), &status) != 0) {
@@ -108,7 +110,6 @@ std::optional<std::string> refuse_init_file(const std::string& command, const st
 
 Commands::Commands(const DialLayer& dial_layer, std::function<void()> stop)
     : dial_layer_(dial_layer), stop_(std::move(stop)) {
-  NUV_Console_construct(&console_, table_.data(), static_cast<uint32_t>(table_.size()), "");
   add("tr", &Commands::tr);
   add("lines", &Commands::lines);
   add("map", &Commands::map);
@@ -131,30 +132,25 @@ std::optional<Error> Commands::open() {
 void Commands::handle(const std::string& line, int answer_fd) {
   // The pipe is empty but for this line: it is read in the same breath. One that is empty would not be there at all.
   pipe_.write(line.empty() ? "\n" : line);
-  NUV_Console_handle(&console_, pipe_.read_fd(), answer_fd);
+  console_.handle(pipe_.read_fd(), answer_fd);
 }
 
 void Commands::add(const char* name, Function function) {
-  Entry& entry = entries_[NUV_Console_size(&console_)];
-  entry = {this, function};
-  NUV_Console_setCommand(&console_, name, &entry, on_command);
-}
-
-int32_t Commands::on_command(void* entry, int32_t count, char** words, int32_t fd) {
-  const auto [commands, function] = *static_cast<Entry*>(entry);
-  const std::string answer = (commands->*function)({{words, static_cast<size_t>(count)}, fd});
-  return NUV_Console_output(fd, answer.c_str());
+  table_.emplace_back(console_, name, [this, function](const userlib::Invocation& call) {
+    call.answer((this->*function)({{call.words, static_cast<size_t>(call.count)}, call.answer_fd}).c_str());
+  });
 }
 
 // ---- The commands ----
 
 std::string Commands::tr(const Invocation& call) {
-  if (call.arguments() == 2) {
-    if (const auto refused = refuse_init_file(call.argument(0), call.argument(1))) {
+  if (call.arguments() > 0) {
+    const std::string path = call.arguments() > 1 ? call.argument(1) : trace::kDefaultInitFile;
+    if (const auto refused = refuse_init_file(call.argument(0), path)) {
       return error_answer(*refused);
     }
   }
-  NUV_Sysloglevel_handleCmd(&console_, static_cast<int>(call.words.size()), call.words.data());
+  NUV_Sysloglevel_handleCmd(&console_.record(), static_cast<int>(call.words.size()), call.words.data());
   return "tr: see phoned's standard output\n";
 }
 

@@ -15,17 +15,17 @@
 #ifndef EXAMPLES_PHONED_COMMANDS_H
 #define EXAMPLES_PHONED_COMMANDS_H
 
-#include <array>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <optional>
 #include <string>
 
-#include "nuv_console.h"
 #include "phoned/command_runner.h"
 #include "phoned/dial_layer.h"
 #include "phoned/owned_pipe.h"
 #include "phoned/result.h"
+#include "userlib.hpp"
 
 namespace phoned {
 
@@ -48,13 +48,8 @@ class Commands {
  private:
   struct Invocation;
   using Function = std::string (Commands::*)(const Invocation& call);
-  struct Entry {
-    Commands* commands;
-    Function function;
-  };
 
   void add(const char* name, Function function);
-  static int32_t on_command(void* entry, int32_t count, char** words, int32_t fd);
 
   std::string tr(const Invocation& call);
   std::string lines(const Invocation& call);
@@ -71,9 +66,8 @@ class Commands {
   std::function<void()> stop_;
   CommandRunner runner_;
   OwnedPipe pipe_;
-  std::array<ConsoleCommand, 12> table_ = {};
-  std::array<Entry, 12> entries_ = {};
-  ::Console console_ = {};
+  userlib::Console<12> console_{""};
+  std::deque<userlib::Command> table_;
 };
 
 }  // namespace phoned

@@ -1,7 +1,6 @@
 #include "phoned/dial_plan.h"
 
 #include <algorithm>
-#include <array>
 
 #include "phoned/file.h"
 #include "phoned/text.h"
@@ -14,8 +13,7 @@ namespace {
 constexpr size_t kMaxPlan = 4096;
 constexpr size_t kMaxPattern = 100;
 
-constexpr uint32_t kStillDialling = 0;
-constexpr uint32_t kTimeIsUp = 1;
+using userlib::DigitMap;
 
 // What may stand anywhere in a pattern and means nothing.
 bool is_filler(char c) {
@@ -31,6 +29,19 @@ std::string next_pattern(std::string_view& plan) {
   return pattern;
 }
 
+Verdict ask(const DigitMap& map, const std::string& digits, DigitMap::Timer timer) {
+  char pattern[kMaxPattern + 1];
+  switch (map.check(DigitMap::Mode::kBest, digits.c_str(), timer, pattern, sizeof pattern)) {
+    case DigitMap::Result::kComplete:
+      return {Verdict::Kind::kComplete, pattern};
+    case DigitMap::Result::kUndecided:
+      return {Verdict::Kind::kMore, {}};
+    case DigitMap::Result::kNoMatch:
+      break;
+  }
+  return {Verdict::Kind::kReject, {}};
+}
+
 }  // namespace
 
 std::string describe(const Verdict& verdict) {
@@ -43,17 +54,6 @@ std::string describe(const Verdict& verdict) {
       return "reject";
   }
   return {};
-}
-
-int32_t OwnedMap::check(int32_t mode, const std::string& digits, uint32_t timer, std::string& pattern) const {
-  std::array<char, kMaxPattern + 1> text = {};
-  const int32_t result =
-      NUV_DigitMap_checkDialString(&map_, mode, digits.c_str(), timer, text.data(), static_cast<uint32_t>(text.size()));
-  // The map notes candidates on its way, also when it comes to no result.
-  if (result == NUV_DIGITMAP_COMPLETE) {
-    pattern = text.data();
-  }
-  return result;
 }
 
 Result<DialPlan> DialPlan::parse(std::string_view text) {
@@ -94,38 +94,27 @@ Result<DialPlan> DialPlan::read(const std::string& path) {
 }
 
 Verdict DialPlan::check(const std::string& digits) const {
-  std::string pattern;
-  switch (map_.check(NUV_DIGITMAP_BEST_MATCH, digits, kStillDialling, pattern)) {
-    case NUV_DIGITMAP_COMPLETE:
-      return {Verdict::Kind::kComplete, pattern};
-    case NUV_DIGITMAP_UNDECIDED:
-      return {Verdict::Kind::kMore, {}};
-    default:
-      return {Verdict::Kind::kReject, {}};
-  }
+  return ask(map_, digits, DigitMap::Timer::kRunning);
 }
 
 Verdict DialPlan::check_at_timeout(const std::string& digits) const {
   // Asked as a whole, the map would still wait for patterns that need more digits, which nobody will dial. So those
   // that are complete now compete among themselves.
-  OwnedMap complete;
-  std::string text;
+  DigitMap complete;
   for (const std::string& pattern : patterns_) {
-    OwnedMap alone;
-    alone.add(pattern);
-    if (alone.check(NUV_DIGITMAP_FIRST_MATCH, digits, kTimeIsUp, text) == NUV_DIGITMAP_COMPLETE) {
-      complete.add(pattern);
+    DigitMap alone;
+    if (alone.add(pattern.c_str()) &&
+        alone.check(DigitMap::Mode::kFirst, digits.c_str(), DigitMap::Timer::kExpired) == DigitMap::Result::kComplete) {
+      static_cast<void>(complete.add(pattern.c_str()));  // what was read once is valid
     }
   }
-  if (complete.check(NUV_DIGITMAP_BEST_MATCH, digits, kTimeIsUp, text) == NUV_DIGITMAP_COMPLETE) {
-    return {Verdict::Kind::kComplete, text};
-  }
-  return {Verdict::Kind::kReject, {}};
+  const Verdict verdict = ask(complete, digits, DigitMap::Timer::kExpired);
+  return verdict.kind == Verdict::Kind::kComplete ? verdict : Verdict{Verdict::Kind::kReject, {}};
 }
 
 bool DialPlan::add(std::string pattern) {
   const bool is_text = pattern.find('\0') == std::string::npos;
-  if (!is_text || !map_.add(pattern)) {
+  if (!is_text || !map_.add(pattern.c_str())) {
     return false;
   }
   patterns_.push_back(std::move(pattern));

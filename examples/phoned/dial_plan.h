@@ -6,11 +6,10 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
-#include "nuv_digitmap.h"
 #include "phoned/result.h"
+#include "userlib.hpp"
 
 namespace phoned {
 
@@ -23,24 +22,6 @@ struct Verdict {
 
 // The verdict in words: "more", "complete by <pattern>" or "reject".
 std::string describe(const Verdict& verdict);
-
-// A digit map of the library that is freed with its owner.
-class OwnedMap {
- public:
-  OwnedMap() { NUV_DigitMap_construct(&map_); }
-  ~OwnedMap() { NUV_DigitMap_destruct(&map_); }
-  OwnedMap(OwnedMap&& other) noexcept : map_(std::exchange(other.map_, nullptr)) {}
-  OwnedMap& operator=(OwnedMap&& other) noexcept {
-    std::swap(map_, other.map_);
-    return *this;
-  }
-
-  bool add(const std::string& pattern) { return NUV_DigitMap_addMap(&map_, pattern.c_str()) == 1; }
-  int32_t check(int32_t mode, const std::string& digits, uint32_t timer, std::string& pattern) const;
-
- private:
-  DigitMap map_ = nullptr;
-};
 
 class DialPlan {
  public:
@@ -72,7 +53,7 @@ class DialPlan {
   bool add(std::string pattern);
 
   std::vector<std::string> patterns_;
-  OwnedMap map_;
+  userlib::DigitMap map_;
 };
 
 }  // namespace phoned

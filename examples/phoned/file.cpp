@@ -41,6 +41,11 @@ Result<std::string> read_descriptor(int fd, size_t limit) {
 
 }  // namespace
 
+bool is_no_regular_file(const std::string& path) {
+  struct stat status = {};
+  return stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
+}
+
 Result<std::string> read_file(const std::string& path, size_t limit) {
   // A FIFO in the file's place must not make a daemon wait for somebody who writes.
   const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);

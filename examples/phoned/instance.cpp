@@ -38,10 +38,19 @@ std::optional<Error> check_directory(const std::string& run_dir) {
                "; choose another with --run-dir"};
 }
 
+// What the library would follow (a symbolic link) or wait for (a FIFO) when it opens the file.
+std::optional<Error> check_pid_file(const std::string& file) {
+  struct stat status = {};
+  if (lstat(file.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+    return Error{"pid file " + quote_path(file) + " is not a regular file; remove it, or choose another --run-dir"};
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 Instance::~Instance() {
-  if (is_claimed_) {
+  if (is_claimed_ && !check_pid_file(NUV_Daemon_getPidFileName(&daemon_))) {
     NUV_Daemon_deletePidFile(&daemon_);
   }
 }
@@ -51,6 +60,9 @@ std::optional<Error> Instance::claim(const std::string& run_dir) {
     return error;
   }
   NUV_Daemon_construct(&daemon_, kName, run_dir.c_str());
+  if (auto error = check_pid_file(NUV_Daemon_getPidFileName(&daemon_))) {
+    return error;
+  }
   // A file that names this very process was left behind by one that had the same number.
   if (NUV_Daemon_checkPidFile(&daemon_) == 0 && NUV_Daemon_occupiedPidFile(&daemon_) == 1) {
     const std::string file = NUV_Daemon_getPidFileName(&daemon_);
@@ -66,6 +78,10 @@ std::optional<Error> Instance::detach() {
 }
 
 std::optional<Error> Instance::write_pid_file() {
+  const std::string file = NUV_Daemon_getPidFileName(&daemon_);
+  if (auto error = check_pid_file(file)) {
+    return error;
+  }
   // A disk without room is no reason to die of a broken contract: it is said in one line instead.
   g_has_failed = false;
   NUV_Assert_setErrorHandler(note_failure);
@@ -75,7 +91,6 @@ std::optional<Error> Instance::write_pid_file() {
   NUV_Assert_setErrorHandler(nullptr);
   is_claimed_ = !g_has_failed;
   if (g_has_failed) {
-    const std::string file = NUV_Daemon_getPidFileName(&daemon_);
     unlink(file.c_str());
     return Error{"pid file " + quote_path(file) + " cannot be written: is there no room? Choose another --run-dir"};
   }

@@ -10,25 +10,15 @@
 
 namespace phoned {
 
-Lines::Lines() {
-  NUV_IndexMap_construct(&slot_of_line_, map_store_.data(), static_cast<uint32_t>(map_store_.size()));
-  NUV_IndexPool_construct(&slots_, kLineCount);
-}
-
 Lines::~Lines() {
   for (size_t line = 0; line < kLineCount; ++line) {
     hang_up(static_cast<uint8_t>(line));
   }
-  NUV_IndexPool_destruct(&slots_);
-  NUV_IndexMap_destruct(&slot_of_line_);
 }
 
 const Call* Lines::find(uint8_t line) const {
-  const uint32_t entry = NUV_IndexMap_find(&slot_of_line_, line);
-  if (entry == NUV_IndexMap_end(&slot_of_line_)) {
-    return nullptr;
-  }
-  return &calls_[NUV_IndexMap_get(&slot_of_line_, entry)->m_uValue];
+  const IndexMapPair* pair = slot_of_line_.find(line);
+  return pair != nullptr ? &calls_[pair->m_uValue] : nullptr;
 }
 
 Call* Lines::find(uint8_t line) {
@@ -37,8 +27,8 @@ Call* Lines::find(uint8_t line) {
 
 // There are as many slots and call numbers as lines, so a line that has none always finds some.
 Call& Lines::lift(uint8_t line) {
-  const uint32_t slot = NUV_IndexPool_occupy(&slots_);
-  NUV_IndexMap_insert(&slot_of_line_, line, slot);
+  const uint32_t slot = slots_.occupy();
+  slot_of_line_.insert(line, slot);
   calls_[slot] = Call{};
   calls_[slot].number = NUV_AddressManager_allocate();
   calls_[slot].reference = NUV_MD5_GetRandomValue();
@@ -46,22 +36,19 @@ Call& Lines::lift(uint8_t line) {
 }
 
 void Lines::hang_up(uint8_t line) {
-  const uint32_t entry = NUV_IndexMap_find(&slot_of_line_, line);
-  if (entry == NUV_IndexMap_end(&slot_of_line_)) {
+  const IndexMapPair* pair = slot_of_line_.find(line);
+  if (pair == nullptr) {
     return;
   }
-  const uint32_t slot = NUV_IndexMap_get(&slot_of_line_, entry)->m_uValue;
-  NUV_AddressManager_deallocate(calls_[slot].number);
-  NUV_IndexPool_release(&slots_, slot);
-  NUV_IndexMap_remove(&slot_of_line_, entry);
+  NUV_AddressManager_deallocate(calls_[pair->m_uValue].number);
+  slots_.release(pair->m_uValue);
+  slot_of_line_.remove(line);
 }
 
 template <typename Function>
 void Lines::for_each_call(Function function) const {
-  for (uint32_t entry = NUV_IndexMap_begin(&slot_of_line_); entry != NUV_IndexMap_end(&slot_of_line_);
-       entry = NUV_IndexMap_next(&slot_of_line_, entry)) {
-    const IndexMapPair* pair = NUV_IndexMap_get(&slot_of_line_, entry);
-    function(static_cast<uint8_t>(pair->m_iKey), calls_[pair->m_uValue]);
+  for (const IndexMapPair& pair : slot_of_line_) {
+    function(static_cast<uint8_t>(pair.m_iKey), calls_[pair.m_uValue]);
   }
 }
 

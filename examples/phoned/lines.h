@@ -14,9 +14,8 @@
 #include <netinet/in.h>
 #include <sys/time.h>
 
-#include "nuv_indexmap.h"
-#include "nuv_indexpool.h"
 #include "phoned/protocol.h"
+#include "userlib.hpp"
 
 namespace phoned {
 
@@ -36,7 +35,7 @@ struct Call {
 
 class Lines {
  public:
-  Lines();
+  Lines() = default;
   ~Lines();
   Lines(const Lines&) = delete;
   Lines& operator=(const Lines&) = delete;
@@ -52,7 +51,7 @@ class Lines {
   void hang_up(uint8_t line);
 
   // How many lines are off the hook.
-  uint32_t busy() const { return NUV_IndexMap_size(&slot_of_line_); }
+  uint32_t busy() const { return slot_of_line_.size(); }
 
   // The deadline that comes first, if any line has one.
   std::optional<timeval> next_deadline() const;
@@ -65,9 +64,8 @@ class Lines {
   template <typename Function>
   void for_each_call(Function function) const;
 
-  std::array<IndexMapEntry, kLineCount> map_store_;
-  IndexMap slot_of_line_;
-  IndexPool slots_;
+  userlib::IndexMap<kLineCount> slot_of_line_;
+  userlib::IndexPool slots_{kLineCount};
   std::array<Call, kLineCount> calls_;
 };
 

@@ -18,7 +18,6 @@
 #include <filesystem>
 
 #include "nuv_assert.h"
-#include "nuv_select.h"
 #include "phoned/allocator.h"
 #include "phoned/channel.h"
 #include "phoned/clock.h"
@@ -31,6 +30,7 @@
 #include "phoned/signals.h"
 #include "phoned/text.h"
 #include "phoned/trace.h"
+#include "userlib.hpp"
 
 namespace phoned {
 namespace {
@@ -42,33 +42,32 @@ constexpr int kUsage = 2;
 // Without any deadline it is set to a day.
 constexpr std::chrono::hours kNoDeadline{24};
 
+struct Daemon;
+void on_datagram(Daemon& daemon);
+void on_request(Daemon& daemon);
+void on_deadline(Daemon& daemon);
+void on_counts(Daemon& daemon);
+void on_signal(Daemon& daemon);
+
 struct Daemon {
-  Daemon(const Options& chosen, DialPlan plan) : options(chosen), dial_layer(std::move(plan), chosen.interdigit) {
-    NUV_Select_construct(&loop);
-  }
-  ~Daemon() {
-    operators.close();
-    NUV_Select_destruct(&loop);
-  }
-  Daemon(const Daemon&) = delete;
-  Daemon& operator=(const Daemon&) = delete;
+  Daemon(const Options& chosen, DialPlan plan) : options(chosen), dial_layer(std::move(plan), chosen.interdigit) {}
 
   const Options& options;
   DialLayer dial_layer;
   Channel channel;
   uint16_t port = 0;  // the channel's
   Signals signals;
-  Select loop;
-  uint32_t deadline_timer = 0;
   Statistics told_counts;
   bool is_ending = false;
+  userlib::Reactor loop;
+  userlib::Watch datagram{loop, [this] { on_datagram(*this); }};
+  userlib::Watch request{loop, [this] { on_request(*this); }};
+  userlib::Timer deadline{loop, [this] { on_deadline(*this); }};
+  userlib::Timer counts{loop, [this] { on_counts(*this); }};
+  userlib::Watch signal{loop, [this] { on_signal(*this); }};
   Commands commands{dial_layer, [this] { is_ending = true; }};
   Operators operators{loop, commands};
 };
-
-Daemon& daemon_of(void* context) {
-  return *static_cast<Daemon*>(context);
-}
 
 // Whether phoned has left its terminal, so that only the system log listens.
 bool g_is_in_background = false;
@@ -94,58 +93,53 @@ void answer(Daemon& daemon, const sockaddr_in& card, const std::string& text) {
   trace::sent(card, daemon.port, text);
 }
 
-// How long until a line's time runs out.
-timeval wait_for_deadline(const Daemon& daemon) {
+// Sets the timer to when a line's time runs out. Fails only when it is set for the first time.
+bool wait_for_deadline(Daemon& daemon) {
   const timeval now = monotonic_now();
-  return wait_until(daemon.dial_layer.next_deadline().value_or(later(now, kNoDeadline)), now);
+  return daemon.deadline.start(wait_until(daemon.dial_layer.next_deadline().value_or(later(now, kNoDeadline)), now));
 }
 
 // ---- 1. A datagram has come ----
 
-int32_t on_datagram(void* context, int32_t, uint32_t) {
-  Daemon& daemon = daemon_of(context);
+void on_datagram(Daemon& daemon) {
+  if (daemon.is_ending) {
+    // Nobody would answer it any more.
+    return;
+  }
   if (const auto refused_size = daemon.channel.receive()) {
     trace::received(daemon.channel.sender(), daemon.port);
     answer(daemon, daemon.channel.sender(), daemon.dial_layer.refuse_size(*refused_size));
   }
-  return 0;
 }
 
 // ---- 2. It is in the request pipe ----
 
-int32_t on_request(void* context, int32_t, uint32_t) {
-  Daemon& daemon = daemon_of(context);
+void on_request(Daemon& daemon) {
   const sockaddr_in sender = daemon.channel.sender();
   OwnedFrame request = daemon.channel.take_request();
   trace::received(sender, daemon.port);
   trace::taken(daemon.port, request.text());
   answer(daemon, sender, daemon.dial_layer.handle(request, sender, monotonic_now()));
-  NUV_Select_updateTimeout(&daemon.loop, daemon.deadline_timer, wait_for_deadline(daemon));
-  return 0;
+  wait_for_deadline(daemon);
 }
 
 // ---- 3. The time of some lines may have run out ----
 
 // The reactor may call too early, when its clock has not moved between two turns. The dial layer compares every line's
 // deadline with the clock, and the timer is set to what is left then.
-int32_t on_deadline(void* context, timeval* wait, uint32_t) {
-  Daemon& daemon = daemon_of(context);
+void on_deadline(Daemon& daemon) {
   for (const Notice& notice : daemon.dial_layer.handle_timeouts(monotonic_now())) {
     answer(daemon, notice.peer, notice.text);
   }
-  *wait = wait_for_deadline(daemon);
-  return 1;
+  wait_for_deadline(daemon);
 }
 
 // ---- 4. Time to tell what was done ----
 
-int32_t on_counts(void* context, timeval* wait, uint32_t) {
-  Daemon& daemon = daemon_of(context);
+void on_counts(Daemon& daemon) {
   if (daemon.dial_layer.statistics() != daemon.told_counts) {
     tell_counts(daemon);
   }
-  *wait = later({}, daemon.options.statistics);
-  return 1;
 }
 
 // ---- 5. A signal has come ----
@@ -166,8 +160,7 @@ void read_plan_again(Daemon& daemon) {
   daemon.dial_layer.change_plan(std::move(*plan));
 }
 
-int32_t on_signal(void* context, int32_t, uint32_t) {
-  Daemon& daemon = daemon_of(context);
+void on_signal(Daemon& daemon) {
   for (const int signal : daemon.signals.take()) {
     if (signal == SIGHUP) {
       read_plan_again(daemon);
@@ -178,7 +171,6 @@ int32_t on_signal(void* context, int32_t, uint32_t) {
       daemon.is_ending = true;
     }
   }
-  return 0;
 }
 
 // ---- How it starts, runs and ends ----
@@ -204,11 +196,13 @@ std::optional<Error> open(Daemon& daemon) {
     return error;
   }
   daemon.port = daemon.channel.port();
-  NUV_Select_setReadExternal(&daemon.loop, daemon.channel.socket_fd(), &daemon, 0, on_datagram);
-  NUV_Select_setRead(&daemon.loop, daemon.channel.request_fd(), &daemon, 0, on_request);
-  NUV_Select_setRead(&daemon.loop, daemon.signals.fd(), &daemon, 0, on_signal);
-  daemon.deadline_timer = NUV_Select_setTimeout(&daemon.loop, wait_for_deadline(daemon), &daemon, 0, on_deadline);
-  NUV_Select_setTimeout(&daemon.loop, later({}, daemon.options.statistics), &daemon, 0, on_counts);
+  // The signals come by an external descriptor, because the wait looks at those only: a signal that comes between the
+  // look at the internal ones and the wait would lie there until something else ends the wait.
+  if (!daemon.datagram.read_external(daemon.channel.socket_fd()) || !daemon.request.read(daemon.channel.request_fd()) ||
+      !daemon.signal.read_external(daemon.signals.fd()) || !wait_for_deadline(daemon) ||
+      !daemon.counts.start_every(daemon.options.statistics)) {
+    return Error{kCannotWatch};
+  }
   if (auto error = daemon.commands.open()) {
     return error;
   }
@@ -239,13 +233,16 @@ std::optional<Error> start(Daemon& daemon, Instance& instance) {
 
 void serve_events(Daemon& daemon) {
   while (!daemon.is_ending) {
-    NUV_Select_process(&daemon.loop, nullptr);
+    daemon.loop.process();
   }
   tell_counts(daemon);
 }
 
 int serve(const Options& options) {
-  trace::open(options.ini);
+  if (const auto error = trace::open(options.ini)) {
+    complain(error->why);
+    return kFailure;
+  }
   install_counting_allocator();
   auto plan = load_plan(options);
   if (!plan) {

@@ -6,7 +6,6 @@
 #include <filesystem>
 
 #include <fcntl.h>
-#include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -21,10 +20,8 @@ namespace phoned {
 
 namespace {
 
-constexpr uint32_t kFifos = 0;
-constexpr uint32_t kStandardInput = 1;
-
 constexpr std::chrono::hours kNobodyWaits{24};
+constexpr std::chrono::seconds kPause{1};
 
 std::string reason() {
   return std::strerror(errno);
@@ -88,6 +85,17 @@ Result<int> open_fifo(const std::string& path) {
   return fd;
 }
 
+// 0: there is none.
+ino_t inode_of(const std::string& path) {
+  struct stat status = {};
+  return lstat(path.c_str(), &status) == 0 ? status.st_ino : 0;
+}
+
+// What keeps a connection waiting in the socket, which stays ready for that.
+bool is_shortage(int error) {
+  return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
+
 // Throws away what the operator has sent behind the line: a socket that is closed with something in it tells the other
 // side of an error, which may then miss the answer.
 void drain(int fd) {
@@ -99,9 +107,10 @@ void drain(int fd) {
 }  // namespace
 
 std::optional<Error> Operators::open(const Channels& channels) {
-  is_open_ = true;
   patience_ = channels.patience;
-  idle_timer_ = NUV_Select_setTimeout(&loop_, wait_for_deadline(), this, 0, on_idle);
+  if (!wait_for_deadline()) {
+    return Error{kCannotWatch};
+  }
   if (channels.socket_path) {
     if (auto error = open_socket(*channels.socket_path)) {
       return error;
@@ -113,32 +122,24 @@ std::optional<Error> Operators::open(const Channels& channels) {
     }
   }
   if (channels.use_stdin) {
-    listen_to(kStandardInput, STDIN_FILENO, STDOUT_FILENO);
+    return listen_to(standard_input_, STDIN_FILENO, STDOUT_FILENO);
   }
   return std::nullopt;
 }
 
-void Operators::close() {
-  if (!is_open_) {
-    return;
-  }
-  is_open_ = false;
-  NUV_Select_removeTimeout(&loop_, idle_timer_);
+Operators::~Operators() {
   while (!connections_.empty()) {
     end(connections_.begin()->first);
   }
-  for (const Stream& stream : streams_) {
-    if (stream.in_fd >= 0) {
-      NUV_Select_removeReadExternal(&loop_, stream.in_fd);
+  if (listening_fd_ >= 0) {
+    // Whatever lies in its place by now is not phoned's.
+    if (inode_of(socket_path_) == socket_inode_) {
+      unlink(socket_path_.c_str());
     }
   }
-  if (listening_fd_ >= 0) {
-    NUV_Select_removeReadExternal(&loop_, listening_fd_);
-    unlink(socket_path_.c_str());
-  }
-  for (const int fd : {listening_fd_, reserve_fd_, streams_[kFifos].in_fd, streams_[kFifos].out_fd}) {
+  for (const int fd : {listening_fd_, reserve_fd_, fifos_.in_fd, fifos_.out_fd}) {
     if (fd >= 0) {
-      ::close(fd);
+      close(fd);
     }
   }
 }
@@ -156,17 +157,17 @@ std::optional<Error> Operators::open_socket(const std::string& path) {
   const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
   if (fd < 0 || !bind_privately(fd, address)) {
     const Error error{"console socket " + quote_path(path) + " cannot be made: " + reason()};
-    ::close(fd);
+    close(fd);
     return error;
   }
   // phoned may change its directory before it comes to removing the socket.
   std::error_code unused;
   socket_path_ = std::filesystem::absolute(path, unused).string();
+  socket_inode_ = inode_of(socket_path_);
   listening_fd_ = fd;
   reserve_fd_ = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
   listen(fd, SOMAXCONN);
-  NUV_Select_setReadExternal(&loop_, fd, this, 0, on_operator);
-  return std::nullopt;
+  return operator_.read_external(fd) ? std::nullopt : std::optional(Error{kCannotWatch});
 }
 
 std::optional<Error> Operators::open_fifos(const std::string& in, const std::string& out) {
@@ -176,94 +177,113 @@ std::optional<Error> Operators::open_fifos(const std::string& in, const std::str
   }
   const auto out_fd = open_fifo(out);
   if (!out_fd) {
-    ::close(*in_fd);
+    close(*in_fd);
     return out_fd.error();
   }
-  listen_to(kFifos, *in_fd, *out_fd);
-  return std::nullopt;
+  return listen_to(fifos_, *in_fd, *out_fd);
 }
 
-void Operators::listen_to(uint32_t which, int in_fd, int out_fd) {
-  streams_[which] = {in_fd, out_fd};
-  NUV_Select_setReadExternal(&loop_, in_fd, this, which, on_stream);
+std::optional<Error> Operators::listen_to(Stream& stream, int in_fd, int out_fd) {
+  stream.in_fd = in_fd;
+  stream.out_fd = out_fd;
+  stream.watch.emplace(loop_, [this, &stream] { on_stream(stream); });
+  return stream.watch->read_external(in_fd) ? std::nullopt : std::optional(Error{kCannotWatch});
 }
 
 // ---- Somebody connects ----
 
-int32_t Operators::on_operator(void* operators, int32_t listening_fd, uint32_t) {
-  auto& self = *static_cast<Operators*>(operators);
-  const int fd = accept4(listening_fd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+Operators::Connection::Connection(Operators& operators)
+    : deadline(later(monotonic_now(), operators.patience_)),
+      watch(operators.loop_, [&operators](int fd) { operators.on_connection(fd); }) {}
+
+void Operators::on_operator() {
+  const int fd = accept4(listening_fd_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
   if (fd < 0) {
-    if (errno == EMFILE || errno == ENFILE) {
-      self.refuse_without_descriptor();
+    if (is_shortage(errno)) {
+      refuse_without_descriptor();
     }
-    return 0;
-  }
-  if (self.connections_.size() == kMaxConnections || fd >= FD_SETSIZE) {
-    self.say(fd, "too many operators: at most " + std::to_string(kMaxConnections) + " are heard at the same time");
-    ::close(fd);
-    return 0;
+    return;
   }
   NUV_LOG_TRACE(trace::modules.console, "operator %d has come", fd);
-  self.connections_[fd] = {later(monotonic_now(), self.patience_)};
-  NUV_Select_setReadExternal(&self.loop_, fd, operators, 0, on_connection);
-  NUV_Select_updateTimeout(&self.loop_, self.idle_timer_, self.wait_for_deadline());
-  return 0;
+  Connection& connection = connections_.try_emplace(fd, *this).first->second;
+  if (connections_.size() > kMaxConnections || !connection.watch.read_external(fd)) {
+    say(fd, "too many operators: at most " + std::to_string(kMaxConnections) + " are heard at the same time");
+    end(fd);
+    return;
+  }
+  wait_for_deadline();
 }
 
-// An operator who is not accepted keeps the socket ready, and the loop turning, for as long as he likes to wait.
+// An operator who is not accepted keeps the socket ready, and the loop turning, for as long as he likes to wait. So he is
+// refused with the descriptor that is kept for that, and when this does not help either, nobody is listened to for a
+// while.
 void Operators::refuse_without_descriptor() {
   NUV_LOG_ERROR(trace::modules.console, "no descriptor for an operator to be had");
-  ::close(reserve_fd_);
+  close(reserve_fd_);
   const int fd = accept4(listening_fd_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+  const bool is_hopeless = fd < 0 && is_shortage(errno);
   if (fd >= 0) {
-    ::close(fd);
+    say(fd, "no descriptor is free for another operator: try again later");
+    close(fd);
   }
   reserve_fd_ = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+  if (is_hopeless) {
+    listen_later();
+  }
+}
+
+void Operators::listen_later() {
+  operator_.stop();
+  listen_at_ = later(monotonic_now(), kPause);
+  wait_for_deadline();
+}
+
+void Operators::listen_again() {
+  listen_at_.reset();
+  if (reserve_fd_ < 0) {
+    reserve_fd_ = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+  }
+  if (!operator_.read_external(listening_fd_)) {
+    listen_later();
+  }
 }
 
 // ---- Somebody says something ----
 
-int32_t Operators::on_connection(void* operators, int32_t fd, uint32_t) {
-  auto& self = *static_cast<Operators*>(operators);
-  LineReader& reader = self.connections_[fd].reader;
+void Operators::on_connection(int fd) {
+  LineReader& reader = connections_.at(fd).reader;
   switch (reader.read(fd)) {
     case LineReader::Event::kNothing:
-      return 0;
+      return;
     case LineReader::Event::kLine:
-      self.handle(reader.line(), fd);
+      handle(reader.line(), fd);
       break;
     case LineReader::Event::kTooLong:
-      self.say(fd, "the line is too long: at most " + std::to_string(LineReader::kLongestLine) + " bytes are taken");
+      say(fd, "the line is too long: at most " + std::to_string(LineReader::kLongestLine) + " bytes are taken");
       break;
     case LineReader::Event::kEnd:
       NUV_LOG_TRACE(trace::modules.console, "operator %d has hung up", fd);
       break;
   }
-  self.end(fd);
-  return 0;
+  end(fd);
 }
 
-int32_t Operators::on_stream(void* stream_owner, int32_t, uint32_t which) {
-  auto& self = *static_cast<Operators*>(stream_owner);
-  Stream& stream = self.streams_[which];
+void Operators::on_stream(Stream& stream) {
   switch (stream.reader.read(stream.in_fd)) {
     case LineReader::Event::kNothing:
       break;
     case LineReader::Event::kLine:
-      self.handle(stream.reader.line(), stream.out_fd);
+      handle(stream.reader.line(), stream.out_fd);
       break;
     case LineReader::Event::kTooLong:
-      self.say(stream.out_fd,
-               "the line is too long: at most " + std::to_string(LineReader::kLongestLine) + " bytes are taken");
+      say(stream.out_fd,
+          "the line is too long: at most " + std::to_string(LineReader::kLongestLine) + " bytes are taken");
       break;
     case LineReader::Event::kEnd:
       NUV_LOG_INFO(trace::modules.console, "the console's input has ended");
-      NUV_Select_removeReadExternal(&self.loop_, stream.in_fd);
-      stream.in_fd = -1;
+      stream.watch.reset();
       break;
   }
-  return 0;
 }
 
 void Operators::handle(const std::string& line, int answer_fd) {
@@ -278,39 +298,37 @@ void Operators::say(int fd, const std::string& why) const {
 
 // ---- Somebody says nothing ----
 
-// Runs when the loop has served its descriptors, so that the receivers of others may be removed. It may come too early,
-// when the clock has not moved between two turns.
-int32_t Operators::on_idle(void* operators, timeval* wait, uint32_t) {
-  auto& self = *static_cast<Operators*>(operators);
+// It may come too early, when the clock has not moved between two turns.
+void Operators::on_idle() {
   const timeval now = monotonic_now();
   const auto is_overdue = [&now](const auto& entry) { return is_reached(entry.second.deadline, now); };
-  const auto next_overdue = [&] {
-    return std::find_if(self.connections_.begin(), self.connections_.end(), is_overdue);
-  };
-  for (auto it = next_overdue(); it != self.connections_.end(); it = next_overdue()) {
-    self.say(it->first, "no line within " + std::to_string(self.patience_.count()) + " s");
-    self.end(it->first);
+  const auto next_overdue = [&] { return std::find_if(connections_.begin(), connections_.end(), is_overdue); };
+  for (auto it = next_overdue(); it != connections_.end(); it = next_overdue()) {
+    say(it->first, "no line within " + std::to_string(patience_.count()) + " s");
+    end(it->first);
   }
-  *wait = self.wait_for_deadline();
-  return 1;
+  if (listen_at_ && is_reached(*listen_at_, now)) {
+    listen_again();
+  }
+  wait_for_deadline();
 }
 
 void Operators::end(int fd) {
   drain(fd);
-  NUV_Select_removeReadExternal(&loop_, fd);
-  ::close(fd);
   connections_.erase(fd);
+  close(fd);
 }
 
-timeval Operators::wait_for_deadline() const {
+// Sets the timer to when somebody's patience ends. Fails only when it is set for the first time.
+bool Operators::wait_for_deadline() {
   const timeval now = monotonic_now();
-  timeval first = later(now, kNobodyWaits);
+  timeval first = listen_at_.value_or(later(now, kNobodyWaits));
   for (const auto& [fd, connection] : connections_) {
     if (NUV_timeval_cmp(&connection.deadline, &first) < 0) {
       first = connection.deadline;
     }
   }
-  return wait_until(first, now);
+  return idle_.start(wait_until(first, now));
 }
 
 }  // namespace phoned

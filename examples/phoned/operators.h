@@ -8,7 +8,6 @@
 #ifndef EXAMPLES_PHONED_OPERATORS_H
 #define EXAMPLES_PHONED_OPERATORS_H
 
-#include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -17,11 +16,12 @@
 #include <string>
 
 #include <sys/time.h>
+#include <sys/types.h>
 
-#include "nuv_select.h"
 #include "phoned/commands.h"
 #include "phoned/line_reader.h"
 #include "phoned/result.h"
+#include "userlib.hpp"
 
 namespace phoned {
 
@@ -39,16 +39,13 @@ class Operators {
     bool operator==(const Channels&) const = default;
   };
 
-  Operators(Select& loop, Commands& commands) : loop_(loop), commands_(commands) {}
-  ~Operators() { close(); }
+  Operators(userlib::Reactor& loop, Commands& commands) : loop_(loop), commands_(commands) {}
+  ~Operators();
   Operators(const Operators&) = delete;
   Operators& operator=(const Operators&) = delete;
 
   // Listens to operators from now on. FIFOs that are not there are made.
   std::optional<Error> open(const Channels& channels);
-
-  // Hangs up on everybody and removes the socket, while the loop is still there.
-  void close();
 
  private:
   // Line after line from one descriptor, answered on another.
@@ -56,35 +53,44 @@ class Operators {
     int in_fd = -1;
     int out_fd = -1;
     LineReader reader = {};
+    std::optional<userlib::Watch> watch = {};
   };
   struct Connection {
+    explicit Connection(Operators& operators);
+
     timeval deadline;
     LineReader reader = {};
+    userlib::Watch watch;
   };
 
   std::optional<Error> open_socket(const std::string& path);
   std::optional<Error> open_fifos(const std::string& in, const std::string& out);
-  static int32_t on_operator(void* operators, int32_t fd, uint32_t unused);
-  static int32_t on_connection(void* operators, int32_t fd, uint32_t unused);
-  static int32_t on_stream(void* stream_owner, int32_t fd, uint32_t which);
-  static int32_t on_idle(void* operators, timeval* wait, uint32_t unused);
-  void listen_to(uint32_t which, int in_fd, int out_fd);
+  void on_operator();
+  void on_connection(int fd);
+  void on_stream(Stream& stream);
+  void on_idle();
+  std::optional<Error> listen_to(Stream& stream, int in_fd, int out_fd);
   void refuse_without_descriptor();
+  void listen_later();
+  void listen_again();
   void say(int fd, const std::string& why) const;
   void handle(const std::string& line, int answer_fd);
   void end(int fd);
-  timeval wait_for_deadline() const;
+  bool wait_for_deadline();
 
-  Select& loop_;
+  userlib::Reactor& loop_;
   Commands& commands_;
   std::chrono::seconds patience_{};
   std::string socket_path_;  // absolute; empty: there is none to remove
   int listening_fd_ = -1;
-  int reserve_fd_ = -1;  // given up to refuse an operator when there is no other descriptor
-  uint32_t idle_timer_ = 0;
-  bool is_open_ = false;
+  ino_t socket_inode_ = 0;
+  int reserve_fd_ = -1;               // given up to refuse an operator when there is no other descriptor
+  std::optional<timeval> listen_at_;  // when nobody can even be refused: not before then
+  userlib::Watch operator_{loop_, [this] { on_operator(); }};
+  userlib::Timer idle_{loop_, [this] { on_idle(); }};
   std::map<int, Connection> connections_;
-  std::array<Stream, 2> streams_;  // the FIFOs, and standard input
+  Stream fifos_;
+  Stream standard_input_;
 };
 
 }  // namespace phoned

@@ -1,4 +1,4 @@
-// A frame of the library that is freed with its owner: a datagram whose words are taken off its front.
+// A datagram in a frame of the library, whose words are taken off its front.
 #ifndef EXAMPLES_PHONED_OWNED_FRAME_H
 #define EXAMPLES_PHONED_OWNED_FRAME_H
 
@@ -6,24 +6,15 @@
 #include <cstdint>
 #include <string_view>
 
-#include "nuv_frame.h"
+#include "userlib.hpp"
 
 namespace phoned {
 
-class OwnedFrame {
+// What is left of the datagram is its text(). Texts that were taken off stay where they are, and good as long as the
+// frame lives.
+class OwnedFrame : public userlib::Frame {
  public:
-  explicit OwnedFrame(std::string_view bytes) {
-    NUV_Frame_construct(&frame_, static_cast<uint32_t>(bytes.size()));
-    std::copy(bytes.begin(), bytes.end(), NUV_Frame_begin(&frame_));
-  }
-  ~OwnedFrame() { NUV_Frame_destruct(&frame_); }
-  OwnedFrame(const OwnedFrame&) = delete;
-  OwnedFrame& operator=(const OwnedFrame&) = delete;
-
-  // What is left of it. Texts that were taken off stay where they are, and good as long as the frame lives.
-  std::string_view text() const {
-    return {reinterpret_cast<const char*>(NUV_Frame_begin(&frame_)), NUV_Frame_size(&frame_)};
-  }
+  explicit OwnedFrame(std::string_view bytes) : Frame(copy_of(bytes)) {}
 
   // Takes the next word off, and the blanks in front of it. Empty when there is none.
   std::string_view take_word() {
@@ -34,9 +25,7 @@ class OwnedFrame {
   }
 
  private:
-  void strip(size_t size) { NUV_Frame_reduceFront(&frame_, static_cast<uint32_t>(size)); }
-
-  Frame frame_;
+  void strip(size_t size) { reduce_front(static_cast<uint32_t>(size)); }
 };
 
 }  // namespace phoned

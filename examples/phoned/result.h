@@ -13,6 +13,9 @@ struct Error {
   std::string why;
 };
 
+// Why a descriptor that is open is no good for a reactor.
+inline constexpr const char* kCannotWatch = "too many descriptors are open, or there is no memory";
+
 template <typename Value>
 class Result {
  public:

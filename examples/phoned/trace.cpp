@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <unistd.h>
 
+#include "phoned/file.h"
 #include "phoned/text.h"
 
 namespace phoned::trace {
@@ -20,23 +21,27 @@ std::string shown(std::string_view text) {
   return printable(text.substr(0, kLongest));
 }
 
+// The library says so when it cannot open a file that it is told to read. Nobody has to have the default one.
 std::string path_to_read(const std::optional<std::string>& init_file) {
-  if (init_file) {
-    return *init_file;
-  }
-  return access(kDefaultInitFile, F_OK) == 0 ? kDefaultInitFile : "";
+  const std::string path = init_file.value_or(kDefaultInitFile);
+  const bool is_wanted = init_file || access(kDefaultInitFile, F_OK) == 0;
+  return is_wanted && !is_no_regular_file(path) ? path : "";
 }
 
 }  // namespace
 
 Modules modules;
 
-void open(const std::optional<std::string>& init_file) {
+std::optional<Error> open(const std::optional<std::string>& init_file) {
   NUV_Sysloglevel_construct2(path_to_read(init_file).c_str(), kIdent);
   modules.phoned = NUV_Sysloglevel_registerModul("Phoned");
   modules.line = NUV_Sysloglevel_registerModul("Line");
   modules.dial_plan = NUV_Sysloglevel_registerModul("DialPlan");
   modules.console = NUV_Sysloglevel_registerModul("Console");
+  if (init_file && is_no_regular_file(*init_file)) {
+    return Error{"init file " + quote_path(*init_file) + " is not a regular file; name another with --ini"};
+  }
+  return std::nullopt;
 }
 
 void received(const sockaddr_in& card, uint16_t port) {

@@ -13,6 +13,7 @@
 #include <netinet/in.h>
 
 #include "nuv_sysloglevel.h"
+#include "phoned/result.h"
 
 namespace phoned::trace {
 
@@ -29,8 +30,8 @@ struct Modules {
 extern Modules modules;
 
 // Reads the init file and registers the modules. Nobody has to have the default file; one that was named and cannot be
-// opened is worth a line on standard output.
-void open(const std::optional<std::string>& init_file);
+// opened is worth a line on standard output; one that is no file to read is an error, and so not read.
+std::optional<Error> open(const std::optional<std::string>& init_file);
 
 // The way of an event: from a line card to the channel, on to the dial layer, and the answer back.
 void received(const sockaddr_in& card, uint16_t port);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -15,11 +16,13 @@
 #include <stdexcept>
 #include <vector>
 
+#include "console_operator.h"
 #include "program.h"
 #include "udp_socket.h"
 
 namespace {
 
+using support::Operator;
 using support::Program;
 using support::TemporaryFile;
 using support::UdpSocket;
@@ -44,73 +47,25 @@ class TemporaryDirectory {
   std::string path_ = "/tmp/phoned_console.XXXXXX";
 };
 
+constexpr char kListening[] = "phoned: listening on port ";
+
+uint16_t port_in(const std::string& output) {
+  const size_t at = output.find(kListening);
+  return at == std::string::npos ? 0 : static_cast<uint16_t>(std::stoul(output.substr(at + sizeof kListening - 1)));
+}
+
 class Phoned : public Program {
  public:
   explicit Phoned(Arguments arguments, const std::string& input = "")
       : Program(PHONED, complete(std::move(arguments)), input) {}
 
-  uint16_t port() const {
-    constexpr char kListening[] = "phoned: listening on port ";
-    if (!says(kListening)) {
-      return 0;
-    }
-    const std::string text = out();
-    return static_cast<uint16_t>(std::stoul(text.substr(text.find(kListening) + sizeof kListening - 1)));
-  }
+  uint16_t port() const { return says(kListening) ? port_in(out()) : uint16_t{0}; }
 
  private:
   static Arguments complete(Arguments arguments) {
     arguments.insert(arguments.begin(), {"--foreground", "--port", "0", "--map", kPlan});
     return arguments;
   }
-};
-
-// One connection to the console, without anything of phonectl.
-class Operator {
- public:
-  explicit Operator(const std::string& path) : fd_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    if (connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-      throw std::runtime_error("no connection to " + path);
-    }
-  }
-  ~Operator() { hang_up(); }
-  Operator(const Operator&) = delete;
-  Operator& operator=(const Operator&) = delete;
-
-  void say(const std::string& text) const { send(fd_, text.data(), text.size(), MSG_NOSIGNAL); }
-
-  // What phoned says until it hangs up; "(nothing)" if it does not hang up in time.
-  std::string answer() const {
-    std::string text;
-    char buffer[4096];
-    for (;;) {
-      pollfd state = {fd_, POLLIN, 0};
-      if (poll(&state, 1, Program::kPatienceSeconds * 1000) <= 0) {
-        return "(nothing)";
-      }
-      const ssize_t count = recv(fd_, buffer, sizeof buffer, 0);
-      if (count <= 0) {
-        return text;
-      }
-      text.append(buffer, static_cast<size_t>(count));
-    }
-  }
-
-  std::string ask(const std::string& line) const {
-    say(line + "\n");
-    return answer();
-  }
-
-  void hang_up() {
-    close(fd_);
-    fd_ = -1;
-  }
-
- private:
-  int fd_;
 };
 
 class ConsoleTest : public ::testing::Test {
@@ -125,10 +80,7 @@ class ConsoleTest : public ::testing::Test {
     EXPECT_EQ(card_.ask("9 onhook"), "9 idle");
   }
 
-  size_t descriptors() const {
-    const auto entries = std::filesystem::directory_iterator("/proc/" + std::to_string(phoned_.pid()) + "/fd");
-    return static_cast<size_t>(std::distance(begin(entries), end(entries)));
-  }
+  size_t descriptors() const { return phoned_.descriptors(); }
 
   TemporaryDirectory directory_;
   std::string socket_ = directory_.file("console");
@@ -341,13 +293,22 @@ TEST_F(ConsoleTest, TellsThatAFullDiskKeepsNoMasks) {
   expect_a_call();
 }
 
-// The library would wait in opening it.
+// Before the masks are lost.
 TEST_F(ConsoleTest, RefusesAFifoAsInitFile) {
   const std::string fifo = directory_.file("fifo");
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
   EXPECT_EQ(ask("tr save " + fifo), "error: '" + fifo + "' is not a regular file\n");
   EXPECT_EQ(ask("tr restore " + fifo), "error: '" + fifo + "' is not a regular file\n");
   expect_a_call();
+}
+
+TEST(ConsoleIniFile, FifoIsRefusedAndNotWaitedFor) {
+  const TemporaryDirectory directory;
+  const std::string fifo = directory.file("fifo");
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  Phoned phoned({"--ini", fifo});
+  EXPECT_EQ(phoned.exit_status(), 1);
+  EXPECT_EQ(phoned.err(), "phoned: init file '" + fifo + "' is not a regular file; name another with --ini\n");
 }
 
 TEST(ConsoleIniFile, NamedOneThatIsMissingIsWorthALine) {
@@ -526,6 +487,106 @@ TEST(ConsoleSocket, RefusesPathsThatAreNone) {
     EXPECT_EQ(phoned.err(), "phoned: " + row.complaint);
   }
   EXPECT_EQ(file.content(), "keep me");
+}
+
+// Not even a symbolic link to a socket is taken for one, and nothing that lies there is touched.
+TEST(ConsoleSocket, LeavesAloneWhatIsNoSocket) {
+  const TemporaryDirectory directory;
+  const std::string fifo = directory.file("fifo");
+  const std::string link = directory.file("link");
+  const std::string dangling = directory.file("dangling");
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  std::filesystem::create_symlink(directory.file("real"), link);
+  std::filesystem::create_symlink(directory.file("nowhere"), dangling);
+  const Phoned real({"--console", directory.file("real")});
+  ASSERT_NE(real.port(), 0);
+  for (const std::string& path : {fifo, link, dangling}) {
+    Phoned phoned({"--console", path});
+    EXPECT_EQ(phoned.exit_status(), 1);
+    EXPECT_EQ(phoned.err(),
+              "phoned: console socket '" + path + "' cannot be made: there is a file that is no socket\n");
+    EXPECT_TRUE(std::filesystem::is_symlink(path) || std::filesystem::is_fifo(path));
+  }
+  EXPECT_FALSE(std::filesystem::exists(directory.file("nowhere")));
+  EXPECT_EQ(Operator(directory.file("real")).ask("check 12"), "reject 12\n");
+}
+
+TEST(ConsoleSocket, StaysWhenItIsNoLongerPhoneds) {
+  const TemporaryDirectory directory;
+  const std::string socket = directory.file("console");
+  Phoned first({"--console", socket});
+  ASSERT_NE(first.port(), 0);
+  std::filesystem::rename(socket, directory.file("elsewhere"));
+  const Phoned second({"--console", socket});
+  ASSERT_NE(second.port(), 0);
+  first.signal(SIGTERM);
+  EXPECT_EQ(first.exit_status(), 0);
+  EXPECT_EQ(Operator(socket).ask("check 12"), "reject 12\n");
+}
+
+// ---- without free descriptors ----
+
+// So many that two operators can be connected. One more is told so and hung up on: no connection stays in the socket,
+// which would keep phoned busy.
+TEST(ConsoleDescriptors, OperatorIsRefusedWhenThereIsNone) {
+  const TemporaryDirectory directory;
+  const std::string socket = directory.file("console");
+  const Program::Arguments command = {"--foreground", "--port", "0", "--map", kPlan, "--console", socket};
+  size_t descriptors = 0;
+  {
+    const Phoned phoned({"--console", socket});
+    ASSERT_NE(phoned.port(), 0);
+    descriptors = phoned.descriptors();
+  }
+  Program::Arguments words = {PHONED};
+  words.insert(words.end(), command.begin(), command.end());
+  const Program phoned(Program::kShell, Program::with_descriptors(static_cast<int>(descriptors) + 2, words));
+  ASSERT_TRUE(phoned.says(kListening));
+  UdpSocket card(port_in(phoned.out()));
+  {
+    const Operator first(socket);
+    const Operator second(socket);
+    for (int i = 0; i < 3; ++i) {
+      EXPECT_EQ(Operator(socket).answer(), "error: no descriptor is free for another operator: try again later\n");
+      ASSERT_TRUE(phoned.sleeps());
+      EXPECT_EQ(card.ask("9 onhook"), "9 idle");
+    }
+    EXPECT_EQ(first.ask("check 12"), "reject 12\n");
+    EXPECT_EQ(Operator(socket).ask("check 110"), "complete 110 110\n") << "the first one's descriptor is free";
+    EXPECT_EQ(second.ask("check 12"), "reject 12\n");
+  }
+  EXPECT_EQ(Operator(socket).ask("check 12"), "reject 12\n");
+  EXPECT_EQ(phoned.err(), "");
+}
+
+// The limit sinks below what is in use, so that giving one descriptor up does not help.
+TEST(ConsoleDescriptors, NobodyIsListenedToWhenNobodyCanBeRefused) {
+  const TemporaryDirectory directory;
+  const std::string socket = directory.file("console");
+  Phoned phoned({"--console", socket});
+  UdpSocket card(phoned.port());
+  rlimit before = {};
+  ASSERT_EQ(prlimit(phoned.pid(), RLIMIT_NOFILE, nullptr, &before), 0);
+  for (int round = 0; round < 2; ++round) {
+    const rlimit low = {4, before.rlim_max};
+    ASSERT_EQ(prlimit(phoned.pid(), RLIMIT_NOFILE, &low, nullptr), 0);
+    const Operator waiting(socket);
+    waiting.say("check 12\n");
+    for (int i = 0; i < 10; ++i) {
+      EXPECT_EQ(card.ask("9 onhook"), "9 idle");
+      ASSERT_TRUE(phoned.sleeps());
+    }
+    ASSERT_EQ(prlimit(phoned.pid(), RLIMIT_NOFILE, &before, nullptr), 0);
+    EXPECT_EQ(waiting.answer(), "reject 12\n");
+    EXPECT_EQ(Operator(socket).ask("check 110"), "complete 110 110\n");
+  }
+  const rlimit low = {4, before.rlim_max};
+  ASSERT_EQ(prlimit(phoned.pid(), RLIMIT_NOFILE, &low, nullptr), 0);
+  const Operator waiting(socket);
+  ASSERT_TRUE(phoned.sleeps());
+  phoned.signal(SIGTERM);
+  EXPECT_EQ(phoned.exit_status(), 0);
+  EXPECT_FALSE(std::filesystem::exists(socket));
 }
 
 // ---- FIFOs and standard input ----

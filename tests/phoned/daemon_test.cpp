@@ -2,11 +2,13 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 
 #include "program.h"
 #include "udp_socket.h"
@@ -193,6 +195,44 @@ TEST_F(DaemonTest, RefusesARunDirectoryThatItCannotUse) {
     EXPECT_EQ(phoned.err(), "phoned: run directory '" + row.run_dir + "' " + row.complaint);
     EXPECT_EQ(phoned.out(), "");
   }
+}
+
+// A symbolic link would be followed, and what it leads to overwritten; a FIFO would keep phoned waiting.
+TEST_F(DaemonTest, RefusesAPidFileThatIsNoRegularFile) {
+  const TemporaryFile precious("keep me");
+  const struct {
+    const char* name;
+    std::function<void()> make;
+  } kCases[] = {
+      {"a symbolic link", [&] { std::filesystem::create_symlink(precious.path(), pid_file()); }},
+      {"a dangling link", [&] { std::filesystem::create_symlink(run_dir_ + "/nowhere", pid_file()); }},
+      {"a FIFO", [&] { ASSERT_EQ(mkfifo(pid_file().c_str(), 0600), 0); }},
+      {"a directory", [&] { std::filesystem::create_directory(pid_file()); }},
+  };
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(row.name);
+    row.make();
+    for (const Program::Arguments& options : {Program::Arguments{"--foreground"}, Program::Arguments{}}) {
+      Program phoned(PHONED, with_run_dir(options));
+      EXPECT_EQ(phoned.exit_status(), 1);
+      EXPECT_EQ(phoned.err(), "phoned: pid file '" + pid_file() +
+                                  "' is not a regular file; remove it, or choose another --run-dir\n");
+    }
+    EXPECT_TRUE(std::filesystem::exists(std::filesystem::symlink_status(pid_file()))) << "it stays";
+    std::filesystem::remove(pid_file());
+  }
+  EXPECT_EQ(precious.content(), "keep me");
+  EXPECT_FALSE(std::filesystem::exists(run_dir_ + "/nowhere"));
+}
+
+TEST_F(DaemonTest, EndsEvenIfItsPidFileHasBecomeAFifo) {
+  Program phoned(PHONED, with_run_dir({"--foreground"}));
+  ASSERT_TRUE(phoned.says(kListening));
+  std::filesystem::remove(pid_file());
+  ASSERT_EQ(mkfifo(pid_file().c_str(), 0600), 0);
+  phoned.signal(SIGTERM);
+  EXPECT_EQ(phoned.exit_status(), 0);
+  EXPECT_TRUE(std::filesystem::is_fifo(pid_file())) << "it is not phoned's";
 }
 
 TEST_F(DaemonTest, SaysThatThereIsNoRoomForThePidFile) {

@@ -22,6 +22,22 @@ TEST(FirstDaemon, SendsDatagramsBack) {
   EXPECT_EQ(second.ask("two words"), "two words");
 }
 
+TEST(FirstDaemon, ListensToItsOperator) {
+  const uint16_t port = UdpSocket().port();
+  const Program daemon(FIRST_DAEMON, {std::to_string(port)}, "tr show\n");
+  EXPECT_TRUE(daemon.says("handle  1 : Echo        level : 113  ( Info Warning Error GuiOutput)\n"));
+  EXPECT_TRUE(daemon.says("> "));
+}
+
+// At the end of its input it is the operator who has gone, and not the daemon.
+TEST(FirstDaemon, OutlivesItsOperator) {
+  const uint16_t port = UdpSocket().port();
+  const Program daemon(FIRST_DAEMON, {std::to_string(port)}, "tr console\ntr change Echo 115\n");
+  EXPECT_TRUE(daemon.says("> "));
+  UdpSocket card(port);
+  EXPECT_EQ(card.ask("still there"), "still there");
+}
+
 TEST(FirstDaemon, WantsAPort) {
   for (const char* port : {"0", "65536", "x", ""}) {
     Program daemon(FIRST_DAEMON, {port});

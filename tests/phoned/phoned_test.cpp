@@ -394,6 +394,29 @@ TEST(PhonedStart, RefusesWhatItCannotUse) {
   }
 }
 
+TEST(PhonedStart, RefusesAMapFileThatIsNoRegularFile) {
+  std::string directory = "/tmp/phoned_map.XXXXXX";
+  ASSERT_NE(mkdtemp(directory.data()), nullptr);
+  const std::string fifo = directory + "/fifo";
+  const std::string link = directory + "/link";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  ASSERT_EQ(symlink(fifo.c_str(), link.c_str()), 0);
+  for (const std::string& path : {fifo, link, directory, std::string("/dev/zero")}) {
+    Program phoned(PHONED, {"--foreground", "--port", "0", "--map-file", path});
+    EXPECT_EQ(phoned.exit_status(), 1);
+    EXPECT_EQ(phoned.err(), "phoned: map file '" + path + "' cannot be read: is not a regular file\n");
+  }
+  // A link to a plan is as good as the plan.
+  const TemporaryFile plan("110\n");
+  unlink(link.c_str());
+  ASSERT_EQ(symlink(plan.path().c_str(), link.c_str()), 0);
+  const Phoned phoned({"--map-file", link});
+  EXPECT_EQ(UdpSocket(phoned.port()).ask("3 offhook"), "3 ready");
+  unlink(link.c_str());
+  unlink(fifo.c_str());
+  rmdir(directory.c_str());
+}
+
 // With three descriptors open from the start, the pipe of the signals takes two more, those of the channel four.
 TEST(PhonedStart, SaysWhatItCannotHave) {
   const struct {

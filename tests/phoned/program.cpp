@@ -7,11 +7,14 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iterator>
 #include <stdexcept>
 #include <thread>
+
+#include "watcher.h"
 
 namespace support {
 namespace {
@@ -71,6 +74,7 @@ Program::Arguments Program::with_descriptors(int count, const Arguments& command
 
 Program::Program(const std::string& path, const Arguments& arguments, const std::string& input, int out_fd)
     : in_(input) {
+  watch_over_programs();
   keep_descriptors_to_ourselves();
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
@@ -107,6 +111,18 @@ bool Program::says(const std::string& text) const {
 
 bool Program::complains(const std::string& text) const {
   return holds(err_, text);
+}
+
+size_t Program::descriptors() const {
+  const auto entries = std::filesystem::directory_iterator("/proc/" + std::to_string(pid_) + "/fd");
+  return static_cast<size_t>(std::distance(begin(entries), end(entries)));
+}
+
+bool Program::sleeps() const {
+  return comes_true([this] {
+    const std::string status = TemporaryFile::content_of("/proc/" + std::to_string(pid_) + "/stat");
+    return status.find(") S ") != std::string::npos;
+  });
 }
 
 void Program::signal(int number) const {

@@ -31,7 +31,8 @@ class TemporaryFile {
 // Asks again and again, until the answer is yes or patience is at its end. Returns false then.
 bool comes_true(const std::function<bool()>& question);
 
-// A program that runs until it ends by itself or its owner goes. Nothing here waits for longer than kPatience.
+// A program that runs until it ends by itself or its owner goes, also by a signal (watcher.h). Nothing here waits for
+// longer than kPatience.
 class Program {
  public:
   static constexpr int kPatienceSeconds = 20;
@@ -53,6 +54,13 @@ class Program {
   bool complains(const std::string& text) const;
 
   pid_t pid() const { return pid_; }
+
+  // How many descriptors it has open.
+  size_t descriptors() const;
+
+  // Waits until the program waits for something. Returns false if it does not stop doing something.
+  bool sleeps() const;
+
   void signal(int number) const;
 
   // Waits for the end. Returns the exit status; -1 if the program was killed by a signal or did not end.

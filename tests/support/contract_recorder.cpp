@@ -38,8 +38,12 @@ Reports ContractRecorder::take() {
 }
 
 void ContractRecorder::record(uint32_t type, const char* file, uint32_t line, const char* text) {
-  active_->reports_.push_back({type, copy(file), copy(text), line});
-  witness(active_->reports_.back());
+  const Report report = {type, copy(file), copy(text), line};
+  active_->reports_.push_back(report);
+  witness(report);
+  if (active_->meddle_) {
+    active_->meddle_(report);
+  }
 }
 
 Report require_report(const char* file, const char* text) {

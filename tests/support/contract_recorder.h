@@ -3,9 +3,11 @@
 #define TESTS_SUPPORT_CONTRACT_RECORDER_H
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "nuv_assert.h"
@@ -37,12 +39,17 @@ class ContractRecorder {
   // The reports since the last call, in their order.
   Reports take();
 
+  // What the handler does besides from now on, at each report: an application's handler may even write to the record
+  // that the report is about.
+  void meddle(std::function<void(const Report&)> action) { meddle_ = std::move(action); }
+
  private:
   static void record(uint32_t type, const char* file, uint32_t line, const char* text);
 
   static ContractRecorder* active_;
   ContractRecorder* outer_;
   Reports reports_;
+  std::function<void(const Report&)> meddle_;
 };
 
 // Shorthands for what a test expects.

@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -10,6 +11,18 @@
 #include <utility>
 
 namespace support {
+namespace {
+
+std::string take_from(int fd) {
+  std::string bytes;
+  std::array<char, 4096> piece;
+  for (ssize_t length; (length = read(fd, piece.data(), piece.size())) > 0;) {
+    bytes.append(piece.data(), static_cast<size_t>(length));
+  }
+  return bytes;
+}
+
+}  // namespace
 
 std::set<int> open_descriptors() {
   std::set<int> fds;
@@ -58,12 +71,25 @@ void TestPipe::close_write_end() {
 }
 
 std::string TestPipe::take() {
-  std::string bytes;
-  std::array<char, 4096> piece;
-  for (ssize_t length; (length = read(ends_[0], piece.data(), piece.size())) > 0;) {
-    bytes.append(piece.data(), static_cast<size_t>(length));
-  }
-  return bytes;
+  return take_from(ends_[0]);
+}
+
+TestFifo::TestFifo(const std::string& path) {
+  EXPECT_EQ(mkfifo(path.c_str(), 0600), 0);
+  fd_ = open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+  EXPECT_GE(fd_, 0);
+}
+
+TestFifo::~TestFifo() {
+  close(fd_);
+}
+
+void TestFifo::put(const std::string& bytes) const {
+  EXPECT_EQ(write(fd_, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+}
+
+std::string TestFifo::take() const {
+  return take_from(fd_);
 }
 
 }  // namespace support

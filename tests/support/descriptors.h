@@ -37,6 +37,23 @@ class TestPipe {
   int ends_[2];
 };
 
+// A FIFO made at this path, both of whose ends are open: nobody has to wait at one of them.
+class TestFifo {
+ public:
+  explicit TestFifo(const std::string& path);
+  ~TestFifo();
+  TestFifo(const TestFifo&) = delete;
+  TestFifo& operator=(const TestFifo&) = delete;
+
+  void put(const std::string& bytes) const;
+
+  // All bytes that have arrived since the last call.
+  std::string take() const;
+
+ private:
+  int fd_;
+};
+
 }  // namespace support
 
 #endif

@@ -1,5 +1,7 @@
 #include "support/digitmap_model.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <string_view>
 #include <utility>
@@ -18,6 +20,11 @@ uint32_t bit_of(char c) {
   constexpr std::string_view kSymbols = "0123456789ABCD#*";
   const size_t place = kSymbols.find(c);
   return place != std::string_view::npos ? uint32_t{1} << place : 0;
+}
+
+std::string without_fillers(std::string text) {
+  std::erase_if(text, [](char c) { return c == ' ' || c == '(' || c == ')'; });
+  return text;
 }
 
 uint32_t plain_bracket(const std::string& content) {
@@ -151,6 +158,37 @@ std::optional<DigitMapModel::Pattern> DigitMapModel::parse(const std::string& te
     }
   }
   return pattern;
+}
+
+bool DigitMapModel::set_map(std::string text) {
+  patterns_.clear();
+  for (size_t begin = 0; begin < text.size();) {
+    const size_t end = std::min(text.find('|', begin), text.size());
+    const std::string pattern = without_fillers(text.substr(begin, end - begin));
+    if (!pattern.empty() && !add_map(pattern)) {
+      return false;
+    }
+    begin = end + 1;
+  }
+  return true;
+}
+
+bool DigitMapModel::add_map(std::string text) {
+  const auto pattern = parse(without_fillers(std::move(text)));
+  if (pattern) {
+    patterns_.push_back(*pattern);
+  }
+  return pattern.has_value();
+}
+
+double DigitMapModel::expansions(size_t digits) const {
+  double sum = 0;
+  for (const Pattern& pattern : patterns_) {
+    const auto repeated = std::count_if(pattern.symbols.begin(), pattern.symbols.end(),
+                                        [](uint32_t symbol) { return (symbol & kRepeat) != 0; });
+    sum += std::pow(static_cast<double>(digits + 1), static_cast<double>(repeated));
+  }
+  return sum;
 }
 
 int32_t DigitMapModel::check(int32_t mode, const std::string& dialled, uint32_t timer, char* out,

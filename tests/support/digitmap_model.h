@@ -23,7 +23,15 @@ class DigitMapModel {
   // Reads one pattern without blanks and parentheses. Empty: it is not valid.
   static std::optional<Pattern> parse(const std::string& text);
 
-  void append(Pattern pattern) { patterns_.push_back(std::move(pattern)); }
+  // Reads a map: as NUV_DigitMap_setMap() does, patterns between bars into an empty map, up to the first one that is not
+  // valid; or as NUV_DigitMap_addMap() does, one more pattern. False: not all of it is valid.
+  bool set_map(std::string text);
+  bool add_map(std::string text);
+
+  const std::vector<Pattern>& patterns() const { return patterns_; }
+
+  // How many expansions a check of so many digits tries at most.
+  double expansions(size_t digits) const;
 
   // Same arguments and results as NUV_DigitMap_checkDialString(), and the same bytes written to the buffer.
   int32_t check(int32_t mode, const std::string& dialled, uint32_t timer, char* out, uint32_t out_size) const;

@@ -53,6 +53,10 @@ class FakeClock {
   // From now on the monotonic clock cannot be read (0: it can again).
   void fail_with(int error) { error_ = error; }
 
+  // From now on select() looks at real descriptors and waits for them in real time, while the clocks stay the test's.
+  void let_select_through() { select_is_real_ = true; }
+  bool is_select_real() const { return select_is_real_; }
+
   void answer_select(SelectAnswer answer) { answers_.push_back(std::move(answer)); }
 
   // The calls of select() since the last call of this.
@@ -70,6 +74,7 @@ class FakeClock {
   long nanoseconds_ = 0;
   timeval wall_ = {0, 0};
   int error_ = 0;
+  bool select_is_real_ = false;
   std::deque<SelectAnswer> answers_;
   std::vector<SelectCall> calls_;
 };

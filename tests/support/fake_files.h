@@ -6,8 +6,8 @@
 
 namespace support {
 
-// While it lives, "/etc/quiet" and everything below "/flash/" lead into a temporary directory, for access(), open(),
-// fopen() and unlink(). Without one these paths do not exist for the library.
+// While it lives, "/etc/quiet" and everything below "/flash/" lead into a temporary directory, for access(), fopen(),
+// open(), stat() and unlink(). Without one these paths do not exist for the library.
 class FakeFiles {
  public:
   FakeFiles();
@@ -20,6 +20,9 @@ class FakeFiles {
   std::string read(const std::string& path) const;
   bool exists(const std::string& path) const;
   void remove(const std::string& path);
+
+  // Where the file really lies.
+  std::string real_path(const std::string& path) const { return directory_ + path; }
 
  private:
   std::string directory_;

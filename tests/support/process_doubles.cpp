@@ -2,11 +2,14 @@
 
 #include <sys/wait.h>
 
+#include <optional>
+
 namespace support {
 namespace {
 
 bool g_alarm_is_fast = false;
 pid_t g_parent = 0;
+std::optional<uid_t> g_owner;
 
 }  // namespace
 
@@ -32,6 +35,22 @@ FakeParent::~FakeParent() {
 
 pid_t FakeParent::pid() {
   return g_parent;
+}
+
+FakeOwner::FakeOwner(uid_t uid) {
+  g_owner = uid;
+}
+
+FakeOwner::~FakeOwner() {
+  g_owner.reset();
+}
+
+bool FakeOwner::is_active() {
+  return g_owner.has_value();
+}
+
+uid_t FakeOwner::uid() {
+  return *g_owner;
 }
 
 bool has_children() {

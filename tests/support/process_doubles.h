@@ -1,4 +1,4 @@
-// What a process is told about itself, under the control of a test.
+// What a process is told about itself and its surroundings, under the control of a test.
 #ifndef TESTS_SUPPORT_PROCESS_DOUBLES_H
 #define TESTS_SUPPORT_PROCESS_DOUBLES_H
 
@@ -27,6 +27,18 @@ class FakeParent {
 
   // The number, or 0 while there is no double.
   static pid_t pid();
+};
+
+// While it lives, lstat() finds that everything belongs to this user.
+class FakeOwner {
+ public:
+  explicit FakeOwner(uid_t uid);
+  ~FakeOwner();
+  FakeOwner(const FakeOwner&) = delete;
+  FakeOwner& operator=(const FakeOwner&) = delete;
+
+  static bool is_active();
+  static uid_t uid();
 };
 
 // Whether the process has a child, ended or not, that nobody has waited for.

@@ -4,11 +4,15 @@
 
 namespace support {
 
-void expect_null_reports(const char* file, const char* text, std::initializer_list<NullCall> calls) {
+std::set<uint32_t> expect_null_reports(const char* file, const char* text, std::initializer_list<NullCall> calls) {
+  std::set<uint32_t> lines;
   for (const NullCall& row : calls) {
     SCOPED_TRACE(row.name);
-    EXPECT_EQ(first_report(row.call), require_report(file, text));
+    const Report report = first_report(row.call);
+    EXPECT_EQ(report, require_report(file, text));
+    lines.insert(report.line);
   }
+  return lines;
 }
 
 }  // namespace support

@@ -10,27 +10,47 @@ set(USERLIB_WRAPPED_FUNCTIONS
     close
     dup2
     execl
+    fclose
+    fcntl
+    fdopen
+    fflush
+    fgets
     fopen
     fork
+    fprintf
+    __fprintf_chk
+    fputc
+    fputs
+    free
     fstat
+    fwrite
     getppid
+    getsockopt
     gettimeofday
+    gmtime
     kill
+    localtime
+    localtime_r
+    lstat
     malloc
     open
+    pclose
     pipe
     popen
+    putenv
     read
     recvfrom
     select
     sendto
     setsid
     socket
+    stat
     strftime
     syscall
     sysconf
     time
     umask
+    uname
     unlink
     waitpid
     write)

@@ -5,24 +5,47 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
+#include <sys/utsname.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <map>
 
 #include "support/call_log.h"
 #include "support/fake_clock.h"
 #include "support/fake_files.h"
 #include "support/fault_injector.h"
+#include "support/fault_loop.h"
 #include "support/process_doubles.h"
 
 using support::CallLog;
 using support::FakeClock;
 using support::FaultInjector;
 using support::redirected_path;
+
+namespace {
+
+// The blocks with their sizes. Lives for ever: blocks come back until the very end of the process.
+std::map<const void*, size_t>& live_blocks() {
+  static auto& blocks = *new std::map<const void*, size_t>;
+  return blocks;
+}
+
+}  // namespace
+
+size_t support::count_live_blocks() {
+  return live_blocks().size();
+}
+
+size_t support::size_of_live_block(const void* block) {
+  const auto found = live_blocks().find(block);
+  return found != live_blocks().end() ? found->second : 0;
+}
 
 extern "C" {
 
@@ -73,7 +96,16 @@ int __wrap_clock_gettime(clockid_t clock, timespec* time) {
 int __real_close(int fd);
 int __wrap_close(int fd) {
   CallLog::note("close(%d)", fd);
-  return FaultInjector::strikes("close") ? -1 : __real_close(fd);
+  if (!FaultInjector::strikes("close")) {
+    return __real_close(fd);
+  }
+  // A close that fails has given the descriptor back all the same, unless it is said to be none.
+  const int error = errno;
+  if (error != EBADF) {
+    __real_close(fd);
+  }
+  errno = error;
+  return -1;
 }
 
 int __real_dup2(int from, int to);
@@ -98,6 +130,36 @@ int __wrap_execl(const char* path, const char* argument, ...) {
   return execv(path, vector.data());
 }
 
+int __real_fclose(FILE* stream);
+int __wrap_fclose(FILE* stream) {
+  const int result = __real_fclose(stream);  // it is gone even when its last bytes found no room
+  return FaultInjector::strikes("fclose") ? EOF : result;
+}
+
+int __real_fcntl(int fd, int command, ...);
+int __wrap_fcntl(int fd, int command, ...) {
+  va_list arguments;
+  va_start(arguments, command);
+  const long argument = va_arg(arguments, long);  // whatever it is, or nothing: it is only passed on
+  va_end(arguments);
+  return FaultInjector::strikes("fcntl") ? -1 : __real_fcntl(fd, command, argument);
+}
+
+FILE* __real_fdopen(int fd, const char* mode);
+FILE* __wrap_fdopen(int fd, const char* mode) {
+  return FaultInjector::strikes("fdopen") ? nullptr : __real_fdopen(fd, mode);
+}
+
+int __real_fflush(FILE* stream);
+int __wrap_fflush(FILE* stream) {
+  return FaultInjector::strikes("fflush") ? EOF : __real_fflush(stream);
+}
+
+char* __real_fgets(char* line, int size, FILE* stream);
+char* __wrap_fgets(char* line, int size, FILE* stream) {
+  return FaultInjector::strikes("fgets") ? nullptr : __real_fgets(line, size, stream);
+}
+
 FILE* __real_fopen(const char* path, const char* mode);
 FILE* __wrap_fopen(const char* path, const char* mode) {
   return FaultInjector::strikes("fopen") ? nullptr : __real_fopen(redirected_path(path).c_str(), mode);
@@ -109,14 +171,63 @@ pid_t __wrap_fork() {
   return FaultInjector::strikes("fork") ? -1 : __real_fork();
 }
 
+// Compilers turn one function of stream output into another, so all of them go by the name of fprintf.
+[[gnu::format(printf, 2, 3)]] int __wrap_fprintf(FILE* stream, const char* format, ...) {
+  if (FaultInjector::strikes("fprintf")) {
+    return -1;
+  }
+  va_list arguments;
+  va_start(arguments, format);
+  const int result = std::vfprintf(stream, format, arguments);
+  va_end(arguments);
+  return result;
+}
+
+[[gnu::format(printf, 3, 4)]] int __wrap___fprintf_chk(FILE* stream, int /*flag*/, const char* format, ...) {
+  if (FaultInjector::strikes("fprintf")) {
+    return -1;
+  }
+  va_list arguments;
+  va_start(arguments, format);
+  const int result = std::vfprintf(stream, format, arguments);
+  va_end(arguments);
+  return result;
+}
+
+int __real_fputc(int character, FILE* stream);
+int __wrap_fputc(int character, FILE* stream) {
+  return FaultInjector::strikes("fprintf") ? EOF : __real_fputc(character, stream);
+}
+
+int __real_fputs(const char* text, FILE* stream);
+int __wrap_fputs(const char* text, FILE* stream) {
+  return FaultInjector::strikes("fprintf") ? EOF : __real_fputs(text, stream);
+}
+
+void __real_free(void* block);
+void __wrap_free(void* block) {
+  live_blocks().erase(block);
+  __real_free(block);
+}
+
 int __real_fstat(int fd, struct stat* status);
 int __wrap_fstat(int fd, struct stat* status) {
   return FaultInjector::strikes("fstat") ? -1 : __real_fstat(fd, status);
 }
 
+size_t __real_fwrite(const void* bytes, size_t size, size_t count, FILE* stream);
+size_t __wrap_fwrite(const void* bytes, size_t size, size_t count, FILE* stream) {
+  return FaultInjector::strikes("fprintf") ? 0 : __real_fwrite(bytes, size, count, stream);
+}
+
 pid_t __real_getppid();
 pid_t __wrap_getppid() {
   return support::FakeParent::pid() != 0 ? support::FakeParent::pid() : __real_getppid();
+}
+
+int __real_getsockopt(int fd, int level, int option, void* value, socklen_t* length);
+int __wrap_getsockopt(int fd, int level, int option, void* value, socklen_t* length) {
+  return FaultInjector::strikes("getsockopt") ? -1 : __real_getsockopt(fd, level, option, value, length);
 }
 
 int __real_gettimeofday(timeval* time, void* zone);
@@ -131,15 +242,46 @@ int __wrap_gettimeofday(timeval* time, void* zone) {
   return __real_gettimeofday(time, zone);
 }
 
+tm* __real_gmtime(const time_t* seconds);
+tm* __wrap_gmtime(const time_t* seconds) {
+  return FaultInjector::strikes("gmtime") ? nullptr : __real_gmtime(seconds);
+}
+
 int __real_kill(pid_t pid, int signal);
 int __wrap_kill(pid_t pid, int signal) {
   CallLog::note("kill(%d)", signal);
   return FaultInjector::strikes("kill") ? -1 : __real_kill(pid, signal);
 }
 
+tm* __real_localtime(const time_t* seconds);
+tm* __wrap_localtime(const time_t* seconds) {
+  return FaultInjector::strikes("localtime") ? nullptr : __real_localtime(seconds);
+}
+
+tm* __real_localtime_r(const time_t* seconds, tm* result);
+tm* __wrap_localtime_r(const time_t* seconds, tm* result) {
+  return FaultInjector::strikes("localtime_r") ? nullptr : __real_localtime_r(seconds, result);
+}
+
+int __real_lstat(const char* path, struct stat* status);
+int __wrap_lstat(const char* path, struct stat* status) {
+  if (FaultInjector::strikes("lstat")) {
+    return -1;
+  }
+  const int result = __real_lstat(redirected_path(path).c_str(), status);
+  if (result == 0 && support::FakeOwner::is_active()) {
+    status->st_uid = support::FakeOwner::uid();
+  }
+  return result;
+}
+
 void* __real_malloc(size_t size);
 void* __wrap_malloc(size_t size) {
-  return FaultInjector::strikes("malloc") ? nullptr : __real_malloc(size);
+  void* block = FaultInjector::strikes("malloc") ? nullptr : __real_malloc(size);
+  if (block != nullptr) {
+    live_blocks()[block] = size;
+  }
+  return block;
 }
 
 int __real_open(const char* path, int flags, ...);
@@ -152,6 +294,12 @@ int __wrap_open(const char* path, int flags, ...) {
   return FaultInjector::strikes("open") ? -1 : __real_open(redirected_path(path).c_str(), flags, mode);
 }
 
+int __real_pclose(FILE* stream);
+int __wrap_pclose(FILE* stream) {
+  const int result = __real_pclose(stream);
+  return FaultInjector::strikes("pclose") ? -1 : result;
+}
+
 int __real_pipe(int* ends);
 int __wrap_pipe(int* ends) {
   return FaultInjector::strikes("pipe") ? -1 : __real_pipe(ends);
@@ -162,6 +310,11 @@ FILE* __wrap_popen(const char* command, const char* mode) {
   return FaultInjector::strikes("popen") ? nullptr : __real_popen(command, mode);
 }
 
+int __real_putenv(char* assignment);
+int __wrap_putenv(char* assignment) {
+  return FaultInjector::strikes("putenv") ? -1 : __real_putenv(assignment);
+}
+
 ssize_t __real_read(int fd, void* buffer, size_t length);
 ssize_t __wrap_read(int fd, void* buffer, size_t length) {
   return FaultInjector::strikes("read") ? -1 : __real_read(fd, buffer, length);
@@ -169,6 +322,7 @@ ssize_t __wrap_read(int fd, void* buffer, size_t length) {
 
 ssize_t __real_recvfrom(int fd, void* buffer, size_t length, int flags, sockaddr* address, socklen_t* address_length);
 ssize_t __wrap_recvfrom(int fd, void* buffer, size_t length, int flags, sockaddr* address, socklen_t* address_length) {
+  CallLog::note("recvfrom(%zu, %d)", length, flags);
   return FaultInjector::strikes("recvfrom") ? -1 : __real_recvfrom(fd, buffer, length, flags, address, address_length);
 }
 
@@ -177,7 +331,7 @@ int __wrap_select(int count, fd_set* read, fd_set* write, fd_set* except, timeva
   if (FaultInjector::strikes("select")) {
     return -1;
   }
-  if (FakeClock::active() != nullptr) {
+  if (FakeClock::active() != nullptr && !FakeClock::active()->is_select_real()) {
     return FakeClock::active()->select(count, read, write, except, wait);
   }
   return __real_select(count, read, write, except, wait);
@@ -185,6 +339,7 @@ int __wrap_select(int count, fd_set* read, fd_set* write, fd_set* except, timeva
 
 ssize_t __real_sendto(int fd, const void* buffer, size_t length, int flags, const sockaddr* address, socklen_t size);
 ssize_t __wrap_sendto(int fd, const void* buffer, size_t length, int flags, const sockaddr* address, socklen_t size) {
+  CallLog::note("sendto(%zu, %d)", length, flags);
   return FaultInjector::strikes("sendto") ? -1 : __real_sendto(fd, buffer, length, flags, address, size);
 }
 
@@ -197,6 +352,11 @@ pid_t __wrap_setsid() {
 int __real_socket(int domain, int type, int protocol);
 int __wrap_socket(int domain, int type, int protocol) {
   return FaultInjector::strikes("socket") ? -1 : __real_socket(domain, type, protocol);
+}
+
+int __real_stat(const char* path, struct stat* status);
+int __wrap_stat(const char* path, struct stat* status) {
+  return FaultInjector::strikes("stat") ? -1 : __real_stat(redirected_path(path).c_str(), status);
 }
 
 size_t __real_strftime(char* text, size_t size, const char* format, const tm* time);
@@ -239,6 +399,11 @@ mode_t __real_umask(mode_t mask);
 mode_t __wrap_umask(mode_t mask) {
   CallLog::note("umask(%03o)", mask);
   return __real_umask(mask);
+}
+
+int __real_uname(utsname* name);
+int __wrap_uname(utsname* name) {
+  return FaultInjector::strikes("uname") ? -1 : __real_uname(name);
 }
 
 int __real_unlink(const char* path);

@@ -1,4 +1,5 @@
-/* userlib: address manager, the 256 addresses of the process.
+/** @file
+ * userlib: address manager, the 256 addresses of the process.
  *
  * Hands out the addresses 0 to 255, always the lowest that is free, and none twice until it was given back. There is
  * just one table for the whole process, ready from the start, and so no object to construct:

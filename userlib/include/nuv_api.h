@@ -1,4 +1,6 @@
-/* userlib: what every public header shares. */
+/** @file
+ * userlib: what every public header shares.
+ */
 #ifndef NUV_API_H
 #define NUV_API_H
 
@@ -8,12 +10,10 @@
  */
 #define NUV_API __attribute__((visibility("default")))
 
-/**
- * NUV_PRINTF(format, first) and NUV_SCANF(format, first) let the compiler check a format string against its arguments;
- * both count arguments from 1.
- */
+/** NUV_PRINTF(format, first) lets the compiler check a format string against its arguments, counted from 1. */
 #define NUV_PRINTF(a_format, a_first) __attribute__((format(printf, a_format, a_first)))
-#define NUV_SCANF(a_format, a_first)  __attribute__((format(scanf, a_format, a_first)))
+/** NUV_SCANF(format, first) does the same for formats of scanf(). */
+#define NUV_SCANF(a_format, a_first) __attribute__((format(scanf, a_format, a_first)))
 
 /** NUV_COLD tells the compiler that the way to a function is never the one to make fast. */
 #define NUV_COLD __attribute__((cold))

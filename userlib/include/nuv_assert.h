@@ -1,4 +1,5 @@
-/* userlib: contract checks, the error handler, and the library's version.
+/** @file
+ * userlib: contract checks, the error handler, and the library's version.
  *
  * Every operation of the library checks what it was given (require), what it is about to return (ensure) and, where it
  * pays, its own state in between (check). A check that fails is a caller's bug, not an operational failure: it is
@@ -30,8 +31,8 @@ extern "C" {
 
 /** The version that this header belongs to. The major number is also the number in the soname: libuserlib.so.1. */
 #define NUV_USERLIB_VERSION_MAJOR 1
-#define NUV_USERLIB_VERSION_MINOR 4
-#define NUV_USERLIB_VERSION_PATCH 3
+#define NUV_USERLIB_VERSION_MINOR 4 /**< grows with every addition to the interface */
+#define NUV_USERLIB_VERSION_PATCH 3 /**< grows with every release in between */
 
 /** The class of a failed contract; each has a text that the report prints. Any other number prints "unknown error". */
 typedef uint32_t NUV_EAssertType;

@@ -1,12 +1,13 @@
-/* userlib: the bandwidth of a packetised media stream.
+/** @file
+ * userlib: the bandwidth of a packetised media stream.
  *
  * A voice or video stream costs more on the line than its codec produces: every packet has headers, and on a DSL line
  * it travels in ATM cells of 53 bytes that carry 48. A daemon asks here, before it accepts a call, what the call will
  * need. A codec that makes 8 bits 8000 times a second, 20 ms of them in a packet (160 samples) with 40 bytes of
  * headers:
  *
- *     NUV_Bandwidth_compute(40, 0, 8.0F, 20, 1.0F, 160)    10000 bytes a second
- *     NUV_Bandwidth_compute(40, 1, 8.0F, 20, 1.0F, 160)    13250, in ATM cells
+ *     uint32_t plain = NUV_Bandwidth_compute(40, 0, 8.0F, 20, 1.0F, 160);       // 10000 bytes a second
+ *     uint32_t in_cells = NUV_Bandwidth_compute(40, 1, 8.0F, 20, 1.0F, 160);    // 13250
  *
  * The family checks no contracts. Its function may be called from callbacks.
  */

@@ -1,4 +1,5 @@
-/* userlib: certificate name matching.
+/** @file
+ * userlib: certificate name matching.
  *
  * After a TLS handshake a daemon holds the certificate of its peer and must decide whether this is the peer it wants.
  * What it wants is configured as a needle: a list of name attributes and the values that they must have in the

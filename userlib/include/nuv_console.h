@@ -1,4 +1,5 @@
-/* userlib: console, a small command interpreter on a control channel.
+/** @file
+ * userlib: console, a small command interpreter on a control channel.
  *
  * An operator talks to a running daemon in lines: the first word names a command that the daemon has registered, the
  * command's function gets the words and answers on a descriptor, and a prompt tells that it is done. The channel is

@@ -1,4 +1,5 @@
-/* userlib: conversion of texts to values.
+/** @file
+ * userlib: conversion of texts to values.
  *
  * What an init file, an operator or a peer has written is turned into a value here. The rules are few and strict:
  * numbers are decimal, blanks are skipped in front of a value only, and nothing may stand behind it. A blank is the

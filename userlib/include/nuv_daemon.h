@@ -1,14 +1,15 @@
-/* userlib: daemon, a process in the background and its pid file.
+/** @file
+ * userlib: daemon, a process in the background and its pid file.
  *
  * A Daemon record turns the calling process into a daemon and looks after the file in which a second instance or a
  * control script finds its process id. The file is named after the process and lies in a directory of the caller's
  * choice; it holds the decimal id, without a newline.
  *
  *     static Daemon daemon;
- *     NUV_Daemon_construct(&daemon, "phoned", "/var/run");
- *     if (NUV_Daemon_occupiedPidFile(&daemon)) return 1;    another one runs
+ *     NUV_Daemon_construct(&daemon, "phoned", a_directory);    // such as "/var/run"
+ *     if (NUV_Daemon_occupiedPidFile(&daemon)) return 1;    // another one runs
  *     NUV_Daemon_daemonize(&daemon);
- *     NUV_Daemon_createPidFile(&daemon);                    /var/run/phoned.pid
+ *     NUV_Daemon_createPidFile(&daemon);                    // /var/run/phoned.pid
  *     ...
  *     NUV_Daemon_deletePidFile(&daemon);
  *
@@ -88,9 +89,12 @@ NUV_API int32_t NUV_Daemon_checkPidFile(const Daemon* a_this);
 
 /**
  * NUV_Daemon_createPidFile writes the id of the calling process into the pid file, over whatever it held before: ask
- * NUV_Daemon_occupiedPidFile() first. Requires "0 == NUV_Daemon_checkPidFile( a_this)". A file that cannot be opened is
- * reported under the class "resource error" with "((void *)0) != pPidFile". Ensures
- * "1 == NUV_Daemon_checkPidFile( a_this)", which also fails when the id could not be written.
+ * NUV_Daemon_occupiedPidFile() first. A symbolic link in its place is followed if it belongs to root or to the effective
+ * user; a stranger's counts as a file that cannot be opened, and so does a FIFO.
+ *
+ * Requires "0 == NUV_Daemon_checkPidFile( a_this)". A file that cannot be opened is reported under the class
+ * "resource error" with "((void *)0) != pPidFile". Ensures "1 == NUV_Daemon_checkPidFile( a_this)", which also fails
+ * when the id could not be written.
  */
 NUV_API void NUV_Daemon_createPidFile(const Daemon* a_this);
 

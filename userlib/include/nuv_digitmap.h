@@ -1,4 +1,5 @@
-/* userlib: digit map, the dial plan of a telephone line.
+/** @file
+ * userlib: digit map, the dial plan of a telephone line.
  *
  * A dial plan is a list of patterns such as "0x.T|110|[1-9]xxx". After each digit that a subscriber dials, and when the
  * inter-digit time has run out, the digits collected so far are checked against it: the number is complete, may still

@@ -1,11 +1,12 @@
-/* userlib: execute, a shell command with its output and, if wanted, a time limit.
+/** @file
+ * userlib: execute, a shell command with its output and, if wanted, a time limit.
  *
  * A daemon that needs an answer from a command line tool (the state of an interface, the result of a script) runs it
  * through these two functions. The command runs in a shell of its own, with nothing to read and without any descriptor
  * of the daemon; what it prints on standard output and standard error comes back as one text:
  *
  *     char output[256];
- *     int32_t status = NUV_Execute_Command_Timeout("ping -c 1 192.0.2.1", output, sizeof output, 5);
+ *     int32_t status = NUV_Execute_Command_Timeout("echo answer", output, sizeof output, 5);
  *     if (status == 0) puts(output);
  *
  * The calling thread waits until the shell has ended; nothing is read before that. Two things follow. A command that

@@ -1,4 +1,5 @@
-/* userlib: frame, a byte block whose content can shrink and grow at both ends.
+/** @file
+ * userlib: frame, a byte block whose content can shrink and grow at both ends.
  *
  * Protocol layers add and strip headers and trailers. A frame lets them do that without copying: it owns one block of
  * memory, and two pointers mark the content inside it. The bytes before the content are the headroom (offset front),

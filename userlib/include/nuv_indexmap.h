@@ -1,4 +1,5 @@
-/* userlib: index map, numbers found by number, in storage of the caller's.
+/** @file
+ * userlib: index map, numbers found by number, in storage of the caller's.
  *
  * A map from signed keys to unsigned values that allocates nothing: the caller brings an array of entries. Entries
  * never move, so the position of one (its iterator) stays good as a handle until that entry is removed. A new pair

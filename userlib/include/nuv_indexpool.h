@@ -1,4 +1,5 @@
-/* userlib: index pool.
+/** @file
+ * userlib: index pool.
  *
  * A pool hands out the indices 0 to size - 1, each to one holder at a time and always the lowest one that is free, so
  * that records in a fixed array can be given out and taken back. It keeps one bit an index, set while the index is

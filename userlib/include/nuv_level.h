@@ -1,4 +1,5 @@
-/* userlib: level table, the trace masks of up to 50 modules.
+/** @file
+ * userlib: level table, the trace masks of up to 50 modules.
  *
  * The table is what a trace-level init file looks like in memory: one row per module, with the module's name and the
  * mask of what it traces (the bits are explained in nuv_sysloglevel.h). The rows stand packed from index 0 on, in the

@@ -1,4 +1,5 @@
-/* userlib: the MD5 message digest of RFC 1321, and a random value made with it.
+/** @file
+ * userlib: the MD5 message digest of RFC 1321, and a random value made with it.
  *
  * A digest is computed in three calls, the middle one repeated for every piece of the message; where the message is cut
  * makes no difference:

@@ -1,4 +1,5 @@
-/* userlib: memory block, and the allocator that the daemon may choose.
+/** @file
+ * userlib: memory block, and the allocator that the daemon may choose.
  *
  * A Memory owns one heap block: address, size, and the function that gives it back. Two functions for the whole
  * process, the allocator hook, make and free the blocks; they start as malloc() and free(), and a daemon may put its

@@ -1,4 +1,5 @@
-/* userlib: message, a typed record that the parts of a daemon pass to each other.
+/** @file
+ * userlib: message, a typed record that the parts of a daemon pass to each other.
  *
  * A message is a header (type, destination port, source port) and up to five data items, each with a type and a block
  * of memory of its own. Sending means handing over: adding an item takes the caller's block, and a message changes

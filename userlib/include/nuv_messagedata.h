@@ -1,4 +1,5 @@
-/* userlib: message data, one typed item of a message.
+/** @file
+ * userlib: message data, one typed item of a message.
  *
  * An item owns a block of memory and says with a number of the daemon's choice what the bytes are. It never copies
  * them: setting an item takes the caller's block, and items change hands by move or swap. An item without data has the

@@ -1,4 +1,5 @@
-/* userlib: message header, what a message is and between whom it travels.
+/** @file
+ * userlib: message header, what a message is and between whom it travels.
  *
  * Three numbers stand at the front of every message: its type, the port that it is for, the port that it comes from.
  * All three are the daemon's own numbering; the library only carries them. For tracing, a header prints as one line of

@@ -1,4 +1,5 @@
-/* userlib: pipe, one anonymous pipe of the operating system.
+/** @file
+ * userlib: pipe, one anonymous pipe of the operating system.
  *
  * A daemon passes bytes from one of its parts to another through a pipe whose read end a reactor watches:
  *

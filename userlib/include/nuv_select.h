@@ -1,4 +1,5 @@
-/* userlib: the reactor, main loop of a daemon.
+/** @file
+ * userlib: the reactor, main loop of a daemon.
  *
  * A daemon owns one Select, registers the descriptors and timers that it cares about, and calls NUV_Select_process for
  * ever; all its work happens in the callbacks. Descriptors come in two priority classes, the event types:
@@ -45,6 +46,9 @@
  *    same cycle takes a callback away that is still owed: the passes repeat and call the others again, and when there
  *    is no other left they repeat for ever. So remove other receivers from a timer, or from an internal event of your
  *    own.
+ *  - The wait is for external descriptors and timers. What comes in on an internal one between the look at them and the
+ *    wait lies there until something else ends the wait. So internal descriptors are for what callbacks write; a pipe
+ *    that a signal handler or another thread writes into must be an external one.
  *  - Timers that should run again write a new time through their pointer. A callback that adds a new timer instead sees
  *    it aged by the whole time that this cycle took.
  *  - When the monotonic clock has not moved by a microsecond between two external cycles, it counts as wrapped and

@@ -1,4 +1,5 @@
-/* userlib: select set, the descriptors of one kind that a reactor watches.
+/** @file
+ * userlib: select set, the descriptors of one kind that a reactor watches.
  *
  * A set holds the receivers of one kind of event (readable, writable or exceptional) in a linked list, the newest
  * first. Around each select() its owner lets it add its descriptors to an fd_set, dispatch those that came back ready,

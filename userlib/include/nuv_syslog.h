@@ -1,4 +1,5 @@
-/* userlib: plain logger.
+/** @file
+ * userlib: plain logger.
  *
  * For tools, and for daemons that have no use for modules and masks: every call writes its line, to the system log or,
  * after a switch, to standard output behind a time stamp. The logger has nothing in common with the trace facility of
@@ -71,7 +72,7 @@ NUV_API const char* NUV_ESyslogType_name(uint32_t a_type);
 
 /**
  * _getTimestamp writes the local time into s, a buffer of at least 16 bytes, as 'Mar  5 09:04:07' (15 characters and a
- * terminator): whole seconds, unlike getTimestamp() of nuv_sysloglevel.h.
+ * terminator): whole seconds, unlike getTimestamp() of nuv_sysloglevel.h. A null s is left alone.
  */
 NUV_API void _getTimestamp(char* s);
 

@@ -1,11 +1,12 @@
-/* userlib: the trace facility.
+/** @file
+ * userlib: the trace facility.
  *
  * A daemon is made of modules, and an operator wants to see what one of them does without drowning in what the others
  * do. Every module is therefore registered by name and traces under its handle, every line has one of ten types, and a
  * mask per module says which types are written. Masks are read from an init file when the daemon starts
  * (nuv_tracelevelinit.h), changed while it runs by the operator's "tr" command, and saved again.
  *
- *     NUV_Sysloglevel_construct2("/flash/phoned.ini", "phoned");
+ *     NUV_Sysloglevel_construct2(init_file, "phoned");    // such as "/flash/phoned.ini"
  *     int line = NUV_Sysloglevel_registerModul("Line");
  *     NUV_LOG_WARNING(line, "no answer for %u s", seconds);
  *
@@ -72,7 +73,8 @@ typedef struct NUV_SysloglevelModul {
 /**
  * getTimestamp writes the local wall-clock time into s, a buffer of size bytes, as 'Mar  5 09:04:07:042' (19 characters
  * and a terminator): month, day padded with a blank, time of day, milliseconds. Callers pass 26 zeroed bytes. Never
- * writes past size: a buffer of fewer than 17 bytes becomes the empty text, one of 17 to 20 gets what fits.
+ * writes past size: a buffer of fewer than 17 bytes becomes the empty text, one of 17 to 20 gets what fits. A null s is
+ * left alone.
  */
 NUV_API void getTimestamp(char* s, uint32_t size);
 
@@ -160,16 +162,17 @@ NUV_API void NUV_Sysloglevel_changeTracelevelAll(uint32_t a_traceLevel);
  * NUV_Sysloglevel_readInitFile gives the modules that an init file names the masks that it has for them, and registers
  * those that are not there yet; so a daemon finds its masks in place when it registers its modules afterwards. Modules
  * that the file does not name keep their masks. A file that cannot be opened is worth one line on standard output, "The
- * given Init-File (<path>) of TraceLevel could not open."; of one that is damaged, the rows in front of the damage
- * count. A row for which there is no entry left is reported as the class "resource error" with the text of the call
- * that failed. The module "TraceLevel" is registered in any case. The result is 1 and means nothing.
+ * given Init-File (<path>) of TraceLevel could not open."; a FIFO is no file, because the daemon would have to wait for
+ * somebody at its other end. Of a file that is damaged, the rows in front of the damage count. A row for which there is
+ * no entry left is reported as the class "resource error" with the text of the call that failed. The module
+ * "TraceLevel" is registered in any case. The result is 1 and means nothing.
  */
 NUV_API int NUV_Sysloglevel_readInitFile(const char* a_path);
 
 /**
  * NUV_Sysloglevel_saveInitFile writes the names and masks of the registered modules to an init file, in the order of
- * their handles, and returns true; or false if the file cannot be opened or not all of it can be written. An init file
- * has 50 rows: of more modules, the first 50 are saved.
+ * their handles, and returns true; or false if the file cannot be opened, is a FIFO, or does not take all of it. An
+ * init file has 50 rows: of more modules, the first 50 are saved.
  */
 NUV_API bool NUV_Sysloglevel_saveInitFile(const char* a_path);
 
@@ -182,11 +185,13 @@ NUV_API const char* NUV_ESysloglevelType_name(uint32_t a_type);
  */
 NUV_API void NUV_Sysloglevel_printTracelevel(uint32_t a_traceLevel);
 
-/*
- * The output operations. Each writes a line if the mask of the module lets its type through; the switches say where to.
+/** @name Output operations
+ *
+ * Each writes a line if the mask of the module lets its type through; the switches say where to.
  * A console line has the time stamp and ":" in front of what is shown here. Of a_file, the path of a source file, only
  * the base name is printed; info, trace and warning print neither it nor the line.
- */
+ *
+ * @{ */
 
 /** NUV_Sysloglevel_info writes "info:<module>   <text>". */
 NUV_API void NUV_Sysloglevel_info(int a_ModulHandle, const char* a_file, uint32_t a_line, const char* a_text);
@@ -228,6 +233,8 @@ NUV_API void NUV_Sysloglevel_tracemf(int a_ModulHandle, const char* a_fromName, 
 NUV_API void NUV_Sysloglevel_dump(int a_ModulHandle, const char* a_file, uint32_t a_line, const char* a_title,
                                   const void* a_data, uint32_t a_length);
 
+/** @} */
+
 /**
  * NUV_Sysloglevel_handleCmd carries out the operator's "tr" command. a_argv holds the a_argc words of the line, the
  * first one being the command word itself; what it prints goes to standard output. A daemon calls it for the line that
@@ -247,8 +254,9 @@ NUV_API void NUV_Sysloglevel_dump(int a_ModulHandle, const char* a_file, uint32_
  */
 NUV_API void NUV_Sysloglevel_handleCmd(void* a_this, int a_argc, char** a_argv);
 
-/*
- * Macros for daemons: they add file and line, format like printf(), and cost a suppressed line no more than the call
+/** @name Macros for daemons
+ *
+ * They add file and line, format like printf(), and cost a suppressed line no more than the call
  * that tests the mask. Arguments are evaluated once, those of a suppressed line (but for the handle) not at all. The
  * text is formatted into a buffer of the macro's own, so that VAStr() keeps its text; it is cut to
  * NUV_LOG_TEXT_SIZE - 1 characters. A negative handle is reported as above. Each macro is one statement:
@@ -257,7 +265,8 @@ NUV_API void NUV_Sysloglevel_handleCmd(void* a_this, int a_argc, char** a_argv);
  *       NUV_LOG_DEBUG(module, "nothing dialled");
  *     else
  *       NUV_LOG_TRACE(module, "line %u: %s", number, digits);
- */
+ *
+ * @{ */
 
 /** The size of the buffer that the macros format into, terminator included. */
 #define NUV_LOG_TEXT_SIZE 512
@@ -327,6 +336,8 @@ NUV_API void NUV_Sysloglevel_handleCmd(void* a_this, int a_argc, char** a_argv);
       a_output(nuv_log_handle_, __FILE__, __LINE__, nuv_log_text_);         \
     }                                                                       \
   } while (0)
+
+/** @} */
 
 #ifdef __cplusplus
 }

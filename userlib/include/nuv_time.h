@@ -1,4 +1,5 @@
-/* userlib: clocks, and arithmetic on struct timeval.
+/** @file
+ * userlib: clocks, and arithmetic on struct timeval.
  *
  * Intervals are measured with the monotonic clock, which never jumps when somebody sets the time: NUV_GetTickCount() in
  * milliseconds, nuv_gettimeofday_absolute() in microseconds. All timers of the reactor live by it.

@@ -1,4 +1,5 @@
-/* userlib: timeout set, the timers of one reactor.
+/** @file
+ * userlib: timeout set, the timers of one reactor.
  *
  * The set keeps up to 80 timers in an array inside its own record. Each holds the time that remains until it is due.
  * The owner asks how long it may sleep (NUV_TimeoutSet_setTimeout), sleeps, and tells the set how much time has passed

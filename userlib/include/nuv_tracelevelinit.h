@@ -1,4 +1,5 @@
-/* userlib: trace-level init file.
+/** @file
+ * userlib: trace-level init file.
  *
  * A daemon's trace masks survive a restart in a small text file in the device's flash. This record is the file in
  * memory: a level table (nuv_level.h) and the note whether it was changed since it was last saved or restored. The
@@ -20,7 +21,7 @@
  *     static TraceLevelInit init;
  *     NUV_TraceLevelInit_construct(&init);
  *     NUV_Level_insert(&init, "VoipPhone", 48);
- *     FILE* file = fopen("/flash/phoned.ini", "w");
+ *     FILE* file = tmpfile();    // a daemon opens a file in its flash
  *     if (file != NULL) {
  *       NUV_TraceLevelInit_save(&init, file);
  *       fclose(file);

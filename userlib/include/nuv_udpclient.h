@@ -1,4 +1,5 @@
-/* userlib: UDP client, a bridge between one local descriptor and one UDP server.
+/** @file
+ * userlib: UDP client, a bridge between one local descriptor and one UDP server.
  *
  * What the socket receives is written to the output descriptor that was given at construction; what is read from any
  * descriptor is sent to the server as one datagram. Both directions are driven by a reactor, whose callbacks fit:
@@ -10,7 +11,7 @@
  *     }
  *     ...
  *     UdpClient client;
- *     if (!NUV_UdpClient_construct(&client, "192.0.2.1", htons(5060), 1)) return errno;
+ *     if (!NUV_UdpClient_construct(&client, "127.0.0.1", port, 1)) return errno;    // port is, say, htons(5060)
  *     NUV_Select_setReadExternal(&loop, NUV_UdpClient_socket(&client), &client, 0, from_socket);
  *
  * One transfer carries at most 1024 bytes; what a datagram has more is lost. Every transfer prints a line on standard

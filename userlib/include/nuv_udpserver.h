@@ -1,13 +1,14 @@
-/* userlib: UDP server, a bridge between one local descriptor and the peers that send to one UDP port.
+/** @file
+ * userlib: UDP server, a bridge between one local descriptor and the peers that send to one UDP port.
  *
  * What the socket receives is written to the output descriptor that was given at construction, and its sender is
  * remembered; what is read from any descriptor is sent to the last sender as one datagram. A daemon that answers later
  * than at once keeps a copy of m_oPeer with the request, and puts it back before it answers:
  *
  *     NUV_UdpServer_socketRead(&server, NUV_UdpServer_socket(&server));
- *     request.peer = server.m_oPeer;
+ *     request[i].peer = server.m_oPeer;
  *     ...
- *     server.m_oPeer = request.peer;
+ *     server.m_oPeer = request[i].peer;
  *     NUV_UdpServer_fileRead(&server, NUV_Pipe_readFd(&answers));
  *
  * One transfer carries at most 1024 bytes; what a datagram has more is lost. Every transfer prints a line on standard

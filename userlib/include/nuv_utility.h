@@ -1,13 +1,14 @@
-/* userlib: utilities.
+/** @file
+ * userlib: utilities.
  *
  * Small functions that a daemon needs here and there, none worth a family of its own: pieces of paths, formatted texts,
  * lines of a file, the output of a shell command, process ids, a matcher for names with a numeric range, the
  * close-on-exec flag, and arithmetic on MAC addresses. None keeps anything but the one buffer behind VAStr(), and none
  * takes memory that it does not give back. For example, a configuration names the interfaces that a rule is for:
  *
- *     NUV_Utility_fnmatch("port01-03", "port02", "01-03", 0)    0, it is one of them
- *     NUV_Utility_fnmatch("port*", "port02", "*", 0)            0, by wildcard
- *     NUV_Utility_fnmatch("port", "port02", "", 0)              -1, it is not the very name
+ *     int32_t is_one_of_them = NUV_Utility_fnmatch("port01-03", "port02", "01-03", 0);    // 0
+ *     int32_t by_wildcard = NUV_Utility_fnmatch("port*", "port02", "*", 0);               // 0
+ *     int32_t is_the_very_name = NUV_Utility_fnmatch("port", "port02", "", 0);            // -1, it is not
  *
  * Contracts are reported under "nuv_utility", with the texts given at the functions that have any. Where nothing is
  * said about null, a null text counts as an empty one. All functions may be called from callbacks.
@@ -24,7 +25,8 @@
 extern "C" {
 #endif
 
-/* ---- paths and texts ---- */
+/** @name Paths and texts
+ * @{ */
 
 /**
  * NUV_Utility_basename returns what follows the last "/" or "\" of a_path, as a pointer into it, or a_path itself when
@@ -33,7 +35,7 @@ extern "C" {
 NUV_API const char* NUV_Utility_basename(const char* a_path);
 
 /**
- * NUV_Utility_extension returns what follows the last "." of a_path, as a pointer into it; the "." may stand in a
+ * NUV_Utility_extension returns what follows the last dot of a_path, as a pointer into it; the dot may stand in a
  * directory's name ('a.b/c' gives 'b/c'). Without one it returns a static empty text. Null gives null.
  */
 NUV_API const char* NUV_Utility_extension(const char* a_path);
@@ -52,7 +54,10 @@ NUV_API char* NUV_Utility_path_cat(char* a_dest, const char* a_src);
  */
 NUV_API int32_t NUV_Utility_strcmp_backward(const char* a_str1, const char* a_str2);
 
-/* ---- formatted texts ---- */
+/** @} */
+
+/** @name Formatted texts
+ * @{ */
 
 /**
  * NUV_Utility_VAStr fills the a_size bytes of a_dest with zeros, prints at most a_size - 2 characters into them and
@@ -67,7 +72,10 @@ NUV_API char* NUV_Utility_VAStr(char* a_dest, uint32_t a_size, const char* a_for
  */
 NUV_API char* VAStr(const char* a_format, ...) NUV_PRINTF(1, 2);
 
-/* ---- processes and files ---- */
+/** @} */
+
+/** @name Processes and files
+ * @{ */
 
 /**
  * RunProcess runs a_command with the shell, scans its standard output once with a_format as fscanf() does, waits for
@@ -86,8 +94,8 @@ NUV_API int32_t RunProcess(const char* a_command, const char* a_format, ...) NUV
 NUV_API char* NUV_Utility_readLine(char* a_dest, uint32_t a_size, FILE* a_stream);
 
 /**
- * NUV_Utility_get_pid_from_file returns the decimal number that the file begins with, or 0 when there is no such number
- * or the file cannot be opened. Requires "((void *)0) != pidfile", then "0 != strlen (pidfile)".
+ * NUV_Utility_get_pid_from_file returns the decimal number that the file begins with, or 0 when there is no such
+ * number, the file cannot be opened, or it is a FIFO. Requires "((void *)0) != pidfile", then "0 != strlen (pidfile)".
  */
 NUV_API int32_t NUV_Utility_get_pid_from_file(const char* pidfile);
 
@@ -109,7 +117,10 @@ NUV_API int32_t NUV_Utility_get_pid_for_unixsocket_fd(int32_t a_fd);
  */
 NUV_API int32_t NUV_Set_cloexec_flag(int32_t a_fd, int32_t a_value);
 
-/* ---- names ---- */
+/** @} */
+
+/** @name Names
+ * @{ */
 
 /**
  * NUV_Utility_fnmatch tells whether the name a_string matches a_pattern: 0 if so, else -1. The part of a_pattern that
@@ -135,7 +146,9 @@ NUV_API int32_t NUV_Set_cloexec_flag(int32_t a_fd, int32_t a_value);
  */
 NUV_API int32_t NUV_Utility_fnmatch(const char* a_pattern, const char* a_string, const char* a_range, int32_t a_flags);
 
-/* ---- MAC addresses ----
+/** @} */
+
+/** @name MAC addresses
  *
  * In text an address is six hexadecimal fields with colons between them, read as "%x:%x:%x:%x:%x:%x" and written as
  * "%02x:%02x:%02x:%02x:%02x:%02x": '0:A:b:1:2:3' is read, '00:0a:0b:01:02:03' is written. As a number it has its first
@@ -144,8 +157,9 @@ NUV_API int32_t NUV_Utility_fnmatch(const char* a_pattern, const char* a_string,
  * be the buffer of an operand. The address of the third of several interfaces:
  *
  *     char mac[18];
- *     NUV_Utility_MacAddOffset("00:11:22:33:44:55", 2, mac);    mac is now 00:11:22:33:44:57
- */
+ *     NUV_Utility_MacAddOffset("00:11:22:33:44:55", 2, mac);    // mac is now 00:11:22:33:44:57
+ *
+ * @{ */
 
 /** NUV_Utility_MacToUint returns the number form of the address a_mac. */
 NUV_API uint64_t NUV_Utility_MacToUint(const char* a_mac);
@@ -167,6 +181,8 @@ NUV_API int32_t NUV_Utility_MacAddOffset(const char* a_mac, uint64_t a_offset, c
 
 /** NUV_Utility_MacSubOffset does and returns what NUV_Utility_MacSubMac() does with the low 48 bits of a_offset. */
 NUV_API int32_t NUV_Utility_MacSubOffset(const char* a_mac, uint64_t a_offset, char* a_dest);
+
+/** @} */
 
 #ifdef __cplusplus
 }

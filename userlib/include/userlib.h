@@ -1,4 +1,5 @@
-/* userlib: the foundation library of the resident daemons. This header includes all the others.
+/** @file
+ * userlib: the foundation library of the resident daemons. This header includes all the others.
  *
  * Conventions that hold everywhere; the headers say only what differs:
  *
@@ -10,7 +11,13 @@
  *    success, 0 for failure, unless a header gives other numbers.
  *  - Texts end in a zero byte, and stay the caller's. Pointers that are returned stay the library's.
  *  - Times are struct timeval or say their unit in the name. Ports and addresses are in network byte order.
- *  - The library has no thread and no lock: everything belongs to one thread.
+ *  - The library has no thread and no lock: everything belongs to one thread. Objects that are used by different threads
+ *    do not help, because all of them share what the process has once: the error handler (nuv_assert.h), the allocator
+ *    hook (nuv_memory.h), the trace switches, the ident, the modules and the init file (nuv_sysloglevel.h), the switch of
+ *    the plain logger (nuv_syslog.h), the buffer of VAStr() (nuv_utility.h), the table of addresses
+ *    (nuv_addressmanager.h) and the variable TZ (nuv_time.h). A daemon with more threads lets one of them make all calls;
+ *    the others write what they have for it into a pipe that its reactor watches as an external descriptor. Until the
+ *    first thread is started everything may be called, and NUV_Daemon_daemonize() must have been.
  */
 #ifndef USERLIB_H
 #define USERLIB_H

@@ -1,10 +1,11 @@
-// Owner of a stream from fopen().
+// Owner of a stream from fopen(), and how the library opens files.
 #ifndef USERLIB_SOURCE_FILE_PTR_H
 #define USERLIB_SOURCE_FILE_PTR_H
 
 #include <memory>
 
 #include <stdio.h>
+#include <sys/stat.h>
 
 namespace userlib {
 
@@ -13,6 +14,16 @@ struct CloseFile {
 };
 
 using FilePtr = std::unique_ptr<FILE, CloseFile>;
+
+// Opens a file as fopen() does, but for a FIFO, which counts as a file that cannot be opened: a daemon would stand still
+// until somebody came to its other end.
+inline FilePtr open_file(const char* path, const char* mode) {
+  struct stat status = {};
+  if (stat(path, &status) == 0 && S_ISFIFO(status.st_mode)) {
+    return nullptr;
+  }
+  return FilePtr(fopen(path, mode));
+}
 
 }  // namespace userlib
 

@@ -10,6 +10,9 @@
 
 using userlib::text_or_empty;
 
+#define VERSION_TEXT(major, minor, patch)   "userlib-" #major "." #minor "." #patch
+#define VERSION_STRING(major, minor, patch) VERSION_TEXT(major, minor, patch)
+
 namespace {
 
 constexpr size_t kMessageSize = 256;
@@ -67,7 +70,7 @@ uint32_t NUV_Userlib_getVersionPatch() {
 }
 
 const char* NUV_Userlib_getVersionString() {
-  return "userlib-1.4.3";
+  return VERSION_STRING(NUV_USERLIB_VERSION_MAJOR, NUV_USERLIB_VERSION_MINOR, NUV_USERLIB_VERSION_PATCH);
 }
 
 int32_t NUV_Userlib_checkVersion(uint32_t a_major, uint32_t a_minor) {

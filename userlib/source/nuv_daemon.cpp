@@ -1,5 +1,6 @@
 #include "nuv_daemon.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -10,6 +11,7 @@
 #include "contract.h"
 #include "nuv_utility.h"
 #include "text.h"
+#include "unique_fd.h"
 
 namespace {
 
@@ -17,6 +19,7 @@ constexpr char kFamily[] = "nuv_daemon";
 
 constexpr pid_t kInit = 1;
 constexpr mode_t kFileMask = 027;
+constexpr mode_t kPidFileMode = 0666;  // as for any file; the mask takes from it
 
 bool ends_in_slash(const char* path) {
   const size_t length = strlen(path);
@@ -66,6 +69,37 @@ bool has_pid_file(const Daemon& daemon) {
 
 int32_t pid_in_file(const Daemon& daemon) {
   return NUV_Utility_get_pid_from_file(daemon.m_szPidFileName);
+}
+
+// Root and the daemon's own user may lead the pid file elsewhere.
+bool is_trusted_link(const char* path) {
+  struct stat status;
+  return lstat(path, &status) == 0 && S_ISLNK(status.st_mode) && (status.st_uid == 0 || status.st_uid == geteuid());
+}
+
+// Opens the file for a new content. Anybody may be able to write to its directory: a link that a stranger has put in
+// its place would have the daemon overwrite a file of its own, and a FIFO would have it wait for a reader.
+int open_pid_file(const char* path) {
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK;
+  const int fd = open(path, kFlags | O_NOFOLLOW, kPidFileMode);
+  if (fd < 0 && errno == ELOOP && is_trusted_link(path)) {
+    return open(path, kFlags, kPidFileMode);
+  }
+  return fd;
+}
+
+bool is_fifo(int fd) {
+  struct stat status;
+  return fstat(fd, &status) == 0 && S_ISFIFO(status.st_mode);
+}
+
+FILE* stream_of_pid_file(const char* path) {
+  userlib::UniqueFd fd(open_pid_file(path));
+  FILE* const stream = fd.get() >= 0 && !is_fifo(fd.get()) ? fdopen(fd.get(), "w") : nullptr;
+  if (stream != nullptr) {
+    fd.release();
+  }
+  return stream;
 }
 
 }  // namespace
@@ -131,7 +165,7 @@ int32_t NUV_Daemon_checkPidFile(const Daemon* a_this) {
 void NUV_Daemon_createPidFile(const Daemon* a_this) {
   NUV_REQUIRE(((void *)0) != a_this);
   NUV_REQUIRE(0 == NUV_Daemon_checkPidFile( a_this));
-  FILE* const pPidFile = fopen(a_this->m_szPidFileName, "w");
+  FILE* const pPidFile = stream_of_pid_file(a_this->m_szPidFileName);
   NUV_RESOURCE(((void *)0) != pPidFile);
   if (pPidFile != nullptr) {
     fprintf(pPidFile, "%d", NUV_Daemon_getPid());

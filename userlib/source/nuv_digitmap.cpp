@@ -11,6 +11,7 @@
 
 #include "contract.h"
 #include "malloc_ptr.h"
+#include "text.h"
 
 using Pattern = NUV_DigitMapPattern;
 
@@ -477,7 +478,9 @@ class Check {
 
   ExpandedSymbols expand(const Pattern& pattern) const { return {pattern, dialled_.size()}; }
 
-  void print(const Pattern& pattern) const { snprintf(out_.data(), out_.size(), "%s", pattern.m_pText); }
+  void print(const Pattern& pattern) const {
+    snprintf(out_.data(), userlib::print_room(out_.size()), "%s", pattern.m_pText);
+  }
 
   std::string_view dialled_;
   uint8_t timer_;

@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include <limits.h>
 #include <stdio.h>
 
 #include "contract.h"
@@ -11,15 +10,6 @@
 namespace {
 
 constexpr char kFamily[] = "nuv_messageheader";
-
-// The bytes that the formatter may fill. It takes a buffer beyond INT_MAX for an error in some C libraries.
-size_t room(const char* dest, uint32_t size) {
-  constexpr uint32_t kMax = INT_MAX;
-  if (dest == nullptr) {
-    return 0;
-  }
-  return size < kMax ? size : kMax;
-}
 
 }  // namespace
 
@@ -45,6 +35,7 @@ int32_t NUV_MessageHeader_trace(char* a_dest, uint32_t a_size, const MessageHead
   NUV_REQUIRE(((void *)0) != a_srcname);
   NUV_REQUIRE(((void *)0) != a_destname);
   const MessageHeader header = a_msg != nullptr ? *a_msg : MessageHeader{};
-  return snprintf(a_dest, room(a_dest, a_size), "%s:%s#%d:%s#%d:%s", text_or_empty(a_prefix), text_or_empty(a_destname),
+  const size_t room = a_dest != nullptr ? userlib::print_room(a_size) : 0;
+  return snprintf(a_dest, room, "%s:%s#%d:%s#%d:%s", text_or_empty(a_prefix), text_or_empty(a_destname),
                   header.m_iDestPort, text_or_empty(a_srcname), header.m_iSrcPort, text_or_empty(a_text));
 }

@@ -110,13 +110,10 @@ uint32_t dispatch_all(const CycleSets& sets, const ReadySets& ready, int32_t rea
   return budget;
 }
 
-// The time since the last mark. A clock that does not lie behind the mark counts as wrapped, one that stands exactly on
-// it too. A clock that cannot be read has not moved: the time is made up for when it can be read again.
-timeval elapsed_since(const timeval& mark) {
-  timeval elapsed;
-  if (nuv_gettimeofday_absolute(&elapsed) != 0) {
-    return {0, 0};
-  }
+// The time from the last mark to now. A clock that does not lie behind the mark counts as wrapped, one that stands
+// exactly on it too.
+timeval elapsed_between(const timeval& mark, const timeval& now) {
+  timeval elapsed = now;
   if (NUV_timeval_cmp(&elapsed, &mark) > 0) {
     NUV_timeval_dec(&elapsed, &mark);
     return elapsed;
@@ -125,6 +122,19 @@ timeval elapsed_since(const timeval& mark) {
   NUV_timeval_dec(&until_wrap, &mark);
   NUV_timeval_inc(&elapsed, &until_wrap);
   return elapsed;
+}
+
+// Lets the timers age, calls those that are due, and moves the mark. A clock that cannot be read has not moved, and
+// neither does the mark then: the time is made up for when the clock can be read again.
+void serve_timers(Select& reactor, uint32_t budget) {
+  timeval now;
+  const bool is_known = nuv_gettimeofday_absolute(&now) == 0;
+  const timeval elapsed = is_known ? elapsed_between(reactor.m_oLastTime, now) : timeval{0, 0};
+  NUV_TimeoutSet_process(&reactor.m_oTimeout, budget, &elapsed);
+  if (is_known) {
+    reactor.m_oLastTime = now;
+    nuv_gettimeofday_absolute(&reactor.m_oLastTime);  // the time that the timers took is nobody's
+  }
 }
 
 void purge(const CycleSets& sets, TimeoutSet& timers, const ReadySets& ready) {
@@ -151,8 +161,7 @@ int32_t run_cycle(Select& reactor, uint32_t event_type, timeval* wait, bool with
 
   budget = dispatch_all(sets, ready, ready_count, budget);
   if (with_timers) {
-    const timeval elapsed = elapsed_since(reactor.m_oLastTime);
-    NUV_TimeoutSet_process(&reactor.m_oTimeout, budget, &elapsed);
+    serve_timers(reactor, budget);
   }
   purge(sets, reactor.m_oTimeout, ready);
   return ready_count;
@@ -343,7 +352,5 @@ int32_t NUV_Select_process(Select* a_this, struct timeval* a_timeout) {
     }
     budget = 1;
   }
-  const int32_t served = run_cycle(*a_this, NUV_SELECT_EXTERNAL, a_timeout, /*with_timers=*/true, budget);
-  nuv_gettimeofday_absolute(&a_this->m_oLastTime);
-  return served;
+  return run_cycle(*a_this, NUV_SELECT_EXTERNAL, a_timeout, /*with_timers=*/true, budget);
 }

@@ -34,9 +34,10 @@ constexpr uint32_t kDateLength = 15;  // "%b %e %H:%M:%S", and the place of the 
 }  // namespace
 
 void getTimestamp(char* s, uint32_t size) {
-  if (size > 0) {
-    s[0] = '\0';
+  if (s == nullptr || size == 0) {
+    return;
   }
+  s[0] = '\0';
   // The place of the milliseconds is fixed, even in a locale whose months are so short that the date would need less.
   if (size < kDateLength + 2) {
     return;

@@ -69,13 +69,13 @@ constexpr char kLegend[] =
     " \"tr change VoipPhone 48\"\n"
     "---------------------------------------------------\n";
 
-// The words of the line, the command word included. A word that is not there reads as empty.
+// The words of the line, the command word included. A null word reads as empty.
 class Words {
  public:
   Words(int count, char** words) : words_(words, words != nullptr && count > 0 ? static_cast<size_t>(count) : 0) {}
 
   size_t count() const { return words_.size(); }
-  const char* operator[](size_t i) const { return i < words_.size() ? text_or_empty(words_[i]) : ""; }
+  const char* operator[](size_t i) const { return text_or_empty(words_[i]); }
 
  private:
   std::span<char*> words_;

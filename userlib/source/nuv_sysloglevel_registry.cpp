@@ -81,7 +81,7 @@ NUV_SysloglevelModul& enter(int place, std::string_view name) {
 }
 
 void restore_from(const char* path) {
-  const userlib::FilePtr file(fopen(path, "r"));
+  const userlib::FilePtr file = userlib::open_file(path, "r");
   if (file == nullptr) {
     printf("The given Init-File (%s) of TraceLevel could not open.\n", path);
     return;
@@ -199,7 +199,7 @@ int NUV_Sysloglevel_readInitFile(const char* a_path) {
 
 bool NUV_Sysloglevel_saveInitFile(const char* a_path) {
   copy_modules_to_table(gTraceLevelInit.Level);
-  userlib::FilePtr file(fopen(text_or_empty(a_path), "w"));
+  userlib::FilePtr file = userlib::open_file(text_or_empty(a_path), "w");
   if (file == nullptr) {
     return false;
   }

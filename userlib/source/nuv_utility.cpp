@@ -18,6 +18,7 @@
 #include <unistd.h>
 
 #include "contract.h"
+#include "file_ptr.h"
 #include "text.h"
 
 using userlib::text_or_empty;
@@ -43,16 +44,11 @@ void print_text(std::span<char> dest, const char* format, va_list arguments) {
 
 // ---- processes and files ----
 
-struct CloseFile {
-  void operator()(FILE* file) const { fclose(file); }
-};
-
 // Waits for the command at the other end.
 struct CloseProcess {
   void operator()(FILE* process) const { pclose(process); }
 };
 
-using File = std::unique_ptr<FILE, CloseFile>;
 using Process = std::unique_ptr<FILE, CloseProcess>;
 
 bool assigns_every_percent(int assigned, std::string_view format) {
@@ -278,7 +274,7 @@ char* NUV_Utility_readLine(char* a_dest, uint32_t a_size, FILE* a_stream) {
 int32_t NUV_Utility_get_pid_from_file(const char* pidfile) {
   NUV_REQUIRE(((void *)0) != pidfile);
   NUV_REQUIRE_TEXT(*text_or_empty(pidfile) != '\0', "0 != strlen (pidfile)");
-  const File file(fopen(text_or_empty(pidfile), "r"));
+  const userlib::FilePtr file = userlib::open_file(text_or_empty(pidfile), "r");
   if (file == nullptr) {
     return 0;
   }

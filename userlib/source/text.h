@@ -5,12 +5,19 @@
 #include <span>
 #include <string_view>
 
+#include <limits.h>
 #include <string.h>
 
 namespace userlib {
 
 inline const char* text_or_empty(const char* text) {
   return text != nullptr ? text : "";
+}
+
+// How much of a buffer snprintf() may be told of: some C libraries take a size beyond INT_MAX for an error, and print
+// nothing.
+inline size_t print_room(size_t size) {
+  return size < INT_MAX ? size : INT_MAX;
 }
 
 // What follows the last "/" or "\" of a source path, or the whole path when it has neither. Both separators count,

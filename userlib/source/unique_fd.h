@@ -15,6 +15,13 @@ class UniqueFd {
 
   int get() const { return fd_; }
 
+  // Leaves the descriptor to the caller.
+  int release() {
+    const int fd = fd_;
+    fd_ = -1;
+    return fd;
+  }
+
   // Closes the descriptor before its time. An interrupted close is not repeated: the kernel has freed the number by
   // then, and somebody else may own it.
   void reset() {

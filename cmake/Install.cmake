@@ -1,0 +1,112 @@
+# Where everything goes when it is installed, in components:
+#
+#     Runtime        the shared object
+#     Development    headers, static library, and what pkg-config and CMake find the library by
+#     Documentation  what there is to read
+#     Tools          what those need who configure daemons
+#     Examples       phoned, phonectl, and the smallest daemon as a source
+include(CMakePackageConfigHelpers)
+
+set(USERLIB_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/userlib)
+
+# ---- Runtime and Development ----
+
+set(USERLIB_INSTALLED_TARGETS userlib_static)
+if(BUILD_SHARED_LIBS)
+  list(APPEND USERLIB_INSTALLED_TARGETS userlib)
+endif()
+install(
+  TARGETS ${USERLIB_INSTALLED_TARGETS}
+  EXPORT userlibTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+          COMPONENT Runtime
+          NAMELINK_COMPONENT Development
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Development)
+file(GLOB USERLIB_INSTALLED_HEADERS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/userlib/include/*.h
+                                               ${PROJECT_SOURCE_DIR}/userlib/include/*.hpp)
+install(FILES ${USERLIB_INSTALLED_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT Development)
+
+install(
+  EXPORT userlibTargets
+  NAMESPACE userlib::
+  DESTINATION ${USERLIB_CMAKE_DIR}
+  COMPONENT Development)
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/userlibConfig.cmake.in
+                              ${PROJECT_BINARY_DIR}/cmake/userlibConfig.cmake INSTALL_DESTINATION ${USERLIB_CMAKE_DIR})
+# A program runs with every later library of the same major version, so it builds with one, too.
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/cmake/userlibConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(
+  FILES ${PROJECT_BINARY_DIR}/cmake/userlibConfig.cmake ${PROJECT_BINARY_DIR}/cmake/userlibConfigVersion.cmake
+  DESTINATION ${USERLIB_CMAKE_DIR}
+  COMPONENT Development)
+
+# The file for pkg-config names the prefix, which is only known when the library is installed: "cmake --install" may be
+# told another one than cmake was.
+set(USERLIB_PC_REQUIRES)
+if(USERLIB_CERT)
+  # The shared object brings OpenSSL along; a program with the static library asks for it itself.
+  set(USERLIB_PC_REQUIRES libcrypto)
+endif()
+foreach(directory LIBDIR INCLUDEDIR)
+  set(USERLIB_PC_${directory} ${CMAKE_INSTALL_${directory}})
+  if(NOT IS_ABSOLUTE "${USERLIB_PC_${directory}}")
+    string(PREPEND USERLIB_PC_${directory} "\${prefix}/")
+  endif()
+endforeach()
+set(USERLIB_PC_PREFIX "@USERLIB_PC_PREFIX@")
+configure_file(${PROJECT_SOURCE_DIR}/cmake/userlib.pc.in ${PROJECT_BINARY_DIR}/cmake/userlib.pc.in @ONLY)
+install(
+  CODE "
+    set(USERLIB_PC_PREFIX \"\${CMAKE_INSTALL_PREFIX}\")
+    configure_file(\"${PROJECT_BINARY_DIR}/cmake/userlib.pc.in\" \"${PROJECT_BINARY_DIR}/cmake/userlib.pc\" @ONLY)"
+  COMPONENT Development)
+install(
+  FILES ${PROJECT_BINARY_DIR}/cmake/userlib.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+  COMPONENT Development)
+
+# ---- Examples ----
+
+function(install_program target directory)
+  if(BUILD_SHARED_LIBS AND NOT CMAKE_INSTALL_FULL_LIBDIR IN_LIST CMAKE_C_IMPLICIT_LINK_DIRECTORIES)
+    # In a directory of its own the shared object is not found by itself.
+    file(RELATIVE_PATH way ${CMAKE_INSTALL_FULL_${directory}} ${CMAKE_INSTALL_FULL_LIBDIR})
+    set_target_properties(${target} PROPERTIES INSTALL_RPATH "\$ORIGIN/${way}")
+  endif()
+  install(TARGETS ${target} RUNTIME DESTINATION ${CMAKE_INSTALL_${directory}} COMPONENT Examples)
+endfunction()
+
+if(USERLIB_BUILD_EXAMPLES)
+  install_program(phoned SBINDIR)
+  install_program(phonectl BINDIR)
+  install(
+    FILES ${PROJECT_SOURCE_DIR}/examples/first_daemon.c
+    DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
+    COMPONENT Examples)
+endif()
+
+# ---- Documentation ----
+
+file(GLOB USERLIB_GUIDES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md)
+install(
+  FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${USERLIB_GUIDES}
+  DESTINATION ${CMAKE_INSTALL_DOCDIR}
+  COMPONENT Documentation)
+# The reference is there if the target "docs" was built.
+install(
+  DIRECTORY ${PROJECT_BINARY_DIR}/docs/html
+  DESTINATION ${CMAKE_INSTALL_DOCDIR}
+  COMPONENT Documentation
+  OPTIONAL)
+# Manual pages go with what they are about. Tools bring their own.
+file(GLOB USERLIB_MAN_PAGES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.[2-8])
+foreach(page IN LISTS USERLIB_MAN_PAGES)
+  get_filename_component(section ${page} LAST_EXT)
+  string(SUBSTRING ${section} 1 1 section)
+  if(page MATCHES "/phone[^/]*$")
+    set(component Examples)
+  else()
+    set(component Development)
+  endif()
+  install(FILES ${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT ${component})
+endforeach()

@@ -1,0 +1,63 @@
+#!/usr/bin/env python3
+"""Looks for every exported name in the man pages of section 3, and compiles what the pages declare.
+
+    check_man.py <version script> <folder of man pages> <scratch folder> <C compiler> [<option>...]
+
+Each name of the version script stands in the NAME and the SYNOPSIS of exactly one page, and nothing else does. The
+declarations of all SYNOPSIS sections are put behind #include <userlib.h> into one C file: a compiler refuses those that
+are not the headers' own.
+"""
+import re
+import subprocess
+import sys
+from pathlib import Path
+
+
+def section(page, name):
+    match = re.search(r"^\.Sh %s\n(.*?)(?=^\.Sh )" % name, page, re.M | re.S)
+    return match.group(1).split("\n") if match else []
+
+
+def declarations(lines):
+    """Pairs of a name and its declaration in C."""
+    result = None
+    for line in lines:
+        if line.startswith(".Ft "):
+            result = line[len(".Ft ") :]
+        elif line.startswith(".Fn "):
+            name, arguments = line[len(".Fn ") :].split(" ", 1)
+            yield name, "%s %s(%s);" % (result, name, ", ".join(re.findall(r'"([^"]*)"', arguments)))
+        elif line.startswith(".Vt extern "):
+            text = line[len(".Vt ") :]
+            yield re.search(r"(\w+)(?:\[\w+\])? ;$", text).group(1), text
+
+
+def main():
+    script, pages, scratch, *compiler = sys.argv[1:]
+    text = re.sub(r"#[^\n]*", "", Path(script).read_text(encoding="utf-8"))
+    exported = set(re.findall(r"(\w+);", re.search(r"global:(.*?)local:", text, re.S).group(1)))
+    complaints, code = [], ["#include <userlib.h>"]
+    where = {"NAME": {}, "SYNOPSIS": {}}
+    for path in sorted(Path(pages).glob("nuv_*.3")):
+        page = path.read_text(encoding="utf-8")
+        for line in section(page, "NAME"):
+            if line.startswith(".Nm "):
+                where["NAME"].setdefault(line.split()[1], []).append(path.name)
+        for name, declaration in declarations(section(page, "SYNOPSIS")):
+            where["SYNOPSIS"].setdefault(name, []).append(path.name)
+            code += ['#line 1 "%s: %s"' % (path.name, name), declaration]
+    for title, names in where.items():
+        complaints += ["%s: in no %s" % (name, title) for name in sorted(exported - names.keys())]
+        complaints += ["%s: in the %s of %s, but not exported" % (name, title, names[name][0])
+                       for name in sorted(names.keys() - exported)]
+        complaints += ["%s: in the %s of %s" % (name, title, " and ".join(found))
+                       for name, found in sorted(names.items()) if len(found) > 1]
+    source = Path(scratch) / "synopses.c"
+    source.parent.mkdir(parents=True, exist_ok=True)
+    source.write_text("\n".join(code) + "\n", encoding="utf-8")
+    compiled = subprocess.run(compiler + ["-fsyntax-only", "-Werror", str(source)], check=False)
+    print("\n".join(complaints + ["%d declarations" % (len(code) // 2)]))
+    sys.exit(bool(complaints) or not exported or compiled.returncode != 0)
+
+
+main()

@@ -1,0 +1,78 @@
+#!/usr/bin/env python3
+"""Prints a public header as Doxygen should see it.
+
+The headers are written to be read as they are: what is meant literally stands in double quotes. Doxygen would read tags and
+emphasis into a contract text such as "((void *)0) != a_this", so quoted words become code, and "<" is escaped elsewhere.
+Lines keep their numbers.
+"""
+import html
+import re
+import sys
+from pathlib import Path
+
+COMMENT = re.compile(r'"(?:[^"\\\n]|\\.)*"|/\*\*.*?\*/', re.S)
+# A line of code: indented by four more blanks than text, which a list item's further lines never are.
+CODE = re.compile(r"^ \*\s{5,}")
+QUOTED = re.compile(r'"([^"]+)"')
+
+
+def as_code(match):
+    lines = match.group(1).split("\n")
+    text = re.sub(r"\n \*\s*", " ", match.group(1))
+    code = "`" + text + "`"
+    if re.search(r"[\\%]", text):
+        # Between backticks, Doxygen drops a "%" in front of a word and stumbles over a backslash.
+        code = "<tt>" + re.sub(r"([\\%])", r"\\\1", html.escape(text)) + "</tt>"
+    return code + "\n * " * (len(lines) - 1)
+
+
+def prose(text):
+    pieces = []
+    end = 0
+    for match in QUOTED.finditer(text):
+        pieces.append(text[end : match.start()].replace("<", "&lt;"))
+        pieces.append(as_code(match))
+        end = match.end()
+    pieces.append(text[end:].replace("<", "&lt;"))
+    return "".join(pieces)
+
+
+def is_code(lines, i):
+    """An indented line is code only behind an empty line or other code."""
+    if not CODE.match(lines[i]):
+        return False
+    while i > 0 and CODE.match(lines[i]):
+        i -= 1
+    return lines[i].strip() == "*"
+
+
+def comment(match):
+    text = match.group()
+    if not text.startswith("/**"):
+        return text
+    lines = text.replace("/**<", "/**\x00").split("\n")
+    result, pending = [], []
+    for i, line in enumerate(lines):
+        if is_code(lines, i):
+            if pending:
+                result.append(prose("\n".join(pending)))
+                pending = []
+            result.append(line)
+        else:
+            pending.append(line)
+    if pending:
+        result.append(prose("\n".join(pending)))
+    return "\n".join(result).replace("\x00", "<")
+
+
+def with_link(text, name):
+    """The opening comment of a family's header leads to the family's page."""
+    family = re.match(r"nuv_(?!api)(\w+)\.h$", name)
+    if not family:
+        return text
+    link = " * @see @ref family_%s, with a whole program and what each contract means. */" % family.group(1)
+    return text.replace("\n */", "\n" + link, 1)
+
+
+path = Path(sys.argv[1])
+sys.stdout.write(with_link(COMMENT.sub(comment, path.read_text(encoding="utf-8")), path.name))

@@ -1,0 +1,85 @@
+"""The public headers, read: what they declare, and what they say about it."""
+import re
+from pathlib import Path
+
+COMMENT = re.compile(r"/\*\*(?P<behind><)?(?P<text>.*?)\*/", re.S)
+SKIPPED = re.compile(r"^(?:#(?:if|ifdef|ifndef|endif|include|error|define NUV_\w+_H\b)[^\n]*|extern \"C\" \{|\})\n?", re.M)
+ATTRIBUTE = re.compile(r"\bNUV_(?:API|COLD)\b|\bNUV_(?:PRINTF|SCANF)\([^)]*\)")
+
+
+class Item:
+    """A comment, and the declaration behind it, which is empty for a comment that stands alone."""
+
+    def __init__(self, text, code):
+        self.text = text
+        self.code = code
+
+    @property
+    def is_function(self):
+        return bool(re.search(r"\bNUV_API\b", self.code)) and "(" in ATTRIBUTE.sub("", self.code)
+
+    @property
+    def is_variable(self):
+        return bool(re.search(r"\bNUV_API\b", self.code)) and not self.is_function
+
+    @property
+    def declaration(self):
+        """The code on one line, without attributes."""
+        return re.sub(r"\s+", " ", ATTRIBUTE.sub("", self.code)).replace(" ;", ";").strip()
+
+    @property
+    def name(self):
+        before = self.declaration.split("(")[0] if self.is_function else self.declaration.split("[")[0]
+        return re.findall(r"\w+", before)[-1]
+
+
+def plain(comment):
+    """The lines of a comment without its stars."""
+    lines = [re.sub(r"^ \* ?", "", line).rstrip() for line in comment.strip("\n").split("\n")]
+    lines[0] = lines[0].strip()
+    return "\n".join(lines).strip("\n ")
+
+
+def end_of_code(text, start):
+    """Where the declaration that begins at start ends: behind its semicolon, or behind the last line of its macro."""
+    if text.startswith("#define", start):
+        end = text.index("\n", start)
+        while text[end - 1] == "\\":
+            end = text.index("\n", end + 1)
+        return end
+    depth, i = 0, start
+    while not (text[i] == ";" and depth == 0):
+        if text.startswith("/*", i):
+            i = text.index("*/", i) + 1
+        depth += {"{": 1, "(": 1, "}": -1, ")": -1}.get(text[i], 0)
+        i += 1
+    return i + 1
+
+
+def items(path):
+    """The header's items in their order; the first one is its opening comment."""
+    text = Path(path).read_text(encoding="utf-8")
+    found, position = [], 0
+    while True:
+        comment = COMMENT.search(text, position)
+        if not comment:
+            return found
+        start = position = comment.end()
+        while True:
+            rest = re.match(r"\s*", text[start:]).end()
+            skipped = SKIPPED.match(text, start + rest)
+            start += rest
+            if not skipped or not found:
+                break
+            start = skipped.end()
+        code = ""
+        if found and start < len(text) and not text.startswith("/*", start):
+            # Lines without a comment of their own belong to the declaration in front of them.
+            end = end_of_code(text, start)
+            while text.startswith("\n", end) and re.match(r"\n(?!\n|/\*|#endif|#ifdef|\}|$)", text[end : end + 10]):
+                end = end_of_code(text, end + 1)
+            behind = re.match(r" */\*\*<.*?\*/", text[end:], re.S)
+            position = end + (behind.end() if behind else 0)
+            code = text[start:position]
+        if not (comment.group("behind") and not code):
+            found.append(Item(plain(comment.group("text")), code))

@@ -1,0 +1,23 @@
+#!/bin/sh
+# Checks what an object file asks for: functions of the library, and those of the C library that compilers put in by
+# themselves, for copying and for hardening, or that stand for a turn of bytes.
+#
+#   check_undefined.sh <nm> <object file>
+#
+# Prints one line for each name that should not be there.
+set -eu
+
+nm=$1 object=$2
+
+"$nm" -u "$object" | awk '
+  { name = $NF }
+  name ~ /^(NUV_|is_null$|nuv_)/ { ++count; next }
+  name ~ /^(mem(cpy|set|move|cmp)|strlen|htons|__stack_chk_(fail|guard)|_GLOBAL_OFFSET_TABLE_)$/ { next }
+  name ~ /^__(mem(cpy|set|move)_chk)$/ { next }
+  name ~ /^__gcov_/ { next }
+  { print "asks for " name; bad = 1 }
+  END {
+    print count " functions of the library"
+    exit count == 0 || bad
+  }
+'

@@ -1,0 +1,44 @@
+#!/bin/sh
+# Checks that all places which name the library's version agree.
+#
+#   check_version.sh <source tree> <version of the build>
+#
+# Prints one line for each place that names another one.
+set -eu
+
+tree=$1 version=$2
+major=${version%%.*}
+minor=${version#*.}
+minor=${minor%%.*}
+patch=${version##*.}
+disagreeing=0
+
+compare() {
+  [ "$2" = "$3" ] && return
+  echo "$1: '$2', not '$3'"
+  disagreeing=$((disagreeing + 1))
+}
+
+constant() {
+  sed -n "s/^#define NUV_USERLIB_VERSION_$1 \([0-9]*\).*/\1/p" "$tree/userlib/include/nuv_assert.h"
+}
+
+compare 'nuv_assert.h' "$(constant MAJOR).$(constant MINOR).$(constant PATCH)" "$major.$minor.$patch"
+compare 'CHANGELOG.md, first heading' "$(sed -n 's/^## //p' "$tree/CHANGELOG.md" | head -n 1)" "$version"
+compare 'packaging/debian/changelog' \
+  "$(sed -n '1s/^userlib (\(.*\)-[^-]*) .*/\1/p' "$tree/packaging/debian/changelog")" "$version"
+# Examples show how to ask for the newest minor version.
+for file in README.md packaging/debian/control; do
+  compare "$file, find_package" "$(sed -n 's/.*find_package(userlib \([0-9.]*\) CONFIG.*/\1/p' "$tree/$file")" \
+    "$major.$minor"
+done
+# A node for each minor version that has added symbols, so that there may be none for the newest.
+node=$(sed -n 's/^USERLIB_\([0-9.]*\) {$/\1/p' "$tree/userlib/userlib.map" | sort -V | tail -n 1)
+compare 'userlib.map, major version of the newest node' "${node%.*}" "$major"
+[ "${node#*.}" -le "$minor" ] || [ "${node%.*}" -lt "$major" ] || compare 'userlib.map, newest node' "$node" "$major.$minor"
+
+[ "$disagreeing" -eq 0 ] || {
+  echo "$disagreeing places disagree with $version in CMakeLists.txt"
+  exit 1
+}
+echo "$version everywhere"

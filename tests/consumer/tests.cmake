@@ -1,0 +1,48 @@
+# Whether others find the library: installed, by pkg-config and by CMake, and as a folder of their own project.
+# What they build would have to be instrumented as the library is, so that the sanitizers are left out.
+if(USERLIB_SANITIZE OR USERLIB_COVERAGE OR NOT USERLIB_INSTALL)
+  return()
+endif()
+
+# The word is what check.sh is asked to do. The first test installs, the others use what it has installed.
+function(add_consumer_test word)
+  add_test(NAME consumer.${word} COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/consumer/check.sh ${word})
+  set(environment
+      "CMAKE=${CMAKE_COMMAND}"
+      "GENERATOR=${CMAKE_GENERATOR}"
+      "CC=${CMAKE_C_COMPILER}"
+      "CXX=${CMAKE_CXX_COMPILER}"
+      "CFLAGS=${CMAKE_C_FLAGS}"
+      "CXXFLAGS=${CMAKE_CXX_FLAGS}"
+      "LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER}"
+      "READELF=${CMAKE_READELF}"
+      "SOURCE=${PROJECT_SOURCE_DIR}"
+      "BUILD=${PROJECT_BINARY_DIR}"
+      "WORK=${CMAKE_CURRENT_BINARY_DIR}/consumer"
+      "CERT=$<BOOL:${USERLIB_CERT}>"
+      "SHARED=$<BOOL:${BUILD_SHARED_LIBS}>"
+      "EXAMPLES=$<BOOL:${USERLIB_BUILD_EXAMPLES}>"
+      "VERSION=${PROJECT_VERSION}")
+  set_tests_properties(consumer.${word} PROPERTIES LABELS consumer TIMEOUT 300 ENVIRONMENT "${environment}")
+  if(word STREQUAL install)
+    set_tests_properties(consumer.${word} PROPERTIES FIXTURES_SETUP installed_library)
+  else()
+    set_tests_properties(consumer.${word} PROPERTIES FIXTURES_REQUIRED installed_library)
+  endif()
+endfunction()
+
+add_consumer_test(install)
+add_consumer_test(components)
+add_consumer_test(destdir)
+if(BUILD_SHARED_LIBS)
+  add_consumer_test(pkg_config_shared)
+endif()
+add_consumer_test(pkg_config_static)
+add_consumer_test(find_package)
+add_consumer_test(find_package_c)
+add_consumer_test(version_rule)
+add_consumer_test(add_subdirectory)
+add_consumer_test(bare)
+
+# To install writes a file into the build tree, too.
+set_tests_properties(consumer.install consumer.components consumer.destdir PROPERTIES RESOURCE_LOCK install)

@@ -1,0 +1,17 @@
+// What a fuzz target promises about each input.
+#ifndef TESTS_FUZZ_FUZZ_CHECK_H
+#define TESTS_FUZZ_FUZZ_CHECK_H
+
+#include <cstdio>
+#include <cstdlib>
+
+// Ends the process, so that the fuzzer keeps the input, unless the condition holds.
+#define FUZZ_CHECK(condition)                                                                 \
+  do {                                                                                        \
+    if (!(condition)) {                                                                       \
+      std::fprintf(stderr, "%s:%d: FUZZ_CHECK failed: %s\n", __FILE__, __LINE__, #condition); \
+      std::abort();                                                                           \
+    }                                                                                         \
+  } while (0)
+
+#endif

@@ -1,0 +1,151 @@
+#!/bin/sh
+# What happens to the packages, seen from inside: installed, started as the unit says, used, built against, purged.
+set -eu
+cd /tmp
+
+unit=/lib/systemd/system/phoned.service
+user=61234 # any that nobody has, as systemd would choose one
+console=/run/phoned/console
+pid_file=/run/phoned/phoned.pid
+
+heading() {
+  printf '\n-- %s --\n' "$*"
+}
+
+fail() {
+  echo "packages: $*" >&2
+  exit 1
+}
+
+# Runs a command and compares what it prints.
+expect() {
+  wanted=$1
+  shift
+  printed=$("$@" 2>&1) || fail "'$*' ends with $?: $printed"
+  [ "$printed" = "$wanted" ] || fail "'$*' prints '$printed', not '$wanted'"
+  echo "$printed"
+}
+
+# Waits until a command succeeds, ten seconds at most.
+await() {
+  tries=0
+  until "$@"; do
+    tries=$((tries + 1))
+    [ "$tries" -le 100 ] || fail "waited in vain for: $*"
+    sleep 0.1
+  done
+}
+
+is_gone() {
+  [ ! -e "$1" ]
+}
+
+pid_file_names_phoned() {
+  [ "$(cat "/proc/$(cat "$pid_file")/comm" 2>/dev/null)" = phoned ]
+}
+
+unit_value() {
+  sed -n "s/^$1=//p" "$unit"
+}
+
+# Does what systemd does for the unit, as far as it is possible without: makes its directories, shows it a file system
+# that cannot be written to but for these, and runs the command line as an unprivileged user.
+start_unit() {
+  mkdir -p "/run/$(unit_value RuntimeDirectory)" "/var/lib/$(unit_value StateDirectory)"
+  chown "$user:$user" "/run/$(unit_value RuntimeDirectory)" "/var/lib/$(unit_value StateDirectory)"
+  # shellcheck disable=SC2016  # for the shell inside
+  eval "unshare --mount sh -c '
+    mount --bind /var/lib/phoned /var/lib/phoned && mount -o remount,bind,ro / &&
+      umask 077 && exec \"\$@\"' start \
+    setpriv --reuid=$user --regid=$user --clear-groups --no-new-privs --bounding-set=-all --inh-caps=-all \
+    $(unit_value ExecStart)"
+}
+
+heading 'Install'
+DEBIAN_FRONTEND=noninteractive dpkg --install packages/*.deb >install.log 2>&1 || fail "$(cat install.log)"
+names=$(for package in packages/*.deb; do dpkg-deb --field "$package" Package; done)
+# shellcheck disable=SC2086  # words
+dpkg-query --show --showformat '${Package} ${Version} ${db:Status-Status}\n' $names
+expect ' /etc/phoned/dialplan' sh -c "dpkg-query --show --showformat '\${Conffiles}' phoned | sed 's/ [0-9a-f]*\$//'"
+[ -L /etc/systemd/system/multi-user.target.wants/phoned.service ] || fail 'the unit is not enabled'
+
+for page in 8/phoned.8 8/phonectl.8; do
+  [ -e "/usr/share/man/man$page.gz" ] || fail "there is no manual page $page"
+done
+
+heading 'The unit'
+systemd-analyze verify --man=no "$unit" >verify.log 2>&1 || fail "$(cat verify.log)"
+! grep phoned verify.log || fail 'systemd has something to say about the unit'
+systemd-analyze security --offline=true --no-pager --threshold=20 "$unit" | tail -n 1
+
+heading 'Start'
+# As systemd is, the parent of what is started here is process 1, from which a daemon of userlib does not detach.
+[ $$ -eq 1 ] || fail 'this is not process 1'
+[ "$(unit_value Type)" = forking ] || fail 'the unit is not what this test starts'
+start_unit
+[ "$(unit_value PIDFile)" = "$pid_file" ] || fail "the unit's pid file is $(unit_value PIDFile)"
+# The parent has left, and the daemon writes its own number over the parent's.
+await pid_file_names_phoned
+phoned=$(cat "$pid_file")
+expect "$user" stat --format=%u "/proc/$phoned"
+second=0
+start_unit 2>refusal || second=$?
+[ "$second" -eq 1 ] || fail "a second one ends with $second"
+sed "s/process $phoned/process N/" refusal
+
+heading 'Use'
+expect '3 ready' phonectl offhook 3
+expect '3 more 11' phonectl dial 3 11
+expect '3 complete 110 110' phonectl dial 3 0
+expect '3 decided 110' phonectl console "$console" lines
+expect '3 idle' phonectl onhook 3
+phonectl console "$console" tr save /var/lib/phoned/phoned.ini
+[ "$(stat --format=%u /var/lib/phoned/phoned.ini)" = "$user" ] || fail 'the masks are not saved'
+phonectl console "$console" tr save /etc/phoned/phoned.ini || true
+[ ! -e /etc/phoned/phoned.ini ] || fail 'phoned can write to /etc'
+
+heading 'Reload'
+echo 999 >>/etc/phoned/dialplan
+kill -HUP "$phoned"
+plan_has_999() {
+  phonectl console "$console" map | grep -q 999
+}
+await plan_has_999
+phonectl console "$console" map | tail -n 1
+
+heading 'Stop'
+kill -TERM "$phoned"
+await is_gone "$pid_file"
+is_gone "$console" || fail 'the console is left behind'
+await is_gone "/proc/$phoned"
+
+heading 'Build against the packages'
+# shellcheck disable=SC2046  # words
+{
+  cc -std=c99 -Wall -Werror -DCONSUMER_CERT consumer/c_daemon.c -o c_shared $(pkg-config --cflags --libs userlib)
+  c++ -std=c++20 -Wall -Werror consumer/cpp_daemon.cpp -o cpp_shared $(pkg-config --cflags --libs userlib)
+  cc -std=c99 -static -DCONSUMER_CERT consumer/c_daemon.c -o c_static $(pkg-config --static --cflags --libs userlib) \
+    2>warnings || fail "$(cat warnings)"
+}
+for daemon in c_shared cpp_shared c_static; do
+  ./$daemon >output || fail "$daemon ends with $?"
+  tail -n 1 output
+done
+cmake -G Ninja -S consumer -B with_cmake >cmake.log 2>&1 || fail "$(cat cmake.log)"
+cmake --build with_cmake >cmake.log 2>&1 || fail "$(cat cmake.log)"
+for daemon in with_cmake/*_daemon_*; do
+  "$daemon" >output || fail "$daemon ends with $?"
+done
+cc -std=c99 /usr/share/doc/libuserlib-dev/examples/first_daemon.c -o first_daemon -luserlib
+./first_daemon 2>&1 | grep -q 'must be the number of a free UDP port' || fail 'first_daemon fails'
+
+heading 'Remove, and purge'
+dpkg --remove phoned >remove.log 2>&1 || fail "$(cat remove.log)"
+grep -q 999 /etc/phoned/dialplan || fail "the operator's dial plan is lost"
+# shellcheck disable=SC2086  # words
+dpkg --purge $names >purge.log 2>&1 || fail "$(cat purge.log)"
+! grep -i warning purge.log || fail 'dpkg is not content'
+for name in $names; do
+  ! dpkg-query -W "$name" 2>/dev/null | grep . || fail "dpkg still knows $name"
+done
+rmdir /run/phoned # as systemd does when the unit stops

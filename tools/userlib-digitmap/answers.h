@@ -1,0 +1,55 @@
+// What the plan answers, digit by digit.
+#ifndef TOOLS_USERLIB_DIGITMAP_ANSWERS_H
+#define TOOLS_USERLIB_DIGITMAP_ANSWERS_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "plan.h"
+
+namespace digitmap_tool {
+
+// An answer takes time in proportion to the digits.
+constexpr size_t kMaxDigits = 64;
+
+using Mode = userlib::DigitMap::Mode;
+using Timer = userlib::DigitMap::Timer;
+using Result = userlib::DigitMap::Result;
+
+struct Answer {
+  Result result;
+  std::string pattern;  // of a complete number: the one that decided
+};
+
+Answer ask(const Plan& plan, Mode mode, const std::string& digits, Timer timer);
+
+// What one pattern, asked alone, makes of the digits.
+enum class State {
+  kDead,       // no match
+  kWantsMore,  // more digits are needed
+  kComplete,   // complete while the timer runs
+  kAtTimeOut   // complete once it has expired
+};
+
+// The states of all patterns of the plan, in its order.
+class Patterns {
+ public:
+  explicit Patterns(const Plan& plan);
+
+  State state(size_t pattern, const std::string& digits) const;
+
+ private:
+  std::vector<userlib::DigitMap> alone_;
+};
+
+// A table with one line for each digit: the answers in both modes, without and with the timer, and the patterns that
+// are still alive.
+std::string tabulate(const Plan& plan, const std::string& digits);
+
+// The plan with one line for each pattern that tells in words what it asks for.
+std::string list(const Plan& plan);
+
+}  // namespace digitmap_tool
+
+#endif

@@ -1,0 +1,347 @@
+// userlib-digitmap shows those who write dial plans what a plan will answer, which patterns overlap, and why one does
+// not parse.
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "answers.h"
+#include "graph.h"
+#include "nuv_assert.h"
+#include "plan.h"
+#include "svg.h"
+
+namespace digitmap_tool {
+namespace {
+
+// What scripts can tell apart. From 64 on these are the numbers of <sysexits.h>.
+enum Status {
+  kComplete = 0,
+  kUndecided = 1,
+  kNoMatch = 2,
+  kUsage = 64,
+  kBadPlan = 65,
+  kNoInput = 66,
+  kNoDot = 69,
+  kFailed = 70,
+  kNoOutput = 74
+};
+
+constexpr char kHelp[] =
+    R"(userlib-digitmap shows what a dial plan answers, digit by digit, and why a pattern does not parse.
+
+  userlib-digitmap [OPTIONS] MAP [DIGITS...]
+  userlib-digitmap [OPTIONS] --file FILE [DIGITS...]
+
+MAP is the plan itself, such as '0x.T|110|[1-9]xxx', or @FILE; '-' as FILE is the standard input. In a file, line ends
+part patterns as bars do. For each of DIGITS there is a table: what the plan answers after each digit, by first and by
+best match, while the timer runs and when it has expired, and which patterns are still alive. Without DIGITS the
+patterns are listed in words.
+
+Options:
+  -f, --file FILE   read the plan from FILE
+  -g, --graph SVG   draw the plan as a tree of positions with graphviz; '-' is the standard output
+      --dot         print that tree in the language of graphviz, and nothing else
+      --first       exit status and tree by first match; without it by best match
+      --timer       exit status as when the timer has expired
+  -q, --quiet       print no tables and lists
+  -h, --help        print this and end
+      --version     print the version and end
+
+Exit status: 0 all DIGITS are complete, 1 some are undecided, 2 some match nothing; 64 the command line is wrong, 65 the
+plan is, 66 its file cannot be read, 69 dot cannot be started, 70 dot has failed, 74 the output cannot be written.
+)";
+
+struct Options {
+  std::optional<std::string> file;
+  std::optional<std::string> graph;
+  bool wants_dot = false;
+  bool is_quiet = false;
+  bool wants_help = false;
+  bool wants_version = false;
+  Mode mode = Mode::kBest;
+  Timer timer = Timer::kRunning;
+  std::vector<std::string> words;  // map and digits
+};
+
+// Text from outside, between quotes, fit for a terminal.
+std::string quote(std::string_view text) {
+  constexpr size_t kLongest = 80;
+  std::string quoted = "'";
+  for (const char c : text.substr(0, kLongest)) {
+    quoted += c >= ' ' && c <= '~' ? c : '?';
+  }
+  return quoted + (text.size() > kLongest ? "...'" : "'");
+}
+
+int complain(Status status, const std::string& why) {
+  std::fprintf(stderr, "userlib-digitmap: %s\n", why.c_str());
+  return status;
+}
+
+int refuse_usage(const std::string& why) {
+  return complain(kUsage, why + "; --help shows how it is done");
+}
+
+// Reads one command line. The first thing that is wrong ends the walk.
+class CommandLine {
+ public:
+  explicit CommandLine(std::vector<std::string> words) : words_(std::move(words)) {}
+
+  bool read(Options& options) {
+    while (at_ < words_.size() && why_.empty()) {
+      const std::string word = words_[at_++];
+      if (word == "--") {
+        break;
+      }
+      // A plan or a number never begins with "-".
+      if (word.size() < 2 || word[0] != '-') {
+        options.words.push_back(word);
+      } else {
+        take(word, options);
+      }
+    }
+    options.words.insert(options.words.end(), words_.begin() + static_cast<ptrdiff_t>(at_), words_.end());
+    return why_.empty();
+  }
+
+  const std::string& why() const { return why_; }
+
+ private:
+  void take(const std::string& word, Options& options) {
+    const size_t equals = word.starts_with("--") ? word.find('=') : std::string::npos;
+    const std::string name = word.substr(0, equals);
+    if (name == "-f" || name == "--file") {
+      options.file = value(word, equals, "the name of a file with a dial plan");
+    } else if (name == "-g" || name == "--graph") {
+      options.graph = value(word, equals, "the name of an SVG file to write");
+    } else if (equals != std::string::npos) {
+      why_ = "option " + quote(word) + " is not known, or takes no value";
+    } else if (name == "--dot") {
+      options.wants_dot = true;
+    } else if (name == "--first") {
+      options.mode = Mode::kFirst;
+    } else if (name == "--timer") {
+      options.timer = Timer::kExpired;
+    } else if (name == "-q" || name == "--quiet") {
+      options.is_quiet = true;
+    } else if (name == "-h" || name == "--help") {
+      options.wants_help = true;
+    } else if (name == "--version") {
+      options.wants_version = true;
+    } else {
+      why_ = "option " + quote(word) + " is not known";
+    }
+  }
+
+  std::string value(const std::string& word, size_t equals, const std::string& what) {
+    if (equals != std::string::npos) {
+      return word.substr(equals + 1);
+    }
+    if (at_ == words_.size()) {
+      why_ = "option " + quote(word) + " wants a value: " + what;
+      return {};
+    }
+    return words_[at_++];
+  }
+
+  std::vector<std::string> words_;
+  size_t at_ = 0;
+  std::string why_;
+};
+
+// The content of a file, cut behind one byte more than a plan may have; null, with errno set, if it cannot be read.
+std::optional<std::string> read_file(const std::string& path) {
+  const bool is_stdin = path == "-";
+  FILE* file = is_stdin ? stdin : std::fopen(path.c_str(), "r");
+  if (file == nullptr) {
+    return std::nullopt;
+  }
+  std::string content(Plan::kMaxText + 1, '\0');
+  content.resize(std::fread(content.data(), 1, content.size(), file));
+  const bool is_good = std::ferror(file) == 0;
+  const int problem = errno;
+  if (!is_stdin) {
+    std::fclose(file);
+  }
+  errno = problem;
+  return is_good ? std::optional(content) : std::nullopt;
+}
+
+// What cannot be dialled in the digits, in words; empty if all of them can.
+std::string find_undialled(const std::string& digits) {
+  if (digits.size() > kMaxDigits) {
+    return "digits " + quote(digits) + " are too many: at most " + std::to_string(kMaxDigits) + " are looked at";
+  }
+  const size_t at = digits.find_first_not_of(kDialled);
+  if (at == std::string::npos) {
+    return {};
+  }
+  return "digits " + quote(digits) + ": " + quote(digits.substr(at, 1)) + " at position " + std::to_string(at + 1) +
+         " cannot be dialled: must be one of 0-9 A-D # *";
+}
+
+// Whether everything that was printed has arrived.
+int finish(int status) {
+  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+    return complain(kNoOutput, std::string("the output cannot be written: ") + std::strerror(errno));
+  }
+  return status;
+}
+
+int print_help() {
+  std::fputs(kHelp, stdout);
+  return finish(0);
+}
+
+int print_version() {
+  std::printf("userlib-digitmap with %s\n", NUV_Userlib_getVersionString());
+  return finish(0);
+}
+
+int write_picture(const std::string& path, const std::string& svg) {
+  const bool is_stdout = path == "-";
+  FILE* file = is_stdout ? stdout : std::fopen(path.c_str(), "w");
+  bool is_good = file != nullptr && std::fwrite(svg.data(), 1, svg.size(), file) == svg.size();
+  int problem = errno;
+  if (file != nullptr && !is_stdout && std::fclose(file) != 0) {
+    is_good = false;
+    problem = errno;
+  }
+  if (!is_good) {
+    return complain(kNoOutput, "picture " + quote(path) + " cannot be written: " + std::strerror(problem));
+  }
+  return 0;
+}
+
+// Draws what the options ask for. Returns 0 or an exit status.
+int draw_plan(const Options& options, const Plan& plan) {
+  const auto graph = draw(plan, options.mode);
+  if (!graph) {
+    return complain(kBadPlan, "the plan has more than " + std::to_string(kMaxPositions) +
+                                  " positions: nobody can look at its tree");
+  }
+  if (options.wants_dot) {
+    std::fputs(graph->c_str(), stdout);
+    return 0;
+  }
+  const Picture picture = make_svg(*graph);
+  switch (picture.outcome) {
+    case Picture::Outcome::kNoDot:
+      return complain(kNoDot, picture.why);
+    case Picture::Outcome::kFailed:
+      return complain(kFailed, picture.why);
+    case Picture::Outcome::kMade:
+      break;
+  }
+  return write_picture(*options.graph, picture.svg);
+}
+
+int status_of(Result result) {
+  switch (result) {
+    case Result::kComplete:
+      return kComplete;
+    case Result::kUndecided:
+      return kUndecided;
+    case Result::kNoMatch:
+      break;
+  }
+  return kNoMatch;
+}
+
+// Prints a table for each of the digits. Returns the worst of their results.
+int answer(const Options& options, const Plan& plan, const std::vector<std::string>& all_digits) {
+  int status = kComplete;
+  bool is_first = true;
+  for (const std::string& digits : all_digits) {
+    if (!options.is_quiet) {
+      std::printf("%s%s", is_first ? "" : "\n", tabulate(plan, digits).c_str());
+    }
+    is_first = false;
+    status = std::max(status, status_of(ask(plan, options.mode, digits, options.timer).result));
+  }
+  return status;
+}
+
+int look_at(const Options& options, const Plan& plan, const std::vector<std::string>& all_digits) {
+  for (const Problem& problem : plan.problems()) {
+    std::fprintf(stderr, "userlib-digitmap: %s", plan.describe(problem).c_str());
+  }
+  if (!plan.problems().empty()) {
+    return kBadPlan;
+  }
+  if (plan.patterns().empty()) {
+    return complain(kBadPlan, "the plan holds no pattern: must be one or more, such as '110|0x.T'");
+  }
+  if (options.wants_dot || options.graph) {
+    if (const int status = draw_plan(options, plan); status != 0) {
+      return status;
+    }
+  }
+  // What is drawn on the standard output stands there alone.
+  Options choice = options;
+  choice.is_quiet = options.is_quiet || options.wants_dot || options.graph == "-";
+  if (all_digits.empty() && !choice.is_quiet) {
+    std::fputs(list(plan).c_str(), stdout);
+  }
+  return answer(choice, plan, all_digits);
+}
+
+int run(std::vector<std::string> words) {
+  Options options;
+  CommandLine command_line(std::move(words));
+  if (!command_line.read(options)) {
+    return refuse_usage(command_line.why());
+  }
+  if (options.wants_help) {
+    return print_help();
+  }
+  if (options.wants_version) {
+    return print_version();
+  }
+  if (options.wants_dot && options.graph) {
+    return refuse_usage("--dot and --graph exclude each other");
+  }
+  std::vector<std::string> all_digits = options.words;
+  std::string text;
+  if (!options.file) {
+    if (all_digits.empty()) {
+      return refuse_usage("there is no dial plan: must be MAP, @FILE or --file FILE");
+    }
+    text = all_digits.front();
+    all_digits.erase(all_digits.begin());
+    if (text.starts_with('@')) {
+      options.file = text.substr(1);
+    }
+  }
+  for (const std::string& digits : all_digits) {
+    if (const std::string why = find_undialled(digits); !why.empty()) {
+      return refuse_usage(why);
+    }
+  }
+  if (options.file) {
+    auto content = read_file(*options.file);
+    if (!content) {
+      return complain(kNoInput, "plan " + quote(*options.file) + " cannot be read: " + std::strerror(errno));
+    }
+    text = std::move(*content);
+  }
+  if (text.size() > Plan::kMaxText) {
+    return complain(kBadPlan,
+                    "the plan is too long: at most " + std::to_string(Plan::kMaxText) + " characters are read");
+  }
+  const auto source = options.file ? Plan::Source::kFile : Plan::Source::kArgument;
+  return finish(look_at(options, Plan(std::move(text), source), all_digits));
+}
+
+}  // namespace
+}  // namespace digitmap_tool
+
+int main(int argc, char** argv) {
+  return digitmap_tool::run(std::vector<std::string>(argv + (argc > 0 ? 1 : 0), argv + argc));
+}

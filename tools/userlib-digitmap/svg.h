@@ -1,0 +1,22 @@
+// Makes pictures of graphs with the program "dot" of graphviz.
+#ifndef TOOLS_USERLIB_DIGITMAP_SVG_H
+#define TOOLS_USERLIB_DIGITMAP_SVG_H
+
+#include <string>
+
+namespace digitmap_tool {
+
+struct Picture {
+  enum class Outcome { kMade, kNoDot, kFailed };
+
+  Outcome outcome;
+  std::string svg;  // if it was made
+  std::string why;  // if not
+};
+
+// Has "dot", which is looked for in PATH, turn the graph into an SVG. What dot has to say goes to standard error.
+Picture make_svg(const std::string& graph);
+
+}  // namespace digitmap_tool
+
+#endif
