@@ -181,6 +181,16 @@ TEST_F(DaemonPidFileTest, LeavesNoStreamOpen) {
   EXPECT_EQ(support::open_descriptors(), before);
 }
 
+// A daemon may have closed its standard descriptors: then the file gets the number 0.
+TEST_F(DaemonPidFileTest, IsWrittenThroughAnyDescriptor) {
+  const ChildProcess child([this] {
+    close(STDIN_FILENO);
+    NUV_Daemon_createPidFile(&daemon_);
+    _exit(NUV_Daemon_checkPidFile(&daemon_) == 1 && contracts_.take().empty() ? 0 : 1);
+  });
+  EXPECT_TRUE(child.has_exited(0)) << child.outcome();
+}
+
 TEST_F(DaemonPidFileTest, IsRemovedByItsOwner) {
   NUV_Daemon_createPidFile(&daemon_);
   NUV_Daemon_deletePidFile(&daemon_);
