@@ -94,8 +94,8 @@ Contracts::~Contracts() {
   NUV_Assert_setErrorHandler(nullptr);
 }
 
-uint32_t Contracts::take() {
-  return std::exchange(g_reports, 0);
+void Contracts::expect_refusal(bool refused) {
+  FUZZ_CHECK((std::exchange(g_reports, 0) > 0) == refused);
 }
 
 Stdout::Stdout() : memory_(memfd_create("stdout", MFD_CLOEXEC)), outer_(dup(STDOUT_FILENO)) {

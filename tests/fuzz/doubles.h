@@ -23,8 +23,8 @@ class Contracts {
   Contracts(const Contracts&) = delete;
   Contracts& operator=(const Contracts&) = delete;
 
-  // The reports since the last call.
-  uint32_t take();
+  // Promises that there were reports since the last call, or that there were none.
+  void expect_refusal(bool refused);
 };
 
 // While it lives, standard output goes to memory.

@@ -49,7 +49,7 @@ class Twins {
     allocator_.run_dry(dry);
     FUZZ_CHECK(NUV_Frame_construct(&frames_[i], size) == 1);
     allocator_.run_dry(false);
-    expect_refusal(dry && size > 0);
+    contracts_.expect_refusal(dry && size > 0);
     models_[i] = {};
     models_[i].block.assign(dry ? 0 : size, fuzz::Allocator::kPattern);
     models_[i].end = static_cast<int64_t>(models_[i].block.size());
@@ -63,7 +63,7 @@ class Twins {
       NUV_Frame_destruct(&frames_[i]);
     }
     FUZZ_CHECK(NUV_Frame_copyConstruct(&frames_[i], &frames_[source]) == 1);
-    expect_refusal(false);
+    contracts_.expect_refusal(false);
     Model taken = models_[source];
     taken.begin = 0;
     taken.end = static_cast<int64_t>(taken.block.size());
@@ -74,7 +74,7 @@ class Twins {
 
   void swap(size_t i, size_t source) {
     NUV_Frame_swap(&frames_[i], &frames_[source]);
-    expect_refusal(false);
+    contracts_.expect_refusal(false);
     std::swap(models_[i], models_[source]);
   }
 
@@ -83,43 +83,43 @@ class Twins {
       return;
     }
     NUV_Frame_assign(&frames_[i], &frames_[source]);
-    expect_refusal(false);
+    contracts_.expect_refusal(false);
     models_[i] = models_[source];
     models_[source] = {};
   }
 
   void take_from_nobody(size_t i) {
     NUV_Frame_swap(&frames_[i], nullptr);
-    expect_refusal(true);
+    contracts_.expect_refusal(true);
     NUV_Frame_assign(&frames_[i], nullptr);
-    expect_refusal(true);
+    contracts_.expect_refusal(true);
   }
 
   void reduce_front(size_t i, uint32_t offset) {
     const bool refused = models_[i].size() < offset;
     NUV_Frame_reduceFront(&frames_[i], offset);
-    expect_refusal(refused);
+    contracts_.expect_refusal(refused);
     models_[i].begin += offset;
   }
 
   void expand_front(size_t i, uint32_t offset) {
     const bool refused = models_[i].front() < offset;
     NUV_Frame_expandFront(&frames_[i], offset);
-    expect_refusal(refused);
+    contracts_.expect_refusal(refused);
     models_[i].begin -= offset;
   }
 
   void reduce_rear(size_t i, uint32_t offset) {
     const bool refused = models_[i].size() < offset;
     NUV_Frame_reduceRear(&frames_[i], offset);
-    expect_refusal(refused);
+    contracts_.expect_refusal(refused);
     models_[i].end -= offset;
   }
 
   void expand_rear(size_t i, uint32_t offset) {
     const bool refused = models_[i].rear() < offset;
     NUV_Frame_expandRear(&frames_[i], offset);
-    expect_refusal(refused);
+    contracts_.expect_refusal(refused);
     models_[i].end += offset;
   }
 
@@ -145,12 +145,10 @@ class Twins {
         FUZZ_CHECK(NUV_Frame_size(&frame) == model.size());
       }
     }
-    expect_refusal(false);
+    contracts_.expect_refusal(false);
   }
 
  private:
-  void expect_refusal(bool refused) { FUZZ_CHECK((contracts_.take() > 0) == refused); }
-
   fuzz::Contracts contracts_;
   fuzz::Allocator allocator_;
   std::array<Frame, kFrames> frames_;

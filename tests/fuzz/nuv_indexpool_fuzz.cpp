@@ -23,7 +23,7 @@ class Twins {
     const auto free = std::find(occupied_.begin(), occupied_.end(), false);
     const auto expected = static_cast<uint32_t>(free - occupied_.begin());
     FUZZ_CHECK(NUV_IndexPool_occupy(&pool_) == expected);
-    expect_refusal(free == occupied_.end());
+    contracts_.expect_refusal(free == occupied_.end());
     if (free != occupied_.end()) {
       *free = true;
     }
@@ -31,7 +31,7 @@ class Twins {
 
   void occupy_index(uint32_t index) {
     NUV_IndexPool_occupyIndex(&pool_, index);
-    expect_refusal(index >= size() || occupied_[index]);
+    contracts_.expect_refusal(index >= size() || occupied_[index]);
     if (index < size()) {
       occupied_[index] = true;
     }
@@ -39,7 +39,7 @@ class Twins {
 
   void release(uint32_t index) {
     NUV_IndexPool_release(&pool_, index);
-    expect_refusal(index >= size() || !occupied_[index]);
+    contracts_.expect_refusal(index >= size() || !occupied_[index]);
     if (index < size()) {
       occupied_[index] = false;
     }
@@ -47,7 +47,7 @@ class Twins {
 
   void ask(uint32_t index) {
     FUZZ_CHECK(NUV_IndexPool_occupied(&pool_, index) == (index < size() && occupied_[index] ? 1 : 0));
-    expect_refusal(index >= size());
+    contracts_.expect_refusal(index >= size());
   }
 
   void compare() {
@@ -60,12 +60,10 @@ class Twins {
       const bool bit = (pool_.m_pPool[i / 8] >> i % 8 & 1) != 0;
       FUZZ_CHECK(bit == (i < size() && occupied_[i]));
     }
-    expect_refusal(false);
+    contracts_.expect_refusal(false);
   }
 
  private:
-  void expect_refusal(bool refused) { FUZZ_CHECK((contracts_.take() > 0) == refused); }
-
   fuzz::Contracts contracts_;
   IndexPool pool_;
   std::vector<bool> occupied_;
