@@ -5,34 +5,14 @@ cd /packages || exit
 exec >booted.log 2>&1
 
 console=/run/phoned/console
+patience=20
+. ./steps.sh
 
 fail() {
   echo "packages: $*"
   journalctl --unit phoned --no-pager | tail -n 20
   echo 1 >status
   exit 1
-}
-
-expect() {
-  wanted=$1
-  shift
-  printed=$("$@" 2>&1) || fail "'$*' ends with $?: $printed"
-  [ "$printed" = "$wanted" ] || fail "'$*' prints '$printed', not '$wanted'"
-  echo "$printed"
-}
-
-# Waits until a command succeeds, twenty seconds at most.
-await() {
-  tries=0
-  until "$@"; do
-    tries=$((tries + 1))
-    [ "$tries" -le 200 ] || fail "waited in vain for: $*"
-    sleep 0.1
-  done
-}
-
-plan_has_999() {
-  phonectl console "$console" map | grep -q 999
 }
 
 plan_is_refused() {

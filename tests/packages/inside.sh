@@ -7,6 +7,8 @@ unit=/lib/systemd/system/phoned.service
 user=61234 # any that nobody has, as systemd would choose one
 console=/run/phoned/console
 pid_file=/run/phoned/phoned.pid
+patience=10
+. ./steps.sh
 
 heading() {
   printf '\n-- %s --\n' "$*"
@@ -15,25 +17,6 @@ heading() {
 fail() {
   echo "packages: $*" >&2
   exit 1
-}
-
-# Runs a command and compares what it prints.
-expect() {
-  wanted=$1
-  shift
-  printed=$("$@" 2>&1) || fail "'$*' ends with $?: $printed"
-  [ "$printed" = "$wanted" ] || fail "'$*' prints '$printed', not '$wanted'"
-  echo "$printed"
-}
-
-# Waits until a command succeeds, ten seconds at most.
-await() {
-  tries=0
-  until "$@"; do
-    tries=$((tries + 1))
-    [ "$tries" -le 100 ] || fail "waited in vain for: $*"
-    sleep 0.1
-  done
 }
 
 is_gone() {
@@ -107,9 +90,6 @@ phonectl console "$console" tr save /etc/phoned/phoned.ini || true
 heading 'Reload'
 echo 999 >>/etc/phoned/dialplan
 kill -HUP "$phoned"
-plan_has_999() {
-  phonectl console "$console" map | grep -q 999
-}
 await plan_has_999
 phonectl console "$console" map | tail -n 1
 

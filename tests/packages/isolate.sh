@@ -22,7 +22,7 @@ ip link set lo up
 
 use_packages() {
   mount --rbind /dev "$root/dev"
-  cp -R "$here/../consumer" "$here/inside.sh" "$root/tmp"
+  cp -R "$here/../consumer" "$here/inside.sh" "$here/steps.sh" "$root/tmp"
   unshare --pid --fork --kill-child --mount-proc="$root/proc" chroot "$root" /tmp/inside.sh
 
   # What the package manager writes about itself may stay.
@@ -68,7 +68,7 @@ boot_systemd() {
 
   # systemd starts phoned, and then what looks at it.
   mkdir "$root/packages" "$root/packages/old"
-  cp "$here/booted.sh" "$here/boot.sh" "$root/packages"
+  cp "$here/booted.sh" "$here/boot.sh" "$here/steps.sh" "$root/packages"
   printf '%s\n' '[Unit]' 'Wants=phoned.service' 'After=phoned.service' \
     '[Service]' 'Type=oneshot' 'ExecStart=/packages/booted.sh' >"$root/etc/systemd/system/booted.service"
   printf '%s\n' '[Unit]' 'Wants=booted.service' >"$root/etc/systemd/system/booted.target"
