@@ -1,4 +1,5 @@
-# What the toolchain files of Debian's cross compilers share. They set USERLIB_TRIPLET and USERLIB_QEMU first.
+# What the toolchain files of Debian's cross compilers share. They set USERLIB_TARGET, USERLIB_TRIPLET and USERLIB_QEMU
+# first.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_C_COMPILER ${USERLIB_TRIPLET}-gcc)
 set(CMAKE_CXX_COMPILER ${USERLIB_TRIPLET}-g++)
