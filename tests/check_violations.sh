@@ -4,7 +4,7 @@
 #   check_violations.sh <test program> <file with the checks that nothing can violate> <source file>...
 #
 # Runs the suites whose name has "Contracts" in it, which note down each report that they see, and compares with the
-# checks in the sources. A check that no caller can make fail stands in the file as "<source file>: <the check as it is
+# checks in the sources. EMULATOR in the environment is what has to stand in front of the program, if anything. A check that no caller can make fail stands in the file as "<source file>: <the check as it is
 # written>", after a comment with the reason; an entry for a check that does fail is a mistake too.
 set -eu
 export LC_ALL=C
@@ -15,7 +15,8 @@ shift 2
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-USERLIB_WITNESSES=$work/witnesses "$program" --gtest_brief=1 --gtest_filter='*Contracts*'
+# shellcheck disable=SC2086  # words
+USERLIB_WITNESSES=$work/witnesses ${EMULATOR-} "$program" --gtest_brief=1 --gtest_filter='*Contracts*'
 
 # A check may go on over several lines; compilers disagree on which of them is its number.
 awk -v exceptions="$exceptions" -v witnesses="$work/witnesses" '

@@ -38,7 +38,7 @@ constexpr uint32_t kUnlimited = NUV_TIMEOUT_UNLIMITED;
 constexpr int64_t kMillisecond = 1000;
 
 timeval timeval_of(int64_t microseconds) {
-  return {microseconds / 1000000, microseconds % 1000000};
+  return {static_cast<time_t>(microseconds / 1000000), static_cast<suseconds_t>(microseconds % 1000000)};
 }
 
 int64_t microseconds_of(const timeval& time) {
@@ -329,7 +329,7 @@ void Soak::put(Feed& feed, uint32_t length) {
 }
 
 void Soak::take(Feed& feed, uint64_t most) {
-  std::vector<uint8_t> bytes(most);
+  std::vector<uint8_t> bytes(static_cast<size_t>(most));
   const ssize_t count = read(feed.fd, bytes.data(), bytes.size());
   ASSERT_GT(count, 0) << "feed " << feed.number << " was called for nothing";
   for (ssize_t i = 0; i < count; ++i) {

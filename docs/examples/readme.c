@@ -2,8 +2,8 @@
 
 static int32_t tick(void* a_text, struct timeval* a_remaining, uint32_t a_seconds) {
   fputs((const char*)a_text, stderr);
-  a_remaining->tv_sec = a_seconds; /* again after so many seconds */
-  return 1;                        /* 0 would remove the timer */
+  a_remaining->tv_sec = (time_t)a_seconds; /* again after so many seconds */
+  return 1;                                /* 0 would remove the timer */
 }
 
 int main(void) {

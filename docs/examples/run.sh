@@ -3,6 +3,8 @@
 # prints with that: such a program never ends by itself. <path>.in, if there is one, is its standard input.
 #
 #   run.sh <program> <path without suffix>
+#
+# EMULATOR in the environment is what has to stand in front of the program, if anything.
 set -eu
 # shellcheck disable=SC3045  # every sh of a Debian knows it
 ulimit -c 0
@@ -14,12 +16,14 @@ trap 'rm -f "$printed"' EXIT
 
 if [ -f "$2.first" ]; then
   # The program ends when it has more to say than head wants to hear.
-  "$1" <"$input" 2>&1 | head -n "$(wc -l <"$2.first")" >"$printed"
+  # shellcheck disable=SC2086  # words
+  ${EMULATOR-} "$1" <"$input" 2>&1 | head -n "$(wc -l <"$2.first")" >"$printed"
   diff -u "$2.first" "$printed"
   exit
 fi
 
 status=0
-"$1" <"$input" >"$printed" || status=$?
+# shellcheck disable=SC2086  # words
+${EMULATOR-} "$1" <"$input" >"$printed" || status=$?
 diff -u "$2.out" "$printed"
 [ "$status" -eq 0 ] || { echo "exit status $status"; exit 1; }

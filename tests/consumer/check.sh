@@ -26,7 +26,8 @@ fail() {
 
 # Runs a daemon and shows what it says last. Other checks run at the same time, so nothing is left in a file.
 run() {
-  printed=$("$@") || fail "$1 ends with $?: $printed"
+  # shellcheck disable=SC2086  # words
+  printed=$(LD_LIBRARY_PATH=${SHARED_OBJECTS-${LD_LIBRARY_PATH-}} ${EMULATOR-} "$@") || fail "$1 ends with $?: $printed"
   printf '%s\n' "$printed" | tail -n 1
   case $printed in
     *"userlib-$VERSION"*) ;;
@@ -59,7 +60,8 @@ configure() {
   build=$1
   shift
   "$CMAKE" -G "$GENERATOR" -B "$build" -DCMAKE_C_COMPILER="$CC" -DCMAKE_CXX_COMPILER="$CXX" \
-    -DCMAKE_C_COMPILER_LAUNCHER="${LAUNCHER-}" -DCMAKE_CXX_COMPILER_LAUNCHER="${LAUNCHER-}" "$@" >"$build.log" 2>&1
+    ${TOOLCHAIN:+"-DCMAKE_TOOLCHAIN_FILE=$TOOLCHAIN"} -DCMAKE_C_COMPILER_LAUNCHER="${LAUNCHER-}" \
+    -DCMAKE_CXX_COMPILER_LAUNCHER="${LAUNCHER-}" "$@" >"$build.log" 2>&1
 }
 
 build_and_run_daemons() {
@@ -84,10 +86,11 @@ with_pkg_config() {
   libs=$(ask_pkg_config "$root" $libs_option --libs)
   echo "cc $link_option $flags daemon.c $libs"
   # shellcheck disable=SC2086  # words
-  "$CC" -std=c99 -Wall -Wextra -Werror $link_option $certificate_option $flags "$here/c_daemon.c" \
-    -o "$WORK/c_daemon_$name" $libs
+  "$CC" -std=c99 -Wall -Wextra -Werror ${LINK_FLAGS-} $link_option $certificate_option $flags \
+    "$here/c_daemon.c" -o "$WORK/c_daemon_$name" $libs
   # shellcheck disable=SC2086  # words
-  "$CXX" -std=c++20 -Wall -Wextra -Werror $link_option $flags "$here/cpp_daemon.cpp" -o "$WORK/cpp_daemon_$name" $libs
+  "$CXX" -std=c++20 -Wall -Wextra -Werror ${LINK_FLAGS-} $link_option $flags "$here/cpp_daemon.cpp" \
+    -o "$WORK/cpp_daemon_$name" $libs
 }
 
 case $1 in
@@ -140,8 +143,7 @@ case $1 in
     ;;
   pkg_config_shared)
     with_pkg_config "$prefix" shared "" ""
-    LD_LIBRARY_PATH=$(ask_pkg_config "$prefix" --variable=libdir)
-    export LD_LIBRARY_PATH
+    SHARED_OBJECTS=$(ask_pkg_config "$prefix" --variable=libdir)${SHARED_OBJECTS:+:$SHARED_OBJECTS}
     for daemon in c_daemon_shared cpp_daemon_shared; do
       run "$WORK/$daemon"
       needs "$WORK/$daemon" 'libuserlib.so.1\]' || fail "$daemon has not got the shared object"

@@ -4,6 +4,15 @@ if(USERLIB_SANITIZE OR USERLIB_COVERAGE OR NOT USERLIB_INSTALL)
   return()
 endif()
 
+# For another processor: what runs a program, where it looks for shared objects of OpenSSL, and what finds these for the
+# linker and for pkg-config.
+set(USERLIB_CONSUMER_TARGET)
+if(CMAKE_CROSSCOMPILING)
+  set(USERLIB_CONSUMER_TARGET
+      "TOOLCHAIN=${CMAKE_TOOLCHAIN_FILE}" "EMULATOR=${USERLIB_EMULATION}" "LINK_FLAGS=${CMAKE_EXE_LINKER_FLAGS}"
+      "SHARED_OBJECTS=${OPENSSL_ROOT_DIR}/lib" "PKG_CONFIG_LIBDIR=${OPENSSL_ROOT_DIR}/lib/pkgconfig")
+endif()
+
 # The word is what check.sh is asked to do. The first test installs, the others use what it has installed.
 function(add_consumer_test word)
   add_test(NAME consumer.${word} COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/consumer/check.sh ${word})
@@ -22,7 +31,8 @@ function(add_consumer_test word)
       "CERT=$<BOOL:${USERLIB_CERT}>"
       "SHARED=$<BOOL:${BUILD_SHARED_LIBS}>"
       "EXAMPLES=$<BOOL:${USERLIB_BUILD_EXAMPLES}>"
-      "VERSION=${PROJECT_VERSION}")
+      "VERSION=${PROJECT_VERSION}"
+      ${USERLIB_CONSUMER_TARGET})
   set_tests_properties(consumer.${word} PROPERTIES LABELS consumer TIMEOUT 300 ENVIRONMENT "${environment}")
   if(word STREQUAL install)
     set_tests_properties(consumer.${word} PROPERTIES FIXTURES_SETUP installed_library)

@@ -11,6 +11,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <thread>
 
@@ -66,9 +67,20 @@ std::string TemporaryFile::content_of(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
+Program::Arguments Program::start_of(const Arguments& command) {
+  Arguments words;
+  if (command.front().starts_with(BUILT)) {
+    std::istringstream emulator(EMULATOR);
+    words.assign(std::istream_iterator<std::string>(emulator), {});
+  }
+  words.insert(words.end(), command.begin(), command.end());
+  return words;
+}
+
 Program::Arguments Program::with_descriptors(int count, const Arguments& command) {
   Arguments arguments = {"-c", "ulimit -n \"$1\"; shift; exec \"$@\"", "sh", std::to_string(count)};
-  arguments.insert(arguments.end(), command.begin(), command.end());
+  const Arguments start = start_of(command);
+  arguments.insert(arguments.end(), start.begin(), start.end());
   return arguments;
 }
 
@@ -86,12 +98,15 @@ Program::Program(const std::string& path, const Arguments& arguments, const std:
   } else {
     posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out_.path().c_str(), O_WRONLY, 0);
   }
-  std::vector<char*> argv = {const_cast<char*>(path.c_str())};
-  for (const std::string& argument : arguments) {
-    argv.push_back(const_cast<char*>(argument.c_str()));
+  Arguments command = {path};
+  command.insert(command.end(), arguments.begin(), arguments.end());
+  const Arguments start = start_of(command);
+  std::vector<char*> argv;
+  for (const std::string& word : start) {
+    argv.push_back(const_cast<char*>(word.c_str()));
   }
   argv.push_back(nullptr);
-  const int problem = posix_spawn(&pid_, path.c_str(), &actions, nullptr, argv.data(), environ);
+  const int problem = posix_spawn(&pid_, argv.front(), &actions, nullptr, argv.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   if (problem != 0) {
     throw std::runtime_error("cannot start " + path);

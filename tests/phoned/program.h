@@ -39,6 +39,10 @@ class Program {
 
   using Arguments = std::vector<std::string>;
 
+  // What starts the command: the command itself, behind the emulator if its program is one that was built for another
+  // processor. Whoever hands a built program on to a native one, as shells are, asks for it; the constructor does.
+  static Arguments start_of(const Arguments& command);
+
   // The shell, and what it must be told to run a program that cannot have more than so many descriptors.
   static constexpr char kShell[] = "/bin/sh";
   static Arguments with_descriptors(int count, const Arguments& command);

@@ -45,8 +45,10 @@ TEST(SystemLog, GetsItsLines) {
   ASSERT_NE(mkdtemp(directory.data()), nullptr);
   const std::string console = directory + "/console";
   Program::Arguments arguments = kPrivately;
-  arguments.insert(arguments.end(), {SYSTEM_LOG, directory, kRsyslogd, PHONED, "--foreground", "--port", "0",
-                                     "--console", console, "--map", "110"});
+  const Program::Arguments phoned =
+      Program::start_of({PHONED, "--foreground", "--port", "0", "--console", console, "--map", "110"});
+  arguments.insert(arguments.end(), {SYSTEM_LOG, directory, kRsyslogd});
+  arguments.insert(arguments.end(), phoned.begin(), phoned.end());
   Program world(kUnshare, arguments);
   const auto port = number_behind(world, "phoned: listening on port ");
   ASSERT_NE(port, 0U) << world.err();
@@ -60,8 +62,14 @@ TEST(SystemLog, GetsItsLines) {
   say(std::string(300, 'x'));
   say("run kill -HUP " + pid);
   EXPECT_TRUE(world.complains("phoned: HUP: there is no --map-file to read again; the dial plan stays\n"));
-  say(std::string("run ") + PHONECTL + " --log --port " + std::to_string(port) + " offhook 5");
-  say(std::string("run ") + PHONECTL + " --log --port " + std::to_string(port) + " offhook 700");
+  for (const char* line : {"5", "700"}) {
+    std::string command = "run";
+    for (const std::string& word :
+         Program::start_of({PHONECTL, "--log", "--port", std::to_string(port), "offhook", line})) {
+      command += " " + word;
+    }
+    say(command);
+  }
   say("stop");
   EXPECT_EQ(world.exit_status(), 0) << world.err();
 

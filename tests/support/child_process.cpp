@@ -23,6 +23,15 @@ std::string content_of(std::FILE* file) {
   return text;
 }
 
+// Where a signal has killed the child under an emulator, the emulator has the last word: a line that is not the child's.
+void drop_last_word_of_emulator(std::string& text) {
+  const size_t at = text.rfind("qemu: uncaught target signal ");
+  const bool begins_line = at != std::string::npos && (at == 0 || text[at - 1] == '\n');
+  if (begins_line && text.find('\n', at) == text.size() - 1) {
+    text.erase(at);
+  }
+}
+
 [[noreturn]] void run(const std::function<void()>& body, std::FILE* out, std::FILE* err) {
   dup2(fileno(out), STDOUT_FILENO);
   dup2(fileno(err), STDERR_FILENO);
@@ -59,6 +68,9 @@ ChildProcess::ChildProcess(const std::function<void()>& body, int deadline_secon
   timed_out_ = pid < 0 || !wait_for(pid, deadline_seconds, status_);
   out_ = content_of(out);
   err_ = content_of(err);
+  if (!timed_out_ && WIFSIGNALED(status_)) {
+    drop_last_word_of_emulator(err_);
+  }
 }
 
 bool ChildProcess::has_exited(int status) const {

@@ -66,7 +66,8 @@ unsigned int __wrap_alarm(unsigned int seconds) {
   if (!support::FastAlarm::is_active()) {
     return __real_alarm(seconds);
   }
-  const itimerval timer = {{0, 0}, {seconds / 1000, seconds % 1000 * 1000L}};
+  const auto milliseconds = static_cast<long>(seconds);
+  const itimerval timer = {{0, 0}, {milliseconds / 1000, milliseconds % 1000 * 1000}};
   setitimer(ITIMER_REAL, &timer, nullptr);
   return 0;
 }
