@@ -536,6 +536,7 @@ TEST(ConsoleDescriptors, OperatorIsRefusedWhenThereIsNone) {
   {
     const Phoned phoned({"--console", socket});
     ASSERT_NE(phoned.port(), 0);
+    ASSERT_TRUE(phoned.sleeps());
     descriptors = phoned.descriptors();
   }
   Program::Arguments words = {PHONED};

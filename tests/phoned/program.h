@@ -37,6 +37,11 @@ class Program {
  public:
   static constexpr int kPatienceSeconds = 20;
 
+  // Whether the built programs run under an emulator, where most takes ten times as long: there a long test does with a
+  // part of its rounds.
+  static constexpr bool kIsEmulated = sizeof EMULATOR > 1;
+  static constexpr int few_if_emulated(int rounds) { return kIsEmulated ? rounds / 5 : rounds; }
+
   using Arguments = std::vector<std::string>;
 
   // What starts the command: the command itself, behind the emulator if its program is one that was built for another
