@@ -315,7 +315,7 @@ TEST_F(ExecuteTest, RepeatsADuplicationThatASignalInterrupts) {
 }
 
 TEST_F(ExecuteTest, WithoutAPipeOrAChildReturnsMinusOne) {
-  for (const char* function : {"pipe", "fork"}) {
+  for (const char* function : {"pipe", "clone"}) {
     const int calls = each_fault(function, {EAGAIN, ENFILE, ENOMEM, EINTR}, [](Fault& fault) {
       GuardedBuffer buffer(64);
       const int32_t status = fault.during([&] { return execute("echo ever", buffer.data(), buffer.size()); });

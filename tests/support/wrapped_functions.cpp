@@ -93,6 +93,12 @@ int __wrap_clock_gettime(clockid_t clock, timespec* time) {
   return __real_clock_gettime(clock, time);
 }
 
+// The library clones with four arguments, the flags asking for no more.
+int __real_clone(int (*function)(void*), void* stack, int flags, void* argument, ...);
+int __wrap_clone(int (*function)(void*), void* stack, int flags, void* argument, ...) {
+  return FaultInjector::strikes("clone") ? -1 : __real_clone(function, stack, flags, argument);
+}
+
 int __real_close(int fd);
 int __wrap_close(int fd) {
   CallLog::note("close(%d)", fd);
