@@ -18,9 +18,9 @@
 
 namespace {
 
-#define CHECK_THAT(type, condition)                                                       \
-  (__builtin_expect(static_cast<bool>(condition), true)                                   \
-       ? static_cast<void>(0)                                                             \
+#define CHECK_THAT(type, condition)                     \
+  (__builtin_expect(static_cast<bool>(condition), true) \
+       ? static_cast<void>(0)                           \
        : NUV_Assert_failed((type), "inline", static_cast<uint32_t>(__LINE__), #condition))
 #define REQUIRE_THAT(condition) CHECK_THAT(NUV_ASSERT_REQUIRE, condition)
 #define ENSURE_THAT(condition)  CHECK_THAT(NUV_ASSERT_ENSURE, condition)
