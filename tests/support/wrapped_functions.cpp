@@ -122,6 +122,7 @@ int __wrap_dup2(int from, int to) {
 
 int __wrap_execl(const char* path, const char* argument, ...) {
   CallLog::note("execl(%s)", path);
+  support::SignalAtExec::send();
   if (FaultInjector::strikes("execl")) {
     return -1;
   }
@@ -375,7 +376,7 @@ size_t __wrap_strftime(char* text, size_t size, const char* format, const tm* ti
   return __real_strftime(text, size, format, time);
 }
 
-// The library makes one call by number, with three arguments.
+// The library's calls by number have three arguments.
 long __real_syscall(long number, long first, long second, long third);
 long __wrap_syscall(long number, long first, long second, long third) {
   return FaultInjector::strikes("syscall") ? -1 : __real_syscall(number, first, second, third);

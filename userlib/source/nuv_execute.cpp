@@ -9,6 +9,8 @@
 #include <limits.h>
 #include <sched.h>
 #include <signal.h>
+#include <stddef.h>
+#include <string.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -66,8 +68,50 @@ void duplicate_or_exit(int from, int to) {
   }
 }
 
+// What the kernel tells of a file in a directory.
+struct DirectoryEntry {
+  uint64_t inode;
+  int64_t offset;
+  uint16_t size;  // of the entry, with its name
+  uint8_t type;
+  char name[1];
+};
+
+// The descriptor that a file of /proc/self/fd stands for. "." and ".." pass for the first one.
+int descriptor_named(const char* name) {
+  int fd = 0;
+  for (; *name >= '0' && *name <= '9'; ++name) {
+    fd = fd * 10 + (*name - '0');
+  }
+  return fd;
+}
+
+// Closes those of the descriptors from first to limit - 1 that are open, and tells whether it could find them all. This is
+// no place for opendir(), which allocates memory.
+bool close_open_descriptors(int first, int limit) {
+  const int list = open("/proc/self/fd", O_RDONLY | O_DIRECTORY);
+  if (list < 0) {
+    return false;
+  }
+  char entries[1024];
+  long length = 0;
+  while ((length = syscall(SYS_getdents64, list, entries, sizeof entries)) > 0) {
+    uint16_t size = 0;
+    for (const char* entry = entries; entry < entries + length; entry += size) {
+      memcpy(&size, entry + offsetof(DirectoryEntry, size), sizeof size);
+      const int fd = descriptor_named(entry + offsetof(DirectoryEntry, name));
+      if (fd >= first && fd < limit && fd != list) {
+        close(fd);
+      }
+    }
+  }
+  close(list);
+  return length == 0;
+}
+
 // Closes the descriptors from first to limit - 1. Limits of a million are usual on larger systems, where a loop over
-// them would take longer than most commands, so the kernel is asked to do it in one call; those before 5.9 cannot.
+// them would take longer than most commands, so the kernel is asked to do it in one call. Those before 5.9 cannot, and
+// without /proc there is nothing but the loop.
 void close_descriptors(int first, int limit) {
   if (first >= limit) {
     return;
@@ -77,6 +121,9 @@ void close_descriptors(int first, int limit) {
     return;
   }
 #endif
+  if (close_open_descriptors(first, limit)) {
+    return;
+  }
   for (int fd = first; fd < limit; ++fd) {
     close(fd);
   }
