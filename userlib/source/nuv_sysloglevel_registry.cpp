@@ -106,6 +106,8 @@ void copy_modules_to_table(Level& table) {
 
 }  // namespace
 
+constinit const NUV_SysloglevelModul* const g_pSysloglevelModul = g_modules.data();
+
 int NUV_Sysloglevel_construct(const char* a_file) {
   NUV_REQUIRE(((void *)0) != a_file);
   g_modules.fill({NUV_SYSLOGLEVEL_DEFAULT_MASK, {}});
