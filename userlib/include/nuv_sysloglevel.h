@@ -71,12 +71,6 @@ typedef struct NUV_SysloglevelModul {
 } NUV_SysloglevelModul;
 
 /**
- * The registry, NUV_SYSLOGLEVEL_MODULES entries with handles as indices, to look at: the macros below test the mask
- * there, so that a suppressed line costs no call.
- */
-NUV_API extern const NUV_SysloglevelModul* const g_pSysloglevelModul;
-
-/**
  * getTimestamp writes the local wall-clock time into s, a buffer of size bytes, as 'Mar  5 09:04:07:042' (19 characters
  * and a terminator): month, day padded with a blank, time of day, milliseconds. Callers pass 26 zeroed bytes. Never
  * writes past size: a buffer of fewer than 17 bytes becomes the empty text, one of 17 to 20 gets what fits. A null s is
@@ -262,8 +256,8 @@ NUV_API void NUV_Sysloglevel_handleCmd(void* a_this, int a_argc, char** a_argv);
 
 /** @name Macros for daemons
  *
- * They add file and line, format like printf(), and cost a suppressed line no more than a look at the mask.
- * Arguments are evaluated once, those of a suppressed line (but for the handle) not at all. The
+ * They add file and line, format like printf(), and cost a suppressed line no more than the call
+ * that tests the mask. Arguments are evaluated once, those of a suppressed line (but for the handle) not at all. The
  * text is formatted into a buffer of the macro's own, so that VAStr() keeps its text; it is cut to
  * NUV_LOG_TEXT_SIZE - 1 characters. A negative handle is reported as above. Each macro is one statement:
  *
@@ -327,14 +321,8 @@ NUV_API void NUV_Sysloglevel_handleCmd(void* a_this, int a_argc, char** a_argv);
     }                                                                                                       \
   } while (0)
 
-/**
- * For the macros above. An unregistered module counts as wanted, for its line is a report; so is what the call says to a
- * handle past the registry.
- */
-#define NUV_LOG_IS_WANTED(a_handle, a_type)                                 \
-  ((a_handle) >= 0 && (a_handle) < NUV_SYSLOGLEVEL_MODULES                  \
-       ? (g_pSysloglevelModul[a_handle].u32TraceLevel >> (a_type)&1U) != 0U \
-       : (a_handle) < 0 || NUV_Sysloglevel_checkTracelevel((a_handle), (a_type)))
+/** For the macros above. An unregistered module counts as wanted, for its line is a report. */
+#define NUV_LOG_IS_WANTED(a_handle, a_type) ((a_handle) < 0 || NUV_Sysloglevel_checkTracelevel((a_handle), (a_type)))
 
 /** For the macros above. The format is one of the variable arguments, since C99 wants at least one of them. */
 #define NUV_LOG_FORMATTED(a_output, a_type, a_handle, ...)                  \
