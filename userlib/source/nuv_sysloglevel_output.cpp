@@ -1,3 +1,5 @@
+#include <initializer_list>
+
 #include <stdio.h>
 
 #include "contract.h"
@@ -51,6 +53,31 @@ void require_registered(int a_ModulHandle) {
   NUV_REQUIRE((int)a_ModulHandle >= 0);
 }
 
+// A number as a text.
+class Decimal {
+ public:
+  explicit Decimal(uint32_t number) {
+    do {
+      *--text_ = static_cast<char>('0' + number % 10);
+      number /= 10;
+    } while (number != 0);
+  }
+  const char* text() const { return text_; }
+
+ private:
+  char digits_[11] = {};
+  char* text_ = &digits_[10];
+};
+
+// Prints texts one behind the other. That takes half the time of a format with as many conversions.
+void print(std::initializer_list<const char*> texts) {
+  flockfile(stdout);
+  for (const char* text : texts) {
+    fputs_unlocked(text, stdout);
+  }
+  funlockfile(stdout);
+}
+
 // For the types that print where in the source they come from.
 void write_located(int module, uint32_t type, int priority, Place where, const char* text) {
   if (module < 0) {
@@ -69,7 +96,8 @@ void write_located(int module, uint32_t type, int priority, Place where, const c
   }
   if (goes_to_console(module, type)) {
     const Timestamp now;
-    printf("%s:%s:%s: %s:%u   %s\n", now.text, type_name, module_name, where.file, where.line, text);
+    print({now.text, ":", type_name, ":", module_name, ": ", where.file, ":", Decimal(where.line).text(), "   ", text,
+           "\n"});
   }
 }
 
@@ -91,7 +119,7 @@ void write_short(int module, uint32_t type, int priority, const char* text) {
   }
   if (goes_to_console(module, type)) {
     const Timestamp now;
-    printf("%s:%s:%s   %s\n", now.text, type_name, module_name, text);
+    print({now.text, ":", type_name, ":", module_name, "   ", text, "\n"});
   }
 }
 
