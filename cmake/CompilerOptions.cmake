@@ -26,7 +26,7 @@ elseif(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
 endif()
 
 if(USERLIB_COVERAGE)
-  target_compile_options(userlib_options INTERFACE --coverage -fprofile-update=atomic)
+  # Of the library only, see there: nobody asks which lines of a test are reached, and counting them takes its time.
   target_link_options(userlib_options INTERFACE --coverage)
 endif()
 
