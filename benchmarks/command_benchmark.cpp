@@ -172,7 +172,7 @@ void add(const Daemon& daemon, const char* side, const Daemon& measured, Execute
   benchmark::RegisterBenchmark(name.c_str(), run, measured, execute)->UseManualTime()->Unit(benchmark::kMicrosecond);
 }
 
-const int kRegistered = [] {
+[[maybe_unused]] const bool kRegistered = [] {
   for (const Daemon& daemon : kDaemons) {
     add(daemon, "userlib", daemon, with_userlib);
     add(daemon, "limit", daemon, with_vfork);
@@ -182,7 +182,7 @@ const int kRegistered = [] {
       add(daemon, "smallest", kDaemons[0], with_userlib);
     }
   }
-  return 0;
+  return true;
 }();
 
 }  // namespace
