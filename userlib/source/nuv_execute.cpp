@@ -25,7 +25,7 @@ constexpr char kFamily[] = "nuv_execute";
 // Stands in where the system does not tell its limit of open descriptors.
 constexpr long kUnknownLimit = 1024;
 
-// Of the child until it has become the shell. It needs a quarter of it, where its calls are still to be looked up.
+// Of the child until it has become the shell. It needs less than a third of it, even where its calls have to be looked up.
 constexpr size_t kStackSize = size_t{16} * 1024;
 
 // What of the caller's buffer may be written to: nothing, where an error handler let a bad one pass.
