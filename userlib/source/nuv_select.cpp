@@ -5,6 +5,7 @@
 #include "contract.h"
 #include "nuv_selectset_internal.h"
 #include "nuv_time.h"
+#include "nuv_timeoutset_internal.h"
 
 namespace {
 
@@ -56,12 +57,15 @@ void remove_receiver(Select* a_this, const Kind& kind, uint32_t event_type, int3
   NUV_SelectSet_removeReceiver(set, fd);
 }
 
-uint32_t set_timer(Select* a_this, const timeval& time, void* arg1, uint32_t arg2, uint8_t temp,
+uint32_t set_timer(Select* a_this, timeval time, void* arg1, uint32_t arg2, uint8_t temp,
                    NUV_TimeoutRecvFunc a_recvfunc) {
   NUV_REQUIRE(((void *)0) != a_this);
   NUV_REQUIRE(1 == NUV_TimeoutSet_available( &a_this->m_oTimeout));
   NUV_REQUIRE_TEXT(a_recvfunc != nullptr, "((void *)0) != a_recvfunc");
-  return NUV_TimeoutSet_setReceiver(&a_this->m_oTimeout, time, arg1, arg2, temp, a_recvfunc);
+  if (a_recvfunc == nullptr) {
+    return NUV_TimeoutSet_setReceiver(&a_this->m_oTimeout, time, arg1, arg2, temp, a_recvfunc);  // reports it, too
+  }
+  return userlib::add_timer(a_this->m_oTimeout, time, arg1, arg2, temp, a_recvfunc);
 }
 
 // The three sets of one event type, in the order in which a cycle serves them.

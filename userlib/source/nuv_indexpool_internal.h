@@ -1,0 +1,68 @@
+// The index pool's bits, for the pool itself and for the timers, which take and return an id each.
+#ifndef USERLIB_SOURCE_NUV_INDEXPOOL_INTERNAL_H
+#define USERLIB_SOURCE_NUV_INDEXPOOL_INTERNAL_H
+
+#include <bit>
+
+#include <stdint.h>
+
+#include "nuv_indexpool.h"
+
+namespace userlib {
+
+constexpr uint32_t kBitsPerByte = 8;
+
+inline uint8_t bit_of(uint32_t index) {
+  return static_cast<uint8_t>(1U << (index % kBitsPerByte));
+}
+
+inline uint32_t byte_count(uint32_t size) {
+  return size / kBitsPerByte + (size % kBitsPerByte != 0 ? 1 : 0);
+}
+
+// Tells whether the pool has a bit for the index. It has none past its size, nor any when malloc failed.
+inline bool has_bit(const IndexPool& pool, uint32_t index) {
+  return index < pool.m_uSize && pool.m_pPool != nullptr;
+}
+
+inline bool is_occupied(const IndexPool& pool, uint32_t index) {
+  return has_bit(pool, index) && (pool.m_pPool[index / kBitsPerByte] & bit_of(index)) != 0;
+}
+
+// The lowest free index, or the size when there is none. The bits behind the last index are always 0, so the last byte
+// may offer one of them: that is no index either. It goes byte by byte: a wider look at the byte that was written last
+// would have to wait for it.
+inline uint32_t lowest_free(const IndexPool& pool) {
+  const uint32_t bytes = pool.m_pPool != nullptr ? byte_count(pool.m_uSize) : 0;
+  for (uint32_t i = 0; i < bytes; ++i) {
+    if (pool.m_pPool[i] != 0xFF) {
+      const uint32_t index = i * kBitsPerByte + static_cast<uint32_t>(std::countr_one(pool.m_pPool[i]));
+      return index < pool.m_uSize ? index : pool.m_uSize;
+    }
+  }
+  return pool.m_uSize;
+}
+
+// Takes the lowest free index. Returns the size, and leaves it to NUV_IndexPool_occupy() to complain, when there is none.
+inline uint32_t try_occupy(IndexPool& pool) {
+  const uint32_t index = pool.m_uFree != 0 ? lowest_free(pool) : pool.m_uSize;
+  if (index < pool.m_uSize) {
+    pool.m_pPool[index / kBitsPerByte] |= bit_of(index);
+    --pool.m_uFree;
+  }
+  return index;
+}
+
+// Frees the index. Returns false, and leaves it to NUV_IndexPool_release() to complain, when it is not occupied.
+inline bool try_release(IndexPool& pool, uint32_t index) {
+  if (!is_occupied(pool, index)) {
+    return false;
+  }
+  pool.m_pPool[index / kBitsPerByte] &= static_cast<uint8_t>(~bit_of(index));
+  ++pool.m_uFree;
+  return true;
+}
+
+}  // namespace userlib
+
+#endif
