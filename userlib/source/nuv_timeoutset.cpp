@@ -78,13 +78,18 @@ class Ageing {
   Unsigned plain_;  // below so many microseconds a time is aged the short way
 };
 
+// What the callback answers. A timer without one, which an error handler that returned has let in, wants to go.
+int32_t call(NUV_TimeoutRecv& timer) {
+  return timer.m_pRecvFunc != nullptr ? timer.m_pRecvFunc(timer.m_pArg1, &timer.m_oTime, timer.m_uArg2) : 0;
+}
+
 // Calls the timer in one slot back, which is due, and tells whether the slot is done with: after a removal it holds the
-// timer that was last. A timer without a callback, which an error handler that returned has let in, goes.
+// timer that was last.
 bool fire(TimeoutSet& set, uint32_t slot, NUV_TimeoutRecv& timer) {
   const uint32_t id = timer.m_uId;
-  const bool one_shot = timer.m_bTemp != 0;
-  const NUV_TimeoutRecvFunc function = timer.m_pRecvFunc;
-  if (function != nullptr && function(timer.m_pArg1, &timer.m_oTime, timer.m_uArg2) != 0 && !one_shot) {
+  if (timer.m_bTemp != 0) {
+    call(timer);
+  } else if (call(timer) != 0) {
     return true;
   }
   // A callback that purged or processed the set itself may have taken this timer away already.
@@ -161,21 +166,19 @@ uint32_t NUV_TimeoutSet_process(TimeoutSet* a_this, uint32_t a_budget, const str
     return 0;
   }
   const Ageing is_due_after_ageing(*a_currtimeout);
-  const uint32_t price = a_budget != NUV_TIMEOUT_UNLIMITED ? 1 : 0;
   a_this->m_bProcessing = 1;
   uint32_t fired = 0;
   // The count is read anew for every slot: callbacks add timers, which are handled in the same pass.
+  NUV_TimeoutRecv* timer = a_this->m_rgRecv;
   for (uint32_t slot = 0; slot < a_this->m_uCount;) {
-    NUV_TimeoutRecv& timer = a_this->m_rgRecv[slot];
-    if (!is_due_after_ageing(timer.m_oTime) || timer.m_bDeleted != 0 || a_budget == 0) {
-      ++slot;
-      continue;
+    if (is_due_after_ageing(timer->m_oTime) && timer->m_bDeleted == 0 && fired != a_budget) {
+      ++fired;
+      if (!fire(*a_this, slot, *timer)) {
+        continue;
+      }
     }
-    ++fired;
-    a_budget -= price;
-    if (fire(*a_this, slot, timer)) {
-      ++slot;
-    }
+    ++slot;
+    ++timer;
   }
   a_this->m_bProcessing = 0;
   return fired;
