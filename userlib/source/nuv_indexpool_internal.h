@@ -5,6 +5,7 @@
 #include <bit>
 
 #include <stdint.h>
+#include <string.h>
 
 #include "nuv_indexpool.h"
 
@@ -30,11 +31,10 @@ inline bool is_occupied(const IndexPool& pool, uint32_t index) {
 }
 
 // The lowest free index, or the size when there is none. The bits behind the last index are always 0, so the last byte
-// may offer one of them: that is no index either. It goes byte by byte: a wider look at the byte that was written last
-// would have to wait for it.
-inline uint32_t lowest_free(const IndexPool& pool) {
+// may offer one of them: that is no index either.
+inline uint32_t lowest_free(const IndexPool& pool, uint32_t from_byte = 0) {
   const uint32_t bytes = pool.m_pPool != nullptr ? byte_count(pool.m_uSize) : 0;
-  for (uint32_t i = 0; i < bytes; ++i) {
+  for (uint32_t i = from_byte; i < bytes; ++i) {
     if (pool.m_pPool[i] != 0xFF) {
       const uint32_t index = i * kBitsPerByte + static_cast<uint32_t>(std::countr_one(pool.m_pPool[i]));
       return index < pool.m_uSize ? index : pool.m_uSize;
@@ -45,7 +45,25 @@ inline uint32_t lowest_free(const IndexPool& pool) {
 
 // Takes the lowest free index. Returns the size, and leaves it to NUV_IndexPool_occupy() to complain, when there is none.
 inline uint32_t try_occupy(IndexPool& pool) {
-  const uint32_t index = pool.m_uFree != 0 ? lowest_free(pool) : pool.m_uSize;
+  if (pool.m_uFree == 0 || pool.m_pPool == nullptr) {
+    return pool.m_uSize;
+  }
+  uint32_t byte = 0;
+  if constexpr (std::endian::native == std::endian::little) {
+    // Eight bytes at a time, as long as all of their bits are indices. Whoever takes index after index finds the word in
+    // the same place and width as it was left.
+    for (uint64_t word; pool.m_uSize / kBitsPerByte >= byte + sizeof word; byte += sizeof word) {
+      memcpy(&word, pool.m_pPool + byte, sizeof word);
+      if (word != UINT64_MAX) {
+        const uint32_t index = byte * kBitsPerByte + static_cast<uint32_t>(std::countr_one(word));
+        word |= word + 1;  // the lowest 0
+        memcpy(pool.m_pPool + byte, &word, sizeof word);
+        --pool.m_uFree;
+        return index;
+      }
+    }
+  }
+  const uint32_t index = lowest_free(pool, byte);
   if (index < pool.m_uSize) {
     pool.m_pPool[index / kBitsPerByte] |= bit_of(index);
     --pool.m_uFree;

@@ -122,7 +122,10 @@ uint32_t NUV_TimeoutSet_setReceiver(TimeoutSet* a_this, struct timeval a_time, v
                                     uint8_t a_temp, NUV_TimeoutRecvFunc a_recvfunc) {
   NUV_REQUIRE(((void *)0) != a_this);
   NUV_REQUIRE_TEXT(a_recvfunc != nullptr, "((void *)0) != a_recvfunc");
-  return userlib::add_timer(*a_this, a_time, a_arg1, a_arg2, a_temp, a_recvfunc);
+  const uint32_t id = userlib::try_add_timer(*a_this, a_time, a_arg1, a_arg2, a_temp, a_recvfunc);
+  // Every timer holds an id of the pool, so a full set has none left to give: the pool reports so, and its answer is no
+  // timer's id.
+  return id < kCapacity ? id : NUV_IndexPool_occupy(&a_this->m_oIdPool);
 }
 
 void NUV_TimeoutSet_updateReceiver(TimeoutSet* a_this, uint32_t a_id, struct timeval a_time) {
