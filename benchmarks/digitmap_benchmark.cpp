@@ -557,7 +557,7 @@ const bool kRegistered = [] {
     register_plan<Re2>("first_match", size, kFirst, "re2");
     register_plan<Pcre2>("first_match", size, kFirst, "pcre2");
     if (size < 1000) {  // of which PCRE2 makes no expression: it is too long
-      register_plan<Alternation>("first_match", size, kFirst, "pcre2-alternation");
+      register_plan<Alternation>("without_pattern", size, kFirst, "pcre2");
     }
     register_plan<Userlib>("best_match", size, kBest, "userlib");
     register_plan<Re2>("best_match", size, kBest, "re2");
