@@ -25,9 +25,36 @@ Timestamp::Timestamp() : text{} {
   getTimestamp(text, sizeof text);
 }
 
+Decimal::Decimal(uint32_t number) {
+  char* first = digits_ + sizeof digits_ - 1;
+  *first = '\0';
+  do {
+    *--first = static_cast<char>('0' + number % 10);
+    number /= 10;
+  } while (number != 0);
+  text = first;
+}
+
+void print_line(std::initializer_list<const char*> texts) {
+  char line[640];  // room for what the macros of daemons write
+  size_t length = 0;
+  for (const char* text : texts) {
+    for (; *text != '\0'; ++text) {
+      if (length == sizeof line) {
+        fwrite(line, 1, length, stdout);
+        length = 0;
+      }
+      line[length++] = *text;
+    }
+  }
+  fwrite(line, 1, length, stdout);
+}
+
 }  // namespace userlib
 
+using userlib::Decimal;
 using userlib::g_trace_output;
+using userlib::print_line;
 using userlib::SyslogLine;
 using userlib::text_or_empty;
 using userlib::Timestamp;
@@ -127,7 +154,7 @@ void NUV_Sysloglevel_assert(const char* a_file, uint32_t a_line, const char* a_t
   }
   if (g_trace_output.console != 0) {
     const Timestamp now;
-    printf("%s: %s: %s:%u   %s\n", now.text, "error", file, a_line, text);
+    print_line({now.text, ": error: ", file, ":", Decimal(a_line).text, "   ", text, "\n"});
   }
 }
 
@@ -140,6 +167,6 @@ void NUV_Sysloglevel_statusinfo(const char* a_ident, const char* a_text) {
   }
   if (g_trace_output.console != 0) {
     const Timestamp now;
-    printf("%s %s\n", now.text, text);
+    print_line({now.text, " ", text, "\n"});
   }
 }

@@ -1,5 +1,3 @@
-#include <initializer_list>
-
 #include <stdio.h>
 
 #include "contract.h"
@@ -8,7 +6,9 @@
 #include "nuv_sysloglevel_internal.h"
 #include "text.h"
 
+using userlib::Decimal;
 using userlib::g_trace_output;
+using userlib::print_line;
 using userlib::SyslogLine;
 using userlib::text_or_empty;
 using userlib::Timestamp;
@@ -53,31 +53,6 @@ void require_registered(int a_ModulHandle) {
   NUV_REQUIRE((int)a_ModulHandle >= 0);
 }
 
-// A number as a text.
-class Decimal {
- public:
-  explicit Decimal(uint32_t number) {
-    do {
-      *--text_ = static_cast<char>('0' + number % 10);
-      number /= 10;
-    } while (number != 0);
-  }
-  const char* text() const { return text_; }
-
- private:
-  char digits_[11] = {};
-  char* text_ = &digits_[10];
-};
-
-// Prints texts one behind the other. That takes half the time of a format with as many conversions.
-void print(std::initializer_list<const char*> texts) {
-  flockfile(stdout);
-  for (const char* text : texts) {
-    fputs_unlocked(text, stdout);
-  }
-  funlockfile(stdout);
-}
-
 // For the types that print where in the source they come from.
 void write_located(int module, uint32_t type, int priority, Place where, const char* text) {
   if (module < 0) {
@@ -96,8 +71,8 @@ void write_located(int module, uint32_t type, int priority, Place where, const c
   }
   if (goes_to_console(module, type)) {
     const Timestamp now;
-    print({now.text, ":", type_name, ":", module_name, ": ", where.file, ":", Decimal(where.line).text(), "   ", text,
-           "\n"});
+    const Decimal line(where.line);
+    print_line({now.text, ":", type_name, ":", module_name, ": ", where.file, ":", line.text, "   ", text, "\n"});
   }
 }
 
@@ -119,7 +94,7 @@ void write_short(int module, uint32_t type, int priority, const char* text) {
   }
   if (goes_to_console(module, type)) {
     const Timestamp now;
-    print({now.text, ":", type_name, ":", module_name, "   ", text, "\n"});
+    print_line({now.text, ":", type_name, ":", module_name, "   ", text, "\n"});
   }
 }
 
@@ -139,7 +114,7 @@ void write_dump_line(int module, const char* title, const char* hex) {
   }
   if (goes_to_console(module, NUV_SYSLOGLEVEL_DUMP)) {
     const Timestamp now;
-    printf("%s:%s:%s: %s: %s\n", now.text, type_name, NUV_Sysloglevel_getModulName(module), title, hex);
+    print_line({now.text, ":", type_name, ":", NUV_Sysloglevel_getModulName(module), ": ", title, ": ", hex, "\n"});
   }
 }
 
@@ -192,7 +167,7 @@ void NUV_Sysloglevel_guioutput(int a_ModulHandle, const char* /*a_file*/, uint32
   }
   if (goes_to_console(a_ModulHandle, NUV_SYSLOGLEVEL_GUIOUTPUT)) {
     const Timestamp now;
-    printf("%s:%s: %s\n", now.text, NUV_Sysloglevel_getModulName(a_ModulHandle), text);
+    print_line({now.text, ":", NUV_Sysloglevel_getModulName(a_ModulHandle), ": ", text, "\n"});
   }
 }
 
@@ -219,8 +194,10 @@ void NUV_Sysloglevel_tracemf(int a_ModulHandle, const char* a_fromName, uint32_t
   }
   if (goes_to_console(a_ModulHandle, NUV_SYSLOGLEVEL_TRACEMF)) {
     const Timestamp now;
-    printf("%s:%s: %s:%u -->%s--> %s:%u  %s\n", now.text, type_name, from, a_fromNumber, message, to, a_toNumber,
-           direction);
+    const Decimal from_number(a_fromNumber);
+    const Decimal to_number(a_toNumber);
+    print_line({now.text, ":", type_name, ": ", from, ":", from_number.text, " -->", message, "--> ", to, ":",
+                to_number.text, "  ", direction, "\n"});
   }
 }
 
