@@ -1,11 +1,10 @@
-// How fast is NUV_MDUpdate() beside OpenSSL's MD5? Both digest the same bytes, in turns; of each the best turn counts.
+// How fast is NUV_MDUpdate() beside OpenSSL's MD5?
+#include <benchmark/benchmark.h>
 #include <openssl/evp.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "nuv_md5.h"
@@ -13,8 +12,6 @@
 namespace {
 
 constexpr size_t kDigestSize = 16;
-constexpr int kTurns = 20;
-constexpr size_t kBytesPerTurn = size_t{32} << 20;
 
 using Digest = uint8_t[kDigestSize];
 
@@ -29,40 +26,36 @@ void digest_theirs(const std::vector<uint8_t>& message, Digest& digest) {
   EVP_Digest(message.data(), message.size(), digest, nullptr, EVP_md5(), nullptr);
 }
 
-template <typename Function>
-double seconds(size_t times, Function function) {
-  const auto start = std::chrono::steady_clock::now();
-  for (size_t i = 0; i < times; ++i) {
-    function();
-  }
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-// Returns false when the two digests differ: then their speed means nothing.
-bool compare(size_t size) {
+std::vector<uint8_t> message_of(size_t size) {
   std::vector<uint8_t> message(size);
   for (size_t i = 0; i < size; ++i) {
     message[i] = static_cast<uint8_t>(i * 131);
   }
-  Digest ours = {};
-  Digest theirs = {};
-  double best_ours = 1e9;
-  double best_theirs = 1e9;
-  const size_t times = std::max<size_t>(kBytesPerTurn / 16 / std::max<size_t>(size, 64), 1);
-  for (int turn = 0; turn < kTurns; ++turn) {
-    best_ours = std::min(best_ours, seconds(times, [&] { digest_ours(message, ours); }));
-    best_theirs = std::min(best_theirs, seconds(times, [&] { digest_theirs(message, theirs); }));
-  }
-  std::printf("md5 of %8zu bytes: userlib / OpenSSL speed ratio %.2f\n", size, best_theirs / best_ours);
-  return std::memcmp(ours, theirs, kDigestSize) == 0;
+  return message;
 }
+
+template <typename Function>
+void run(benchmark::State& state, size_t size, Function function) {
+  const std::vector<uint8_t> message = message_of(size);
+  Digest digest = {};
+  for (auto _ : state) {
+    function(message, digest);
+    benchmark::DoNotOptimize(digest);
+  }
+  Digest expected = {};
+  digest_theirs(message, expected);
+  if (std::memcmp(digest, expected, kDigestSize) != 0) {
+    state.SkipWithError("the digests differ");
+  }
+}
+
+[[maybe_unused]] const bool kRegistered = [] {
+  for (const size_t size : {size_t{64}, size_t{1024}, size_t{65536}, size_t{1} << 20}) {
+    const std::string name = "bytes/" + std::to_string(size) + "/";
+    benchmark::RegisterBenchmark((name + "userlib").c_str(), [=](auto& state) { run(state, size, digest_ours); });
+    benchmark::RegisterBenchmark((name + "openssl").c_str(), [=](auto& state) { run(state, size, digest_theirs); });
+  }
+  return true;
+}();
 
 }  // namespace
-
-int main() {
-  bool all_equal = true;
-  for (const size_t size : {size_t{64}, size_t{1024}, size_t{65536}, size_t{1} << 20}) {
-    all_equal = compare(size) && all_equal;
-  }
-  return all_equal ? 0 : 1;
-}

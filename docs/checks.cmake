@@ -7,7 +7,8 @@ if(Python3_FOUND)
   set(pages ${CMAKE_CURRENT_SOURCE_DIR}/man)
   function(add_docs_check name)
     list(POP_FRONT ARGN script)
-    add_test(NAME docs.${name} COMMAND Python3::Interpreter ${CMAKE_CURRENT_SOURCE_DIR}/tools/${script} ${ARGN})
+    add_test(NAME docs.${name} COMMAND Python3::Interpreter ${CMAKE_CURRENT_SOURCE_DIR}/tools/${script} ${ARGN}
+             COMMAND_EXPAND_LISTS)
   endfunction()
 
   add_docs_check(contracts check_contracts.py ${PROJECT_SOURCE_DIR}/userlib/source ${CMAKE_CURRENT_SOURCE_DIR}/families)
@@ -30,4 +31,31 @@ find_program(MANDOC mandoc)
 if(MANDOC)
   add_test(NAME docs.man.lint COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/tools/lint_man.sh ${MANDOC} ${USERLIB_MAN_TREE}
                                       ${USERLIB_MAN_PAGES})
+endif()
+
+# Which calls of the C library a family needs, in the page for those who port it. Instrumented objects, and those of other
+# compilers, ask for more or less than the sources do.
+if(Python3_FOUND AND USERLIB_CERT AND CMAKE_BUILD_TYPE STREQUAL RelWithDebInfo AND CMAKE_CXX_COMPILER_ID STREQUAL GNU
+   AND NOT USERLIB_SANITIZE AND NOT USERLIB_COVERAGE AND NOT CMAKE_INTERPROCEDURAL_OPTIMIZATION)
+  set(porting ${CMAKE_CURRENT_SOURCE_DIR}/porting.md)
+  add_docs_check(calls calls.py ${porting} ${CMAKE_NM} $<TARGET_OBJECTS:userlib_objects>)
+  add_custom_target(
+    docs_calls
+    COMMAND Python3::Interpreter ${CMAKE_CURRENT_SOURCE_DIR}/tools/calls.py --update ${porting} ${CMAKE_NM}
+            $<TARGET_OBJECTS:userlib_objects>
+    DEPENDS userlib_objects
+    COMMENT "Writing the calls of each family to ${porting}"
+    COMMAND_EXPAND_LISTS VERBATIM)
+  # The check itself must notice a call that the page forgets and one that is not made.
+  file(READ ${porting} page)
+  string(REPLACE "| `nuv_pipe` | `close`," "| `nuv_pipe` | `fsync`," page "${page}")
+  file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/porting.md "${page}")
+  foreach(case "missing;nuv_pipe: calls close, which is not in the page"
+               "left_over;nuv_pipe: does not call fsync, which is in the page")
+    list(GET case 0 name)
+    list(GET case 1 complaint)
+    add_docs_check(calls.notices_${name} calls.py ${CMAKE_CURRENT_BINARY_DIR}/porting.md ${CMAKE_NM}
+                   $<TARGET_OBJECTS:userlib_objects>)
+    set_tests_properties(docs.calls.notices_${name} PROPERTIES PASS_REGULAR_EXPRESSION ${complaint})
+  endforeach()
 endif()

@@ -29,6 +29,7 @@ using support::ContractRecorder;
 using support::each_fault;
 using support::FakeClock;
 using support::Fault;
+using support::rename_utc;
 using support::Report;
 using support::Reports;
 using support::require_report;
@@ -115,11 +116,13 @@ class AssertReportTest : public ::testing::Test {
 
 // The report is worth more than its time.
 TEST_F(AssertReportTest, IsWrittenWithoutAClock) {
+  const TimeZone zone;
   CapturedStdout console;
   for (const char* function : {"access", "gettimeofday", "localtime_r", "strftime"}) {
     each_fault(function, {EINVAL, EINTR}, [&](Fault& fault) {
       fault.during([] {
         NUV_Sysloglevel_set(0);
+        rename_utc();
         NUV_Assert_failed(NUV_ASSERT_REQUIRE, "nuv_frame", 42, kNullObject);
       });
       NUV_Sysloglevel_set(1);

@@ -232,6 +232,62 @@ TEST_F(ExecuteTest, SendsNoSignalToAChildThatExited) {
   EXPECT_EQ(log.calls_of("waitpid"), std::vector<std::string>{"waitpid(0)"});
 }
 
+// The child runs in the memory of its parent until it has become the shell: a handler would, too.
+TEST_F(ExecuteTest, TakesNoSignalForItsParent) {
+  static volatile sig_atomic_t taken;
+  taken = 0;
+  struct sigaction action = {};
+  struct sigaction before = {};
+  action.sa_handler = [](int) { taken = 1; };
+  sigaction(SIGUSR1, &action, &before);
+  {
+    const support::SignalAtExec signal(SIGUSR1);
+    EXPECT_EQ(run("exit 7"), 1) << "as if the shell had been there already";
+  }
+  EXPECT_EQ(taken, 0);
+  raise(SIGUSR1);
+  EXPECT_EQ(taken, 1) << "the parent still has its handler";
+  sigaction(SIGUSR1, &before, nullptr);
+}
+
+TEST_F(ExecuteTest, TheShellGetsTheSignalsThatAProcessInheritsInAnExec) {
+  const ChildProcess child([] {
+    signal(SIGUSR1, SIG_IGN);
+    signal(SIGHUP, [](int) {});
+    sigset_t held;
+    sigemptyset(&held);
+    sigaddset(&held, SIGUSR2);
+    sigprocmask(SIG_SETMASK, &held, nullptr);
+    char result[64];
+    dprintf(STDOUT_FILENO, "%d ", execute("kill -USR1 $$; exit 6", result, sizeof result));
+    dprintf(STDOUT_FILENO, "%d ", execute("kill -USR2 $$; exit 7", result, sizeof result));
+    dprintf(STDOUT_FILENO, "%d ", execute("kill -HUP $$; exit 8", result, sizeof result));
+    _exit(0);
+  });
+  EXPECT_EQ(child.out(), "6 7 1 ") << "ignored, held back, and without its handler";
+}
+
+std::set<int> blocked_signals() {
+  sigset_t blocked;
+  sigprocmask(SIG_SETMASK, nullptr, &blocked);
+  std::set<int> signals;
+  for (int signal = 1; signal < NSIG; ++signal) {
+    if (sigismember(&blocked, signal) == 1) {
+      signals.insert(signal);
+    }
+  }
+  return signals;
+}
+
+TEST_F(ExecuteTest, HoldsNoSignalBackAfterwards) {
+  const std::set<int> before = blocked_signals();
+  EXPECT_EQ(run("exit 2"), 2);
+  EXPECT_EQ(blocked_signals(), before);
+  const FaultInjector no_child("clone", 1, EAGAIN);
+  EXPECT_EQ(run("exit 2"), -1);
+  EXPECT_EQ(blocked_signals(), before);
+}
+
 // Lists which of some descriptors the shell has; the limit is 64 and number 64 was opened before it was set.
 std::string descriptors_of_the_shell() {
   const ChildProcess child([] {
@@ -259,6 +315,42 @@ TEST_F(ExecuteTest, HandsNoDescriptorBelowTheLimitOn) {
 TEST_F(ExecuteTest, HandsNoDescriptorOnWhereTheKernelCannotCloseARange) {
   const FaultInjector old_kernel("syscall", 1, ENOSYS);
   EXPECT_EQ(descriptors_of_the_shell(), "0 1 2 64 ");
+}
+
+// Neither at once nor after a list of those that are open.
+TEST_F(ExecuteTest, HandsNoDescriptorOnWhereTheKernelTellsNothingAboutThem) {
+  const FaultInjector ancient_kernel("syscall", 1, ENOSYS, 2);
+  EXPECT_EQ(descriptors_of_the_shell(), "0 1 2 64 ");
+}
+
+// There is no descriptor left for the list of descriptors then.
+TEST_F(ExecuteTest, HandsNoDescriptorOnWhereAllAreTaken) {
+  const FaultInjector old_kernel("syscall", 1, ENOSYS);
+  const ChildProcess child([] {
+    rlimit limit = {};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = 64;
+    setrlimit(RLIMIT_NOFILE, &limit);
+    while (dup(STDIN_FILENO) >= 0) {
+    }
+    for (const int needed : {40, 50, 60}) {  // for both ends of the pipe and the null device
+      close(needed);
+    }
+    char result[64];
+    execute("for n in 0 1 2 3 30 40 50 60 61 63; do [ -e /proc/self/fd/$n ] && printf '%s ' $n; done", result,
+            sizeof result);
+    dprintf(STDOUT_FILENO, "%s", result);
+    _exit(0);
+  });
+  EXPECT_EQ(child.out(), "0 1 2 ");
+}
+
+TEST_F(ExecuteTest, ClosesOnlyWhatIsOpenWhereTheKernelCannotCloseARange) {
+  const FaultInjector old_kernel("syscall", 1, ENOSYS);
+  const CallLog log;
+  EXPECT_EQ(run(":"), 0);
+  EXPECT_LE(log.calls_of("close").size(), descriptors_.size() + 6)
+      << "for the null device, the list, and the ends of the pipe in both processes";
 }
 
 TEST_F(ExecuteTest, ClosesARangeInOneCall) {
@@ -304,7 +396,8 @@ TEST_F(ExecuteTest, AShellThatCannotBeSetUpGivesItsErrno) {
   }
 }
 
-// In the child nobody can count, so the loops below are for what the parent calls.
+// What the child calls counts only where it has the memory of its parent, and not where an emulator forks instead: the
+// loops below are for what the parent calls.
 TEST_F(ExecuteTest, RepeatsADuplicationThatASignalInterrupts) {
   for (const int nth : {1, 2, 3}) {
     SCOPED_TRACE(nth);
@@ -315,7 +408,7 @@ TEST_F(ExecuteTest, RepeatsADuplicationThatASignalInterrupts) {
 }
 
 TEST_F(ExecuteTest, WithoutAPipeOrAChildReturnsMinusOne) {
-  for (const char* function : {"pipe", "fork"}) {
+  for (const char* function : {"pipe", "clone"}) {
     const int calls = each_fault(function, {EAGAIN, ENFILE, ENOMEM, EINTR}, [](Fault& fault) {
       GuardedBuffer buffer(64);
       const int32_t status = fault.during([&] { return execute("echo ever", buffer.data(), buffer.size()); });

@@ -4,6 +4,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
@@ -1192,6 +1193,308 @@ TEST_F(SelectPipeTest, ADueTimerFiresBesideAReadyPipe) {
   NUV_Select_setTempTimeout(&reactor_, {0, 0}, this, 0, tick);
   EXPECT_EQ(process(), 1);
   EXPECT_EQ(text_, "a.");
+}
+
+// ---- Looking before waiting ----
+
+constexpr timeval kMillisecond = {0, 1000};
+constexpr int kCyclesBeforeTheFirstLook = 16;
+
+// Cycles that have events one after the other. The clock moves in each, so that it does not count as wrapped.
+class LookTest : public SelectTest {
+ protected:
+  LookTest() { read_external(3); }
+
+  void answer_event() { clock_.answer_select({1, {3}, {}, {}, kMillisecond}); }
+  void answer_nothing() { clock_.answer_select({0, {}, {}, {}}); }
+
+  // So many events that the next cycle looks first.
+  void get_busy() {
+    for (int i = 0; i < kCyclesBeforeTheFirstLook; ++i) {
+      answer_event();
+      EXPECT_EQ(process(), 1);
+      EXPECT_FALSE(is_look(only_select())) << i;
+    }
+    take_log();
+  }
+
+  static bool is_look(const SelectCall& call) { return call.wait && pair_of(*call.wait) == Time(0, 0); }
+
+  // What the select() calls since the last time were: "look" or "wait".
+  Log take_calls() {
+    Log calls;
+    for (const SelectCall& call : clock_.take_selects()) {
+      EXPECT_EQ(descriptors(call), Fds{3});
+      calls.push_back(is_look(call) ? "look" : "wait");
+    }
+    return calls;
+  }
+};
+
+TEST_F(LookTest, ABusyReactorLooksFirstAndNeedsNotWait) {
+  get_busy();
+  for (int i = 0; i < 5; ++i) {
+    answer_event();
+    EXPECT_EQ(process(), 1);
+    EXPECT_EQ(take_log(), Log{"r3"});
+    EXPECT_EQ(take_calls(), Log{"look"});
+  }
+}
+
+TEST_F(LookTest, AfterALookInVainItWaitsForTheSameAsEver) {
+  struct Case {
+    const char* name;
+    std::optional<timeval> timer;
+  };
+  const Case kCases[] = {{"no bound", {}}, {"a timer", kLater}};
+  for (const Case& row : kCases) {
+    SCOPED_TRACE(row.name);
+    start_again();
+    read_external(3);
+    write_external(4);
+    except_external(5);
+    if (row.timer) {
+      timer(0, *row.timer);
+    }
+    for (int i = 0; i < kCyclesBeforeTheFirstLook; ++i) {
+      answer_event();
+      EXPECT_EQ(process(), 1);
+    }
+    clock_.take_selects();
+    take_log();
+
+    answer_nothing();
+    clock_.answer_select({2, {3}, {}, {5}, kMillisecond});
+    EXPECT_EQ(process(), 2);
+    EXPECT_EQ(take_log(), (Log{"r3", "e5"}));
+    const std::vector<SelectCall> calls = clock_.take_selects();
+    ASSERT_EQ(calls.size(), 2U);
+    for (const SelectCall& call : calls) {
+      EXPECT_EQ(call.count, FD_SETSIZE);
+      EXPECT_EQ(call.read, Fds{3});
+      EXPECT_EQ(call.write, Fds{4});
+      EXPECT_EQ(call.except, Fds{5});
+    }
+    EXPECT_TRUE(is_look(calls[0]));
+    ASSERT_EQ(calls[1].wait.has_value(), row.timer.has_value());
+    if (row.timer) {
+      EXPECT_EQ(pair_of(*calls[1].wait), Time(999999, 984000)) << "what is left after sixteen cycles";
+    }
+  }
+}
+
+// A daemon that mostly sleeps: each look is in vain, and there is soon one in a thousand events only.
+TEST_F(LookTest, LooksInVainBecomeRare) {
+  std::vector<int> looks;
+  int last = 1;
+  int distance = kCyclesBeforeTheFirstLook;
+  for (int cycle = 1; cycle <= 6000; ++cycle) {
+    const bool look_is_due = cycle == last + distance;
+    if (look_is_due) {
+      answer_nothing();
+    }
+    answer_event();
+    ASSERT_EQ(process(), 1) << cycle;
+    ASSERT_EQ(take_calls(), look_is_due ? (Log{"look", "wait"}) : Log{"wait"}) << cycle;
+    if (look_is_due) {
+      looks.push_back(cycle);
+      last = cycle;
+      distance = std::min(distance * 2, 1024);
+    }
+    take_log();
+  }
+  EXPECT_EQ(looks, (std::vector<int>{17, 49, 113, 241, 497, 1009, 2033, 3057, 4081, 5105}));
+}
+
+// Events in bursts: what a look has found brings the next look near, even after some in vain.
+TEST_F(LookTest, ALookThatHasFoundSomethingBringsTheNextOneNear) {
+  get_busy();
+  for (int burst = 0; burst < 3; ++burst) {
+    SCOPED_TRACE(burst);
+    answer_event();
+    EXPECT_EQ(process(), 1);
+    EXPECT_EQ(take_calls(), Log{"look"});
+    // The burst is over, the next one comes after a wait; its second event is waited for as well.
+    answer_nothing();
+    answer_event();
+    EXPECT_EQ(process(), 1);
+    EXPECT_EQ(take_calls(), (Log{"look", "wait"}));
+    answer_event();
+    EXPECT_EQ(process(), 1);
+    EXPECT_EQ(take_calls(), Log{"wait"});
+  }
+}
+
+TEST_F(LookTest, ACycleWithoutEventsEndsTheBusyTime) {
+  get_busy();
+  one_shot(0, kSoon);
+  answer_nothing();
+  answer_nothing();
+  EXPECT_EQ(process(), 0);
+  EXPECT_EQ(take_calls(), (Log{"look", "wait"}));
+  // It takes twice as many events now.
+  for (int i = 0; i < 2 * kCyclesBeforeTheFirstLook; ++i) {
+    answer_event();
+    EXPECT_EQ(process(), 1);
+    EXPECT_EQ(take_calls(), Log{"wait"}) << i;
+  }
+  answer_event();
+  EXPECT_EQ(process(), 1);
+  EXPECT_EQ(take_calls(), Log{"look"});
+}
+
+TEST_F(LookTest, AWaitThatRunsOutMeansThatNobodyIsBusy) {
+  for (int i = 1; i < kCyclesBeforeTheFirstLook; ++i) {
+    answer_event();
+    EXPECT_EQ(process(), 1);
+  }
+  one_shot(0, kSoon);
+  EXPECT_EQ(process(), 0);
+  clock_.take_selects();
+  get_busy();  // from the beginning
+  answer_event();
+  EXPECT_EQ(process(), 1);
+  EXPECT_EQ(take_calls(), Log{"look"});
+}
+
+// A signal that came before the wait must end the turn: the daemon wants to see what its handler has left.
+TEST_F(LookTest, ALookThatFailsEndsTheWaitBeforeItBegins) {
+  for (const int error : {EINTR, EBADF}) {
+    SCOPED_TRACE(error);
+    start_again();
+    read_external(3);
+    get_busy();
+    one_shot(0, kMillisecond);
+    clock_.answer_select({-1, {}, {}, {}, kMillisecond, error});
+    EXPECT_EQ(process(), -1);
+    EXPECT_EQ(take_calls(), Log{"look"});
+    EXPECT_EQ(take_log(), Log{"t0"}) << "timers are served";
+    EXPECT_EQ(mark(), pair_of(clock_.now()));
+    // Of a look that has failed nothing is learnt, but the cycle had no events.
+    get_busy();
+  }
+}
+
+TEST_F(LookTest, LooksNeverWhereThereIsNothingToWait) {
+  struct Case {
+    const char* name;
+    std::optional<timeval> timeout;
+    std::optional<timeval> timer;
+    Time wait;
+    int result;
+  };
+  const Case kCases[] = {
+      {"no wait wanted", kNow, {}, {0, 0}, 0},
+      {"no wait wanted, a timer ahead", kNow, kSoon, {0, 0}, 0},
+      {"a timer is due", {}, kNow, {0, 0}, 0},
+      {"a timer is overdue", {}, timeval{-1, 0}, {-1, 0}, -1},
+      {"a timer is overdue by microseconds", {}, timeval{0, -1}, {0, -1}, -1},
+      {"less than nothing", {}, timeval{1, -1}, {1, -1}, -1},
+  };
+  for (const Case& row : kCases) {
+    SCOPED_TRACE(row.name);
+    start_again();
+    read_external(3);
+    get_busy();
+    if (row.timer) {
+      one_shot(0, *row.timer);
+    }
+    EXPECT_EQ(row.timeout ? process(*row.timeout) : process(), row.result);
+    EXPECT_EQ(pair_of(*only_select().wait), row.wait);
+  }
+}
+
+// select() tells the rest of the wait in the caller's timeval, so that one goes to select() itself, every time.
+TEST_F(LookTest, TheCallersOwnTimevalIsNeverLeftOut) {
+  get_busy();
+  timeval timeout = {7, 0};
+  answer_event();
+  EXPECT_EQ(NUV_Select_process(&reactor_, &timeout), 1);
+  const SelectCall call = only_select();
+  EXPECT_EQ(call.wait_address, &timeout);
+  EXPECT_EQ(pair_of(*call.wait), Time(7, 0));
+}
+
+TEST_F(LookTest, WithATimerTheCallersTimevalStaysAsItIs) {
+  timer(0, kSoon);
+  get_busy();
+  timeval timeout = {7, 0};
+  answer_nothing();
+  answer_event();
+  EXPECT_EQ(NUV_Select_process(&reactor_, &timeout), 1);
+  EXPECT_EQ(pair_of(timeout), Time(7, 0));
+  const std::vector<SelectCall> calls = clock_.take_selects();
+  ASSERT_EQ(calls.size(), 2U);
+  EXPECT_NE(calls[0].wait_address, &timeout);
+  EXPECT_EQ(pair_of(*calls[1].wait), Time(2, 984000));
+}
+
+TEST_F(LookTest, InternalReceiversArePolledFirstAllTheSame) {
+  get_busy();
+  read(1);
+  answer_nothing();  // the poll
+  answer_nothing();  // the look
+  answer_event();
+  EXPECT_EQ(process(), 1);
+  const std::vector<SelectCall> calls = clock_.take_selects();
+  ASSERT_EQ(calls.size(), 3U);
+  EXPECT_EQ(calls[0].read, Fds{1});
+  EXPECT_TRUE(is_look(calls[0]));
+  EXPECT_EQ(calls[1].read, Fds{3});
+  EXPECT_TRUE(is_look(calls[1]));
+  EXPECT_EQ(calls[2].read, Fds{3});
+  EXPECT_FALSE(calls[2].wait);
+}
+
+// Polls of internal descriptors cost no wait, and say nothing about one.
+TEST_F(LookTest, PollsAreNoLooks) {
+  read(1);
+  for (int i = 0; i < 3 * kCyclesBeforeTheFirstLook; ++i) {
+    clock_.answer_select({1, {1}, {}, {}});
+    EXPECT_EQ(process(), 1);
+    EXPECT_EQ(clock_.take_selects().size(), 1U);
+  }
+  NUV_Select_removeRead(&reactor_, 1);
+  get_busy();
+}
+
+TEST_F(LookTest, AReactorOfInternalReceiversLooksAsWell) {
+  NUV_Select_removeReadExternal(&reactor_, 3);
+  read(3);
+  get_busy();
+  answer_nothing();
+  answer_event();
+  EXPECT_EQ(process(), 1);
+  EXPECT_EQ(take_calls(), (Log{"look", "wait"}));
+}
+
+TEST_F(LookTest, AnotherReactorTakesOverWithItsFirstEvents) {
+  get_busy();
+  Select other;
+  NUV_Select_construct(&other);
+  NUV_Select_setReadExternal(&other, 3, this, 'r', note);
+  timeval timeout = kMillisecond;
+  answer_nothing();
+  NUV_Select_setTempTimeout(&other, kSoon, this, 0, note_timer);
+  EXPECT_EQ(NUV_Select_process(&other, &timeout), 0);
+  clock_.take_selects();
+  // It had no events, so that the busy one is still the busy one.
+  answer_event();
+  EXPECT_EQ(process(), 1);
+  EXPECT_EQ(take_calls(), Log{"look"});
+
+  answer_event();
+  EXPECT_EQ(NUV_Select_process(&other, nullptr), 1);
+  EXPECT_EQ(take_calls(), Log{"wait"});
+  get_busy();  // from the beginning
+  NUV_Select_destruct(&other);
+}
+
+TEST_F(LookTest, ANewReactorInTheOldOnesPlaceLearnsAnew) {
+  get_busy();
+  start_again();
+  read_external(3);
+  get_busy();
 }
 
 }  // namespace

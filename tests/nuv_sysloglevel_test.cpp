@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <limits>
 #include <optional>
 #include <string>
@@ -31,6 +32,7 @@ using support::each_fault;
 using support::FakeClock;
 using support::FakeFiles;
 using support::Fault;
+using support::rename_utc;
 using support::SyslogDouble;
 using support::SyslogLine;
 using support::TimeZone;
@@ -408,6 +410,55 @@ TEST_F(SysloglevelOutputTest, TimestampFollowsTheWallClock) {
   }
 }
 
+// The date is worked out once a second.
+TEST_F(SysloglevelOutputTest, TimestampKeepsTheDateForItsSecond) {
+  const timeval base = fifth_of_march();
+  clock_.set_wall({base.tv_sec + 1, 999999});
+  char text[26] = {};
+  getTimestamp(text, sizeof text);
+  {
+    const support::FaultInjector counter("localtime_r", INT_MAX, 0);
+    clock_.set_wall({base.tv_sec + 1, 1000});
+    getTimestamp(text, sizeof text);
+    EXPECT_STREQ(text, "Mar  5 09:04:08:001");
+    EXPECT_EQ(counter.calls(), 0);
+    clock_.set_wall(base);
+    getTimestamp(text, sizeof text);
+    EXPECT_STREQ(text, kStamp);
+    EXPECT_EQ(counter.calls(), 1);
+  }
+}
+
+// What a rule of the zone is kept for is compared to its end, and one that is too long to be kept is never taken for
+// another one.
+TEST_F(SysloglevelOutputTest, TimestampTellsZonesApart) {
+  const std::string padding(80, 'A');
+  const struct {
+    std::string zone;
+    const char* text;
+  } kCases[] = {
+      {"EST5", "Mar  5 04:04:07:042"},
+      {"EST5EDT,M3.1.0,M11.1.0", "Mar  5 04:04:07:042"},
+      {"EST6", "Mar  5 03:04:07:042"},
+      {"", kStamp},
+      {padding + "5", "Mar  5 04:04:07:042"},
+      {padding + "6", "Mar  5 03:04:07:042"},
+      {padding.substr(0, 39) + "7", "Mar  5 02:04:07:042"},
+      {padding.substr(0, 38) + "8", "Mar  5 01:04:07:042"},
+  };
+  for (const auto& before : kCases) {
+    for (const auto& row : kCases) {
+      char text[26] = {};
+      setenv("TZ", before.zone.c_str(), 1);
+      getTimestamp(text, sizeof text);
+      EXPECT_STREQ(text, before.text) << before.zone;
+      setenv("TZ", row.zone.c_str(), 1);
+      getTimestamp(text, sizeof text);
+      EXPECT_STREQ(text, row.text) << row.zone;
+    }
+  }
+}
+
 // A daemon may set TZ while it runs, and says so to nobody.
 TEST_F(SysloglevelOutputTest, TimestampIsLocalTime) {
   char text[26] = {};
@@ -442,6 +493,7 @@ TEST_F(SysloglevelOutputTest, TimestampGoesOnWithoutAClockAndIsEmptyWithoutADate
   for (const auto& row : kCases) {
     for (uint32_t size = 17; size <= 26; ++size) {
       each_fault(row.function, {EINVAL, EINTR}, [&](Fault& fault) {
+        rename_utc();
         GuardedBuffer buffer;
         fault.during([&] { getTimestamp(buffer.text(), size); });
         EXPECT_EQ(buffer.text(), std::string(fault.has_struck() ? row.text : kStamp).substr(0, size - 2));
@@ -462,8 +514,10 @@ TEST_F(SysloglevelOutputTest, LinesAreWrittenWithoutATime) {
   for (const char* function : {"gettimeofday", "localtime_r", "strftime"}) {
     each_fault(function, {EINVAL, EINTR}, [&](Fault& fault) {
       NUV_Sysloglevel_set(0);
-      fault.during([] {
+      fault.during([&] {
+        rename_utc();
         NUV_Sysloglevel_assert("nuv_frame", 42, "text");
+        rename_utc();
         NUV_Sysloglevel_statusinfo("phoned", "running");
       });
       const std::string without = function == std::string("gettimeofday") ? "Jan  1 00:00:00:000" : "";

@@ -723,6 +723,13 @@ TEST(SupportFaultInjector, FailsTheNthCallOnly) {
   EXPECT_TRUE(fault.has_struck());
 }
 
+TEST(SupportFaultInjector, FailsSeveralTimesInARow) {
+  const FaultInjector fault("access", 2, EIO, 2);
+  for (const bool strikes : {false, true, true, false}) {
+    EXPECT_EQ(FaultInjector::strikes("access"), strikes);
+  }
+}
+
 TEST(SupportFaultInjector, LeavesOtherFunctionsAlone) {
   const FaultInjector fault("fopen", 1, EIO);
   EXPECT_EQ(access("/", F_OK), 0);

@@ -40,7 +40,7 @@ class Program {
   // Whether the built programs run under an emulator, where most takes ten times as long: there a long test does with a
   // part of its rounds.
   static constexpr bool kIsEmulated = sizeof EMULATOR > 1;
-  static constexpr int few_if_emulated(int rounds) { return kIsEmulated ? rounds / 5 : rounds; }
+  static constexpr int few_if_emulated(int rounds) { return kIsEmulated ? rounds / 10 : rounds; }
 
   using Arguments = std::vector<std::string>;
 

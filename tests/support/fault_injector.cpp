@@ -10,8 +10,8 @@ FaultInjector* g_active = nullptr;
 
 }  // namespace
 
-FaultInjector::FaultInjector(std::string function, int nth, int error)
-    : function_(std::move(function)), nth_(nth), error_(error) {
+FaultInjector::FaultInjector(std::string function, int nth, int error, int times)
+    : function_(std::move(function)), nth_(nth), error_(error), times_(times) {
   g_active = this;
 }
 
@@ -25,7 +25,7 @@ bool FaultInjector::strikes(const char* function) {
     return false;
   }
   ++injector->calls_;
-  if (injector->calls_ != injector->nth_) {
+  if (injector->calls_ < injector->nth_ || injector->calls_ - injector->nth_ >= injector->times_) {
     return false;
   }
   errno = injector->error_;

@@ -7,10 +7,10 @@
 namespace support {
 
 // While it lives, the n-th call (counted from 1) of the named function, made by the library or by a test, fails with
-// the given errno. One injector at a time. The functions are those of wrapped_functions.cpp.
+// the given errno, and so do the next ones when it shall fail several times. One injector at a time. The functions are those of wrapped_functions.cpp.
 class FaultInjector {
  public:
-  FaultInjector(std::string function, int nth, int error);
+  FaultInjector(std::string function, int nth, int error, int times = 1);
   ~FaultInjector();
   FaultInjector(const FaultInjector&) = delete;
   FaultInjector& operator=(const FaultInjector&) = delete;
@@ -26,6 +26,7 @@ class FaultInjector {
   std::string function_;
   int nth_;
   int error_;
+  int times_;
   int calls_ = 0;
 };
 

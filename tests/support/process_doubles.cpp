@@ -1,13 +1,16 @@
 #include "support/process_doubles.h"
 
 #include <sys/wait.h>
+#include <unistd.h>
 
+#include <csignal>
 #include <optional>
 
 namespace support {
 namespace {
 
 bool g_alarm_is_fast = false;
+int g_signal_at_exec = 0;
 pid_t g_parent = 0;
 std::optional<uid_t> g_owner;
 
@@ -23,6 +26,20 @@ FastAlarm::~FastAlarm() {
 
 bool FastAlarm::is_active() {
   return g_alarm_is_fast;
+}
+
+SignalAtExec::SignalAtExec(int signal) {
+  g_signal_at_exec = signal;
+}
+
+SignalAtExec::~SignalAtExec() {
+  g_signal_at_exec = 0;
+}
+
+void SignalAtExec::send() {
+  if (g_signal_at_exec != 0) {
+    kill(getpid(), g_signal_at_exec);
+  }
 }
 
 FakeParent::FakeParent(pid_t pid) {

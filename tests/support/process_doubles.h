@@ -17,6 +17,18 @@ class FastAlarm {
   static bool is_active();
 };
 
+// While it lives, a process that is about to call execl() gets this signal.
+class SignalAtExec {
+ public:
+  explicit SignalAtExec(int signal);
+  ~SignalAtExec();
+  SignalAtExec(const SignalAtExec&) = delete;
+  SignalAtExec& operator=(const SignalAtExec&) = delete;
+
+  // Sends it, if there is one.
+  static void send();
+};
+
 // While it lives, getppid() gives this number.
 class FakeParent {
  public:

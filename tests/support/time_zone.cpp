@@ -31,4 +31,8 @@ std::optional<std::string> TimeZone::current() {
   return rule != nullptr ? std::optional<std::string>(rule) : std::nullopt;
 }
 
+void rename_utc() {
+  setenv("TZ", TimeZone::current() == "UTC0" ? "UTC+0" : "UTC0", /*overwrite=*/1);
+}
+
 }  // namespace support

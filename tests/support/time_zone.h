@@ -23,6 +23,9 @@ class TimeZone {
   std::optional<std::string> saved_;
 };
 
+// Sets TZ to UTC under another name than it has now, so that whoever keeps a date has to work it out anew.
+void rename_utc();
+
 }  // namespace support
 
 #endif

@@ -7,6 +7,7 @@ set(USERLIB_WRAPPED_FUNCTIONS
     bind
     chdir
     clock_gettime
+    clone
     close
     dup2
     execl

@@ -94,6 +94,12 @@ int __wrap_clock_gettime(clockid_t clock, timespec* time) {
   return __real_clock_gettime(clock, time);
 }
 
+// The library clones with four arguments, the flags asking for no more.
+int __real_clone(int (*function)(void*), void* stack, int flags, void* argument, ...);
+int __wrap_clone(int (*function)(void*), void* stack, int flags, void* argument, ...) {
+  return FaultInjector::strikes("clone") ? -1 : __real_clone(function, stack, flags, argument);
+}
+
 int __real_close(int fd);
 int __wrap_close(int fd) {
   CallLog::note("close(%d)", fd);
@@ -117,6 +123,7 @@ int __wrap_dup2(int from, int to) {
 
 int __wrap_execl(const char* path, const char* argument, ...) {
   CallLog::note("execl(%s)", path);
+  support::SignalAtExec::send();
   if (FaultInjector::strikes("execl")) {
     return -1;
   }
@@ -370,7 +377,7 @@ size_t __wrap_strftime(char* text, size_t size, const char* format, const tm* ti
   return __real_strftime(text, size, format, time);
 }
 
-// The library makes one call by number, with three arguments.
+// The library's calls by number have three arguments.
 long __real_syscall(long number, long first, long second, long third);
 long __wrap_syscall(long number, long first, long second, long third) {
   return FaultInjector::strikes("syscall") ? -1 : __real_syscall(number, first, second, third);

@@ -54,6 +54,11 @@
  *  - When the monotonic clock has not moved by a microsecond between two external cycles, it counts as wrapped and
  *    every timer falls due. A callback that acts on a deadline of its own compares that with the clock.
  *
+ * Who traces the system calls of a busy daemon sees select() with a wait of zero, and, when that finds nothing, the same
+ * select() again with the wait proper. A select() that may sleep queues up at every descriptor, which costs more than a
+ * look at all of them; so after a row of turns with events the reactor looks first. After looks in vain it does so less
+ * and less often: a daemon that mostly sleeps looks once in a thousand events. What a turn serves and returns is the same.
+ *
  * Contracts are reported under "nuv_select"; every operation first requires "((void *)0) != a_this", and the sets
  * inside make their own checks after it. Operations on a full set are refused for removals, replacements and updates
  * too. The exported internal... operations take the event type as an argument; one other than 0 or 1 names no set, so

@@ -10,12 +10,35 @@
 #ifndef USERLIB_SOURCE_CONTRACT_H
 #define USERLIB_SOURCE_CONTRACT_H
 
+#include <stdint.h>
+
 #include "nuv_assert.h"
+
+namespace userlib {
+
+// Class and line of a check in sixteen bits, which every processor loads with one instruction.
+inline constexpr uint32_t kContractLineBits = 13;
+
+template <uint32_t Type, uint32_t Line>
+struct ContractPlace {
+  static_assert(Line < 1U << kContractLineBits && Type < 1U << (16 - kContractLineBits));
+  static constexpr uint32_t value = Type << kContractLineBits | Line;
+};
+
+// Reports a check that does not hold. There are hundreds of checks, and what each of them costs is the code of its
+// report: so a family has one function for all of them, which knows its name, and a check hands over no more than two
+// arguments. "cold" keeps the reports out of the way of what runs every day.
+template <const char* Family>
+[[gnu::cold, gnu::noinline]] void contract_failed(uint32_t place, const char* text) {
+  NUV_Assert_failed(place >> kContractLineBits, Family, place & ((1U << kContractLineBits) - 1), text);
+}
+
+}  // namespace userlib
 
 #define NUV_CONTRACT(type, condition, text)             \
   (__builtin_expect(static_cast<bool>(condition), true) \
        ? static_cast<void>(0)                           \
-       : ::NUV_Assert_failed((type), kFamily, static_cast<uint32_t>(__LINE__), (text)))
+       : ::userlib::contract_failed<kFamily>(::userlib::ContractPlace<(type), __LINE__>::value, (text)))
 
 #define NUV_REQUIRE(expression)  NUV_CONTRACT(NUV_ASSERT_REQUIRE, expression, #expression)
 #define NUV_ENSURE(expression)   NUV_CONTRACT(NUV_ASSERT_ENSURE, expression, #expression)

@@ -1,7 +1,6 @@
 #include "nuv_addressmanager.h"
 
-#include <algorithm>
-#include <iterator>
+#include <string.h>
 
 #include "contract.h"
 
@@ -19,16 +18,21 @@ bool is_address(uint32_t addr) {
   return addr < kCount;
 }
 
+// The entry of the lowest free address, or null. The C library's search is the fastest there is for bytes.
+const void* find_free() {
+  return memchr(g_rgAddress, kFree, sizeof g_rgAddress);
+}
+
 // The lowest free address. The search has a precondition of its own and does not trust its caller's: a full table is
 // reported by both.
 uint32_t search_free() {
   NUV_REQUIRE(1 == NUV_AddressManager_available());
-  const uint8_t* found = std::find(std::begin(g_rgAddress), std::end(g_rgAddress), kFree);
-  if (found == std::end(g_rgAddress)) {
+  const void* found = find_free();
+  if (found == nullptr) {
     NUV_ENSURE(0);
     return NUV_ADDRESS_NONE;
   }
-  return static_cast<uint32_t>(found - std::begin(g_rgAddress));
+  return static_cast<uint32_t>(static_cast<const uint8_t*>(found) - g_rgAddress);
 }
 
 }  // namespace
@@ -36,7 +40,7 @@ uint32_t search_free() {
 constinit uint8_t g_rgAddress[256] = {};
 
 int32_t NUV_AddressManager_available(void) {
-  return std::find(std::begin(g_rgAddress), std::end(g_rgAddress), kFree) != std::end(g_rgAddress) ? 1 : 0;
+  return find_free() != nullptr ? 1 : 0;
 }
 
 int32_t NUV_AddressManager_busy(uint32_t a_addr) {

@@ -34,9 +34,14 @@ std::span<ConsoleCommand> commands(const Console& console) {
 
 // The first command with the name, or the end of the table. Null is nobody's name.
 std::span<ConsoleCommand>::iterator find_command(std::span<ConsoleCommand> table, const char* name) {
-  return std::find_if(table.begin(), table.end(), [name](const ConsoleCommand& command) {
-    return command.m_pName != nullptr && name != nullptr && strcmp(command.m_pName, name) == 0;
-  });
+  // Written out: std::find_if repeats its condition seven times, which is a lot of code for a table that an operator
+  // waits for.
+  auto command = table.begin();
+  while (command != table.end() &&
+         (command->m_pName == nullptr || name == nullptr || strcmp(command->m_pName, name) != 0)) {
+    ++command;
+  }
+  return command;
 }
 
 // Splits the text in place and returns the number of words, behind which a null pointer follows; words that there is no

@@ -52,6 +52,94 @@ std::span<const uint32_t> symbols_of(const Pattern& pattern) {
   return {pattern.m_pSymbols, pattern.m_uCount};
 }
 
+// ---- which patterns to look at ----
+//
+// The first digits rule out most patterns of a long map. For each of the first places and each symbol there, a block of
+// patterns knows which of them may have that symbol: one word of bits, from which the few patterns that are left for a
+// dial string are read off. A block lies behind the record of its first pattern, so that the list is all there is to a
+// map.
+
+constexpr size_t kPlaces = 3;
+
+struct Block {
+  Pattern first;  // must stay in front: the list leads here
+  Block* next;
+  uint32_t count;         // of patterns
+  Pattern* patterns[32];  // a bit each in may_have
+  uint32_t may_have[kPlaces][kSymbols.size()];
+};
+
+constexpr uint32_t kBlockSize = std::size(decltype(Block::patterns){});
+
+Block* first_block(DigitMap map) {
+  return reinterpret_cast<Block*>(map);
+}
+
+// The symbols that a pattern may have at a place. From the first repeated one on, that is any.
+uint32_t symbols_at(const Pattern& pattern, size_t place) {
+  const auto symbols = symbols_of(pattern);
+  const auto fixed = static_cast<size_t>(std::find_if(symbols.begin(), symbols.end(), repeats) - symbols.begin());
+  if (place < fixed) {
+    return symbols[place];
+  }
+  return fixed < symbols.size() ? kAnySymbol : 0;
+}
+
+void enter_pattern(Block& block, Pattern* pattern) {
+  for (size_t place = 0; place < kPlaces; ++place) {
+    const uint32_t symbols = symbols_at(*pattern, place);
+    for (size_t i = 0; i < kSymbols.size(); ++i) {
+      block.may_have[place][i] |= (symbols >> i & 1) << block.count;
+    }
+  }
+  block.patterns[block.count] = pattern;
+  ++block.count;
+}
+
+// The patterns of a map that a dial string does not rule out at once, in their order.
+class Candidates {
+ public:
+  Candidates(DigitMap map, std::string_view dialled) : block_(first_block(map)) {
+    for (const char c : dialled) {
+      const uint32_t bit = symbol_bit(c);
+      if (places_ == kPlaces || bit == 0) {
+        break;
+      }
+      symbols_[places_++] = static_cast<uint8_t>(std::countr_zero(bit));
+    }
+    if (block_ != nullptr) {
+      look_at_block();
+    }
+  }
+
+  // Null at the end.
+  const Pattern* next() {
+    while (left_ == 0) {
+      if (block_ == nullptr || block_->next == nullptr) {
+        return nullptr;
+      }
+      block_ = block_->next;
+      look_at_block();
+    }
+    const int index = std::countr_zero(left_);
+    left_ &= left_ - 1;
+    return block_->patterns[index];
+  }
+
+ private:
+  void look_at_block() {
+    left_ = UINT32_MAX >> (kBlockSize - block_->count);
+    for (size_t place = 0; place < places_; ++place) {
+      left_ &= block_->may_have[place][symbols_[place]];
+    }
+  }
+
+  const Block* block_;
+  uint32_t left_ = 0;  // the bits of the block's patterns that are still to come
+  size_t places_ = 0;
+  uint8_t symbols_[kPlaces];
+};
+
 // ---- reading a map ----
 
 // The bits from the low one to the high one; none if they are the wrong way round or one is missing.
@@ -172,14 +260,15 @@ void free_pattern(Pattern* pattern) {
   free(pattern);
 }
 
-// Makes the record of one pattern, or null where the text is not valid or memory lacks. A pattern for whose symbols
-// there is no memory is kept without any: it matches nothing dialled, and the rest of the map works on.
-Pattern* make_pattern(std::string_view text) {
+// Makes the record of one pattern, with room behind it up to a size, or null where the text is not valid or memory lacks.
+// A pattern for whose symbols there is no memory is kept without any: it matches nothing dialled, and the rest of the map
+// works on.
+Pattern* make_pattern(std::string_view text, size_t size) {
   PatternReader measure(nullptr);
   if (!measure.read(text)) {
     return nullptr;
   }
-  userlib::MallocPtr<Pattern> pattern(static_cast<Pattern*>(malloc(sizeof(Pattern))));
+  userlib::MallocPtr<Pattern> pattern(static_cast<Pattern*>(malloc(size)));
   if (pattern == nullptr) {
     return nullptr;
   }
@@ -196,16 +285,24 @@ Pattern* make_pattern(std::string_view text) {
   return pattern.release();
 }
 
-// Appends the pattern at the end of the list, of which any link may be given.
-bool append_pattern(Pattern** link, std::string_view text) {
-  Pattern* pattern = make_pattern(text);
+bool append_pattern(DigitMap& map, std::string_view text) {
+  Block* block = first_block(map);
+  while (block != nullptr && block->next != nullptr) {
+    block = block->next;
+  }
+  const bool is_full = block == nullptr || block->count == kBlockSize;
+  Pattern* pattern = make_pattern(text, is_full ? sizeof(Block) : sizeof(Pattern));
   if (pattern == nullptr) {
     return false;
   }
-  while (*link != nullptr) {
-    link = &(*link)->m_pNext;
+  (block != nullptr ? block->patterns[block->count - 1]->m_pNext : map) = pattern;
+  if (is_full) {
+    Block* fresh = first_block(pattern);
+    *fresh = {*pattern, nullptr, 0, {}, {}};
+    (block != nullptr ? block->next : block) = fresh;
+    block = fresh;
   }
-  *link = pattern;
+  enter_pattern(*block, pattern);
   return true;
 }
 
@@ -251,15 +348,18 @@ enum class Fit { kPartial, kComplete, kDialStringTooLong, kNone };
 // Walks over the symbols of a pattern with every repeated symbol standing for the same number of copies.
 class ExpandedSymbols {
  public:
-  ExpandedSymbols(const Pattern& pattern, size_t copies) : symbols_(symbols_of(pattern)), copies_(copies) { settle(); }
+  ExpandedSymbols(const Pattern& pattern, size_t copies)
+      : at_(pattern.m_pSymbols), end_(at_ + pattern.m_uCount), copies_(copies) {
+    settle();
+  }
 
-  bool at_end() const { return symbols_.empty(); }
-  uint32_t symbol() const { return symbols_.front(); }
+  bool at_end() const { return at_ == end_; }
+  uint32_t symbol() const { return *at_; }
 
   void advance() {
     --left_;
     if (left_ == 0) {
-      symbols_ = symbols_.last(symbols_.size() - 1);
+      ++at_;
       settle();
     }
   }
@@ -267,15 +367,20 @@ class ExpandedSymbols {
  private:
   // Moves on to the next symbol that has any copies.
   void settle() {
-    while (!symbols_.empty() && repeats(symbols_.front()) && copies_ == 0) {
-      symbols_ = symbols_.last(symbols_.size() - 1);
+    left_ = 1;
+    while (at_ != end_ && repeats(*at_)) {
+      if (copies_ != 0) {
+        left_ = copies_;
+        return;
+      }
+      ++at_;
     }
-    left_ = !symbols_.empty() && repeats(symbols_.front()) ? copies_ : 1;
   }
 
-  std::span<const uint32_t> symbols_;
+  const uint32_t* at_;
+  const uint32_t* end_;
   size_t copies_;
-  size_t left_ = 1;
+  size_t left_;
 };
 
 Fit fit_last_expansion(const Pattern& pattern, std::string_view dialled) {
@@ -292,59 +397,70 @@ Fit fit_last_expansion(const Pattern& pattern, std::string_view dialled) {
   return expansion.at_end() ? Fit::kComplete : Fit::kPartial;
 }
 
-// For each symbol i of a pattern and each digit j: can the symbols from i on fit the digits from j on, to the end of
+// For each symbol i of a pattern and each digit j, a bit: can the symbols from i on fit the digits from j on, to the end of
 // both? Patterns and dial strings of ordinary size find room in the record itself, longer ones on the heap.
 class FitTable {
  public:
   // Returns false without memory.
   bool fill(const Pattern& pattern, std::string_view dialled) {
-    const size_t digits = dialled.size();
     const size_t symbols = pattern.m_uCount;
-    if (!reserve(symbols + 1, digits + 1)) {
+    if (!reserve(symbols + 1, dialled.size() + 1)) {
       return false;
     }
-    std::fill_n(row(symbols), digits, uint8_t{0});
-    row(symbols)[digits] = 1;
+    set(symbols, dialled.size());
     for (size_t i = symbols; i-- > 0;) {
-      fill_row(row(i), row(i + 1), pattern.m_pSymbols[i], dialled);
+      fill_row(i, pattern.m_pSymbols[i], dialled);
     }
     return true;
   }
 
-  bool fits(size_t symbol, size_t digit) const { return cells_[symbol * row_length_ + digit] != 0; }
+  bool fits(size_t symbol, size_t digit) const {
+    const size_t cell = symbol * row_length_ + digit;
+    return (bits_[cell / 8] >> cell % 8 & 1) != 0;
+  }
 
  private:
   bool reserve(size_t rows, size_t row_length) {
-    size_t size = 0;
-    if (__builtin_mul_overflow(rows, row_length, &size)) {
+    size_t cells = 0;
+    if (__builtin_mul_overflow(rows, row_length, &cells)) {
       return false;
     }
     row_length_ = row_length;
-    cells_ = small_;
-    if (size > sizeof small_) {
-      large_ = userlib::malloc_array<uint8_t>(size);
-      cells_ = large_.get();
+    bits_ = small_;
+    if (cells > sizeof small_ * 8) {
+      large_ = userlib::malloc_array<uint8_t>(cells / 8 + 1);
+      bits_ = large_.get();
     }
-    return cells_ != nullptr;
+    if (bits_ == nullptr) {
+      return false;
+    }
+    memset(bits_, 0, (cells - 1) / 8 + 1);
+    return true;
   }
 
-  uint8_t* row(size_t symbol) { return cells_ + symbol * row_length_; }
+  void set(size_t symbol, size_t digit) {
+    const size_t cell = symbol * row_length_ + digit;
+    bits_[cell / 8] = static_cast<uint8_t>(bits_[cell / 8] | 1U << cell % 8);
+  }
 
   // A repeated symbol may stand for nothing, or take one digit and stay; any other takes one digit and goes.
-  static void fill_row(uint8_t* here, const uint8_t* behind, uint32_t symbol, std::string_view dialled) {
+  void fill_row(size_t i, uint32_t symbol, std::string_view dialled) {
     const bool repeated = repeats(symbol);
-    const uint8_t* after_digit = repeated ? here : behind;
-    here[dialled.size()] = repeated ? behind[dialled.size()] : uint8_t{0};
-    for (size_t j = dialled.size(); j-- > 0;) {
-      const bool takes = (symbol & symbol_bit(dialled[j])) != 0 && after_digit[j + 1] != 0;
-      const bool skips = repeated && behind[j] != 0;
-      here[j] = takes || skips ? 1 : 0;
+    bool here = false;  // what the symbol can do from the digit behind on, and what those behind it can
+    bool behind = false;
+    for (size_t j = dialled.size() + 1; j-- > 0;) {
+      const bool takes = j < dialled.size() && (symbol & symbol_bit(dialled[j])) != 0 && (repeated ? here : behind);
+      behind = fits(i + 1, j);
+      here = takes || (repeated && behind);
+      if (here) {
+        set(i, j);
+      }
     }
   }
 
-  uint8_t small_[2048];
+  uint8_t small_[256];
   userlib::MallocPtr<uint8_t[]> large_;
-  uint8_t* cells_ = nullptr;
+  uint8_t* bits_ = nullptr;
   size_t row_length_ = 0;
 };
 
@@ -379,18 +495,26 @@ class CompleteExpansion {
   size_t digit_ = 0;
 };
 
-int allowed_characters(uint32_t symbol) {
-  return std::popcount(symbol & kAnySymbol);
+// The bits of a word are added up in pairs, fours, and so on: few processors here have an instruction for it, and the
+// compiler's own function takes longer.
+uint32_t allowed_characters(uint32_t symbol) {
+  uint32_t sums = symbol & kAnySymbol;
+  sums = (sums & 0x5555) + (sums >> 1 & 0x5555);
+  sums = (sums & 0x3333) + (sums >> 2 & 0x3333);
+  sums = (sums & 0x0F0F) + (sums >> 4 & 0x0F0F);
+  return (sums & 0x00FF) + (sums >> 8);
 }
 
 // Tells whether expansion a is more specific than b: allows fewer characters at the first difference, or is longer.
 template <typename A, typename B>
 bool is_more_specific(A a, B b) {
   while (!a.at_end() && !b.at_end()) {
-    const int in_a = allowed_characters(a.symbol());
-    const int in_b = allowed_characters(b.symbol());
-    if (in_a != in_b) {
-      return in_a < in_b;
+    if (a.symbol() != b.symbol()) {
+      const uint32_t in_a = allowed_characters(a.symbol());
+      const uint32_t in_b = allowed_characters(b.symbol());
+      if (in_a != in_b) {
+        return in_a < in_b;
+      }
     }
     a.advance();
     b.advance();
@@ -408,10 +532,11 @@ class Check {
  public:
   Check(std::string_view dialled, uint8_t timer, std::span<char> out) : dialled_(dialled), timer_(timer), out_(out) {}
 
-  int32_t first_match(const Pattern* list) {
+  int32_t first_match(DigitMap map) {
     int32_t result = NUV_DIGITMAP_NO_MATCH;
     FitTable table;
-    for (const Pattern* pattern = list; pattern != nullptr; pattern = pattern->m_pNext) {
+    Candidates candidates(map, dialled_);
+    while (const Pattern* pattern = candidates.next()) {
       const Fit fit = match(*pattern, table);
       if (fit == Fit::kComplete) {
         return NUV_DIGITMAP_COMPLETE;
@@ -423,27 +548,33 @@ class Check {
     return result;
   }
 
-  int32_t best_match(const Pattern* list) {
+  int32_t best_match(DigitMap map) {
     const Pattern* complete = nullptr;
-    const Pattern* partial = nullptr;
+    const Pattern* partial = nullptr;  // of those that need a table
+    bool others_are_partial = false;
     FitTable tables[2];
     FitTable* best = &tables[0];  // that of the complete pattern
     FitTable* next = &tables[1];
-    for (const Pattern* pattern = list; pattern != nullptr; pattern = pattern->m_pNext) {
+    Candidates candidates(map, dialled_);
+    while (const Pattern* pattern = candidates.next()) {
       const Fit fit = match(*pattern, *next);
       if (fit == Fit::kComplete && (complete == nullptr || is_more_specific(CompleteExpansion(*pattern, *next),
                                                                             CompleteExpansion(*complete, *best)))) {
         complete = pattern;
         std::swap(best, next);
       }
-      if (fit == Fit::kPartial && (partial == nullptr || is_more_specific(expand(*pattern), expand(*partial)))) {
+      if (fit == Fit::kPartial && !needs_table(*pattern)) {
+        others_are_partial = true;
+      } else if (fit == Fit::kPartial && (partial == nullptr || is_more_specific(expand(*pattern), expand(*partial)))) {
         partial = pattern;
       }
     }
     if (complete == nullptr) {
-      return partial != nullptr ? NUV_DIGITMAP_UNDECIDED : NUV_DIGITMAP_NO_MATCH;
+      return partial != nullptr || others_are_partial ? NUV_DIGITMAP_UNDECIDED : NUV_DIGITMAP_NO_MATCH;
     }
-    if (partial != nullptr && !is_more_specific(CompleteExpansion(*complete, *best), expand(*partial))) {
+    const CompleteExpansion expansion(*complete, *best);
+    if ((partial != nullptr && !is_more_specific(expansion, expand(*partial))) ||
+        (others_are_partial && has_to_wait(expansion, map))) {
       return NUV_DIGITMAP_UNDECIDED;
     }
     print(*complete);
@@ -461,10 +592,7 @@ class Check {
   }
 
   Fit fit_pattern(const Pattern& pattern, FitTable& table) const {
-    // A complete fit counts only with the timer in the state that the pattern asks for; otherwise it has to wait.
-    const bool may_complete = pattern.m_bTimer == timer_;
-    const auto symbols = symbols_of(pattern);
-    if (may_complete && std::any_of(symbols.begin(), symbols.end(), repeats)) {
+    if (needs_table(pattern)) {
       if (!table.fill(pattern, dialled_)) {
         return Fit::kPartial;
       }
@@ -473,13 +601,40 @@ class Check {
       }
     }
     const Fit fit = fit_last_expansion(pattern, dialled_);
-    return fit == Fit::kComplete && !may_complete ? Fit::kPartial : fit;
+    return fit == Fit::kComplete && !may_complete(pattern) ? Fit::kPartial : fit;
+  }
+
+  // A complete fit counts only with the timer in the state that the pattern asks for; otherwise it has to wait.
+  bool may_complete(const Pattern& pattern) const { return pattern.m_bTimer == timer_; }
+
+  bool needs_table(const Pattern& pattern) const {
+    const auto symbols = symbols_of(pattern);
+    return may_complete(pattern) && std::any_of(symbols.begin(), symbols.end(), repeats);
+  }
+
+  // Tells whether a pattern that needs no table is partial and as specific as what is complete, or more so. To compare
+  // all of them takes long, and most checks end without a complete one: so this comes late, and looks at them again.
+  bool has_to_wait(const CompleteExpansion& complete, DigitMap map) const {
+    Candidates candidates(map, dialled_);
+    while (const Pattern* pattern = candidates.next()) {
+      FitTable none;
+      if (!needs_table(*pattern) && fit_pattern(*pattern, none) == Fit::kPartial &&
+          !is_more_specific(complete, expand(*pattern))) {
+        return true;
+      }
+    }
+    return false;
   }
 
   ExpandedSymbols expand(const Pattern& pattern) const { return {pattern, dialled_.size()}; }
 
   void print(const Pattern& pattern) const {
-    snprintf(out_.data(), userlib::print_room(out_.size()), "%s", pattern.m_pText);
+    if (out_.empty()) {
+      return;
+    }
+    const size_t length = strnlen(pattern.m_pText, out_.size() - 1);
+    memcpy(out_.data(), pattern.m_pText, length);
+    out_[length] = '\0';
   }
 
   std::string_view dialled_;
@@ -510,7 +665,7 @@ int32_t NUV_DigitMap_setMap(DigitMap* a_this, const char* a_map) {
   }
   for (const char* at = text.get(); *at != '\0';) {
     const size_t length = strcspn(at, "|");
-    if (length > 0 && !append_pattern(a_this, {at, length})) {
+    if (length > 0 && !append_pattern(*a_this, {at, length})) {
       return 0;
     }
     at += length + (at[length] == '|' ? 1 : 0);
@@ -522,7 +677,7 @@ int32_t NUV_DigitMap_addMap(DigitMap* a_this, const char* a_map) {
   NUV_REQUIRE(0 == is_null(a_this));
   NUV_REQUIRE(0 == is_null(a_map));
   const auto text = copy_map_text(a_map);
-  return text != nullptr && append_pattern(a_this, text.get()) ? 1 : 0;
+  return text != nullptr && append_pattern(*a_this, text.get()) ? 1 : 0;
 }
 
 void NUV_DigitMap_dumpMap(const DigitMap* a_this) {

@@ -3,15 +3,17 @@
 #include <utility>
 
 #include "contract.h"
+#include "memory_block.h"
 
 namespace {
 
 constexpr char kFamily[] = "nuv_frame";
 
-// The bytes between two pointers, modulo 2^32. They are taken as numbers, because after a failed contract one of them may
-// lie outside of the block.
-uint32_t distance(const uint8_t* from, const uint8_t* to) {
-  return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(to) - reinterpret_cast<uintptr_t>(from));
+// The bytes between two pointers. They are taken as numbers, because after a failed contract one of them may lie outside
+// of the block. Callers get them modulo 2^32. The content range operations compare all bits, so that compilers see what
+// holds for them at any time: a difference changes by as much as the pointer moves.
+uintptr_t distance(const uint8_t* from, const uint8_t* to) {
+  return reinterpret_cast<uintptr_t>(to) - reinterpret_cast<uintptr_t>(from);
 }
 
 // Out of a block there is no arithmetic with pointers; with numbers there is.
@@ -25,9 +27,33 @@ uint8_t* moved_down(uint8_t* pointer, uint32_t offset) {
   return reinterpret_cast<uint8_t*>(reinterpret_cast<uintptr_t>(pointer) - offset);
 }
 
+uint8_t* end_of_block(const Frame& frame) {
+  return frame.m_oMemory.m_pAddr + frame.m_oMemory.m_uSize;
+}
+
+uintptr_t headroom(const Frame& frame) {
+  return distance(frame.m_oMemory.m_pAddr, frame.m_pBegin);
+}
+
+uintptr_t tailroom(const Frame& frame) {
+  return distance(frame.m_pEnd, end_of_block(frame));
+}
+
+uint32_t size_of(const Frame& frame) {
+  return static_cast<uint32_t>(distance(frame.m_pBegin, frame.m_pEnd));
+}
+
+uint32_t offset_front(const Frame& frame) {
+  return static_cast<uint32_t>(headroom(frame));
+}
+
+uint32_t offset_rear(const Frame& frame) {
+  return static_cast<uint32_t>(tailroom(frame));
+}
+
 void reset_content(Frame& frame) {
-  frame.m_pBegin = NUV_Memory_begin(&frame.m_oMemory);
-  frame.m_pEnd = NUV_Memory_end(&frame.m_oMemory);
+  frame.m_pBegin = frame.m_oMemory.m_pAddr;
+  frame.m_pEnd = end_of_block(frame);
 }
 
 }  // namespace
@@ -52,7 +78,7 @@ int32_t NUV_Frame_copyConstruct(Frame* a_this, Frame* a_src) {
 
 void NUV_Frame_destruct(Frame* a_this) {
   NUV_REQUIRE(0 != a_this);
-  NUV_Memory_destruct(&a_this->m_oMemory);
+  userlib::release_block(a_this->m_oMemory);
 }
 
 void NUV_Frame_swap(Frame* a_this, Frame* a_src) {
@@ -61,9 +87,7 @@ void NUV_Frame_swap(Frame* a_this, Frame* a_src) {
   if (a_src == nullptr) {
     return;
   }
-  NUV_Memory_swap(&a_this->m_oMemory, &a_src->m_oMemory);
-  std::swap(a_this->m_pBegin, a_src->m_pBegin);
-  std::swap(a_this->m_pEnd, a_src->m_pEnd);
+  std::swap(*a_this, *a_src);
 }
 
 void NUV_Frame_assign(Frame* a_this, Frame* a_src) {
@@ -72,21 +96,20 @@ void NUV_Frame_assign(Frame* a_this, Frame* a_src) {
   if (a_src == nullptr) {
     return;
   }
-  Frame old;
-  NUV_Frame_construct(&old, 0);
-  NUV_Frame_swap(a_this, &old);
-  NUV_Frame_swap(a_this, a_src);
-  NUV_Frame_destruct(&old);
+  const Frame old = *a_this;
+  *a_this = *a_src;
+  *a_src = {userlib::empty_block(), /*m_pBegin=*/nullptr, /*m_pEnd=*/nullptr};
+  userlib::release_block(old.m_oMemory);
 }
 
 uint32_t NUV_Frame_absoluteSize(const Frame* a_this) {
   NUV_REQUIRE(0 != a_this);
-  return NUV_Memory_size(&a_this->m_oMemory);
+  return a_this->m_oMemory.m_uSize;
 }
 
 uint8_t* NUV_Frame_address(const Frame* a_this) {
   NUV_REQUIRE(0 != a_this);
-  return NUV_Memory_begin(&a_this->m_oMemory);
+  return a_this->m_oMemory.m_pAddr;
 }
 
 uint8_t* NUV_Frame_begin(const Frame* a_this) {
@@ -101,17 +124,17 @@ uint8_t* NUV_Frame_end(const Frame* a_this) {
 
 uint32_t NUV_Frame_offsetFront(const Frame* a_this) {
   NUV_REQUIRE(0 != a_this);
-  return distance(NUV_Memory_begin(&a_this->m_oMemory), a_this->m_pBegin);
+  return offset_front(*a_this);
 }
 
 uint32_t NUV_Frame_offsetRear(const Frame* a_this) {
   NUV_REQUIRE(0 != a_this);
-  return distance(a_this->m_pEnd, NUV_Memory_end(&a_this->m_oMemory));
+  return offset_rear(*a_this);
 }
 
 uint32_t NUV_Frame_size(const Frame* a_this) {
   NUV_REQUIRE(0 != a_this);
-  return distance(a_this->m_pBegin, a_this->m_pEnd);
+  return size_of(*a_this);
 }
 
 // The pointer moves as it was told, also where an error handler let too large an offset pass: nothing is read or written
@@ -119,32 +142,36 @@ uint32_t NUV_Frame_size(const Frame* a_this) {
 
 void NUV_Frame_reduceFront(Frame* a_this, uint32_t a_offset) {
   NUV_REQUIRE(0 != a_this);
-  NUV_REQUIRE(NUV_Frame_size( a_this) >= a_offset);
-  const uint32_t oldoffset = NUV_Frame_offsetFront(a_this);
+  NUV_REQUIRE_TEXT(size_of(*a_this) >= a_offset, "NUV_Frame_size( a_this) >= a_offset");
+  const uintptr_t oldoffset = headroom(*a_this);
   a_this->m_pBegin = moved_up(a_this->m_pBegin, a_offset);
-  NUV_ENSURE(NUV_Frame_offsetFront( a_this) == ( oldoffset + a_offset));
+  NUV_ENSURE_TEXT(headroom(*a_this) == oldoffset + a_offset,
+                  "NUV_Frame_offsetFront( a_this) == ( oldoffset + a_offset)");
 }
 
 void NUV_Frame_expandFront(Frame* a_this, uint32_t a_offset) {
   NUV_REQUIRE(0 != a_this);
-  NUV_REQUIRE(NUV_Frame_offsetFront( a_this) >= a_offset);
-  const uint32_t oldoffset = NUV_Frame_offsetFront(a_this);
+  NUV_REQUIRE_TEXT(offset_front(*a_this) >= a_offset, "NUV_Frame_offsetFront( a_this) >= a_offset");
+  const uintptr_t oldoffset = headroom(*a_this);
   a_this->m_pBegin = moved_down(a_this->m_pBegin, a_offset);
-  NUV_ENSURE(NUV_Frame_offsetFront( a_this) == ( oldoffset - a_offset));
+  NUV_ENSURE_TEXT(headroom(*a_this) == oldoffset - a_offset,
+                  "NUV_Frame_offsetFront( a_this) == ( oldoffset - a_offset)");
 }
 
 void NUV_Frame_reduceRear(Frame* a_this, uint32_t a_offset) {
   NUV_REQUIRE(0 != a_this);
-  NUV_REQUIRE(NUV_Frame_size( a_this) >= a_offset);
-  const uint32_t oldoffset = NUV_Frame_offsetRear(a_this);
+  NUV_REQUIRE_TEXT(size_of(*a_this) >= a_offset, "NUV_Frame_size( a_this) >= a_offset");
+  const uintptr_t oldoffset = tailroom(*a_this);
   a_this->m_pEnd = moved_down(a_this->m_pEnd, a_offset);
-  NUV_ENSURE(NUV_Frame_offsetRear( a_this) == ( oldoffset + a_offset));
+  NUV_ENSURE_TEXT(tailroom(*a_this) == oldoffset + a_offset,
+                  "NUV_Frame_offsetRear( a_this) == ( oldoffset + a_offset)");
 }
 
 void NUV_Frame_expandRear(Frame* a_this, uint32_t a_offset) {
   NUV_REQUIRE(0 != a_this);
-  NUV_REQUIRE(NUV_Frame_offsetRear( a_this) >= a_offset);
-  const uint32_t oldoffset = NUV_Frame_offsetRear(a_this);
+  NUV_REQUIRE_TEXT(offset_rear(*a_this) >= a_offset, "NUV_Frame_offsetRear( a_this) >= a_offset");
+  const uintptr_t oldoffset = tailroom(*a_this);
   a_this->m_pEnd = moved_up(a_this->m_pEnd, a_offset);
-  NUV_ENSURE(NUV_Frame_offsetRear( a_this) == ( oldoffset - a_offset));
+  NUV_ENSURE_TEXT(tailroom(*a_this) == oldoffset - a_offset,
+                  "NUV_Frame_offsetRear( a_this) == ( oldoffset - a_offset)");
 }

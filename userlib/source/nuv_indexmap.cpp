@@ -20,6 +20,15 @@ uint32_t first_used(const IndexMap& map, uint32_t position) {
   return position;
 }
 
+// The position of the entry with the key, or the end.
+uint32_t position_of(const IndexMap& map, int32_t key) {
+  uint32_t position = 0;
+  while (position < map.m_uMapSize && !(is_used(map, position) && map.m_rgMap[position].m_oPair.m_iKey == key)) {
+    ++position;
+  }
+  return position;
+}
+
 // The lowest position whose entry is free, or the end.
 uint32_t first_free(const IndexMap& map) {
   uint32_t position = 0;
@@ -84,11 +93,7 @@ uint32_t NUV_IndexMap_next(const IndexMap* a_this, uint32_t a_iterator) {
 
 uint32_t NUV_IndexMap_find(const IndexMap* a_this, int32_t a_key) {
   NUV_REQUIRE(((void *)0) != a_this);
-  uint32_t position = first_used(*a_this, 0);
-  while (position < a_this->m_uMapSize && a_this->m_rgMap[position].m_oPair.m_iKey != a_key) {
-    position = first_used(*a_this, position + 1);
-  }
-  return position;
+  return position_of(*a_this, a_key);
 }
 
 IndexMapPair* NUV_IndexMap_get(const IndexMap* a_this, uint32_t a_iterator) {

@@ -35,10 +35,10 @@ constexpr uint32_t kSines[kSteps] = {
 constexpr int kShifts[4][4] = {{7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, {6, 10, 15, 21}};
 
 // Each round takes the words of the block in an order of its own.
-constexpr size_t word_of_step(size_t step) {
+constexpr size_t word_of_step(size_t round, size_t step) {
   constexpr size_t kFactor[4] = {1, 5, 3, 7};
   constexpr size_t kStart[4] = {0, 1, 5, 0};
-  return (kFactor[step / kWords] * step + kStart[step / kWords]) % kWords;
+  return (kFactor[round] * step + kStart[round]) % kWords;
 }
 
 // Words are little-endian in messages and digests, whatever they are in the machine.
@@ -57,35 +57,53 @@ void store_word(uint8_t* bytes, uint32_t word) {
   memcpy(bytes, &word, sizeof word);
 }
 
-// One of the 64 steps. The four state words change their parts from step to step instead of their places. Steps are
-// inlined by force, because the table look-ups and the rotation of the parts vanish only then.
-template <size_t kStep>
-[[gnu::always_inline]] inline void take_step(uint32_t (&state)[kDigestWords], const uint32_t (&words)[kWords]) {
-  constexpr size_t kRound = kStep / kWords;
-  uint32_t& a = state[(kSteps - kStep) % 4];
-  const uint32_t b = state[(kSteps - kStep + 1) % 4];
-  const uint32_t c = state[(kSteps - kStep + 2) % 4];
-  const uint32_t d = state[(kSteps - kStep + 3) % 4];
-  a += words[word_of_step(kStep)] + kSines[kStep];
-  if constexpr (kRound == 0) {
+// One of the 64 steps. The four state words change their parts from step to step instead of their places. Steps are inlined
+// by force: the choices between rounds and the rotation of the parts vanish only then.
+[[gnu::always_inline]] inline void take_step(size_t round, size_t step, uint32_t (&state)[kDigestWords],
+                                             const uint32_t (&words)[kWords]) {
+  uint32_t& a = state[(kSteps - step) % 4];
+  const uint32_t b = state[(kSteps - step + 1) % 4];
+  const uint32_t c = state[(kSteps - step + 2) % 4];
+  const uint32_t d = state[(kSteps - step + 3) % 4];
+  a += words[word_of_step(round, step)] + kSines[step];
+  if (round == 0) {
     a += d ^ (b & (c ^ d));
-  } else if constexpr (kRound == 1) {
+  } else if (round == 1) {
     // Two sums rather than an "or": the first does not wait for b, which the step before has just made.
     a += c & ~d;
     a += b & d;
-  } else if constexpr (kRound == 2) {
+  } else if (round == 2) {
     a += b ^ (c ^ d);
   } else {
     a += c ^ (b | ~d);
   }
-  a = std::rotl(a, kShifts[kRound][kStep % 4]) + b;
+  a = std::rotl(a, kShifts[round][step % 4]) + b;
 }
 
-template <size_t... kStep>
-[[gnu::always_inline]] inline void take_steps(uint32_t (&state)[kDigestWords], const uint32_t (&words)[kWords],
-                                              std::index_sequence<kStep...> /*all of them*/) {
-  (take_step<kStep>(state, words), ...);
+#ifdef __OPTIMIZE_SIZE__
+// Where flash counts more than time, each round is a loop. After four steps every word has its old part again.
+template <size_t kRound>
+[[gnu::always_inline]] inline void take_round(uint32_t (&state)[kDigestWords], const uint32_t (&words)[kWords]) {
+  for (size_t step = kRound * kWords; step < (kRound + 1) * kWords; step += 4) {
+    take_step(kRound, step, state, words);
+    take_step(kRound, step + 1, state, words);
+    take_step(kRound, step + 2, state, words);
+    take_step(kRound, step + 3, state, words);
+  }
 }
+#else
+// Step by step: then the number of each is a constant, and the table look-ups vanish, too.
+template <size_t kRound, size_t... kStep>
+[[gnu::always_inline]] inline void take_each_step(uint32_t (&state)[kDigestWords], const uint32_t (&words)[kWords],
+                                                  std::index_sequence<kStep...> /*of a round*/) {
+  (take_step(kRound, kRound * kWords + kStep, state, words), ...);
+}
+
+template <size_t kRound>
+[[gnu::always_inline]] inline void take_round(uint32_t (&state)[kDigestWords], const uint32_t (&words)[kWords]) {
+  take_each_step<kRound>(state, words, std::make_index_sequence<kWords>());
+}
+#endif
 
 void digest_blocks(uint32_t (&state)[kDigestWords], const uint8_t* blocks, uint32_t count) {
   for (; count != 0; --count, blocks += kBlockSize) {
@@ -94,7 +112,10 @@ void digest_blocks(uint32_t (&state)[kDigestWords], const uint8_t* blocks, uint3
       words[i] = load_word(blocks + i * sizeof words[0]);
     }
     uint32_t next[kDigestWords] = {state[0], state[1], state[2], state[3]};
-    take_steps(next, words, std::make_index_sequence<kSteps>());
+    take_round<0>(next, words);
+    take_round<1>(next, words);
+    take_round<2>(next, words);
+    take_round<3>(next, words);
     for (size_t i = 0; i < kDigestWords; ++i) {
       state[i] += next[i];
     }

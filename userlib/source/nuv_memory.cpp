@@ -5,6 +5,7 @@
 #include <stdlib.h>
 
 #include "contract.h"
+#include "memory_block.h"
 
 namespace {
 
@@ -20,13 +21,6 @@ void release(void* addr, uint32_t /*size*/) {
 
 // Stands in for the free function that a block came without: to lose the block does less harm than to guess.
 void keep(void* /*addr*/, uint32_t /*size*/) {}
-
-struct Hook {
-  NUV_MemoryAlloc alloc;
-  NUV_MemoryFree free;
-};
-
-constinit Hook g_hook = {allocate, release};
 
 // Makes a block that broke the invariant, and was reported for it, one that later operations can rely on: nobody reads
 // m_uSize bytes at null, and destruct has a function to call.
@@ -46,18 +40,20 @@ bool holds(const Memory& memory, uint32_t size, uint32_t offset) {
 
 }  // namespace
 
+constinit userlib::MemoryHook userlib::g_memory_hook = {allocate, release};
+
 void NUV_installMemoryManager(NUV_MemoryAlloc a_alloc, NUV_MemoryFree a_free) {
   NUV_REQUIRE(0 != a_alloc);
   NUV_REQUIRE(0 != a_free);
   // Half a pair would free blocks with a function that did not make them.
   if (a_alloc != nullptr && a_free != nullptr) {
-    g_hook = {a_alloc, a_free};
+    userlib::g_memory_hook = {a_alloc, a_free};
   }
 }
 
 int32_t NUV_Memory_construct(Memory* a_this, uint32_t a_size) {
   NUV_REQUIRE(0 != a_this);
-  const Hook hook = g_hook;
+  const userlib::MemoryHook hook = userlib::g_memory_hook;
   a_this->m_pAddr = nullptr;
   if (a_size != 0) {
     a_this->m_pAddr = static_cast<uint8_t*>(hook.alloc(a_size));
@@ -73,7 +69,7 @@ int32_t NUV_Memory_construct(Memory* a_this, uint32_t a_size) {
 
 void NUV_Memory_destruct(Memory* a_this) {
   NUV_REQUIRE(0 != a_this);
-  a_this->m_pFree(a_this->m_pAddr, a_this->m_uSize);
+  userlib::release_block(*a_this);
 }
 
 uint32_t NUV_Memory_size(const Memory* a_this) {
@@ -113,14 +109,9 @@ void NUV_Memory_swap(Memory* a_this, Memory* a_src) {
 void NUV_Memory_move(Memory* a_this, Memory* a_src) {
   NUV_REQUIRE(0 != a_this);
   NUV_REQUIRE(0 != a_src);
-  if (a_src == nullptr) {
-    return;
+  if (a_src != nullptr) {
+    userlib::move_block(*a_this, *a_src);
   }
-  Memory old;
-  NUV_Memory_construct(&old, 0);
-  NUV_Memory_swap(a_this, &old);
-  NUV_Memory_swap(a_this, a_src);
-  NUV_Memory_destruct(&old);
 }
 
 uint8_t* NUV_Memory_get(const Memory* a_this, uint32_t a_size, uint32_t a_offset) {

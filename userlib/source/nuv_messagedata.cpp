@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "contract.h"
+#include "memory_block.h"
 
 namespace {
 
@@ -12,14 +13,13 @@ constexpr char kFamily[] = "nuv_messagedata";
 
 int32_t NUV_MessageData_construct(MessageData* a_this) {
   NUV_REQUIRE(((void *)0) != a_this);
-  a_this->m_iType = NUV_MESSAGEDATA_NONE;
-  NUV_Memory_construct(&a_this->m_oData, 0);
+  *a_this = {NUV_MESSAGEDATA_NONE, userlib::empty_block()};
   return 1;
 }
 
 void NUV_MessageData_destruct(MessageData* a_this) {
   NUV_REQUIRE(((void *)0) != a_this);
-  NUV_Memory_destruct(&a_this->m_oData);
+  userlib::release_block(a_this->m_oData);
 }
 
 int32_t NUV_MessageData_type(const MessageData* a_this) {
@@ -39,17 +39,15 @@ void NUV_MessageData_set(MessageData* a_this, int32_t a_type, Memory* a_data) {
     return;
   }
   a_this->m_iType = a_type;
-  NUV_Memory_move(&a_this->m_oData, a_data);
+  userlib::move_block(a_this->m_oData, *a_data);
 }
 
 void NUV_MessageData_swap(MessageData* a_this, MessageData* a_src) {
   NUV_REQUIRE(((void *)0) != a_this);
   NUV_REQUIRE(((void *)0) != a_src);
-  if (a_src == nullptr) {
-    return;
+  if (a_src != nullptr) {
+    std::swap(*a_this, *a_src);
   }
-  std::swap(a_this->m_iType, a_src->m_iType);
-  NUV_Memory_swap(&a_this->m_oData, &a_src->m_oData);
 }
 
 void NUV_MessageData_move(MessageData* a_this, MessageData* a_src) {
@@ -58,9 +56,8 @@ void NUV_MessageData_move(MessageData* a_this, MessageData* a_src) {
   if (a_src == nullptr) {
     return;
   }
-  MessageData old;
-  NUV_MessageData_construct(&old);
-  NUV_MessageData_swap(a_this, &old);
-  NUV_MessageData_swap(a_this, a_src);
-  NUV_MessageData_destruct(&old);
+  const MessageData old = *a_this;
+  *a_this = *a_src;
+  *a_src = {NUV_MESSAGEDATA_NONE, userlib::empty_block()};
+  userlib::release_block(old.m_oData);
 }

@@ -1,7 +1,11 @@
 #include "nuv_select.h"
 
+#include <algorithm>
+
 #include "contract.h"
+#include "nuv_selectset_internal.h"
 #include "nuv_time.h"
+#include "nuv_timeoutset_internal.h"
 
 namespace {
 
@@ -53,12 +57,26 @@ void remove_receiver(Select* a_this, const Kind& kind, uint32_t event_type, int3
   NUV_SelectSet_removeReceiver(set, fd);
 }
 
-uint32_t set_timer(Select* a_this, const timeval& time, void* arg1, uint32_t arg2, uint8_t temp,
-                   NUV_TimeoutRecvFunc a_recvfunc) {
+// Adds a timer the long way, with every report that is due.
+template <uint8_t kTemp>
+[[gnu::cold, gnu::noinline]] uint32_t set_timer_checked(Select* a_this, timeval time, void* arg1, uint32_t arg2,
+                                                        NUV_TimeoutRecvFunc a_recvfunc) {
   NUV_REQUIRE(((void *)0) != a_this);
   NUV_REQUIRE(1 == NUV_TimeoutSet_available( &a_this->m_oTimeout));
   NUV_REQUIRE_TEXT(a_recvfunc != nullptr, "((void *)0) != a_recvfunc");
-  return NUV_TimeoutSet_setReceiver(&a_this->m_oTimeout, time, arg1, arg2, temp, a_recvfunc);
+  return NUV_TimeoutSet_setReceiver(&a_this->m_oTimeout, time, arg1, arg2, kTemp, a_recvfunc);
+}
+
+// Where all contracts hold there is nothing to report, neither here nor by the timer set and its pool.
+template <uint8_t kTemp>
+uint32_t set_timer(Select* a_this, timeval time, void* arg1, uint32_t arg2, NUV_TimeoutRecvFunc a_recvfunc) {
+  if (a_this != nullptr && a_recvfunc != nullptr) {
+    const uint32_t id = userlib::try_add_timer(a_this->m_oTimeout, time, arg1, arg2, kTemp, a_recvfunc);
+    if (id < NUV_TIMEOUTSET_SIZE) {
+      return id;
+    }
+  }
+  return set_timer_checked<kTemp>(a_this, time, arg1, arg2, a_recvfunc);
 }
 
 // The three sets of one event type, in the order in which a cycle serves them.
@@ -69,27 +87,102 @@ struct CycleSets {
   SelectSet& read;
   SelectSet& write;
   SelectSet& except;
-
-  uint32_t receivers() const { return read.m_uCount + write.m_uCount + except.m_uCount; }
 };
+
+uint32_t receivers(const Select& reactor, uint32_t event_type) {
+  return reactor.m_oRead[event_type].m_uCount + reactor.m_oWrite[event_type].m_uCount +
+         reactor.m_oExcept[event_type].m_uCount;
+}
 
 // What select() is asked for and what it answers.
 struct ReadySets {
-  ReadySets() {
-    FD_ZERO(&read);
-    FD_ZERO(&write);
-    FD_ZERO(&except);
-  }
-
   fd_set read;
   fd_set write;
   fd_set except;
 };
 
+// Fills in the descriptors of all receivers, and tells whether the purge will take any of these.
+bool fill(const CycleSets& sets, ReadySets& asked) {
+  FD_ZERO(&asked.read);
+  FD_ZERO(&asked.write);
+  FD_ZERO(&asked.except);
+  const bool read_leaves = userlib::fill_fd_set(sets.read, asked.read);
+  const bool write_leaves = userlib::fill_fd_set(sets.write, asked.write);
+  const bool except_leaves = userlib::fill_fd_set(sets.except, asked.except);
+  return read_leaves || write_leaves || except_leaves;
+}
+
+int32_t ask(ReadySets& sets, timeval* wait) {
+  // A signal ends the wait like anything else: the caller's loop comes back here, after the timers have been served.
+  return select(FD_SETSIZE, &sets.read, &sets.write, &sets.except, wait);
+}
+
+// Other threads may have reactors of their own: what they share is read and written in one piece each.
+template <typename T>
+T load(const T& shared) {
+  return __atomic_load_n(&shared, __ATOMIC_RELAXED);
+}
+
+template <typename T>
+void store(T& shared, T value) {
+  __atomic_store_n(&shared, value, __ATOMIC_RELAXED);
+}
+
+// Says when to look without a wait first. A select() that may sleep queues up at every descriptor on its way to the one
+// that is ready, which costs several times as much as looking at them all. So while events come in faster than they are
+// served, the reactor looks first. A look in vain has its price, too: after one, some cycles in a row must have events
+// before the next, and twice as many after every further one. A daemon that mostly sleeps comes to a look in a thousand
+// events.
+//
+// This is about one reactor of the process, the one that had the last events. Another one takes over with its first.
+constexpr uint32_t kFirstPatience = 16;
+constexpr uint32_t kMostPatience = 1024;
+
+struct Rhythm {
+  const Select* reactor;
+  uint32_t streak;    // cycles with events since the last cycle without, or the last look in vain
+  uint32_t patience;  // the streak from which on to look first
+};
+
+constinit Rhythm g_rhythm = {nullptr, 0, kFirstPatience};
+
+void learn_anew(const Select* reactor) {
+  store(g_rhythm.reactor, reactor);
+  store(g_rhythm.streak, 0U);
+  store(g_rhythm.patience, kFirstPatience);
+}
+
+bool looks_first(const Select& reactor) {
+  return load(g_rhythm.reactor) == &reactor && load(g_rhythm.streak) >= load(g_rhythm.patience);
+}
+
+void note_look(bool is_in_vain) {
+  if (is_in_vain) {
+    store(g_rhythm.streak, 0U);
+    store(g_rhythm.patience, std::min(2 * load(g_rhythm.patience), kMostPatience));
+  } else {
+    store(g_rhythm.patience, 1U);
+  }
+}
+
+void note_cycle(const Select& reactor, bool has_events) {
+  if (load(g_rhythm.reactor) != &reactor) {
+    if (!has_events) {
+      return;
+    }
+    learn_anew(&reactor);
+  }
+  store(g_rhythm.streak, has_events ? std::min(load(g_rhythm.streak) + 1, kMostPatience) : 0U);
+}
+
+bool is_ahead(const timeval& time) {
+  return time.tv_sec >= 0 && time.tv_usec >= 0 && (time.tv_sec != 0 || time.tv_usec != 0);
+}
+
 // Dispatches one set and keeps the two accounts. Tells whether the budget still allows to go on. The budget may wrap
 // past zero, because a set fires all of its ready receivers or none; it is unlimited if it lands on that value.
 bool dispatch(SelectSet& set, const fd_set& ready, int64_t& remaining, uint32_t& budget) {
-  const uint32_t fired = NUV_SelectSet_process(&set, budget, &ready);
+  const uint32_t fired = userlib::dispatch_fd_set(set, budget, ready);
   remaining -= fired;
   if (budget == kUnlimited) {
     return true;
@@ -137,33 +230,60 @@ void serve_timers(Select& reactor, uint32_t budget) {
   }
 }
 
-void purge(const CycleSets& sets, TimeoutSet& timers, const ReadySets& ready) {
+void purge(const CycleSets& sets, const ReadySets& ready) {
   NUV_SelectSet_internalRemoveDeleted(&sets.read, &ready.read);
   NUV_SelectSet_internalRemoveDeleted(&sets.write, &ready.write);
   NUV_SelectSet_internalRemoveDeleted(&sets.except, &ready.except);
-  NUV_TimeoutSet_internalRemoveDeleted(&timers);
 }
 
-// One select() and what follows from it.
+// Looks at what is there already. False: nothing, so wait. Whatever else it meets ends the wait before it begins: a signal
+// must not be slept over.
+bool look(const CycleSets& sets, ReadySets& ready, int32_t& ready_count) {
+  timeval no_wait = {0, 0};
+  ready_count = ask(ready, &no_wait);
+  if (ready_count >= 0) {
+    note_look(/*is_in_vain=*/ready_count == 0);
+  }
+  if (ready_count != 0) {
+    return true;
+  }
+  fill(sets, ready);  // the answer has emptied them
+  return false;
+}
+
+int32_t wait_for_events(const Select& reactor, const CycleSets& sets, ReadySets& ready, timeval* wait) {
+  int32_t ready_count = 0;
+  if (!looks_first(reactor) || !look(sets, ready, ready_count)) {
+    ready_count = ask(ready, wait);
+  }
+  note_cycle(reactor, ready_count > 0);
+  return ready_count;
+}
+
+// One select(), or two, and what follows.
 int32_t run_cycle(Select& reactor, uint32_t event_type, timeval* wait, bool with_timers, uint32_t budget) {
   const CycleSets sets(reactor, event_type);
+  const uint32_t departures = userlib::departures();
   ReadySets ready;
-  NUV_SelectSet_setFdSet(&sets.read, &ready.read);
-  NUV_SelectSet_setFdSet(&sets.write, &ready.write);
-  NUV_SelectSet_setFdSet(&sets.except, &ready.except);
+  const bool has_leaving = fill(sets, ready);
 
   timeval bound = wait != nullptr ? *wait : timeval{999999, 999999};
   if (with_timers && NUV_TimeoutSet_setTimeout(&reactor.m_oTimeout, &bound) == 1) {
     wait = &bound;
   }
-  // A signal ends the wait like anything else: the caller's loop comes back here, after the timers have been served.
-  const int32_t ready_count = select(FD_SETSIZE, &ready.read, &ready.write, &ready.except, wait);
+  // The caller's own timeval goes to select() for sure, which tells the rest of the wait there. Without a wait there is
+  // nothing to spare.
+  const bool may_look = wait == nullptr || (wait == &bound && is_ahead(bound));
+  const int32_t ready_count = may_look ? wait_for_events(reactor, sets, ready, wait) : ask(ready, wait);
 
   budget = dispatch_all(sets, ready, ready_count, budget);
   if (with_timers) {
     serve_timers(reactor, budget);
   }
-  purge(sets, reactor.m_oTimeout, ready);
+  if (has_leaving || userlib::departures() != departures) {
+    purge(sets, ready);
+  }
+  NUV_TimeoutSet_internalRemoveDeleted(&reactor.m_oTimeout);
   return ready_count;
 }
 
@@ -171,6 +291,9 @@ int32_t run_cycle(Select& reactor, uint32_t event_type, timeval* wait, bool with
 
 int32_t NUV_Select_construct(Select* a_this) {
   NUV_REQUIRE(((void *)0) != a_this);
+  if (load(g_rhythm.reactor) == a_this) {
+    learn_anew(nullptr);
+  }
   for (uint32_t event_type = 0; event_type < kEventTypes; ++event_type) {
     NUV_SelectSet_construct(&a_this->m_oRead[event_type]);
     NUV_SelectSet_construct(&a_this->m_oWrite[event_type]);
@@ -315,12 +438,12 @@ void NUV_Select_internalRemoveExcept(Select* a_this, uint32_t a_event_type, int3
 
 uint32_t NUV_Select_setTimeout(Select* a_this, struct timeval a_time, void* a_arg1, uint32_t a_arg2,
                                NUV_TimeoutRecvFunc a_recvfunc) {
-  return set_timer(a_this, a_time, a_arg1, a_arg2, kStays, a_recvfunc);
+  return set_timer<kStays>(a_this, a_time, a_arg1, a_arg2, a_recvfunc);
 }
 
 uint32_t NUV_Select_setTempTimeout(Select* a_this, struct timeval a_time, void* a_arg1, uint32_t a_arg2,
                                    NUV_TimeoutRecvFunc a_recvfunc) {
-  return set_timer(a_this, a_time, a_arg1, a_arg2, kOneCycle, a_recvfunc);
+  return set_timer<kOneCycle>(a_this, a_time, a_arg1, a_arg2, a_recvfunc);
 }
 
 void NUV_Select_removeTimeout(Select* a_this, uint32_t a_id) {
@@ -337,8 +460,8 @@ void NUV_Select_updateTimeout(Select* a_this, uint32_t a_id, struct timeval a_ti
 
 int32_t NUV_Select_process(Select* a_this, struct timeval* a_timeout) {
   NUV_REQUIRE(((void *)0) != a_this);
-  const uint32_t internal = CycleSets(*a_this, NUV_SELECT_INTERNAL).receivers();
-  const uint32_t external = CycleSets(*a_this, NUV_SELECT_EXTERNAL).receivers();
+  const uint32_t internal = receivers(*a_this, NUV_SELECT_INTERNAL);
+  const uint32_t external = receivers(*a_this, NUV_SELECT_EXTERNAL);
   if (a_timeout == nullptr && external == 0 && a_this->m_oTimeout.m_uCount == 0) {
     // Nothing can end this turn but an internal descriptor, so there is no need to poll.
     return internal == 0 ? 0 : run_cycle(*a_this, NUV_SELECT_INTERNAL, nullptr, /*with_timers=*/false, kUnlimited);

@@ -3,10 +3,13 @@
 
 #include "nuv_selectset.h"
 
+#include <type_traits>
+
 #include <assert.h>
 #include <stdlib.h>
 
 #include "contract.h"
+#include "nuv_selectset_internal.h"
 
 namespace {
 
@@ -14,14 +17,47 @@ constexpr char kFamily[] = "nuv_selectset";
 
 constexpr uint32_t kCapacity = NUV_SELECTSET_SIZE;
 
-// The fd_set macros index an array without a test (or abort, in fortified builds), so that every descriptor passes
-// here.
+using Word = std::remove_extent_t<decltype(fd_set::fds_bits)>;
+using Bits = std::make_unsigned_t<Word>;
+
+constexpr uint32_t kBitsPerWord = 8 * sizeof(Word);
+constexpr uint32_t kAll = UINT32_MAX;
+
+uint32_t g_departures = 0;
+
+// In one piece: whoever compares the count with an earlier one must find its own additions in it, even where reactors of
+// several threads share it.
+void note_departure() {
+  __atomic_fetch_add(&g_departures, 1U, __ATOMIC_RELAXED);
+}
+
+// The fd_set macros index an array without a test, or call a function that aborts in fortified builds. Here every
+// descriptor passes this test before, so that the words can be used as they are.
 bool fits(int32_t fd) {
-  return fd >= 0 && fd < FD_SETSIZE;
+  return static_cast<uint32_t>(fd) < FD_SETSIZE;
+}
+
+size_t word_of(int32_t fd) {
+  return static_cast<uint32_t>(fd) / kBitsPerWord;
+}
+
+Bits bit_of(int32_t fd) {
+  return Bits{1} << (static_cast<uint32_t>(fd) % kBitsPerWord);
 }
 
 bool is_ready(const NUV_SelectRecv& receiver, const fd_set& ready) {
-  return fits(receiver.m_iFd) && FD_ISSET(receiver.m_iFd, &ready);
+  return fits(receiver.m_iFd) &&
+         (static_cast<Bits>(ready.fds_bits[word_of(receiver.m_iFd)]) & bit_of(receiver.m_iFd)) != 0;
+}
+
+uint32_t count(const fd_set& ready) {
+  uint32_t total = 0;
+  for (const Word word : ready.fds_bits) {
+    for (auto bits = static_cast<Bits>(word); bits != 0; bits &= bits - 1) {
+      ++total;
+    }
+  }
+  return total;
 }
 
 NUV_SelectRecv* find(const SelectSet& set, int32_t fd) {
@@ -74,6 +110,7 @@ void remove_now(SelectSet& set, const NUV_SelectRecv* a_selectrecv) {
 void mark_removed(NUV_SelectRecv* receiver) {
   if (receiver != nullptr) {
     receiver->m_bDeleted = 1;
+    note_departure();
   }
 }
 
@@ -84,7 +121,50 @@ void fire(const NUV_SelectRecv& receiver) {
   }
 }
 
+// Walks the list until so many receivers were met whose descriptors are ready, removed ones included.
+uint32_t fire_ready(SelectSet& set, uint32_t budget, const fd_set& ready, uint32_t to_meet) {
+  // A dispatch inside a dispatch must not end the outer one: no record may be freed while that one still walks the
+  // list.
+  const uint8_t processing = set.m_bProcessing;
+  set.m_bProcessing = 1;
+  uint32_t fired = 0;
+  const NUV_SelectRecv* next = nullptr;
+  for (const NUV_SelectRecv* receiver = set.m_pFirst; receiver != nullptr && to_meet != 0; receiver = next) {
+    next = receiver->m_pNext;
+    if (!is_ready(*receiver, ready)) {
+      continue;
+    }
+    --to_meet;
+    if (receiver->m_bDeleted == 0 && budget != 0) {
+      fire(*receiver);
+      ++fired;
+    }
+  }
+  set.m_bProcessing = processing;
+  return fired;
+}
+
 }  // namespace
+
+uint32_t userlib::departures() {
+  return __atomic_load_n(&g_departures, __ATOMIC_RELAXED);
+}
+
+bool userlib::fill_fd_set(const SelectSet& set, fd_set& asked) {
+  unsigned leaving = 0;
+  for (const NUV_SelectRecv* receiver = set.m_pFirst; receiver != nullptr; receiver = receiver->m_pNext) {
+    leaving |= unsigned{receiver->m_bDeleted} | receiver->m_bTemp;
+    if (fits(receiver->m_iFd)) {
+      Word& word = asked.fds_bits[word_of(receiver->m_iFd)];
+      word = static_cast<Word>(static_cast<Bits>(word) | bit_of(receiver->m_iFd));
+    }
+  }
+  return leaving != 0;
+}
+
+uint32_t userlib::dispatch_fd_set(SelectSet& set, uint32_t budget, const fd_set& ready) {
+  return set.m_pFirst != nullptr ? fire_ready(set, budget, ready, count(ready)) : 0;
+}
 
 int32_t NUV_SelectSet_construct(SelectSet* a_this) {
   NUV_REQUIRE(((void *)0) != a_this);
@@ -118,6 +198,9 @@ NUV_SelectRecv* NUV_SelectSet_setReceiver(SelectSet* a_this, int32_t a_fd, void*
     return nullptr;
   }
   *receiver = {a_fd, a_arg1, a_arg2, a_temp, /*m_bDeleted=*/0, a_recvfunc, receiver->m_pNext};
+  if (a_temp != 0) {
+    note_departure();
+  }
   return receiver;
 }
 
@@ -139,11 +222,7 @@ void NUV_SelectSet_setFdSet(const SelectSet* a_this, fd_set* a_fdset) {
   if (a_fdset == nullptr) {
     return;
   }
-  for (const NUV_SelectRecv* receiver = a_this->m_pFirst; receiver != nullptr; receiver = receiver->m_pNext) {
-    if (fits(receiver->m_iFd)) {
-      FD_SET(receiver->m_iFd, a_fdset);
-    }
-  }
+  userlib::fill_fd_set(*a_this, *a_fdset);
 }
 
 uint32_t NUV_SelectSet_process(SelectSet* a_this, uint32_t a_budget, const fd_set* a_fdset) {
@@ -152,21 +231,7 @@ uint32_t NUV_SelectSet_process(SelectSet* a_this, uint32_t a_budget, const fd_se
   if (a_fdset == nullptr) {
     return 0;
   }
-  // A dispatch inside a dispatch must not end the outer one: no record may be freed while that one still walks the
-  // list.
-  const uint8_t processing = a_this->m_bProcessing;
-  a_this->m_bProcessing = 1;
-  uint32_t fired = 0;
-  const NUV_SelectRecv* next = nullptr;
-  for (const NUV_SelectRecv* receiver = a_this->m_pFirst; receiver != nullptr; receiver = next) {
-    next = receiver->m_pNext;
-    if (receiver->m_bDeleted == 0 && a_budget != 0 && is_ready(*receiver, *a_fdset)) {
-      fire(*receiver);
-      ++fired;
-    }
-  }
-  a_this->m_bProcessing = processing;
-  return fired;
+  return fire_ready(*a_this, a_budget, *a_fdset, kAll);
 }
 
 void NUV_SelectSet_internalRemoveDeleted(SelectSet* a_this, const fd_set* a_fdset) {

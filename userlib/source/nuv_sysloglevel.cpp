@@ -1,6 +1,11 @@
 #include "nuv_sysloglevel.h"
 
+#include <algorithm>
+
+#include <langinfo.h>
 #include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
 #include <sys/time.h>
 #include <time.h>
 #include <unistd.h>
@@ -20,9 +25,36 @@ Timestamp::Timestamp() : text{} {
   getTimestamp(text, sizeof text);
 }
 
+Decimal::Decimal(uint32_t number) {
+  char* first = digits_ + sizeof digits_ - 1;
+  *first = '\0';
+  do {
+    *--first = static_cast<char>('0' + number % 10);
+    number /= 10;
+  } while (number != 0);
+  text = first;
+}
+
+void print_line(std::initializer_list<const char*> texts) {
+  char line[640];  // room for what the macros of daemons write
+  size_t length = 0;
+  for (const char* text : texts) {
+    for (; *text != '\0'; ++text) {
+      if (length == sizeof line) {
+        fwrite(line, 1, length, stdout);
+        length = 0;
+      }
+      line[length++] = *text;
+    }
+  }
+  fwrite(line, 1, length, stdout);
+}
+
 }  // namespace userlib
 
+using userlib::Decimal;
 using userlib::g_trace_output;
+using userlib::print_line;
 using userlib::SyslogLine;
 using userlib::text_or_empty;
 using userlib::Timestamp;
@@ -30,6 +62,51 @@ using userlib::Timestamp;
 namespace {
 
 constexpr uint32_t kDateLength = 15;  // "%b %e %H:%M:%S", and the place of the milliseconds
+
+// The date that was worked out last. To work one out takes longer than all else about a line, and looks for the file of
+// the time zone each time where TZ is not set. It is good for its second, as long as neither TZ nor the locale changes.
+struct Date {
+  time_t second;
+  const char* months;  // the locale's; null: there is no date
+  char zone[40];       // what TZ was
+  char text[64];
+};
+
+constinit Date g_date = {};
+
+constexpr char kNoZone[] = "\n";  // TZ is not set; nobody sets it to this
+
+// Works out a date, and keeps it unless that fails or TZ is too long to be kept.
+const char* work_out_date(time_t second, const char* months, const char* zone) {
+  g_date.months = nullptr;
+  tm local = {};
+  tzset();  // localtime_r() need not look at TZ by itself
+  if (localtime_r(&second, &local) == nullptr ||
+      strftime(g_date.text, sizeof g_date.text, "%b %e %H:%M:%S", &local) == 0) {
+    return "";
+  }
+  if (strlen(zone) < sizeof g_date.zone) {
+    userlib::store_text(g_date.zone, zone);
+    g_date.second = second;
+    g_date.months = months;
+  }
+  return g_date.text;
+}
+
+const char* local_date(time_t second) {
+  const char* months = nl_langinfo(ABMON_1);
+  const char* zone = getenv("TZ");
+  if (zone == nullptr) {
+    zone = kNoZone;
+  }
+  const bool is_kept = g_date.second == second && g_date.months == months && strcmp(g_date.zone, zone) == 0;
+  return is_kept ? g_date.text : work_out_date(second, months, zone);
+}
+
+// The last digit of a number.
+char digit(uint32_t number) {
+  return static_cast<char>('0' + number % 10);
+}
 
 }  // namespace
 
@@ -44,13 +121,17 @@ void getTimestamp(char* s, uint32_t size) {
   }
   timeval now = {};
   gettimeofday(&now, nullptr);
-  tm local = {};
-  tzset();  // localtime_r() need not look at TZ by itself
-  if (localtime_r(&now.tv_sec, &local) == nullptr || strftime(s, size - 1, "%b %e %H:%M:%S", &local) == 0) {
-    s[0] = '\0';
+  const char* date = local_date(now.tv_sec);
+  const size_t length = strlen(date);
+  if (length == 0 || length + 1 >= size) {
     return;
   }
-  snprintf(s + kDateLength, size - kDateLength - 1, ":%03ld", static_cast<long>(now.tv_usec / 1000));
+  memcpy(s, date, length + 1);
+  const auto milliseconds = static_cast<uint32_t>(now.tv_usec / 1000);
+  const char tail[] = {':', digit(milliseconds / 100), digit(milliseconds / 10), digit(milliseconds)};
+  const size_t room = std::min<size_t>(size - kDateLength - 2, sizeof tail);
+  memcpy(s + kDateLength, tail, room);
+  s[kDateLength + room] = '\0';
 }
 
 void NUV_Sysloglevel_set(uint32_t a_flag) {
@@ -73,7 +154,7 @@ void NUV_Sysloglevel_assert(const char* a_file, uint32_t a_line, const char* a_t
   }
   if (g_trace_output.console != 0) {
     const Timestamp now;
-    printf("%s: %s: %s:%u   %s\n", now.text, "error", file, a_line, text);
+    print_line({now.text, ": error: ", file, ":", Decimal(a_line).text, "   ", text, "\n"});
   }
 }
 
@@ -86,6 +167,6 @@ void NUV_Sysloglevel_statusinfo(const char* a_ident, const char* a_text) {
   }
   if (g_trace_output.console != 0) {
     const Timestamp now;
-    printf("%s %s\n", now.text, text);
+    print_line({now.text, " ", text, "\n"});
   }
 }

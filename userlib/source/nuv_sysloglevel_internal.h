@@ -4,6 +4,7 @@
 #define USERLIB_SOURCE_NUV_SYSLOGLEVEL_INTERNAL_H
 
 #include <array>
+#include <initializer_list>
 
 #include <stdint.h>
 #include <syslog.h>
@@ -33,6 +34,23 @@ struct Timestamp {
   Timestamp();
   char text[26];
 };
+
+// A number as its line shows it.
+class Decimal {
+ public:
+  explicit Decimal(uint32_t number);
+  Decimal(const Decimal&) = delete;
+  Decimal& operator=(const Decimal&) = delete;
+
+  const char* text;
+
+ private:
+  char digits_[11];
+};
+
+// Prints texts behind each other on standard output, in one go unless they are very long: printf() takes twice as long to
+// put a line together.
+void print_line(std::initializer_list<const char*> texts);
 
 // Opens the system log under the daemon's ident for as long as one line takes.
 class SyslogLine {

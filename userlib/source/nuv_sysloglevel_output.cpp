@@ -6,7 +6,9 @@
 #include "nuv_sysloglevel_internal.h"
 #include "text.h"
 
+using userlib::Decimal;
 using userlib::g_trace_output;
+using userlib::print_line;
 using userlib::SyslogLine;
 using userlib::text_or_empty;
 using userlib::Timestamp;
@@ -69,7 +71,8 @@ void write_located(int module, uint32_t type, int priority, Place where, const c
   }
   if (goes_to_console(module, type)) {
     const Timestamp now;
-    printf("%s:%s:%s: %s:%u   %s\n", now.text, type_name, module_name, where.file, where.line, text);
+    const Decimal line(where.line);
+    print_line({now.text, ":", type_name, ":", module_name, ": ", where.file, ":", line.text, "   ", text, "\n"});
   }
 }
 
@@ -91,7 +94,7 @@ void write_short(int module, uint32_t type, int priority, const char* text) {
   }
   if (goes_to_console(module, type)) {
     const Timestamp now;
-    printf("%s:%s:%s   %s\n", now.text, type_name, module_name, text);
+    print_line({now.text, ":", type_name, ":", module_name, "   ", text, "\n"});
   }
 }
 
@@ -111,7 +114,7 @@ void write_dump_line(int module, const char* title, const char* hex) {
   }
   if (goes_to_console(module, NUV_SYSLOGLEVEL_DUMP)) {
     const Timestamp now;
-    printf("%s:%s:%s: %s: %s\n", now.text, type_name, NUV_Sysloglevel_getModulName(module), title, hex);
+    print_line({now.text, ":", type_name, ":", NUV_Sysloglevel_getModulName(module), ": ", title, ": ", hex, "\n"});
   }
 }
 
@@ -164,7 +167,7 @@ void NUV_Sysloglevel_guioutput(int a_ModulHandle, const char* /*a_file*/, uint32
   }
   if (goes_to_console(a_ModulHandle, NUV_SYSLOGLEVEL_GUIOUTPUT)) {
     const Timestamp now;
-    printf("%s:%s: %s\n", now.text, NUV_Sysloglevel_getModulName(a_ModulHandle), text);
+    print_line({now.text, ":", NUV_Sysloglevel_getModulName(a_ModulHandle), ": ", text, "\n"});
   }
 }
 
@@ -191,8 +194,10 @@ void NUV_Sysloglevel_tracemf(int a_ModulHandle, const char* a_fromName, uint32_t
   }
   if (goes_to_console(a_ModulHandle, NUV_SYSLOGLEVEL_TRACEMF)) {
     const Timestamp now;
-    printf("%s:%s: %s:%u -->%s--> %s:%u  %s\n", now.text, type_name, from, a_fromNumber, message, to, a_toNumber,
-           direction);
+    const Decimal from_number(a_fromNumber);
+    const Decimal to_number(a_toNumber);
+    print_line({now.text, ":", type_name, ": ", from, ":", from_number.text, " -->", message, "--> ", to, ":",
+                to_number.text, "  ", direction, "\n"});
   }
 }
 

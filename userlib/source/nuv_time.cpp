@@ -3,15 +3,16 @@
 #include <errno.h>
 #include <stdlib.h>
 
+#include "timeval_arithmetic.h"
+
 namespace {
 
 // Standard time "MEZ", one hour ahead of UTC; summer time "MESZ" from the last Sunday of March at 02:00 to the last
 // Sunday of October at 03:00. The environment refers to this very text, so it must live as long as the process.
 constexpr char kZoneRule[] = "TZ=MEZ-1MESZ,M3.5.0,M10.5.0/3";
 
-using Microseconds = decltype(timeval::tv_usec);
-
-constexpr Microseconds kMicrosecondsPerSecond = 1000000;
+using userlib::kMicrosecondsPerSecond;
+using userlib::Microseconds;
 
 void use_local_zone() {
   putenv(const_cast<char*>(kZoneRule));
@@ -46,6 +47,23 @@ int32_t compare(Integer a, Integer b) {
 }
 
 }  // namespace
+
+[[gnu::cold]] void userlib::subtract_any(timeval& a, const timeval& b) {
+  time_t seconds = b.tv_sec;
+  Microseconds microseconds = b.tv_usec;
+  if (a.tv_usec < microseconds) {
+    const Microseconds borrowed = wrapping_sub(microseconds, a.tv_usec) / kMicrosecondsPerSecond + 1;
+    microseconds = wrapping_sub(microseconds, wrapping_mul(borrowed, kMicrosecondsPerSecond));
+    seconds = wrapping_add<time_t>(seconds, borrowed);
+  }
+  if (wrapping_sub(a.tv_usec, microseconds) > kMicrosecondsPerSecond) {
+    const Microseconds carried = wrapping_sub(a.tv_usec, microseconds) / kMicrosecondsPerSecond;
+    microseconds = wrapping_add(microseconds, carried * kMicrosecondsPerSecond);
+    seconds = wrapping_sub<time_t>(seconds, carried);
+  }
+  a.tv_usec = wrapping_sub(a.tv_usec, microseconds);
+  a.tv_sec = wrapping_sub(a.tv_sec, seconds);
+}
 
 uint32_t NUV_GetTickCount() {
   timespec now;
@@ -100,20 +118,7 @@ void NUV_timeval_inc(struct timeval* a_a, const struct timeval* a_b) {
 }
 
 void NUV_timeval_dec(struct timeval* a_a, const struct timeval* a_b) {
-  time_t seconds = a_b->tv_sec;
-  Microseconds microseconds = a_b->tv_usec;
-  if (a_a->tv_usec < microseconds) {
-    const Microseconds borrowed = wrapping_sub(microseconds, a_a->tv_usec) / kMicrosecondsPerSecond + 1;
-    microseconds = wrapping_sub(microseconds, wrapping_mul(borrowed, kMicrosecondsPerSecond));
-    seconds = wrapping_add<time_t>(seconds, borrowed);
-  }
-  if (wrapping_sub(a_a->tv_usec, microseconds) > kMicrosecondsPerSecond) {
-    const Microseconds carried = wrapping_sub(a_a->tv_usec, microseconds) / kMicrosecondsPerSecond;
-    microseconds = wrapping_add(microseconds, carried * kMicrosecondsPerSecond);
-    seconds = wrapping_sub<time_t>(seconds, carried);
-  }
-  a_a->tv_usec = wrapping_sub(a_a->tv_usec, microseconds);
-  a_a->tv_sec = wrapping_sub(a_a->tv_sec, seconds);
+  userlib::subtract(*a_a, *a_b);
 }
 
 int32_t NUV_timeval_cmp(const struct timeval* a_a, const struct timeval* a_b) {

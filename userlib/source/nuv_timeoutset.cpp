@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <span>
+#include <type_traits>
 
 #include "contract.h"
-#include "nuv_time.h"
+#include "nuv_timeoutset_internal.h"
+#include "timeval_arithmetic.h"
 
 namespace {
 
@@ -19,6 +21,10 @@ auto receivers(Set& set) {
 }
 
 NUV_TimeoutRecv* find(TimeoutSet& set, uint32_t id) {
+  // A timer stands in the slot of its id until one before it goes.
+  if (id < set.m_uCount && set.m_rgRecv[id].m_uId == id) {
+    return &set.m_rgRecv[id];
+  }
   const auto all = receivers(set);
   const auto found = std::find_if(all.begin(), all.end(), [id](const auto& timer) { return timer.m_uId == id; });
   return found != all.end() ? &*found : nullptr;
@@ -26,40 +32,64 @@ NUV_TimeoutRecv* find(TimeoutSet& set, uint32_t id) {
 
 // Takes the timer out; the last one moves into its slot, unless it is the last one itself.
 void remove(TimeoutSet& set, NUV_TimeoutRecv& timer) {
-  NUV_IndexPool_release(&set.m_oIdPool, timer.m_uId);
+  if (!userlib::try_release(set.m_oIdPool, timer.m_uId)) {
+    NUV_IndexPool_release(&set.m_oIdPool, timer.m_uId);  // reports
+  }
   --set.m_uCount;
   timer = set.m_rgRecv[set.m_uCount];
 }
 
-bool is_due(const NUV_TimeoutRecv& timer) {
-  constexpr timeval kNow = {0, 0};
-  return NUV_timeval_cmp(&timer.m_oTime, &kNow) <= 0;
+bool is_due(const timeval& time) {
+  return time.tv_sec < 0 || (time.tv_sec == 0 && time.tv_usec <= 0);
 }
 
-// Calls the timer back and tells whether it wants to stay. A timer without a callback, which an error handler that
-// returned has let in, goes.
-bool fire(NUV_TimeoutRecv& timer) {
-  const bool one_shot = timer.m_bTemp != 0;
-  const int32_t result =
-      timer.m_pRecvFunc != nullptr ? timer.m_pRecvFunc(timer.m_pArg1, &timer.m_oTime, timer.m_uArg2) : 0;
-  return result != 0 && !one_shot;
-}
+// Takes the same time from many others.
+class Ageing {
+ public:
+  explicit Ageing(const timeval& elapsed)
+      : elapsed_(elapsed), plain_(is_plain(elapsed.tv_usec) ? userlib::kMicrosecondsPerSecond : 0) {}
 
-// Handles the timer in one slot and tells whether its slot is done with: after a removal it holds the timer that was
-// last.
-bool process_slot(TimeoutSet& set, uint32_t slot, uint32_t& budget, uint32_t& fired, const timeval& elapsed) {
-  NUV_TimeoutRecv& timer = set.m_rgRecv[slot];
-  NUV_timeval_dec(&timer.m_oTime, &elapsed);
-  if (timer.m_bDeleted != 0 || budget == 0 || !is_due(timer)) {
-    return true;
+  // Ages one time as NUV_timeval_dec() does, and tells whether nothing is left of it.
+  bool operator()(timeval& time) const {
+    if (static_cast<Unsigned>(time.tv_usec) >= plain_) {
+      userlib::subtract_any(time, elapsed_);
+      return is_due(time);
+    }
+    // Both have less than a second of microseconds, as nearly always. The seconds may wrap.
+    const userlib::Microseconds difference = time.tv_usec - elapsed_.tv_usec;
+    const bool borrows = difference < 0;
+    time_t seconds;
+    static_cast<void>(__builtin_sub_overflow(time.tv_sec, elapsed_.tv_sec, &seconds));
+    static_cast<void>(__builtin_sub_overflow(seconds, borrows, &seconds));
+    const userlib::Microseconds microseconds = borrows ? difference + userlib::kMicrosecondsPerSecond : difference;
+    time.tv_sec = seconds;
+    time.tv_usec = microseconds;
+    return seconds < 0 || (seconds == 0 && microseconds == 0);
   }
+
+ private:
+  using Unsigned = std::make_unsigned_t<userlib::Microseconds>;
+
+  static bool is_plain(userlib::Microseconds microseconds) {
+    return microseconds >= 0 && microseconds < userlib::kMicrosecondsPerSecond;
+  }
+
+  timeval elapsed_;
+  Unsigned plain_;  // below so many microseconds a time is aged the short way
+};
+
+// What the callback answers. A timer without one, which an error handler that returned has let in, wants to go.
+int32_t call(NUV_TimeoutRecv& timer) {
+  return timer.m_pRecvFunc != nullptr ? timer.m_pRecvFunc(timer.m_pArg1, &timer.m_oTime, timer.m_uArg2) : 0;
+}
+
+// Calls the timer in one slot back, which is due, and tells whether the slot is done with: after a removal it holds the
+// timer that was last.
+bool fire(TimeoutSet& set, uint32_t slot, NUV_TimeoutRecv& timer) {
   const uint32_t id = timer.m_uId;
-  const bool stays = fire(timer);
-  ++fired;
-  if (budget != NUV_TIMEOUT_UNLIMITED) {
-    --budget;
-  }
-  if (stays) {
+  if (timer.m_bTemp != 0) {
+    call(timer);
+  } else if (call(timer) != 0) {
     return true;
   }
   // A callback that purged or processed the set itself may have taken this timer away already.
@@ -92,13 +122,10 @@ uint32_t NUV_TimeoutSet_setReceiver(TimeoutSet* a_this, struct timeval a_time, v
                                     uint8_t a_temp, NUV_TimeoutRecvFunc a_recvfunc) {
   NUV_REQUIRE(((void *)0) != a_this);
   NUV_REQUIRE_TEXT(a_recvfunc != nullptr, "((void *)0) != a_recvfunc");
-  const uint32_t id = NUV_IndexPool_occupy(&a_this->m_oIdPool);
-  // Every timer holds an id of the pool, so a full set has none left to give.
-  if (id < kCapacity) {
-    a_this->m_rgRecv[a_this->m_uCount] = {a_time, a_arg1, a_arg2, a_temp, a_recvfunc, id, /*m_bDeleted=*/0};
-    ++a_this->m_uCount;
-  }
-  return id;
+  const uint32_t id = userlib::try_add_timer(*a_this, a_time, a_arg1, a_arg2, a_temp, a_recvfunc);
+  // Every timer holds an id of the pool, so a full set has none left to give: the pool reports so, and its answer is no
+  // timer's id.
+  return id < kCapacity ? id : NUV_IndexPool_occupy(&a_this->m_oIdPool);
 }
 
 void NUV_TimeoutSet_updateReceiver(TimeoutSet* a_this, uint32_t a_id, struct timeval a_time) {
@@ -127,7 +154,7 @@ int32_t NUV_TimeoutSet_setTimeout(const TimeoutSet* a_this, struct timeval* a_cu
   NUV_REQUIRE(((void *)0) != a_currtimeout);
   if (a_currtimeout != nullptr) {
     for (const NUV_TimeoutRecv& timer : receivers(*a_this)) {
-      if (NUV_timeval_cmp(&timer.m_oTime, a_currtimeout) < 0) {
+      if (userlib::is_less(timer.m_oTime, *a_currtimeout)) {
         *a_currtimeout = timer.m_oTime;
       }
     }
@@ -141,14 +168,20 @@ uint32_t NUV_TimeoutSet_process(TimeoutSet* a_this, uint32_t a_budget, const str
   if (a_currtimeout == nullptr) {
     return 0;
   }
-  const timeval elapsed = *a_currtimeout;
+  const Ageing is_due_after_ageing(*a_currtimeout);
   a_this->m_bProcessing = 1;
   uint32_t fired = 0;
   // The count is read anew for every slot: callbacks add timers, which are handled in the same pass.
+  NUV_TimeoutRecv* timer = a_this->m_rgRecv;
   for (uint32_t slot = 0; slot < a_this->m_uCount;) {
-    if (process_slot(*a_this, slot, a_budget, fired, elapsed)) {
-      ++slot;
+    if (is_due_after_ageing(timer->m_oTime) && timer->m_bDeleted == 0 && fired != a_budget) {
+      ++fired;
+      if (!fire(*a_this, slot, *timer)) {
+        continue;
+      }
     }
+    ++slot;
+    ++timer;
   }
   a_this->m_bProcessing = 0;
   return fired;

@@ -23,13 +23,11 @@ inline size_t print_room(size_t size) {
 // What follows the last "/" or "\" of a source path, or the whole path when it has neither. Both separators count,
 // because a path that a compiler wrote into __FILE__ may come from either kind of build machine.
 inline const char* base_name(const char* path) {
-  const char* name = path;
-  for (const char* p = path; *p != '\0'; ++p) {
-    if (*p == '/' || *p == '\\') {
-      name = p + 1;
-    }
+  for (const char separator : {'/', '\\'}) {
+    const char* last = strrchr(path, separator);
+    path = last != nullptr ? last + 1 : path;
   }
-  return name;
+  return path;
 }
 
 // The first characters of a text, at most so many. The text need not be terminated if it is that long.

@@ -1,0 +1,11 @@
+// One test of a mask behind the border of a shared library, and nothing else.
+#ifndef BENCHMARKS_BARE_TEST_H
+#define BENCHMARKS_BARE_TEST_H
+
+#include <cstdint>
+
+extern uint32_t g_bare_mask;
+
+bool bare_test(uint32_t type);
+
+#endif
