@@ -486,6 +486,15 @@ void add_all(const Scene& scene) {
 [[maybe_unused]] const bool kRegistered = [] {
   const rlimit limit = {4096, 4096};
   setrlimit(RLIMIT_NOFILE, &limit);
+  {
+    // Some peers keep a descriptor for the whole process, from their first loop on. It has to be a low one: a high one would
+    // keep every table large.
+    const Scene scene;
+    const Descriptors fds(scene);
+    const Libuv libuv(scene, fds);
+    const Glib glib(scene, fds);
+    const SdEvent sd_event(scene, fds);
+  }
   for (const int count : {1, 16, 100, 500, 1000}) {
     add_all({.name = "one_of/" + std::to_string(count), .descriptors = count});
   }

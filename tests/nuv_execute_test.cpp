@@ -241,7 +241,7 @@ TEST_F(ExecuteTest, TakesNoSignalForItsParent) {
   action.sa_handler = [](int) { taken = 1; };
   sigaction(SIGUSR1, &action, &before);
   {
-    const support::SignalAtExec signal(SIGUSR1);
+    const support::SignalToClone signal(SIGUSR1);
     EXPECT_EQ(run("exit 7"), 1) << "as if the shell had been there already";
   }
   EXPECT_EQ(taken, 0);

@@ -438,7 +438,7 @@ TEST_F(SysloglevelOutputTest, TimestampTellsZonesApart) {
     const char* text;
   } kCases[] = {
       {"EST5", "Mar  5 04:04:07:042"},
-      {"EST5EDT,M3.1.0,M11.1.0", "Mar  5 04:04:07:042"},
+      {"EST5EDT,M3.1.0,M11.1.0", "Mar  5 05:04:07:042"},
       {"EST6", "Mar  5 03:04:07:042"},
       {"", kStamp},
       {padding + "5", "Mar  5 04:04:07:042"},

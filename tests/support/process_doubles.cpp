@@ -10,7 +10,7 @@ namespace support {
 namespace {
 
 bool g_alarm_is_fast = false;
-int g_signal_at_exec = 0;
+int g_signal_to_clone = 0;
 pid_t g_parent = 0;
 std::optional<uid_t> g_owner;
 
@@ -28,17 +28,17 @@ bool FastAlarm::is_active() {
   return g_alarm_is_fast;
 }
 
-SignalAtExec::SignalAtExec(int signal) {
-  g_signal_at_exec = signal;
+SignalToClone::SignalToClone(int signal) {
+  g_signal_to_clone = signal;
 }
 
-SignalAtExec::~SignalAtExec() {
-  g_signal_at_exec = 0;
+SignalToClone::~SignalToClone() {
+  g_signal_to_clone = 0;
 }
 
-void SignalAtExec::send() {
-  if (g_signal_at_exec != 0) {
-    kill(getpid(), g_signal_at_exec);
+void SignalToClone::send() {
+  if (g_signal_to_clone != 0) {
+    kill(getpid(), g_signal_to_clone);
   }
 }
 

@@ -17,13 +17,13 @@ class FastAlarm {
   static bool is_active();
 };
 
-// While it lives, a process that is about to call execl() gets this signal.
-class SignalAtExec {
+// While it lives, a child that clone() starts gets this signal before it does anything else.
+class SignalToClone {
  public:
-  explicit SignalAtExec(int signal);
-  ~SignalAtExec();
-  SignalAtExec(const SignalAtExec&) = delete;
-  SignalAtExec& operator=(const SignalAtExec&) = delete;
+  explicit SignalToClone(int signal);
+  ~SignalToClone();
+  SignalToClone(const SignalToClone&) = delete;
+  SignalToClone& operator=(const SignalToClone&) = delete;
 
   // Sends it, if there is one.
   static void send();

@@ -36,6 +36,18 @@ std::map<const void*, size_t>& live_blocks() {
   return blocks;
 }
 
+// What a child is to run. It is read by the child before the parent goes on.
+struct Start {
+  int (*function)(void*);
+  void* argument;
+};
+
+int start_with_signal(void* argument) {
+  const Start start = *static_cast<const Start*>(argument);
+  support::SignalToClone::send();
+  return start.function(start.argument);
+}
+
 }  // namespace
 
 size_t support::count_live_blocks() {
@@ -97,7 +109,8 @@ int __wrap_clock_gettime(clockid_t clock, timespec* time) {
 // The library clones with four arguments, the flags asking for no more.
 int __real_clone(int (*function)(void*), void* stack, int flags, void* argument, ...);
 int __wrap_clone(int (*function)(void*), void* stack, int flags, void* argument, ...) {
-  return FaultInjector::strikes("clone") ? -1 : __real_clone(function, stack, flags, argument);
+  Start start = {function, argument};
+  return FaultInjector::strikes("clone") ? -1 : __real_clone(start_with_signal, stack, flags, &start);
 }
 
 int __real_close(int fd);
@@ -123,7 +136,6 @@ int __wrap_dup2(int from, int to) {
 
 int __wrap_execl(const char* path, const char* argument, ...) {
   CallLog::note("execl(%s)", path);
-  support::SignalAtExec::send();
   if (FaultInjector::strikes("execl")) {
     return -1;
   }

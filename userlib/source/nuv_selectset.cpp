@@ -3,6 +3,7 @@
 
 #include "nuv_selectset.h"
 
+#include <iterator>
 #include <type_traits>
 
 #include <assert.h>
@@ -163,7 +164,12 @@ bool userlib::fill_fd_set(const SelectSet& set, fd_set& asked) {
 }
 
 uint32_t userlib::dispatch_fd_set(SelectSet& set, uint32_t budget, const fd_set& ready) {
-  return set.m_pFirst != nullptr ? fire_ready(set, budget, ready, count(ready)) : 0;
+  if (set.m_pFirst == nullptr) {
+    return 0;
+  }
+  // A short list is walked sooner than the words are counted.
+  const bool is_short = set.m_uCount <= std::size(ready.fds_bits);
+  return fire_ready(set, budget, ready, is_short ? kAll : count(ready));
 }
 
 int32_t NUV_SelectSet_construct(SelectSet* a_this) {
