@@ -227,7 +227,7 @@ TEST_F(SyslogTest, TimestampHasWholeSeconds) {
 }
 
 TEST_F(SyslogTest, TimestampIsLocalTime) {
-  const TimeZone east("EST5EDT");
+  const TimeZone east("EST5EDT,M3.2.0,M11.1.0");
   EXPECT_EQ(timestamp(), "Mar  5 04:04:07");
 }
 

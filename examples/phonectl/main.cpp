@@ -1,4 +1,5 @@
 // phonectl plays a line card: it sends events to phoned and shows the answers. To its console it plays the operator.
+#include <syslog.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -166,6 +167,9 @@ int run(phoned::Arguments::Words words) {
     return complain(kUsage, options.error().why);
   }
   g_is_logging = options->is_logging;
+  if (g_is_logging) {
+    openlog("phonectl", 0, LOG_USER);  // not every C library knows the program's name by itself
+  }
   switch (options->action) {
     case Options::Action::kShowHelp:
       std::fputs(help_text().c_str(), stdout);

@@ -2,6 +2,9 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <cerrno>
+#include <cstring>
+
 #include "program.h"
 #include "udp_socket.h"
 
@@ -118,9 +121,9 @@ TEST_F(PhonectlTest, SaysWhatItCannotHave) {
     int descriptors;
     const char* complaint;
   } kCases[] = {
-      {5, "no pipe to be had: Too many open files\n"},
-      {7, "no pipe to be had: Too many open files\n"},
-      {8, "no socket to be had: Too many open files\n"},
+      {5, "no pipe to be had: "},
+      {7, "no pipe to be had: "},
+      {8, "no socket to be had: "},
   };
   for (const auto& row : kCases) {
     for (const Program::Arguments& command :
@@ -128,7 +131,7 @@ TEST_F(PhonectlTest, SaysWhatItCannotHave) {
       SCOPED_TRACE(row.descriptors);
       Program phonectl(Program::kShell, Program::with_descriptors(row.descriptors, command));
       EXPECT_EQ(phonectl.exit_status(), 1);
-      EXPECT_EQ(phonectl.err(), std::string("phonectl: ") + row.complaint);
+      EXPECT_EQ(phonectl.err(), std::string("phonectl: ") + row.complaint + std::strerror(EMFILE) + "\n");
     }
   }
 }

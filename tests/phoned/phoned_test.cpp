@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <random>
@@ -363,8 +365,8 @@ TEST(PhonedStart, RefusesABusyPort) {
   const std::string port = std::to_string(phoned.port());
   Program second(PHONED, {"--foreground", "--port", port});
   EXPECT_EQ(second.exit_status(), 1);
-  EXPECT_EQ(second.err(), "phoned: cannot listen on port " + port +
-                              ": Address already in use; choose another with --port, or 0 for any free one\n");
+  EXPECT_EQ(second.err(), "phoned: cannot listen on port " + port + ": " + std::strerror(EADDRINUSE) +
+                              "; choose another with --port, or 0 for any free one\n");
   EXPECT_EQ(second.out(), "");
 }
 
@@ -420,21 +422,22 @@ TEST(PhonedStart, RefusesAMapFileThatIsNoRegularFile) {
 
 // With three descriptors open from the start, the pipe of the signals takes two more, those of the channel four.
 TEST(PhonedStart, SaysWhatItCannotHave) {
+  const std::string too_many = std::strerror(EMFILE);
   const struct {
     int descriptors;
-    const char* complaint;
+    std::string complaint;
   } kCases[] = {
-      {4, "no pipe for signals to be had: Too many open files\n"},
-      {6, "no pipe to be had: Too many open files\n"},
-      {8, "no pipe to be had: Too many open files\n"},
-      {9, "cannot listen on port 0: Too many open files; choose another with --port, or 0 for any free one\n"},
+      {4, "no pipe for signals to be had: " + too_many + "\n"},
+      {6, "no pipe to be had: " + too_many + "\n"},
+      {8, "no pipe to be had: " + too_many + "\n"},
+      {9, "cannot listen on port 0: " + too_many + "; choose another with --port, or 0 for any free one\n"},
   };
   for (const auto& row : kCases) {
     SCOPED_TRACE(row.descriptors);
     Program phoned(Program::kShell,
                    Program::with_descriptors(row.descriptors, {PHONED, "--foreground", "--port", "0"}));
     EXPECT_EQ(phoned.exit_status(), 1);
-    EXPECT_EQ(phoned.err(), std::string("phoned: ") + row.complaint);
+    EXPECT_EQ(phoned.err(), "phoned: " + row.complaint);
     EXPECT_EQ(phoned.out(), "");
   }
 }

@@ -37,6 +37,12 @@ ssize_t OutputStream::write(void* cookie, const char* data, size_t size) {
   const size_t taken = std::min(size, stream.room_ - stream.content_.size());
   stream.content_.append(data, taken);
   stream.lost_.append(data + taken, size - taken);
+#ifndef __GLIBC__
+  // Others take less than all for a success, and only a negative number for a failure, of which glibc must not see one.
+  if (taken < size) {
+    return -1;
+  }
+#endif
   return static_cast<ssize_t>(taken);
 }
 
