@@ -16,7 +16,7 @@ set_tests_properties(reactor_daemon PROPERTIES TIMEOUT 60)
 
 find_package(Python3 COMPONENTS Interpreter)
 if(Python3_FOUND)
-  set(footprint Python3::Interpreter ${PROJECT_SOURCE_DIR}/scripts/footprint)
+  set(footprint ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/scripts/footprint)
   add_test(NAME footprint.reactor_daemon COMMAND ${footprint} --map ${reactor_map} 12288)
   add_test(NAME footprint.reactor_daemon.notices_more COMMAND ${footprint} --map ${reactor_map} 2000)
   set_tests_properties(footprint.reactor_daemon.notices_more PROPERTIES PASS_REGULAR_EXPRESSION

@@ -18,7 +18,8 @@ CapturedStdout::~CapturedStdout() {
   dup2(saved_, STDOUT_FILENO);
   close(saved_);
   std::fclose(file_);
-  if (::testing::Test::HasFailure()) {
+  // A test that is skipped has said why.
+  if (::testing::Test::HasFailure() || ::testing::Test::IsSkipped()) {
     std::fputs(rest.c_str(), stdout);
   }
 }

@@ -67,10 +67,16 @@ template <uint8_t kTemp>
   return NUV_TimeoutSet_setReceiver(&a_this->m_oTimeout, time, arg1, arg2, kTemp, a_recvfunc);
 }
 
+#ifdef __OPTIMIZE_SIZE__
+constexpr bool kIsForSpeed = false;
+#else
+constexpr bool kIsForSpeed = true;
+#endif
+
 // Where all contracts hold there is nothing to report, neither here nor by the timer set and its pool.
 template <uint8_t kTemp>
 uint32_t set_timer(Select* a_this, timeval time, void* arg1, uint32_t arg2, NUV_TimeoutRecvFunc a_recvfunc) {
-  if (a_this != nullptr && a_recvfunc != nullptr) {
+  if (kIsForSpeed && a_this != nullptr && a_recvfunc != nullptr) {
     const uint32_t id = userlib::try_add_timer(a_this->m_oTimeout, time, arg1, arg2, kTemp, a_recvfunc);
     if (id < NUV_TIMEOUTSET_SIZE) {
       return id;
