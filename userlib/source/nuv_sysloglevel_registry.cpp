@@ -173,9 +173,8 @@ const char* NUV_Sysloglevel_getModulName(int a_modulHandle) {
 }
 
 bool NUV_Sysloglevel_checkTracelevel(int a_modulHandle, uint32_t a_type) {
-  return is_handle(a_modulHandle)
-             ? lets_through(g_modules[static_cast<size_t>(a_modulHandle)].u32TraceLevel, a_type)
-             : refuse_handle(a_modulHandle);
+  return is_handle(a_modulHandle) ? lets_through(g_modules[static_cast<size_t>(a_modulHandle)].u32TraceLevel, a_type)
+                                  : refuse_handle(a_modulHandle);
 }
 
 bool NUV_Sysloglevel_changeTracelevel(const char* a_modulName, uint32_t a_traceLevel) {
