@@ -34,6 +34,10 @@ endforeach()
 # record that has grown.
 set(check_layout ${CMAKE_C_COMPILER} ${USERLIB_C_OPTIONS} -std=c99 ${strict})
 add_test(NAME records.layout COMMAND ${check_layout} ${CMAKE_CURRENT_SOURCE_DIR}/record_layout.c)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  add_test(NAME records.layout.time_of_64_bits COMMAND ${check_layout} -D_TIME_BITS=64 -D_FILE_OFFSET_BITS=64
+                                                       ${CMAKE_CURRENT_SOURCE_DIR}/record_layout.c)
+endif()
 file(READ record_layout.c USERLIB_LAYOUT)
 foreach(case "moved;FIELD(Frame, m_pEnd, 16, 32);FIELD(Frame, m_pEnd, 20, 40);offset_in_Frame_of_m_pEnd"
              "grown;RECORD(Message, 96, 176);RECORD(Message, 92, 168);size_of_Message")

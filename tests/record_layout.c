@@ -2,22 +2,31 @@
  * The layout of every public record. Daemons allocate them in their own storage, so a field that moves breaks each
  * daemon that was compiled before: then this file does not compile, and the version of the shared object has to change.
  *
- * The first number is for 32-bit targets whose timeval has two 32-bit halves, the second for 64-bit ones. A 32-bit C
- * library with 64-bit time has a layout of its own, and moves what follows a timeval; it is not listed.
+ * The first number is for 32-bit targets, the last one for 64-bit ones. Where a timeval counts, a 32-bit C library with
+ * 64-bit time has a number of its own in between; it goes for processors that align 64-bit numbers to 8 bytes, which
+ * leaves i386 with such a C library unlisted.
  */
 #include <stddef.h>
 
 #include "userlib.h"
 
-#define IS_64_BIT          (sizeof(void*) == 8)
-#define IS_LISTED          (IS_64_BIT || sizeof(struct timeval) == 8)
-#define HOLDS(a, b)        (!IS_LISTED || (a) == (b))
-#define PICK(on_32, on_64) (IS_64_BIT ? (size_t)(on_64) : (size_t)(on_32))
+struct alignment {
+  char byte;
+  long long number;
+};
+
+#define IS_64_BIT         (sizeof(void*) == 8)
+#define HAS_64_BIT_TIME   (sizeof(struct timeval) == 16)
+#define IS_LISTED         (!HAS_64_BIT_TIME || offsetof(struct alignment, number) == 8)
+#define HOLDS(a, b)       (!IS_LISTED || (a) == (b))
+#define PICK(a, b, on_64) (IS_64_BIT ? (size_t)(on_64) : HAS_64_BIT_TIME ? (size_t)(b) : (size_t)(a))
 
 /* An array of a negative size stops the compiler, with the record and the field in its message. */
-#define RECORD(type, on_32, on_64) typedef char size_of_##type[HOLDS(sizeof(type), PICK(on_32, on_64)) ? 1 : -1]
-#define FIELD(type, field, on_32, on_64) \
-  typedef char offset_in_##type##_of_##field[HOLDS(offsetof(type, field), PICK(on_32, on_64)) ? 1 : -1]
+#define TIMED_RECORD(type, a, b, on_64) typedef char size_of_##type[HOLDS(sizeof(type), PICK(a, b, on_64)) ? 1 : -1]
+#define TIMED_FIELD(type, field, a, b, on_64) \
+  typedef char offset_in_##type##_of_##field[HOLDS(offsetof(type, field), PICK(a, b, on_64)) ? 1 : -1]
+#define RECORD(type, on_32, on_64)       TIMED_RECORD(type, on_32, on_32, on_64)
+#define FIELD(type, field, on_32, on_64) TIMED_FIELD(type, field, on_32, on_32, on_64)
 
 /* clang-format off: a table */
 RECORD(Memory, 12, 24);
@@ -48,20 +57,20 @@ FIELD(IndexMap, m_rgMap, 0, 0);
 FIELD(IndexMap, m_uMapSize, 4, 8);
 FIELD(IndexMap, m_uCount, 8, 12);
 
-RECORD(NUV_TimeoutRecv, 32, 48);
-FIELD(NUV_TimeoutRecv, m_oTime, 0, 0);
-FIELD(NUV_TimeoutRecv, m_pArg1, 8, 16);
-FIELD(NUV_TimeoutRecv, m_uArg2, 12, 24);
-FIELD(NUV_TimeoutRecv, m_bTemp, 16, 28);
-FIELD(NUV_TimeoutRecv, m_pRecvFunc, 20, 32);
-FIELD(NUV_TimeoutRecv, m_uId, 24, 40);
-FIELD(NUV_TimeoutRecv, m_bDeleted, 28, 44);
+TIMED_RECORD(NUV_TimeoutRecv, 32, 40, 48);
+TIMED_FIELD(NUV_TimeoutRecv, m_oTime, 0, 0, 0);
+TIMED_FIELD(NUV_TimeoutRecv, m_pArg1, 8, 16, 16);
+TIMED_FIELD(NUV_TimeoutRecv, m_uArg2, 12, 20, 24);
+TIMED_FIELD(NUV_TimeoutRecv, m_bTemp, 16, 24, 28);
+TIMED_FIELD(NUV_TimeoutRecv, m_pRecvFunc, 20, 28, 32);
+TIMED_FIELD(NUV_TimeoutRecv, m_uId, 24, 32, 40);
+TIMED_FIELD(NUV_TimeoutRecv, m_bDeleted, 28, 36, 44);
 
-RECORD(TimeoutSet, 2580, 3864);
+TIMED_RECORD(TimeoutSet, 2580, 3224, 3864);
 FIELD(TimeoutSet, m_rgRecv, 0, 0);
-FIELD(TimeoutSet, m_oIdPool, 2560, 3840);
-FIELD(TimeoutSet, m_uCount, 2572, 3856);
-FIELD(TimeoutSet, m_bProcessing, 2576, 3860);
+TIMED_FIELD(TimeoutSet, m_oIdPool, 2560, 3200, 3840);
+TIMED_FIELD(TimeoutSet, m_uCount, 2572, 3212, 3856);
+TIMED_FIELD(TimeoutSet, m_bProcessing, 2576, 3216, 3860);
 
 RECORD(NUV_SelectRecv, 24, 40);
 FIELD(NUV_SelectRecv, m_iFd, 0, 0);
@@ -77,12 +86,12 @@ FIELD(SelectSet, m_pFirst, 0, 0);
 FIELD(SelectSet, m_uCount, 4, 8);
 FIELD(SelectSet, m_bProcessing, 8, 12);
 
-RECORD(Select, 2660, 3976);
+TIMED_RECORD(Select, 2660, 3312, 3976);
 FIELD(Select, m_oRead, 0, 0);
 FIELD(Select, m_oWrite, 24, 32);
 FIELD(Select, m_oExcept, 48, 64);
 FIELD(Select, m_oTimeout, 72, 96);
-FIELD(Select, m_oLastTime, 2652, 3960);
+TIMED_FIELD(Select, m_oLastTime, 2652, 3296, 3960);
 
 RECORD(MessageHeader, 12, 12);
 FIELD(MessageHeader, m_iMsgType, 0, 0);
