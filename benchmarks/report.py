@@ -42,7 +42,7 @@ BAR_FIELDS = {
     "expected_at_most": (int, float),
 }
 STEP_FIELDS = {"what": str, "brought": str}
-QUESTION_FIELDS = {"question": str, "note": str, "bar": list, "step": list}
+QUESTION_FIELDS = {"question": str, "note": str, "plot": bool, "bar": list, "step": list}
 # The Debian package of a peer, for its version.
 PEER_PACKAGES = {
     "libevent": "libevent-dev", "libev": "libev-dev", "libuv": "libuv1-dev", "glib": "libglib2.0-dev",
@@ -80,13 +80,14 @@ class Question:
     note: str
     bars: list
     steps: list
+    has_plot: bool = True  # not where a counter tells more than the times
 
 
 def check_fields(table, fields, required, where):
     for key, value in table.items():
         if key not in fields:
             raise InputError(f"{where}: unknown key '{key}': must be one of {', '.join(fields)}")
-        if not isinstance(value, fields[key]) or isinstance(value, bool):
+        if not isinstance(value, fields[key]) or (isinstance(value, bool) and fields[key] is not bool):
             raise InputError(f"{where}: '{key}' has the wrong type: {value!r}")
     for key in required:
         if key not in table:
@@ -120,7 +121,8 @@ def read_question(directory, name):
     bars = [read_bar(bar, f"{path}: bar {i + 1}") for i, bar in enumerate(table.get("bar", []))]
     for i, step in enumerate(table.get("step", [])):
         check_fields(step, STEP_FIELDS, ["what", "brought"], f"{path}: step {i + 1}")
-    return Question(name, table["question"], table["note"].strip(), bars, table.get("step", []))
+    return Question(name, table["question"], table["note"].strip(), bars, table.get("step", []),
+                    table.get("plot", True))
 
 
 # ---- Results ----
@@ -372,9 +374,9 @@ def peer_versions(results):
     sides = dict.fromkeys(side for r in results for side in peers_of(r.sides()))
     texts = []
     for side in sides:
-        package = PEER_PACKAGES.get(side)
-        version = command_output("dpkg-query", "-W", "-f", "${source:Upstream-Version}", package) if package else ""
-        texts.append(f"{side} {version}".strip())
+        if side in PEER_PACKAGES:
+            version = command_output("dpkg-query", "-W", "-f", "${source:Upstream-Version}", PEER_PACKAGES[side])
+            texts.append(f"{side} {version}".strip())
     return ", ".join(texts)
 
 
@@ -430,7 +432,8 @@ def write_page(page, plot_directory, entries):
         lines += [f"{met} of {len(verdicts)} bars are met.", ""]
     for question, results, some in entries:
         names = []
-        for suffix, svg in plots.draw(question.question, results.cases, OURS, LIMIT):
+        drawn = plots.draw(question.question, results.cases, OURS, LIMIT) if question.has_plot else []
+        for suffix, svg in drawn:
             path = plot_directory / f"{question.name}{suffix}.svg"
             path.write_text(svg, encoding="utf-8")
             names.append(os.path.relpath(path, page.parent))

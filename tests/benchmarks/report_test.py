@@ -89,6 +89,14 @@ class ReportTest(unittest.TestCase):
         self.assertEqual(status, 0)
         self.assertIn("calls at most 2 of limit", out)
 
+    def test_draws_nothing_where_the_times_tell_little(self):
+        for plot, expected in (("true", ["speed.svg"]), ("false", [])):
+            plots = self.directory / f"plots_{plot}"
+            status, _, _ = self.report(NOTE + f"plot = {plot}\n", arguments=[
+                "--page", str(self.directory / "page.md"), "--plots", str(plots)])
+            self.assertEqual(status, 0)
+            self.assertEqual([path.name for path in plots.iterdir()], expected)
+
     # ---- Bars ----
 
     def test_meets_a_bar_exactly(self):
