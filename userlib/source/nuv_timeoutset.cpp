@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <span>
-#include <type_traits>
 
 #include "contract.h"
 #include "nuv_timeoutset_internal.h"
@@ -42,41 +41,6 @@ void remove(TimeoutSet& set, NUV_TimeoutRecv& timer) {
 bool is_due(const timeval& time) {
   return time.tv_sec < 0 || (time.tv_sec == 0 && time.tv_usec <= 0);
 }
-
-// Takes the same time from many others.
-class Ageing {
- public:
-  explicit Ageing(const timeval& elapsed)
-      : elapsed_(elapsed), plain_(is_plain(elapsed.tv_usec) ? userlib::kMicrosecondsPerSecond : 0) {}
-
-  // Ages one time as NUV_timeval_dec() does, and tells whether nothing is left of it.
-  bool operator()(timeval& time) const {
-    if (static_cast<Unsigned>(time.tv_usec) >= plain_) {
-      userlib::subtract_any(time, elapsed_);
-      return is_due(time);
-    }
-    // Both have less than a second of microseconds, as nearly always. The seconds may wrap.
-    const userlib::Microseconds difference = time.tv_usec - elapsed_.tv_usec;
-    const bool borrows = difference < 0;
-    time_t seconds;
-    static_cast<void>(__builtin_sub_overflow(time.tv_sec, elapsed_.tv_sec, &seconds));
-    static_cast<void>(__builtin_sub_overflow(seconds, borrows, &seconds));
-    const userlib::Microseconds microseconds = borrows ? difference + userlib::kMicrosecondsPerSecond : difference;
-    time.tv_sec = seconds;
-    time.tv_usec = microseconds;
-    return seconds < 0 || (seconds == 0 && microseconds == 0);
-  }
-
- private:
-  using Unsigned = std::make_unsigned_t<userlib::Microseconds>;
-
-  static bool is_plain(userlib::Microseconds microseconds) {
-    return microseconds >= 0 && microseconds < userlib::kMicrosecondsPerSecond;
-  }
-
-  timeval elapsed_;
-  Unsigned plain_;  // below so many microseconds a time is aged the short way
-};
 
 // What the callback answers. A timer without one, which an error handler that returned has let in, wants to go.
 int32_t call(NUV_TimeoutRecv& timer) {
@@ -168,13 +132,14 @@ uint32_t NUV_TimeoutSet_process(TimeoutSet* a_this, uint32_t a_budget, const str
   if (a_currtimeout == nullptr) {
     return 0;
   }
-  const Ageing is_due_after_ageing(*a_currtimeout);
+  const timeval elapsed = *a_currtimeout;
   a_this->m_bProcessing = 1;
   uint32_t fired = 0;
   // The count is read anew for every slot: callbacks add timers, which are handled in the same pass.
   NUV_TimeoutRecv* timer = a_this->m_rgRecv;
   for (uint32_t slot = 0; slot < a_this->m_uCount;) {
-    if (is_due_after_ageing(timer->m_oTime) && timer->m_bDeleted == 0 && fired != a_budget) {
+    userlib::subtract(timer->m_oTime, elapsed);
+    if (is_due(timer->m_oTime) && timer->m_bDeleted == 0 && fired != a_budget) {
       ++fired;
       if (!fire(*a_this, slot, *timer)) {
         continue;
