@@ -3,8 +3,8 @@
 #include <cerrno>
 #include <cstring>
 
-#include "phoned/clock.h"
-#include "phoned/datagram.h"
+#include "phoned/core/clock.h"
+#include "phoned/io/datagram.h"
 
 namespace phonectl {
 

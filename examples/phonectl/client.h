@@ -13,8 +13,8 @@
 #include <string_view>
 #include <utility>
 
-#include "phoned/owned_pipe.h"
-#include "phoned/result.h"
+#include "phoned/core/result.h"
+#include "phoned/io/owned_pipe.h"
 #include "userlib.hpp"
 
 namespace phonectl {

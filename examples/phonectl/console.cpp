@@ -9,7 +9,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "phoned/text.h"
+#include "phoned/core/text.h"
 
 namespace phonectl {
 

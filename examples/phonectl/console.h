@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "phoned/result.h"
+#include "phoned/core/result.h"
 
 namespace phonectl {
 

@@ -13,8 +13,8 @@
 #include "phonectl/console.h"
 #include "phonectl/options.h"
 #include "phonectl/script.h"
-#include "phoned/file.h"
-#include "phoned/text.h"
+#include "phoned/core/file.h"
+#include "phoned/core/text.h"
 
 namespace phonectl {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <arpa/inet.h>
 
-#include "phoned/text.h"
+#include "phoned/core/text.h"
 
 namespace phonectl {
 

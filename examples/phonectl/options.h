@@ -8,9 +8,9 @@
 #include <string>
 
 #include "phonectl/script.h"
-#include "phoned/arguments.h"
-#include "phoned/protocol.h"
-#include "phoned/result.h"
+#include "phoned/cli/arguments.h"
+#include "phoned/core/protocol.h"
+#include "phoned/core/result.h"
 
 namespace phonectl {
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "phoned/datagram.h"
-#include "phoned/text.h"
+#include "phoned/core/text.h"
+#include "phoned/io/datagram.h"
 
 namespace phonectl {
 

@@ -18,7 +18,7 @@
 #include <string_view>
 #include <vector>
 
-#include "phoned/result.h"
+#include "phoned/core/result.h"
 
 namespace phonectl {
 

@@ -11,9 +11,9 @@
 #include "doubles.h"
 #include "fuzz_check.h"
 #include "fuzz_input.h"
-#include "phoned/clock.h"
-#include "phoned/datagram.h"
-#include "phoned/dial_layer.h"
+#include "phoned/core/clock.h"
+#include "phoned/core/dial_layer.h"
+#include "phoned/io/datagram.h"
 #include "support/digitmap_model.h"
 
 namespace {

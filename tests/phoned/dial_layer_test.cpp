@@ -1,8 +1,8 @@
-#include "phoned/dial_layer.h"
+#include "phoned/core/dial_layer.h"
 
 #include <gtest/gtest.h>
 
-#include "phoned/clock.h"
+#include "phoned/core/clock.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "phoned/dial_plan.h"
+#include "phoned/core/dial_plan.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-#include "phoned/line_reader.h"
+#include "phoned/io/line_reader.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

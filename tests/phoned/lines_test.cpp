@@ -1,13 +1,13 @@
-#include "phoned/lines.h"
+#include "phoned/core/lines.h"
 
 #include <gtest/gtest.h>
 
 #include <set>
 
 #include "nuv_addressmanager.h"
-#include "phoned/allocator.h"
-#include "phoned/event_message.h"
-#include "phoned/owned_frame.h"
+#include "phoned/core/allocator.h"
+#include "phoned/core/event_message.h"
+#include "phoned/core/owned_frame.h"
 
 namespace {
 

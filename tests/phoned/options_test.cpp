@@ -1,4 +1,4 @@
-#include "phoned/options.h"
+#include "phoned/cli/options.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
-#include "phoned/protocol.h"
+#include "phoned/core/protocol.h"
 
 #include <gtest/gtest.h>
 
-#include "phoned/text.h"
+#include "phoned/core/text.h"
 
 namespace {
 

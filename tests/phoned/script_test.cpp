@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "phoned/datagram.h"
+#include "phoned/io/datagram.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "phoned/signals.h"
+#include "phoned/io/signals.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,306 @@
+// phoned decides what telephone lines have dialled.
+//
+// The road of an event, from top to bottom of this file:
+//
+//     1. on_datagram  a datagram has come: the channel moves it from the socket into the request pipe
+//     2. on_request   the dial layer reads it out of that pipe, and the channel sends the answer
+//     3. on_deadline  no digit has come in time: the dial layer decides, and the channel sends the outcome
+//     4. on_counts    from time to time, what was done is told
+//     5. on_signal    somebody wants phoned to end, or to read its dial plan again
+//
+// Operators who talk to phoned meanwhile are heard in operators.h, and what they may say is done in commands.h.
+//
+// A reactor calls these functions, and everything happens in one thread. The work is done behind them: by the channel
+// (channel.h), and by the dial layer (dial_layer.h) with its lines (lines.h) and its plan (dial_plan.h).
+#include <cinttypes>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+
+#include "nuv_assert.h"
+#include "phoned/cli/options.h"
+#include "phoned/core/allocator.h"
+#include "phoned/core/clock.h"
+#include "phoned/core/dial_layer.h"
+#include "phoned/core/dial_plan.h"
+#include "phoned/core/text.h"
+#include "phoned/core/trace.h"
+#include "phoned/io/channel.h"
+#include "phoned/io/commands.h"
+#include "phoned/io/instance.h"
+#include "phoned/io/operators.h"
+#include "phoned/io/signals.h"
+#include "userlib.hpp"
+
+namespace phoned {
+namespace {
+
+constexpr int kFailure = 1;
+constexpr int kUsage = 2;
+
+// One timer of the reactor serves the deadlines of all lines, because a reactor has 80 timers and there are 256 lines.
+// Without any deadline it is set to a day.
+constexpr std::chrono::hours kNoDeadline{24};
+
+struct Daemon;
+void on_datagram(Daemon& daemon);
+void on_request(Daemon& daemon);
+void on_deadline(Daemon& daemon);
+void on_counts(Daemon& daemon);
+void on_signal(Daemon& daemon);
+
+struct Daemon {
+  Daemon(const Options& chosen, DialPlan plan) : options(chosen), dial_layer(std::move(plan), chosen.interdigit) {}
+
+  const Options& options;
+  DialLayer dial_layer;
+  Channel channel;
+  uint16_t port = 0;  // the channel's
+  Signals signals;
+  Statistics told_counts;
+  bool is_ending = false;
+  userlib::Reactor loop;
+  userlib::Watch datagram{loop, [this] { on_datagram(*this); }};
+  userlib::Watch request{loop, [this] { on_request(*this); }};
+  userlib::Timer deadline{loop, [this] { on_deadline(*this); }};
+  userlib::Timer counts{loop, [this] { on_counts(*this); }};
+  userlib::Watch signal{loop, [this] { on_signal(*this); }};
+  Commands commands{dial_layer, [this] { is_ending = true; }};
+  Operators operators{loop, commands};
+};
+
+// Whether phoned has left its terminal, so that only the system log listens.
+bool g_is_in_background = false;
+
+void complain(const std::string& why) {
+  NUV_LOG_ERROR(trace::modules.phoned, "%s", why.c_str());
+  if (!g_is_in_background) {
+    std::fprintf(stderr, "phoned: %s\n", why.c_str());
+  }
+}
+
+void tell_counts(Daemon& daemon) {
+  const Statistics& counts = daemon.dial_layer.statistics();
+  std::printf("phoned: datagrams %" PRIu64 ", complete %" PRIu64 ", rejected %" PRIu64 ", by time %" PRIu64
+              ", errors %" PRIu64 "\n",
+              counts.datagrams, counts.complete, counts.rejected, counts.timeouts, counts.errors);
+  daemon.told_counts = counts;
+}
+
+void answer(Daemon& daemon, const sockaddr_in& card, const std::string& text) {
+  trace::answered(daemon.port, text);
+  daemon.channel.send(card, text);
+  trace::sent(card, daemon.port, text);
+}
+
+// Sets the timer to when a line's time runs out. Fails only when it is set for the first time.
+bool wait_for_deadline(Daemon& daemon) {
+  const timeval now = monotonic_now();
+  return daemon.deadline.start(wait_until(daemon.dial_layer.next_deadline().value_or(later(now, kNoDeadline)), now));
+}
+
+// ---- 1. A datagram has come ----
+
+void on_datagram(Daemon& daemon) {
+  if (daemon.is_ending) {
+    // Nobody would answer it any more.
+    return;
+  }
+  if (const auto refused_size = daemon.channel.receive()) {
+    trace::received(daemon.channel.sender(), daemon.port);
+    answer(daemon, daemon.channel.sender(), daemon.dial_layer.refuse_size(*refused_size));
+  }
+}
+
+// ---- 2. It is in the request pipe ----
+
+void on_request(Daemon& daemon) {
+  const sockaddr_in sender = daemon.channel.sender();
+  OwnedFrame request = daemon.channel.take_request();
+  trace::received(sender, daemon.port);
+  trace::taken(daemon.port, request.text());
+  answer(daemon, sender, daemon.dial_layer.handle(request, sender, monotonic_now()));
+  wait_for_deadline(daemon);
+}
+
+// ---- 3. The time of some lines may have run out ----
+
+// The reactor may call too early, when its clock has not moved between two turns. The dial layer compares every line's
+// deadline with the clock, and the timer is set to what is left then.
+void on_deadline(Daemon& daemon) {
+  for (const Notice& notice : daemon.dial_layer.handle_timeouts(monotonic_now())) {
+    answer(daemon, notice.peer, notice.text);
+  }
+  wait_for_deadline(daemon);
+}
+
+// ---- 4. Time to tell what was done ----
+
+void on_counts(Daemon& daemon) {
+  if (daemon.dial_layer.statistics() != daemon.told_counts) {
+    tell_counts(daemon);
+  }
+}
+
+// ---- 5. A signal has come ----
+
+void read_plan_again(Daemon& daemon) {
+  const auto& path = daemon.options.map_file;
+  if (!path) {
+    complain("HUP: there is no --map-file to read again; the dial plan stays");
+    return;
+  }
+  auto plan = DialPlan::read(*path);
+  if (!plan) {
+    complain("HUP: " + plan.error().why + "; the old dial plan stays");
+    return;
+  }
+  std::printf("phoned: HUP: read %zu patterns from %s\n", plan->size(), quote_path(*path).c_str());
+  NUV_LOG_INFO(trace::modules.dial_plan, "%zu patterns from %s", plan->size(), quote_path(*path).c_str());
+  daemon.dial_layer.change_plan(std::move(*plan));
+}
+
+void on_signal(Daemon& daemon) {
+  for (const int signal : daemon.signals.take()) {
+    if (signal == SIGHUP) {
+      read_plan_again(daemon);
+    } else if (signal == SIGCHLD) {
+      daemon.commands.reap();
+    } else {
+      std::printf("phoned: %s: ending\n", signal == SIGTERM ? "TERM" : "INT");
+      daemon.is_ending = true;
+    }
+  }
+}
+
+// ---- How it starts, runs and ends ----
+
+Result<DialPlan> load_plan(const Options& options) {
+  if (options.map_file) {
+    return DialPlan::read(*options.map_file);
+  }
+  auto plan = DialPlan::parse(options.map.value_or(DialPlan::kDefault));
+  if (!plan) {
+    return Error{"--map: " + plan.error().why};
+  }
+  return plan;
+}
+
+std::optional<Error> open(Daemon& daemon) {
+  // A reader of phoned's output that goes away is no reason to die.
+  std::signal(SIGPIPE, SIG_IGN);
+  if (auto error = daemon.signals.open({SIGTERM, SIGINT, SIGHUP, SIGCHLD})) {
+    return error;
+  }
+  if (auto error = daemon.channel.open(daemon.options.port)) {
+    return error;
+  }
+  daemon.port = daemon.channel.port();
+  // The signals come by an external descriptor, because the wait looks at those only: a signal that comes between the
+  // look at the internal ones and the wait would lie there until something else ends the wait.
+  if (!daemon.datagram.read_external(daemon.channel.socket_fd()) || !daemon.request.read(daemon.channel.request_fd()) ||
+      !daemon.signal.read_external(daemon.signals.fd()) || !wait_for_deadline(daemon) ||
+      !daemon.counts.start_every(daemon.options.statistics)) {
+    return Error{kCannotWatch};
+  }
+  if (auto error = daemon.commands.open()) {
+    return error;
+  }
+  if (auto error = daemon.operators.open(daemon.options.operators)) {
+    return error;
+  }
+  return std::nullopt;
+}
+
+// Everything that can go wrong goes wrong here, while somebody is there to read about it.
+std::optional<Error> start(Daemon& daemon, Instance& instance) {
+  const Options& options = daemon.options;
+  if (options.run_dir || !options.is_foreground) {
+    if (auto error = instance.claim(options.run_dir.value_or(Options::kDefaultRunDir))) {
+      return error;
+    }
+  }
+  if (auto error = open(daemon)) {
+    return error;
+  }
+  std::printf("phoned: listening on port %u\n", daemon.channel.port());
+  if (options.is_foreground) {
+    return std::nullopt;
+  }
+  g_is_in_background = true;
+  return instance.detach();
+}
+
+void serve_events(Daemon& daemon) {
+  while (!daemon.is_ending) {
+    daemon.loop.process();
+  }
+  tell_counts(daemon);
+}
+
+int serve(const Options& options) {
+  if (const auto error = trace::open(options.ini)) {
+    complain(error->why);
+    return kFailure;
+  }
+  install_counting_allocator();
+  auto plan = load_plan(options);
+  if (!plan) {
+    complain(plan.error().why);
+    return kFailure;
+  }
+  {
+    Instance instance;
+    Daemon daemon(options, std::move(*plan));
+    if (const auto error = start(daemon, instance)) {
+      complain(error->why);
+      return kFailure;
+    }
+    NUV_LOG_INFO(trace::modules.phoned, "listening on port %u", daemon.port);
+    serve_events(daemon);
+  }
+  std::printf("phoned: memory: %s\n", describe(memory_figures()).c_str());
+  std::printf("phoned: farewell\n");
+  NUV_LOG_INFO(trace::modules.phoned, "farewell");
+  return 0;
+}
+
+// A daemon lives in the root directory, where a relative name leads elsewhere.
+Options with_absolute_paths(Options options) {
+  Operators::Channels& operators = options.operators;
+  for (auto* path : {&options.run_dir, &options.map_file, &options.ini, &operators.socket_path, &operators.fifo_in,
+                     &operators.fifo_out}) {
+    if (*path) {
+      *path = std::filesystem::absolute(**path).string();
+    }
+  }
+  return options;
+}
+
+int run(Arguments::Words words) {
+  // Every line is seen when it is written, by a pipe too.
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);
+  const auto options = parse_options(words);
+  if (!options) {
+    complain(options.error().why);
+    return kUsage;
+  }
+  switch (options->action) {
+    case Options::Action::kShowHelp:
+      std::fputs(help_text().c_str(), stdout);
+      return 0;
+    case Options::Action::kShowVersion:
+      std::printf("phoned with %s\n", NUV_Userlib_getVersionString());
+      return 0;
+    case Options::Action::kServe:
+      return serve(options->is_foreground ? *options : with_absolute_paths(*options));
+  }
+  return kUsage;
+}
+
+}  // namespace
+}  // namespace phoned
+
+int main(int argc, char** argv) {
+  return phoned::run(phoned::Arguments::Words(argv, static_cast<size_t>(argc)).subspan(argc > 0 ? 1 : 0));
+}

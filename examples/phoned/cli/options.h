@@ -1,0 +1,41 @@
+// What phoned is told on its command line.
+#ifndef EXAMPLES_PHONED_CLI_OPTIONS_H
+#define EXAMPLES_PHONED_CLI_OPTIONS_H
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "phoned/cli/arguments.h"
+#include "phoned/core/protocol.h"
+#include "phoned/core/result.h"
+#include "phoned/io/operators.h"
+
+namespace phoned {
+
+struct Options {
+  enum class Action { kServe, kShowHelp, kShowVersion };
+
+  static constexpr const char* kDefaultRunDir = "/var/run";
+
+  Action action = Action::kServe;
+  uint16_t port = kDefaultPort;  // 0: any that is free
+  bool is_foreground = false;
+  std::optional<std::string> run_dir;   // where the pid file lies; without one only a phoned in the background has any
+  std::optional<std::string> map;       // the dial plan itself ...
+  std::optional<std::string> map_file;  // ... or where it is found; never both
+  std::chrono::milliseconds interdigit{4000};
+  std::chrono::seconds statistics{60};  // how often the counts are printed, if they have changed
+  std::optional<std::string> ini;       // the init file of the traces; none: the default one
+  Operators::Channels operators;        // how operators reach phoned
+};
+
+Result<Options> parse_options(Arguments::Words words);
+
+// The text that --help prints.
+std::string help_text();
+
+}  // namespace phoned
+
+#endif

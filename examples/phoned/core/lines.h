@@ -1,0 +1,74 @@
+// The 256 telephone lines: what each is doing, and until when it may.
+//
+// A line that is off the hook has a call: a slot in an array, taken from a pool of free ones, a call number that no other
+// call has, and a reference that no one can guess. A map leads from the line to the slot. On the hook it has nothing.
+#ifndef EXAMPLES_PHONED_CORE_LINES_H
+#define EXAMPLES_PHONED_CORE_LINES_H
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <netinet/in.h>
+#include <sys/time.h>
+
+#include "phoned/core/protocol.h"
+#include "userlib.hpp"
+
+namespace phoned {
+
+struct Call {
+  enum class State {
+    kCollecting,  // digits are taken
+    kDecided      // complete or rejected: digits are refused until "onhook"
+  };
+
+  State state = State::kCollecting;
+  uint32_t number = 0;              // 0 to 255, no two calls alike
+  uint32_t reference = 0;           // random
+  std::string digits;               // dialled so far
+  sockaddr_in peer = {};            // who dialled last, and hears the outcome when time runs out
+  std::optional<timeval> deadline;  // monotonic time at which the inter-digit time runs out; only while collecting
+};
+
+class Lines {
+ public:
+  Lines() = default;
+  ~Lines();
+  Lines(const Lines&) = delete;
+  Lines& operator=(const Lines&) = delete;
+
+  // The call of a line, or null while it is on the hook.
+  Call* find(uint8_t line);
+  const Call* find(uint8_t line) const;
+
+  // Gives a line that is on the hook a call.
+  Call& lift(uint8_t line);
+
+  // Ends the call of a line, if it has one.
+  void hang_up(uint8_t line);
+
+  // How many lines are off the hook.
+  uint32_t busy() const { return slot_of_line_.size(); }
+
+  // The deadline that comes first, if any line has one.
+  std::optional<timeval> next_deadline() const;
+
+  // The numbers of the lines whose deadline is reached, in ascending order.
+  std::vector<uint8_t> overdue(const timeval& now) const;
+
+ private:
+  // Calls a function with the number of each line that has a call, and with the call.
+  template <typename Function>
+  void for_each_call(Function function) const;
+
+  userlib::IndexMap<kLineCount> slot_of_line_;
+  userlib::IndexPool slots_{kLineCount};
+  std::array<Call, kLineCount> calls_;
+};
+
+}  // namespace phoned
+
+#endif

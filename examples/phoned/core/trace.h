@@ -1,0 +1,44 @@
+// What phoned tells the system log: the modules under which it traces, and the way of a message through it.
+//
+// An operator chooses with the command "tr" what of it is written. What the init file does not say otherwise, and what
+// needs nobody's attention, is off.
+#ifndef EXAMPLES_PHONED_CORE_TRACE_H
+#define EXAMPLES_PHONED_CORE_TRACE_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <netinet/in.h>
+
+#include "nuv_sysloglevel.h"
+#include "phoned/core/result.h"
+
+namespace phoned::trace {
+
+// Where the masks are kept unless somebody names another file.
+inline constexpr const char* kDefaultInitFile = "/flash/phoned.ini";
+
+// The handles of the modules. Before open() all of them stand for a module that writes nothing.
+struct Modules {
+  int phoned = 0;     // "Phoned": start, end, signals, and what the system refuses
+  int line = 0;       // "Line": events, decided calls, and the way of every message
+  int dial_plan = 0;  // "DialPlan": plans that are read, and what they say to digits
+  int console = 0;    // "Console": operators and their lines
+};
+extern Modules modules;
+
+// Reads the init file and registers the modules. Nobody has to have the default file; one that was named and cannot be
+// opened is worth a line on standard output; one that is no file to read is an error, and so not read.
+std::optional<Error> open(const std::optional<std::string>& init_file);
+
+// The way of an event: from a line card to the channel, on to the dial layer, and the answer back.
+void received(const sockaddr_in& card, uint16_t port);
+void taken(uint16_t port, std::string_view event);
+void answered(uint16_t port, std::string_view answer);
+void sent(const sockaddr_in& card, uint16_t port, std::string_view answer);
+
+}  // namespace phoned::trace
+
+#endif

@@ -1,0 +1,98 @@
+#include "phoned/io/command_runner.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <iterator>
+
+#include <sys/select.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "nuv_execute.h"
+
+namespace phoned {
+
+namespace {
+
+// Where the child's answer goes to.
+constexpr int kAnswerFd = 3;
+
+void write_answer(const std::string& text) {
+  static_cast<void>(!write(kAnswerFd, text.data(), text.size()));
+}
+
+// A command may have left something behind that keeps its output open; nobody waits for the end of that.
+void give_up(int) {
+  constexpr char kText[] = "error: what the command has started goes on writing, and is not waited for\n";
+  static_cast<void>(!write(kAnswerFd, kText, sizeof kText - 1));
+  _exit(1);
+}
+
+// The child has nothing to do with phoned's signals, sockets and files. It lives longer than any command may.
+void leave_the_daemon(int answer_fd) {
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGCHLD, SIGPIPE}) {
+    std::signal(signal, SIG_DFL);
+  }
+  std::signal(SIGALRM, give_up);
+  dup2(answer_fd, kAnswerFd);
+  for (int fd = kAnswerFd + 1; fd < FD_SETSIZE; ++fd) {
+    close(fd);
+  }
+  alarm(CommandRunner::kSeconds + 1);
+}
+
+std::string describe_status(int32_t status) {
+  if (status < 0) {
+    return "error: the command cannot be started\n";
+  }
+  // The library gives 1 for a command that was ended, too.
+  const std::string limit = std::to_string(CommandRunner::kSeconds);
+  return "status " + std::to_string(status) +
+         (status == 1 ? ", or ended by its time limit of " + limit + " s\n" : "\n");
+}
+
+std::string run_and_describe(const std::string& command) {
+  std::array<char, CommandRunner::kOutputSize> output = {};
+  const int32_t status =
+      NUV_Execute_Command_Timeout(command.c_str(), output.data(), output.size(), CommandRunner::kSeconds);
+  std::string answer = output.data();
+  if (!answer.empty() && !answer.ends_with('\n')) {
+    answer += '\n';
+  }
+  return answer + describe_status(status);
+}
+
+}  // namespace
+
+CommandRunner::~CommandRunner() {
+  for (const pid_t child : children_) {
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+  }
+}
+
+std::optional<Error> CommandRunner::start(const std::string& command, int answer_fd) {
+  if (children_.size() == kMaxCommands) {
+    return Error{std::to_string(kMaxCommands) + " commands are running already: wait for the end of one"};
+  }
+  const pid_t child = fork();
+  if (child < 0) {
+    return Error{std::string("no process to be had: ") + std::strerror(errno)};
+  }
+  if (child == 0) {
+    leave_the_daemon(answer_fd);
+    write_answer(run_and_describe(command));
+    _exit(0);
+  }
+  children_.push_back(child);
+  return std::nullopt;
+}
+
+void CommandRunner::reap() {
+  std::erase_if(children_, [](pid_t child) { return waitpid(child, nullptr, WNOHANG) != 0; });
+}
+
+}  // namespace phoned
