@@ -1,4 +1,4 @@
-#include "malloc_ptr.h"
+#include "core/malloc_ptr.h"
 
 #include <gtest/gtest.h>
 

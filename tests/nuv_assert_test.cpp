@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "contract.h"
+#include "core/contract.h"
 #include "nuv_sysloglevel.h"
 #include "support/captured_stdout.h"
 #include "support/child_process.h"

@@ -7,10 +7,10 @@
 #include <vector>
 
 #include "nuv_sysloglevel.h"
-#include "nuv_sysloglevel_internal.h"
 #include "support/descriptors.h"
 #include "support/fault_loop.h"
 #include "support/trace_test.h"
+#include "tracing/nuv_sysloglevel_internal.h"
 
 namespace {
 

@@ -6,10 +6,10 @@
 #include <string>
 
 #include "nuv_sysloglevel.h"
-#include "nuv_sysloglevel_internal.h"
 #include "nuv_tracelevelinit.h"
 #include "support/trace_test.h"
 #include "support/violation.h"
+#include "tracing/nuv_sysloglevel_internal.h"
 
 namespace {
 

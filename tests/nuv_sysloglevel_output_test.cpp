@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "nuv_sysloglevel.h"
-#include "nuv_sysloglevel_internal.h"
 #include "support/first_report.h"
 #include "support/trace_test.h"
+#include "tracing/nuv_sysloglevel_internal.h"
 
 namespace {
 

@@ -11,12 +11,12 @@
 #include <vector>
 
 #include "nuv_sysloglevel.h"
-#include "nuv_sysloglevel_internal.h"
 #include "nuv_tracelevelinit.h"
 #include "support/descriptors.h"
 #include "support/fault_injector.h"
 #include "support/fault_loop.h"
 #include "support/trace_test.h"
+#include "tracing/nuv_sysloglevel_internal.h"
 
 namespace {
 

@@ -15,7 +15,6 @@
 #include <vector>
 
 #include "nuv_assert.h"
-#include "nuv_sysloglevel_internal.h"
 #include "support/captured_stdout.h"
 #include "support/contract_recorder.h"
 #include "support/fake_clock.h"
@@ -23,6 +22,7 @@
 #include "support/fault_loop.h"
 #include "support/syslog_double.h"
 #include "support/time_zone.h"
+#include "tracing/nuv_sysloglevel_internal.h"
 
 namespace {
 

@@ -65,7 +65,7 @@ def texts(macro, source, start):
 def contracts(source_folder):
     """Maps each name under which contracts are reported to its set of (class, text)."""
     found = {}
-    for path in sorted(Path(source_folder).glob("nuv_*.cpp")):
+    for path in sorted(Path(source_folder).glob("*/nuv_*.cpp")):
         source = without_comments(path.read_text())
         family = FAMILY.search(source)
         for check in CHECK.finditer(source):

@@ -6,8 +6,8 @@
 #include <regex>
 #include <utility>
 
-#include "nuv_sysloglevel_internal.h"
 #include "nuv_tracelevelinit.h"
+#include "tracing/nuv_sysloglevel_internal.h"
 
 namespace support {
 namespace {

@@ -1,0 +1,485 @@
+#include "nuv_select.h"
+
+#include <algorithm>
+
+#include "core/contract.h"
+#include "loop/nuv_selectset_internal.h"
+#include "loop/nuv_timeoutset_internal.h"
+#include "nuv_time.h"
+
+namespace {
+
+constexpr char kFamily[] = "nuv_select";
+
+constexpr uint32_t kUnlimited = NUV_TIMEOUT_UNLIMITED;
+constexpr uint32_t kEventTypes = 2;
+
+// A kind of event: where its sets are, and what a set without room is reported as.
+struct Kind {
+  SelectSet (Select::*sets)[kEventTypes];
+  const char* room_text;
+};
+
+constexpr Kind kRead = {&Select::m_oRead, "1 == NUV_SelectSet_available( &a_this->m_oRead[a_event_type])"};
+constexpr Kind kWrite = {&Select::m_oWrite, "1 == NUV_SelectSet_available( &a_this->m_oWrite[a_event_type])"};
+constexpr Kind kExcept = {&Select::m_oExcept, "1 == NUV_SelectSet_available( &a_this->m_oExcept[a_event_type])"};
+
+constexpr uint8_t kStays = 0;
+constexpr uint8_t kOneCycle = 1;
+
+// What the daemon registers: the callback and its arguments.
+struct Receiver {
+  int32_t fd;
+  void* arg1;
+  uint32_t arg2;
+  NUV_SelectRecvFunc function;
+};
+
+NUV_SelectRecv* set_receiver(Select* a_this, const Kind& kind, uint32_t event_type, uint8_t temp,
+                             const Receiver& receiver) {
+  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_TEXT(receiver.function != nullptr, "((void *)0) != a_recvfunc");
+  if (event_type >= kEventTypes) {
+    return nullptr;
+  }
+  SelectSet* set = &(a_this->*kind.sets)[event_type];
+  NUV_REQUIRE_TEXT(1 == NUV_SelectSet_available(set), kind.room_text);
+  return NUV_SelectSet_setReceiver(set, receiver.fd, receiver.arg1, receiver.arg2, temp, receiver.function);
+}
+
+void remove_receiver(Select* a_this, const Kind& kind, uint32_t event_type, int32_t fd) {
+  NUV_REQUIRE(((void *)0) != a_this);
+  if (event_type >= kEventTypes) {
+    return;
+  }
+  SelectSet* set = &(a_this->*kind.sets)[event_type];
+  NUV_REQUIRE_TEXT(1 == NUV_SelectSet_available(set), kind.room_text);
+  NUV_SelectSet_removeReceiver(set, fd);
+}
+
+// Adds a timer the long way, with every report that is due.
+template <uint8_t kTemp>
+[[gnu::cold, gnu::noinline]] uint32_t set_timer_checked(Select* a_this, timeval time, void* arg1, uint32_t arg2,
+                                                        NUV_TimeoutRecvFunc a_recvfunc) {
+  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE(1 == NUV_TimeoutSet_available( &a_this->m_oTimeout));
+  NUV_REQUIRE_TEXT(a_recvfunc != nullptr, "((void *)0) != a_recvfunc");
+  return NUV_TimeoutSet_setReceiver(&a_this->m_oTimeout, time, arg1, arg2, kTemp, a_recvfunc);
+}
+
+#ifdef __OPTIMIZE_SIZE__
+constexpr bool kIsForSpeed = false;
+#else
+constexpr bool kIsForSpeed = true;
+#endif
+
+// Where all contracts hold there is nothing to report, neither here nor by the timer set and its pool.
+template <uint8_t kTemp>
+uint32_t set_timer(Select* a_this, timeval time, void* arg1, uint32_t arg2, NUV_TimeoutRecvFunc a_recvfunc) {
+  if (kIsForSpeed && a_this != nullptr && a_recvfunc != nullptr) {
+    const uint32_t id = userlib::try_add_timer(a_this->m_oTimeout, time, arg1, arg2, kTemp, a_recvfunc);
+    if (id < NUV_TIMEOUTSET_SIZE) {
+      return id;
+    }
+  }
+  return set_timer_checked<kTemp>(a_this, time, arg1, arg2, a_recvfunc);
+}
+
+// The three sets of one event type, in the order in which a cycle serves them.
+struct CycleSets {
+  CycleSets(Select& reactor, uint32_t event_type)
+      : read(reactor.m_oRead[event_type]), write(reactor.m_oWrite[event_type]), except(reactor.m_oExcept[event_type]) {}
+
+  SelectSet& read;
+  SelectSet& write;
+  SelectSet& except;
+};
+
+uint32_t receivers(const Select& reactor, uint32_t event_type) {
+  return reactor.m_oRead[event_type].m_uCount + reactor.m_oWrite[event_type].m_uCount +
+         reactor.m_oExcept[event_type].m_uCount;
+}
+
+// What select() is asked for and what it answers.
+struct ReadySets {
+  fd_set read;
+  fd_set write;
+  fd_set except;
+};
+
+// Fills in the descriptors of all receivers, and tells whether the purge will take any of these.
+bool fill(const CycleSets& sets, ReadySets& asked) {
+  FD_ZERO(&asked.read);
+  FD_ZERO(&asked.write);
+  FD_ZERO(&asked.except);
+  const bool read_leaves = userlib::fill_fd_set(sets.read, asked.read);
+  const bool write_leaves = userlib::fill_fd_set(sets.write, asked.write);
+  const bool except_leaves = userlib::fill_fd_set(sets.except, asked.except);
+  return read_leaves || write_leaves || except_leaves;
+}
+
+int32_t ask(ReadySets& sets, timeval* wait) {
+  // A signal ends the wait like anything else: the caller's loop comes back here, after the timers have been served.
+  return select(FD_SETSIZE, &sets.read, &sets.write, &sets.except, wait);
+}
+
+// Other threads may have reactors of their own: what they share is read and written in one piece each.
+template <typename T>
+T load(const T& shared) {
+  return __atomic_load_n(&shared, __ATOMIC_RELAXED);
+}
+
+template <typename T>
+void store(T& shared, T value) {
+  __atomic_store_n(&shared, value, __ATOMIC_RELAXED);
+}
+
+// Says when to look without a wait first. A select() that may sleep queues up at every descriptor on its way to the one
+// that is ready, which costs several times as much as looking at them all. So while events come in faster than they are
+// served, the reactor looks first. A look in vain has its price, too: after one, some cycles in a row must have events
+// before the next, and twice as many after every further one. A daemon that mostly sleeps comes to a look in a thousand
+// events.
+//
+// This is about one reactor of the process, the one that had the last events. Another one takes over with its first.
+constexpr uint32_t kFirstPatience = 16;
+constexpr uint32_t kMostPatience = 1024;
+
+struct Rhythm {
+  const Select* reactor;
+  uint32_t streak;    // cycles with events since the last cycle without, or the last look in vain
+  uint32_t patience;  // the streak from which on to look first
+};
+
+constinit Rhythm g_rhythm = {nullptr, 0, kFirstPatience};
+
+void learn_anew(const Select* reactor) {
+  store(g_rhythm.reactor, reactor);
+  store(g_rhythm.streak, 0U);
+  store(g_rhythm.patience, kFirstPatience);
+}
+
+bool looks_first(const Select& reactor) {
+  return load(g_rhythm.reactor) == &reactor && load(g_rhythm.streak) >= load(g_rhythm.patience);
+}
+
+void note_look(bool is_in_vain) {
+  if (is_in_vain) {
+    store(g_rhythm.streak, 0U);
+    store(g_rhythm.patience, std::min(2 * load(g_rhythm.patience), kMostPatience));
+  } else {
+    store(g_rhythm.patience, 1U);
+  }
+}
+
+void note_cycle(const Select& reactor, bool has_events) {
+  if (load(g_rhythm.reactor) != &reactor) {
+    if (!has_events) {
+      return;
+    }
+    learn_anew(&reactor);
+  }
+  store(g_rhythm.streak, has_events ? std::min(load(g_rhythm.streak) + 1, kMostPatience) : 0U);
+}
+
+bool is_ahead(const timeval& time) {
+  return time.tv_sec >= 0 && time.tv_usec >= 0 && (time.tv_sec != 0 || time.tv_usec != 0);
+}
+
+// Dispatches one set and keeps the two accounts. Tells whether the budget still allows to go on. The budget may wrap
+// past zero, because a set fires all of its ready receivers or none; it is unlimited if it lands on that value.
+bool dispatch(SelectSet& set, const fd_set& ready, int64_t& remaining, uint32_t& budget) {
+  const uint32_t fired = userlib::dispatch_fd_set(set, budget, ready);
+  remaining -= fired;
+  if (budget == kUnlimited) {
+    return true;
+  }
+  budget -= fired;
+  return budget != 0;
+}
+
+// Passes over the sets until as many callbacks were made as descriptors were ready. Returns the budget that is left.
+uint32_t dispatch_all(const CycleSets& sets, const ReadySets& ready, int32_t ready_count, uint32_t budget) {
+  int64_t remaining = ready_count;
+  while (remaining > 0) {
+    if (!dispatch(sets.read, ready.read, remaining, budget) || !dispatch(sets.write, ready.write, remaining, budget) ||
+        !dispatch(sets.except, ready.except, remaining, budget)) {
+      break;
+    }
+  }
+  return budget;
+}
+
+// The time from the last mark to now. A clock that does not lie behind the mark counts as wrapped, one that stands
+// exactly on it too.
+timeval elapsed_between(const timeval& mark, const timeval& now) {
+  timeval elapsed = now;
+  if (NUV_timeval_cmp(&elapsed, &mark) > 0) {
+    NUV_timeval_dec(&elapsed, &mark);
+    return elapsed;
+  }
+  timeval until_wrap = {0x7FFFFFFF, 999999};
+  NUV_timeval_dec(&until_wrap, &mark);
+  NUV_timeval_inc(&elapsed, &until_wrap);
+  return elapsed;
+}
+
+// Lets the timers age, calls those that are due, and moves the mark. A clock that cannot be read has not moved, and
+// neither does the mark then: the time is made up for when the clock can be read again.
+void serve_timers(Select& reactor, uint32_t budget) {
+  timeval now;
+  const bool is_known = nuv_gettimeofday_absolute(&now) == 0;
+  const timeval elapsed = is_known ? elapsed_between(reactor.m_oLastTime, now) : timeval{0, 0};
+  NUV_TimeoutSet_process(&reactor.m_oTimeout, budget, &elapsed);
+  if (is_known) {
+    reactor.m_oLastTime = now;
+    nuv_gettimeofday_absolute(&reactor.m_oLastTime);  // the time that the timers took is nobody's
+  }
+}
+
+void purge(const CycleSets& sets, const ReadySets& ready) {
+  NUV_SelectSet_internalRemoveDeleted(&sets.read, &ready.read);
+  NUV_SelectSet_internalRemoveDeleted(&sets.write, &ready.write);
+  NUV_SelectSet_internalRemoveDeleted(&sets.except, &ready.except);
+}
+
+// Looks at what is there already. False: nothing, so wait. Whatever else it meets ends the wait before it begins: a signal
+// must not be slept over.
+bool look(const CycleSets& sets, ReadySets& ready, int32_t& ready_count) {
+  timeval no_wait = {0, 0};
+  ready_count = ask(ready, &no_wait);
+  if (ready_count >= 0) {
+    note_look(/*is_in_vain=*/ready_count == 0);
+  }
+  if (ready_count != 0) {
+    return true;
+  }
+  fill(sets, ready);  // the answer has emptied them
+  return false;
+}
+
+int32_t wait_for_events(const Select& reactor, const CycleSets& sets, ReadySets& ready, timeval* wait) {
+  int32_t ready_count = 0;
+  if (!looks_first(reactor) || !look(sets, ready, ready_count)) {
+    ready_count = ask(ready, wait);
+  }
+  note_cycle(reactor, ready_count > 0);
+  return ready_count;
+}
+
+// One select(), or two, and what follows.
+int32_t run_cycle(Select& reactor, uint32_t event_type, timeval* wait, bool with_timers, uint32_t budget) {
+  const CycleSets sets(reactor, event_type);
+  const uint32_t departures = userlib::departures();
+  ReadySets ready;
+  const bool has_leaving = fill(sets, ready);
+
+  timeval bound = wait != nullptr ? *wait : timeval{999999, 999999};
+  if (with_timers && NUV_TimeoutSet_setTimeout(&reactor.m_oTimeout, &bound) == 1) {
+    wait = &bound;
+  }
+  // The caller's own timeval goes to select() for sure, which tells the rest of the wait there. Without a wait there is
+  // nothing to spare.
+  const bool may_look = wait == nullptr || (wait == &bound && is_ahead(bound));
+  const int32_t ready_count = may_look ? wait_for_events(reactor, sets, ready, wait) : ask(ready, wait);
+
+  budget = dispatch_all(sets, ready, ready_count, budget);
+  if (with_timers) {
+    serve_timers(reactor, budget);
+  }
+  if (has_leaving || userlib::departures() != departures) {
+    purge(sets, ready);
+  }
+  NUV_TimeoutSet_internalRemoveDeleted(&reactor.m_oTimeout);
+  return ready_count;
+}
+
+}  // namespace
+
+int32_t NUV_Select_construct(Select* a_this) {
+  NUV_REQUIRE(((void *)0) != a_this);
+  if (load(g_rhythm.reactor) == a_this) {
+    learn_anew(nullptr);
+  }
+  for (uint32_t event_type = 0; event_type < kEventTypes; ++event_type) {
+    NUV_SelectSet_construct(&a_this->m_oRead[event_type]);
+    NUV_SelectSet_construct(&a_this->m_oWrite[event_type]);
+    NUV_SelectSet_construct(&a_this->m_oExcept[event_type]);
+  }
+  NUV_TimeoutSet_construct(&a_this->m_oTimeout);
+  a_this->m_oLastTime = {0, 0};
+  nuv_gettimeofday_absolute(&a_this->m_oLastTime);
+  return 1;
+}
+
+void NUV_Select_destruct(Select* a_this) {
+  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_TimeoutSet_destruct(&a_this->m_oTimeout);
+  for (uint32_t event_type = 0; event_type < kEventTypes; ++event_type) {
+    NUV_SelectSet_destruct(&a_this->m_oRead[event_type]);
+    NUV_SelectSet_destruct(&a_this->m_oWrite[event_type]);
+    NUV_SelectSet_destruct(&a_this->m_oExcept[event_type]);
+  }
+}
+
+NUV_SelectRecv* NUV_Select_setRead(Select* a_this, int32_t a_fd, void* a_arg1, uint32_t a_arg2,
+                                   NUV_SelectRecvFunc a_recvfunc) {
+  return set_receiver(a_this, kRead, NUV_SELECT_INTERNAL, kStays, {a_fd, a_arg1, a_arg2, a_recvfunc});
+}
+
+NUV_SelectRecv* NUV_Select_setReadExternal(Select* a_this, int32_t a_fd, void* a_arg1, uint32_t a_arg2,
+                                           NUV_SelectRecvFunc a_recvfunc) {
+  return set_receiver(a_this, kRead, NUV_SELECT_EXTERNAL, kStays, {a_fd, a_arg1, a_arg2, a_recvfunc});
+}
+
+NUV_SelectRecv* NUV_Select_setTempRead(Select* a_this, int32_t a_fd, void* a_arg1, uint32_t a_arg2,
+                                       NUV_SelectRecvFunc a_recvfunc) {
+  return set_receiver(a_this, kRead, NUV_SELECT_INTERNAL, kOneCycle, {a_fd, a_arg1, a_arg2, a_recvfunc});
+}
+
+NUV_SelectRecv* NUV_Select_setTempReadExternal(Select* a_this, int32_t a_fd, void* a_arg1, uint32_t a_arg2,
+                                               NUV_SelectRecvFunc a_recvfunc) {
+  return set_receiver(a_this, kRead, NUV_SELECT_EXTERNAL, kOneCycle, {a_fd, a_arg1, a_arg2, a_recvfunc});
+}
+
+NUV_SelectRecv* NUV_Select_internalSetTempRead(Select* a_this, uint32_t a_event_type, int32_t a_fd, void* a_arg1,
+                                               uint32_t a_arg2, NUV_SelectRecvFunc a_recvfunc) {
+  return set_receiver(a_this, kRead, a_event_type, kOneCycle, {a_fd, a_arg1, a_arg2, a_recvfunc});
+}
+
+void NUV_Select_removeRead(Select* a_this, int32_t a_fd) {
+  remove_receiver(a_this, kRead, NUV_SELECT_INTERNAL, a_fd);
+}
+
+void NUV_Select_removeReadExternal(Select* a_this, int32_t a_fd) {
+  remove_receiver(a_this, kRead, NUV_SELECT_EXTERNAL, a_fd);
+}
+
+void NUV_Select_internalRemoveRead(Select* a_this, uint32_t a_event_type, int32_t a_fd) {
+  remove_receiver(a_this, kRead, a_event_type, a_fd);
+}
+
+NUV_SelectRecv* NUV_Select_setWrite(Select* a_this, int32_t a_fd, void* a_arg1, uint32_t a_arg2,
+                                    NUV_SelectRecvFunc a_recvfunc) {
+  return set_receiver(a_this, kWrite, NUV_SELECT_INTERNAL, kStays, {a_fd, a_arg1, a_arg2, a_recvfunc});
+}
+
+NUV_SelectRecv* NUV_Select_setWriteExternal(Select* a_this, int32_t a_fd, void* a_arg1, uint32_t a_arg2,
+                                            NUV_SelectRecvFunc a_recvfunc) {
+  return set_receiver(a_this, kWrite, NUV_SELECT_EXTERNAL, kStays, {a_fd, a_arg1, a_arg2, a_recvfunc});
+}
+
+NUV_SelectRecv* NUV_Select_internalSetWrite(Select* a_this, uint32_t a_event_type, int32_t a_fd, void* a_arg1,
+                                            uint32_t a_arg2, NUV_SelectRecvFunc a_recvfunc) {
+  return set_receiver(a_this, kWrite, a_event_type, kStays, {a_fd, a_arg1, a_arg2, a_recvfunc});
+}
+
+NUV_SelectRecv* NUV_Select_setTempWrite(Select* a_this, int32_t a_fd, void* a_arg1, uint32_t a_arg2,
+                                        NUV_SelectRecvFunc a_recvfunc) {
+  return set_receiver(a_this, kWrite, NUV_SELECT_INTERNAL, kOneCycle, {a_fd, a_arg1, a_arg2, a_recvfunc});
+}
+
+NUV_SelectRecv* NUV_Select_setTempWriteExternal(Select* a_this, int32_t a_fd, void* a_arg1, uint32_t a_arg2,
+                                                NUV_SelectRecvFunc a_recvfunc) {
+  return set_receiver(a_this, kWrite, NUV_SELECT_EXTERNAL, kOneCycle, {a_fd, a_arg1, a_arg2, a_recvfunc});
+}
+
+NUV_SelectRecv* NUV_Select_internalSetTempWrite(Select* a_this, uint32_t a_event_type, int32_t a_fd, void* a_arg1,
+                                                uint32_t a_arg2, NUV_SelectRecvFunc a_recvfunc) {
+  return set_receiver(a_this, kWrite, a_event_type, kOneCycle, {a_fd, a_arg1, a_arg2, a_recvfunc});
+}
+
+void NUV_Select_removeWrite(Select* a_this, int32_t a_fd) {
+  remove_receiver(a_this, kWrite, NUV_SELECT_INTERNAL, a_fd);
+}
+
+void NUV_Select_removeWriteExternal(Select* a_this, int32_t a_fd) {
+  remove_receiver(a_this, kWrite, NUV_SELECT_EXTERNAL, a_fd);
+}
+
+void NUV_Select_internalRemoveWrite(Select* a_this, uint32_t a_event_type, int32_t a_fd) {
+  remove_receiver(a_this, kWrite, a_event_type, a_fd);
+}
+
+NUV_SelectRecv* NUV_Select_setExcept(Select* a_this, int32_t a_fd, void* a_arg1, uint32_t a_arg2,
+                                     NUV_SelectRecvFunc a_recvfunc) {
+  return set_receiver(a_this, kExcept, NUV_SELECT_INTERNAL, kStays, {a_fd, a_arg1, a_arg2, a_recvfunc});
+}
+
+NUV_SelectRecv* NUV_Select_setExceptExternal(Select* a_this, int32_t a_fd, void* a_arg1, uint32_t a_arg2,
+                                             NUV_SelectRecvFunc a_recvfunc) {
+  return set_receiver(a_this, kExcept, NUV_SELECT_EXTERNAL, kStays, {a_fd, a_arg1, a_arg2, a_recvfunc});
+}
+
+NUV_SelectRecv* NUV_Select_internalSetExcept(Select* a_this, uint32_t a_event_type, int32_t a_fd, void* a_arg1,
+                                             uint32_t a_arg2, NUV_SelectRecvFunc a_recvfunc) {
+  return set_receiver(a_this, kExcept, a_event_type, kStays, {a_fd, a_arg1, a_arg2, a_recvfunc});
+}
+
+NUV_SelectRecv* NUV_Select_setTempExcept(Select* a_this, int32_t a_fd, void* a_arg1, uint32_t a_arg2,
+                                         NUV_SelectRecvFunc a_recvfunc) {
+  return set_receiver(a_this, kExcept, NUV_SELECT_INTERNAL, kOneCycle, {a_fd, a_arg1, a_arg2, a_recvfunc});
+}
+
+NUV_SelectRecv* NUV_Select_setTempExceptExternal(Select* a_this, int32_t a_fd, void* a_arg1, uint32_t a_arg2,
+                                                 NUV_SelectRecvFunc a_recvfunc) {
+  return set_receiver(a_this, kExcept, NUV_SELECT_EXTERNAL, kOneCycle, {a_fd, a_arg1, a_arg2, a_recvfunc});
+}
+
+NUV_SelectRecv* NUV_Select_internalSetTempExcept(Select* a_this, uint32_t a_event_type, int32_t a_fd, void* a_arg1,
+                                                 uint32_t a_arg2, NUV_SelectRecvFunc a_recvfunc) {
+  return set_receiver(a_this, kExcept, a_event_type, kOneCycle, {a_fd, a_arg1, a_arg2, a_recvfunc});
+}
+
+void NUV_Select_removeExcept(Select* a_this, int32_t a_fd) {
+  remove_receiver(a_this, kExcept, NUV_SELECT_INTERNAL, a_fd);
+}
+
+void NUV_Select_removeExceptExternal(Select* a_this, int32_t a_fd) {
+  remove_receiver(a_this, kExcept, NUV_SELECT_EXTERNAL, a_fd);
+}
+
+void NUV_Select_internalRemoveExcept(Select* a_this, uint32_t a_event_type, int32_t a_fd) {
+  remove_receiver(a_this, kExcept, a_event_type, a_fd);
+}
+
+uint32_t NUV_Select_setTimeout(Select* a_this, struct timeval a_time, void* a_arg1, uint32_t a_arg2,
+                               NUV_TimeoutRecvFunc a_recvfunc) {
+  return set_timer<kStays>(a_this, a_time, a_arg1, a_arg2, a_recvfunc);
+}
+
+uint32_t NUV_Select_setTempTimeout(Select* a_this, struct timeval a_time, void* a_arg1, uint32_t a_arg2,
+                                   NUV_TimeoutRecvFunc a_recvfunc) {
+  return set_timer<kOneCycle>(a_this, a_time, a_arg1, a_arg2, a_recvfunc);
+}
+
+void NUV_Select_removeTimeout(Select* a_this, uint32_t a_id) {
+  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE(1 == NUV_TimeoutSet_available( &a_this->m_oTimeout));
+  NUV_TimeoutSet_removeReceiver(&a_this->m_oTimeout, a_id);
+}
+
+void NUV_Select_updateTimeout(Select* a_this, uint32_t a_id, struct timeval a_time) {
+  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE(1 == NUV_TimeoutSet_available( &a_this->m_oTimeout));
+  NUV_TimeoutSet_updateReceiver(&a_this->m_oTimeout, a_id, a_time);
+}
+
+int32_t NUV_Select_process(Select* a_this, struct timeval* a_timeout) {
+  NUV_REQUIRE(((void *)0) != a_this);
+  const uint32_t internal = receivers(*a_this, NUV_SELECT_INTERNAL);
+  const uint32_t external = receivers(*a_this, NUV_SELECT_EXTERNAL);
+  if (a_timeout == nullptr && external == 0 && a_this->m_oTimeout.m_uCount == 0) {
+    // Nothing can end this turn but an internal descriptor, so there is no need to poll.
+    return internal == 0 ? 0 : run_cycle(*a_this, NUV_SELECT_INTERNAL, nullptr, /*with_timers=*/false, kUnlimited);
+  }
+  uint32_t budget = kUnlimited;
+  if (internal > 0) {
+    timeval poll = {0, 0};
+    const int32_t served = run_cycle(*a_this, NUV_SELECT_INTERNAL, &poll, /*with_timers=*/false, kUnlimited);
+    if (served > 0) {
+      return served;
+    }
+    budget = 1;
+  }
+  return run_cycle(*a_this, NUV_SELECT_EXTERNAL, a_timeout, /*with_timers=*/true, budget);
+}

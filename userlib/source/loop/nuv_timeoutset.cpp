@@ -1,0 +1,164 @@
+#include "nuv_timeoutset.h"
+
+#include <algorithm>
+#include <span>
+
+#include "core/contract.h"
+#include "core/timeval_arithmetic.h"
+#include "loop/nuv_timeoutset_internal.h"
+
+namespace {
+
+constexpr char kFamily[] = "nuv_timeoutset";
+
+constexpr uint32_t kCapacity = NUV_TIMEOUTSET_SIZE;
+static_assert(sizeof(TimeoutSet::m_rgRecv) == kCapacity * sizeof(NUV_TimeoutRecv));
+
+template <typename Set>
+auto receivers(Set& set) {
+  return std::span(set.m_rgRecv, set.m_uCount);
+}
+
+NUV_TimeoutRecv* find(TimeoutSet& set, uint32_t id) {
+  // A timer stands in the slot of its id until one before it goes.
+  if (id < set.m_uCount && set.m_rgRecv[id].m_uId == id) {
+    return &set.m_rgRecv[id];
+  }
+  const auto all = receivers(set);
+  const auto found = std::find_if(all.begin(), all.end(), [id](const auto& timer) { return timer.m_uId == id; });
+  return found != all.end() ? &*found : nullptr;
+}
+
+// Takes the timer out; the last one moves into its slot, unless it is the last one itself.
+void remove(TimeoutSet& set, NUV_TimeoutRecv& timer) {
+  if (!userlib::try_release(set.m_oIdPool, timer.m_uId)) {
+    NUV_IndexPool_release(&set.m_oIdPool, timer.m_uId);  // reports
+  }
+  --set.m_uCount;
+  timer = set.m_rgRecv[set.m_uCount];
+}
+
+bool is_due(const timeval& time) {
+  return time.tv_sec < 0 || (time.tv_sec == 0 && time.tv_usec <= 0);
+}
+
+// What the callback answers. A timer without one, which an error handler that returned has let in, wants to go.
+int32_t call(NUV_TimeoutRecv& timer) {
+  return timer.m_pRecvFunc != nullptr ? timer.m_pRecvFunc(timer.m_pArg1, &timer.m_oTime, timer.m_uArg2) : 0;
+}
+
+// Calls the timer in one slot back, which is due, and tells whether the slot is done with: after a removal it holds the
+// timer that was last.
+bool fire(TimeoutSet& set, uint32_t slot, NUV_TimeoutRecv& timer) {
+  const uint32_t id = timer.m_uId;
+  if (timer.m_bTemp != 0) {
+    call(timer);
+  } else if (call(timer) != 0) {
+    return true;
+  }
+  // A callback that purged or processed the set itself may have taken this timer away already.
+  if (slot < set.m_uCount && timer.m_uId == id) {
+    remove(set, timer);
+  }
+  return false;
+}
+
+}  // namespace
+
+int32_t NUV_TimeoutSet_construct(TimeoutSet* a_this) {
+  NUV_REQUIRE(((void *)0) != a_this);
+  *a_this = {};
+  NUV_IndexPool_construct(&a_this->m_oIdPool, kCapacity);
+  return 1;
+}
+
+void NUV_TimeoutSet_destruct(TimeoutSet* a_this) {
+  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_IndexPool_destruct(&a_this->m_oIdPool);
+}
+
+int32_t NUV_TimeoutSet_available(const TimeoutSet* a_this) {
+  NUV_REQUIRE(((void *)0) != a_this);
+  return a_this->m_uCount < kCapacity ? 1 : 0;
+}
+
+uint32_t NUV_TimeoutSet_setReceiver(TimeoutSet* a_this, struct timeval a_time, void* a_arg1, uint32_t a_arg2,
+                                    uint8_t a_temp, NUV_TimeoutRecvFunc a_recvfunc) {
+  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_TEXT(a_recvfunc != nullptr, "((void *)0) != a_recvfunc");
+  const uint32_t id = userlib::try_add_timer(*a_this, a_time, a_arg1, a_arg2, a_temp, a_recvfunc);
+  // Every timer holds an id of the pool, so a full set has none left to give: the pool reports so, and its answer is no
+  // timer's id.
+  return id < kCapacity ? id : NUV_IndexPool_occupy(&a_this->m_oIdPool);
+}
+
+void NUV_TimeoutSet_updateReceiver(TimeoutSet* a_this, uint32_t a_id, struct timeval a_time) {
+  NUV_REQUIRE(((void *)0) != a_this);
+  if (NUV_TimeoutRecv* timer = find(*a_this, a_id)) {
+    timer->m_oTime = a_time;
+  }
+}
+
+void NUV_TimeoutSet_removeReceiver(TimeoutSet* a_this, uint32_t a_id) {
+  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE(1 == NUV_TimeoutSet_available( a_this));
+  NUV_TimeoutRecv* timer = find(*a_this, a_id);
+  if (timer == nullptr) {
+    return;
+  }
+  if (a_this->m_bProcessing != 0) {
+    timer->m_bDeleted = 1;
+    return;
+  }
+  remove(*a_this, *timer);
+}
+
+int32_t NUV_TimeoutSet_setTimeout(const TimeoutSet* a_this, struct timeval* a_currtimeout) {
+  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE(((void *)0) != a_currtimeout);
+  if (a_currtimeout != nullptr) {
+    for (const NUV_TimeoutRecv& timer : receivers(*a_this)) {
+      if (userlib::is_less(timer.m_oTime, *a_currtimeout)) {
+        *a_currtimeout = timer.m_oTime;
+      }
+    }
+  }
+  return a_this->m_uCount > 0 ? 1 : 0;
+}
+
+uint32_t NUV_TimeoutSet_process(TimeoutSet* a_this, uint32_t a_budget, const struct timeval* a_currtimeout) {
+  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE(((void *)0) != a_currtimeout);
+  if (a_currtimeout == nullptr) {
+    return 0;
+  }
+  const timeval elapsed = *a_currtimeout;
+  a_this->m_bProcessing = 1;
+  uint32_t fired = 0;
+  // The count is read anew for every slot: callbacks add timers, which are handled in the same pass.
+  NUV_TimeoutRecv* timer = a_this->m_rgRecv;
+  for (uint32_t slot = 0; slot < a_this->m_uCount;) {
+    userlib::subtract(timer->m_oTime, elapsed);
+    if (is_due(timer->m_oTime) && timer->m_bDeleted == 0 && fired != a_budget) {
+      ++fired;
+      if (!fire(*a_this, slot, *timer)) {
+        continue;
+      }
+    }
+    ++slot;
+    ++timer;
+  }
+  a_this->m_bProcessing = 0;
+  return fired;
+}
+
+void NUV_TimeoutSet_internalRemoveDeleted(TimeoutSet* a_this) {
+  NUV_REQUIRE(((void *)0) != a_this);
+  for (uint32_t slot = 0; slot < a_this->m_uCount;) {
+    if (a_this->m_rgRecv[slot].m_bDeleted != 0) {
+      remove(*a_this, a_this->m_rgRecv[slot]);
+    } else {
+      ++slot;
+    }
+  }
+}
