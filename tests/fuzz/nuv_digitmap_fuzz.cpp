@@ -6,8 +6,8 @@
 #include "doubles.h"
 #include "fuzz_check.h"
 #include "fuzz_input.h"
+#include "models/digitmap_model.h"
 #include "nuv_digitmap.h"
-#include "support/digitmap_model.h"
 
 namespace {
 

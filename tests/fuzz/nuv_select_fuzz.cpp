@@ -12,9 +12,9 @@
 #include "doubles.h"
 #include "fuzz_check.h"
 #include "fuzz_input.h"
+#include "models/timer_model.h"
 #include "nuv_select.h"
 #include "nuv_sysloglevel.h"
-#include "timer_model.h"
 
 namespace {
 

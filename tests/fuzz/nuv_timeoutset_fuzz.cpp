@@ -6,9 +6,9 @@
 #include "doubles.h"
 #include "fuzz_check.h"
 #include "fuzz_input.h"
+#include "models/timer_model.h"
 #include "nuv_sysloglevel.h"
 #include "nuv_timeoutset.h"
-#include "timer_model.h"
 
 namespace {
 

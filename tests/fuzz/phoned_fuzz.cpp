@@ -11,10 +11,10 @@
 #include "doubles.h"
 #include "fuzz_check.h"
 #include "fuzz_input.h"
+#include "models/digitmap_model.h"
 #include "phoned/core/clock.h"
 #include "phoned/core/dial_layer.h"
 #include "phoned/io/datagram.h"
-#include "support/digitmap_model.h"
 
 namespace {
 

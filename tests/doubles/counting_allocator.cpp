@@ -1,0 +1,84 @@
+#include "doubles/counting_allocator.h"
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+
+namespace support {
+namespace {
+
+constexpr size_t kPrefix = alignof(std::max_align_t);
+
+void* plain_malloc(uint32_t size) {
+  return std::malloc(size);
+}
+
+void free_block(void* address) {
+  std::free(static_cast<char*>(address) - kPrefix);
+}
+
+// The free function of the process, which every new handle gets.
+NUV_MemoryFree current_free() {
+  Memory handle;
+  NUV_Memory_construct(&handle, 0);
+  return handle.m_pFree;
+}
+
+}  // namespace
+
+CountingAllocator* CountingAllocator::active_ = nullptr;
+
+CountingAllocator::CountingAllocator() : outer_free_(current_free()) {
+  active_ = this;
+  NUV_installMemoryManager(allocate, release);
+}
+
+CountingAllocator::~CountingAllocator() {
+  NUV_installMemoryManager(plain_malloc, outer_free_);
+  active_ = nullptr;
+  for (const auto& [address, size] : blocks_) {
+    ADD_FAILURE() << "a block of " << size << " bytes was never given back";
+    free_block(address);
+  }
+}
+
+void* CountingAllocator::allocate(uint32_t size) {
+  ++active_->allocations_;
+  if (active_->dry_) {
+    return nullptr;
+  }
+  char* start = static_cast<char*>(std::malloc(kPrefix + size));
+  void* address = start + kPrefix;
+  std::memset(address, kPattern, size);
+  active_->blocks_[address] = size;
+  return address;
+}
+
+void CountingAllocator::release(void* address, uint32_t size) {
+  if (active_ == nullptr) {
+    EXPECT_EQ(address, nullptr) << "a block that outlived its allocator";
+    return;
+  }
+  active_->take_back(address, size);
+}
+
+void CountingAllocator::take_back(void* address, uint32_t size) {
+  if (address == nullptr) {
+    EXPECT_EQ(size, 0U) << "the size of no block";
+    ++empty_releases_;
+    return;
+  }
+  const auto block = blocks_.find(address);
+  if (block == blocks_.end()) {
+    ADD_FAILURE() << "a block that is not out: given back twice, or a stranger";
+    return;
+  }
+  EXPECT_EQ(size, block->second) << "a block with another size than it was made with";
+  blocks_.erase(block);
+  free_block(address);
+  ++releases_;
+}
+
+}  // namespace support

@@ -1,0 +1,81 @@
+#include "doubles/trace_test.h"
+
+#include <syslog.h>
+#include <time.h>
+
+#include <regex>
+#include <utility>
+
+#include "nuv_tracelevelinit.h"
+#include "tracing/nuv_sysloglevel_internal.h"
+
+namespace support {
+namespace {
+
+// The state that the process started with: nothing that runs before main() touches it.
+const userlib::TraceOutput kOutputAtStart = userlib::g_trace_output;
+const userlib::ModuleRegistry kModulesAtStart = userlib::g_modules;
+const int kHandleAtStart = gmodulHandleTraceLevelInit;
+
+void restore_start() {
+  userlib::g_trace_output = kOutputAtStart;
+  userlib::g_modules = kModulesAtStart;
+  gmodulHandleTraceLevelInit = kHandleAtStart;
+}
+
+// 2024-03-05 09:04:07.042 UTC.
+timeval fifth_of_march() {
+  tm date = {};
+  date.tm_year = 124;
+  date.tm_mon = 2;
+  date.tm_mday = 5;
+  date.tm_hour = 9;
+  date.tm_min = 4;
+  date.tm_sec = 7;
+  return {timegm(&date), 42000};
+}
+
+bool is_report(const std::string& text) {
+  return text.starts_with("error: nuv_");
+}
+
+}  // namespace
+
+TraceTest::TraceTest() {
+  restore_start();
+  clock_.set_wall(fifth_of_march());
+}
+
+TraceTest::~TraceTest() {
+  restore_start();
+}
+
+void TraceTest::use(Output output) {
+  userlib::g_trace_output.syslog = output == Output::kLog || output == Output::kBoth ? 1 : 0;
+  userlib::g_trace_output.console = output == Output::kConsole || output == Output::kBoth ? 1 : 0;
+}
+
+std::vector<std::string> TraceTest::take_log_texts() {
+  static const std::regex kReportLine("^(error: nuv_[a-z_]+):[0-9]+ ");
+  std::vector<std::string> texts;
+  for (const SyslogLine& line : take_log()) {
+    texts.push_back(std::regex_replace(line.text, kReportLine, "$1:# "));
+  }
+  return texts;
+}
+
+std::vector<std::string> TraceTest::take_trace_texts() {
+  std::vector<std::string> texts = take_log_texts();
+  std::erase_if(texts, is_report);
+  return texts;
+}
+
+SyslogLine TraceTest::line(int priority, std::string text, std::optional<std::string> ident) {
+  return {std::move(ident), LOG_PID, LOG_USER, priority, std::move(text)};
+}
+
+std::string TraceTest::report_text(const std::string& message) {
+  return "error: " + std::string(kFile) + ":#   :" + message + "\n";
+}
+
+}  // namespace support

@@ -1,0 +1,14 @@
+// Keeps a list of the contract checks that the tests have seen fail.
+#ifndef TESTS_SUPPORT_WITNESS_H
+#define TESTS_SUPPORT_WITNESS_H
+
+#include "doubles/contract_recorder.h"
+
+namespace support {
+
+// Adds "<file> <line>" to the file that the environment variable USERLIB_WITNESSES names; does nothing without one.
+void witness(const Report& report);
+
+}  // namespace support
+
+#endif

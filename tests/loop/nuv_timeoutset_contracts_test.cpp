@@ -1,0 +1,218 @@
+// Every check of the timeout set, violated while the error handler returns.
+#include <gtest/gtest.h>
+#include <string.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+
+#include "doubles/contract_recorder.h"
+#include "doubles/fault_injector.h"
+#include "doubles/violation.h"
+#include "nuv_timeoutset.h"
+
+namespace {
+
+using support::ContractRecorder;
+using support::ensure_report;
+using support::FaultInjector;
+using support::Report;
+using support::Reports;
+using support::require_report;
+
+constexpr char kFile[] = "nuv_timeoutset";
+constexpr char kPoolFile[] = "nuv_indexpool";
+constexpr char kHasRoom[] = "1 == NUV_TimeoutSet_available( a_this)";
+constexpr char kHasTime[] = "((void *)0) != a_currtimeout";
+constexpr char kHasCallback[] = "((void *)0) != a_recvfunc";
+
+constexpr uint32_t kUnlimited = NUV_TIMEOUT_UNLIMITED;
+constexpr timeval kNow = {0, 0};
+constexpr timeval kLater = {1000, 0};
+
+int32_t go(void* /*arg1*/, timeval* /*time*/, uint32_t /*arg2*/) {
+  return 0;
+}
+
+int32_t fail(void* /*arg1*/, timeval* /*time*/, uint32_t /*arg2*/) {
+  ADD_FAILURE() << "nobody's turn";
+  return 0;
+}
+
+uint32_t add(TimeoutSet& set, timeval time, NUV_TimeoutRecvFunc function = go) {
+  return NUV_TimeoutSet_setReceiver(&set, time, &set, 0, /*a_temp=*/0, function);
+}
+
+void fill(TimeoutSet& set) {
+  while (set.m_uCount < NUV_TIMEOUTSET_SIZE) {
+    add(set, kLater);
+  }
+}
+
+// What the pool reports when it is asked for an id that it does not have.
+const Reports kExhaustedPool = {
+    require_report(kPoolFile, "NUV_IndexPool_available( a_this) == 1"),
+    ensure_report(kPoolFile, "a_this->m_uSize > index"),
+    require_report(kPoolFile, "NUV_IndexPool_size( a_this) > a_index"),
+    ensure_report(kPoolFile, "NUV_IndexPool_occupied( a_this, index)"),
+};
+
+using Row = support::Violation<TimeoutSet>;
+
+// The set has two timers, 0 and 1, and bytes round it that are nobody's.
+class TimeoutSetContracts : public ::testing::TestWithParam<Row> {
+ protected:
+  static constexpr uint8_t kGuard = 0xA5;
+  struct Guarded {
+    uint8_t before[64];
+    TimeoutSet set;
+    uint8_t after[64];
+  };
+
+  TimeoutSetContracts() {
+    memset(&guarded_, kGuard, sizeof guarded_);
+    NUV_TimeoutSet_construct(&set_);
+    add(set_, kLater);
+    add(set_, kLater);
+  }
+
+  ~TimeoutSetContracts() override {
+    NUV_TimeoutSet_destruct(&set_);
+    const auto is_touched = [](uint8_t byte) { return byte != kGuard; };
+    EXPECT_TRUE(std::ranges::none_of(guarded_.before, is_touched));
+    EXPECT_TRUE(std::ranges::none_of(guarded_.after, is_touched));
+  }
+
+  ContractRecorder contracts_;
+  Guarded guarded_;
+  TimeoutSet& set_ = guarded_.set;
+};
+
+TEST_P(TimeoutSetContracts, AreReportedAndLeaveAWorkingSet) {
+  GetParam().violate(set_);
+  EXPECT_EQ(contracts_.take(), GetParam().reports);
+
+  NUV_TimeoutSet_internalRemoveDeleted(&set_);
+  const uint32_t count = set_.m_uCount;
+  EXPECT_EQ(set_.m_bProcessing, 0);
+  EXPECT_EQ(NUV_IndexPool_busy(&set_.m_oIdPool), count);
+  EXPECT_EQ(NUV_TimeoutSet_process(&set_, kUnlimited, &kLater), count);
+  EXPECT_EQ(NUV_IndexPool_free(&set_.m_oIdPool), NUV_TIMEOUTSET_SIZE);
+  for (uint32_t id = 0; id < NUV_TIMEOUTSET_SIZE; ++id) {
+    EXPECT_EQ(add(set_, kLater), id);
+  }
+}
+
+const Row kRows[] = {
+    {"setReceiverWithoutACallback",
+     [](TimeoutSet& set) {
+       EXPECT_EQ(add(set, {1, 0}, nullptr), 2U);
+       EXPECT_EQ(NUV_TimeoutSet_process(&set, kUnlimited, &kNow), 0U);
+       EXPECT_EQ(set.m_uCount, 3U) << "it is not due yet";
+     },
+     {require_report(kFile, kHasCallback)}},
+    // One timer more than there are slots: not a byte changes.
+    {"setReceiverInAFullSet",
+     [](TimeoutSet& set) {
+       fill(set);
+       TimeoutSet before;
+       memcpy(&before, &set, sizeof before);
+       EXPECT_EQ(NUV_TimeoutSet_setReceiver(&set, kNow, nullptr, 0xFFFFFFFF, 1, go), 80U);
+       EXPECT_EQ(memcmp(&before, &set, sizeof before), 0);
+     },
+     kExhaustedPool},
+    // Room is required even to make room; the handler that returns gets its way.
+    {"removeReceiverFromAFullSet",
+     [](TimeoutSet& set) {
+       fill(set);
+       const uint32_t last = set.m_rgRecv[79].m_uId;
+       NUV_TimeoutSet_removeReceiver(&set, set.m_rgRecv[5].m_uId);
+       EXPECT_EQ(set.m_uCount, 79U);
+       EXPECT_EQ(set.m_rgRecv[5].m_uId, last);
+     },
+     {require_report(kFile, kHasRoom)}},
+    {"removeNobodyFromAFullSet",
+     [](TimeoutSet& set) {
+       fill(set);
+       NUV_TimeoutSet_removeReceiver(&set, 80);
+       EXPECT_EQ(set.m_uCount, 80U);
+     },
+     {require_report(kFile, kHasRoom)}},
+    {"removeReceiverFromAFullSetInADispatch",
+     [](TimeoutSet& set) {
+       fill(set);
+       set.m_rgRecv[0].m_oTime = kNow;
+       set.m_rgRecv[0].m_pRecvFunc = [](void* arg1, timeval* time, uint32_t) -> int32_t {
+         auto& inner = *static_cast<TimeoutSet*>(arg1);
+         NUV_TimeoutSet_removeReceiver(&inner, inner.m_rgRecv[79].m_uId);
+         *time = kLater;
+         return 1;
+       };
+       EXPECT_EQ(NUV_TimeoutSet_process(&set, kUnlimited, &kNow), 1U);
+       EXPECT_EQ(set.m_uCount, 80U);
+       EXPECT_EQ(set.m_rgRecv[79].m_bDeleted, 1);
+       set.m_rgRecv[0].m_pRecvFunc = go;
+     },
+     {require_report(kFile, kHasRoom)}},
+    {"setTimeoutWithoutATime",
+     [](TimeoutSet& set) { EXPECT_EQ(NUV_TimeoutSet_setTimeout(&set, nullptr), 1); },
+     {require_report(kFile, kHasTime)}},
+    {"setTimeoutOfNoTimerWithoutATime",
+     [](TimeoutSet& set) {
+       NUV_TimeoutSet_removeReceiver(&set, 0);
+       NUV_TimeoutSet_removeReceiver(&set, 1);
+       EXPECT_EQ(NUV_TimeoutSet_setTimeout(&set, nullptr), 0);
+     },
+     {require_report(kFile, kHasTime)}},
+    {"processWithoutATime",
+     [](TimeoutSet& set) {
+       add(set, kNow, fail);
+       EXPECT_EQ(NUV_TimeoutSet_process(&set, kUnlimited, nullptr), 0U);
+       EXPECT_EQ(set.m_uCount, 3U);
+       set.m_rgRecv[2].m_pRecvFunc = go;
+     },
+     {require_report(kFile, kHasTime)}},
+};
+
+INSTANTIATE_TEST_SUITE_P(All, TimeoutSetContracts, ::testing::ValuesIn(kRows), support::kNameOfRow);
+
+TEST(TimeoutSetContractsOfMemory, WithoutMemoryForIdsTakesNoTimer) {
+  ContractRecorder contracts;
+  TimeoutSet set;
+  {
+    const FaultInjector no_memory("malloc", 1, ENOMEM);
+    EXPECT_EQ(NUV_TimeoutSet_construct(&set), 1);
+    EXPECT_TRUE(no_memory.has_struck());
+  }
+  EXPECT_EQ(contracts.take(), (Reports{Report{NUV_ASSERT_NULL_POINTER, kPoolFile, "NULL != a_this->m_pPool"}}));
+  EXPECT_EQ(add(set, kNow), 80U);
+  EXPECT_EQ(contracts.take(), (Reports{kExhaustedPool.begin() + 1, kExhaustedPool.end()}));
+  NUV_TimeoutSet_updateReceiver(&set, 80, kNow);
+  NUV_TimeoutSet_removeReceiver(&set, 80);
+  EXPECT_EQ(set.m_uCount, 0U);
+  EXPECT_EQ(NUV_TimeoutSet_process(&set, kUnlimited, &kNow), 0U);
+  NUV_TimeoutSet_destruct(&set);
+  {
+    const FaultInjector no_more_memory("malloc", 2, ENOMEM);
+    EXPECT_EQ(NUV_TimeoutSet_construct(&set), 1);
+    EXPECT_FALSE(no_more_memory.has_struck()) << "the ids are all that needs memory";
+  }
+  EXPECT_EQ(add(set, kNow), 0U);
+  NUV_TimeoutSet_destruct(&set);
+}
+
+TEST(TimeoutSetContractsNull, EveryOperationReportsANullSet) {
+  support::expect_null_reports(
+      kFile, "((void *)0) != a_this",
+      {{"construct", [] { NUV_TimeoutSet_construct(nullptr); }},
+       {"destruct", [] { NUV_TimeoutSet_destruct(nullptr); }},
+       {"available", [] { NUV_TimeoutSet_available(nullptr); }},
+       {"setReceiver", [] { NUV_TimeoutSet_setReceiver(nullptr, kNow, nullptr, 0, 0, nullptr); }},
+       {"updateReceiver", [] { NUV_TimeoutSet_updateReceiver(nullptr, 0, kNow); }},
+       {"removeReceiver", [] { NUV_TimeoutSet_removeReceiver(nullptr, 0); }},
+       {"setTimeout", [] { NUV_TimeoutSet_setTimeout(nullptr, nullptr); }},
+       {"process", [] { NUV_TimeoutSet_process(nullptr, 1, nullptr); }},
+       {"internalRemoveDeleted", [] { NUV_TimeoutSet_internalRemoveDeleted(nullptr); }}});
+}
+
+}  // namespace

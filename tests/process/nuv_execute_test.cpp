@@ -1,0 +1,503 @@
+#include "nuv_execute.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "doubles/call_log.h"
+#include "doubles/child_process.h"
+#include "doubles/contract_recorder.h"
+#include "doubles/descriptors.h"
+#include "doubles/fault_injector.h"
+#include "doubles/fault_loop.h"
+#include "doubles/process_doubles.h"
+
+namespace {
+
+using support::CallLog;
+using support::ChildProcess;
+using support::ContractRecorder;
+using support::each_fault;
+using support::FastAlarm;
+using support::Fault;
+using support::FaultInjector;
+
+constexpr char kGuard = '\x55';
+
+// A fork takes far longer with the address sanitizer, which has its own memory copied as well.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr int kManyRuns = 100;
+#elif defined(__has_feature)
+constexpr int kManyRuns = __has_feature(address_sanitizer) ? 100 : 1000;
+#else
+constexpr int kManyRuns = 1000;
+#endif
+
+// A result buffer between guard bytes, which also fill it before the call.
+class GuardedBuffer {
+ public:
+  explicit GuardedBuffer(size_t size) : bytes_(kMargin + size + kMargin, kGuard), size_(size) {}
+
+  char* data() { return bytes_.data() + kMargin; }
+  int32_t size() const { return static_cast<int32_t>(size_); }
+  std::string text() const { return bytes_.data() + kMargin; }
+  std::string content() const { return {bytes_.data() + kMargin, size_}; }
+
+  bool is_guarded() const {
+    const std::string margin(kMargin, kGuard);
+    return std::string(bytes_.data(), kMargin) == margin &&
+           std::string(bytes_.data() + kMargin + size_, kMargin) == margin;
+  }
+
+ private:
+  static constexpr size_t kMargin = 16;
+
+  std::vector<char> bytes_;
+  size_t size_;
+};
+
+// All commands of the tests are run by this function, or in a ChildProcess. A child that came back from it would go on
+// with the tests, and each of them would fork more of its kind.
+int32_t execute(const char* command, char* result, int32_t length, std::optional<int32_t> seconds = {}) {
+  const pid_t test = getpid();
+  const int32_t status = seconds ? NUV_Execute_Command_Timeout(command, result, length, *seconds)
+                                 : NUV_Execute_Command(command, result, length);
+  if (getpid() != test) {
+    _exit(99);
+  }
+  return status;
+}
+
+// Every test leaves the process with the descriptors and children that it had.
+class ExecuteTest : public ::testing::Test {
+ protected:
+  ~ExecuteTest() override {
+    EXPECT_EQ(support::open_descriptors(), descriptors_);
+    EXPECT_FALSE(support::has_children());
+  }
+
+  int32_t run(const std::string& command, int32_t seconds = 0) {
+    return execute(command.c_str(), buffer_.data(), buffer_.size(), seconds);
+  }
+
+  ContractRecorder contracts_;
+  std::set<int> descriptors_ = support::open_descriptors();
+  GuardedBuffer buffer_{64};
+};
+
+// The digits 0 to 9 over and over, length of them.
+std::string digits(size_t length) {
+  std::string text;
+  for (size_t i = 0; i < length; ++i) {
+    text.push_back(static_cast<char>('0' + i % 10));
+  }
+  return text;
+}
+
+std::string print(const std::string& text) {
+  return "printf %s '" + text + "'";
+}
+
+TEST_F(ExecuteTest, GivesWhatACommandPrintsAndItsStatus) {
+  const struct {
+    const char* name;
+    const char* command;
+    int32_t status;
+    const char* output;
+  } kCases[] = {
+      {"a word", "echo hello", 0, "hello\n"},
+      {"nothing", ":", 0, ""},
+      {"an empty command", "", 0, ""},
+      {"both outputs in their order", "echo a; echo b >&2; echo c", 0, "a\nb\nc\n"},
+      {"a status", "exit 3", 3, ""},
+      {"the status that a signal has too", "echo one; exit 1", 1, "one\n"},
+      {"the largest status", "echo most; exit 255", 255, "most\n"},
+      {"the status of the last command", "false; true", 0, ""},
+      {"no such command, says the shell", "exec 2>/dev/null; /nonexistent/command", 127, ""},
+      {"text that only a shell understands", "X=1; Y=2; echo $((X + Y)) | tr 3 4", 0, "4\n"},
+      {"percent signs, which nobody formats", "printf '%s' '%s%n%d'", 0, "%s%n%d"},
+      {"a zero byte, where the text seems to end", "printf 'a\\000b'", 0, "a"},
+      {"nothing to read", "read word || echo end", 0, "end\n"},
+      {"no input but the null device", "readlink /proc/self/fd/0", 0, "/dev/null\n"},
+  };
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(row.name);
+    GuardedBuffer buffer(64);
+    EXPECT_EQ(execute(row.command, buffer.data(), buffer.size()), row.status);
+    EXPECT_EQ(buffer.text(), row.output);
+    EXPECT_EQ(buffer.content().back(), '\0');
+    EXPECT_TRUE(buffer.is_guarded());
+  }
+}
+
+// Sizes round the length of the output, and round its multiples.
+TEST_F(ExecuteTest, LeavesTheLastPieceOfALongOutput) {
+  const struct {
+    size_t length;
+    size_t size;
+    size_t begin;  // what of the output is left
+    size_t end;
+  } kCases[] = {
+      {5, 1, 0, 0},
+      {0, 1, 0, 0},
+      {1, 1, 0, 0},
+      {5, 2, 4, 5},
+      {4, 2, 2, 3},
+      {300, 100, 200, 299},
+      {299, 100, 200, 299},
+      {301, 100, 300, 301},
+      {250, 100, 200, 250},
+      {99, 100, 0, 99},
+      {100, 100, 0, 99},
+      {101, 100, 100, 101},
+      {60000, 4096, 57344, 60000},
+  };
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(std::to_string(row.length) + " into " + std::to_string(row.size));
+    const std::string output = digits(row.length);
+    GuardedBuffer buffer(row.size);
+    EXPECT_EQ(execute(print(output).c_str(), buffer.data(), buffer.size()), 0);
+    EXPECT_EQ(buffer.text(), output.substr(row.begin, row.end - row.begin));
+    EXPECT_EQ(buffer.content().back(), '\0');
+    EXPECT_TRUE(buffer.is_guarded());
+  }
+}
+
+TEST_F(ExecuteTest, KeepsWhatAnEarlierPieceLeftBehindTheLastOne) {
+  GuardedBuffer buffer(10);
+  EXPECT_EQ(execute("printf abcdefghijkl", buffer.data(), buffer.size()), 0);
+  EXPECT_EQ(buffer.content(), std::string("kl\0defghi\0", 10));
+}
+
+TEST_F(ExecuteTest, EndsTheShellWhenItsTimeIsUp) {
+  const FastAlarm fast;
+  EXPECT_EQ(run("echo early; exec sleep 60", 5), 1);
+  EXPECT_EQ(buffer_.text(), "");
+}
+
+TEST_F(ExecuteTest, SetsAnAlarmOnlyForATimeLimit) {
+  const struct {
+    int32_t seconds;
+    std::vector<std::string> alarms;
+  } kCases[] = {{7, {"alarm(7)"}}, {1, {"alarm(1)"}}, {0, {}},
+                {-1, {}},          {INT32_MIN, {}},   {INT32_MAX, {"alarm(2147483647)"}}};
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(row.seconds);
+    const CallLog log;
+    EXPECT_EQ(run("echo in time", row.seconds), 0);
+    EXPECT_EQ(log.calls_of("alarm"), row.alarms);
+    EXPECT_EQ(buffer_.text(), "in time\n");
+  }
+}
+
+TEST_F(ExecuteTest, HasNoTimeLimitOfItsOwn) {
+  const CallLog log;
+  EXPECT_EQ(execute("echo at last; exit 4", buffer_.data(), buffer_.size()), 4);
+  EXPECT_EQ(log.calls_of("alarm"), std::vector<std::string>{});
+}
+
+// Reading while the command runs would free it; so it stands still until its time is up.
+TEST_F(ExecuteTest, ReadsNothingBeforeTheCommandHasEnded) {
+  const FastAlarm fast;
+  EXPECT_EQ(run("i=0; while [ $i -lt 80 ]; do " + print(digits(1000)) + "; i=$((i + 1)); done", 500), 1);
+  EXPECT_EQ(buffer_.text(), "");
+}
+
+TEST_F(ExecuteTest, ASignalGivesOneAndAnEmptyText) {
+  const char* const kSignals[] = {"KILL", "TERM", "USR1", "ALRM"};
+  for (const char* signal : kSignals) {
+    SCOPED_TRACE(signal);
+    const CallLog log;
+    EXPECT_EQ(run("echo lost; kill -" + std::string(signal) + " $$"), 1);
+    EXPECT_EQ(buffer_.text(), "");
+    EXPECT_EQ(log.calls_of("kill"), std::vector<std::string>{"kill(9)"}) << "once more, whatever it was";
+    EXPECT_EQ(log.calls_of("waitpid"),
+              (std::vector<std::string>{"waitpid(0)", "waitpid(" + std::to_string(WNOHANG) + ")"}));
+  }
+}
+
+TEST_F(ExecuteTest, SendsNoSignalToAChildThatExited) {
+  const CallLog log;
+  EXPECT_EQ(run("exit 9"), 9);
+  EXPECT_EQ(log.calls_of("kill"), std::vector<std::string>{});
+  EXPECT_EQ(log.calls_of("waitpid"), std::vector<std::string>{"waitpid(0)"});
+}
+
+// The child runs in the memory of its parent until it has become the shell: a handler would, too.
+TEST_F(ExecuteTest, TakesNoSignalForItsParent) {
+  static volatile sig_atomic_t taken;
+  taken = 0;
+  struct sigaction action = {};
+  struct sigaction before = {};
+  action.sa_handler = [](int) { taken = 1; };
+  sigaction(SIGUSR1, &action, &before);
+  {
+    const support::SignalToClone signal(SIGUSR1);
+    EXPECT_EQ(run("exit 7"), 1) << "as if the shell had been there already";
+  }
+  EXPECT_EQ(taken, 0);
+  raise(SIGUSR1);
+  EXPECT_EQ(taken, 1) << "the parent still has its handler";
+  sigaction(SIGUSR1, &before, nullptr);
+}
+
+TEST_F(ExecuteTest, TheShellGetsTheSignalsThatAProcessInheritsInAnExec) {
+  const ChildProcess child([] {
+    signal(SIGUSR1, SIG_IGN);
+    signal(SIGHUP, [](int) {});
+    sigset_t held;
+    sigemptyset(&held);
+    sigaddset(&held, SIGUSR2);
+    sigprocmask(SIG_SETMASK, &held, nullptr);
+    char result[64];
+    dprintf(STDOUT_FILENO, "%d ", execute("kill -USR1 $$; exit 6", result, sizeof result));
+    dprintf(STDOUT_FILENO, "%d ", execute("kill -USR2 $$; exit 7", result, sizeof result));
+    dprintf(STDOUT_FILENO, "%d ", execute("kill -HUP $$; exit 8", result, sizeof result));
+    _exit(0);
+  });
+  EXPECT_EQ(child.out(), "6 7 1 ") << "ignored, held back, and without its handler";
+}
+
+std::set<int> blocked_signals() {
+  sigset_t blocked;
+  sigprocmask(SIG_SETMASK, nullptr, &blocked);
+  std::set<int> signals;
+  for (int signal = 1; signal < NSIG; ++signal) {
+    if (sigismember(&blocked, signal) == 1) {
+      signals.insert(signal);
+    }
+  }
+  return signals;
+}
+
+TEST_F(ExecuteTest, HoldsNoSignalBackAfterwards) {
+  const std::set<int> before = blocked_signals();
+  EXPECT_EQ(run("exit 2"), 2);
+  EXPECT_EQ(blocked_signals(), before);
+  const FaultInjector no_child("clone", 1, EAGAIN);
+  EXPECT_EQ(run("exit 2"), -1);
+  EXPECT_EQ(blocked_signals(), before);
+}
+
+// Lists which of some descriptors the shell has; the limit is 64 and number 64 was opened before it was set.
+std::string descriptors_of_the_shell() {
+  const ChildProcess child([] {
+    const int fd = open("/dev/null", O_RDONLY);
+    for (const int copy : {3, 10, 63, 64}) {
+      dup2(fd, copy);
+    }
+    rlimit limit = {};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = 64;
+    setrlimit(RLIMIT_NOFILE, &limit);
+    char result[64];
+    execute("for n in 0 1 2 3 4 5 10 63 64; do [ -e /proc/self/fd/$n ] && printf '%s ' $n; done", result,
+            sizeof result);
+    dprintf(STDOUT_FILENO, "%s", result);
+    _exit(0);
+  });
+  return child.out();
+}
+
+TEST_F(ExecuteTest, HandsNoDescriptorBelowTheLimitOn) {
+  EXPECT_EQ(descriptors_of_the_shell(), "0 1 2 64 ");
+}
+
+TEST_F(ExecuteTest, HandsNoDescriptorOnWhereTheKernelCannotCloseARange) {
+  const FaultInjector old_kernel("syscall", 1, ENOSYS);
+  EXPECT_EQ(descriptors_of_the_shell(), "0 1 2 64 ");
+}
+
+// Neither at once nor after a list of those that are open.
+TEST_F(ExecuteTest, HandsNoDescriptorOnWhereTheKernelTellsNothingAboutThem) {
+  const FaultInjector ancient_kernel("syscall", 1, ENOSYS, 2);
+  EXPECT_EQ(descriptors_of_the_shell(), "0 1 2 64 ");
+}
+
+// There is no descriptor left for the list of descriptors then.
+TEST_F(ExecuteTest, HandsNoDescriptorOnWhereAllAreTaken) {
+  const FaultInjector old_kernel("syscall", 1, ENOSYS);
+  const ChildProcess child([] {
+    rlimit limit = {};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = 64;
+    setrlimit(RLIMIT_NOFILE, &limit);
+    while (dup(STDIN_FILENO) >= 0) {
+    }
+    for (const int needed : {40, 50, 60}) {  // for both ends of the pipe and the null device
+      close(needed);
+    }
+    char result[64];
+    execute("for n in 0 1 2 3 30 40 50 60 61 63; do [ -e /proc/self/fd/$n ] && printf '%s ' $n; done", result,
+            sizeof result);
+    dprintf(STDOUT_FILENO, "%s", result);
+    _exit(0);
+  });
+  EXPECT_EQ(child.out(), "0 1 2 ");
+}
+
+TEST_F(ExecuteTest, ClosesOnlyWhatIsOpenWhereTheKernelCannotCloseARange) {
+  const FaultInjector old_kernel("syscall", 1, ENOSYS);
+  const CallLog log;
+  EXPECT_EQ(run(":"), 0);
+  EXPECT_LE(log.calls_of("close").size(), descriptors_.size() + 6)
+      << "for the null device, the list, and the ends of the pipe in both processes";
+}
+
+TEST_F(ExecuteTest, ClosesARangeInOneCall) {
+  const CallLog log;
+  EXPECT_EQ(run(":"), 0);
+  EXPECT_EQ(log.calls_of("close").size(), 2U) << "the parent's ends of the pipe";
+}
+
+TEST_F(ExecuteTest, ClosesUpToAUsualLimitWhereNoneIsKnown) {
+  const FaultInjector unknown("sysconf", 1, EINVAL);
+  EXPECT_EQ(descriptors_of_the_shell(), "0 1 2 ");
+}
+
+// A daemon may have closed its own standard descriptors, so that those of the pipe take their numbers.
+TEST_F(ExecuteTest, WorksWithoutStandardDescriptors) {
+  const std::vector<std::vector<int>> kCases = {{0}, {1}, {2}, {0, 1}, {0, 2}, {1, 2}, {0, 1, 2}};
+  for (const auto& closed : kCases) {
+    const ChildProcess child([&closed] {
+      const int out = fcntl(STDOUT_FILENO, F_DUPFD, 10);
+      for (const int fd : closed) {
+        close(fd);
+      }
+      char result[64];
+      const int32_t status = execute("readlink /proc/self/fd/0; echo b >&2; exit 5", result, sizeof result);
+      dprintf(out, "%d %s", status, result);
+      _exit(0);
+    });
+    EXPECT_EQ(child.out(), "5 /dev/null\nb\n") << "first closed: " << closed.front();
+  }
+}
+
+TEST_F(ExecuteTest, AShellThatCannotBeSetUpGivesItsErrno) {
+  const struct {
+    const char* function;
+    int nth;
+    int error;
+  } kCases[] = {{"open", 1, EMFILE}, {"dup2", 1, EBADF}, {"dup2", 2, EBUSY}, {"dup2", 3, EMFILE}, {"execl", 1, ENOENT}};
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(std::string(row.function) + " " + std::to_string(row.nth));
+    const FaultInjector failure(row.function, row.nth, row.error);
+    EXPECT_EQ(run("echo never"), row.error);
+    EXPECT_EQ(buffer_.text(), "");
+  }
+}
+
+// What the child calls counts only where it has the memory of its parent, and not where an emulator forks instead: the
+// loops below are for what the parent calls.
+TEST_F(ExecuteTest, RepeatsADuplicationThatASignalInterrupts) {
+  for (const int nth : {1, 2, 3}) {
+    SCOPED_TRACE(nth);
+    const FaultInjector interruption("dup2", nth, EINTR);
+    EXPECT_EQ(run("echo out; echo error >&2; readlink /proc/self/fd/0; exit 6"), 6);
+    EXPECT_EQ(buffer_.text(), "out\nerror\n/dev/null\n");
+  }
+}
+
+TEST_F(ExecuteTest, WithoutAPipeOrAChildReturnsMinusOne) {
+  for (const char* function : {"pipe", "clone"}) {
+    const int calls = each_fault(function, {EAGAIN, ENFILE, ENOMEM, EINTR}, [](Fault& fault) {
+      GuardedBuffer buffer(64);
+      const int32_t status = fault.during([&] { return execute("echo ever", buffer.data(), buffer.size()); });
+      EXPECT_EQ(status, fault.has_struck() ? -1 : 0);
+      EXPECT_EQ(buffer.text(), fault.has_struck() ? "" : "ever\n");
+      if (fault.has_struck()) {
+        EXPECT_EQ(buffer.content().substr(1), std::string(63, kGuard));
+      }
+      EXPECT_EQ(execute("echo after", buffer.data(), buffer.size()), 0);
+      EXPECT_EQ(buffer.text(), "after\n");
+    });
+    EXPECT_EQ(calls, 1) << function;
+  }
+}
+
+TEST_F(ExecuteTest, RepeatsAReadThatASignalInterruptsAndNoOther) {
+  for (const int error : {EINTR, EIO, EAGAIN}) {
+    const int reads = each_fault("read", {error}, [error](Fault& fault) {
+      GuardedBuffer buffer(10);
+      const int32_t status = fault.during(
+          [&] { return execute("printf abcdefghijklmnopqrstuvwx; exit 8", buffer.data(), buffer.size()); });
+      EXPECT_EQ(status, 8);
+      // Without the piece that was to come, that before it is left.
+      const char* const kLeft[] = {"", "abcdefghi", "klmnopqrs", "uvwx", "uvwx"};
+      EXPECT_EQ(buffer.text(), error == EINTR ? "uvwx" : kLeft[fault.nth() - 1]);
+      EXPECT_TRUE(buffer.is_guarded());
+      EXPECT_EQ(execute("echo after", buffer.data(), buffer.size()), 0);
+      EXPECT_EQ(buffer.text(), "after\n");
+    });
+    EXPECT_EQ(reads, 4) << "three pieces and the end";
+  }
+}
+
+// A wait that a signal interrupts is repeated. Any other failure counts as success, and the child stays behind.
+TEST_F(ExecuteTest, AFailedWaitCountsAsSuccess) {
+  for (const int error : {EINTR, ECHILD, EINVAL}) {
+    const int waits = each_fault("waitpid", {error}, [this, error](Fault& fault) {
+      const int32_t status = fault.during([this] { return run("echo done; exit 3"); });
+      const bool is_lost = fault.has_struck() && error != EINTR;
+      EXPECT_EQ(status, is_lost ? 0 : 3);
+      EXPECT_EQ(buffer_.text(), "done\n");
+      if (is_lost) {
+        EXPECT_GT(waitpid(-1, nullptr, 0), 0);
+      }
+      EXPECT_EQ(run("exit 4"), 4);
+    });
+    EXPECT_EQ(waits, 1);
+  }
+}
+
+// The signal and the second wait are for a child that may be gone already.
+TEST_F(ExecuteTest, ASignalGivesOneWhateverFailsAfterIt) {
+  for (const char* function : {"kill", "waitpid"}) {
+    const int calls = each_fault(function, {EINTR}, [this](Fault& fault) {
+      const int32_t status = fault.during([this] { return run("echo lost; kill -TERM $$"); });
+      EXPECT_EQ(status, 1);
+      EXPECT_EQ(buffer_.text(), "");
+      EXPECT_EQ(run("exit 4"), 4);
+    });
+    EXPECT_EQ(calls, function == std::string("kill") ? 1 : 2);
+  }
+}
+
+TEST_F(ExecuteTest, AFailedCloseIsNotRepeated) {
+  const int closes = each_fault("close", {EINTR, EIO}, [this](Fault& fault) {
+    const int32_t status = fault.during([this] { return run("echo closed; exit 5"); });
+    EXPECT_EQ(status, 5);
+    EXPECT_EQ(buffer_.text(), "closed\n");
+  });
+  EXPECT_EQ(closes, 2);
+}
+
+TEST_F(ExecuteTest, WhoeverIgnoresTheEndOfChildrenGetsNoStatus) {
+  const ChildProcess child([] {
+    signal(SIGCHLD, SIG_IGN);
+    char result[64];
+    const int32_t status = execute("echo output; exit 3", result, sizeof result);
+    dprintf(STDOUT_FILENO, "%d %s", status, result);
+    _exit(0);
+  });
+  EXPECT_EQ(child.out(), "0 output\n");
+}
+
+TEST_F(ExecuteTest, LeavesNothingBehindAfterManyRuns) {
+  for (int i = 0; i < kManyRuns; ++i) {
+    ASSERT_EQ(run("exit 2"), 2) << i;
+  }
+  EXPECT_EQ(support::open_descriptors(), descriptors_);
+  EXPECT_FALSE(support::has_children());
+}
+
+}  // namespace

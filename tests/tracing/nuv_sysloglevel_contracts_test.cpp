@@ -1,0 +1,220 @@
+// The checks of the trace registry and of the "tr" command, violated while the error handler returns. Those of the lines
+// are in nuv_sysloglevel_output_test.cpp, because they differ by where the lines go.
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <string>
+
+#include "doubles/trace_test.h"
+#include "doubles/violation.h"
+#include "nuv_sysloglevel.h"
+#include "nuv_tracelevelinit.h"
+#include "tracing/nuv_sysloglevel_internal.h"
+
+namespace {
+
+using support::FakeFiles;
+using support::Report;
+using support::Reports;
+using support::require_report;
+using userlib::g_modules;
+using userlib::g_trace_output;
+
+constexpr char kFile[] = "nuv_sysloglevel";
+constexpr char kPath[] = "/flash/phoned.ini";
+constexpr char kHasPath[] = "((void *)0) != a_file";
+constexpr char kIsNotNegative[] = "a_modulHandle >= 0";
+constexpr char kIsBelowSixty[] = "a_modulHandle < 60";
+constexpr char kNameFits[] = "strlen( a_modulName) < 11";
+constexpr char kIdentFits[] = "32 > strlen(a_ident)";
+
+const Report kNoEntryLeft = {NUV_ASSERT_RESOURCE, kFile, "i < 60"};
+const Report kRowNotEntered = {NUV_ASSERT_RESOURCE, kFile,
+                               "1 == NUV_Sysloglevel_insertModulnameAndTracelevel "
+                               "(gTraceLevelInit.Level.TableEntry[i].szModulName, "
+                               "gTraceLevelInit.Level.TableEntry[i].u32TraceLevel)"};
+
+using Row = support::Violation<FakeFiles>;
+
+// Starts with the module TraceLevel in entry 0; all masks are 113.
+class SysloglevelContracts : public support::TraceTest, public ::testing::WithParamInterface<Row> {};
+
+TEST_P(SysloglevelContracts, AreReportedAndLeaveAWorkingRegistry) {
+  NUV_Sysloglevel_construct("");
+
+  GetParam().violate(files_);
+  EXPECT_EQ(contracts_.take(), GetParam().reports);
+
+  static_cast<void>(take_log());
+  const std::string first = NUV_Sysloglevel_getModulName(0);
+  EXPECT_TRUE(NUV_Sysloglevel_changeTracelevel(first.c_str(), 113));
+  NUV_Sysloglevel_error(NUV_Sysloglevel_registerModul(first.c_str()), "line.c", 7, "boom");
+  EXPECT_EQ(take_log_texts(), std::vector<std::string>{"error:" + first + ": line.c:7   boom"});
+  NUV_Sysloglevel_construct("");
+  EXPECT_EQ(NUV_Sysloglevel_registerModul("Line"), 1);
+}
+
+void fill() {
+  for (int i = 1; i < 60; ++i) {
+    NUV_Sysloglevel_registerModul(("M" + std::to_string(i)).c_str());
+  }
+}
+
+// Fills the registry without the module TraceLevel.
+void fill_with_strangers() {
+  g_modules = {};
+  NUV_Sysloglevel_registerModul("M0");
+  fill();
+}
+
+void write_file(FakeFiles& files, const std::string& rows) {
+  files.write(kPath, "[TraceLevelInit Version]\n1\n\n[Level]\n" + rows + "\n");
+}
+
+uint32_t mask_of(size_t handle) {
+  return g_modules[handle].u32TraceLevel;
+}
+
+const Row kRows[] = {
+    {"constructWithANullPath",
+     [](FakeFiles&) { EXPECT_EQ(NUV_Sysloglevel_construct(nullptr), 1); },
+     {require_report(kFile, kHasPath)}},
+    {"construct2WithANullIdent",
+     [](FakeFiles&) {
+       EXPECT_EQ(NUV_Sysloglevel_construct2("", nullptr), 1);
+       EXPECT_STREQ(g_trace_output.ident_pointer, "");
+     },
+     {require_report(kFile, "((void *)0) != a_ident")}},
+    {"construct2WithNulls",
+     [](FakeFiles&) {
+       EXPECT_EQ(NUV_Sysloglevel_construct2(nullptr, nullptr), 1);
+       EXPECT_STREQ(g_trace_output.ident_pointer, "");
+     },
+     {require_report(kFile, kHasPath), require_report(kFile, "((void *)0) != a_ident"),
+      require_report(kFile, kHasPath)}},
+    {"construct2WithAnIdentOf32",
+     [](FakeFiles&) {
+       EXPECT_EQ(NUV_Sysloglevel_construct2("", "abcdefghijklmnopqrstuvwxyz012345"), 1);
+       EXPECT_STREQ(g_trace_output.ident_pointer, "abcdefghijklmnopqrstuvwxyz0123");
+     },
+     {require_report(kFile, kIdentFits)}},
+    {"construct2WithAnIdentOf2000",
+     [](FakeFiles&) {
+       EXPECT_EQ(NUV_Sysloglevel_construct2("", std::string(2000, 'x').c_str()), 1);
+       EXPECT_EQ(g_trace_output.ident_pointer, std::string(30, 'x'));
+     },
+     {require_report(kFile, kIdentFits)}},
+    {"registerANameOfEleven",
+     [](FakeFiles&) {
+       EXPECT_EQ(NUV_Sysloglevel_registerModul("elevenchars"), 1);
+       EXPECT_STREQ(NUV_Sysloglevel_getModulName(1), "elevenchar");
+     },
+     {require_report(kFile, kNameFits)}},
+    // A name that is too long is known by its first ten characters.
+    {"registerANameOf2000Twice",
+     [](FakeFiles&) {
+       const std::string name(2000, 'x');
+       EXPECT_EQ(NUV_Sysloglevel_registerModul(name.c_str()), 1);
+       EXPECT_EQ(NUV_Sysloglevel_registerModul(name.c_str()), 1);
+       EXPECT_EQ(NUV_Sysloglevel_getModulName(1), std::string(10, 'x'));
+       EXPECT_EQ(mask_of(1), 113U);
+     },
+     {require_report(kFile, kNameFits), require_report(kFile, kNameFits)}},
+    {"registerThe61stName",
+     [](FakeFiles&) {
+       fill();
+       const userlib::ModuleRegistry full = g_modules;
+       EXPECT_EQ(NUV_Sysloglevel_registerModul("OneMore"), -1);
+       EXPECT_EQ(NUV_Sysloglevel_registerModul(""), -1);
+       EXPECT_EQ(NUV_Sysloglevel_registerModul("M59"), 59);
+       EXPECT_EQ(memcmp(&g_modules, &full, sizeof full), 0);
+     },
+     {kNoEntryLeft, kNoEntryLeft}},
+    {"registerANameOfElevenInAFullRegistry",
+     [](FakeFiles&) {
+       fill();
+       EXPECT_EQ(NUV_Sysloglevel_registerModul("elevenchars"), -1);
+     },
+     {require_report(kFile, kNameFits), kNoEntryLeft}},
+    {"getModulNameOfNegativeHandles",
+     [](FakeFiles&) {
+       EXPECT_STREQ(NUV_Sysloglevel_getModulName(-1), "");
+       EXPECT_STREQ(NUV_Sysloglevel_getModulName(INT_MIN), "");
+     },
+     {require_report(kFile, kIsNotNegative), require_report(kFile, kIsNotNegative)}},
+    {"getModulNameOfHandlesPastTheRegistry",
+     [](FakeFiles&) {
+       EXPECT_STREQ(NUV_Sysloglevel_getModulName(60), "");
+       EXPECT_STREQ(NUV_Sysloglevel_getModulName(61), "");
+       EXPECT_STREQ(NUV_Sysloglevel_getModulName(INT_MAX), "");
+     },
+     {require_report(kFile, kIsBelowSixty), require_report(kFile, kIsBelowSixty),
+      require_report(kFile, kIsBelowSixty)}},
+    {"checkTracelevelOfNegativeHandles",
+     [](FakeFiles&) {
+       NUV_Sysloglevel_changeTracelevelAll(0xFFFFFFFF);
+       EXPECT_FALSE(NUV_Sysloglevel_checkTracelevel(-1, NUV_SYSLOGLEVEL_INFO));
+       EXPECT_FALSE(NUV_Sysloglevel_checkTracelevel(INT_MIN, NUV_SYSLOGLEVEL_INFO));
+     },
+     {require_report(kFile, kIsNotNegative), require_report(kFile, kIsNotNegative)}},
+    {"checkTracelevelOfHandlesPastTheRegistry",
+     [](FakeFiles&) {
+       NUV_Sysloglevel_changeTracelevelAll(0xFFFFFFFF);
+       EXPECT_FALSE(NUV_Sysloglevel_checkTracelevel(60, NUV_SYSLOGLEVEL_INFO));
+       EXPECT_FALSE(NUV_Sysloglevel_checkTracelevel(61, NUV_SYSLOGLEVEL_INFO));
+       EXPECT_FALSE(NUV_Sysloglevel_checkTracelevel(INT_MAX, NUV_SYSLOGLEVEL_INFO));
+     },
+     {require_report(kFile, kIsBelowSixty), require_report(kFile, kIsBelowSixty),
+      require_report(kFile, kIsBelowSixty)}},
+    // Each row counts by itself: one that finds no entry keeps nobody else out.
+    {"readInitFileWithModulesThatHaveNoEntryLeft",
+     [](FakeFiles& files) {
+       fill();
+       write_file(files, "0;\"M7\";7\n1;\"New\";1\n2;\"M8\";8\n3;\"Newer\";2\n");
+       EXPECT_EQ(NUV_Sysloglevel_readInitFile(kPath), 1);
+       EXPECT_EQ(mask_of(7), 7U);
+       EXPECT_EQ(mask_of(8), 8U);
+     },
+     {kRowNotEntered, kRowNotEntered}},
+    {"readInitFileWithoutAnEntryForTraceLevel",
+     [](FakeFiles& files) {
+       fill_with_strangers();
+       write_file(files, "0;\"M7\";7\n");
+       EXPECT_EQ(NUV_Sysloglevel_readInitFile(kPath), 1);
+       EXPECT_EQ(gmodulHandleTraceLevelInit, -1);
+       EXPECT_EQ(mask_of(7), 7U);
+     },
+     {kNoEntryLeft}},
+    // What is wrong with the file cannot be said under a module that is not there.
+    {"readADamagedInitFileWithoutAnEntryForTraceLevel",
+     [](FakeFiles& files) {
+       fill_with_strangers();
+       files.write(kPath, "damaged");
+       EXPECT_EQ(NUV_Sysloglevel_readInitFile(kPath), 1);
+     },
+     {kNoEntryLeft, require_report(kFile, "(int)a_ModulHandle >= 0"), require_report(kFile, kIsNotNegative),
+      require_report(kFile, kIsNotNegative)}},
+    {"constructOfAnInitFileInAFullRegistry",
+     [](FakeFiles&) {
+       fill_with_strangers();
+       TraceLevelInit init;
+       EXPECT_EQ(NUV_TraceLevelInit_construct(&init), 1);
+       EXPECT_EQ(gmodulHandleTraceLevelInit, -1);
+       EXPECT_TRUE(NUV_Level_isEmpty(&init));
+     },
+     {kNoEntryLeft}},
+    {"handleCmdForNobody",
+     [](FakeFiles&) {
+       char tr[] = "tr";
+       char changeall[] = "changeall";
+       char level[] = "48";
+       char* words[] = {tr, changeall, level};
+       NUV_Sysloglevel_handleCmd(nullptr, 3, words);
+       EXPECT_EQ(mask_of(0), 48U);
+     },
+     {require_report(kFile, "((void *)0) != a_this")}},
+};
+
+INSTANTIATE_TEST_SUITE_P(All, SysloglevelContracts, ::testing::ValuesIn(kRows), support::kNameOfRow);
+
+}  // namespace
