@@ -1060,6 +1060,11 @@ TEST(UserlibHppDigitMap, Checks) {
   EXPECT_STREQ(pattern, "11");
   EXPECT_EQ(check(plan, "11", DigitMap::Timer::kRunning), DigitMap::Result::kUndecided);
   EXPECT_EQ(check(plan, "01", DigitMap::Timer::kExpired), DigitMap::Result::kComplete);
+  EXPECT_TRUE(plan.add("01x"));
+  EXPECT_EQ(check(plan, "01", DigitMap::Timer::kExpired), DigitMap::Result::kUndecided);
+  EXPECT_EQ(plan.check_at_timeout(DigitMap::Mode::kBest, "01", pattern, sizeof pattern), DigitMap::Result::kComplete);
+  EXPECT_STREQ(pattern, "0x.T");
+  EXPECT_EQ(plan.check_at_timeout(DigitMap::Mode::kFirst, "11"), DigitMap::Result::kNoMatch);
   CapturedStdout out;
   plan.dump();
   EXPECT_NE(out.take().find("OrigString: 0x.T"), std::string::npos);

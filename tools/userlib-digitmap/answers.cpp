@@ -63,8 +63,10 @@ std::string print_rows(const std::vector<Row>& rows) {
 Answer ask(const Plan& plan, Mode mode, const std::string& digits, Timer timer) {
   // No pattern is longer than the plan.
   std::string pattern(Plan::kMaxText + 1, '\0');
-  const Result result =
-      plan.map().check(mode, digits.c_str(), timer, pattern.data(), static_cast<uint32_t>(pattern.size()));
+  const auto size = static_cast<uint32_t>(pattern.size());
+  const Result result = timer == Timer::kExpired
+                            ? plan.map().check_at_timeout(mode, digits.c_str(), pattern.data(), size)
+                            : plan.map().check(mode, digits.c_str(), timer, pattern.data(), size);
   // The map notes candidates on its way, also when it comes to no result.
   pattern.resize(result == Result::kComplete ? pattern.find('\0') : 0);
   return {result, std::move(pattern)};

@@ -22,6 +22,7 @@ struct Answer {
   std::string pattern;  // of a complete number: the one that decided
 };
 
+// Once the timer has expired there is nothing to wait for, and no answer is undecided.
 Answer ask(const Plan& plan, Mode mode, const std::string& digits, Timer timer);
 
 // What one pattern, asked alone, makes of the digits.

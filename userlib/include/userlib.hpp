@@ -1065,6 +1065,22 @@ class DigitMap {
                                                             static_cast<uint32_t>(timer), pattern, size));
   }
 
+  /// check_at_timeout tells what the plan says to the digits when no more have come in time: they are complete, or match
+  /// nothing. Asked by check(), a plan still waits then for patterns that want more digits; here only those take part
+  /// that the digits complete, so of "0T|00T" the first is complete after 0. The buffer is that of check(). A pattern
+  /// that there is no memory to ask counts as not complete.
+  Result check_at_timeout(Mode mode, const char* digits, char* pattern = nullptr, uint32_t size = 0) const {
+    DigitMap complete;
+    for (const NUV_DigitMapPattern* each = record_; each != nullptr; each = each->m_pNext) {
+      DigitMap alone;
+      if (alone.add(each->m_pText) && alone.check(Mode::kFirst, digits, Timer::kExpired) == Result::kComplete) {
+        static_cast<void>(complete.add(each->m_pText));
+      }
+    }
+    const Result result = complete.check(mode, digits, Timer::kExpired, pattern, size);
+    return result == Result::kComplete ? result : Result::kNoMatch;
+  }
+
   ::DigitMap& record() { return record_; }
   const ::DigitMap& record() const { return record_; }
 

@@ -62,10 +62,10 @@ TEST(DigitmapTool, AnswersDigitByDigit) {
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.err, "");
   EXPECT_EQ(outcome.out,
-            "dialled  first match   at time-out   best match    at time-out  alive\n"
-            "1        undecided     undecided     undecided     undecided    11T, 110, 1xx\n"
-            "11       undecided     complete 11T  undecided     undecided    11T (at time-out), 110, 1xx\n"
-            "110      complete 110  undecided     complete 110  undecided    110 (complete), 1xx (complete)\n");
+            "dialled  first match   at time-out   best match    at time-out   alive\n"
+            "1        undecided     no match      undecided     no match      11T, 110, 1xx\n"
+            "11       undecided     complete 11T  undecided     complete 11T  11T (at time-out), 110, 1xx\n"
+            "110      complete 110  no match      complete 110  no match      110 (complete), 1xx (complete)\n");
 }
 
 TEST(DigitmapTool, PrintsATableForEachOfTheDigits) {
@@ -73,7 +73,7 @@ TEST(DigitmapTool, PrintsATableForEachOfTheDigits) {
   EXPECT_EQ(outcome.status, 2);
   EXPECT_EQ(outcome.out,
             "dialled  first match  at time-out  best match  at time-out  alive\n"
-            "nothing  undecided    undecided    undecided   undecided    1\n"
+            "nothing  undecided    no match     undecided   no match     1\n"
             "\n"
             "dialled  first match  at time-out  best match  at time-out  alive\n"
             "2        no match     no match     no match    no match     none\n");
@@ -97,7 +97,9 @@ TEST(DigitmapTool, TellsTheResultByItsExitStatus) {
       {"too long", {"110", "1101"}, 2},
       {"waits for the timer", {"0x.T", "012"}, 1},
       {"the timer has expired", {"--timer", "0x.T", "012"}, 0},
-      {"expired for a pattern without T", {"--timer", "110", "110"}, 1},
+      {"expired for a pattern without T", {"--timer", "110", "110"}, 2},
+      {"at the time-out nothing waits", {"--timer", "0T|00T", "0"}, 0},
+      {"at the time-out half a number is none", {"--timer", "110", "11"}, 2},
       {"best match has to wait", {"11|11x", "11"}, 1},
       {"first match does not", {"--first", "11|11x", "11"}, 0},
       {"digits that cannot be dialled", {"110|1x", "1x"}, 64},
