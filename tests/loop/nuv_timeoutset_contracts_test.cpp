@@ -111,14 +111,15 @@ const Row kRows[] = {
        EXPECT_EQ(set.m_uCount, 3U) << "it is not due yet";
      },
      {require_report(kFile, kHasCallback)}},
-    // One timer more than there are slots: not a byte changes.
+    // There is no slot for one timer more; the pool is asked for an id all the same.
     {"setReceiverInAFullSet",
      [](TimeoutSet& set) {
        fill(set);
        TimeoutSet before;
        memcpy(&before, &set, sizeof before);
        EXPECT_EQ(NUV_TimeoutSet_setReceiver(&set, kNow, nullptr, 0xFFFFFFFF, 1, go), 80U);
-       EXPECT_EQ(memcmp(&before, &set, sizeof before), 0);
+       EXPECT_EQ(memcmp(&before.m_rgRecv, &set.m_rgRecv, sizeof before.m_rgRecv), 0);
+       EXPECT_EQ(set.m_uCount, 80U);
      },
      kExhaustedPool},
     // Room is required even to make room; the handler that returns gets its way.
@@ -176,7 +177,64 @@ const Row kRows[] = {
 
 INSTANTIATE_TEST_SUITE_P(All, TimeoutSetContracts, ::testing::ValuesIn(kRows), support::kNameOfRow);
 
-TEST(TimeoutSetContractsOfMemory, WithoutMemoryForIdsTakesNoTimer) {
+// Takes ids of a set's pool past the set, so that there are fewer ids than slots.
+void exhaust(IndexPool& pool) {
+  while (NUV_IndexPool_available(&pool) == 1) {
+    NUV_IndexPool_occupy(&pool);
+  }
+}
+
+// The slot is there, so the timer is set, with whatever the pool answers for an id.
+TEST(TimeoutSetContractsOfIds, WithoutIdsTakesTimersAllTheSame) {
+  ContractRecorder contracts;
+  TimeoutSet set;
+  NUV_TimeoutSet_construct(&set);
+  EXPECT_EQ(add(set, kNow), 0U);
+  exhaust(set.m_oIdPool);
+  contracts.take();
+  const uint32_t id = NUV_TimeoutSet_setReceiver(&set, {1, 2}, &set, 3, 1, go);
+  EXPECT_EQ(contracts.take(), kExhaustedPool);
+  EXPECT_GE(id, 80U);
+  ASSERT_EQ(set.m_uCount, 2U);
+  const NUV_TimeoutRecv& timer = set.m_rgRecv[1];
+  EXPECT_EQ(timer.m_oTime.tv_sec, 1);
+  EXPECT_EQ(timer.m_oTime.tv_usec, 2);
+  EXPECT_EQ(timer.m_pArg1, &set);
+  EXPECT_EQ(timer.m_uArg2, 3U);
+  EXPECT_EQ(timer.m_bTemp, 1);
+  EXPECT_EQ(timer.m_uId, id);
+  EXPECT_EQ(timer.m_bDeleted, 0);
+  EXPECT_EQ(timer.m_pRecvFunc, &go);
+  EXPECT_EQ(NUV_TimeoutSet_process(&set, kUnlimited, &kLater), 2U);
+  EXPECT_EQ(set.m_uCount, 0U);
+  EXPECT_FALSE(contracts.take().empty()) << "the pool takes back no id that it does not have";
+  NUV_TimeoutSet_destruct(&set);
+}
+
+TEST(TimeoutSetContractsOfIds, WithoutIdsFillsItsSlotsAndNoMore) {
+  ContractRecorder contracts;
+  struct {
+    TimeoutSet set;
+    uint8_t after[sizeof(NUV_TimeoutRecv)];
+  } guarded;
+  memset(&guarded, 0xA5, sizeof guarded);
+  NUV_TimeoutSet_construct(&guarded.set);
+  exhaust(guarded.set.m_oIdPool);
+  for (uint32_t i = 0; i < 100; ++i) {
+    add(guarded.set, kNow);
+  }
+  EXPECT_EQ(guarded.set.m_uCount, 80U);
+  EXPECT_EQ(NUV_IndexPool_size(&guarded.set.m_oIdPool), 80U) << "the pool's record stands behind the slots";
+  EXPECT_EQ(NUV_TimeoutSet_process(&guarded.set, kUnlimited, &kNow), 80U);
+  EXPECT_EQ(guarded.set.m_uCount, 0U);
+  for (const uint8_t byte : guarded.after) {
+    EXPECT_EQ(byte, 0xA5);
+  }
+  NUV_TimeoutSet_destruct(&guarded.set);
+  contracts.take();
+}
+
+TEST(TimeoutSetContractsOfMemory, WithoutMemoryForIdsTakesTimersAllTheSame) {
   ContractRecorder contracts;
   TimeoutSet set;
   {
@@ -185,12 +243,13 @@ TEST(TimeoutSetContractsOfMemory, WithoutMemoryForIdsTakesNoTimer) {
     EXPECT_TRUE(no_memory.has_struck());
   }
   EXPECT_EQ(contracts.take(), (Reports{Report{NUV_ASSERT_NULL_POINTER, kPoolFile, "NULL != a_this->m_pPool"}}));
-  EXPECT_EQ(add(set, kNow), 80U);
-  EXPECT_EQ(contracts.take(), (Reports{kExhaustedPool.begin() + 1, kExhaustedPool.end()}));
-  NUV_TimeoutSet_updateReceiver(&set, 80, kNow);
-  NUV_TimeoutSet_removeReceiver(&set, 80);
+  const uint32_t id = add(set, kLater);
+  EXPECT_FALSE(contracts.take().empty()) << "the pool has no bits";
+  EXPECT_EQ(set.m_uCount, 1U);
+  NUV_TimeoutSet_updateReceiver(&set, id, kNow);
+  EXPECT_EQ(NUV_TimeoutSet_process(&set, kUnlimited, &kNow), 1U);
   EXPECT_EQ(set.m_uCount, 0U);
-  EXPECT_EQ(NUV_TimeoutSet_process(&set, kUnlimited, &kNow), 0U);
+  contracts.take();
   NUV_TimeoutSet_destruct(&set);
   {
     const FaultInjector no_more_memory("malloc", 2, ENOMEM);

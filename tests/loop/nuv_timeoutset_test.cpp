@@ -673,6 +673,87 @@ TEST_F(TimeoutSetTest, SurvivesADispatchAndAPurgeInsideACallback) {
   }
 }
 
+// The purge moves the timer whose callback is running to an earlier slot. It goes all the same, and nothing else does.
+TEST_F(TimeoutSetTest, ATimerThatPurgesAnotherOneStillGoes) {
+  const struct {
+    const char* name;
+    uint8_t temp;
+    int32_t result;
+    bool stays;
+  } kTimers[] = {{"one-shot", kOneShot, 1, false}, {"answers 0", kStays, 0, false}, {"stays", kStays, 1, true}};
+  const struct {
+    uint32_t firing;
+    Numbers left;
+  } kSlots[] = {{1, {3, 2}}, {2, {3, 1}}, {3, {2, 1}}};
+  for (const auto& timer : kTimers) {
+    for (const auto& row : kSlots) {
+      SCOPED_TRACE(testing::Message() << timer.name << " in slot " << row.firing);
+      start_again();
+      plans_.clear();
+      for (uint32_t number = 0; number < 4; ++number) {
+        add(number, number == row.firing ? kNow : kLater, number == row.firing ? timer.temp : kStays);
+      }
+      plans_[row.firing] = {timer.result, [this](timeval*) { remove(0), purge(); }};
+      EXPECT_EQ(process(), Numbers{row.firing});
+      Numbers left = numbers();
+      EXPECT_EQ(left.size(), timer.stays ? 3U : 2U);
+      EXPECT_EQ(std::count(left.begin(), left.end(), row.firing), timer.stays ? 1 : 0);
+      if (!timer.stays) {
+        std::sort(left.begin(), left.end(), std::greater<>());
+        EXPECT_EQ(left, row.left);
+      }
+      for (uint32_t slot = 0; slot < set_.m_uCount; ++slot) {
+        EXPECT_EQ(set_.m_rgRecv[slot].m_bDeleted, 0);
+      }
+      expect_sound();
+      plans_[row.firing].action = {};
+      EXPECT_EQ(process(), timer.stays ? Numbers{row.firing} : Numbers{});
+      EXPECT_EQ(contracts_.take(), Reports{});
+    }
+  }
+}
+
+// A new timer in the slot and with the id of the one that removed itself is another timer.
+TEST_F(TimeoutSetTest, ANewTimerInThePlaceOfThePurgedOneStays) {
+  for (const uint8_t old_temp : {kStays, kOneShot}) {
+    for (const int32_t result : {0, 1}) {
+      for (const uint8_t new_temp : {kStays, kOneShot}) {
+        SCOPED_TRACE(testing::Message() << int{old_temp} << result << int{new_temp});
+        start_again();
+        plans_.clear();
+        plans_[7] = {result, [&](timeval*) {
+                       remove(0);
+                       purge();
+                       EXPECT_EQ(add(8, {5, 0}, new_temp), 0U);
+                     }};
+        add(7, kNow, old_temp);
+        EXPECT_EQ(process(), Numbers{7});
+        EXPECT_EQ(numbers(), Numbers{8});
+        EXPECT_EQ(set_.m_rgRecv[0].m_bDeleted, 0);
+        EXPECT_EQ(set_.m_rgRecv[0].m_bTemp, new_temp);
+        expect_sound();
+        EXPECT_EQ(process({4, 999999}), Numbers{});
+        EXPECT_EQ(process({0, 1}), Numbers{8});
+      }
+    }
+  }
+}
+
+TEST_F(TimeoutSetTest, ACallbackFindsItsOwnTimerMarkedOnlyOnceItHasRemovedIt) {
+  add(0, kNow, Plan{1, [this](timeval*) {
+                      EXPECT_NE(set_.m_rgRecv[0].m_bDeleted, 1);
+                      purge();
+                      EXPECT_EQ(set_.m_uCount, 1U) << "it is not marked";
+                      remove(0);
+                      EXPECT_EQ(set_.m_rgRecv[0].m_bDeleted, 1);
+                    }});
+  EXPECT_EQ(process(), Numbers{0});
+  EXPECT_EQ(set_.m_rgRecv[0].m_bDeleted, 1);
+  EXPECT_EQ(process(), Numbers{});
+  purge();
+  EXPECT_EQ(set_.m_uCount, 0U);
+}
+
 // Callbacks that do to their set whatever comes into their heads. The seed is fixed, so that every run is the same.
 class Chaos {
  public:

@@ -82,20 +82,23 @@ NUV_API NUV_SelectRecv* NUV_SelectSet_setReceiver(SelectSet* a_this, int32_t a_f
  * does not fire any more and goes with the next purge. Checks "((void *)0) != pTmpRecv", that the descriptor has a
  * receiver; when an error handler lets an unknown descriptor pass, outside of a dispatch, the process ends in the C
  * library's assertion, because the set can no longer be trusted. Requires room in the set ("1 ==
- * NUV_SelectSet_available( a_this)") after the removal.
+ * NUV_SelectSet_available( a_this)") after the removal. During a dispatch there is nothing to mark for an unknown
+ * descriptor, so that both checks are all.
  */
 NUV_API void NUV_SelectSet_removeReceiver(SelectSet* a_this, int32_t a_fd);
 
 /**
  * NUV_SelectSet_setFdSet adds the descriptors of all receivers, marked ones too, to *a_fdset; it clears none. Requires
- * a_fdset.
+ * a_fdset; without it nothing is added.
  */
 NUV_API void NUV_SelectSet_setFdSet(const SelectSet* a_this, fd_set* a_fdset);
 
 /**
  * NUV_SelectSet_process calls the receivers whose descriptors are in *a_fdset, the newest first, and returns how many
  * it called. A budget of 0 calls none, any other all: the budget is counted by the caller. Receivers that a callback
- * adds are not called before the next dispatch, those that it removes not any more. Requires a_fdset.
+ * adds are not called before the next dispatch, those that it removes not any more. Requires a_fdset; without it no
+ * descriptor is ready. A receiver without a callback counts as called. From inside a callback of this set the outer
+ * dispatch goes on afterwards, and until its end nothing is freed.
  */
 NUV_API uint32_t NUV_SelectSet_process(SelectSet* a_this, uint32_t a_budget, const fd_set* a_fdset);
 

@@ -54,7 +54,7 @@ typedef struct NUV_TimeoutRecv {
   uint8_t m_bTemp;                 /**< 1: one-shot, gone after it has fired once */
   NUV_TimeoutRecvFunc m_pRecvFunc; /**< callback */
   uint32_t m_uId;                  /**< 0 to 79, no two timers of the set alike */
-  uint8_t m_bDeleted;              /**< 1: removed while the set was dispatching, waits for the purge */
+  uint8_t m_bDeleted;              /**< 1: removed during a dispatch, waits for the purge; 2: its callback is running */
 } NUV_TimeoutRecv;
 
 /** A set of timers. Reading m_uCount is fine, writing is left to the operations. */
@@ -66,8 +66,8 @@ typedef struct TimeoutSet {
 } TimeoutSet;
 
 /**
- * NUV_TimeoutSet_construct makes an empty set and returns 1. Its only heap use is the bit array of the id pool; without
- * memory for that (reported by the pool) the set stays empty for good.
+ * NUV_TimeoutSet_construct makes an empty set and returns 1. Its only heap use is the bit array of the id pool. Without
+ * memory for that (reported by the pool) timers can be set and fire, but share one id.
  */
 NUV_API int32_t NUV_TimeoutSet_construct(TimeoutSet* a_this);
 
@@ -79,9 +79,10 @@ NUV_API int32_t NUV_TimeoutSet_available(const TimeoutSet* a_this);
 
 /**
  * NUV_TimeoutSet_setReceiver adds a timer that is due after a_time and returns its id. a_temp 1 makes it one-shot.
- * Requires a callback. The caller sees to it that the set has room (NUV_TimeoutSet_available): in a full set the id
- * pool reports that it is exhausted, no timer is added and the result is 80, an id that no timer has. From inside a
- * callback the new timer stands at the end and is aged, and may fire, in the same pass.
+ * Requires a callback; a timer without one counts as fired and goes when it is due. The caller sees to it that the set
+ * has room (NUV_TimeoutSet_available): in a full set the id pool reports that it is exhausted, no timer is added, because
+ * there is no slot for it, and the result is an id that no timer has. From inside a callback the new timer stands at the
+ * end and is aged, and may fire, in the same pass.
  */
 NUV_API uint32_t NUV_TimeoutSet_setReceiver(TimeoutSet* a_this, struct timeval a_time, void* a_arg1, uint32_t a_arg2,
                                             uint8_t a_temp, NUV_TimeoutRecvFunc a_recvfunc);
@@ -98,18 +99,23 @@ NUV_API void NUV_TimeoutSet_removeReceiver(TimeoutSet* a_this, uint32_t a_id);
 
 /**
  * NUV_TimeoutSet_setTimeout lowers *a_currtimeout, which the caller sets to its own bound, to the smallest remaining
- * time in the set; marked timers count too. Returns 1 if the set holds any timer, else 0. Requires a_currtimeout.
+ * time in the set; marked timers count too. Returns 1 if the set holds any timer, else 0. Requires a_currtimeout;
+ * without it only the result tells something.
  */
 NUV_API int32_t NUV_TimeoutSet_setTimeout(const TimeoutSet* a_this, struct timeval* a_currtimeout);
 
 /**
  * NUV_TimeoutSet_process ages every timer by *a_currtimeout, the time since the previous call, and calls those whose
  * remaining time is then zero or less, at most a_budget of them (NUV_TIMEOUT_UNLIMITED: all). Returns the number of
- * callbacks. Requires a_currtimeout. Not meant to be called from a callback: timers would age twice.
+ * callbacks. Requires a_currtimeout; without it there is nothing to age by, and no timer fires. Not meant to be called
+ * from a callback: timers would age twice.
  */
 NUV_API uint32_t NUV_TimeoutSet_process(TimeoutSet* a_this, uint32_t a_budget, const struct timeval* a_currtimeout);
 
-/** NUV_TimeoutSet_internalRemoveDeleted purges the timers that were removed during a dispatch. */
+/**
+ * NUV_TimeoutSet_internalRemoveDeleted purges the timers that were removed during a dispatch. From inside a callback, too:
+ * a timer that moves to an earlier slot then is not aged in this pass.
+ */
 NUV_API void NUV_TimeoutSet_internalRemoveDeleted(TimeoutSet* a_this);
 
 #ifdef __cplusplus

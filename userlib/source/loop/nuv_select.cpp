@@ -4,7 +4,6 @@
 
 #include "core/contract.h"
 #include "loop/nuv_selectset_internal.h"
-#include "loop/nuv_timeoutset_internal.h"
 #include "nuv_time.h"
 
 namespace {
@@ -57,32 +56,12 @@ void remove_receiver(Select* a_this, const Kind& kind, uint32_t event_type, int3
   NUV_SelectSet_removeReceiver(set, fd);
 }
 
-// Adds a timer the long way, with every report that is due.
-template <uint8_t kTemp>
-[[gnu::cold, gnu::noinline]] uint32_t set_timer_checked(Select* a_this, timeval time, void* arg1, uint32_t arg2,
-                                                        NUV_TimeoutRecvFunc a_recvfunc) {
+uint32_t set_timer(Select* a_this, timeval time, void* arg1, uint32_t arg2, uint8_t temp,
+                   NUV_TimeoutRecvFunc a_recvfunc) {
   NUV_REQUIRE(((void *)0) != a_this);
   NUV_REQUIRE(1 == NUV_TimeoutSet_available( &a_this->m_oTimeout));
   NUV_REQUIRE_TEXT(a_recvfunc != nullptr, "((void *)0) != a_recvfunc");
-  return NUV_TimeoutSet_setReceiver(&a_this->m_oTimeout, time, arg1, arg2, kTemp, a_recvfunc);
-}
-
-#ifdef __OPTIMIZE_SIZE__
-constexpr bool kIsForSpeed = false;
-#else
-constexpr bool kIsForSpeed = true;
-#endif
-
-// Where all contracts hold there is nothing to report, neither here nor by the timer set and its pool.
-template <uint8_t kTemp>
-uint32_t set_timer(Select* a_this, timeval time, void* arg1, uint32_t arg2, NUV_TimeoutRecvFunc a_recvfunc) {
-  if (kIsForSpeed && a_this != nullptr && a_recvfunc != nullptr) {
-    const uint32_t id = userlib::try_add_timer(a_this->m_oTimeout, time, arg1, arg2, kTemp, a_recvfunc);
-    if (id < NUV_TIMEOUTSET_SIZE) {
-      return id;
-    }
-  }
-  return set_timer_checked<kTemp>(a_this, time, arg1, arg2, a_recvfunc);
+  return NUV_TimeoutSet_setReceiver(&a_this->m_oTimeout, time, arg1, arg2, temp, a_recvfunc);
 }
 
 // The three sets of one event type, in the order in which a cycle serves them.
@@ -444,12 +423,12 @@ void NUV_Select_internalRemoveExcept(Select* a_this, uint32_t a_event_type, int3
 
 uint32_t NUV_Select_setTimeout(Select* a_this, struct timeval a_time, void* a_arg1, uint32_t a_arg2,
                                NUV_TimeoutRecvFunc a_recvfunc) {
-  return set_timer<kStays>(a_this, a_time, a_arg1, a_arg2, a_recvfunc);
+  return set_timer(a_this, a_time, a_arg1, a_arg2, kStays, a_recvfunc);
 }
 
 uint32_t NUV_Select_setTempTimeout(Select* a_this, struct timeval a_time, void* a_arg1, uint32_t a_arg2,
                                    NUV_TimeoutRecvFunc a_recvfunc) {
-  return set_timer<kOneCycle>(a_this, a_time, a_arg1, a_arg2, a_recvfunc);
+  return set_timer(a_this, a_time, a_arg1, a_arg2, kOneCycle, a_recvfunc);
 }
 
 void NUV_Select_removeTimeout(Select* a_this, uint32_t a_id) {

@@ -5,7 +5,6 @@
 
 #include "core/contract.h"
 #include "core/timeval_arithmetic.h"
-#include "loop/nuv_timeoutset_internal.h"
 
 namespace {
 
@@ -20,20 +19,14 @@ auto receivers(Set& set) {
 }
 
 NUV_TimeoutRecv* find(TimeoutSet& set, uint32_t id) {
-  // A timer stands in the slot of its id until one before it goes.
-  if (id < set.m_uCount && set.m_rgRecv[id].m_uId == id) {
-    return &set.m_rgRecv[id];
-  }
   const auto all = receivers(set);
   const auto found = std::find_if(all.begin(), all.end(), [id](const auto& timer) { return timer.m_uId == id; });
   return found != all.end() ? &*found : nullptr;
 }
 
-// Takes the timer out; the last one moves into its slot, unless it is the last one itself.
+// The pool reports an id that it has not given. The last timer moves into the slot, unless it is the one that goes.
 void remove(TimeoutSet& set, NUV_TimeoutRecv& timer) {
-  if (!userlib::try_release(set.m_oIdPool, timer.m_uId)) {
-    NUV_IndexPool_release(&set.m_oIdPool, timer.m_uId);  // reports
-  }
+  NUV_IndexPool_release(&set.m_oIdPool, timer.m_uId);
   --set.m_uCount;
   timer = set.m_rgRecv[set.m_uCount];
 }
@@ -42,25 +35,41 @@ bool is_due(const timeval& time) {
   return time.tv_sec < 0 || (time.tv_sec == 0 && time.tv_usec <= 0);
 }
 
-// What the callback answers. A timer without one, which an error handler that returned has let in, wants to go.
+// The third value of m_bDeleted. No new timer has it, so it tells a timer whose callback has returned from another one
+// that took over its slot and its id meanwhile.
+constexpr uint8_t kFiring = 2;
+
+bool is_removed(const NUV_TimeoutRecv& timer) {
+  return timer.m_bDeleted != 0 && timer.m_bDeleted != kFiring;
+}
+
+// 0 (remove) without a callback, which only a returning error handler lets in.
 int32_t call(NUV_TimeoutRecv& timer) {
   return timer.m_pRecvFunc != nullptr ? timer.m_pRecvFunc(timer.m_pArg1, &timer.m_oTime, timer.m_uArg2) : 0;
 }
 
-// Calls the timer in one slot back, which is due, and tells whether the slot is done with: after a removal it holds the
-// timer that was last.
+// Where the timer stands whose callback has just returned: a callback that purges moves timers to earlier slots, and one
+// that removes its own timer first leaves none.
+NUV_TimeoutRecv* find_fired(TimeoutSet& set, uint32_t slot, uint32_t id) {
+  NUV_TimeoutRecv& timer = set.m_rgRecv[slot];
+  NUV_TimeoutRecv* fired = slot < set.m_uCount && timer.m_uId == id ? &timer : find(set, id);
+  return fired != nullptr && fired->m_bDeleted != 0 ? fired : nullptr;
+}
+
+// Calls the timer in the slot. Returns true when it stays; otherwise the slot holds another timer, if any.
 bool fire(TimeoutSet& set, uint32_t slot, NUV_TimeoutRecv& timer) {
   const uint32_t id = timer.m_uId;
-  if (timer.m_bTemp != 0) {
-    call(timer);
-  } else if (call(timer) != 0) {
-    return true;
+  const bool is_one_shot = timer.m_bTemp != 0;
+  const uint8_t outer = timer.m_bDeleted;  // kFiring in a dispatch inside its own callback
+  timer.m_bDeleted = kFiring;
+  const bool stays = call(timer) != 0 && !is_one_shot;
+  NUV_TimeoutRecv* const fired = find_fired(set, slot, id);
+  if (fired != nullptr && !stays) {
+    remove(set, *fired);
+  } else if (fired != nullptr && fired->m_bDeleted == kFiring) {
+    fired->m_bDeleted = outer;
   }
-  // A callback that purged or processed the set itself may have taken this timer away already.
-  if (slot < set.m_uCount && timer.m_uId == id) {
-    remove(set, timer);
-  }
-  return false;
+  return stays;
 }
 
 }  // namespace
@@ -86,10 +95,12 @@ uint32_t NUV_TimeoutSet_setReceiver(TimeoutSet* a_this, struct timeval a_time, v
                                     uint8_t a_temp, NUV_TimeoutRecvFunc a_recvfunc) {
   NUV_REQUIRE(((void *)0) != a_this);
   NUV_REQUIRE_TEXT(a_recvfunc != nullptr, "((void *)0) != a_recvfunc");
-  const uint32_t id = userlib::try_add_timer(*a_this, a_time, a_arg1, a_arg2, a_temp, a_recvfunc);
-  // Every timer holds an id of the pool, so a full set has none left to give: the pool reports so, and its answer is no
-  // timer's id.
-  return id < kCapacity ? id : NUV_IndexPool_occupy(&a_this->m_oIdPool);
+  const uint32_t id = NUV_IndexPool_occupy(&a_this->m_oIdPool);
+  if (a_this->m_uCount < kCapacity) {
+    a_this->m_rgRecv[a_this->m_uCount] = {a_time, a_arg1, a_arg2, a_temp, a_recvfunc, id, /*m_bDeleted=*/0};
+    ++a_this->m_uCount;
+  }
+  return id;
 }
 
 void NUV_TimeoutSet_updateReceiver(TimeoutSet* a_this, uint32_t a_id, struct timeval a_time) {
@@ -139,7 +150,7 @@ uint32_t NUV_TimeoutSet_process(TimeoutSet* a_this, uint32_t a_budget, const str
   NUV_TimeoutRecv* timer = a_this->m_rgRecv;
   for (uint32_t slot = 0; slot < a_this->m_uCount;) {
     userlib::subtract(timer->m_oTime, elapsed);
-    if (is_due(timer->m_oTime) && timer->m_bDeleted == 0 && fired != a_budget) {
+    if (is_due(timer->m_oTime) && !is_removed(*timer) && fired != a_budget) {
       ++fired;
       if (!fire(*a_this, slot, *timer)) {
         continue;
@@ -155,7 +166,7 @@ uint32_t NUV_TimeoutSet_process(TimeoutSet* a_this, uint32_t a_budget, const str
 void NUV_TimeoutSet_internalRemoveDeleted(TimeoutSet* a_this) {
   NUV_REQUIRE(((void *)0) != a_this);
   for (uint32_t slot = 0; slot < a_this->m_uCount;) {
-    if (a_this->m_rgRecv[slot].m_bDeleted != 0) {
+    if (is_removed(a_this->m_rgRecv[slot])) {
       remove(*a_this, a_this->m_rgRecv[slot]);
     } else {
       ++slot;
