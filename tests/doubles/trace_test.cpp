@@ -56,10 +56,10 @@ void TraceTest::use(Output output) {
 }
 
 std::vector<std::string> TraceTest::take_log_texts() {
-  static const std::regex kReportLine("^(error: nuv_[a-z_]+):[0-9]+ ");
+  static const std::regex kSourceLine("(: nuv_[a-z_]+):[0-9]+ ");
   std::vector<std::string> texts;
   for (const SyslogLine& line : take_log()) {
-    texts.push_back(std::regex_replace(line.text, kReportLine, "$1:# "));
+    texts.push_back(std::regex_replace(line.text, kSourceLine, "$1:# "));
   }
   return texts;
 }

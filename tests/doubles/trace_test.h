@@ -31,7 +31,7 @@ class TraceTest : public ::testing::Test {
   static void use(Output output);
 
   // What reached the system log since the last call: all of it, the texts alone, or the texts of what is no contract
-  // report. In the text of a report "#" stands for the line.
+  // report. Where the texts name a line of the library's own sources, "#" stands for its number.
   std::vector<SyslogLine> take_log() { return log_.take(); }
   std::vector<std::string> take_log_texts();
   std::vector<std::string> take_trace_texts();

@@ -2,7 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cstring>
+#include <ostream>
+#include <string>
 #include <vector>
 
 #include "doubles/contract_recorder.h"
@@ -17,7 +18,6 @@ using support::ContractRecorder;
 using support::ensure_report;
 using support::InputStream;
 using support::require_report;
-using Ids = std::vector<uint16_t>;
 
 constexpr char kTable[] = "nuv_level";
 constexpr char kAccess[] = "nuv_level_access";
@@ -31,17 +31,56 @@ constexpr char kRowIsLast[] = "(a_this->u16ActSize - 1) == NUV_Level_indexOfId(a
 constexpr char kNameStored[] = "strncmp(NUV_Level_getModulName(a_pDB, a_u16TableId), a_pszModulName, 11-1) == 0";
 constexpr char kLevelStored[] = "NUV_Level_getTraceLevel(a_pDB, a_u16TableId) == a_u32TraceLevel";
 
-using Row = support::Violation<TraceLevelInit>;
+// A row of the table.
+struct Entry {
+  uint16_t id;
+  std::string name;
+  uint32_t mask;
 
-Ids ids_of(const TraceLevelInit& record) {
-  Ids ids;
-  for (uint16_t i = 0; i < record.Level.u16ActSize; ++i) {
-    ids.push_back(NUV_Level_getIdAtIndex(&record, i));
+  bool operator==(const Entry&) const = default;
+  friend std::ostream& operator<<(std::ostream& out, const Entry& entry) {
+    return out << entry.id << ' ' << entry.name << ' ' << entry.mask;
   }
-  return ids;
+};
+
+using Entries = std::vector<Entry>;
+
+const Entries kAsBefore = {{9, "Line", 48}, {4, "DialPlan", 113}};
+
+// A violation, all that it reports in order, and what the record holds afterwards.
+struct Row {
+  const char* name;
+  void (*violate)(TraceLevelInit& record);
+  support::Reports reports;
+  Entries left = kAsBefore;
+  uint8_t changed = 0;
+
+  friend std::ostream& operator<<(std::ostream& out, const Row& row) { return out << row.name; }
+};
+
+Entry entry_at(const TraceLevelInit& record, uint16_t index) {
+  const TableEntry& entry = record.Level.TableEntry[index];
+  return {entry.u16TableId, entry.szModulName, entry.u32TraceLevel};
 }
 
-// The table has the rows 9 "Line" 48 and 4 "DialPlan" 113, and nothing has changed.
+Entries entries_of(const TraceLevelInit& record) {
+  Entries entries;
+  for (uint16_t i = 0; i < record.Level.u16ActSize; ++i) {
+    entries.push_back(entry_at(record, i));
+  }
+  return entries;
+}
+
+// The rows of the table at the start and so many more as it takes.
+Entries filled() {
+  Entries entries = kAsBefore;
+  for (uint16_t id = 10; entries.size() < NUV_LEVEL_SIZE; ++id) {
+    entries.push_back({id, "More", 1});
+  }
+  return entries;
+}
+
+// The table has two rows, and nothing has changed.
 class LevelContracts : public ::testing::TestWithParam<Row> {};
 
 TEST_P(LevelContracts, AreReportedAndLeaveAWorkingTable) {
@@ -57,6 +96,8 @@ TEST_P(LevelContracts, AreReportedAndLeaveAWorkingTable) {
 
   GetParam().violate(record);
   EXPECT_EQ(contracts.take(), GetParam().reports);
+  EXPECT_EQ(entries_of(record), GetParam().left);
+  EXPECT_EQ(record.bChanged, GetParam().changed);
 
   const uint16_t count = NUV_Level_actSize(&record);
   ASSERT_LE(count, 50);
@@ -84,134 +125,158 @@ const Row kRows[] = {
        NUV_Level_clean(&record.Level);
        EXPECT_EQ(NUV_Level_lastId(&record.Level), 0);
      },
-     {ensure_report(kTable, "NUV_Level_indexOfId(a_this, u16LastTableId) >= 0")}},
+     {ensure_report(kTable, "NUV_Level_indexOfId(a_this, u16LastTableId) >= 0")},
+     {}},
+    // The row that it asks for would lie outside.
     {"insertRowIntoAFullTable",
      [](TraceLevelInit& record) {
        fill(record);
-       const Ids full = ids_of(record);
-       NUV_Level_insertRow(&record.Level);
-       EXPECT_EQ(ids_of(record), full);
+       EXPECT_EQ(NUV_Level_insertRow(&record.Level), 58);
      },
-     {ensure_report(kTable, kRowIsLast)}},
-    // The row that it asks for would lie outside.
+     {ensure_report(kTable, kRowIsLast)},
+     filled(),
+     1},
     {"insertRowIntoATableWithASpoiltCount",
      [](TraceLevelInit& record) {
        record.Level.u16ActSize = 65535;
-       NUV_Level_insertRow(&record.Level);
+       EXPECT_EQ(NUV_Level_insertRow(&record.Level), 10);
        EXPECT_EQ(record.Level.u16ActSize, 65535);
        record.Level.u16ActSize = 2;
-       EXPECT_EQ(ids_of(record), (Ids{9, 4}));
      },
      {ensure_report(kTable, kRowIsLast)}},
     {"saveToANullStream",
      [](TraceLevelInit& record) { EXPECT_FALSE(NUV_Level_save(&record.Level, nullptr)); },
      {require_report(kTable, kHasStream)}},
-    {"restoreFromANullStream",
+    {"saveOfAnEmptyTableToANullStream",
      [](TraceLevelInit& record) {
-       EXPECT_FALSE(NUV_Level_restore(&record.Level, nullptr));
-       EXPECT_EQ(ids_of(record), (Ids{9, 4}));
+       NUV_Level_clean(&record.Level);
+       EXPECT_FALSE(NUV_Level_save(&record.Level, nullptr));
      },
-     {require_report(kTable, kHasStream)}},
+     {require_report(kTable, kHasStream)},
+     {}},
+    // It is the reading of a line that goes no further.
+    {"restoreFromANullStream",
+     [](TraceLevelInit& record) { EXPECT_FALSE(NUV_Level_restore(&record.Level, nullptr)); },
+     {require_report(kTable, kHasStream), require_report("nuv_utility", "((void *)0) != a_stream")}},
     {"getIdAtIndexPastTheLastRow",
      [](TraceLevelInit& record) { EXPECT_EQ(NUV_Level_getIdAtIndex(&record, 2), 0); },
      {require_report(kAccess, kHasRow)}},
+    {"getIdAtIndexOfRowsThatAreNotInUse",
+     [](TraceLevelInit& record) {
+       record.Level.TableEntry[2].u16TableId = 7;
+       record.Level.TableEntry[49].u16TableId = 65535;
+       EXPECT_EQ(NUV_Level_getIdAtIndex(&record, 2), 7);
+       EXPECT_EQ(NUV_Level_getIdAtIndex(&record, 49), 65535);
+     },
+     {require_report(kAccess, kHasRow), require_report(kAccess, kHasRow)}},
     {"getIdAtIndexPastTheTable",
      [](TraceLevelInit& record) {
-       for (const uint16_t index : Ids{49, 50, 65535}) {
-         EXPECT_EQ(NUV_Level_getIdAtIndex(&record, index), 0);
-       }
+       fill(record);
+       EXPECT_EQ(NUV_Level_getIdAtIndex(&record, 50), 0);
+       EXPECT_EQ(NUV_Level_getIdAtIndex(&record, 65535), 0);
      },
-     {require_report(kAccess, kHasRow), require_report(kAccess, kHasRow), require_report(kAccess, kHasRow)}},
+     {require_report(kAccess, kHasRow), require_report(kAccess, kHasRow)},
+     filled(),
+     1},
     {"getIndexAtIdThatNoRowHas",
      [](TraceLevelInit& record) { EXPECT_EQ(NUV_Level_getIndexAtId(&record, 0), 65535); },
      {require_report(kAccess, kIsKnown)}},
     {"insertIntoAFullTable",
      [](TraceLevelInit& record) {
        fill(record);
-       const Ids full = ids_of(record);
        EXPECT_EQ(NUV_Level_insert(&record, "OneMore", 3), 58);
-       EXPECT_EQ(ids_of(record), full);
-       EXPECT_EQ(NUV_Level_findTraceLevel(&record, 3), -1);
      },
      {require_report(kAccess, kHasRoom), ensure_report(kTable, kRowIsLast), require_report(kAccess, kIsKnown),
       require_report(kAccess, kIsKnown), ensure_report(kAccess, kNameStored), require_report(kAccess, kIsKnown),
-      require_report(kAccess, kIsKnown), ensure_report(kAccess, kLevelStored)}},
+      require_report(kAccess, kIsKnown), ensure_report(kAccess, kLevelStored)},
+     filled(),
+     1},
     // Even where the next id would be one that a row has already, that row stays as it is.
     {"insertIntoAFullTableWhoseIdsWrap",
      [](TraceLevelInit& record) {
        fill(record);
        record.Level.TableEntry[30].u16TableId = 65535;
-       const Level full = record.Level;
        EXPECT_EQ(NUV_Level_insert(&record, "OneMore", 3), 0);
-       EXPECT_EQ(memcmp(&record.Level, &full, sizeof full), 0);
+       EXPECT_EQ(entry_at(record, 30), (Entry{65535, "More", 1}));
+       record.Level.TableEntry[30].u16TableId = filled()[30].id;
      },
      {require_report(kAccess, kHasRoom), ensure_report(kTable, kRowIsLast), require_report(kAccess, kIsKnown),
       require_report(kAccess, kIsKnown), ensure_report(kAccess, kNameStored), require_report(kAccess, kIsKnown),
-      require_report(kAccess, kIsKnown), ensure_report(kAccess, kLevelStored)}},
+      require_report(kAccess, kIsKnown), ensure_report(kAccess, kLevelStored)},
+     filled(),
+     1},
+    {"insertOfANullNameIntoAFullTable",
+     [](TraceLevelInit& record) {
+       fill(record);
+       EXPECT_EQ(NUV_Level_insert(&record, nullptr, 0), 58);
+     },
+     {require_report(kAccess, kHasRoom), require_report(kAccess, kHasName), ensure_report(kTable, kRowIsLast),
+      require_report(kAccess, kHasName), require_report(kAccess, kIsKnown), require_report(kAccess, kIsKnown),
+      require_report(kAccess, kIsKnown), require_report(kAccess, kIsKnown)},
+     filled(),
+     1},
     {"insertOfANullName",
-     [](TraceLevelInit& record) {
-       EXPECT_EQ(NUV_Level_insert(&record, nullptr, 3), 10);
-       EXPECT_STREQ(NUV_Level_getModulName(&record, 10), "");
-       EXPECT_EQ(NUV_Level_getTraceLevel(&record, 10), 3U);
-     },
-     {require_report(kAccess, kHasName), require_report(kAccess, kHasName)}},
+     [](TraceLevelInit& record) { EXPECT_EQ(NUV_Level_insert(&record, nullptr, 3), 10); },
+     {require_report(kAccess, kHasName), require_report(kAccess, kHasName)},
+     {{9, "Line", 48}, {4, "DialPlan", 113}, {10, "", 3}},
+     1},
     {"deleteOfAnIdThatNoRowHas",
-     [](TraceLevelInit& record) {
-       EXPECT_TRUE(NUV_Level_delete(&record, 0));
-       EXPECT_EQ(ids_of(record), (Ids{9, 4}));
-       EXPECT_EQ(record.bChanged, 1);
-     },
-     {require_report(kAccess, kIsThere)}},
+     [](TraceLevelInit& record) { EXPECT_TRUE(NUV_Level_delete(&record, 0)); },
+     {require_report(kAccess, kIsThere)},
+     kAsBefore,
+     1},
     {"deleteFromAnEmptyTable",
      [](TraceLevelInit& record) {
        NUV_Level_clean(&record.Level);
        EXPECT_TRUE(NUV_Level_delete(&record, 0));
-       EXPECT_TRUE(NUV_Level_isEmpty(&record));
      },
-     {require_report(kAccess, kIsThere), require_report(kAccess, "a_pDB->Level.u16ActSize > 0")}},
+     {require_report(kAccess, kIsThere), require_report(kAccess, "a_pDB->Level.u16ActSize > 0")},
+     {},
+     1},
     {"updateWithANullName",
-     [](TraceLevelInit& record) {
-       NUV_Level_update(&record, 4, nullptr, 3);
-       EXPECT_STREQ(NUV_Level_getModulName(&record, 4), "");
-       EXPECT_EQ(NUV_Level_getTraceLevel(&record, 4), 3U);
-       EXPECT_EQ(record.bChanged, 1);
-     },
-     {require_report(kAccess, kHasName), require_report(kAccess, kHasName)}},
+     [](TraceLevelInit& record) { NUV_Level_update(&record, 4, nullptr, 3); },
+     {require_report(kAccess, kHasName), require_report(kAccess, kHasName)},
+     {{9, "Line", 48}, {4, "", 3}},
+     1},
     {"updateOfAnIdThatNoRowHas",
      [](TraceLevelInit& record) { NUV_Level_update(&record, 0, "Other", 3); },
      {require_report(kAccess, kIsKnown), require_report(kAccess, kIsKnown), ensure_report(kAccess, kNameStored),
-      require_report(kAccess, kIsKnown), require_report(kAccess, kIsKnown), ensure_report(kAccess, kLevelStored)}},
+      require_report(kAccess, kIsKnown), require_report(kAccess, kIsKnown), ensure_report(kAccess, kLevelStored)},
+     kAsBefore,
+     1},
+    {"updateOfAnIdThatNoRowHasWithNull",
+     [](TraceLevelInit& record) { NUV_Level_update(&record, 0, nullptr, 0); },
+     {require_report(kAccess, kHasName), require_report(kAccess, kHasName), require_report(kAccess, kIsKnown),
+      require_report(kAccess, kIsKnown), require_report(kAccess, kIsKnown), require_report(kAccess, kIsKnown)},
+     kAsBefore,
+     1},
     {"getModulNameOfAnIdThatNoRowHas",
      [](TraceLevelInit& record) { EXPECT_STREQ(NUV_Level_getModulName(&record, 0), ""); },
      {require_report(kAccess, kIsKnown)}},
     {"setModulNameToNull",
-     [](TraceLevelInit& record) {
-       NUV_Level_setModulName(&record, 4, nullptr);
-       EXPECT_STREQ(NUV_Level_getModulName(&record, 4), "");
-       EXPECT_EQ(record.bChanged, 1);
-     },
-     {require_report(kAccess, kHasName)}},
+     [](TraceLevelInit& record) { NUV_Level_setModulName(&record, 4, nullptr); },
+     {require_report(kAccess, kHasName)},
+     {{9, "Line", 48}, {4, "", 113}},
+     1},
     {"setModulNameOfAnIdThatNoRowHas",
-     [](TraceLevelInit& record) {
-       NUV_Level_setModulName(&record, 0, "Other");
-       EXPECT_EQ(NUV_Level_findModulName(&record, "Other"), -1);
-       EXPECT_EQ(record.bChanged, 1);
-     },
-     {require_report(kAccess, kIsKnown), require_report(kAccess, kIsKnown), ensure_report(kAccess, kNameStored)}},
+     [](TraceLevelInit& record) { NUV_Level_setModulName(&record, 0, "Other"); },
+     {require_report(kAccess, kIsKnown), require_report(kAccess, kIsKnown), ensure_report(kAccess, kNameStored)},
+     kAsBefore,
+     1},
     // No row reads as a row without a name, so this name was stored.
     {"setModulNameToNothingForAnIdThatNoRowHas",
      [](TraceLevelInit& record) { NUV_Level_setModulName(&record, 0, ""); },
-     {require_report(kAccess, kIsKnown), require_report(kAccess, kIsKnown)}},
+     {require_report(kAccess, kIsKnown), require_report(kAccess, kIsKnown)},
+     kAsBefore,
+     1},
     {"getTraceLevelOfAnIdThatNoRowHas",
      [](TraceLevelInit& record) { EXPECT_EQ(NUV_Level_getTraceLevel(&record, 0), 0U); },
      {require_report(kAccess, kIsKnown)}},
     {"setTraceLevelOfAnIdThatNoRowHas",
-     [](TraceLevelInit& record) {
-       NUV_Level_setTraceLevel(&record, 0, 3);
-       EXPECT_EQ(NUV_Level_findTraceLevel(&record, 3), -1);
-       EXPECT_EQ(record.bChanged, 1);
-     },
-     {require_report(kAccess, kIsKnown), require_report(kAccess, kIsKnown), ensure_report(kAccess, kLevelStored)}},
+     [](TraceLevelInit& record) { NUV_Level_setTraceLevel(&record, 0, 3); },
+     {require_report(kAccess, kIsKnown), require_report(kAccess, kIsKnown), ensure_report(kAccess, kLevelStored)},
+     kAsBefore,
+     1},
 };
 
 INSTANTIATE_TEST_SUITE_P(All, LevelContracts, ::testing::ValuesIn(kRows), support::kNameOfRow);

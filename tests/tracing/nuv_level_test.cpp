@@ -350,7 +350,54 @@ TEST_F(LevelTest, RestoreReadsRowsUpToAnEmptyLine) {
       EXPECT_EQ(entry.szModulName[10], '\0');
     }
   }
+  NUV_Level_clean(&table_);  // the last line, refused, has begun a row
   EXPECT_EQ(record_.bChanged, 0);
+}
+
+// Fields are converted into the row that is next, and one by one: a line that is refused leaves there what came before
+// the field that was wrong, and of a name without its closing quote the characters too.
+TEST_F(LevelTest, RestoreLeavesWhatARefusedLineHasBegun) {
+  const struct {
+    const char* name;
+    std::string line;
+    Row begun;
+  } kCases[] = {
+      {"too few fields", "7;\"B\"", {0, "", 0}},
+      {"too many fields", "7;\"B\";2;3", {0, "", 0}},
+      {"an id that is no number", "x;\"B\";2", {0, "", 0}},
+      {"an id too large", "65536;\"B\";2", {0, "", 0}},
+      {"a name without quotes", "7;B;2", {7, "", 0}},
+      {"a name that is not closed", "7;\"B;2", {7, "B", 0}},
+      {"a long name that is not closed", "7;\"abcdefghijklmno;2", {7, "abcdefghij", 0}},
+      {"a mask that is no number", "7;\"B\";x", {7, "B", 0}},
+      {"a long name, and no mask", "7;\"abcdefghijklmno\";", {7, "abcdefghij", 0}},
+  };
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(row.name);
+    NUV_Level_clean(&table_);
+    EXPECT_FALSE(restore("0;\"A\";1\n" + row.line + "\n\n"));
+    EXPECT_EQ(rows(), (Rows{{0, "A", 1}}));
+    EXPECT_EQ(table_.TableEntry[1].u16TableId, row.begun.id);
+    EXPECT_EQ(NUV_Level_insertRow(&table_), 1);
+    EXPECT_EQ(rows(), (Rows{{0, "A", 1}, {1, row.begun.name, 0}}));
+    EXPECT_EQ(table_.TableEntry[1].szModulName[10], '\0');
+  }
+}
+
+// The next line starts from that: a name that is closed ends where it ends, one that is not covers what it has.
+TEST_F(LevelTest, RestoreConvertsOverWhatARefusedLineHasLeft) {
+  EXPECT_FALSE(restore("7;\"abcdef\";x\n"));
+  EXPECT_FALSE(restore("8;\"XY;2\n"));
+  EXPECT_STREQ(table_.TableEntry[0].szModulName, "XYcdef");
+  EXPECT_TRUE(restore("9;\"Z\";3\n\n"));
+  EXPECT_EQ(rows(), (Rows{{9, "Z", 3}}));
+}
+
+TEST_F(LevelTest, ARefusedLineTouchesNothingBehindAFullTable) {
+  fill_up();
+  const Rows full = rows();
+  EXPECT_FALSE(restore("7;\"B\";2\n\n"));
+  EXPECT_EQ(rows(), full);
 }
 
 TEST_F(LevelTest, RestoreLeavesWhatStandsBehindTheEmptyLine) {

@@ -1,7 +1,9 @@
 // Every check of the trace-level init file, violated while the error handler returns.
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
+#include <vector>
 
 #include "doubles/streams.h"
 #include "doubles/trace_test.h"
@@ -22,7 +24,19 @@ constexpr char kContent[] = "[TraceLevelInit Version]\n1\n\n[Level]\n0;\"Line\";
 const Report kNoStream = require_report(kFile, "a_pFileStream != ((void *)0)");
 const Report kNoString = require_report(kFile, "a_pszString != ((void *)0)");
 
-using Row = support::Violation<TraceLevelInit>;
+const Report kNothingToRead = require_report("nuv_utility", "((void *)0) != a_stream");
+constexpr char kNotRestored[] = "error:TraceLevel: nuv_tracelevelinit:#   Restoring of table [Version] failed";
+
+// A violation, all that it reports in order, and whether the record counts as changed afterwards.
+struct Row {
+  const char* name;
+  void (*violate)(TraceLevelInit& init);
+  support::Reports reports;
+  bool changed = true;
+  std::vector<std::string> lines = {};  // in the system log, but for the reports
+
+  friend std::ostream& operator<<(std::ostream& out, const Row& row) { return out << row.name; }
+};
 
 // The table has the row 0 "Line" 48, and has changed.
 class TraceLevelInitContracts : public support::TraceTest, public ::testing::WithParamInterface<Row> {};
@@ -35,6 +49,8 @@ TEST_P(TraceLevelInitContracts, AreReportedAndLeaveAWorkingTable) {
 
   GetParam().violate(init);
   EXPECT_EQ(contracts_.take(), GetParam().reports);
+  EXPECT_EQ(init.bChanged, GetParam().changed ? 1 : 0);
+  EXPECT_EQ(take_trace_texts(), GetParam().lines);
 
   const OutputStream out;
   EXPECT_TRUE(NUV_TraceLevelInit_save(&init, out.get()));
@@ -62,30 +78,29 @@ const Row kRows[] = {
      {kNoStream, kNoString}},
     {"readStringFromNull",
      [](TraceLevelInit&) { EXPECT_FALSE(NUV_TraceLevelInit_readString(nullptr, "[Level]")); },
-     {kNoStream}},
+     {kNoStream, kNothingToRead}},
+    // The line is read all the same, and then equals nothing.
     {"readStringOfNull",
      [](TraceLevelInit&) {
-       InputStream stream("[Level]\n");
+       InputStream stream("[Level]\n\nrest");
        EXPECT_FALSE(NUV_TraceLevelInit_readString(stream.get(), nullptr));
-       EXPECT_EQ(stream.rest(), "[Level]\n");
+       EXPECT_FALSE(NUV_TraceLevelInit_readString(stream.get(), nullptr));
+       EXPECT_EQ(stream.rest(), "rest");
      },
-     {kNoString}},
+     {kNoString, kNoString}},
     {"readStringOfNulls",
      [](TraceLevelInit&) { EXPECT_FALSE(NUV_TraceLevelInit_readString(nullptr, nullptr)); },
-     {kNoStream, kNoString}},
+     {kNoStream, kNoString, kNothingToRead}},
     // Its own check, and that of the first line.
     {"saveToNull",
-     [](TraceLevelInit& init) {
-       EXPECT_FALSE(NUV_TraceLevelInit_save(&init, nullptr));
-       EXPECT_FALSE(NUV_TraceLevelInit_hasChanged(&init));
-     },
-     {kNoStream, kNoStream}},
+     [](TraceLevelInit& init) { EXPECT_FALSE(NUV_TraceLevelInit_save(&init, nullptr)); },
+     {kNoStream, kNoStream},
+     false},
     {"restoreFromNull",
-     [](TraceLevelInit& init) {
-       EXPECT_FALSE(NUV_TraceLevelInit_restore(&init, nullptr));
-       EXPECT_TRUE(NUV_TraceLevelInit_hasChanged(&init));
-     },
-     {kNoStream, kNoStream}},
+     [](TraceLevelInit& init) { EXPECT_FALSE(NUV_TraceLevelInit_restore(&init, nullptr)); },
+     {kNoStream, kNoStream, kNothingToRead},
+     true,
+     {kNotRestored}},
 };
 
 INSTANTIATE_TEST_SUITE_P(All, TraceLevelInitContracts, ::testing::ValuesIn(kRows), support::kNameOfRow);

@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -48,16 +47,6 @@ class TraceLevelInitTest : public support::TraceTest {
       rows.push_back(std::to_string(row.u16TableId) + " " + row.szModulName + " " + std::to_string(row.u32TraceLevel));
     }
     return rows;
-  }
-
-  // The errors of the module TraceLevel in the system log, with "#" for the line.
-  Texts take_errors() {
-    static const std::regex kLine("nuv_tracelevelinit:[0-9]+ ");
-    Texts texts = take_trace_texts();
-    for (std::string& text : texts) {
-      text = std::regex_replace(text, kLine, "nuv_tracelevelinit:# ");
-    }
-    return texts;
   }
 
   static std::string error_text(const std::string& why) { return "error:TraceLevel: nuv_tracelevelinit:#   " + why; }
@@ -193,7 +182,7 @@ TEST_F(TraceLevelInitTest, RestoreReadsWholeFiles) {
     EXPECT_TRUE(restore(row.content));
     EXPECT_EQ(rows(), row.rows);
     EXPECT_FALSE(NUV_TraceLevelInit_hasChanged(&init_));
-    EXPECT_EQ(take_errors(), Texts{});
+    EXPECT_EQ(take_trace_texts(), Texts{});
   }
 }
 
@@ -226,7 +215,7 @@ TEST_F(TraceLevelInitTest, RestoreSaysWhereAFileIsNotAsItShouldBe) {
       NUV_TraceLevelInit_clean(&init_);
       init_.bChanged = changed;
       EXPECT_FALSE(restore(row.content));
-      EXPECT_EQ(take_errors(), Texts{error_text(row.error)});
+      EXPECT_EQ(take_trace_texts(), Texts{error_text(row.error)});
       EXPECT_EQ(rows(), row.rows);
       EXPECT_EQ(init_.bChanged, changed);
     }
@@ -244,7 +233,7 @@ TEST_F(TraceLevelInitTest, RestoreSaysWhichLineCannotBeRead) {
     EXPECT_EQ(restored, !fault.has_struck());
     EXPECT_EQ(rows(), fault.nth() > 5 ? Texts{"0 A 1"} : Texts{});
     EXPECT_EQ(init_.bChanged, fault.has_struck() ? 1 : 0);
-    EXPECT_EQ(take_errors(), fault.has_struck() ? Texts{error_text(kErrors[fault.nth() - 1])} : Texts{});
+    EXPECT_EQ(take_trace_texts(), fault.has_struck() ? Texts{error_text(kErrors[fault.nth() - 1])} : Texts{});
   });
   EXPECT_EQ(lines, 6);
 }

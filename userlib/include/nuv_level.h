@@ -3,7 +3,8 @@
  *
  * The table is what a trace-level init file looks like in memory: one row per module, with the module's name and the
  * mask of what it traces (the bits are explained in nuv_sysloglevel.h). The rows stand packed from index 0 on, in the
- * order in which they were inserted or read; rows that are not in use are all zero.
+ * order in which they were inserted or read; rows that are not in use are all zero, except that a line which
+ * NUV_Level_restore() refused may have left something in the next one.
  *
  * Every row has an id of its own, by which it is addressed and which it keeps while rows before it are deleted. An id
  * is not an index: a new row gets the largest id in use plus one, and the first row of an empty table gets 0. Once the
@@ -24,8 +25,9 @@
  *
  * Operations on the bare table require "a_this != ((void *)0)", except NUV_Level_insertRow and NUV_Level_deleteRow,
  * which leave that to their callers; those on the record require "a_pDB != ((void *)0)". After an error handler has
- * returned, a refused operation touches no row: an unknown id has the empty name and the mask 0, and a full table stays
- * as it is. A null name reads as the empty one.
+ * returned, they continue with what they were given, but never outside the table: a full table gets no row; an id that no
+ * row has reads as the empty name and the mask 0, and storing under it changes bChanged alone; a count above 50 reads as
+ * 50. A null name reads as the empty one.
  */
 #ifndef NUV_LEVEL_H
 #define NUV_LEVEL_H
@@ -94,7 +96,8 @@ NUV_API void NUV_Level_deleteRow(Level* a_this, uint16_t a_u16TableId);
 /**
  * NUV_Level_save writes one line <id>;"<name>";<mask> for each row, numbers in decimal, and then an empty line. It
  * returns false, and stops, when a row cannot be written; the empty line is not watched. Errors that a buffered stream
- * holds back show up when the caller flushes or closes it. Requires "a_pFileStream != ((void *)0)".
+ * holds back show up when the caller flushes or closes it. Requires "a_pFileStream != ((void *)0)"; a null stream gets
+ * nothing, and the result is false.
  */
 NUV_API bool NUV_Level_save(const Level* a_this, FILE* a_pFileStream);
 
@@ -103,8 +106,10 @@ NUV_API bool NUV_Level_save(const Level* a_this, FILE* a_pFileStream);
  * ends them, and returns true. It returns false, keeping the rows read so far, when the stream ends without the empty
  * line, when a line does not hold exactly three fields (a name therefore cannot contain a semicolon), when a field is
  * not what it should be, or when there is a row too many. Ids are taken as they stand, names are cut to 10 characters,
- * masks are taken modulo 2^32. A line of more than 510 characters is read as several. bChanged stays as it is. Requires
- * "a_pFileStream != ((void *)0)".
+ * masks are taken modulo 2^32. Fields are converted one by one into the row behind the last one, so that a line which is
+ * refused leaves there what came before the field that was wrong; NUV_Level_insertRow() would show it. A line of more than
+ * 510 characters is read as several. bChanged stays as it is. Requires "a_pFileStream != ((void *)0)"; a null stream is
+ * reported by NUV_Utility_readLine() too, and has no line.
  */
 NUV_API bool NUV_Level_restore(Level* a_this, FILE* a_pFileStream);
 
@@ -127,8 +132,8 @@ NUV_API bool NUV_Level_isEmpty(const TraceLevelInit* a_pDB);
 NUV_API bool NUV_Level_isFull(const TraceLevelInit* a_pDB);
 
 /**
- * NUV_Level_getIdAtIndex returns the id of the row at an index. Requires "a_u16Index < a_pDB->Level.u16ActSize"; a
- * refused call returns 0.
+ * NUV_Level_getIdAtIndex returns the id of the row at an index. Requires "a_u16Index < a_pDB->Level.u16ActSize"; behind
+ * the rows in use it returns what the row there holds, and behind the table 0.
  */
 NUV_API uint16_t NUV_Level_getIdAtIndex(const TraceLevelInit* a_pDB, uint16_t a_u16Index);
 

@@ -29,7 +29,7 @@
  *
  * Contracts are reported under "nuv_tracelevelinit"; operations on a record first require "a_this != ((void *)0)",
  * those on a stream "a_pFileStream != ((void *)0)". After an error handler has returned, a null stream counts as one
- * that fails. What is wrong with a file is not a contract: the result says so, and a line of the module "TraceLevel"
+ * that fails; where it should be read, NUV_Utility_readLine() reports it once more. What is wrong with a file is not a contract: the result says so, and a line of the module "TraceLevel"
  * why.
  */
 #ifndef NUV_TRACELEVELINIT_H
@@ -75,13 +75,14 @@ NUV_API bool NUV_TraceLevelInit_hasChanged(const TraceLevelInit* a_this);
 
 /**
  * NUV_TraceLevelInit_writeString writes a text and a newline and returns true, or false when either cannot be written.
- * Requires "a_pszString != ((void *)0)" too.
+ * Requires "a_pszString != ((void *)0)" too; for a null text nothing is written.
  */
 NUV_API bool NUV_TraceLevelInit_writeString(FILE* a_pFileStream, const char* a_pszString);
 
 /**
  * NUV_TraceLevelInit_readString reads one line, or 1023 characters of a longer one, and tells whether that is exactly
- * a_pszString. False too when no line is left. Requires "a_pszString != ((void *)0)" too.
+ * a_pszString. False too when no line is left. Requires "a_pszString != ((void *)0)" too; a null text equals no line, but
+ * the line is read.
  */
 NUV_API bool NUV_TraceLevelInit_readString(FILE* a_pFileStream, const char* a_pszString);
 

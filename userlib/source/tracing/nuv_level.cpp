@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <span>
 
+#include <string.h>
+
 #include "core/contract.h"
-#include "core/text.h"
 #include "nuv_convert.h"
 #include "nuv_utility.h"
 
@@ -37,20 +38,26 @@ uint16_t next_id(const Level& table) {
   return id;
 }
 
-// Reads a row from a line, which is cut into its fields. False, with the row in disorder, if the line holds no row.
-bool parse_row(char* line, TableEntry& row) {
-  constexpr uint32_t kFields = 3;
-  char* field[kFields + 1];   // room for one too many, so that it shows
+// Converts a quoted name into the field of a row, as much of it as the field holds. Characters in front of a closing quote
+// that is missing are stored too, without a terminator of their own.
+bool convert_name(char (&dest)[sizeof(TableEntry::szModulName)], const char* field) {
   char name[kLineSize] = {};  // as long as the line, because the conversion knows no limit
-  if (NUV_Convert_split(field, kFields + 1, line, ';') != kFields) {
-    return false;
+  const bool is_closed = NUV_Convert_string(name, field) != 0;
+  const size_t length = strnlen(name, sizeof dest - 1);
+  memcpy(dest, name, length);
+  if (is_closed) {
+    dest[length] = '\0';
   }
-  if (NUV_Convert_uint16(&row.u16TableId, field[0]) == 0 || NUV_Convert_string(name, field[1]) == 0 ||
-      NUV_Convert_uint32(&row.u32TraceLevel, field[2]) == 0) {
-    return false;
-  }
-  userlib::store_text(row.szModulName, name);
-  return true;
+  return is_closed;
+}
+
+// Cuts a line into its fields and converts them into the row, up to one that is not what it should be.
+bool convert_row(TableEntry& row, char* line) {
+  constexpr uint32_t kFields = 3;
+  char* field[kFields + 1];  // room for one too many, so that it shows
+  return NUV_Convert_split(field, kFields + 1, line, ';') == kFields &&
+         NUV_Convert_uint16(&row.u16TableId, field[0]) != 0 && convert_name(row.szModulName, field[1]) &&
+         NUV_Convert_uint32(&row.u32TraceLevel, field[2]) != 0;
 }
 
 }  // namespace
@@ -134,19 +141,14 @@ bool NUV_Level_save(const Level* a_this, FILE* a_pFileStream) {
 bool NUV_Level_restore(Level* a_this, FILE* a_pFileStream) {
   NUV_REQUIRE(a_this != ((void *)0));
   NUV_REQUIRE(a_pFileStream != ((void *)0));
-  if (a_pFileStream == nullptr) {
-    return false;
-  }
   char line[kLineSize];
   while (NUV_Utility_readLine(line, sizeof line, a_pFileStream) != nullptr) {
     if (line[0] == '\0') {
       return true;
     }
-    TableEntry row = {};
-    if (a_this->u16ActSize >= NUV_LEVEL_SIZE || !parse_row(line, row)) {
+    if (a_this->u16ActSize >= NUV_LEVEL_SIZE || !convert_row(a_this->TableEntry[a_this->u16ActSize], line)) {
       return false;
     }
-    a_this->TableEntry[a_this->u16ActSize] = row;
     ++a_this->u16ActSize;
   }
   return false;

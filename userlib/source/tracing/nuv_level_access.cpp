@@ -71,8 +71,7 @@ bool NUV_Level_isFull(const TraceLevelInit* a_pDB) {
 uint16_t NUV_Level_getIdAtIndex(const TraceLevelInit* a_pDB, uint16_t a_u16Index) {
   NUV_REQUIRE(a_pDB != ((void *)0));
   NUV_REQUIRE(a_u16Index < a_pDB->Level.u16ActSize);
-  const auto rows = rows_in_use(*a_pDB);
-  return a_u16Index < rows.size() ? rows[a_u16Index].u16TableId : 0;
+  return a_u16Index < NUV_LEVEL_SIZE ? a_pDB->Level.TableEntry[a_u16Index].u16TableId : 0;
 }
 
 uint16_t NUV_Level_getIndexAtId(const TraceLevelInit* a_pDB, uint16_t a_u16TableId) {

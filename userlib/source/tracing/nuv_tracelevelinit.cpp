@@ -66,11 +66,8 @@ bool NUV_TraceLevelInit_writeString(FILE* a_pFileStream, const char* a_pszString
 bool NUV_TraceLevelInit_readString(FILE* a_pFileStream, const char* a_pszString) {
   NUV_REQUIRE(a_pFileStream != ((void *)0));
   NUV_REQUIRE(a_pszString != ((void *)0));
-  if (a_pFileStream == nullptr || a_pszString == nullptr) {
-    return false;
-  }
   char line[kLineSize];
-  return NUV_Utility_readLine(line, sizeof line, a_pFileStream) != nullptr &&
+  return NUV_Utility_readLine(line, sizeof line, a_pFileStream) != nullptr && a_pszString != nullptr &&
          strncmp(line, a_pszString, sizeof line) == 0;
 }
 
