@@ -754,6 +754,43 @@ TEST_F(TimeoutSetTest, ACallbackFindsItsOwnTimerMarkedOnlyOnceItHasRemovedIt) {
   EXPECT_EQ(set_.m_uCount, 0U);
 }
 
+// A one-shot that is late by more than its own delay, and sets itself anew, is due again in the same pass. A pass makes so
+// many callbacks and no more; the last one is aged and left for the next pass.
+TEST_F(TimeoutSetTest, APassMakes1024CallbacksAtMost) {
+  plans_[0] = {0, [this](timeval*) { add(0, {1, 0}, kOneShot); }};
+  for (const uint32_t budget : {1025U, 5000U, kUnlimited - 1, kUnlimited}) {
+    SCOPED_TRACE(budget);
+    start_again();
+    add(0, {1, 0}, kOneShot);
+    add(1, {5, 0});
+    add(2, {2, 0});
+    EXPECT_EQ(process({3, 0}, budget).size(), 1024U);
+    EXPECT_EQ(set_.m_uCount, 3U);
+    std::vector<Time> left = times();
+    std::sort(left.begin(), left.end());
+    EXPECT_EQ(left, (std::vector<Time>{{-2, 0}, {-1, 0}, {2, 0}})) << "all are aged";
+    EXPECT_EQ(process({0, 1}).size(), 2U);
+    EXPECT_EQ(process({0, 1}).size(), 1U) << "the one that is kept overdue";
+    expect_sound();
+  }
+}
+
+TEST_F(TimeoutSetTest, APassOf1024CallbacksIsLikeOneWithThatBudget) {
+  for (const uint32_t limit : {1023U, 1024U, 1025U}) {
+    SCOPED_TRACE(limit);
+    start_again();
+    uint32_t set_anew = 0;
+    plans_[0] = {0, [&](timeval*) {
+                   if (++set_anew < limit) {
+                     add(0, kNow, kOneShot);
+                   }
+                 }};
+    add(0, kNow, kOneShot);
+    EXPECT_EQ(process().size(), std::min(limit, 1024U));
+    EXPECT_EQ(set_.m_uCount, limit > 1024 ? 1U : 0U);
+  }
+}
+
 // Callbacks that do to their set whatever comes into their heads. The seed is fixed, so that every run is the same.
 class Chaos {
  public:

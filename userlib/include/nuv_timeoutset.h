@@ -106,7 +106,8 @@ NUV_API int32_t NUV_TimeoutSet_setTimeout(const TimeoutSet* a_this, struct timev
 
 /**
  * NUV_TimeoutSet_process ages every timer by *a_currtimeout, the time since the previous call, and calls those whose
- * remaining time is then zero or less, at most a_budget of them (NUV_TIMEOUT_UNLIMITED: all). Returns the number of
+ * remaining time is then zero or less, at most a_budget of them (NUV_TIMEOUT_UNLIMITED: all). It makes no more than 1024
+ * callbacks, so that it ends whatever these set; what is due then ages, and fires in the next call. Returns the number of
  * callbacks. Requires a_currtimeout; without it there is nothing to age by, and no timer fires. Not meant to be called
  * from a callback: timers would age twice.
  */

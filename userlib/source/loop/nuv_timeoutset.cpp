@@ -11,6 +11,9 @@ namespace {
 constexpr char kFamily[] = "nuv_timeoutset";
 
 constexpr uint32_t kCapacity = NUV_TIMEOUTSET_SIZE;
+// A pass ends, whatever its callbacks set: timers that are due as soon as they are set would otherwise keep it busy, and
+// the descriptors waiting, for ever.
+constexpr uint32_t kMostCallbacks = 1024;
 static_assert(sizeof(TimeoutSet::m_rgRecv) == kCapacity * sizeof(NUV_TimeoutRecv));
 
 template <typename Set>
@@ -144,13 +147,14 @@ uint32_t NUV_TimeoutSet_process(TimeoutSet* a_this, uint32_t a_budget, const str
     return 0;
   }
   const timeval elapsed = *a_currtimeout;
+  const uint32_t budget = std::min(a_budget, kMostCallbacks);
   a_this->m_bProcessing = 1;
   uint32_t fired = 0;
   // The count is read anew for every slot: callbacks add timers, which are handled in the same pass.
   NUV_TimeoutRecv* timer = a_this->m_rgRecv;
   for (uint32_t slot = 0; slot < a_this->m_uCount;) {
     userlib::subtract(timer->m_oTime, elapsed);
-    if (is_due(timer->m_oTime) && !is_removed(*timer) && fired != a_budget) {
+    if (is_due(timer->m_oTime) && !is_removed(*timer) && fired != budget) {
       ++fired;
       if (!fire(*a_this, slot, *timer)) {
         continue;
