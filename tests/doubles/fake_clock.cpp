@@ -52,10 +52,16 @@ std::vector<SelectCall> FakeClock::take_selects() {
   return std::exchange(calls_, {});
 }
 
-int FakeClock::read_monotonic(timespec* time) const {
+int FakeClock::read_monotonic(timespec* time) {
+  ++readings_;
   if (error_ != 0) {
     errno = error_;
     return -1;
+  }
+  if (still_readings_ > 0) {
+    --still_readings_;
+  } else {
+    advance(std::exchange(step_, {0, 0}));
   }
   time->tv_sec = monotonic_.tv_sec;
   time->tv_nsec = monotonic_.tv_usec * 1000L + nanoseconds_;

@@ -4,8 +4,10 @@
 
 #include <sys/time.h>
 
+#include <cstdint>
 #include <deque>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace support {
@@ -50,6 +52,15 @@ class FakeClock {
   void advance(timeval time);
   timeval now() const { return monotonic_; }
 
+  // The monotonic clock stands still for so many readings more, and then goes on by a step.
+  void stand_still(uint32_t readings, timeval step) {
+    still_readings_ = readings;
+    step_ = step;
+  }
+
+  // The readings of the monotonic clock since the last call of this.
+  uint32_t take_readings() { return std::exchange(readings_, 0); }
+
   // From now on the monotonic clock cannot be read (0: it can again).
   void fail_with(int error) { error_ = error; }
 
@@ -65,7 +76,7 @@ class FakeClock {
   static FakeClock* active();
 
   // The doubles' ways in.
-  int read_monotonic(timespec* time) const;
+  int read_monotonic(timespec* time);
   timeval wall() const { return wall_; }
   int select(int count, void* read, void* write, void* except, timeval* wait);
 
@@ -73,6 +84,9 @@ class FakeClock {
   timeval monotonic_;
   long nanoseconds_ = 0;
   timeval wall_ = {0, 0};
+  uint32_t readings_ = 0;
+  uint32_t still_readings_ = 0;
+  timeval step_ = {0, 0};
   int error_ = 0;
   bool select_is_real_ = false;
   std::deque<SelectAnswer> answers_;

@@ -18,6 +18,7 @@
 #include "doubles/child_process.h"
 #include "doubles/contract_recorder.h"
 #include "doubles/fake_clock.h"
+#include "doubles/fault_injector.h"
 #include "doubles/fault_loop.h"
 #include "select_operations.h"
 
@@ -34,6 +35,7 @@ using support::ContractRecorder;
 using support::each_fault;
 using support::FakeClock;
 using support::Fault;
+using support::FaultInjector;
 using support::SelectAnswer;
 using support::SelectCall;
 
@@ -842,6 +844,81 @@ TEST_F(SelectTest, AClockThatStandsStillMakesEveryTimerDue) {
   EXPECT_EQ(process(kNow), 0);
   EXPECT_EQ(take_log(), Log{"t0"});
   EXPECT_EQ(remaining(0), Time(-2147483643, 1));
+}
+
+// Two cycles within a microsecond read the same time: the clock is read until it has moved.
+TEST_F(SelectTest, AClockThatHasNotMovedYetIsReadAgain) {
+  for (const uint32_t still : {0U, 1U, 2U, 100U, 9999U}) {
+    SCOPED_TRACE(still);
+    start_again();
+    timer(0, {5, 0});
+    clock_.take_readings();
+    clock_.stand_still(still, {0, 1});
+    EXPECT_EQ(process(kNow), 0);
+    EXPECT_EQ(take_log(), Log{});
+    EXPECT_EQ(remaining(0), Time(4, 999999));
+    EXPECT_EQ(mark(), pair_of(clock_.now()));
+    EXPECT_EQ(clock_.take_readings(), still + 2) << "until it moves, and for the mark";
+  }
+}
+
+// The mark may stand where the reading did, which the next cycle finds again.
+TEST_F(SelectTest, AClockThatHasNotMovedSinceTheLastTimersIsReadAgain) {
+  timer(0, {5, 0});
+  clock_.advance({1, 0});
+  for (const Time& left : {Time(4, 0), Time(3, 999999), Time(3, 999998)}) {
+    EXPECT_EQ(process(kNow), 0);
+    EXPECT_EQ(remaining(0), left);
+    clock_.stand_still(7, {0, 1});
+  }
+  EXPECT_EQ(take_log(), Log{});
+}
+
+// Each reactor has a mark of its own.
+TEST_F(SelectTest, ASecondReactorInTheSameMicrosecondIsNoReasonToFire) {
+  Select other;
+  NUV_Select_construct(&other);
+  NUV_Select_setTimeout(&other, {5, 0}, this, 9, note_timer);
+  timer(0, {5, 0});
+  clock_.advance({0, 1});
+  timeval none = kNow;
+  EXPECT_EQ(NUV_Select_process(&other, &none), 0);
+  EXPECT_EQ(process(kNow), 0);
+  clock_.stand_still(20, {0, 1});
+  EXPECT_EQ(NUV_Select_process(&other, &none), 0);
+  EXPECT_EQ(process(kNow), 0);
+  EXPECT_EQ(take_log(), Log{});
+  EXPECT_EQ(pair_of(other.m_oTimeout.m_rgRecv[0].m_oTime), Time(4, 999998));
+  NUV_Select_destruct(&other);
+}
+
+TEST_F(SelectTest, AClockThatStandsStillIsNotReadForEver) {
+  timer(0, {5, 0});
+  clock_.take_readings();
+  clock_.stand_still(10000, {0, 1});
+  EXPECT_EQ(process(kNow), 0);
+  EXPECT_EQ(take_log(), Log{"t0"}) << "it counts as wrapped";
+  EXPECT_EQ(clock_.take_readings(), 10001U);
+}
+
+TEST_F(SelectTest, WithoutTimersTheClockIsReadOncePerCycleAndOnceForTheMark) {
+  clock_.take_readings();
+  EXPECT_EQ(process(kNow), 0);
+  EXPECT_EQ(clock_.take_readings(), 2U);
+  timer(0, {5, 0});
+  clock_.advance({1, 0});
+  EXPECT_EQ(process(kNow), 0);
+  EXPECT_EQ(clock_.take_readings(), 2U) << "nor is a clock that has moved read more often";
+}
+
+TEST_F(SelectTest, AClockThatFailsWhileItStandsStillHasNotMoved) {
+  timer(0, {5, 0});
+  const FaultInjector failing("clock_gettime", 3, EPERM);
+  EXPECT_EQ(process(kNow), 0);
+  EXPECT_TRUE(failing.has_struck());
+  EXPECT_EQ(take_log(), Log{});
+  EXPECT_EQ(remaining(0), Time(5, 0));
+  EXPECT_EQ(mark(), Time(1000, 0));
 }
 
 // The time is not lost: it is made up for when the clock can be read again.

@@ -51,8 +51,11 @@
  *    that a signal handler or another thread writes into must be an external one.
  *  - Timers that should run again write a new time through their pointer. A callback that adds a new timer instead sees
  *    it aged by the whole time that this cycle took.
- *  - When the monotonic clock has not moved by a microsecond between two external cycles, it counts as wrapped and
- *    every timer falls due. A callback that acts on a deadline of its own compares that with the clock.
+ *  - A turn makes at most 1024 timer callbacks. What is due then ages and waits for the next turn, after the descriptors
+ *    have had theirs.
+ *  - While timers are set, a turn takes a microsecond at least: when the clock has not moved since the last external
+ *    cycle, it is read again until it has. A clock that stands still for 10,000 readings, or has gone back, counts as
+ *    wrapped, and every timer falls due.
  *
  * Who traces the system calls of a busy daemon sees select() with a wait of zero, and, when that finds nothing, the same
  * select() again with the wait proper. A select() that may sleep queues up at every descriptor, which costs more than a

@@ -202,11 +202,32 @@ timeval elapsed_between(const timeval& mark, const timeval& now) {
   return elapsed;
 }
 
+// How often a clock that stands on the mark is read before it counts as wrapped. One that counts microseconds moves
+// within a hundred of the cheapest readings; one that ticks a hundred times a second takes a system call to read and
+// moves within ten thousand.
+constexpr uint32_t kMostReadings = 10000;
+
+bool is_at(const timeval& now, const timeval& mark) {
+  return now.tv_usec == mark.tv_usec && now.tv_sec == mark.tv_sec;
+}
+
+// Two cycles may well end within the same microsecond, which is no reason to fire: with timers, the clock is read until
+// it has left the mark.
+bool read_clock(const Select& reactor, timeval& now) {
+  uint32_t readings = reactor.m_oTimeout.m_uCount != 0 ? kMostReadings : 1;
+  do {
+    if (nuv_gettimeofday_absolute(&now) != 0) {
+      return false;
+    }
+  } while (is_at(now, reactor.m_oLastTime) && --readings != 0);
+  return true;
+}
+
 // Lets the timers age, calls those that are due, and moves the mark. A clock that cannot be read has not moved, and
 // neither does the mark then: the time is made up for when the clock can be read again.
 void serve_timers(Select& reactor, uint32_t budget) {
   timeval now;
-  const bool is_known = nuv_gettimeofday_absolute(&now) == 0;
+  const bool is_known = read_clock(reactor, now);
   const timeval elapsed = is_known ? elapsed_between(reactor.m_oLastTime, now) : timeval{0, 0};
   NUV_TimeoutSet_process(&reactor.m_oTimeout, budget, &elapsed);
   if (is_known) {
