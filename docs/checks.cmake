@@ -12,6 +12,10 @@ if(Python3_FOUND)
   endfunction()
 
   add_docs_check(contracts check_contracts.py ${PROJECT_SOURCE_DIR}/userlib/source ${CMAKE_CURRENT_SOURCE_DIR}/families)
+  # Includes point down; the picture of them is the one that they make. The check must notice each way of breaking that.
+  add_docs_check(layers check_layers.py ${PROJECT_SOURCE_DIR})
+  add_docs_check(include_graph include_graph.py --check ${PROJECT_SOURCE_DIR})
+  add_test(NAME docs.layers.notices COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/tests/tools/docs/layers_test.py)
   add_docs_check(code_in_headers check_headers.py ${headers} ${examples})
   add_docs_check(code_in_readme check_readme.py ${PROJECT_SOURCE_DIR}/README.md ${examples})
   add_docs_check(man.up_to_date man_pages.py --check ${PROJECT_SOURCE_DIR})

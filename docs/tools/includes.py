@@ -1,0 +1,113 @@
+"""The includes of the library, read from its sources, and the code map of README.md that they have to keep to.
+
+What is called a part here is one row of that map: a family, or several that make one thing together. A part owns the files
+that are named after its families. Any other header of a source folder is private to no part, and whoever includes it
+counts as a user of what it includes.
+"""
+import re
+from dataclasses import dataclass
+from pathlib import Path
+
+ROW = re.compile(r"^\|(?: `(\w+)` | )\| ((?:`nuv_\w+`(?:, )?)+) \| .*? \|(?: (.*?) | )\|$", re.M)
+EXCEPTION = re.compile(r"^- `(nuv_\w+)` uses `(nuv_\w+)`: ", re.M)
+INCLUDE = re.compile(r'^#include "([^"]+)"', re.M)
+NO_FAMILY = {"OpenSSL"}
+# What any file may include: the mark of exported names.
+FOR_ALL = "nuv_api.h"
+
+
+@dataclass(frozen=True)
+class Part:
+    folder: str
+    families: tuple
+
+    @property
+    def name(self):
+        return ", ".join(family.removeprefix("nuv_") for family in self.families)
+
+
+class CodeMap:
+    """The table of README.md, and the exceptions that docs/architecture.md names."""
+
+    def __init__(self, root):
+        self.folders, self.parts, self.uses = [], [], {}
+        named = []
+        for folder, families, uses in ROW.findall((root / "README.md").read_text(encoding="utf-8")):
+            if folder:
+                self.folders.append(folder)  # the lowest first
+            part = Part(self.folders[-1], tuple(re.findall(r"`(\w+)`", families)))
+            self.parts.append(part)
+            named.append([use for use in uses.split(", ") if use and use not in NO_FAMILY])
+        for part, uses in zip(self.parts, named):
+            self.uses[part] = {self.part_of("nuv_" + use) or use for use in uses}
+        self.named_exceptions = EXCEPTION.findall((root / "docs/architecture.md").read_text(encoding="utf-8"))
+        self.exceptions = [(self.part_of(user), self.part_of(used)) for user, used in self.named_exceptions]
+
+    def part_of(self, stem):
+        """The part that a file of this name belongs to, or None. The longest name of a family decides."""
+        named = [(len(family), part) for part in self.parts for family in part.families
+                 if (stem + "_").startswith(family + "_")]
+        return max(named, key=lambda entry: entry[0])[1] if named else None
+
+    def level(self, folder):
+        return self.folders.index(folder)
+
+
+@dataclass(frozen=True)
+class Include:
+    """An include of a file of the library by another one."""
+
+    path: Path
+    text: str
+    target: Path
+
+
+class Tree:
+    """The files of the library and what they include of each other."""
+
+    def __init__(self, root):
+        self.root = root
+        self.places = [root / "userlib/include", root / "userlib/source"]
+        self.sources = sorted(self.places[1].glob("*/*.*"))
+        self.files = sorted(self.places[0].glob("nuv_*.h")) + self.sources
+        self.includes, self.unknown = [], []
+        for path in self.files:
+            for text in INCLUDE.findall(path.read_text(encoding="utf-8")):
+                self.read_include(path, text)
+
+    def read_include(self, path, text):
+        target = next((place / text for place in self.places if (place / text).is_file()), None)
+        if target is None or target.stem == "userlib":
+            self.unknown.append((path, text))
+        elif text != FOR_ALL:
+            self.includes.append(Include(path, text, target))
+
+    def name(self, path):
+        return str(path.relative_to(self.root))
+
+    def folder(self, path, code_map):
+        """The folder that a private file lies in; of a public header, that of its part."""
+        part = code_map.part_of(path.stem)
+        return path.parent.name if path.parent.parent == self.places[1] else part and part.folder
+
+    def uses(self, code_map):
+        """The arrows from part to part, each with the first include that it stands for."""
+        arrows = {}
+        for path in self.files:
+            part = code_map.part_of(path.stem)
+            for used, include in self.reached(path, code_map, {path}) if part else ():
+                if used != part:
+                    arrows.setdefault((part, used), include)
+        return arrows
+
+    def reached(self, path, code_map, seen):
+        """The parts that a file includes, also by way of headers that belong to no part."""
+        for include in self.includes:
+            if include.path != path or include.target in seen:
+                continue
+            part = code_map.part_of(include.target.stem)
+            if part:
+                yield part, include
+            else:
+                seen.add(include.target)
+                yield from self.reached(include.target, code_map, seen)
