@@ -25,7 +25,7 @@ std::optional<Error> Client::open(const std::string& host, uint16_t port) {
 
 void Client::send(std::string_view text) {
   answers_.clear();
-  requests_.write(text);
+  requests_.put(text);
   bridge_.file_read(requests_.read_fd());
 }
 

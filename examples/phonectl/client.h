@@ -52,7 +52,7 @@ class Client {
   userlib::UdpClient bridge_;
   userlib::Reactor loop_;
   userlib::Watch datagram_{loop_, [this] { receive(); }};
-  userlib::Watch answer_{loop_, [this] { listener_(answers_.emplace_back(incoming_.read())); }};
+  userlib::Watch answer_{loop_, [this] { listener_(answers_.emplace_back(incoming_.take())); }};
 };
 
 }  // namespace phonectl

@@ -258,6 +258,10 @@ class Twins {
   explicit Twins(const std::string& plan) : layer_(*read_plan(plan), kInterdigit), model_(layer_.plan()) {}
 
   void datagram(std::string_view bytes, uint16_t port) {
+    FUZZ_CHECK(!phoned::looks_like_answer(bytes) || !event_of(bytes));
+    if (bytes.empty()) {
+      return;
+    }
     sockaddr_in sender = {};
     sender.sin_port = htons(port);
     phoned::OwnedFrame frame(bytes);
@@ -265,7 +269,7 @@ class Twins {
         phoned::can_be_bridged(bytes.size()) ? layer_.handle(frame, sender, time()) : layer_.refuse_size(bytes.size());
     const auto expected = model_.handle(bytes, port, now_);
     FUZZ_CHECK(expected ? answer == *expected : answer.starts_with("error "));
-    FUZZ_CHECK(phoned::can_be_bridged(answer.size()));
+    FUZZ_CHECK(phoned::can_be_bridged(answer.size()) && phoned::looks_like_answer(answer));
     FUZZ_CHECK(std::all_of(answer.begin(), answer.end(), [](char c) { return c >= ' ' && c <= '~'; }));
     compare();
   }
@@ -277,7 +281,7 @@ class Twins {
     FUZZ_CHECK(notices.size() == expected.size());
     for (size_t i = 0; i < notices.size(); ++i) {
       FUZZ_CHECK(ntohs(notices[i].peer.sin_port) == expected[i].first);
-      FUZZ_CHECK(notices[i].text == expected[i].second);
+      FUZZ_CHECK(notices[i].text == expected[i].second && phoned::looks_like_answer(notices[i].text));
     }
     compare();
   }

@@ -1,5 +1,6 @@
 #include "phoned/cli/options.h"
 
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -8,6 +9,7 @@
 
 namespace {
 
+using phoned::Network;
 using Words = std::vector<const char*>;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
@@ -21,6 +23,7 @@ TEST(PhonedOptions, HaveDefaults) {
   EXPECT_EQ(options->map_file, std::nullopt);
   EXPECT_EQ(options->interdigit, milliseconds(4000));
   EXPECT_EQ(options->statistics, seconds(60));
+  EXPECT_EQ(options->allowed, Network::parse("127.0.0.0/8"));
 }
 
 TEST(PhonedOptions, TakeValuesBehindABlankAndAnEqualsSign) {
@@ -60,6 +63,39 @@ TEST(PhonedOptions, SayWhereOperatorsAre) {
   EXPECT_EQ(all->operators, expected);
 }
 
+TEST(PhonedOptions, SayWhoIsAnswered) {
+  const struct {
+    const char* text;
+    Network network;
+  } kCases[] = {
+      {"192.168.1.0/24", {0xC0A80100, 0xFFFFFF00}},
+      {"10.1.2.3", {0x0A010203, 0xFFFFFFFF}},
+      {"0.0.0.0/0", {0, 0}},
+      {"10.1.2.3/32", {0x0A010203, 0xFFFFFFFF}},
+  };
+  for (const auto& row : kCases) {
+    EXPECT_EQ(Network::parse(row.text), row.network) << row.text;
+  }
+  for (const char* text : {"", "/8", "10.0.0.0/", "10.0.0.0/33", "10.0.0.0/-1", "10.0.0/8", "localhost", "::1/128"}) {
+    EXPECT_EQ(Network::parse(text), std::nullopt) << text;
+  }
+}
+
+TEST(PhonedOptions, KnowWhoIsInANetwork) {
+  const auto at = [](const char* address) {
+    sockaddr_in peer = {};
+    inet_pton(AF_INET, address, &peer.sin_addr);
+    return peer;
+  };
+  const Network loopback;
+  EXPECT_TRUE(loopback.contains(at("127.0.0.1")));
+  EXPECT_TRUE(loopback.contains(at("127.255.0.9")));
+  EXPECT_FALSE(loopback.contains(at("128.0.0.1")));
+  EXPECT_FALSE(Network::parse("10.1.2.3")->contains(at("10.1.2.4")));
+  EXPECT_TRUE(Network::parse("10.9.9.9/8")->contains(at("10.1.2.4")));
+  EXPECT_TRUE(Network::parse("0.0.0.0/0")->contains(at("203.0.113.7")));
+}
+
 TEST(PhonedOptions, LastOneCounts) {
   const Words words = {"--port", "1", "--port", "2", "--map-file", "a", "--map-file=b"};
   const auto options = phoned::parse_options(words);
@@ -85,6 +121,7 @@ TEST(PhonedOptions, SayWhatIsWrong) {
     Words words;
     const char* why;
   } kCases[] = {
+      {{"--allow", "10.0.0.0/33"}, "--allow '10.0.0.0/33': must be an IPv4 network, such as 192.168.1.0/24"},
       {{"--port", "65536"}, "--port '65536': must be a number from 0 to 65535"},
       {{"--port", "-1"}, "--port '-1': must be a number from 0 to 65535"},
       {{"--port", "80x"}, "--port '80x': must be a number from 0 to 65535"},

@@ -85,7 +85,6 @@ TEST_F(PhonedTest, AnswersWhatMakesNoSenseAndGoesOn) {
     std::string datagram;
     std::string answer;
   } kCases[] = {
-      {"", "error empty datagram: must be a line and an event, such as '3 offhook'"},
       {" ", "error nothing but blanks: must be a line and an event, such as '3 offhook'"},
       {"3", "error no event for line 3: " + events},
       {"256 offhook", "error unknown line '256': must be a number from 0 to 255"},
@@ -107,6 +106,36 @@ TEST_F(PhonedTest, AnswersWhatMakesNoSenseAndGoesOn) {
   EXPECT_EQ(card_.ask("3 digit 0"), "error line 3 has its answer: 'onhook' comes first");
 }
 
+// Nobody can make phoned talk to itself, or to another one.
+TEST_F(PhonedTest, AnswersNothingThatIsEmptyOrAnAnswer) {
+  for (const char* datagram : {"", "error", "error unknown line '900'", "3 ready", "  3  idle", "3 more 1",
+                               "3 complete 110 110", "255 reject 12", "7000 idle"}) {
+    card_.send(datagram);
+    EXPECT_EQ(card_.ask("4 onhook"), "4 idle") << datagram;
+  }
+  card_.send("error " + std::string(2000, 'x'));
+  EXPECT_EQ(card_.ask("error_ 3"), "error unknown line 'error_': must be a number from 0 to 255");
+  phoned_.signal(SIGTERM);
+  EXPECT_EQ(phoned_.exit_status(), 0);
+  EXPECT_NE(phoned_.out().find("phoned: not answered: 0 from strangers, 9 that were answers, 1 empty, 0 lost\n"),
+            std::string::npos);
+}
+
+TEST(PhonedAllow, AnswersNobodyFromElsewhere) {
+  Phoned phoned({"--allow", "10.0.0.0/8"});
+  UdpSocket card(phoned.port());
+  card.send("3 onhook");
+  card.send(std::string(2000, 'x'));
+  phoned.signal(SIGTERM);
+  EXPECT_EQ(phoned.exit_status(), 0);
+  EXPECT_FALSE(card.has_datagram());
+}
+
+TEST(PhonedAllow, AnswersTheNetworkThatItIsGiven) {
+  const Phoned phoned({"--allow", "127.0.0.1"});
+  EXPECT_EQ(UdpSocket(phoned.port()).ask("3 onhook"), "3 idle");
+}
+
 TEST_F(PhonedTest, AnswersAnyBytesWithOneHarmlessLine) {
   std::mt19937 random(1);
   const std::vector<std::string> words = {"3", "256", "offhook", "onhook", "digit", "dial", "1", "*#", " ", "\x1b[2J"};
@@ -115,6 +144,9 @@ TEST_F(PhonedTest, AnswersAnyBytesWithOneHarmlessLine) {
     for (size_t piece = random() % 6; piece > 0; --piece) {
       datagram += random() % 4 == 0 ? std::string(random() % 200, static_cast<char>(random() % 256))
                                     : words[random() % words.size()] + " ";
+    }
+    if (datagram.empty()) {
+      continue;
     }
     const std::string answer = card_.ask(datagram);
     ASSERT_NE(answer, UdpSocket::kNothing) << i;
@@ -248,6 +280,21 @@ TEST(PhonedTime, DeadlinesAreServedUnderAFlood) {
     ASSERT_EQ(chatterbox.receive(), "200 idle");
   }
   EXPECT_EQ(card.receive(), "3 complete 0 0x.T");
+}
+
+// One who has been stopped serves what came in meanwhile before he looks at the time.
+TEST(PhonedTime, ADigitThatCameInTimeCountsAfterAStop) {
+  const Phoned phoned({"--map", kPlan, "--interdigit", "1000"});
+  UdpSocket card(phoned.port());
+  EXPECT_EQ(card.ask("3 offhook"), "3 ready");
+  EXPECT_EQ(card.ask("3 dial 11"), "3 more 11");
+  phoned.signal(SIGSTOP);
+  card.send("4 onhook");
+  card.send("3 digit 0");
+  EXPECT_FALSE(card.has_datagram_within(1500));
+  phoned.signal(SIGCONT);
+  EXPECT_EQ(card.receive(), "4 idle");
+  EXPECT_EQ(card.receive(), "3 complete 110 110");
 }
 
 TEST(PhonedTime, TellsItsCountsFromTimeToTime) {

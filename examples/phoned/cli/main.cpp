@@ -2,11 +2,11 @@
 //
 // The road of an event, from top to bottom of this file:
 //
-//     1. on_datagram  a datagram has come: the channel moves it from the socket into the request pipe
-//     2. on_request   the dial layer reads it out of that pipe, and the channel sends the answer
-//     3. on_deadline  no digit has come in time: the dial layer decides, and the channel sends the outcome
-//     4. on_counts    from time to time, what was done is told
-//     5. on_signal    somebody wants phoned to end, or to read its dial plan again
+//     1. on_datagram     a datagram has come: the channel moves it from the socket into the request pipe
+//     2. on_request      the dial layer reads it out of that pipe, and the channel sends the answer
+//     3. decide_overdue  no digit has come in time: the dial layer decides, and the channel sends the outcome
+//     4. on_counts       from time to time, what was done is told
+//     5. on_signal       somebody wants phoned to end, or to read its dial plan again
 //
 // Operators who talk to phoned meanwhile are heard in operators.h, and what they may say is done in commands.h.
 //
@@ -16,6 +16,9 @@
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "nuv_assert.h"
 #include "phoned/cli/options.h"
@@ -45,7 +48,6 @@ constexpr std::chrono::hours kNoDeadline{24};
 struct Daemon;
 void on_datagram(Daemon& daemon);
 void on_request(Daemon& daemon);
-void on_deadline(Daemon& daemon);
 void on_counts(Daemon& daemon);
 void on_signal(Daemon& daemon);
 
@@ -57,12 +59,15 @@ struct Daemon {
   Channel channel;
   uint16_t port = 0;  // the channel's
   Signals signals;
+  Unanswered unanswered;
   Statistics told_counts;
+  Unanswered told_unanswered;
+  uint32_t turns_since_due = 0;  // since the time of a line has run out that is not decided yet
   bool is_ending = false;
   userlib::Reactor loop;
   userlib::Watch datagram{loop, [this] { on_datagram(*this); }};
   userlib::Watch request{loop, [this] { on_request(*this); }};
-  userlib::Timer deadline{loop, [this] { on_deadline(*this); }};
+  userlib::Timer deadline{loop, [] {}};  // wakes the loop, which looks for overdue lines after every turn
   userlib::Timer counts{loop, [this] { on_counts(*this); }};
   userlib::Watch signal{loop, [this] { on_signal(*this); }};
   Commands commands{dial_layer, [this] { is_ending = true; }};
@@ -85,11 +90,25 @@ void tell_counts(Daemon& daemon) {
               ", errors %" PRIu64 "\n",
               counts.datagrams, counts.complete, counts.rejected, counts.timeouts, counts.errors);
   daemon.told_counts = counts;
+  const Unanswered& unanswered = daemon.unanswered;
+  if (unanswered != daemon.told_unanswered) {
+    std::printf("phoned: not answered: %" PRIu64 " from strangers, %" PRIu64 " that were answers, %" PRIu64
+                " empty, %" PRIu64 " lost\n",
+                unanswered.strangers, unanswered.answers, unanswered.empty, unanswered.lost);
+    daemon.told_unanswered = unanswered;
+  }
+}
+
+void count_loss(Daemon& daemon, const char* what) {
+  ++daemon.unanswered.lost;
+  NUV_LOG_ERROR(trace::modules.phoned, "%s is lost: the system does not move it through a pipe", what);
 }
 
 void answer(Daemon& daemon, const sockaddr_in& card, const std::string& text) {
   trace::answered(daemon.port, text);
-  daemon.channel.send(card, text);
+  if (!daemon.channel.send(card, text)) {
+    return count_loss(daemon, "an answer");
+  }
   trace::sent(card, daemon.port, text);
 }
 
@@ -101,14 +120,32 @@ bool wait_for_deadline(Daemon& daemon) {
 
 // ---- 1. A datagram has come ----
 
-void on_datagram(Daemon& daemon) {
-  if (daemon.is_ending) {
-    // Nobody would answer it any more.
-    return;
+// Where to count a datagram that gets no answer; null if it gets one. Neither strangers nor another phoned, or this one
+// under a forged address, can make it talk to them.
+uint64_t* silence_for(Daemon& daemon, const Channel::Waiting& waiting) {
+  if (!daemon.options.allowed.contains(waiting.sender)) {
+    return &daemon.unanswered.strangers;
   }
-  if (const auto refused_size = daemon.channel.receive()) {
-    trace::received(daemon.channel.sender(), daemon.port);
-    answer(daemon, daemon.channel.sender(), daemon.dial_layer.refuse_size(*refused_size));
+  if (waiting.size == 0) {
+    return &daemon.unanswered.empty;
+  }
+  return looks_like_answer(waiting.text) ? &daemon.unanswered.answers : nullptr;
+}
+
+void on_datagram(Daemon& daemon) {
+  const auto waiting = daemon.channel.peek();
+  if (!waiting || daemon.is_ending) {
+    return;  // nobody would answer any more
+  }
+  if (uint64_t* const count = silence_for(daemon, *waiting)) {
+    ++*count;
+    daemon.channel.drop();
+  } else if (!can_be_bridged(waiting->size)) {
+    daemon.channel.drop();
+    trace::received(waiting->sender, daemon.port);
+    answer(daemon, waiting->sender, daemon.dial_layer.refuse_size(waiting->size));
+  } else if (!daemon.channel.receive()) {
+    count_loss(daemon, "a datagram");
   }
 }
 
@@ -116,20 +153,31 @@ void on_datagram(Daemon& daemon) {
 
 void on_request(Daemon& daemon) {
   const sockaddr_in sender = daemon.channel.sender();
-  OwnedFrame request = daemon.channel.take_request();
+  auto request = daemon.channel.take_request();
+  if (!request) {
+    return count_loss(daemon, "a datagram");
+  }
   trace::received(sender, daemon.port);
-  trace::taken(daemon.port, request.text());
-  answer(daemon, sender, daemon.dial_layer.handle(request, sender, monotonic_now()));
-  wait_for_deadline(daemon);
+  trace::taken(daemon.port, request->text());
+  answer(daemon, sender, daemon.dial_layer.handle(*request, sender, monotonic_now()));
 }
 
 // ---- 3. The time of some lines may have run out ----
 
-// The reactor may call too early, when its clock has not moved between two turns. The dial layer compares every line's
-// deadline with the clock, and the timer is set to what is left then.
-void on_deadline(Daemon& daemon) {
-  for (const Notice& notice : daemon.dial_layer.handle_timeouts(monotonic_now())) {
-    answer(daemon, notice.peer, notice.text);
+// What lies in the socket is served before: a digit that came in time counts, even if phoned was stopped meanwhile. But
+// nobody who never stops sending keeps a deadline from being kept: a socket of the usual size holds less than this.
+// (The reactor would not call a timer as long as datagrams come in; so this is asked after every turn.)
+void decide_overdue(Daemon& daemon) {
+  constexpr uint32_t kMostTurns = 1000;  // a datagram takes two
+  const timeval now = monotonic_now();
+  const auto deadline = daemon.dial_layer.next_deadline();
+  if (!deadline || !is_reached(*deadline, now)) {
+    daemon.turns_since_due = 0;
+  } else if (!daemon.channel.has_datagram() || ++daemon.turns_since_due >= kMostTurns) {
+    daemon.turns_since_due = 0;
+    for (const Notice& notice : daemon.dial_layer.handle_timeouts(now)) {
+      answer(daemon, notice.peer, notice.text);
+    }
   }
   wait_for_deadline(daemon);
 }
@@ -137,7 +185,7 @@ void on_deadline(Daemon& daemon) {
 // ---- 4. Time to tell what was done ----
 
 void on_counts(Daemon& daemon) {
-  if (daemon.dial_layer.statistics() != daemon.told_counts) {
+  if (daemon.dial_layer.statistics() != daemon.told_counts || daemon.unanswered != daemon.told_unanswered) {
     tell_counts(daemon);
   }
 }
@@ -186,7 +234,7 @@ Result<DialPlan> load_plan(const Options& options) {
   return plan;
 }
 
-std::optional<Error> open(Daemon& daemon) {
+std::optional<Error> open_all(Daemon& daemon) {
   // A reader of phoned's output that goes away is no reason to die.
   std::signal(SIGPIPE, SIG_IGN);
   if (auto error = daemon.signals.open({SIGTERM, SIGINT, SIGHUP, SIGCHLD})) {
@@ -220,7 +268,7 @@ std::optional<Error> start(Daemon& daemon, Instance& instance) {
       return error;
     }
   }
-  if (auto error = open(daemon)) {
+  if (auto error = open_all(daemon)) {
     return error;
   }
   std::printf("phoned: listening on port %u\n", daemon.channel.port());
@@ -234,6 +282,7 @@ std::optional<Error> start(Daemon& daemon, Instance& instance) {
 void serve_events(Daemon& daemon) {
   while (!daemon.is_ending) {
     daemon.loop.process();
+    decide_overdue(daemon);
   }
   tell_counts(daemon);
 }
@@ -277,7 +326,17 @@ Options with_absolute_paths(Options options) {
   return options;
 }
 
+// A number from 0 to 2 that is free would be the next thing's that is opened: a socket into which all the world prints.
+void occupy_standard_descriptors() {
+  int fd = open("/dev/null", O_RDWR);
+  while (fd >= 0 && fd <= STDERR_FILENO) {
+    fd = open("/dev/null", O_RDWR);
+  }
+  close(fd);
+}
+
 int run(Arguments::Words words) {
+  occupy_standard_descriptors();
   // Every line is seen when it is written, by a pipe too.
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   const auto options = parse_options(words);

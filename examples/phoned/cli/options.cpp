@@ -28,6 +28,7 @@ Options:
   --run-dir DIR       where the pid file phoned.pid lies (%RUNDIR%); a second phoned with the same DIR is refused;
                       in the foreground there is a pid file only if this is given
   --port N            UDP port, 0 to 65535 (%PORT%); 0 takes a free one; phoned prints which
+  --allow NET         answer line cards of this network only (127.0.0.0/8), such as 192.168.1.0/24
   --map TEXT          the dial plan (%MAP%)
   --map-file FILE     read the dial plan from FILE, and again on SIGHUP
   --interdigit MS     how long a line waits for its next digit, 10 to 60000 milliseconds (4000)
@@ -83,6 +84,13 @@ Result<Options> parse_options(Arguments::Words words) {
       options.run_dir = arguments.value("a directory for the pid file");
     } else if (arguments.is("--port")) {
       options.port = static_cast<uint16_t>(arguments.number(0, UINT16_MAX));
+    } else if (arguments.is("--allow")) {
+      const std::string text = arguments.value("a network, such as 192.168.1.0/24");
+      const auto network = Network::parse(text);
+      if (!network) {
+        arguments.refuse(quote(text) + ": must be an IPv4 network, such as 192.168.1.0/24");
+      }
+      options.allowed = network.value_or(Network{});
     } else if (arguments.is("--map")) {
       options.map = arguments.value("a dial plan, such as '110|0x.T'");
     } else if (arguments.is("--map-file")) {

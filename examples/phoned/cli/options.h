@@ -10,6 +10,7 @@
 #include "phoned/cli/arguments.h"
 #include "phoned/core/protocol.h"
 #include "phoned/core/result.h"
+#include "phoned/io/network.h"
 #include "phoned/io/operators.h"
 
 namespace phoned {
@@ -21,6 +22,7 @@ struct Options {
 
   Action action = Action::kServe;
   uint16_t port = kDefaultPort;  // 0: any that is free
+  Network allowed;               // who is answered
   bool is_foreground = false;
   std::optional<std::string> run_dir;   // where the pid file lies; without one only a phoned in the background has any
   std::optional<std::string> map;       // the dial plan itself ...

@@ -20,9 +20,6 @@ std::string DialLayer::handle(OwnedFrame& datagram, const sockaddr_in& sender, c
 
 std::string DialLayer::refuse_size(size_t size) {
   ++statistics_.datagrams;
-  if (size == 0) {
-    return refuse("empty datagram: must be a line and an event, such as '3 offhook'");
-  }
   return refuse("datagram of " + std::to_string(size) + " bytes: at most " + std::to_string(kMaxDatagram) +
                 " are taken");
 }

@@ -34,7 +34,7 @@ class DialLayer {
   // Carries out what a datagram says, and answers it.
   std::string handle(OwnedFrame& datagram, const sockaddr_in& sender, const timeval& now);
 
-  // Answers a datagram of which only the size is known: it was empty or too long.
+  // Answers a datagram that is too long to be read.
   std::string refuse_size(size_t size);
 
   // Decides the lines whose inter-digit time has run out; each outcome goes to the peer that dialled last on the line.

@@ -1,7 +1,9 @@
 #include "phoned/core/protocol.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string_view>
+#include <vector>
 
 #include "phoned/core/text.h"
 
@@ -72,6 +74,16 @@ Result<Request> parse_request(OwnedFrame& datagram) {
     return Error{"no event for line " + std::to_string(*line) + ": must be " + std::string(kEvents)};
   }
   return parse_event(static_cast<uint8_t>(*line), event, datagram);
+}
+
+bool looks_like_answer(std::string_view datagram) {
+  constexpr std::string_view kAnswers[] = {"ready", "idle", "more", "complete", "reject"};
+  const std::vector<std::string_view> words = split_words(datagram);
+  if (words.empty() || words[0] == "error") {
+    return !words.empty();
+  }
+  const bool has_line = words[0].find_first_not_of("0123456789") == words[0].npos;
+  return has_line && words.size() > 1 && std::ranges::find(kAnswers, words[1]) != std::end(kAnswers);
 }
 
 std::string ready(uint8_t line) {

@@ -11,7 +11,8 @@
 //                  "<line> idle"                           on the hook
 //                  "error <why>"                           no such event, or not now: nothing has changed
 //
-// Lines are numbered from 0 to 255, digits are 0-9, A-D, # and *. Every datagram gets one answer. "dial" is answered
+// Lines are numbered from 0 to 255, digits are 0-9, A-D, # and *. Every datagram gets one answer, but for an empty one and
+// one that looks like an answer. "dial" is answered
 // for its digits up to the one that decides; those behind it are dropped. When the inter-digit time of a line runs out,
 // one more answer comes by itself, "complete" or "reject", to whoever has dialled on the line last.
 #ifndef EXAMPLES_PHONED_CORE_PROTOCOL_H
@@ -20,6 +21,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "phoned/core/owned_frame.h"
 #include "phoned/core/result.h"
@@ -39,6 +41,10 @@ struct Request {
 
 // Reads a datagram, whose words are taken off the frame. The error says which word is wrong, and what would be right.
 Result<Request> parse_request(OwnedFrame& datagram);
+
+// Whether it is an answer by its looks, whoever has sent it. Nobody answers an answer: it would be the second word of a
+// conversation without end.
+bool looks_like_answer(std::string_view datagram);
 
 // The answers.
 std::string ready(uint8_t line);

@@ -16,6 +16,16 @@ struct Statistics {
   bool operator==(const Statistics&) const = default;
 };
 
+// What got no answer, and is no datagram above.
+struct Unanswered {
+  uint64_t strangers = 0;  // from outside of the network that is allowed
+  uint64_t answers = 0;    // which looked like answers themselves
+  uint64_t empty = 0;
+  uint64_t lost = 0;  // questions or answers that the system refused to move through a pipe
+
+  bool operator==(const Unanswered&) const = default;
+};
+
 }  // namespace phoned
 
 #endif

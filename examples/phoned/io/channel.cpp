@@ -1,12 +1,12 @@
 #include "phoned/io/channel.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <sys/socket.h>
-
-#include "phoned/io/datagram.h"
 
 namespace phoned {
 
@@ -18,6 +18,8 @@ std::optional<Error> Channel::open(uint16_t port) {
     return Error{"cannot listen on port " + std::to_string(port) + ": " + std::strerror(errno) +
                  "; choose another with --port, or 0 for any free one"};
   }
+  // Whatever keeps a datagram from leaving, a card's answer is not worth the wait.
+  fcntl(socket_fd(), F_SETFL, O_NONBLOCK);
   return std::nullopt;
 }
 
@@ -28,24 +30,41 @@ uint16_t Channel::port() const {
   return ntohs(local.sin_port);
 }
 
-std::optional<size_t> Channel::receive() {
-  const auto size = waiting_datagram(socket_fd());
-  if (!size) {
+std::optional<Channel::Waiting> Channel::peek() const {
+  Waiting waiting;
+  waiting.text.resize(kMaxDatagram);
+  socklen_t length = sizeof waiting.sender;
+  const ssize_t size = recvfrom(socket_fd(), waiting.text.data(), waiting.text.size(), MSG_PEEK | MSG_TRUNC,
+                                reinterpret_cast<sockaddr*>(&waiting.sender), &length);
+  if (size < 0 || !requests_.is_empty()) {
     return std::nullopt;
   }
-  if (!can_be_bridged(*size)) {
-    sender_ = drop_datagram(socket_fd());
-    return size;
-  }
-  server_.socket_read();
-  sender_ = server_.peer();
-  return std::nullopt;
+  waiting.size = static_cast<size_t>(size);
+  waiting.text.resize(std::min(waiting.size, kMaxDatagram));
+  return waiting;
 }
 
-void Channel::send(const sockaddr_in& peer, std::string_view text) {
+bool Channel::receive() {
+  server_.socket_read();
+  sender_ = server_.peer();
+  return !requests_.is_empty();
+}
+
+std::optional<OwnedFrame> Channel::take_request() {
+  const std::string request = requests_.take();
+  return request.empty() ? std::nullopt : std::optional<OwnedFrame>(request);
+}
+
+bool Channel::send(const sockaddr_in& peer, std::string_view text) {
   server_.peer() = peer;
-  replies_.write(text);
-  server_.file_read(replies_.read_fd());
+  if (!replies_.is_empty() || !replies_.put(text)) {
+    replies_.take();
+    return false;
+  }
+  for (int i = 0; i < OwnedPipe::kTries && !replies_.is_empty(); ++i) {
+    server_.file_read(replies_.read_fd());
+  }
+  return replies_.take().empty();
 }
 
 }  // namespace phoned

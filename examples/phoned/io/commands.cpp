@@ -131,8 +131,12 @@ std::optional<Error> Commands::open() {
 
 void Commands::handle(const std::string& line, int answer_fd) {
   // The pipe is empty but for this line: it is read in the same breath. One that is empty would not be there at all.
-  pipe_.write(line.empty() ? "\n" : line);
-  console_.handle(pipe_.read_fd(), answer_fd);
+  if (pipe_.put(line.empty() ? "\n" : line)) {
+    console_.handle(pipe_.read_fd(), answer_fd);
+  }
+  if (!pipe_.take().empty()) {
+    NUV_Console_output(answer_fd, error_answer("the system let the line get lost: say it again").c_str());
+  }
 }
 
 void Commands::add(const char* name, Function function) {

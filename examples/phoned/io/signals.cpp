@@ -5,7 +5,6 @@
 #include <cstring>
 #include <string>
 
-#include <fcntl.h>
 #include <unistd.h>
 
 namespace phoned {
@@ -29,8 +28,8 @@ Signals::~Signals() {
 }
 
 std::optional<Error> Signals::open(std::initializer_list<int> signals) {
-  // A handler must not wait: when the pipe is full of signals that nobody has read, one more tells nothing new.
-  if (!pipe_.open() || fcntl(pipe_.write_fd(), F_SETFL, O_NONBLOCK) != 0) {
+  // When the pipe is full of signals that nobody has read, one more tells nothing new.
+  if (!pipe_.open()) {
     return Error{std::string("no pipe for signals to be had: ") + std::strerror(errno)};
   }
   g_write_fd = pipe_.write_fd();
@@ -46,7 +45,7 @@ std::optional<Error> Signals::open(std::initializer_list<int> signals) {
 
 std::vector<int> Signals::take() {
   std::vector<int> signals;
-  for (const char byte : pipe_.read()) {
+  for (const char byte : pipe_.take()) {
     signals.push_back(static_cast<unsigned char>(byte));
   }
   return signals;

@@ -25,7 +25,7 @@ class Signals {
 
   int fd() const { return pipe_.read_fd(); }
 
-  // The numbers of the signals that came in, oldest first. Waits for one if there is none.
+  // The numbers of the signals that came in, oldest first.
   std::vector<int> take();
 
  private:

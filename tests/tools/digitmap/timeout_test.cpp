@@ -5,8 +5,8 @@
 #include <random>
 #include <string>
 
-#include "phoned/core/dial_plan.h"
 #include "models/digitmap_model.h"
+#include "phoned/core/dial_plan.h"
 #include "userlib-digitmap/answers.h"
 
 namespace digitmap_tool {
