@@ -1,0 +1,84 @@
+// A log: a file or the standard input, read record by record.
+#ifndef TOOLS_USERLIB_FLOW_INPUT_H
+#define TOOLS_USERLIB_FLOW_INPUT_H
+
+#include <string>
+
+#include "line_parser.h"
+#include "line_reader.h"
+#include "record.h"
+
+namespace flow_tool {
+
+// What became of the lines.
+struct Counts {
+  size_t lines = 0;
+  size_t traces = 0;
+  size_t foreign = 0;
+  size_t broken = 0;
+  size_t cut = 0;  // some of those counted above, too
+
+  Counts& operator+=(const Counts& other);
+  // "1,234 lines: 1,200 traces, 30 foreign, 4 broken, 1 cut"
+  std::string text() const;
+};
+
+// A descriptor that closes itself, but for the standard input.
+class InputFile {
+ public:
+  InputFile() = default;
+  explicit InputFile(const std::string& path);
+  ~InputFile();
+  InputFile(InputFile&& other) noexcept;
+  InputFile& operator=(InputFile&& other) noexcept;
+
+  int fd() const { return fd_; }
+
+ private:
+  int fd_ = -1;
+};
+
+class Input {
+ public:
+  enum class End : uint8_t { kStay, kTakeRest };
+
+  // The name "-" is the standard input. A file that cannot be opened, or read, tells so by error().
+  Input(std::string name, size_t index, time_t now);
+
+  // Reads on to the next line of the library. Returns false at the end. With kStay, a last line without its newline
+  // waits for the rest, and one can ask again.
+  bool advance(End end);
+
+  // The record of the last successful advance(), until the next.
+  const Record& record() const { return record_; }
+  // Its time; that of the last line before it that had one if it has none. Never goes back, so that the lines of an input
+  // keep their order whatever clock wrote them.
+  Time order() const { return order_; }
+
+  // Whether the file is a shorter or another one than when it was opened. Then it is read from its beginning.
+  bool reopen_if_rotated();
+
+  const std::string& name() const { return name_; }
+  const Counts& counts() const { return counts_; }
+  int error() const { return error_ != 0 ? error_ : lines_.error(); }
+
+ private:
+  bool take(const Line& line);
+
+  std::string name_;
+  size_t index_;
+  InputFile file_;
+  int error_;
+  LineReader lines_;
+  LineParser parser_;
+  Counts counts_;
+  Record record_;
+  Time order_ = kNoTime;
+};
+
+// "1234567" as "1,234,567"
+std::string with_commas(size_t number);
+
+}  // namespace flow_tool
+
+#endif
