@@ -1,0 +1,18 @@
+// Columns of text.
+#ifndef TOOLS_USERLIB_FLOW_TABLE_H
+#define TOOLS_USERLIB_FLOW_TABLE_H
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace flow_tool {
+
+using Row = std::vector<std::string>;
+
+// The rows below each other, each column as wide as it needs, the last so many of them aligned to the right.
+std::string print_table(const std::vector<Row>& rows, size_t numbers);
+
+}  // namespace flow_tool
+
+#endif
