@@ -28,6 +28,7 @@ if(Python3_FOUND)
   if(TARGET userlib-digitmap)
     add_docs_check(man.options.userlib-digitmap check_options.py $<TARGET_FILE:userlib-digitmap>
                    ${pages}/userlib-digitmap.1)
+    add_docs_check(man.options.userlib-flow check_options.py $<TARGET_FILE:userlib-flow> ${pages}/userlib-flow.1)
   endif()
 endif()
 
