@@ -16,7 +16,8 @@ static void* take(uint32_t a_size) {
 }
 
 static void give_back(void* a_addr, uint32_t a_size) {
-  in_use -= a_size; /* null with size 0 stands for no block */
+  if (a_addr != NULL) /* null stands for no block, whatever size was asked for */
+    in_use -= a_size;
   free(a_addr);
 }
 
@@ -33,7 +34,8 @@ int main(void) {
   NUV_Frame_construct(&frame, 1500);
   printf("%u bytes in use\n", (unsigned)in_use);
   NUV_Frame_construct(&too_large, 3000);
-  printf("a frame of %u bytes\n", (unsigned)NUV_Frame_size(&too_large));
+  if (NUV_Frame_address(&too_large) == NULL)
+    printf("no frame of %u bytes\n", (unsigned)NUV_Frame_size(&too_large));
   NUV_Frame_destruct(&too_large);
   NUV_Frame_destruct(&frame);
   printf("%u bytes in use\n", (unsigned)in_use);

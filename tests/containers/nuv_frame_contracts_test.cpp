@@ -19,10 +19,6 @@ constexpr char kSize[] = "NUV_Frame_size( a_this) >= a_offset";
 constexpr char kFrontRoom[] = "NUV_Frame_offsetFront( a_this) >= a_offset";
 constexpr char kRearRoom[] = "NUV_Frame_offsetRear( a_this) >= a_offset";
 
-void* allocate_nothing(uint32_t /*size*/) {
-  return nullptr;
-}
-
 void expect_layout(const Frame& frame, uint32_t front, uint32_t size, uint32_t rear) {
   EXPECT_EQ(NUV_Frame_offsetFront(&frame), front);
   EXPECT_EQ(NUV_Frame_size(&frame), size);
@@ -34,6 +30,12 @@ void expect_empty(const Frame& frame) {
   EXPECT_EQ(NUV_Frame_begin(&frame), nullptr);
   EXPECT_EQ(NUV_Frame_end(&frame), nullptr);
   EXPECT_EQ(NUV_Frame_absoluteSize(&frame), 0U);
+}
+
+const support::Report kNoFree = ensure_report("nuv_memory", "((void *)0) != a_this->m_pFree");
+
+void use_the_usual_hook() {
+  NUV_installMemoryManager(CountingAllocator::allocate, CountingAllocator::release);
 }
 
 using Row = support::Violation<Frame>;
@@ -64,24 +66,65 @@ class FrameContracts : public ::testing::TestWithParam<Row> {
   Frame frame_;
 };
 
-TEST_P(FrameContracts, AreReportedAndLeaveAWorkingFrame) {
+TEST_P(FrameContracts, AreReportedAndCarriedOn) {
   GetParam().violate(frame_);
   EXPECT_EQ(contracts_.take(), GetParam().reports);
 }
 
 const Row kRows[] = {
+    // The size stays what was asked for, and so the content is all of a block at null.
     {"constructWithoutMemory",
      [](Frame& frame) {
        NUV_Frame_destruct(&frame);
-       NUV_installMemoryManager(allocate_nothing, CountingAllocator::release);
+       NUV_installMemoryManager(CountingAllocator::allocate_nothing, CountingAllocator::release);
        EXPECT_EQ(NUV_Frame_construct(&frame, 60), 1);
-       NUV_installMemoryManager(CountingAllocator::allocate, CountingAllocator::release);
-       expect_empty(frame);
-       expect_layout(frame, 0, 0, 0);
-       NUV_Frame_reduceFront(&frame, 0);
+       use_the_usual_hook();
+       EXPECT_EQ(NUV_Frame_address(&frame), nullptr);
+       EXPECT_EQ(NUV_Frame_begin(&frame), nullptr);
+       EXPECT_EQ(NUV_Frame_absoluteSize(&frame), 60U);
+       expect_layout(frame, 0, 60, 0);
+       NUV_Frame_reduceFront(&frame, 10);
+       NUV_Frame_reduceRear(&frame, 20);
+       expect_layout(frame, 10, 30, 20);
      },
      {{NUV_ASSERT_NULL_POINTER, "nuv_memory", "NULL != a_this->m_pAddr"},
       ensure_report("nuv_memory", "( ((void *)0) != a_this->m_pAddr) == ( 0 != a_this->m_uSize)")}},
+    // Each handle that is made without it is reported, and has none.
+    {"constructWithoutAFreeFunction",
+     [](Frame& frame) {
+       NUV_Frame_destruct(&frame);
+       NUV_installMemoryManager(CountingAllocator::allocate, nullptr);
+       EXPECT_EQ(NUV_Frame_construct(&frame, 0), 1);
+       use_the_usual_hook();
+       expect_empty(frame);
+       EXPECT_EQ(frame.m_oMemory.m_pFree, nullptr);
+     },
+     {require_report("nuv_memory", "0 != a_free"), kNoFree}},
+    {"copyConstructWithoutAFreeFunction",
+     [](Frame& frame) {
+       Frame copy;
+       NUV_installMemoryManager(CountingAllocator::allocate, nullptr);
+       EXPECT_EQ(NUV_Frame_copyConstruct(&copy, &frame), 1);
+       use_the_usual_hook();
+       expect_layout(copy, 0, 60, 0);
+       EXPECT_EQ(NUV_Frame_address(&frame), nullptr);
+       EXPECT_EQ(frame.m_oMemory.m_pFree, nullptr);
+       NUV_Frame_destruct(&copy);
+     },
+     {require_report("nuv_memory", "0 != a_free"), kNoFree}},
+    {"assignWithoutAFreeFunction",
+     [](Frame& frame) {
+       Frame source;
+       NUV_Frame_construct(&source, 7);
+       NUV_installMemoryManager(CountingAllocator::allocate, nullptr);
+       NUV_Frame_assign(&frame, &source);
+       use_the_usual_hook();
+       expect_layout(frame, 0, 7, 0);
+       expect_empty(source);
+       EXPECT_EQ(source.m_oMemory.m_pFree, nullptr);
+       NUV_Frame_destruct(&source);
+     },
+     {require_report("nuv_memory", "0 != a_free"), kNoFree}},
     {"copyConstructFromNull",
      [](Frame& frame) {
        NUV_Frame_destruct(&frame);
@@ -95,10 +138,11 @@ const Row kRows[] = {
        expect_layout(frame, 10, 20, 30);
      },
      {require_report(kFile, "0 != a_src")}},
+    // As from an empty frame.
     {"assignFromNull",
      [](Frame& frame) {
        NUV_Frame_assign(&frame, nullptr);
-       expect_layout(frame, 10, 20, 30);
+       expect_empty(frame);
      },
      {require_report(kFile, "0 != a_src")}},
     {"reduceFrontOfEmptyContent",

@@ -847,12 +847,18 @@ TEST(UserlibHppFrame, OwnsAndMovesItsBlock) {
   EXPECT_EQ(allocator.live(), 0);
 }
 
-TEST(UserlibHppFrame, IsEmptyWithoutMemory) {
+TEST(UserlibHppFrame, HasNoTextWithoutMemory) {
   ContractRecorder recorder;
   CountingAllocator allocator;
   allocator.run_dry(true);
-  EXPECT_EQ(userlib::Frame::copy_of("12").text(), "");
+  userlib::Frame frame = userlib::Frame::copy_of("12");
+  EXPECT_EQ(frame.text(), "");
+  EXPECT_EQ(frame.size(), 2U);
+  frame.reduce_front(1);
+  EXPECT_EQ(frame.text(), "");
   EXPECT_EQ(userlib::Memory::copy_of("12").text(), "");
+  EXPECT_EQ(userlib::Memory::copy_of("12").size(), 2U);
+  EXPECT_EQ(userlib::MessageData(1, userlib::Memory::copy_of("12")).text(), "");
   EXPECT_FALSE(recorder.take().empty());
 }
 

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <set>
 
 #include "nuv_memory.h"
 
@@ -11,7 +12,8 @@ namespace support {
 
 // While it lives, blocks come from it, filled with a pattern instead of zeros. A block that comes back twice, with
 // another size, or that was never given out fails the test, and so does a block that is still out when it dies; then
-// the process's free function is put back, next to malloc(). One at a time.
+// the process's free function is put back, next to malloc(). Null comes back with 0, or once with a size that was asked
+// for and refused. One at a time.
 //
 // The blocks do not start where malloc() put them, so that free() cannot pass for the right function.
 class CountingAllocator {
@@ -28,11 +30,12 @@ class CountingAllocator {
 
   int allocations() const { return allocations_; }        // calls, the refused ones included
   int releases() const { return releases_; }              // blocks that came back
-  int empty_releases() const { return empty_releases_; }  // calls with null and 0
+  int empty_releases() const { return empty_releases_; }  // calls with null
   int live() const { return static_cast<int>(blocks_.size()); }
 
-  // The two functions of the hook.
+  // The two functions of the hook, and one for the first place that has no memory.
   static void* allocate(uint32_t size);
+  static void* allocate_nothing(uint32_t size);
   static void release(void* address, uint32_t size);
 
  private:
@@ -45,6 +48,7 @@ class CountingAllocator {
   int releases_ = 0;
   int empty_releases_ = 0;
   std::map<void*, uint32_t> blocks_;
+  std::multiset<uint32_t> refused_;
 };
 
 }  // namespace support

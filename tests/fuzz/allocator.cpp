@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <set>
 
 #include "fuzz_check.h"
 #include "nuv_memory.h"
@@ -11,11 +12,13 @@ namespace fuzz {
 namespace {
 
 std::map<void*, uint32_t> g_blocks;
+std::multiset<uint32_t> g_refused;
 bool g_is_dry = false;
 
 void* allocate(uint32_t size) {
   FUZZ_CHECK(size > 0);
   if (g_is_dry) {
+    g_refused.insert(size);
     return nullptr;
   }
   void* const block = std::malloc(size);
@@ -26,7 +29,11 @@ void* allocate(uint32_t size) {
 
 void release(void* address, uint32_t size) {
   if (address == nullptr) {
-    FUZZ_CHECK(size == 0);
+    const auto refused = g_refused.find(size);
+    FUZZ_CHECK(size == 0 || refused != g_refused.end());
+    if (size != 0) {
+      g_refused.erase(refused);
+    }
     return;
   }
   const auto block = g_blocks.find(address);
@@ -44,6 +51,7 @@ Allocator::Allocator() {
 
 Allocator::~Allocator() {
   FUZZ_CHECK(g_blocks.empty());
+  g_refused.clear();
   g_is_dry = false;
 }
 

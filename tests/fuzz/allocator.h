@@ -6,8 +6,8 @@
 
 namespace fuzz {
 
-// While it lives, blocks come from it, filled with kPattern. Whatever comes back must have been given out, with this size;
-// all must have come back when it dies.
+// While it lives, blocks come from it, filled with kPattern. Whatever comes back must have been given out, with this size
+// (null with 0, or with a size that was refused); all must have come back when it dies.
 class Allocator {
  public:
   static constexpr uint8_t kPattern = 0xA5;

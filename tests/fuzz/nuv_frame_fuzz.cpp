@@ -1,5 +1,5 @@
-// Four frames, compared with blocks of bytes and two places in them. The input is a sequence of operations, refused ones
-// included: what they leave behind is calculated without the limits of a block.
+// Four frames, compared with blocks of bytes and two places in them. The input is a sequence of operations; those that
+// break a contract are carried on with: what they leave behind is calculated without the limits of a block.
 #include <algorithm>
 #include <array>
 #include <vector>
@@ -14,13 +14,14 @@
 namespace {
 
 struct Model {
-  std::vector<uint8_t> block;
+  std::vector<uint8_t> block;  // none without memory
+  uint32_t absolute_size = 0;
   int64_t begin = 0;
   int64_t end = 0;
   bool is_spent = false;  // its block was taken away: good for destruct and as the target of assign
 
   uint32_t front() const { return static_cast<uint32_t>(begin); }
-  uint32_t rear() const { return static_cast<uint32_t>(static_cast<int64_t>(block.size()) - end); }
+  uint32_t rear() const { return static_cast<uint32_t>(absolute_size - end); }
   uint32_t size() const { return static_cast<uint32_t>(end - begin); }
   bool is_sound() const { return 0 <= begin && begin <= end && end <= static_cast<int64_t>(block.size()); }
 };
@@ -52,7 +53,8 @@ class Twins {
     contracts_.expect_refusal(dry && size > 0);
     models_[i] = {};
     models_[i].block.assign(dry ? 0 : size, fuzz::Allocator::kPattern);
-    models_[i].end = static_cast<int64_t>(models_[i].block.size());
+    models_[i].absolute_size = size;
+    models_[i].end = size;
   }
 
   void copy_construct(size_t i, size_t source) {
@@ -66,7 +68,7 @@ class Twins {
     contracts_.expect_refusal(false);
     Model taken = models_[source];
     taken.begin = 0;
-    taken.end = static_cast<int64_t>(taken.block.size());
+    taken.end = taken.absolute_size;
     models_[source] = {};
     models_[source].is_spent = true;
     models_[i] = taken;
@@ -93,6 +95,7 @@ class Twins {
     contracts_.expect_refusal(true);
     NUV_Frame_assign(&frames_[i], nullptr);
     contracts_.expect_refusal(true);
+    models_[i] = {};
   }
 
   void reduce_front(size_t i, uint32_t offset) {
@@ -136,7 +139,7 @@ class Twins {
     for (size_t i = 0; i < kFrames; ++i) {
       const Frame& frame = frames_[i];
       const Model& model = models_[i];
-      FUZZ_CHECK(NUV_Frame_absoluteSize(&frame) == model.block.size());
+      FUZZ_CHECK(NUV_Frame_absoluteSize(&frame) == model.absolute_size);
       FUZZ_CHECK((NUV_Frame_address(&frame) != nullptr) == !model.block.empty());
       FUZZ_CHECK(std::equal(model.block.begin(), model.block.end(), NUV_Frame_address(&frame)));
       if (!model.is_spent) {

@@ -1,4 +1,5 @@
-// Three messages, compared with plain lists. The input is a sequence of operations, refused ones included.
+// Three messages, compared with plain lists. The input is a sequence of operations; those that break a contract are
+// carried on with.
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -86,13 +87,33 @@ class Twins {
     }
   }
 
-  void add_nothing(size_t i) {
-    NUV_Message_add(&messages_[i], 1, nullptr);
+  // Makes an item with an empty block.
+  void add_nothing(size_t i, int32_t type) {
+    NUV_Message_add(&messages_[i], type, nullptr);
     contracts_.expect_refusal(true);
+    Model& model = models_[i];
+    if (model.size < NUV_MESSAGE_SIZE) {
+      model.items[model.size++] = {type, {}};
+    }
+  }
+
+  void swap_with_nothing(size_t i) {
     NUV_Message_swap(&messages_[i], nullptr);
     contracts_.expect_refusal(true);
+  }
+
+  void move_nothing(size_t i) {
     NUV_Message_move(&messages_[i], nullptr);
     contracts_.expect_refusal(true);
+    models_[i] = {};
+  }
+
+  void set_nothing(size_t i, uint32_t index, int32_t type) {
+    if (index < models_[i].size) {
+      NUV_MessageData_set(NUV_Message_data(&messages_[i], index), type, nullptr);
+      contracts_.expect_refusal(true);
+      models_[i].items[index] = {type, {}};
+    }
   }
 
   void swap(size_t i, size_t source) {
@@ -200,7 +221,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const size_t i = which % Twins::kMessages;
     const size_t other = which / 4 % Twins::kMessages;
     const uint32_t index = which / 16 % 8;
-    switch (operation % 13) {
+    switch (operation % 16) {
       case 0:
         twins.construct(i, read_number(input), read_number(input), read_number(input));
         break;
@@ -210,7 +231,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         twins.add(i, read_number(input), read_bytes(input));
         break;
       case 4:
-        twins.add_nothing(i);
+        twins.add_nothing(i, static_cast<int32_t>(index));
         break;
       case 5:
         twins.swap(i, other);
@@ -230,6 +251,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       case 10:
       case 11:
         twins.move_item(i, index, other, input.up_to(4));
+        break;
+      case 12:
+        twins.swap_with_nothing(i);
+        break;
+      case 13:
+        twins.move_nothing(i);
+        break;
+      case 14:
+        twins.set_nothing(i, index, read_number(input));
         break;
       default:
         twins.trace(i, input.up_to(60), std::string(input.up_to(30), 't'));

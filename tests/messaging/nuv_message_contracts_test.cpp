@@ -46,6 +46,19 @@ void expect_items(Message& message, uint32_t count) {
   }
 }
 
+void expect_header(const Message& message, int32_t type, int32_t destination, int32_t source) {
+  EXPECT_EQ(NUV_Message_msgType(&message), type);
+  EXPECT_EQ(NUV_Message_destPort(&message), destination);
+  EXPECT_EQ(NUV_Message_srcPort(&message), source);
+}
+
+const support::Report kNoFreeFunction = require_report("nuv_memory", "0 != a_free");
+const support::Report kNoFree = ensure_report("nuv_memory", "((void *)0) != a_this->m_pFree");
+
+void use_the_usual_hook() {
+  NUV_installMemoryManager(CountingAllocator::allocate, CountingAllocator::release);
+}
+
 using Row = support::Violation<Message>;
 
 // The message has the header (1, 2, 3) and two items, and memory behind it that is not the message's.
@@ -69,16 +82,19 @@ class MessageContracts : public ::testing::TestWithParam<Row> {
   Message& message_ = storage_.message;
 };
 
-TEST_P(MessageContracts, AreReportedAndLeaveAWorkingMessage) {
+// Whatever became of the message: it can be filled up, handed on, and gives its blocks back.
+TEST_P(MessageContracts, AreReportedAndCarriedOn) {
   GetParam().violate(message_);
   EXPECT_EQ(contracts_.take(), GetParam().reports);
 
-  EXPECT_EQ(NUV_Message_msgType(&message_), 1);
-  EXPECT_EQ(NUV_Message_destPort(&message_), 2);
-  EXPECT_EQ(NUV_Message_srcPort(&message_), 3);
+  Message other;
+  NUV_Message_construct(&other, 4, 5, 6);
   fill(message_);
-  expect_items(message_, 5);
+  EXPECT_EQ(NUV_Message_size(&message_), 5U);
   EXPECT_EQ(NUV_MessageData_type(NUV_Message_data(&message_, 4)), 4);
+  NUV_Message_move(&other, &message_);
+  expect_items(message_, 0);
+  NUV_Message_destruct(&other);
   NUV_Message_destruct(&message_);
   for (const uint8_t byte : storage_.behind) {
     EXPECT_EQ(byte, kGuard);
@@ -101,12 +117,18 @@ const Row kRows[] = {
     {"dataOfTheLargestIndex",
      [](Message& message) { EXPECT_EQ(NUV_Message_data(&message, 0xFFFFFFFF), nullptr); },
      {require_report(kFile, kInUse)}},
+    // The item is there, with its type, and the missing block counts as empty.
     {"addWithoutABlock",
      [](Message& message) {
        NUV_Message_add(&message, 9, nullptr);
-       expect_items(message, 2);
+       EXPECT_EQ(NUV_Message_size(&message), 3U);
+       EXPECT_EQ(message.m_rgData[2].m_iType, 9);
+       EXPECT_EQ(message.m_rgData[2].m_oData.m_pAddr, nullptr);
+       EXPECT_EQ(message.m_rgData[2].m_oData.m_uSize, 0U);
+       EXPECT_EQ(message.m_rgData[3].m_iType, -1);
      },
-     {require_report(kFile, "((void *)0) != a_data"), ensure_report(kFile, kHasGrown)}},
+     {require_report(kFile, "((void *)0) != a_data"), require_report("nuv_messagedata", "((void *)0) != a_data"),
+      require_report("nuv_memory", "0 != a_src")}},
     {"addToAFullMessage",
      [](Message& message) {
        fill(message);
@@ -131,15 +153,57 @@ const Row kRows[] = {
     {"swapWithNull",
      [](Message& message) {
        NUV_Message_swap(&message, nullptr);
+       expect_header(message, 1, 2, 3);
        expect_items(message, 2);
      },
      {require_report(kFile, "((void *)0) != a_src")}},
+    // As from an empty message.
     {"moveFromNull",
      [](Message& message) {
        NUV_Message_move(&message, nullptr);
-       expect_items(message, 2);
+       expect_header(message, 0, 0, 0);
+       expect_items(message, 0);
      },
      {require_report(kFile, "0 != a_src")}},
+    // Each of the five empty blocks is reported, and has none.
+    {"constructWithoutAFreeFunction",
+     [](Message&) {
+       Message other;
+       NUV_installMemoryManager(CountingAllocator::allocate, nullptr);
+       EXPECT_EQ(NUV_Message_construct(&other, 1, 2, 3), 1);
+       use_the_usual_hook();
+       expect_header(other, 1, 2, 3);
+       expect_items(other, 0);
+       EXPECT_EQ(other.m_rgData[4].m_oData.m_pFree, nullptr);
+       NUV_Message_destruct(&other);
+     },
+     {kNoFreeFunction, kNoFree, kNoFree, kNoFree, kNoFree, kNoFree}},
+    {"moveWithoutAFreeFunction",
+     [](Message& message) {
+       Message other;
+       NUV_Message_construct(&other, 0, 0, 0);
+       NUV_installMemoryManager(CountingAllocator::allocate, nullptr);
+       NUV_Message_move(&other, &message);
+       use_the_usual_hook();
+       expect_header(message, 0, 0, 0);
+       expect_items(message, 0);
+       EXPECT_EQ(message.m_rgData[0].m_oData.m_pFree, nullptr);
+       expect_header(other, 1, 2, 3);
+       expect_items(other, 2);
+       NUV_Message_destruct(&other);
+     },
+     {kNoFreeFunction, kNoFree, kNoFree, kNoFree, kNoFree, kNoFree}},
+    {"addWithoutAFreeFunction",
+     [](Message& message) {
+       Memory block;
+       NUV_Memory_construct(&block, 8);
+       NUV_installMemoryManager(CountingAllocator::allocate, nullptr);
+       NUV_Message_add(&message, 2, &block);
+       use_the_usual_hook();
+       expect_items(message, 3);
+       EXPECT_EQ(block.m_pFree, nullptr);
+     },
+     {kNoFreeFunction, kNoFree}},
 };
 
 INSTANTIATE_TEST_SUITE_P(All, MessageContracts, ::testing::ValuesIn(kRows), support::kNameOfRow);

@@ -15,41 +15,122 @@ using support::require_report;
 
 constexpr char kFile[] = "nuv_messagedata";
 
+const support::Report kNoFree = support::ensure_report("nuv_memory", "((void *)0) != a_this->m_pFree");
+
 using Row = support::Violation<MessageData>;
 
-// The item holds a block of ten bytes of type 1.
-class MessageDataContracts : public ::testing::TestWithParam<Row> {};
-
-TEST_P(MessageDataContracts, AreReportedAndLeaveTheItemAsItIs) {
-  const CountingAllocator allocator;
-  ContractRecorder contracts;
-  MessageData item;
-  Memory block;
-  NUV_MessageData_construct(&item);
-  NUV_Memory_construct(&block, 10);
-  const uint8_t* address = block.m_pAddr;
-  NUV_MessageData_set(&item, 1, &block);
-
-  GetParam().violate(item);
-  EXPECT_EQ(contracts.take(), GetParam().reports);
-
-  EXPECT_EQ(NUV_MessageData_type(&item), 1);
-  EXPECT_EQ(NUV_MessageData_data(&item)->m_pAddr, address);
-  EXPECT_EQ(NUV_MessageData_data(&item)->m_uSize, 10U);
-  EXPECT_EQ(allocator.releases(), 0);
-  NUV_MessageData_destruct(&item);
+void expect_item(const MessageData& item, int32_t type, const uint8_t* address, uint32_t size, NUV_MemoryFree free) {
+  EXPECT_EQ(item.m_iType, type);
+  EXPECT_EQ(item.m_oData.m_pAddr, address);
+  EXPECT_EQ(item.m_oData.m_uSize, size);
+  EXPECT_EQ(item.m_oData.m_pFree, free);
 }
 
+void use_the_usual_hook() {
+  NUV_installMemoryManager(CountingAllocator::allocate, CountingAllocator::release);
+}
+
+// The item holds a block of ten bytes of type 1.
+class MessageDataContracts : public ::testing::TestWithParam<Row> {
+ protected:
+  MessageDataContracts() {
+    Memory block;
+    NUV_MessageData_construct(&item_);
+    NUV_Memory_construct(&block, 10);
+    NUV_MessageData_set(&item_, 1, &block);
+  }
+
+  // Whatever became of the item: it takes a block, hands it on, and gives it back.
+  ~MessageDataContracts() override {
+    Memory block;
+    MessageData other;
+    NUV_Memory_construct(&block, 4);
+    const uint8_t* address = block.m_pAddr;
+    NUV_MessageData_set(&item_, 7, &block);
+    NUV_MessageData_construct(&other);
+    NUV_MessageData_move(&other, &item_);
+    expect_item(item_, NUV_MESSAGEDATA_NONE, nullptr, 0, CountingAllocator::release);
+    expect_item(other, 7, address, 4, CountingAllocator::release);
+    NUV_MessageData_destruct(&other);
+    NUV_MessageData_destruct(&item_);
+  }
+
+  const CountingAllocator allocator_;
+  ContractRecorder contracts_;
+  MessageData item_;
+};
+
+TEST_P(MessageDataContracts, AreReportedAndCarriedOn) {
+  GetParam().violate(item_);
+  EXPECT_EQ(contracts_.take(), GetParam().reports);
+}
+
+// Every empty block that is made without a free function is reported by its own family, and has none.
 const Row kRows[] = {
+    // The type is stored, the block is given back, and the missing one counts as empty.
     {"setWithoutABlock",
-     [](MessageData& item) { NUV_MessageData_set(&item, 2, nullptr); },
-     {require_report(kFile, "((void *)0) != a_data")}},
+     [](MessageData& item) {
+       NUV_MessageData_set(&item, 2, nullptr);
+       expect_item(item, 2, nullptr, 0, CountingAllocator::release);
+     },
+     {require_report(kFile, "((void *)0) != a_data"), require_report("nuv_memory", "0 != a_src")}},
+    {"setWithoutABlockAndAFreeFunction",
+     [](MessageData& item) {
+       NUV_installMemoryManager(CountingAllocator::allocate, nullptr);
+       NUV_MessageData_set(&item, 2, nullptr);
+       use_the_usual_hook();
+       expect_item(item, 2, nullptr, 0, nullptr);
+     },
+     {require_report("nuv_memory", "0 != a_free"), require_report(kFile, "((void *)0) != a_data"),
+      require_report("nuv_memory", "0 != a_src"), kNoFree}},
+    {"setWithoutAFreeFunction",
+     [](MessageData& item) {
+       Memory block;
+       NUV_Memory_construct(&block, 3);
+       const uint8_t* address = block.m_pAddr;
+       NUV_installMemoryManager(CountingAllocator::allocate, nullptr);
+       NUV_MessageData_set(&item, 2, &block);
+       use_the_usual_hook();
+       expect_item(item, 2, address, 3, CountingAllocator::release);
+       EXPECT_EQ(block.m_pFree, nullptr);
+     },
+     {require_report("nuv_memory", "0 != a_free"), kNoFree}},
+    {"constructWithoutAFreeFunction",
+     [](MessageData&) {
+       MessageData other;
+       NUV_installMemoryManager(CountingAllocator::allocate, nullptr);
+       EXPECT_EQ(NUV_MessageData_construct(&other), 1);
+       use_the_usual_hook();
+       expect_item(other, NUV_MESSAGEDATA_NONE, nullptr, 0, nullptr);
+       NUV_MessageData_destruct(&other);
+     },
+     {require_report("nuv_memory", "0 != a_free"), kNoFree}},
     {"swapWithNull",
-     [](MessageData& item) { NUV_MessageData_swap(&item, nullptr); },
+     [](MessageData& item) {
+       NUV_MessageData_swap(&item, nullptr);
+       expect_item(item, 1, item.m_oData.m_pAddr, 10, CountingAllocator::release);
+       EXPECT_NE(item.m_oData.m_pAddr, nullptr);
+     },
      {require_report(kFile, "((void *)0) != a_src")}},
+    // As from an item without data.
     {"moveFromNull",
-     [](MessageData& item) { NUV_MessageData_move(&item, nullptr); },
+     [](MessageData& item) {
+       NUV_MessageData_move(&item, nullptr);
+       expect_item(item, NUV_MESSAGEDATA_NONE, nullptr, 0, CountingAllocator::release);
+     },
      {require_report(kFile, "0 != a_src")}},
+    {"moveWithoutAFreeFunction",
+     [](MessageData& item) {
+       MessageData other;
+       NUV_MessageData_construct(&other);
+       NUV_installMemoryManager(CountingAllocator::allocate, nullptr);
+       NUV_MessageData_move(&other, &item);
+       use_the_usual_hook();
+       expect_item(item, NUV_MESSAGEDATA_NONE, nullptr, 0, nullptr);
+       EXPECT_EQ(NUV_MessageData_type(&other), 1);
+       NUV_MessageData_destruct(&other);
+     },
+     {require_report("nuv_memory", "0 != a_free"), kNoFree}},
 };
 
 INSTANTIATE_TEST_SUITE_P(All, MessageDataContracts, ::testing::ValuesIn(kRows), support::kNameOfRow);

@@ -22,8 +22,8 @@
  * Contracts are reported under "nuv_frame" (those of the block under "nuv_memory"); every operation first requires
  * "0 != a_this". After an error handler has returned, reducing and expanding move their pointer all the same, out of the
  * block if the offset was too large. The frame itself never reads or writes through its pointers, so that this harms only
- * who does: destruct such a frame, assign another one to it, or take the move back. An assign or swap with a null source
- * changes nothing.
+ * who does: destruct such a frame, assign another one to it, or take the move back. An assign from null leaves an empty
+ * frame, and a swap with null changes nothing.
  */
 #ifndef NUV_FRAME_H
 #define NUV_FRAME_H
@@ -46,8 +46,8 @@ typedef struct Frame {
 
 /**
  * NUV_Frame_construct makes a frame of a_size bytes, all of them content, and returns 1. The block comes from the hook
- * of nuv_memory.h, uninitialised. With a_size 0 there is no block and both pointers are null; the same holds when there
- * was no memory, which the block reports.
+ * of nuv_memory.h, uninitialised. With a_size 0 there is no block and both pointers are null. When there was no memory,
+ * which the block reports, the frame has its size at the address null: look at NUV_Frame_address() before writing to it.
  */
 NUV_API int32_t NUV_Frame_construct(Frame* a_this, uint32_t a_size);
 

@@ -15,8 +15,9 @@
  *     NUV_Memory_destruct(&request);
  *
  * Contracts are reported under "nuv_memory". Each operation first requires "0 != a_this", only NUV_Memory_get writes it
- * "((void *)0) != a_this". After an error handler has returned, an operation that got a null source changes nothing.
- * The two functions of the hook run in the middle of an operation and must not touch the block that is being worked on.
+ * "((void *)0) != a_this". After an error handler has returned, a handle holds what it was given, however odd, and no
+ * operation reads or writes through its address; a function that is null is never called. The two functions of the hook
+ * run in the middle of an operation and must not touch the block that is being worked on.
  */
 #ifndef NUV_MEMORY_H
 #define NUV_MEMORY_H
@@ -32,35 +33,39 @@ extern "C" {
 /** Gives a block of a_size bytes (never 0), aligned for every type, or null. Its contents may be anything. */
 typedef void* (*NUV_MemoryAlloc)(uint32_t a_size);
 
-/** Takes back a block with the size that it was made with. Null with size 0 stands for no block and must be let pass.
+/**
+ * Takes back a block with the size that it was made with. Null stands for no block and must be let pass: with size 0, or
+ * with the size that there was no memory for.
  */
 typedef void (*NUV_MemoryFree)(void* a_addr, uint32_t a_size);
 
 /** An owned block. Read the fields and write the bytes at m_pAddr, but leave writing the fields to the operations. */
 typedef struct Memory {
-  uint8_t* m_pAddr;       /**< start of the block, owned; null exactly when m_uSize is 0 */
-  uint32_t m_uSize;       /**< bytes in the block */
-  NUV_MemoryFree m_pFree; /**< gives this block back; never null */
+  uint8_t* m_pAddr;       /**< start of the block, owned; null for an empty handle */
+  uint32_t m_uSize;       /**< bytes in the block; 0 for an empty handle */
+  NUV_MemoryFree m_pFree; /**< gives this block back */
 } Memory;
 
 /**
  * NUV_installMemoryManager puts a_alloc and a_free in place of the process's pair, for blocks made from now on. Install
- * once at start: the pair is plain data without a lock. Requires "0 != a_alloc" and "0 != a_free"; with either of them
- * null the pair stays as it was.
+ * once at start: the pair is plain data without a lock. Requires "0 != a_alloc" and "0 != a_free". A null function is
+ * stored, too, and reported by each operation that would make a block with it: without the first there is no memory,
+ * without the second the block is never given back.
  */
 NUV_API void NUV_installMemoryManager(NUV_MemoryAlloc a_alloc, NUV_MemoryFree a_free);
 
 /**
  * NUV_Memory_construct takes a block of a_size bytes from the hook, uninitialised, and returns 1. With a_size 0 it
  * makes an empty handle and asks for nothing. If there is no memory it reports the class "null pointer" with "NULL !=
- * a_this->m_pAddr", then "( ((void *)0) != a_this->m_pAddr) == ( 0 != a_this->m_uSize)", and leaves an empty handle; so
- * a daemon whose error handler returns looks at NUV_Memory_size() to see whether it got its block.
+ * a_this->m_pAddr", then "( ((void *)0) != a_this->m_pAddr) == ( 0 != a_this->m_uSize)". The handle keeps the size even
+ * so: a daemon whose error handler returns looks at NUV_Memory_begin(), which is null, to see that it got no block.
+ * Ensures "((void *)0) != a_this->m_pFree".
  */
 NUV_API int32_t NUV_Memory_construct(Memory* a_this, uint32_t a_size);
 
 /**
  * NUV_Memory_destruct hands address and size to the block's own free function, for an empty handle too. The fields stay
- * as they are: destruct once, or construct again.
+ * as they are: destruct once, or construct again. A block without a free function is lost.
  */
 NUV_API void NUV_Memory_destruct(Memory* a_this);
 
@@ -70,33 +75,34 @@ NUV_API uint32_t NUV_Memory_size(const Memory* a_this);
 /** NUV_Memory_begin returns the address of the block, null for an empty handle. */
 NUV_API uint8_t* NUV_Memory_begin(const Memory* a_this);
 
-/** NUV_Memory_end returns the address one past the last byte of the block, null for an empty handle. */
+/** NUV_Memory_end returns the address one past the last byte of the block, which is begin plus size. */
 NUV_API uint8_t* NUV_Memory_end(const Memory* a_this);
 
 /**
  * NUV_Memory_set makes the handle the owner of a block from elsewhere: a_size bytes at a_addr, which a_free gives back
  * (null and 0 make it empty). What the handle held before is forgotten, not freed: move it away or destruct it first.
  * Requires "( 0 != a_addr) == ( 0 != a_size)" and "0 != a_free"; ensures "( 0 != a_this->m_pAddr) ==
- * ( 0 != a_this->m_uSize)" and "0 != a_this->m_pFree". Broken values are stored as far as they can do no harm: a null
- * address gets size 0, and a block without a free function is never freed. Returns 1.
+ * ( 0 != a_this->m_uSize)" and "0 != a_this->m_pFree". Values that break this are stored as they are. Returns 1.
  */
 NUV_API int32_t NUV_Memory_set(Memory* a_this, void* a_addr, uint32_t a_size, NUV_MemoryFree a_free);
 
-/** NUV_Memory_swap exchanges the blocks of the two handles, free functions included. Requires "0 != a_src". */
+/**
+ * NUV_Memory_swap exchanges the blocks of the two handles, free functions included. Requires "0 != a_src"; with nothing
+ * to exchange with it changes nothing.
+ */
 NUV_API void NUV_Memory_swap(Memory* a_this, Memory* a_src);
 
 /**
  * NUV_Memory_move makes a_this the owner of a_src's block. The block that a_this held is given back through its own
  * free function; a_src becomes an empty handle with the free function of today's hook. A handle that is moved onto
- * itself loses its block and ends up empty. Requires "0 != a_src".
+ * itself loses its block and ends up empty. Requires "0 != a_src"; a null one counts as an empty handle.
  */
 NUV_API void NUV_Memory_move(Memory* a_this, Memory* a_src);
 
 /**
  * NUV_Memory_get returns a pointer to a_size bytes at a_offset of the block, which stays the handle's. The end of the
  * block may be reached but not passed: "( NUV_Memory_begin( a_this) + a_size + a_offset) <= NUV_Memory_end( a_this)" is
- * required, and no sum of the two wraps. A refused call returns null if even a_offset is past the end, else the pointer
- * to what there is.
+ * required, and no sum of the two wraps. The result is begin plus a_offset in any case.
  */
 NUV_API uint8_t* NUV_Memory_get(const Memory* a_this, uint32_t a_size, uint32_t a_offset);
 

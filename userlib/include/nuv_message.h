@@ -11,10 +11,10 @@
  *     NUV_Message_move(&queue[last], &offhook);             // offhook is empty now
  *     NUV_Message_destruct(&offhook);
  *
- * Contracts are reported under "nuv_message" (those of items under "nuv_messagedata", of the header under
- * "nuv_messageheader"); every operation first requires "((void *)0) != a_this", only move writes it "0 != a_this".
- * After an error handler has returned, an operation that was refused changes nothing: a full message keeps its five
- * items, and the block that found no room stays the caller's.
+ * Contracts are reported under "nuv_message" (those of items under "nuv_messagedata", of blocks under "nuv_memory");
+ * every operation first requires "((void *)0) != a_this", only move writes it "0 != a_this". After an error handler has
+ * returned, a full message keeps its five items, and the block that found no room stays the caller's; add and move take
+ * null for something empty, and a swap with null changes nothing.
  */
 #ifndef NUV_MESSAGE_H
 #define NUV_MESSAGE_H
@@ -63,15 +63,16 @@ NUV_API uint32_t NUV_Message_maxSize(const Message* a_this);
 
 /**
  * NUV_Message_data returns item a_index, counted from 0; it stays the message's. Requires
- * "NUV_Message_size( a_this) > a_index". A refused call returns the item without data at that place, or null if a
- * message has no such place.
+ * "NUV_Message_size( a_this) > a_index". An item that is not in use is returned, too; where a message has no such place,
+ * null.
  */
 NUV_API MessageData* NUV_Message_data(Message* a_this, uint32_t a_index);
 
 /**
  * NUV_Message_add appends an item with the type a_type and the block of a_data, which is left empty. Requires
  * "((void *)0) != a_data" and room, "NUV_Message_size( a_this) < NUV_Message_maxSize( a_this)"; ensures
- * "NUV_Message_size( a_this) == ( oldsize + 1)".
+ * "NUV_Message_size( a_this) == ( oldsize + 1)". A null a_data is reported by the item and its block, too, and makes an
+ * item with an empty block.
  */
 NUV_API void NUV_Message_add(Message* a_this, int32_t a_type, Memory* a_data);
 

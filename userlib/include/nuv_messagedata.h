@@ -11,10 +11,10 @@
  *     ...
  *     NUV_MessageData_destruct(&digits);
  *
- * Contracts are reported under "nuv_messagedata" (those of the block under "nuv_memory"); every operation first
- * requires
- * "((void *)0) != a_this", only move writes it "0 != a_this". After an error handler has returned, set, swap and move
- * with a null argument change nothing.
+ * Contracts are reported under "nuv_messagedata"; every operation first requires "((void *)0) != a_this", only move
+ * writes it "0 != a_this". The block reports under "nuv_memory" what it misses itself: set hands it a null a_data on, and
+ * construct, set and move make an empty block with the function that the hook frees with. After an error handler has
+ * returned, set and move take null for something empty, and a swap with null changes nothing.
  */
 #ifndef NUV_MESSAGEDATA_H
 #define NUV_MESSAGEDATA_H
@@ -51,7 +51,7 @@ NUV_API Memory* NUV_MessageData_data(MessageData* a_this);
 
 /**
  * NUV_MessageData_set gives the item a type and the block of a_data, which is left empty. The block that the item had
- * is given back. Requires "((void *)0) != a_data".
+ * is given back. Requires "((void *)0) != a_data"; the block then requires "0 != a_src" of it.
  */
 NUV_API void NUV_MessageData_set(MessageData* a_this, int32_t a_type, Memory* a_data);
 

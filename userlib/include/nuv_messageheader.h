@@ -9,8 +9,8 @@
  *     NUV_MessageHeader_trace(line, sizeof line, &message.m_oHeader, "tx", "dial", "card", "digit 5");
  *     // "tx:dial#3:card#1:digit 5" for destination port 3 and source port 1
  *
- * Contracts are reported under "nuv_messageheader". After an error handler has returned, set and swap with a null
- * argument change nothing.
+ * Contracts are reported under "nuv_messageheader". After an error handler has returned, a swap with null changes
+ * nothing.
  */
 #ifndef NUV_MESSAGEHEADER_H
 #define NUV_MESSAGEHEADER_H
@@ -44,7 +44,8 @@ NUV_API void NUV_MessageHeader_swap(MessageHeader* a_this, MessageHeader* a_src)
  * Returns the length of the whole line without terminator, as snprintf() counts: a result of a_size or more says that
  * the line was cut. A message may be passed through its header, which is its first field. Requires, in this order,
  * "((void *)0) != a_msg", "((void *)0) != a_dest", "((void *)0) != a_prefix", "((void *)0) != a_srcname" and
- * "((void *)0) != a_destname". a_text may be null: null texts print as empty, and the ports of a null header as 0.
+ * "((void *)0) != a_destname". a_text may be null: null texts print as empty, and the ports of a null header as 0. Into
+ * null nothing is written.
  */
 NUV_API int32_t NUV_MessageHeader_trace(char* a_dest, uint32_t a_size, const MessageHeader* a_msg, const char* a_prefix,
                                         const char* a_destname, const char* a_srcname, const char* a_text);

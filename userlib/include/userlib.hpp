@@ -618,7 +618,7 @@ class Memory {
  public:
   Memory() { NUV_Memory_construct(&record_, 0); }
 
-  /// A block of so many bytes, uninitialised. Without memory, which is reported, it is empty.
+  /// A block of so many bytes, uninitialised. Without memory, which is reported, its begin() is null.
   explicit Memory(uint32_t size) { NUV_Memory_construct(&record_, size); }
 
   /// A block from elsewhere, which "release" gives back.
@@ -629,7 +629,7 @@ class Memory {
   /// A copy of the bytes.
   static Memory copy_of(std::string_view bytes) {
     Memory memory(static_cast<uint32_t>(bytes.size()));
-    if (memory.size() != 0) {
+    if (memory.begin() != nullptr) {
       std::memcpy(memory.begin(), bytes.data(), memory.size());
     }
     return memory;
@@ -649,8 +649,8 @@ class Memory {
   uint8_t* end() const { return NUV_Memory_end(&record_); }
   uint8_t* get(uint32_t size, uint32_t offset) const { return NUV_Memory_get(&record_, size, offset); }
 
-  /// text shows the bytes as characters. Good as long as the block lives.
-  std::string_view text() const { return {reinterpret_cast<const char*>(begin()), size()}; }
+  /// text shows the bytes as characters, none without memory. Good as long as the block lives.
+  std::string_view text() const { return {reinterpret_cast<const char*>(begin()), begin() != nullptr ? size() : 0}; }
 
   ::Memory& record() { return record_; }
   const ::Memory& record() const { return record_; }
@@ -664,13 +664,14 @@ class Frame {
  public:
   Frame() : Frame(0) {}
 
-  /// A frame of so many bytes, all of them content, uninitialised. Without memory, which is reported, it is empty.
+  /// A frame of so many bytes, all of them content, uninitialised. Without memory, which is reported, its address() is
+  /// null.
   explicit Frame(uint32_t size) { NUV_Frame_construct(&record_, size); }
 
   /// A copy of the bytes as content.
   static Frame copy_of(std::string_view bytes) {
     Frame frame(static_cast<uint32_t>(bytes.size()));
-    if (frame.size() != 0) {
+    if (frame.address() != nullptr) {
       std::memcpy(frame.begin(), bytes.data(), frame.size());
     }
     return frame;
@@ -698,8 +699,9 @@ class Frame {
   void reduce_rear(uint32_t offset) { NUV_Frame_reduceRear(&record_, offset); }
   void expand_rear(uint32_t offset) { NUV_Frame_expandRear(&record_, offset); }
 
-  /// text shows the content as characters. What was taken off an end stays good as long as the block lives.
-  std::string_view text() const { return {reinterpret_cast<const char*>(begin()), size()}; }
+  /// text shows the content as characters, none without memory. What was taken off an end stays good as long as the block
+  /// lives.
+  std::string_view text() const { return {reinterpret_cast<const char*>(begin()), address() != nullptr ? size() : 0}; }
 
   ::Frame& record() { return record_; }
   const ::Frame& record() const { return record_; }
@@ -728,9 +730,10 @@ class MessageData {
   int32_t type() const { return NUV_MessageData_type(&record_); }
   void set(int32_t type, Memory&& block) { NUV_MessageData_set(&record_, type, &block.record()); }
 
-  /// text shows the bytes as characters. Good as long as the item keeps its block.
+  /// text shows the bytes as characters, none without memory. Good as long as the item keeps its block.
   std::string_view text() const {
-    return {reinterpret_cast<const char*>(NUV_Memory_begin(&record_.m_oData)), NUV_Memory_size(&record_.m_oData)};
+    const uint8_t* bytes = NUV_Memory_begin(&record_.m_oData);
+    return {reinterpret_cast<const char*>(bytes), bytes != nullptr ? NUV_Memory_size(&record_.m_oData) : 0};
   }
 
   ::MessageData& record() { return record_; }

@@ -5,6 +5,8 @@
 #include "core/contract.h"
 #include "core/memory_block.h"
 
+using userlib::moved_up;
+
 namespace {
 
 constexpr char kFamily[] = "nuv_frame";
@@ -16,19 +18,13 @@ uintptr_t distance(const uint8_t* from, const uint8_t* to) {
   return reinterpret_cast<uintptr_t>(to) - reinterpret_cast<uintptr_t>(from);
 }
 
-// Out of a block there is no arithmetic with pointers; with numbers there is.
-uint8_t* moved_up(uint8_t* pointer, uint32_t offset) {
-  // NOLINTNEXTLINE(performance-no-int-to-ptr)
-  return reinterpret_cast<uint8_t*>(reinterpret_cast<uintptr_t>(pointer) + offset);
-}
-
 uint8_t* moved_down(uint8_t* pointer, uint32_t offset) {
   // NOLINTNEXTLINE(performance-no-int-to-ptr)
   return reinterpret_cast<uint8_t*>(reinterpret_cast<uintptr_t>(pointer) - offset);
 }
 
 uint8_t* end_of_block(const Frame& frame) {
-  return frame.m_oMemory.m_pAddr + frame.m_oMemory.m_uSize;
+  return moved_up(frame.m_oMemory.m_pAddr, frame.m_oMemory.m_uSize);
 }
 
 uintptr_t headroom(const Frame& frame) {
@@ -84,22 +80,16 @@ void NUV_Frame_destruct(Frame* a_this) {
 void NUV_Frame_swap(Frame* a_this, Frame* a_src) {
   NUV_REQUIRE(0 != a_this);
   NUV_REQUIRE(0 != a_src);
-  if (a_src == nullptr) {
-    return;
+  if (a_src != nullptr) {
+    std::swap(*a_this, *a_src);
   }
-  std::swap(*a_this, *a_src);
 }
 
 void NUV_Frame_assign(Frame* a_this, Frame* a_src) {
   NUV_REQUIRE(0 != a_this);
   NUV_REQUIRE(0 != a_src);
-  if (a_src == nullptr) {
-    return;
-  }
-  const Frame old = *a_this;
-  *a_this = *a_src;
-  *a_src = {userlib::empty_block(), /*m_pBegin=*/nullptr, /*m_pEnd=*/nullptr};
-  userlib::release_block(old.m_oMemory);
+  const Frame empty = {userlib::empty_block(), /*m_pBegin=*/nullptr, /*m_pEnd=*/nullptr};
+  userlib::release_block(userlib::replace(*a_this, a_src, empty).m_oMemory);
 }
 
 uint32_t NUV_Frame_absoluteSize(const Frame* a_this) {

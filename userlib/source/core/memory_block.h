@@ -1,5 +1,8 @@
 // Memory blocks as part of another record: what nuv_memory.h does with a block, without the contracts that a block inside
 // of a record cannot break. Frames and messages have checked the record by then.
+//
+// An error handler that returned may have let in functions that are null. They are kept as they are, and looked at
+// where they would be called.
 #ifndef USERLIB_SOURCE_MEMORY_BLOCK_H
 #define USERLIB_SOURCE_MEMORY_BLOCK_H
 
@@ -12,30 +15,49 @@ struct MemoryHook {
   NUV_MemoryFree free;
 };
 
-// The functions that blocks are made with from now on; neither is ever null.
+// The functions that blocks are made with from now on.
 extern MemoryHook g_memory_hook;
 
+// The report of NUV_Memory_construct() that a new block has no free function.
+[[gnu::cold]] void report_missing_free_function();
+
+inline void expect_free_function(const Memory& block) {
+  if (__builtin_expect(block.m_pFree == nullptr, false)) {
+    report_missing_free_function();
+  }
+}
+
+// After a failed contract an address may lie outside of its block, or the block have none: there is no arithmetic with
+// pointers then. With numbers there is.
+inline uint8_t* moved_up(uint8_t* address, uint32_t offset) {
+  // NOLINTNEXTLINE(performance-no-int-to-ptr)
+  return reinterpret_cast<uint8_t*>(reinterpret_cast<uintptr_t>(address) + offset);
+}
+
 inline Memory empty_block() {
-  return {/*m_pAddr=*/nullptr, /*m_uSize=*/0, g_memory_hook.free};
+  const Memory block = {/*m_pAddr=*/nullptr, /*m_uSize=*/0, g_memory_hook.free};
+  expect_free_function(block);
+  return block;
 }
 
+// A block without a free function is lost: that does less harm than to guess one.
 inline void release_block(const Memory& block) {
-  block.m_pFree(block.m_pAddr, block.m_uSize);
+  if (block.m_pFree != nullptr) {
+    block.m_pFree(block.m_pAddr, block.m_uSize);
+  }
 }
 
-// Copies field by field. Those of a block that has just been made are still on their way to memory, one by one, and a load
-// that spans two of them would have to wait.
-inline Memory copy_of(const Memory& block) {
-  return {block.m_pAddr, block.m_uSize, block.m_pFree};
-}
-
-// Leaves the source empty. The target's former block goes last, when all is in its place: its free function belongs to the
-// daemon, and may look. A block that is moved to itself is released.
-inline void move_block(Memory& target, Memory& source) {
-  const Memory old = copy_of(target);
-  target = copy_of(source);
-  source = empty_block();
-  release_block(old);
+// Puts the source in the target's place and leaves the source empty; a source that is null counts as empty. Returns what
+// the target was. Its blocks go last, when all is in its place: their free functions belong to the daemon, and may look.
+// So a record that is moved onto itself is released.
+template <typename Record>
+[[nodiscard]] Record replace(Record& target, Record* source, const Record& empty) {
+  const Record old = target;
+  target = source != nullptr ? *source : empty;
+  if (source != nullptr) {
+    *source = empty;
+  }
+  return old;
 }
 
 }  // namespace userlib

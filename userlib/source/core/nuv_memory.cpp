@@ -19,20 +19,6 @@ void release(void* addr, uint32_t /*size*/) {
   free(addr);
 }
 
-// Stands in for the free function that a block came without: to lose the block does less harm than to guess.
-void keep(void* /*addr*/, uint32_t /*size*/) {}
-
-// Makes a block that broke the invariant, and was reported for it, one that later operations can rely on: nobody reads
-// m_uSize bytes at null, and destruct has a function to call.
-void settle(Memory& memory) {
-  if (memory.m_pAddr == nullptr) {
-    memory.m_uSize = 0;
-  }
-  if (memory.m_pFree == nullptr) {
-    memory.m_pFree = keep;
-  }
-}
-
 // Offset and size are compared one after the other, because their sum may wrap.
 bool holds(const Memory& memory, uint32_t size, uint32_t offset) {
   return size <= memory.m_uSize && offset <= memory.m_uSize - size;
@@ -42,13 +28,14 @@ bool holds(const Memory& memory, uint32_t size, uint32_t offset) {
 
 constinit userlib::MemoryHook userlib::g_memory_hook = {allocate, release};
 
+void userlib::report_missing_free_function() {
+  NUV_ENSURE_TEXT(false, "((void *)0) != a_this->m_pFree");
+}
+
 void NUV_installMemoryManager(NUV_MemoryAlloc a_alloc, NUV_MemoryFree a_free) {
   NUV_REQUIRE(0 != a_alloc);
   NUV_REQUIRE(0 != a_free);
-  // Half a pair would free blocks with a function that did not make them.
-  if (a_alloc != nullptr && a_free != nullptr) {
-    userlib::g_memory_hook = {a_alloc, a_free};
-  }
+  userlib::g_memory_hook = {a_alloc, a_free};
 }
 
 int32_t NUV_Memory_construct(Memory* a_this, uint32_t a_size) {
@@ -56,14 +43,13 @@ int32_t NUV_Memory_construct(Memory* a_this, uint32_t a_size) {
   const userlib::MemoryHook hook = userlib::g_memory_hook;
   a_this->m_pAddr = nullptr;
   if (a_size != 0) {
-    a_this->m_pAddr = static_cast<uint8_t*>(hook.alloc(a_size));
+    a_this->m_pAddr = hook.alloc != nullptr ? static_cast<uint8_t*>(hook.alloc(a_size)) : nullptr;
     NUV_NOT_NULL(NULL != a_this->m_pAddr);
   }
   a_this->m_uSize = a_size;
   a_this->m_pFree = hook.free;
   NUV_ENSURE(( ((void *)0) != a_this->m_pAddr) == ( 0 != a_this->m_uSize));
-  NUV_ENSURE_TEXT(a_this->m_pFree != nullptr, "((void *)0) != a_this->m_pFree");
-  settle(*a_this);
+  userlib::expect_free_function(*a_this);
   return 1;
 }
 
@@ -84,7 +70,7 @@ uint8_t* NUV_Memory_begin(const Memory* a_this) {
 
 uint8_t* NUV_Memory_end(const Memory* a_this) {
   NUV_REQUIRE(0 != a_this);
-  return a_this->m_pAddr + a_this->m_uSize;
+  return userlib::moved_up(a_this->m_pAddr, a_this->m_uSize);
 }
 
 int32_t NUV_Memory_set(Memory* a_this, void* a_addr, uint32_t a_size, NUV_MemoryFree a_free) {
@@ -94,7 +80,6 @@ int32_t NUV_Memory_set(Memory* a_this, void* a_addr, uint32_t a_size, NUV_Memory
   *a_this = {static_cast<uint8_t*>(a_addr), a_size, a_free};
   NUV_ENSURE(( 0 != a_this->m_pAddr) == ( 0 != a_this->m_uSize));
   NUV_ENSURE(0 != a_this->m_pFree);
-  settle(*a_this);
   return 1;
 }
 
@@ -109,14 +94,12 @@ void NUV_Memory_swap(Memory* a_this, Memory* a_src) {
 void NUV_Memory_move(Memory* a_this, Memory* a_src) {
   NUV_REQUIRE(0 != a_this);
   NUV_REQUIRE(0 != a_src);
-  if (a_src != nullptr) {
-    userlib::move_block(*a_this, *a_src);
-  }
+  userlib::release_block(userlib::replace(*a_this, a_src, userlib::empty_block()));
 }
 
 uint8_t* NUV_Memory_get(const Memory* a_this, uint32_t a_size, uint32_t a_offset) {
   NUV_REQUIRE(((void *)0) != a_this);
   NUV_REQUIRE_TEXT(holds(*a_this, a_size, a_offset),
                    "( NUV_Memory_begin( a_this) + a_size + a_offset) <= NUV_Memory_end( a_this)");
-  return holds(*a_this, /*size=*/0, a_offset) ? a_this->m_pAddr + a_offset : nullptr;
+  return userlib::moved_up(a_this->m_pAddr, a_offset);
 }

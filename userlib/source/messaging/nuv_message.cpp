@@ -78,10 +78,8 @@ void NUV_Message_add(Message* a_this, int32_t a_type, Memory* a_data) {
   NUV_REQUIRE_TEXT(a_this->m_uSize < kCapacity, "NUV_Message_size( a_this) < NUV_Message_maxSize( a_this)");
   const uint32_t oldsize = a_this->m_uSize;
   // There is no sixth item; a block that finds no room stays with its owner.
-  if (a_data != nullptr && oldsize < kCapacity) {
-    MessageData& item = a_this->m_rgData[oldsize];
-    item.m_iType = a_type;
-    userlib::move_block(item.m_oData, *a_data);
+  if (oldsize < kCapacity) {
+    NUV_MessageData_set(&a_this->m_rgData[oldsize], a_type, a_data);
     ++a_this->m_uSize;
   }
   NUV_ENSURE_TEXT(a_this->m_uSize == oldsize + 1, "NUV_Message_size( a_this) == ( oldsize + 1)");
@@ -98,11 +96,7 @@ void NUV_Message_swap(Message* a_this, Message* a_src) {
 void NUV_Message_move(Message* a_this, Message* a_src) {
   NUV_REQUIRE(0 != a_this);
   NUV_REQUIRE(0 != a_src);
-  if (a_src == nullptr) {
-    return;
-  }
-  const Message old = *a_this;
-  *a_this = *a_src;
-  make_empty(*a_src, /*header=*/{});
-  release_items(old);
+  Message empty;
+  make_empty(empty, /*header=*/{});
+  release_items(userlib::replace(*a_this, a_src, empty));
 }

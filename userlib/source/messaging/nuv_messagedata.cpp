@@ -35,11 +35,8 @@ Memory* NUV_MessageData_data(MessageData* a_this) {
 void NUV_MessageData_set(MessageData* a_this, int32_t a_type, Memory* a_data) {
   NUV_REQUIRE(((void *)0) != a_this);
   NUV_REQUIRE(((void *)0) != a_data);
-  if (a_data == nullptr) {
-    return;
-  }
   a_this->m_iType = a_type;
-  userlib::move_block(a_this->m_oData, *a_data);
+  NUV_Memory_move(&a_this->m_oData, a_data);
 }
 
 void NUV_MessageData_swap(MessageData* a_this, MessageData* a_src) {
@@ -53,11 +50,6 @@ void NUV_MessageData_swap(MessageData* a_this, MessageData* a_src) {
 void NUV_MessageData_move(MessageData* a_this, MessageData* a_src) {
   NUV_REQUIRE(0 != a_this);
   NUV_REQUIRE(0 != a_src);
-  if (a_src == nullptr) {
-    return;
-  }
-  const MessageData old = *a_this;
-  *a_this = *a_src;
-  *a_src = {NUV_MESSAGEDATA_NONE, userlib::empty_block()};
-  userlib::release_block(old.m_oData);
+  const MessageData empty = {NUV_MESSAGEDATA_NONE, userlib::empty_block()};
+  userlib::release_block(userlib::replace(*a_this, a_src, empty).m_oData);
 }
