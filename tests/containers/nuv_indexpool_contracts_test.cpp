@@ -22,86 +22,179 @@ constexpr char kBelowSize[] = "NUV_IndexPool_size( a_this) > a_index";
 constexpr char kIsTaken[] = "NUV_IndexPool_occupied( a_this, a_index) == 1";
 constexpr char kIsFree[] = "NUV_IndexPool_occupied( a_this, a_index) == 0";
 
+const Report kNotBelowSize = require_report(kFile, kBelowSize);
+const Report kNoIndex = ensure_report(kFile, "a_this->m_uSize > index");
+const Report kNotTaken = ensure_report(kFile, "NUV_IndexPool_occupied( a_this, index)");
+const Report kNotTakenByIndex = ensure_report(kFile, "NUV_IndexPool_occupied( a_this, a_index)");
+
 using Row = support::Violation<IndexPool>;
 
-// The pool has ten indices, of which 3 is taken.
-class IndexPoolContracts : public ::testing::TestWithParam<Row> {};
-
-TEST_P(IndexPoolContracts, AreReportedAndLeaveAWorkingPool) {
-  ContractRecorder contracts;
-  IndexPool pool;
-  NUV_IndexPool_construct(&pool, 10);
-  NUV_IndexPool_occupyIndex(&pool, 3);
-
-  GetParam().violate(pool);
-  EXPECT_EQ(contracts.take(), GetParam().reports);
-
-  while (NUV_IndexPool_available(&pool) == 1) {
-    EXPECT_LT(NUV_IndexPool_occupy(&pool), 10U);
-  }
-  EXPECT_EQ(NUV_IndexPool_busy(&pool), 10U);
-  NUV_IndexPool_release(&pool, 7);
-  EXPECT_EQ(NUV_IndexPool_occupy(&pool), 7U);
-  NUV_IndexPool_destruct(&pool);
-}
-
 void fill(IndexPool& pool) {
-  while (NUV_IndexPool_available(&pool) == 1) {
+  while (NUV_IndexPool_free(&pool) != 0) {
     NUV_IndexPool_occupy(&pool);
   }
 }
 
+// The pool has ten indices, of which 3 is taken, and so two bytes of bits.
+class IndexPoolContracts : public ::testing::TestWithParam<Row> {
+ protected:
+  IndexPoolContracts() {
+    NUV_IndexPool_construct(&pool_, 10);
+    NUV_IndexPool_occupyIndex(&pool_, 3);
+  }
+  ~IndexPoolContracts() override { NUV_IndexPool_destruct(&pool_); }
+
+  // Whatever became of the pool: no operation leaves the bits or searches for ever.
+  void expect_harmless() {
+    for (int i = 0; i < 20; ++i) {
+      NUV_IndexPool_occupy(&pool_);
+    }
+    EXPECT_EQ(NUV_IndexPool_occupy(&pool_), 10U) << "all bits are set";
+    for (const uint32_t index : {0U, 9U, 10U, 15U, 16U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
+      NUV_IndexPool_release(&pool_, index);
+      EXPECT_EQ(NUV_IndexPool_occupied(&pool_, index), 0);
+      NUV_IndexPool_occupyIndex(&pool_, index);
+      EXPECT_EQ(NUV_IndexPool_occupied(&pool_, index), index < 16 ? 1 : 0);
+    }
+    contracts_.take();
+  }
+
+  ContractRecorder contracts_;
+  IndexPool pool_;
+};
+
+TEST_P(IndexPoolContracts, AreReportedAndCarriedOn) {
+  GetParam().violate(pool_);
+  EXPECT_EQ(contracts_.take(), GetParam().reports);
+  expect_harmless();
+}
+
+void expect_state(const IndexPool& pool, uint32_t free, uint8_t first_byte, uint8_t second_byte) {
+  EXPECT_EQ(pool.m_uSize, 10U);
+  EXPECT_EQ(pool.m_uFree, free);
+  EXPECT_EQ(pool.m_pPool[0], first_byte);
+  EXPECT_EQ(pool.m_pPool[1], second_byte);
+}
+
 const Row kRows[] = {
-    {"occupiedOfAnIndexPastTheEnd",
-     [](IndexPool& pool) { EXPECT_EQ(NUV_IndexPool_occupied(&pool, 10), 0); },
-     {require_report(kFile, kBelowSize)}},
+    {"occupiedOfASpareBit",
+     [](IndexPool& pool) {
+       EXPECT_EQ(NUV_IndexPool_occupied(&pool, 10), 0);
+       pool.m_pPool[1] = 0x04;
+       EXPECT_EQ(NUV_IndexPool_occupied(&pool, 10), 1);
+     },
+     {kNotBelowSize, kNotBelowSize}},
+    {"occupiedBehindTheBits",
+     [](IndexPool& pool) { EXPECT_EQ(NUV_IndexPool_occupied(&pool, 16), 0); },
+     {kNotBelowSize}},
+    // The search finds the first spare bit, which is taken then: so the last check holds.
     {"occupyWhenExhausted",
      [](IndexPool& pool) {
        fill(pool);
        EXPECT_EQ(NUV_IndexPool_occupy(&pool), 10U);
+       expect_state(pool, 0xFFFFFFFF, 0xFF, 0x07);
+       EXPECT_EQ(NUV_IndexPool_busy(&pool), 11U);
+       EXPECT_EQ(NUV_IndexPool_available(&pool), 1);
      },
-     {require_report(kFile, kHasRoom), ensure_report(kFile, "a_this->m_uSize > index"),
-      require_report(kFile, kBelowSize), ensure_report(kFile, "NUV_IndexPool_occupied( a_this, index)")}},
-    {"occupyIndexPastTheEnd",
-     [](IndexPool& pool) { NUV_IndexPool_occupyIndex(&pool, 10); },
-     {require_report(kFile, kBelowSize), require_report(kFile, kBelowSize), require_report(kFile, kBelowSize),
-      ensure_report(kFile, "NUV_IndexPool_occupied( a_this, a_index)")}},
+     {require_report(kFile, kHasRoom), kNoIndex, kNotBelowSize}},
+    {"occupyAfterTheCountHasWrapped",
+     [](IndexPool& pool) {
+       fill(pool);
+       NUV_IndexPool_occupy(&pool);
+       EXPECT_EQ(NUV_IndexPool_occupy(&pool), 11U);
+       expect_state(pool, 0xFFFFFFFE, 0xFF, 0x0F);
+     },
+     {require_report(kFile, kHasRoom), kNoIndex, kNotBelowSize, kNoIndex, kNotBelowSize}},
+    // The count alone says that there is none.
+    {"occupyWhatTheCountDoesNotKnow",
+     [](IndexPool& pool) {
+       pool.m_uFree = 0;
+       EXPECT_EQ(NUV_IndexPool_occupy(&pool), 0U);
+       expect_state(pool, 0xFFFFFFFF, 0x09, 0x00);
+     },
+     {require_report(kFile, kHasRoom)}},
+    // There is no bit to take.
+    {"occupyWhenAllBitsAreSet",
+     [](IndexPool& pool) {
+       pool.m_pPool[0] = 0xFF;
+       pool.m_pPool[1] = 0xFF;
+       EXPECT_EQ(NUV_IndexPool_occupy(&pool), 10U);
+       expect_state(pool, 9, 0xFF, 0xFF);
+     },
+     {kNoIndex, kNotBelowSize}},
+    {"occupyIndexOfASpareBit",
+     [](IndexPool& pool) {
+       NUV_IndexPool_occupyIndex(&pool, 15);
+       expect_state(pool, 8, 0x08, 0x80);
+     },
+     {kNotBelowSize, kNotBelowSize, kNotBelowSize}},
+    {"occupyIndexOfASpareBitTwice",
+     [](IndexPool& pool) {
+       NUV_IndexPool_occupyIndex(&pool, 15);
+       NUV_IndexPool_occupyIndex(&pool, 15);
+       expect_state(pool, 7, 0x08, 0x80);
+     },
+     {kNotBelowSize, kNotBelowSize, kNotBelowSize, kNotBelowSize, kNotBelowSize, require_report(kFile, kIsFree),
+      kNotBelowSize}},
+    {"occupyIndexBehindTheBits",
+     [](IndexPool& pool) {
+       NUV_IndexPool_occupyIndex(&pool, 16);
+       expect_state(pool, 9, 0x08, 0x00);
+     },
+     {kNotBelowSize, kNotBelowSize, kNotBelowSize, kNotTakenByIndex}},
     {"occupyIndexTwice",
      [](IndexPool& pool) {
        NUV_IndexPool_occupyIndex(&pool, 3);
-       EXPECT_EQ(NUV_IndexPool_busy(&pool), 1U);
+       expect_state(pool, 8, 0x08, 0x00);
      },
      {require_report(kFile, kIsFree)}},
     {"releaseAFreeIndex",
      [](IndexPool& pool) {
        NUV_IndexPool_release(&pool, 4);
-       EXPECT_EQ(NUV_IndexPool_free(&pool), 9U);
+       expect_state(pool, 10, 0x08, 0x00);
      },
      {require_report(kFile, kIsTaken)}},
-    {"releasePastTheEnd",
+    {"releaseMoreThanThereAre",
+     [](IndexPool& pool) {
+       NUV_IndexPool_release(&pool, 3);
+       NUV_IndexPool_release(&pool, 3);
+       expect_state(pool, 11, 0x00, 0x00);
+       EXPECT_EQ(NUV_IndexPool_busy(&pool), 0xFFFFFFFFU);
+     },
+     {require_report(kFile, kIsTaken)}},
+    {"releaseAFreeSpareBit",
+     [](IndexPool& pool) {
+       NUV_IndexPool_release(&pool, 10);
+       expect_state(pool, 10, 0x08, 0x00);
+     },
+     {kNotBelowSize, kNotBelowSize, require_report(kFile, kIsTaken), kNotBelowSize}},
+    {"releaseATakenSpareBit",
+     [](IndexPool& pool) {
+       pool.m_pPool[1] = 0xFC;
+       NUV_IndexPool_release(&pool, 10);
+       expect_state(pool, 10, 0x08, 0xF8);
+     },
+     {kNotBelowSize, kNotBelowSize, kNotBelowSize}},
+    {"releaseBehindTheBits",
      [](IndexPool& pool) {
        NUV_IndexPool_release(&pool, 0xFFFFFFFF);
-       EXPECT_EQ(NUV_IndexPool_free(&pool), 9U);
+       expect_state(pool, 9, 0x08, 0x00);
      },
-     {require_report(kFile, kBelowSize), require_report(kFile, kBelowSize), require_report(kFile, kIsTaken),
-      require_report(kFile, kBelowSize)}},
+     {kNotBelowSize, kNotBelowSize, require_report(kFile, kIsTaken), kNotBelowSize}},
 };
 
 INSTANTIATE_TEST_SUITE_P(All, IndexPoolContracts, ::testing::ValuesIn(kRows), support::kNameOfRow);
 
-// A pool without indices, and one whose last byte is full, are exhausted in the same way.
-TEST(IndexPoolContractsOfSize, ExhaustedPoolsStayExhausted) {
-  for (const uint32_t size : {0U, 8U}) {
+// Without spare bits there is none to take: an exhausted pool stays exhausted.
+TEST(IndexPoolContractsOfSize, APoolWithoutSpareBitsGivesNothingWhenExhausted) {
+  for (const uint32_t size : {0U, 8U, 64U, 80U}) {
     SCOPED_TRACE(size);
     ContractRecorder contracts;
     IndexPool pool;
     NUV_IndexPool_construct(&pool, size);
     fill(pool);
     EXPECT_EQ(NUV_IndexPool_occupy(&pool), size);
-    EXPECT_EQ(
-        contracts.take(),
-        (Reports{require_report(kFile, kHasRoom), ensure_report(kFile, "a_this->m_uSize > index"),
-                 require_report(kFile, kBelowSize), ensure_report(kFile, "NUV_IndexPool_occupied( a_this, index)")}));
+    EXPECT_EQ(contracts.take(), (Reports{require_report(kFile, kHasRoom), kNoIndex, kNotBelowSize, kNotTaken}));
     EXPECT_EQ(NUV_IndexPool_free(&pool), 0U);
     EXPECT_EQ(NUV_IndexPool_busy(&pool), size);
     NUV_IndexPool_destruct(&pool);
@@ -136,21 +229,16 @@ TEST(IndexPoolContractsOfMemory, WithoutMemoryThePoolGivesNoIndex) {
   EXPECT_EQ(calls, 1);
 }
 
-// An index that is not free after its release is one that the pool does not have, so only a handler that makes the pool
-// larger meanwhile gets this far.
+// The bit has just been cleared, so only a handler that sets it again gets this far.
 TEST(IndexPoolContractsOfHandler, ReleaseLooksAtTheIndexOnceMore) {
   ContractRecorder contracts;
   IndexPool pool;
   NUV_IndexPool_construct(&pool, 10);
-  NUV_IndexPool_occupyIndex(&pool, 3);
-  pool.m_uSize = 3;
-  int reports = 0;
-  contracts.meddle([&](const Report&) { pool.m_uSize = ++reports < 4 ? 3 : 10; });
-  NUV_IndexPool_release(&pool, 3);
-  EXPECT_EQ(contracts.take(), (Reports{require_report(kFile, kBelowSize), require_report(kFile, kBelowSize),
-                                       require_report(kFile, kIsTaken), require_report(kFile, kBelowSize),
+  contracts.meddle([&](const Report&) { pool.m_pPool[1] = 0x04; });
+  NUV_IndexPool_release(&pool, 10);
+  EXPECT_EQ(contracts.take(), (Reports{kNotBelowSize, kNotBelowSize, kNotBelowSize,
                                        ensure_report(kFile, "NUV_IndexPool_occupied( a_this, a_index) == 0")}));
-  EXPECT_EQ(NUV_IndexPool_busy(&pool), 1U);
+  EXPECT_EQ(NUV_IndexPool_free(&pool), 11U);
   NUV_IndexPool_destruct(&pool);
 }
 

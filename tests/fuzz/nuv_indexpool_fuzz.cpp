@@ -1,4 +1,5 @@
-// An index pool, compared with a list of flags. The input is a sequence of operations, refused ones included.
+// An index pool, compared with a list of flags and a count. The input is a sequence of operations; those that break a
+// contract are carried on with.
 #include <algorithm>
 #include <vector>
 
@@ -12,53 +13,56 @@ namespace {
 
 class Twins {
  public:
-  explicit Twins(uint32_t size) : occupied_(size) { FUZZ_CHECK(NUV_IndexPool_construct(&pool_, size) == 1); }
+  explicit Twins(uint32_t size) : size_(size), free_(size), bits_((size + 7) / 8 * 8) {
+    FUZZ_CHECK(NUV_IndexPool_construct(&pool_, size) == 1);
+  }
   ~Twins() { NUV_IndexPool_destruct(&pool_); }
   Twins(const Twins&) = delete;
   Twins& operator=(const Twins&) = delete;
 
-  uint32_t size() const { return static_cast<uint32_t>(occupied_.size()); }
+  uint32_t size() const { return size_; }
 
   void occupy() {
-    const auto free = std::find(occupied_.begin(), occupied_.end(), false);
-    const auto expected = static_cast<uint32_t>(free - occupied_.begin());
+    const auto clear = std::find(bits_.begin(), bits_.end(), false);
+    const uint32_t expected = clear != bits_.end() ? static_cast<uint32_t>(clear - bits_.begin()) : size_;
     FUZZ_CHECK(NUV_IndexPool_occupy(&pool_) == expected);
-    contracts_.expect_refusal(free == occupied_.end());
-    if (free != occupied_.end()) {
-      *free = true;
+    contracts_.expect_refusal(free_ == 0 || expected >= size_);
+    if (clear != bits_.end()) {
+      *clear = true;
+      --free_;
     }
   }
 
   void occupy_index(uint32_t index) {
     NUV_IndexPool_occupyIndex(&pool_, index);
-    contracts_.expect_refusal(index >= size() || occupied_[index]);
-    if (index < size()) {
-      occupied_[index] = true;
+    contracts_.expect_refusal(index >= size_ || bits_[index]);
+    if (index < bits_.size()) {
+      bits_[index] = true;
+      --free_;
     }
   }
 
   void release(uint32_t index) {
     NUV_IndexPool_release(&pool_, index);
-    contracts_.expect_refusal(index >= size() || !occupied_[index]);
-    if (index < size()) {
-      occupied_[index] = false;
+    contracts_.expect_refusal(index >= size_ || !bits_[index]);
+    if (index < bits_.size()) {
+      bits_[index] = false;
+      ++free_;
     }
   }
 
   void ask(uint32_t index) {
-    FUZZ_CHECK(NUV_IndexPool_occupied(&pool_, index) == (index < size() && occupied_[index] ? 1 : 0));
-    contracts_.expect_refusal(index >= size());
+    FUZZ_CHECK(NUV_IndexPool_occupied(&pool_, index) == (index < bits_.size() && bits_[index] ? 1 : 0));
+    contracts_.expect_refusal(index >= size_);
   }
 
   void compare() {
-    const auto busy = static_cast<uint32_t>(std::count(occupied_.begin(), occupied_.end(), true));
-    FUZZ_CHECK(NUV_IndexPool_size(&pool_) == size());
-    FUZZ_CHECK(NUV_IndexPool_busy(&pool_) == busy);
-    FUZZ_CHECK(NUV_IndexPool_free(&pool_) == size() - busy);
-    FUZZ_CHECK(NUV_IndexPool_available(&pool_) == (busy < size() ? 1 : 0));
-    for (uint32_t i = 0; i < (size() + 7) / 8 * 8; ++i) {
-      const bool bit = (pool_.m_pPool[i / 8] >> i % 8 & 1) != 0;
-      FUZZ_CHECK(bit == (i < size() && occupied_[i]));
+    FUZZ_CHECK(NUV_IndexPool_size(&pool_) == size_);
+    FUZZ_CHECK(NUV_IndexPool_busy(&pool_) == size_ - free_);
+    FUZZ_CHECK(NUV_IndexPool_free(&pool_) == free_);
+    FUZZ_CHECK(NUV_IndexPool_available(&pool_) == (free_ > 0 ? 1 : 0));
+    for (uint32_t i = 0; i < bits_.size(); ++i) {
+      FUZZ_CHECK(((pool_.m_pPool[i / 8] >> i % 8 & 1) != 0) == bits_[i]);
     }
     contracts_.expect_refusal(false);
   }
@@ -66,7 +70,9 @@ class Twins {
  private:
   fuzz::Contracts contracts_;
   IndexPool pool_;
-  std::vector<bool> occupied_;
+  uint32_t size_;
+  uint32_t free_;           // may wrap
+  std::vector<bool> bits_;  // those of the indices, and the spare ones of the last byte
 };
 
 }  // namespace
@@ -77,7 +83,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Twins twins(input.flag() ? input.up_to(600) : input.up_to(20));
   while (!input.empty()) {
     const uint8_t operation = input.byte();
-    const uint32_t index = operation < 0x80 ? input.up_to(twins.size() + 1) : input.number();
+    const uint32_t index = operation < 0x80 ? input.up_to(twins.size() + 9) : input.number();
     switch (operation % 5) {
       case 0:
       case 1:

@@ -15,8 +15,10 @@
  *     NUV_IndexPool_destruct(&lines);
  *
  * Contracts are reported under "nuv_indexpool"; every operation first requires "((void *)0) != a_this". After an error
- * handler has returned, an operation that was refused changes nothing: an exhausted pool stays exhausted, and an index
- * that does not exist reads as free.
+ * handler has returned, an operation sets or clears the bit that it was told and counts, whatever the bit was before, and
+ * m_uFree may wrap. The bits of the last byte that no index has, the spare ones, are bits like any other. Where there is
+ * no bit at all (behind the last byte, and anywhere in a pool without memory), the index reads as free and nothing
+ * changes.
  */
 #ifndef NUV_INDEXPOOL_H
 #define NUV_INDEXPOOL_H
@@ -31,7 +33,7 @@ extern "C" {
 
 /** Read the fields if you like, but leave writing to the operations. busy indices = m_uSize - m_uFree. */
 typedef struct IndexPool {
-  uint8_t* m_pPool; /**< the bits, from malloc, owned by the pool; bits behind the last index stay 0 */
+  uint8_t* m_pPool; /**< the bits, from malloc, owned by the pool; spare ones of the last byte are 0 */
   uint32_t m_uSize; /**< number of indices */
   uint32_t m_uFree; /**< number of indices that nobody holds */
 } IndexPool;
@@ -39,7 +41,7 @@ typedef struct IndexPool {
 /**
  * NUV_IndexPool_construct makes a pool of a_size free indices (0 is allowed: such a pool is exhausted) and returns 1.
  * The bits come from malloc, not from the installable allocator. If malloc fails, it reports the class "null pointer"
- * with "NULL != a_this->m_pPool"; such a pool can be destructed, and occupying from it fails.
+ * with "NULL != a_this->m_pPool"; such a pool has no bits: it can be destructed, and occupying from it fails.
  */
 NUV_API int32_t NUV_IndexPool_construct(IndexPool* a_this, uint32_t a_size);
 
@@ -62,8 +64,8 @@ NUV_API int32_t NUV_IndexPool_available(const IndexPool* a_this);
 NUV_API int32_t NUV_IndexPool_occupied(const IndexPool* a_this, uint32_t a_index);
 
 /**
- * NUV_IndexPool_occupy occupies the lowest free index and returns it. Requires that one is available; a refused call
- * returns the pool's size, which is no index of it.
+ * NUV_IndexPool_occupy occupies the lowest free index and returns it. Requires that one is available. In an exhausted
+ * pool it takes and returns the first clear spare bit; when all bits are set, it takes nothing and returns the size.
  */
 NUV_API uint32_t NUV_IndexPool_occupy(IndexPool* a_this);
 

@@ -77,19 +77,15 @@ uint32_t NUV_IndexPool_occupy(IndexPool* a_this) {
 void NUV_IndexPool_occupyIndex(IndexPool* a_this, uint32_t a_index) {
   NUV_REQUIRE(((void *)0) != a_this);
   NUV_REQUIRE_TEXT(a_this->m_uSize > a_index, "NUV_IndexPool_size( a_this) > a_index");
-  const bool was_occupied = is_occupied(*a_this, a_index);
-  NUV_REQUIRE_TEXT(!was_occupied, "NUV_IndexPool_occupied( a_this, a_index) == 0");
-  if (!was_occupied && userlib::has_bit(*a_this, a_index)) {
-    userlib::set_occupied(*a_this, a_index);
-  }
+  NUV_REQUIRE_TEXT(!is_occupied(*a_this, a_index), "NUV_IndexPool_occupied( a_this, a_index) == 0");
+  userlib::set_occupied(*a_this, a_index);
   NUV_ENSURE_TEXT(is_occupied(*a_this, a_index), "NUV_IndexPool_occupied( a_this, a_index)");
 }
 
 void NUV_IndexPool_release(IndexPool* a_this, uint32_t a_index) {
   NUV_REQUIRE(((void *)0) != a_this);
   NUV_REQUIRE_TEXT(a_this->m_uSize > a_index, "NUV_IndexPool_size( a_this) > a_index");
-  const bool was_occupied = is_occupied(*a_this, a_index);
-  NUV_REQUIRE_TEXT(was_occupied, "NUV_IndexPool_occupied( a_this, a_index) == 1");
-  userlib::try_release(*a_this, a_index);
+  NUV_REQUIRE_TEXT(is_occupied(*a_this, a_index), "NUV_IndexPool_occupied( a_this, a_index) == 1");
+  userlib::set_free(*a_this, a_index);
   NUV_ENSURE_TEXT(!is_occupied(*a_this, a_index), "NUV_IndexPool_occupied( a_this, a_index) == 0");
 }

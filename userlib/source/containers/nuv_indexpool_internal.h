@@ -21,24 +21,36 @@ inline uint32_t byte_count(uint32_t size) {
   return size / kBitsPerByte + (size % kBitsPerByte != 0 ? 1 : 0);
 }
 
-// Tells whether the pool has a bit for the index. It has none past its size, nor any when malloc failed.
+// Tells whether there is a bit for the index: up to the end of the last byte, but none at all when malloc failed. Bits
+// behind the last index are 0 until an error handler that returned lets somebody take them.
 inline bool has_bit(const IndexPool& pool, uint32_t index) {
-  return index < pool.m_uSize && pool.m_pPool != nullptr;
+  return index / kBitsPerByte < byte_count(pool.m_uSize) && pool.m_pPool != nullptr;
 }
 
 inline bool is_set(const IndexPool& pool, uint32_t index) {
   return has_bit(pool, index) && (pool.m_pPool[index / kBitsPerByte] >> index % kBitsPerByte & 1) != 0;
 }
 
-// For an index that has a bit and is free.
+// Sets the index's bit and counts one free index less, whatever the bit was. Without a bit nothing happens.
 inline void set_occupied(IndexPool& pool, uint32_t index) {
-  pool.m_pPool[index / kBitsPerByte] |= bit_of(index);
-  --pool.m_uFree;
+  if (has_bit(pool, index)) {
+    pool.m_pPool[index / kBitsPerByte] |= bit_of(index);
+    --pool.m_uFree;
+  }
 }
 
-// Takes the lowest free index. Returns the size, and leaves it to NUV_IndexPool_occupy() to complain, when there is none.
+// Clears the index's bit and counts one free index more, whatever the bit was. Without a bit nothing happens.
+inline void set_free(IndexPool& pool, uint32_t index) {
+  if (has_bit(pool, index)) {
+    pool.m_pPool[index / kBitsPerByte] &= static_cast<uint8_t>(~bit_of(index));
+    ++pool.m_uFree;
+  }
+}
+
+// Takes the lowest clear bit, which lies behind the last index if all indices are taken. Returns the size, and changes
+// nothing, when there is none: it is left to NUV_IndexPool_occupy() to complain.
 inline uint32_t try_occupy(IndexPool& pool) {
-  if (pool.m_uFree == 0 || pool.m_pPool == nullptr) {
+  if (pool.m_pPool == nullptr) {
     return pool.m_uSize;
   }
   uint32_t byte = 0;
@@ -56,7 +68,6 @@ inline uint32_t try_occupy(IndexPool& pool) {
       }
     }
   }
-  // The bits behind the last index are always 0, so the last byte may offer one of them: that is no index.
   const uint32_t bytes = byte_count(pool.m_uSize);
   while (byte < bytes && pool.m_pPool[byte] == 0xFF) {
     ++byte;
@@ -65,9 +76,6 @@ inline uint32_t try_occupy(IndexPool& pool) {
     return pool.m_uSize;
   }
   const uint32_t index = byte * kBitsPerByte + static_cast<uint32_t>(std::countr_one(pool.m_pPool[byte]));
-  if (index >= pool.m_uSize) {
-    return pool.m_uSize;
-  }
   set_occupied(pool, index);
   return index;
 }
@@ -77,8 +85,7 @@ inline bool try_release(IndexPool& pool, uint32_t index) {
   if (!is_set(pool, index)) {
     return false;
   }
-  pool.m_pPool[index / kBitsPerByte] &= static_cast<uint8_t>(~bit_of(index));
-  ++pool.m_uFree;
+  set_free(pool, index);
   return true;
 }
 
