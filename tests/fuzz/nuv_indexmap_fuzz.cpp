@@ -1,7 +1,8 @@
-// An index map, compared with a list of optional pairs. The input is a sequence of operations, refused ones included.
+// An index map, compared with a list of entries and a count. The input is a sequence of operations; those that break a
+// contract are carried on with.
 #include <algorithm>
 #include <memory>
-#include <optional>
+#include <utility>
 #include <vector>
 
 #include "doubles.h"
@@ -12,16 +13,19 @@
 
 namespace {
 
-struct Pair {
-  int32_t key;
-  uint32_t value;
+struct Entry {
+  bool is_used = false;
+  int32_t key = 0;
+  uint32_t value = 0;
 };
 
 class Twins {
  public:
   // With or without a store for so many pairs.
   Twins(uint32_t size, bool has_store)
-      : store_(has_store && size > 0 ? new IndexMapEntry[size] : nullptr), entries_(store_ != nullptr ? size : 0) {
+      : store_(has_store && size > 0 ? new IndexMapEntry[size] : nullptr),
+        size_(size),
+        entries_(store_ != nullptr ? size : 0) {
     FUZZ_CHECK(NUV_IndexMap_construct(&map_, store_.get(), size) == 1);
     contracts_.expect_refusal(size != entries_.size());
   }
@@ -29,33 +33,30 @@ class Twins {
   Twins(const Twins&) = delete;
   Twins& operator=(const Twins&) = delete;
 
-  uint32_t size() const { return static_cast<uint32_t>(entries_.size()); }
+  uint32_t size() const { return size_; }
 
   void insert(int32_t key, uint32_t value) {
-    const auto free =
-        std::find_if(entries_.begin(), entries_.end(), [](const auto& entry) { return !entry.has_value(); });
-    const bool refused = free == entries_.end() || find(key) != size();
-    const auto expected = refused ? size() : static_cast<uint32_t>(free - entries_.begin());
-    FUZZ_CHECK(NUV_IndexMap_insert(&map_, key, value) == expected);
-    contracts_.expect_refusal(refused);
-    if (!refused) {
-      *free = Pair{key, value};
+    const auto free = std::find_if(entries_.begin(), entries_.end(), [](const auto& entry) { return !entry.is_used; });
+    const bool has_room = free != entries_.end();
+    FUZZ_CHECK(NUV_IndexMap_insert(&map_, key, value) ==
+               (has_room ? static_cast<uint32_t>(free - entries_.begin()) : size_));
+    contracts_.expect_refusal(count_ >= size_ || find(key) != size_ || !has_room);
+    if (has_room) {
+      *free = {true, key, value};
+      ++count_;
     }
   }
 
   void remove(uint32_t position) {
     NUV_IndexMap_remove(&map_, position);
-    contracts_.expect_refusal(!is_used(position));
-    if (is_used(position)) {
-      entries_[position].reset();
-    }
+    contracts_.expect_refusal(remove_from_model(position));
   }
 
   void look_up(int32_t key) {
     const uint32_t position = find(key);
     FUZZ_CHECK(NUV_IndexMap_find(&map_, key) == position);
     contracts_.expect_refusal(false);
-    FUZZ_CHECK(NUV_IndexMap_at(&map_, key) == (is_used(position) ? entries_[position]->value : 0));
+    FUZZ_CHECK(NUV_IndexMap_at(&map_, key) == (is_used(position) ? entries_[position].value : 0));
     contracts_.expect_refusal(!is_used(position));
   }
 
@@ -63,63 +64,77 @@ class Twins {
   void change(uint32_t position, uint32_t value) {
     IndexMapPair* pair = NUV_IndexMap_get(&map_, position);
     contracts_.expect_refusal(!is_used(position));
-    FUZZ_CHECK((pair != nullptr) == (position < size()));
-    if (is_used(position)) {
-      FUZZ_CHECK(pair->m_iKey == entries_[position]->key && pair->m_uValue == entries_[position]->value);
+    FUZZ_CHECK((pair != nullptr) == (position < entries_.size()));
+    if (pair != nullptr) {
+      FUZZ_CHECK(pair->m_iKey == entries_[position].key && pair->m_uValue == entries_[position].value);
       pair->m_uValue = value;
-      entries_[position]->value = value;
+      entries_[position].value = value;
     }
   }
 
   void next(uint32_t position) {
-    const uint32_t expected = position < size() ? first_used(position + 1) : size();
+    const uint32_t expected = position < size_ ? first_used(position + 1) : size_;
     FUZZ_CHECK(NUV_IndexMap_next(&map_, position) == expected);
-    contracts_.expect_refusal(position >= size());
+    contracts_.expect_refusal(position >= size_);
   }
 
   void clear() {
     NUV_IndexMap_clear(&map_);
-    std::fill(entries_.begin(), entries_.end(), std::nullopt);
+    bool refused = false;
+    for (uint32_t i = first_used(0); i != size_; i = first_used(i)) {
+      refused |= remove_from_model(i);
+    }
+    contracts_.expect_refusal(refused || count_ != 0);
   }
 
   void compare() {
-    const auto used = static_cast<uint32_t>(
-        std::count_if(entries_.begin(), entries_.end(), [](const auto& entry) { return entry.has_value(); }));
-    FUZZ_CHECK(NUV_IndexMap_size(&map_) == used);
-    FUZZ_CHECK(NUV_IndexMap_maxSize(&map_) == size());
-    FUZZ_CHECK(NUV_IndexMap_empty(&map_) == (used == 0 ? 1 : 0));
-    FUZZ_CHECK(NUV_IndexMap_end(&map_) == size());
+    FUZZ_CHECK(NUV_IndexMap_size(&map_) == count_);
+    FUZZ_CHECK(NUV_IndexMap_maxSize(&map_) == size_);
+    FUZZ_CHECK(NUV_IndexMap_empty(&map_) == (count_ == 0 ? 1 : 0));
+    FUZZ_CHECK(NUV_IndexMap_end(&map_) == size_);
     uint32_t expected = first_used(0);
     for (uint32_t i = NUV_IndexMap_begin(&map_); i != NUV_IndexMap_end(&map_); i = NUV_IndexMap_next(&map_, i)) {
       FUZZ_CHECK(i == expected);
       FUZZ_CHECK(store_[i].m_bUsed == 1);
-      FUZZ_CHECK(store_[i].m_oPair.m_iKey == entries_[i]->key && store_[i].m_oPair.m_uValue == entries_[i]->value);
+      FUZZ_CHECK(store_[i].m_oPair.m_iKey == entries_[i].key && store_[i].m_oPair.m_uValue == entries_[i].value);
       expected = first_used(i + 1);
     }
-    FUZZ_CHECK(expected == size());
+    FUZZ_CHECK(expected == size_);
     contracts_.expect_refusal(false);
   }
 
  private:
-  bool is_used(uint32_t position) const { return position < size() && entries_[position].has_value(); }
+  bool is_used(uint32_t position) const { return position < entries_.size() && entries_[position].is_used; }
+
+  // Tells whether that breaks a contract.
+  bool remove_from_model(uint32_t position) {
+    if (position >= entries_.size()) {
+      return true;
+    }
+    const bool was_used = std::exchange(entries_[position].is_used, false);
+    --count_;
+    return !was_used || find(entries_[position].key) != size_;
+  }
 
   uint32_t first_used(uint32_t position) const {
-    while (position < size() && !entries_[position]) {
+    while (position < entries_.size() && !entries_[position].is_used) {
       ++position;
     }
-    return position;
+    return position < entries_.size() ? position : size_;
   }
 
   uint32_t find(int32_t key) const {
-    const auto found =
-        std::find_if(entries_.begin(), entries_.end(), [key](const auto& entry) { return entry && entry->key == key; });
-    return static_cast<uint32_t>(found - entries_.begin());
+    const auto found = std::find_if(entries_.begin(), entries_.end(),
+                                    [key](const auto& entry) { return entry.is_used && entry.key == key; });
+    return found != entries_.end() ? static_cast<uint32_t>(found - entries_.begin()) : size_;
   }
 
   fuzz::Contracts contracts_;
   std::unique_ptr<IndexMapEntry[]> store_;
   IndexMap map_;
-  std::vector<std::optional<Pair>> entries_;
+  uint32_t size_;
+  uint32_t count_ = 0;  // may wrap
+  std::vector<Entry> entries_;
 };
 
 }  // namespace

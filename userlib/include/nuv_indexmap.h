@@ -18,7 +18,8 @@
  *
  * Iterators are positions from 0 to the capacity; the capacity itself is the end iterator. Contracts are reported under
  * "nuv_indexmap"; every operation first requires "((void *)0) != a_this". After an error handler has returned, an
- * operation that was refused changes nothing, and a position that does not exist reads as unused.
+ * operation carries on with what there is: a key may then be there twice, and m_uCount may wrap. A position without an
+ * entry (behind the end, and anywhere in a map with a size but no store) reads as unused, and nothing changes there.
  */
 #ifndef NUV_INDEXMAP_H
 #define NUV_INDEXMAP_H
@@ -39,7 +40,7 @@ typedef struct IndexMapPair {
 
 /** One entry of the caller's array. The operations write it. */
 typedef struct IndexMapEntry {
-  uint8_t m_bUsed;      /**< 1: holds a pair, 0: free */
+  uint8_t m_bUsed;      /**< 1: holds a pair, 0: free; any other number: a pair that get and remove complain about */
   IndexMapPair m_oPair; /**< the pair; left over from the last one while the entry is free */
 } IndexMapEntry;
 
@@ -53,8 +54,7 @@ typedef struct IndexMap {
 /**
  * NUV_IndexMap_construct makes an empty map over the a_size entries at a_store, which it clears, and returns 1. The
  * array stays the caller's and must live as long as the map. Without a store the size is 0, a map that is always full.
- * Requires
- * "( 0 != a_size) == ( ((void *)0) != a_store)"; a size without a store counts as 0. Ensures
+ * Requires "( 0 != a_size) == ( ((void *)0) != a_store)". Ensures
  * "NUV_IndexMap_size( a_this) == 0", "NUV_IndexMap_maxSize( a_this) == a_size", "NUV_IndexMap_empty( a_this) == 1" and
  * "NUV_IndexMap_end( a_this) == NUV_IndexMap_begin( a_this)".
  */
@@ -80,7 +80,8 @@ NUV_API uint32_t NUV_IndexMap_end(const IndexMap* a_this);
 
 /**
  * NUV_IndexMap_next returns the position of the first pair behind a_iterator, or the end iterator if there is none. The
- * entry at a_iterator need not be in use. Requires "NUV_IndexMap_end( a_this) > a_iterator".
+ * entry at a_iterator need not be in use. Requires "NUV_IndexMap_end( a_this) > a_iterator"; behind the end there is
+ * none.
  */
 NUV_API uint32_t NUV_IndexMap_next(const IndexMap* a_this, uint32_t a_iterator);
 
@@ -89,8 +90,8 @@ NUV_API uint32_t NUV_IndexMap_find(const IndexMap* a_this, int32_t a_key);
 
 /**
  * NUV_IndexMap_get returns the pair at a_iterator, in the caller's array: valid until it is removed. Requires
- * "NUV_IndexMap_end( a_this) > a_iterator" and "1 == a_this->m_rgMap[a_iterator].m_bUsed"; at a position that does not
- * exist it returns null.
+ * "NUV_IndexMap_end( a_this) > a_iterator" and "1 == a_this->m_rgMap[a_iterator].m_bUsed"; for a position without an
+ * entry it returns null.
  */
 NUV_API IndexMapPair* NUV_IndexMap_get(const IndexMap* a_this, uint32_t a_iterator);
 
@@ -103,16 +104,17 @@ NUV_API uint32_t NUV_IndexMap_at(const IndexMap* a_this, int32_t a_key);
 /**
  * NUV_IndexMap_insert puts a new pair into the lowest free position and returns that. Requires room,
  * "NUV_IndexMap_size( a_this) < NUV_IndexMap_maxSize( a_this)", and a key that is not there yet,
- * "NUV_IndexMap_end( a_this) == NUV_IndexMap_find( a_this, a_key)"; a refused call returns the end iterator. Checks
- * "i < a_this->m_uMapSize"; ensures "NUV_IndexMap_end( a_this) != NUV_IndexMap_find( a_this, a_key)" and
- * "NUV_IndexMap_size( a_this) == ( oldsize + 1)".
+ * "NUV_IndexMap_end( a_this) == NUV_IndexMap_find( a_this, a_key)". Checks "i < a_this->m_uMapSize"; ensures
+ * "NUV_IndexMap_end( a_this) != NUV_IndexMap_find( a_this, a_key)" and "NUV_IndexMap_size( a_this) == ( oldsize + 1)".
+ * Where no entry is free, nothing is inserted and the end iterator is returned.
  */
 NUV_API uint32_t NUV_IndexMap_insert(IndexMap* a_this, int32_t a_key, uint32_t a_value);
 
 /**
  * NUV_IndexMap_remove takes the pair at a_iterator out of the map. Requires "NUV_IndexMap_end( a_this) > a_iterator"
  * and "1 == a_this->m_rgMap[a_iterator].m_bUsed"; ensures "NUV_IndexMap_end( a_this) == NUV_IndexMap_find( a_this,
- * key)" and "NUV_IndexMap_size( a_this) == ( oldsize - 1)".
+ * key)" and "NUV_IndexMap_size( a_this) == ( oldsize - 1)". A free entry counts as removed once more, with the key that
+ * it was left with.
  */
 NUV_API void NUV_IndexMap_remove(IndexMap* a_this, uint32_t a_iterator);
 
