@@ -1,6 +1,7 @@
 // Every check of the certificate name matching, violated while the error handler returns.
 #include <gtest/gtest.h>
 
+#include <string>
 
 #include "doubles/contract_recorder.h"
 #include "doubles/violation.h"
@@ -18,7 +19,7 @@ constexpr char kNeedle[] = "((void *)0) != a_src";
 constexpr char kValue[] = "((void *)0) != a_AttrValue";
 constexpr char kItem[] = "((void *)0) != a_Attr";
 
-// What the functions write to, and what must still be there when they had nothing to work on.
+// What the functions read from and write to.
 struct Room {
   char needle[16] = "CN=a,C=b";
   char* items[2] = {};
@@ -30,24 +31,50 @@ using Row = support::Violation<Room>;
 
 class CertContracts : public ::testing::TestWithParam<Row> {};
 
-TEST_P(CertContracts, AreReportedAndNothingIsWritten) {
+TEST_P(CertContracts, AreReportedAndCarriedOn) {
   ContractRecorder contracts;
   Room room;
 
   GetParam().violate(room);
   EXPECT_EQ(contracts.take(), GetParam().reports);
 
-  EXPECT_STREQ(room.needle, "CN=a,C=b");
   EXPECT_EQ(room.items[0], nullptr);
   EXPECT_STREQ(room.value, "unchanged");
+}
+
+// The needle as it lies in the room after a split, its end included.
+std::string needle_in(const Room& room) {
+  return {room.needle, 9};
 }
 
 const Row kRows[] = {
     {"splitNeedleOfNothing",
      [](Room& room) { EXPECT_EQ(NUV_Cert_splitNeedle(room.items, 2, nullptr, ','), -2); },
      {require_report(kFile, kNeedle)}},
+    // The items end where they do, and are counted; only nobody gets their addresses.
     {"splitNeedleIntoNothing",
-     [](Room& room) { EXPECT_EQ(NUV_Cert_splitNeedle(nullptr, 2, room.needle, ','), -3); },
+     [](Room& room) {
+       EXPECT_EQ(NUV_Cert_splitNeedle(nullptr, 2, room.needle, ','), 2);
+       EXPECT_EQ(needle_in(room), std::string("CN=a\0C=b\0", 9));
+     },
+     {require_report(kFile, kItems)}},
+    {"splitNeedleIntoNothingWithTooManyItems",
+     [](Room& room) {
+       EXPECT_EQ(NUV_Cert_splitNeedle(nullptr, 1, room.needle, ','), -3);
+       EXPECT_EQ(needle_in(room), std::string("CN=a\0C=b\0", 9));
+     },
+     {require_report(kFile, kItems)}},
+    {"splitNeedleIntoNothingAtAll",
+     [](Room& room) {
+       EXPECT_EQ(NUV_Cert_splitNeedle(nullptr, 0, room.needle, ','), -3);
+       EXPECT_EQ(needle_in(room), std::string("CN=a,C=b\0", 9));
+     },
+     {require_report(kFile, kItems)}},
+    {"splitAnEmptyNeedleIntoNothing",
+     [](Room&) {
+       char empty[] = "";
+       EXPECT_EQ(NUV_Cert_splitNeedle(nullptr, 2, empty, ','), -2);
+     },
      {require_report(kFile, kItems)}},
     {"splitNeedleOfNothingIntoNothing",
      [](Room&) { EXPECT_EQ(NUV_Cert_splitNeedle(nullptr, 2, nullptr, ','), -2); },
@@ -58,9 +85,28 @@ const Row kRows[] = {
        EXPECT_EQ(room.nid, -1);
      },
      {require_report(kFile, kItem)}},
+    // The item is taken apart all the same.
     {"splitAttributeWithoutRoomForTheValue",
      [](Room& room) {
-       EXPECT_EQ(NUV_Cert_splitAttribute(&room.nid, nullptr, "CN=a"), -1);
+       EXPECT_EQ(NUV_Cert_splitAttribute(&room.nid, nullptr, "CN=\"a\\\\b\""), 0);
+       EXPECT_EQ(room.nid, 13);
+     },
+     {require_report(kFile, kValue)}},
+    {"splitAttributeWithoutRoomAndEquals",
+     [](Room& room) {
+       EXPECT_EQ(NUV_Cert_splitAttribute(&room.nid, nullptr, "Org=x"), -3);
+       EXPECT_EQ(room.nid, 17);
+     },
+     {require_report(kFile, kValue)}},
+    {"splitAttributeWithoutRoomOfAMisplacedBackslash",
+     [](Room& room) {
+       EXPECT_EQ(NUV_Cert_splitAttribute(&room.nid, nullptr, "C=a\\b"), -3);
+       EXPECT_EQ(room.nid, 14);
+     },
+     {require_report(kFile, kValue)}},
+    {"splitAttributeWithoutRoomOfAnUnknownOne",
+     [](Room& room) {
+       EXPECT_EQ(NUV_Cert_splitAttribute(&room.nid, nullptr, "E=x"), -1);
        EXPECT_EQ(room.nid, -1);
      },
      {require_report(kFile, kValue)}},

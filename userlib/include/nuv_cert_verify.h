@@ -31,7 +31,7 @@
  *     -3   syntax error: a misplaced backslash, no "=" behind the attribute, or too many items
  *
  * Contracts are reported under "nuv_cert_verify"; after an error handler has returned, a null text counts as an empty
- * one. A library that was configured with USERLIB_CERT=OFF has none of these functions.
+ * one, and where there is no place for a result, the text is split and read all the same. A library that was configured with USERLIB_CERT=OFF has none of these functions.
  */
 #ifndef NUV_CERT_VERIFY_H
 #define NUV_CERT_VERIFY_H
@@ -69,8 +69,7 @@ NUV_API int32_t NUV_Cert_splitNeedle(char** a_dest, uint32_t a_maxdest, char* a_
  *
  * Returns 0; -2 for nothing but blanks; -1 for an unknown attribute; -3 for a missing "=", for a backslash outside
  * quotes and for one that ends the item. A value is written only if there is an "=", and is empty after a misplaced
- * backslash. Requires "((void *)0) != a_AttrValue" and
- * "((void *)0) != a_Attr".
+ * backslash. Requires "((void *)0) != a_AttrValue" and "((void *)0) != a_Attr".
  */
 NUV_API int32_t NUV_Cert_splitAttribute(int32_t* a_nid, char* a_AttrValue, const char* a_Attr);
 

@@ -18,8 +18,8 @@
  *     }
  *
  * Contracts are reported under "nuv_convert". Every function but NUV_Convert_split() requires "((void *)0) != a_dest",
- * then "((void *)0) != a_src"; after an error handler has returned, a null pointer makes the conversion reject the
- * text. All may be called from callbacks.
+ * then "((void *)0) != a_src". After an error handler has returned, a null text counts as an empty one, and a conversion
+ * without a destination returns 0. All may be called from callbacks.
  */
 #ifndef NUV_CONVERT_H
 #define NUV_CONVERT_H
@@ -77,7 +77,8 @@ NUV_API int32_t NUV_Convert_bool(uint8_t* a_dest, const char* a_src);
  * a_maxdest fields are stored, the last one holds the whole rest of the text, separators included.
  *
  * With a_maxdest 0, and then only, a_dest is null: nothing is touched, and the result is 0. Requires
- * "( ((void *)0) == a_dest) == ( 0 == a_maxdest)", then "((void *)0) != a_src"; a refused call returns 0.
+ * "( ((void *)0) == a_dest) == ( 0 == a_maxdest)", then "((void *)0) != a_src". Without an array for them, the fields are
+ * cut and counted all the same; a null text has none.
  */
 NUV_API uint32_t NUV_Convert_split(char** a_dest, uint32_t a_maxdest, char* a_src, char a_separator);
 

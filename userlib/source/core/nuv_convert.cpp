@@ -171,20 +171,17 @@ int32_t NUV_Convert_bool(uint8_t* a_dest, const char* a_src) {
 uint32_t NUV_Convert_split(char** a_dest, uint32_t a_maxdest, char* a_src, char a_separator) {
   NUV_REQUIRE(( ((void *)0) == a_dest) == ( 0 == a_maxdest));
   NUV_REQUIRE(((void *)0) != a_src);
-  if (a_dest == nullptr || a_maxdest == 0 || a_src == nullptr) {
-    return 0;
-  }
-  uint32_t count = 1;
-  a_dest[0] = a_src;
-  // The last field that there is room for keeps its separators.
-  while (count < a_maxdest) {
-    char* separator = find_separator(a_dest[count - 1], a_separator);
-    if (separator == nullptr) {
-      break;
+  uint32_t count = 0;
+  for (char* field = a_src; field != nullptr && count < a_maxdest; ++count) {
+    if (a_dest != nullptr) {
+      a_dest[count] = field;
     }
-    *separator = '\0';
-    a_dest[count] = separator + 1;
-    ++count;
+    // The last field that there is room for keeps its separators.
+    char* separator = count + 1 < a_maxdest ? find_separator(field, a_separator) : nullptr;
+    if (separator != nullptr) {
+      *separator++ = '\0';
+    }
+    field = separator;
   }
   return count;
 }

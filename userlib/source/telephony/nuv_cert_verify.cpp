@@ -69,9 +69,12 @@ char* end_of_item(char* text, char separator) {
   return text;
 }
 
-int32_t split(std::span<char*> items, char* text, char separator) {
-  for (uint32_t i = 0; i < items.size(); ++i) {
-    items[i] = text;
+// Without an array for them, which only a returning error handler lets in, the items are ended and counted all the same.
+int32_t split(char** items, uint32_t most, char* text, char separator) {
+  for (uint32_t i = 0; i < most; ++i) {
+    if (items != nullptr) {
+      items[i] = text;
+    }
     char* const end = end_of_item(text, separator);
     if (end == nullptr) {
       return kSyntaxError;
@@ -84,6 +87,13 @@ int32_t split(std::span<char*> items, char* text, char separator) {
     text += strspn(text, " ");
   }
   return kSyntaxError;  // one more item than there is room for
+}
+
+// Without a buffer, which only a returning error handler lets in, the value is read all the same.
+void put(char*& value, char c) {
+  if (value != nullptr) {
+    *value++ = c;
+  }
 }
 
 // Copies a value without its quotes. The copy is never longer than the text.
@@ -100,9 +110,9 @@ bool unquote(char* value, const char* text) {
         return false;
       }
     }
-    *value++ = *text;
+    put(value, *text);
   }
-  *value = '\0';
+  put(value, '\0');
   return true;
 }
 
@@ -113,7 +123,7 @@ int32_t parse_item(int32_t& nid, char* value, const char* item) {
     return kEmpty;
   }
   const Attribute* const attribute = find_attribute(item);
-  if (attribute == nullptr || value == nullptr) {
+  if (attribute == nullptr) {
     return kNoMatch;
   }
   nid = attribute->nid;
@@ -122,7 +132,7 @@ int32_t parse_item(int32_t& nid, char* value, const char* item) {
     return kSyntaxError;
   }
   if (!unquote(value, item + 1)) {
-    *value = '\0';
+    put(value, '\0');
     return kSyntaxError;
   }
   return kMatch;
@@ -191,7 +201,7 @@ int32_t NUV_Cert_splitNeedle(char** a_dest, uint32_t a_maxdest, char* a_src, cha
   if (a_src == nullptr || *a_src == '\0') {
     return kEmpty;
   }
-  return split(std::span(a_dest, a_dest != nullptr ? a_maxdest : 0), a_src, a_separator);
+  return split(a_dest, a_maxdest, a_src, a_separator);
 }
 
 int32_t NUV_Cert_splitAttribute(int32_t* a_nid, char* a_AttrValue, const char* a_Attr) {
