@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <optional>
@@ -223,6 +224,17 @@ TEST_F(ExecuteTest, ASignalGivesOneAndAnEmptyText) {
     EXPECT_EQ(log.calls_of("waitpid"),
               (std::vector<std::string>{"waitpid(0)", "waitpid(" + std::to_string(WNOHANG) + ")"}));
   }
+}
+
+TEST_F(ExecuteTest, AfterASignalKillsClosesAndReapsInThisOrder) {
+  const CallLog log;
+  EXPECT_EQ(run("kill -TERM $$"), 1);
+  const std::vector<std::string> calls = log.calls();
+  const auto wait = std::find(calls.begin(), calls.end(), "waitpid(0)");
+  ASSERT_EQ(calls.end() - wait, 4) << testing::PrintToString(calls);
+  EXPECT_EQ(wait[1], "kill(9)");
+  EXPECT_EQ(wait[2].substr(0, 6), "close(");
+  EXPECT_EQ(wait[3], "waitpid(" + std::to_string(WNOHANG) + ")");
 }
 
 TEST_F(ExecuteTest, SendsNoSignalToAChildThatExited) {

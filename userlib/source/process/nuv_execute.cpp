@@ -175,10 +175,12 @@ int wait_for_end(pid_t child) {
   return status;
 }
 
-// Every status that is not an exit gets here. A child that has only been stopped must not live on.
-void make_sure_of_end(pid_t child) {
+// Every status that is not an exit gets here. A child that has only been stopped must not live on, and finds nobody who
+// reads what it still has to say.
+void make_sure_of_end(pid_t child, userlib::UniqueFd& output) {
   int status = 0;
   kill(child, SIGKILL);
+  output.reset();
   waitpid(child, &status, WNOHANG);
 }
 
@@ -216,7 +218,7 @@ int32_t NUV_Execute_Command_Timeout(const char* a_cmdline, char* r_result, int32
   if (pipe(ends) != 0) {
     return -1;
   }
-  const userlib::UniqueFd read_end(ends[0]);
+  userlib::UniqueFd read_end(ends[0]);
   userlib::UniqueFd write_end(ends[1]);
   Shell shell = {a_cmdline, a_seconds, write_end.get(), /*blocked=*/{}};
   const pid_t child = start_child(shell);
@@ -226,7 +228,7 @@ int32_t NUV_Execute_Command_Timeout(const char* a_cmdline, char* r_result, int32
   write_end.reset();
   const int status = wait_for_end(child);
   if (WTERMSIG(status) != 0) {
-    make_sure_of_end(child);
+    make_sure_of_end(child, read_end);
     return 1;
   }
   read_last_piece(read_end.get(), result);
