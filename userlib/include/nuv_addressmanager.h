@@ -10,8 +10,8 @@
  *       NUV_AddressManager_deallocate(call);
  *     }
  *
- * Contracts are reported under "nuv_addressmanager". After an error handler has returned, an operation that was refused
- * changes nothing. The table has no lock: it belongs to one thread.
+ * Contracts are reported under "nuv_addressmanager". After an error handler has returned, nothing outside of the table
+ * is read or written. The table has no lock: it belongs to one thread.
  */
 #ifndef NUV_ADDRESSMANAGER_H
 #define NUV_ADDRESSMANAGER_H

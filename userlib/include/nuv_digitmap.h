@@ -78,14 +78,15 @@ NUV_API void NUV_DigitMap_destruct(DigitMap* a_this);
  * NUV_DigitMap_setMap replaces the map by the patterns of a_map, which "|" separates; empty ones between two bars do
  * not count. Returns 1; or 0 at the first pattern that is not valid (one with any other character than those above,
  * with an open bracket, or with a "." that has no symbol in front) or without memory, and then keeps the patterns read
- * before it. Requires "0 == is_null(a_this)" and "0 == is_null(a_map)".
+ * before it. Requires "0 == is_null(a_this)" and "0 == is_null(a_map)"; without a text the map is empty and the result
+ * 0.
  */
 NUV_API int32_t NUV_DigitMap_setMap(DigitMap* a_this, const char* a_map);
 
 /**
  * NUV_DigitMap_addMap appends a_map as one pattern, which must not hold a "|"; an empty text is the pattern that
  * matches nothing dialled. Returns 1; or 0, with the map unchanged, if it is not valid or there is no memory. Requires
- * "0 == is_null(a_this)" and "0 == is_null(a_map)".
+ * "0 == is_null(a_this)" and "0 == is_null(a_map)"; without a text the result is 0.
  */
 NUV_API int32_t NUV_DigitMap_addMap(DigitMap* a_this, const char* a_map);
 
@@ -110,8 +111,8 @@ NUV_API void NUV_DigitMap_dumpMap(const DigitMap* a_this);
  * a_out, of a_outSize bytes, receives the text of each complete pattern when it is found, cut to the buffer, and at
  * last that of the one taken; so it may have been written although the result is undecided. Null: no text is wanted.
  *
- * Requires "0 == is_null(a_this)" and "0 == is_null(a_dial_string)". Where memory is needed and there is none, the
- * pattern that needs it counts as undecided.
+ * Requires "0 == is_null(a_this)" and "0 == is_null(a_dial_string)"; nothing matches null. Where memory is needed and
+ * there is none, the pattern that needs it counts as undecided.
  */
 NUV_API int32_t NUV_DigitMap_checkDialString(const DigitMap* a_this, int32_t a_mode, const char* a_dial_string,
                                              uint32_t a_timer, char* a_out, uint32_t a_outSize);

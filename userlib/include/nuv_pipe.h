@@ -48,13 +48,15 @@ NUV_API int32_t NUV_Pipe_writeFd(const Pipe* a_this);
 
 /**
  * NUV_Pipe_read makes one read() of at most a_len bytes into a_buf and returns its result: the number of bytes, 0 at
- * the end of the data, or -1 with errno set. An interrupted read is not retried. Requires "((void *)0) != a_buf".
+ * the end of the data, or -1 with errno set. An interrupted read is not retried. Requires "((void *)0) != a_buf"; null is
+ * the system's to refuse.
  */
 NUV_API int32_t NUV_Pipe_read(Pipe* a_this, void* a_buf, uint32_t a_len);
 
 /**
  * NUV_Pipe_write makes one write() of a_len bytes from a_buf and returns its result: the number of bytes, perhaps fewer
- * than a_len, or -1 with errno set. An interrupted write is not retried. Requires "((void *)0) != a_buf".
+ * than a_len, or -1 with errno set. An interrupted write is not retried. Requires "((void *)0) != a_buf"; null is the
+ * system's to refuse.
  */
 NUV_API int32_t NUV_Pipe_write(Pipe* a_this, const void* a_buf, uint32_t a_len);
 

@@ -43,7 +43,7 @@ typedef struct UdpClient {
  * dotted form (what is none becomes 255.255.255.255), and a_port, in network byte order: htons(5060). Received data
  * will go to a_outfd. Returns 1; or 0, with nothing left open, if the system refuses the socket or the address.
  *
- * Requires "((void *)0) != a_server".
+ * Requires "((void *)0) != a_server"; null is no address either.
  */
 NUV_API int32_t NUV_UdpClient_construct(UdpClient* a_this, const char* a_server, uint16_t a_port, int32_t a_outfd);
 
