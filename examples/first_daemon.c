@@ -22,8 +22,7 @@ static int32_t transfer(void* a_server, int32_t a_fd, uint32_t a_from_socket) {
 static int32_t tell(void* a_unused, struct timeval* a_time, uint32_t a_seconds) {
   (void)a_unused;
   NUV_LOG_INFO(module, "%u datagrams", count);
-  *a_time = (struct timeval){(time_t)a_seconds, 0}; /* again, but not at once */
-  return 1;
+  return NUV_Timer_again(a_time, (struct timeval){(time_t)a_seconds, 0}); /* 0 would remove the timer */
 }
 
 /* The operator's command "tr" shows and changes what is traced. */
@@ -55,7 +54,7 @@ int main(int argc, char** argv) {
   }
   NUV_Select_setReadExternal(&loop, NUV_UdpServer_socket(&server), &server, 1, transfer);
   NUV_Select_setRead(&loop, NUV_Pipe_readFd(&pipe), &server, 0, transfer);
-  NUV_Select_setTimeout(&loop, (struct timeval){10, 0}, NULL, 10, tell);
+  NUV_Timer_set(&loop, (struct timeval){10, 0}, NULL, 10, tell);
   NUV_Console_construct(&console, &command, 1, "> ");
   NUV_Console_setCommand(&console, "tr", &console, trace);
   NUV_Select_setReadExternal(&loop, 0, &console, 1, on_line);

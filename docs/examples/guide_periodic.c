@@ -5,9 +5,9 @@
 static int32_t beat(void* a_left, struct timeval* a_remaining, uint32_t a_period_ms) {
   unsigned* left = a_left;
   printf("%u left\n", --*left);
-  a_remaining->tv_sec = (time_t)(a_period_ms / 1000);
-  a_remaining->tv_usec = (suseconds_t)(a_period_ms % 1000 * 1000);
-  return *left > 0; /* 0 removes the timer */
+  if (*left == 0)
+    return 0; /* removes the timer */
+  return NUV_Timer_again(a_remaining, (struct timeval){0, (suseconds_t)a_period_ms * 1000});
 }
 
 int main(void) {

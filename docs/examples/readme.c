@@ -2,8 +2,7 @@
 
 static int32_t tick(void* a_text, struct timeval* a_remaining, uint32_t a_seconds) {
   fputs((const char*)a_text, stderr);
-  a_remaining->tv_sec = (time_t)a_seconds; /* again after so many seconds */
-  return 1;                                /* 0 would remove the timer */
+  return NUV_Timer_again(a_remaining, (struct timeval){(time_t)a_seconds, 0}); /* 0 would remove the timer */
 }
 
 int main(void) {
@@ -11,7 +10,7 @@ int main(void) {
   static Select loop;
   const struct timeval second = {1, 0};
   NUV_Select_construct(&loop);
-  NUV_Select_setTimeout(&loop, second, text, 1, tick);
+  NUV_Timer_set(&loop, second, text, 1, tick);
   for (;;)
     NUV_Select_process(&loop, NULL);
 }

@@ -17,21 +17,20 @@ static int32_t echo(void* a_context, int32_t a_fd, uint32_t a_number) {
   return 0;
 }
 
+static const struct timeval second = {1, 0};
+
 static int32_t tick(void* a_context, struct timeval* a_time, uint32_t a_number) {
   (void)a_context;
   (void)a_number;
   putchar('.');
-  a_time->tv_sec = 1; /* again in a second; without a new time the timer would stay due */
-  a_time->tv_usec = 0;
-  return 1; /* 0 would remove the timer */
+  return NUV_Timer_again(a_time, second); /* 0 would remove the timer */
 }
 
 int main(void) {
   static Select loop;
-  const struct timeval second = {1, 0};
   NUV_Select_construct(&loop);
   NUV_Select_setReadExternal(&loop, 0, &loop, 0, echo);
-  NUV_Select_setTimeout(&loop, second, NULL, 0, tick);
+  NUV_Timer_set(&loop, second, NULL, 0, tick);
   for (;;)
     NUV_Select_process(&loop, NULL);
 }

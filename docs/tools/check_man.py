@@ -3,7 +3,7 @@
 
     check_man.py <version script> <folder of man pages> <scratch folder> <C compiler> [<option>...]
 
-Each name of the version script stands in the NAME and the SYNOPSIS of exactly one page, and nothing else does. The
+Each name of the version script, and each inline function of a header, stands in the NAME and the SYNOPSIS of exactly one page, and nothing else does. The
 declarations of all SYNOPSIS sections are put behind #include <userlib.h> into one C file: a compiler refuses those that
 are not the headers' own.
 """
@@ -11,6 +11,8 @@ import re
 import subprocess
 import sys
 from pathlib import Path
+
+import headers
 
 
 def section(page, name):
@@ -36,6 +38,9 @@ def main():
     script, pages, scratch, *compiler = sys.argv[1:]
     text = re.sub(r"#[^\n]*", "", Path(script).read_text(encoding="utf-8"))
     exported = set(re.findall(r"(\w+);", re.search(r"global:(.*?)local:", text, re.S).group(1)))
+    folder = next(option[len("-I") :] for option in compiler if option.startswith("-I"))
+    for header in Path(folder).glob("nuv_*.h"):
+        exported |= {item.name for item in headers.items(header) if item.is_inline}
     complaints, code = [], ["#include <userlib.h>"]
     where = {"NAME": {}, "SYNOPSIS": {}}
     for path in sorted(Path(pages).glob("nuv_*.3")):

@@ -3,8 +3,9 @@ import re
 from pathlib import Path
 
 COMMENT = re.compile(r"/\*\*(?P<behind><)?(?P<text>.*?)\*/", re.S)
-SKIPPED = re.compile(r"^(?:#(?:if|ifdef|ifndef|endif|include|error|define NUV_\w+_H\b)[^\n]*|extern \"C\" \{|\})\n?", re.M)
-ATTRIBUTE = re.compile(r"\bNUV_(?:API|COLD)\b|\bNUV_(?:PRINTF|SCANF)\([^)]*\)")
+SKIPPED = re.compile(r"^(?:#(?:if|ifdef|ifndef|else|endif|include|error|define NUV_\w+_H\b)[^\n]*|extern \"C\" \{|\})\n?", re.M)
+BODY = re.compile(r"\s*\{.*\}$", re.S)
+ATTRIBUTE = re.compile(r"\bNUV_(?:API|COLD|INLINE)\b|\bNUV_(?:PRINTF|SCANF)\([^)]*\)")
 
 
 class Item:
@@ -15,8 +16,12 @@ class Item:
         self.code = code
 
     @property
+    def is_inline(self):
+        return self.code.startswith("NUV_INLINE")
+
+    @property
     def is_function(self):
-        return bool(re.search(r"\bNUV_API\b", self.code)) and "(" in ATTRIBUTE.sub("", self.code)
+        return self.is_inline or bool(re.search(r"\bNUV_API\b", self.code)) and "(" in ATTRIBUTE.sub("", self.code)
 
     @property
     def is_variable(self):
@@ -24,8 +29,9 @@ class Item:
 
     @property
     def declaration(self):
-        """The code on one line, without attributes."""
-        return re.sub(r"\s+", " ", ATTRIBUTE.sub("", self.code)).replace(" ;", ";").strip()
+        """The code on one line, without attributes and body."""
+        code = BODY.sub(";", self.code) if self.is_inline else self.code
+        return re.sub(r"\s+", " ", ATTRIBUTE.sub("", code)).replace(" ;", ";").strip()
 
     @property
     def name(self):
@@ -41,12 +47,14 @@ def plain(comment):
 
 
 def end_of_code(text, start):
-    """Where the declaration that begins at start ends: behind its semicolon, or behind the last line of its macro."""
+    """Where the declaration that begins at start ends: behind its semicolon, its body or the last line of its macro."""
     if text.startswith("#define", start):
         end = text.index("\n", start)
         while text[end - 1] == "\\":
             end = text.index("\n", end + 1)
         return end
+    if text.startswith("NUV_INLINE", start):
+        return text.index("\n}\n", start) + 2
     depth, i = 0, start
     while not (text[i] == ";" and depth == 0):
         if text.startswith("/*", i):
@@ -76,7 +84,7 @@ def items(path):
         if found and start < len(text) and not text.startswith("/*", start):
             # Lines without a comment of their own belong to the declaration in front of them.
             end = end_of_code(text, start)
-            while text.startswith("\n", end) and re.match(r"\n(?!\n|/\*|#endif|#ifdef|\}|$)", text[end : end + 10]):
+            while text.startswith("\n", end) and re.match(r"\n(?!\n|/\*|#else|#endif|#ifdef|\}|$)", text[end : end + 10]):
                 end = end_of_code(text, end + 1)
             behind = re.match(r" */\*\*<.*?\*/", text[end:], re.S)
             position = end + (behind.end() if behind else 0)

@@ -20,20 +20,18 @@
  *       else fwrite(text, 1, (size_t)length, stdout);
  *       return 0;
  *     }
+ *     static const struct timeval second = { 1, 0 };
  *     static int32_t tick(void* a_context, struct timeval* a_time, uint32_t a_number)
  *     {
  *       putchar('.');
- *       a_time->tv_sec = 1;   // again in a second; without a new time the timer would stay due
- *       a_time->tv_usec = 0;
- *       return 1;             // 0 would remove the timer
+ *       return NUV_Timer_again(a_time, second);   // 0 would remove the timer
  *     }
  *     int main(void)
  *     {
  *       static Select loop;
- *       const struct timeval second = { 1, 0 };
  *       NUV_Select_construct(&loop);
  *       NUV_Select_setReadExternal(&loop, 0, &loop, 0, echo);
- *       NUV_Select_setTimeout(&loop, second, NULL, 0, tick);
+ *       NUV_Timer_set(&loop, second, NULL, 0, tick);
  *       for (;;) NUV_Select_process(&loop, NULL);
  *     }
  *
@@ -49,8 +47,8 @@
  *  - The wait is for external descriptors and timers. What comes in on an internal one between the look at them and the
  *    wait lies there until something else ends the wait. So internal descriptors are for what callbacks write; a pipe
  *    that a signal handler or another thread writes into must be an external one.
- *  - Timers that should run again write a new time through their pointer. A callback that adds a new timer instead sees
- *    it aged by the whole time that this cycle took.
+ *  - Timers that should run again write a new time through their pointer, both fields. A timer that a callback adds is
+ *    aged by the whole time that this cycle took. nuv_timer.h has functions that make up for that.
  *  - A turn makes at most 1024 timer callbacks. What is due then ages and waits for the next turn, after the descriptors
  *    have had theirs.
  *  - While timers are set, a turn takes a microsecond at least: when the clock has not moved since the last external
@@ -219,7 +217,7 @@ NUV_API void NUV_Select_internalRemoveExcept(Select* a_this, uint32_t a_event_ty
 /**
  * NUV_Select_setTimeout adds a timer that is due a_time after the reactor's last time mark, which is the end of its
  * last external cycle. For a daemon between two turns that is practically now; between the mark and a callback lies at
- * least the wait of the running turn. The timer calls a_recvfunc(a_arg1, pointer to the remaining time, a_arg2), and
+ * least the wait of the running turn: NUV_Timer_set() counts from now. The timer calls a_recvfunc(a_arg1, pointer to the remaining time, a_arg2), and
  * stays until that returns 0. Returns the timer's id. Requires room ("1 == NUV_TimeoutSet_available(
  * &a_this->m_oTimeout)", 80 timers at most) and a callback. May be called from callbacks. See nuv_timeoutset.h for what
  * the callback may do.

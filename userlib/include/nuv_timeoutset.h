@@ -35,6 +35,9 @@ extern "C" {
 /** The number of timers that a set holds. */
 #define NUV_TIMEOUTSET_SIZE 80
 
+/** What m_bDeleted of a timer holds while its callback runs. */
+#define NUV_TIMEOUTSET_FIRING 2
+
 /** The budget that never runs out. */
 #define NUV_TIMEOUT_UNLIMITED UINT32_C(0xFFFFFFFF)
 
@@ -54,7 +57,7 @@ typedef struct NUV_TimeoutRecv {
   uint8_t m_bTemp;                 /**< 1: one-shot, gone after it has fired once */
   NUV_TimeoutRecvFunc m_pRecvFunc; /**< callback */
   uint32_t m_uId;                  /**< 0 to 79, no two timers of the set alike */
-  uint8_t m_bDeleted;              /**< 1: removed during a dispatch, waits for the purge; 2: its callback is running */
+  uint8_t m_bDeleted;              /**< 1: removed during a dispatch, waits for the purge; NUV_TIMEOUTSET_FIRING */
 } NUV_TimeoutRecv;
 
 /** A set of timers. Reading m_uCount is fine, writing is left to the operations. */

@@ -47,6 +47,7 @@
 #include "nuv_sysloglevel.h"
 #include "nuv_time.h"
 #include "nuv_timeoutset.h"
+#include "nuv_timer.h"
 #include "nuv_tracelevelinit.h"
 #include "nuv_udpclient.h"
 #include "nuv_udpserver.h"

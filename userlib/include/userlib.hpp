@@ -82,6 +82,8 @@
 #include "nuv_pipe.h"
 #include "nuv_select.h"
 #include "nuv_sysloglevel.h"
+#include "nuv_time.h"
+#include "nuv_timer.h"
 #include "nuv_udpclient.h"
 #include "nuv_udpserver.h"
 
@@ -189,7 +191,7 @@ class Timer : Pinned {
   /// its own callable a Timer is armed again without losing its place. Returns false, with everything as it was, if
   /// there is no room in the Reactor.
   ///
-  /// For the time mark from which the wait counts, see NUV_Select_setTimeout.
+  /// The wait counts from now, wherever start is called; while the clock cannot be read, from the end of the last turn.
   [[nodiscard]] bool start(timeval wait);
   template <class Rep, class Period>
   [[nodiscard]] bool start(std::chrono::duration<Rep, Period> wait) {
@@ -315,6 +317,8 @@ class Reactor : Pinned {
     Timer* owner = nullptr;  // null while is_used: nobody waits for it any more
     uint32_t id = 0;         // of the record's timer
     bool is_used = false;
+    bool has_due = false;
+    timeval due = {};  // on the monotonic clock, of a timer that was started while the timers were served
   };
 
   int32_t turn(timeval* bound) {
@@ -324,6 +328,7 @@ class Reactor : Pinned {
     is_turning_ = true;
     const int32_t result = NUV_Select_process(&record_, bound);
     is_turning_ = false;
+    settle_timers();
     sweep_watches();
     return result;
   }
@@ -340,12 +345,12 @@ class Reactor : Pinned {
       is_again_ = true;
       again_ = wait;
       timer.is_over_ = false;
-      return true;
-    }
-    if (!has_timers()) {
+    } else if (!has_timers()) {
       return false;
+    } else {
+      NUV_Timer_update(&record_, slots_[timer.slot_].id, wait);
     }
-    NUV_Select_updateTimeout(&record_, slots_[timer.slot_].id, wait);
+    note_due(slots_[timer.slot_], wait);
     return true;
   }
 
@@ -356,16 +361,44 @@ class Reactor : Pinned {
     }
     for (uint32_t i = 0; i < NUV_TIMEOUTSET_SIZE; ++i) {
       if (!slots_[i].is_used) {
-        const uint32_t id = NUV_Select_setTimeout(&record_, wait, this, i, on_due);
+        const uint32_t id = NUV_Timer_set(&record_, wait, this, i, on_due);
         if (id >= NUV_TIMEOUTSET_SIZE) {
+          NUV_Select_removeTimeout(&record_, id);  // of a set without memory for ids
           return false;
         }
         slots_[i] = {&timer, id, true};
+        note_due(slots_[i], wait);
         timer.slot_ = i;
         return true;
       }
     }
     return false;
+  }
+
+  // What timers take while they are served ages none of them, so that only the end of that tells how much of a wait is left
+  // which has begun there.
+  void note_due(Slot& slot, const timeval& wait) {
+    timeval due = {};
+    slot.has_due = record_.m_oTimeout.m_bProcessing != 0 && nuv_gettimeofday_absolute(&due) == 0;
+    if (slot.has_due) {
+      NUV_timeval_inc(&due, &wait);
+      slot.due = due;
+      has_dues_ = true;
+    }
+  }
+
+  void settle_timers() {
+    if (!has_dues_ || !has_timers()) {
+      return;
+    }
+    has_dues_ = false;
+    for (Slot& slot : slots_) {
+      if (slot.is_used && slot.owner != nullptr && slot.has_due) {
+        NUV_timeval_dec(&slot.due, &record_.m_oLastTime);
+        NUV_Select_updateTimeout(&record_, slot.id, slot.due);
+      }
+      slot.has_due = false;
+    }
   }
 
   void stop(Timer& timer) {
@@ -406,6 +439,7 @@ class Reactor : Pinned {
     if (slot.owner != nullptr) {
       Timer& timer = *slot.owner;
       loop.firing_ = index;
+      slot.has_due = false;
       loop.is_again_ = timer.is_periodic_;
       loop.again_ = timer.period_;
       timer.is_over_ = !timer.is_periodic_;
@@ -571,6 +605,7 @@ class Reactor : Pinned {
   uint32_t turn_ = 0;
   Slot slots_[NUV_TIMEOUTSET_SIZE];
   bool has_left_timers_ = false;
+  bool has_dues_ = false;
   uint32_t firing_ = kNoSlot;  // slot of the Timer whose callable runs
   bool is_again_ = false;      // that Timer goes on ...
   timeval again_ = {};         // ... after this time

@@ -38,9 +38,9 @@ bool is_due(const timeval& time) {
   return time.tv_sec < 0 || (time.tv_sec == 0 && time.tv_usec <= 0);
 }
 
-// The third value of m_bDeleted. No new timer has it, so it tells a timer whose callback has returned from another one
-// that took over its slot and its id meanwhile.
-constexpr uint8_t kFiring = 2;
+// No new timer has this in m_bDeleted, so it tells a timer whose callback has returned from another one that took over its
+// slot and its id meanwhile.
+constexpr uint8_t kFiring = NUV_TIMEOUTSET_FIRING;
 
 bool is_removed(const NUV_TimeoutRecv& timer) {
   return timer.m_bDeleted != 0 && timer.m_bDeleted != kFiring;
