@@ -1,0 +1,194 @@
+// Garbage from one sender, as fast as it can, while others dial: their times are kept.
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstring>
+#include <optional>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "phoned.h"
+#include "udp_socket.h"
+
+namespace {
+
+using support::UdpSocket;
+using world::Milliseconds;
+using world::Phoned;
+using Clock = std::chrono::steady_clock;
+
+// Sends until it is told to stop, and for half a minute at most. Reads no answer.
+class Flood {
+ public:
+  Flood(uint16_t port, const std::string& datagram) : thread_([this, port, datagram] { run(port, datagram); }) {}
+  ~Flood() {
+    must_stop_ = true;
+    thread_.join();
+  }
+  Flood(const Flood&) = delete;
+  Flood& operator=(const Flood&) = delete;
+
+ private:
+  void run(uint16_t port, const std::string& datagram) const {
+    const UdpSocket sender(port);
+    const auto end = Clock::now() + std::chrono::seconds(30);
+    while (!must_stop_ && Clock::now() < end) {
+      sender.send(datagram);
+    }
+  }
+
+  std::atomic<bool> must_stop_ = false;
+  std::thread thread_;
+};
+
+// A line card that knows when its answers came: the kernel writes it on each, however late this process gets to it.
+class PunctualCard {
+ public:
+  struct Answer {
+    std::string text;
+    std::chrono::nanoseconds at;
+  };
+
+  explicit PunctualCard(uint16_t port) : fd_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_in peer = {};
+    peer.sin_family = AF_INET;
+    peer.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    peer.sin_port = htons(port);
+    const int on = 1;
+    if (connect(fd_, reinterpret_cast<const sockaddr*>(&peer), sizeof peer) != 0 ||
+        setsockopt(fd_, SOL_SOCKET, SO_TIMESTAMPNS, &on, sizeof on) != 0) {
+      throw std::runtime_error("no socket");
+    }
+  }
+  ~PunctualCard() { close(fd_); }
+  PunctualCard(const PunctualCard&) = delete;
+  PunctualCard& operator=(const PunctualCard&) = delete;
+
+  std::optional<Answer> receive(Milliseconds time) const {
+    pollfd state = {fd_, POLLIN, 0};
+    if (poll(&state, 1, static_cast<int>(time.count())) != 1) {
+      return std::nullopt;
+    }
+    char text[1024];
+    alignas(cmsghdr) char control[256];
+    iovec buffer = {text, sizeof text};
+    msghdr message = {};
+    message.msg_iov = &buffer;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    const ssize_t size = recvmsg(fd_, &message, 0);
+    return Answer{std::string(text, static_cast<size_t>(std::max<ssize_t>(size, 0))), time_of(message)};
+  }
+
+  // Says it again as long as there is no answer: a socket that is full has no room for it. The last answer counts, when
+  // more than one of them got through.
+  std::optional<Answer> insist(const std::string& datagram) const {
+    std::optional<Answer> answer;
+    for (int i = 0; i < 200 && !answer; ++i) {
+      send(fd_, datagram.data(), datagram.size(), 0);
+      answer = receive(Milliseconds(50));
+    }
+    for (auto more = receive(Milliseconds(50)); more; more = receive(Milliseconds(50))) {
+      answer = more;
+    }
+    return answer;
+  }
+
+ private:
+  static std::chrono::nanoseconds time_of(msghdr& message) {
+    timespec time = {};
+    for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr; part = CMSG_NXTHDR(&message, part)) {
+      if (part->cmsg_level == SOL_SOCKET && part->cmsg_type == SO_TIMESTAMPNS) {
+        std::memcpy(&time, CMSG_DATA(part), sizeof time);
+      }
+    }
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+  }
+
+  int fd_;
+};
+
+class FloodTest : public testing::Test {
+ protected:
+  static constexpr int kCalls = 7;
+
+  void SetUp() override { ASSERT_TRUE(phoned_.is_up()); }
+
+  // The time from the last answer to a digit to the outcome, for each of some calls; shortest first.
+  std::vector<Milliseconds> waits() const {
+    std::vector<Milliseconds> waits;
+    const PunctualCard card(phoned_.port());
+    for (int line = 0; line < kCalls; ++line) {
+      const std::string name = std::to_string(line);
+      card.insist(name + " offhook");
+      const auto digit = card.insist(name + " digit 0");
+      const auto outcome = card.receive(std::chrono::seconds(20));
+      if (!digit || digit->text.find(" more 0") == std::string::npos || !outcome ||
+          outcome->text.find(" complete 0") == std::string::npos) {
+        ADD_FAILURE() << (digit ? digit->text : "nothing") << ", " << (outcome ? outcome->text : "nothing");
+        break;
+      }
+      waits.push_back(std::chrono::duration_cast<Milliseconds>(outcome->at - digit->at));
+    }
+    std::sort(waits.begin(), waits.end());
+    return waits;
+  }
+
+  // Two of the processors' users are the flood and phoned; there may be more, so that one of the calls may be late for
+  // that, and be it only by the time slices of some others.
+  void expect_punctual_outcomes() const {
+    const std::vector<Milliseconds> times = waits();
+    ASSERT_EQ(times.size(), static_cast<size_t>(kCalls));
+    EXPECT_GT(times.front(), Milliseconds(450));
+    EXPECT_LT(times[kCalls - 2], Milliseconds(600)) << "one may be late, not two";
+    EXPECT_LT(times.back(), Milliseconds(900));
+  }
+
+  Phoned phoned_{{.options = {"--interdigit", "500"}}};
+};
+
+TEST_F(FloodTest, NoticesComeInTimeBesideGarbage) {
+  const Flood flood(phoned_.port(), "garbage");
+  expect_punctual_outcomes();
+}
+
+TEST_F(FloodTest, NoticesComeInTimeBesideEvents) {
+  const Flood flood(phoned_.port(), "255 onhook");
+  expect_punctual_outcomes();
+}
+
+TEST_F(FloodTest, NoticesComeInTimeBesideWhatIsDropped) {
+  const Flood flood(phoned_.port(), "");
+  expect_punctual_outcomes();
+}
+
+TEST_F(FloodTest, NoticesComeInTimeBesideWhatIsTooLong) {
+  const Flood flood(phoned_.port(), std::string(2000, 'x'));
+  expect_punctual_outcomes();
+}
+
+TEST_F(FloodTest, ItEndsInTheMiddleOfIt) {
+  const Flood flood(phoned_.port(), "garbage");
+  world::expect_a_clean_end(phoned_);
+}
+
+TEST_F(FloodTest, ItIsIdleAfterwards) {
+  {
+    const Flood flood(phoned_.port(), "garbage");
+    std::this_thread::sleep_for(Milliseconds(500));
+  }
+  ASSERT_TRUE(PunctualCard(phoned_.port()).insist("254 onhook")) << "the socket is still full";
+  world::expect_prompt_answers(phoned_, 10);
+  EXPECT_TRUE(world::is_idle(phoned_.pid()));
+}
+
+}  // namespace
