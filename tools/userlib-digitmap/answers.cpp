@@ -1,4 +1,4 @@
-#include "answers.h"
+#include "userlib-digitmap/answers.h"
 
 #include <algorithm>
 #include <array>
@@ -118,7 +118,7 @@ std::string list(const Plan& plan) {
     const std::string shown = std::to_string(++number);
     const std::string written = pattern->m_pText;
     text.append(last_number.size() - shown.size(), ' ').append(shown).append("  ").append(written);
-    text.append(width - written.size() + 2, ' ').append(describe_pattern(*pattern)).append("\n");
+    text.append(width - written.size() + 2, ' ').append(dialplan::describe_pattern(*pattern)).append("\n");
   }
   return text;
 }

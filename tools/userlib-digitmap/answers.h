@@ -6,16 +6,17 @@
 #include <string>
 #include <vector>
 
-#include "plan.h"
+#include "dialplan/plan.h"
 
 namespace digitmap_tool {
 
 // An answer takes time in proportion to the digits.
 constexpr size_t kMaxDigits = 64;
 
-using Mode = userlib::DigitMap::Mode;
-using Timer = userlib::DigitMap::Timer;
-using Result = userlib::DigitMap::Result;
+using dialplan::Mode;
+using dialplan::Plan;
+using dialplan::Result;
+using dialplan::Timer;
 
 struct Answer {
   Result result;

@@ -1,9 +1,12 @@
-#include "graph.h"
+#include "userlib-digitmap/graph.h"
 
 #include <algorithm>
 #include <map>
 #include <utility>
 #include <vector>
+
+#include "dialplan/reach.h"
+#include "dialplan/warnings.h"
 
 namespace digitmap_tool {
 
@@ -96,7 +99,7 @@ class Tree {
   // Adds a place, and those behind it that repeated symbols let in without a digit.
   void enter(Places& places, Place place) const {
     places.push_back(place);
-    while (!is_end(place) && (patterns_[place.first]->m_pSymbols[place.second] & kRepeat) != 0) {
+    while (!is_end(place) && (patterns_[place.first]->m_pSymbols[place.second] & dialplan::kRepeat) != 0) {
       ++place.second;
       places.push_back(place);
     }
@@ -110,7 +113,7 @@ class Tree {
       }
       const uint32_t symbol = patterns_[place.first]->m_pSymbols[place.second];
       if ((symbol & bit) != 0) {
-        enter(next, (symbol & kRepeat) != 0 ? place : Place(place.first, place.second + 1));
+        enter(next, (symbol & dialplan::kRepeat) != 0 ? place : Place(place.first, place.second + 1));
       }
     }
     std::sort(next.begin(), next.end());
@@ -149,14 +152,14 @@ class Tree {
 
   void add_edges(size_t from) {
     std::vector<Edge> edges;
-    for (size_t i = 0; i < kDialled.size(); ++i) {
+    for (size_t i = 0; i < dialplan::kDialled.size(); ++i) {
       const uint32_t bit = 1U << i;
       Places next = after(nodes_[from].places, bit);
       if (next.empty()) {
         continue;
       }
       const auto known = find(next, from, edges);
-      const size_t to = known ? *known : add_node(std::move(next), from, nodes_[from].digits + kDialled[i]);
+      const size_t to = known ? *known : add_node(std::move(next), from, nodes_[from].digits + dialplan::kDialled[i]);
       const auto same = std::find_if(edges.begin(), edges.end(), [to](const Edge& edge) { return edge.to == to; });
       if (same != edges.end()) {
         same->mask |= bit;
@@ -274,7 +277,8 @@ std::string draw_node(const Tree& tree, size_t index) {
   text +=
       ", tooltip=\"" + (node.digits.empty() ? "nothing dialled" : node.digits) + ": " + node.style.meaning + "\"];\n";
   for (const Edge& edge : node.edges) {
-    text += "  " + name + " -> n" + std::to_string(edge.to) + " [label=\" " + describe_symbol(edge.mask) + " \"];\n";
+    text += "  " + name + " -> n" + std::to_string(edge.to) + " [label=\" " + dialplan::describe_symbol(edge.mask) +
+            " \"];\n";
   }
   return text;
 }
@@ -290,18 +294,16 @@ std::string legend_row(const Style& style) {
 }
 
 // Patterns that decide nowhere: others are more specific, come earlier, or decide too soon.
-std::vector<std::string> find_idle_patterns(const Plan& plan, const Tree& tree) {
-  std::vector<std::string> idle;
-  for (const std::string& pattern : plan.patterns()) {
-    const auto& nodes = tree.nodes();
-    if (std::none_of(nodes.begin(), nodes.end(), [&](const Node& node) { return node.winner == pattern; })) {
-      idle.push_back(pattern);
-    }
+std::vector<std::string> find_idle_patterns(const Plan& plan, Mode mode) {
+  std::vector<std::string> texts;
+  const auto idle = dialplan::find_idle_patterns(plan.map(), mode, dialplan::kMaxWalk);
+  for (size_t i = 0; idle && i < idle->size(); ++i) {
+    texts.push_back(plan.patterns()[(*idle)[i].pattern]);
   }
-  return idle;
+  return texts;
 }
 
-std::string draw_legend(const Plan& plan, Mode mode, const Tree& tree) {
+std::string draw_legend(const Plan& plan, Mode mode) {
   const size_t count = plan.patterns().size();
   std::string rows = "<TR><TD COLSPAN=\"2\" ALIGN=\"LEFT\"><B>" + std::to_string(count) +
                      (count == 1 ? " pattern, " : " patterns, ") +
@@ -311,7 +313,7 @@ std::string draw_legend(const Plan& plan, Mode mode, const Tree& tree) {
   }
   rows += legend_row("<TD><B>12x</B></TD>", "decides");
   rows += legend_row("<TD>" + in_grey("12x") + "</TD>", "alive too, but does not decide");
-  if (const auto idle = find_idle_patterns(plan, tree); !idle.empty()) {
+  if (const auto idle = find_idle_patterns(plan, mode); !idle.empty()) {
     rows +=
         "<TR><TD COLSPAN=\"2\" ALIGN=\"LEFT\"><FONT COLOR=\"#b71c1c\"><B>decide nowhere here:</B><BR ALIGN=\"LEFT\"/>" +
         stack(idle, "<BR ALIGN=\"LEFT\"/>") + "<BR ALIGN=\"LEFT\"/></FONT></TD></TR>";
@@ -330,7 +332,7 @@ constexpr char kSettings[] =
 std::string draw_tree(const Plan& plan, Mode mode, const Tree& tree) {
   std::string text = "digraph \"dial plan\" {\n";
   text += kSettings;
-  text += "  label=<" + draw_legend(plan, mode, tree) + ">;\n";
+  text += "  label=<" + draw_legend(plan, mode) + ">;\n";
   for (size_t i = 0; i < tree.nodes().size(); ++i) {
     text += draw_node(tree, i);
   }

@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
-#include "answers.h"
-#include "plan.h"
+#include "dialplan/plan.h"
+#include "userlib-digitmap/answers.h"
 
 namespace digitmap_tool {
 

@@ -10,11 +10,10 @@
 #include <utility>
 #include <vector>
 
-#include "answers.h"
-#include "graph.h"
 #include "nuv_assert.h"
-#include "plan.h"
-#include "svg.h"
+#include "userlib-digitmap/answers.h"
+#include "userlib-digitmap/graph.h"
+#include "userlib-digitmap/svg.h"
 
 namespace digitmap_tool {
 namespace {
@@ -178,7 +177,7 @@ std::string find_undialled(const std::string& digits) {
   if (digits.size() > kMaxDigits) {
     return "digits " + quote(digits) + " are too many: at most " + std::to_string(kMaxDigits) + " are looked at";
   }
-  const size_t at = digits.find_first_not_of(kDialled);
+  const size_t at = digits.find_first_not_of(dialplan::kDialled);
   if (at == std::string::npos) {
     return {};
   }
@@ -269,7 +268,7 @@ int answer(const Options& options, const Plan& plan, const std::vector<std::stri
 }
 
 int look_at(const Options& options, const Plan& plan, const std::vector<std::string>& all_digits) {
-  for (const Problem& problem : plan.problems()) {
+  for (const dialplan::Problem& problem : plan.problems()) {
     std::fprintf(stderr, "userlib-digitmap: %s", plan.describe(problem).c_str());
   }
   if (!plan.problems().empty()) {

@@ -1,4 +1,4 @@
-#include "svg.h"
+#include "userlib-digitmap/svg.h"
 
 #include <array>
 #include <cerrno>

@@ -26,8 +26,8 @@ std::string characters_of(const std::string& label) {
   std::string characters;
   for (std::string word; words >> word;) {
     if (word.size() == 3) {
-      const size_t first = kDialled.find(word.front());
-      characters += kDialled.substr(first, kDialled.find(word.back()) - first + 1);
+      const size_t first = dialplan::kDialled.find(word.front());
+      characters += dialplan::kDialled.substr(first, dialplan::kDialled.find(word.back()) - first + 1);
     } else {
       characters += word;
     }
@@ -93,7 +93,7 @@ TEST(DigitmapToolGraph, LeadsToThePlansAnswers) {
         int at = 0;
         std::string digits;
         while (true) {
-          const std::string_view likely = random() % 2 == 0 ? "0123" : kDialled;
+          const std::string_view likely = random() % 2 == 0 ? "0123" : dialplan::kDialled;
           const char digit = likely[random() % likely.size()];
           const DrawnNode& node = nodes.at(at);
           digits += digit;

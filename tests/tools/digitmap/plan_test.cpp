@@ -1,4 +1,4 @@
-#include "userlib-digitmap/plan.h"
+#include "dialplan/plan.h"
 
 #include <gtest/gtest.h>
 
@@ -9,6 +9,8 @@
 #include "userlib-digitmap/answers.h"
 
 namespace digitmap_tool {
+
+using namespace dialplan;  // NOLINT: what is tested here
 namespace {
 
 using Texts = std::vector<std::string>;

@@ -1,6 +1,6 @@
-// The dial plan that is looked at: the library's digit map, and where in the text each pattern stands.
-#ifndef TOOLS_USERLIB_DIGITMAP_PLAN_H
-#define TOOLS_USERLIB_DIGITMAP_PLAN_H
+// A dial plan as it was written: the library's digit map, and where in the text each pattern stands.
+#ifndef TOOLS_DIALPLAN_PLAN_H
+#define TOOLS_DIALPLAN_PLAN_H
 
 #include <cstddef>
 #include <optional>
@@ -10,14 +10,18 @@
 
 #include "userlib.hpp"
 
-namespace digitmap_tool {
+namespace dialplan {
 
 // What can be dialled, in the order of the bits of a symbol mask.
 constexpr std::string_view kDialled = "0123456789ABCD#*";
 constexpr uint32_t kAnyDialled = 0xFFFF;
 constexpr uint32_t kRepeat = 0x10000;
 
-// What is wrong at one place of the text.
+using Mode = userlib::DigitMap::Mode;
+using Timer = userlib::DigitMap::Timer;
+using Result = userlib::DigitMap::Result;
+
+// What is wrong, or likely to mean something else, at one place of the text.
 struct Problem {
   size_t at;        // index of the character in the text
   size_t pattern;   // number of the pattern, from 1
@@ -44,12 +48,34 @@ class Plan {
 
   const userlib::DigitMap& map() const { return map_; }
 
-  // The problem in words, with the line of the text and a mark below the place.
+  const std::string& text() const { return text_; }
+  Source source() const { return source_; }
+
+  // What stands between two bars of the text: a pattern that has no problem, with its blanks and parentheses.
+  struct Place {
+    size_t begin;
+    size_t end;  // behind it
+  };
+  const std::vector<Place>& places() const { return places_; }
+
+  // Whether a character of the text means nothing: a blank, or a parenthesis.
+  bool is_filler(char c) const;
+
+  // Whether a character of the text separates patterns.
+  bool is_bar(char c) const { return c == '|' || (c == '\n' && source_ == Source::kFile); }
+
+  // The problem in one line, with the numbers of pattern, line and position.
+  std::string locate(const Problem& problem) const;
+
+  // The same, with the line of the text and a mark below the place.
   std::string describe(const Problem& problem) const;
 
  private:
   void add(size_t begin, size_t end);
-  bool is_filler(char c) const;
+  size_t line_begin(size_t at) const;
+
+  // Whether a wrong letter of a file looks like a part of a comment.
+  bool is_in_comment(size_t at) const;
   std::optional<Problem> find_problem(size_t begin, size_t end) const;
 
   std::string text_;
@@ -57,8 +83,18 @@ class Plan {
   userlib::DigitMap map_;
   size_t count_ = 0;  // of patterns, with those that do not parse
   std::vector<std::string> patterns_;
+  std::vector<Place> places_;
   std::vector<Problem> problems_;
 };
+
+// The bit of a character in a symbol mask; 0 if it cannot be dialled.
+uint32_t bit_of(char c);
+
+// A character in a message: in quotes, or by its number if it cannot be seen.
+std::string name_of(char c);
+
+// The shortest way to write a symbol, such as "5", "x", "[2-9]" or "[0123456789*#]".
+std::string write_symbol(uint32_t mask);
 
 // The characters of a mask in short, such as "2-9 #".
 std::string describe_symbol(uint32_t mask);
@@ -66,6 +102,6 @@ std::string describe_symbol(uint32_t mask);
 // What a pattern asks for in words, such as "0, any number of 0-9; at time-out".
 std::string describe_pattern(const NUV_DigitMapPattern& pattern);
 
-}  // namespace digitmap_tool
+}  // namespace dialplan
 
 #endif

@@ -1,4 +1,4 @@
-#include "plan.h"
+#include "dialplan/plan.h"
 
 #include <algorithm>
 #include <bit>
@@ -6,7 +6,7 @@
 #include <span>
 #include <utility>
 
-namespace digitmap_tool {
+namespace dialplan {
 
 namespace {
 
@@ -15,22 +15,53 @@ constexpr std::string_view kFamilies[] = {"0123456789", "ABCD", "#", "*"};
 constexpr char kSymbols[] = "0-9 A-D # * x [135] [2-5] . T";
 
 bool is_dialled(char c) {
-  return c != '\0' && kDialled.find(c) != std::string_view::npos;
+  return bit_of(c) != 0;
 }
 
-// A character in a message: those that cannot be seen by their number.
-std::string name_of(char c) {
-  if (c > ' ' && c <= '~') {
-    return std::string("'") + c + "'";
+// Why a character that other notations have cannot stand in a pattern here; null for any other.
+const char* refuse_foreign(char c) {
+  switch (c) {
+    case 'S':
+    case 's':
+      return " is the short timer of other plans: must be 'T' at the end to wait, or nothing for at once";
+    case 'L':
+    case 'l':
+      return " is the long timer of other plans: must be 'T' at the end";
+    case 'Z':
+    case 'z':
+      return " asks for a long press in other plans: nothing here does";
+    case 'E':
+      return " is another plan's name of a key: must be '*'";
+    case 'F':
+      return " is another plan's name of a key: must be '#'";
+    case '<':
+    case '>':
+    case ':':
+    case '=':
+      return " belongs to <dialled:sent>, which changes a number: a plan only tells when one is complete";
+    case '!':
+      return " bars a number in other plans: must be left out, with a plan that has no pattern for the number";
+    case '+':
+      return " is no key; if it repeats the symbol before it, 'x+' must be 'xx.'";
+    case '?':
+      return " makes the symbol before it optional in other plans: must be two patterns, 1|1x for 1x?";
+    case '{':
+    case '}':
+      return " belongs to a count, or encloses other plans: 'x{3}' must be 'xxx'";
+    case '"':
+    case '\'':
+      return " is no part of a plan: must be left out, unless the shell takes it away";
+    default:
+      return nullptr;
   }
-  char name[16];
-  std::snprintf(name, sizeof name, "byte 0x%02x", static_cast<unsigned>(static_cast<unsigned char>(c)));
-  return name;
 }
 
 // What is wrong with a character that no pattern may hold outside of brackets.
 std::string refuse(char c, Plan::Source source) {
   const std::string name = name_of(c);
+  if (const char* why = refuse_foreign(c); why != nullptr) {
+    return name + why;
+  }
   switch (c) {
     case 't':
       return name + " is not the timer: must be 'T'";
@@ -95,9 +126,20 @@ void Plan::add(size_t begin, size_t end) {
   const bool is_text = pattern.find('\0') == std::string::npos;
   if (is_text && map_.add(pattern.c_str())) {
     patterns_.push_back(std::move(pattern));
+    places_.push_back({begin, end});
     return;
   }
-  problems_.push_back(find_problem(begin, end).value_or(Problem{begin, count_, "there is no memory for the pattern"}));
+  Problem problem = find_problem(begin, end).value_or(Problem{begin, count_, "there is no memory for the pattern"});
+  if (is_in_comment(problem.at)) {
+    problem.why += "; '#' is a key to dial, and begins no comment";
+  }
+  problems_.push_back(std::move(problem));
+}
+
+bool Plan::is_in_comment(size_t at) const {
+  const bool is_letter = (text_[at] >= 'a' && text_[at] <= 'z') || (text_[at] >= 'A' && text_[at] <= 'Z');
+  const size_t begin = line_begin(at);
+  return source_ == Source::kFile && is_letter && text_.find('#', begin) < at;
 }
 
 std::optional<Problem> Plan::find_problem(size_t begin, size_t end) const {
@@ -132,31 +174,61 @@ std::optional<Problem> Plan::find_problem(size_t begin, size_t end) const {
   return std::nullopt;
 }
 
+size_t Plan::line_begin(size_t at) const {
+  const size_t before = source_ == Source::kFile && at > 0 ? text_.rfind('\n', at - 1) : std::string::npos;
+  return before == std::string::npos ? 0 : before + 1;
+}
+
+std::string Plan::locate(const Problem& problem) const {
+  const size_t begin = line_begin(problem.at);
+  std::string words = "pattern " + std::to_string(problem.pattern) + ", ";
+  if (source_ == Source::kFile) {
+    const auto lines = std::count(text_.begin(), text_.begin() + static_cast<ptrdiff_t>(begin), '\n');
+    words += "line " + std::to_string(1 + lines) + ", ";
+  }
+  return words + "position " + std::to_string(problem.at - begin + 1) + ": " + problem.why;
+}
+
 std::string Plan::describe(const Problem& problem) const {
   // Long lines are shown in part.
   constexpr size_t kBefore = 50;
   constexpr size_t kShown = 72;
-  const bool has_lines = source_ == Source::kFile;
-  const size_t line_end = has_lines ? std::min(text_.find('\n', problem.at), text_.size()) : text_.size();
-  size_t line_begin = 0;
-  if (has_lines && problem.at > 0) {
-    const size_t break_before = text_.rfind('\n', problem.at - 1);
-    line_begin = break_before == std::string::npos ? 0 : break_before + 1;
-  }
-  const size_t column = problem.at - line_begin;
-  const size_t shown_begin = line_begin + (column > kBefore ? column - kBefore : 0);
-  const std::string shown = text_.substr(shown_begin, std::min(kShown, line_end - shown_begin));
+  const char* const line_ends = source_ == Source::kFile ? "\n" : "";
+  const size_t end = std::min(text_.find_first_of(line_ends, problem.at), text_.size());
+  const size_t begin = std::max(line_begin(problem.at), problem.at - std::min(problem.at, kBefore));
+  const std::string shown = text_.substr(begin, std::min(kShown, end - begin));
+  return locate(problem) + "\n  " + printable(shown) + "\n  " + std::string(problem.at - begin, ' ') + "^\n";
+}
 
-  std::string words = "pattern " + std::to_string(problem.pattern) + ", ";
-  if (has_lines) {
-    words += "line " +
-             std::to_string(1 + std::count(text_.begin(), text_.begin() + static_cast<ptrdiff_t>(line_begin), '\n')) +
-             ", ";
+uint32_t bit_of(char c) {
+  const size_t place = c != '\0' ? kDialled.find(c) : std::string_view::npos;
+  return place != std::string_view::npos ? uint32_t{1} << place : 0;
+}
+
+std::string name_of(char c) {
+  if (c > ' ' && c <= '~') {
+    return std::string("'") + c + "'";
   }
-  words += "position " + std::to_string(column + 1) + ": " + problem.why + "\n";
-  words += "  " + printable(shown) + "\n";
-  words += "  " + std::string(problem.at - shown_begin, ' ') + "^\n";
-  return words;
+  char name[16];
+  std::snprintf(name, sizeof name, "byte 0x%02x", static_cast<unsigned>(static_cast<unsigned char>(c)));
+  return name;
+}
+
+std::string write_symbol(uint32_t mask) {
+  constexpr uint32_t kAnyDigit = 0x3FF;
+  std::string characters;
+  for (size_t i = 0; i < kDialled.size(); ++i) {
+    characters += (mask >> i & 1) != 0 ? std::string(1, kDialled[i]) : "";
+  }
+  if (mask == kAnyDigit) {
+    return "x";
+  }
+  if (characters.size() == 1) {
+    return characters;
+  }
+  const size_t first = characters.empty() ? 0 : kDialled.find(characters.front());
+  const bool is_range = characters.size() > 2 && kDialled.compare(first, characters.size(), characters) == 0;
+  return is_range ? std::string("[") + characters.front() + '-' + characters.back() + ']' : "[" + characters + "]";
 }
 
 std::string describe_symbol(uint32_t mask) {
@@ -208,4 +280,4 @@ std::string describe_pattern(const NUV_DigitMapPattern& pattern) {
   return words + (pattern.m_bTimer != 0 ? "; at time-out" : "");
 }
 
-}  // namespace digitmap_tool
+}  // namespace dialplan
