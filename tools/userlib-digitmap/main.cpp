@@ -10,9 +10,13 @@
 #include <utility>
 #include <vector>
 
+#include "dialplan/plan.h"
+#include "dialplan/warnings.h"
 #include "nuv_assert.h"
 #include "userlib-digitmap/answers.h"
+#include "userlib-digitmap/convert.h"
 #include "userlib-digitmap/graph.h"
+#include "userlib-digitmap/options.h"
 #include "userlib-digitmap/svg.h"
 
 namespace digitmap_tool {
@@ -22,6 +26,7 @@ namespace {
 enum Status {
   kComplete = 0,
   kUndecided = 1,
+  kWarned = 1,
   kNoMatch = 2,
   kUsage = 64,
   kBadPlan = 65,
@@ -32,7 +37,7 @@ enum Status {
 };
 
 constexpr char kHelp[] =
-    R"(userlib-digitmap shows what a dial plan answers, digit by digit, and why a pattern does not parse.
+    R"(userlib-digitmap shows what a dial plan answers, digit by digit, and what in it means something else than it seems to.
 
   userlib-digitmap [OPTIONS] MAP [DIGITS...]
   userlib-digitmap [OPTIONS] --file FILE [DIGITS...]
@@ -43,40 +48,23 @@ best match, while the timer runs and when it has expired, and which patterns are
 patterns are listed in words.
 
 Options:
-  -f, --file FILE   read the plan from FILE
-  -g, --graph SVG   draw the plan as a tree of positions with graphviz; '-' is the standard output
-      --dot         print that tree in the language of graphviz, and nothing else
-      --first       exit status and tree by first match; without it by best match
-      --timer       exit status as when the timer has expired
-  -q, --quiet       print no tables and lists
-  -h, --help        print this and end
-      --version     print the version and end
+  -f, --file FILE       read the plan from FILE
+  -g, --graph SVG       draw the plan as a tree of positions with graphviz; '-' is the standard output
+      --dot             print that tree in the language of graphviz, and nothing else
+      --check           print the warnings about the plan, and nothing else
+      --convert[=FORM]  MAP is a published plan: print one of userlib's that means the same. FORM: mgcp (RFC 2705, RFC
+                        3435), or h248 (also most telephones: a number waits as long as more digits could belong to it)
+      --length N        compare both on all dial strings of up to N digits; without it 6
+      --first           exit status, tree, warnings and conversion by first match; without it by best match
+      --timer           exit status as when the timer has expired
+  -q, --quiet           print no tables, lists, warnings and notes
+  -h, --help            print this and end
+      --version         print the version and end
 
-Exit status: 0 all DIGITS are complete, 1 some are undecided, 2 some match nothing; 64 the command line is wrong, 65 the
-plan is, 66 its file cannot be read, 69 dot cannot be started, 70 dot has failed, 74 the output cannot be written.
+Exit status: 0 all DIGITS are complete, 1 some are undecided, or --check has a warning, 2 some match nothing; 64 the
+command line is wrong, 65 the plan is, or cannot be converted, 66 its file cannot be read, 69 dot cannot be started, 70
+dot has failed, 74 the output cannot be written.
 )";
-
-struct Options {
-  std::optional<std::string> file;
-  std::optional<std::string> graph;
-  bool wants_dot = false;
-  bool is_quiet = false;
-  bool wants_help = false;
-  bool wants_version = false;
-  Mode mode = Mode::kBest;
-  Timer timer = Timer::kRunning;
-  std::vector<std::string> words;  // map and digits
-};
-
-// Text from outside, between quotes, fit for a terminal.
-std::string quote(std::string_view text) {
-  constexpr size_t kLongest = 80;
-  std::string quoted = "'";
-  for (const char c : text.substr(0, kLongest)) {
-    quoted += c >= ' ' && c <= '~' ? c : '?';
-  }
-  return quoted + (text.size() > kLongest ? "...'" : "'");
-}
 
 int complain(Status status, const std::string& why) {
   std::fprintf(stderr, "userlib-digitmap: %s\n", why.c_str());
@@ -86,73 +74,6 @@ int complain(Status status, const std::string& why) {
 int refuse_usage(const std::string& why) {
   return complain(kUsage, why + "; --help shows how it is done");
 }
-
-// Reads one command line. The first thing that is wrong ends the walk.
-class CommandLine {
- public:
-  explicit CommandLine(std::vector<std::string> words) : words_(std::move(words)) {}
-
-  bool read(Options& options) {
-    while (at_ < words_.size() && why_.empty()) {
-      const std::string word = words_[at_++];
-      if (word == "--") {
-        break;
-      }
-      // A plan or a number never begins with "-".
-      if (word.size() < 2 || word[0] != '-') {
-        options.words.push_back(word);
-      } else {
-        take(word, options);
-      }
-    }
-    options.words.insert(options.words.end(), words_.begin() + static_cast<ptrdiff_t>(at_), words_.end());
-    return why_.empty();
-  }
-
-  const std::string& why() const { return why_; }
-
- private:
-  void take(const std::string& word, Options& options) {
-    const size_t equals = word.starts_with("--") ? word.find('=') : std::string::npos;
-    const std::string name = word.substr(0, equals);
-    if (name == "-f" || name == "--file") {
-      options.file = value(word, equals, "the name of a file with a dial plan");
-    } else if (name == "-g" || name == "--graph") {
-      options.graph = value(word, equals, "the name of an SVG file to write");
-    } else if (equals != std::string::npos) {
-      why_ = "option " + quote(word) + " is not known, or takes no value";
-    } else if (name == "--dot") {
-      options.wants_dot = true;
-    } else if (name == "--first") {
-      options.mode = Mode::kFirst;
-    } else if (name == "--timer") {
-      options.timer = Timer::kExpired;
-    } else if (name == "-q" || name == "--quiet") {
-      options.is_quiet = true;
-    } else if (name == "-h" || name == "--help") {
-      options.wants_help = true;
-    } else if (name == "--version") {
-      options.wants_version = true;
-    } else {
-      why_ = "option " + quote(word) + " is not known";
-    }
-  }
-
-  std::string value(const std::string& word, size_t equals, const std::string& what) {
-    if (equals != std::string::npos) {
-      return word.substr(equals + 1);
-    }
-    if (at_ == words_.size()) {
-      why_ = "option " + quote(word) + " wants a value: " + what;
-      return {};
-    }
-    return words_[at_++];
-  }
-
-  std::vector<std::string> words_;
-  size_t at_ = 0;
-  std::string why_;
-};
 
 // The content of a file, cut behind one byte more than a plan may have; null, with errno set, if it cannot be read.
 std::optional<std::string> read_file(const std::string& path) {
@@ -267,6 +188,44 @@ int answer(const Options& options, const Plan& plan, const std::vector<std::stri
   return status;
 }
 
+// Prints what the plan most likely does not mean. Returns whether there is anything.
+bool warn(const Options& options, const Plan& plan) {
+  const dialplan::Warnings warnings = dialplan::find_warnings(plan, options.mode);
+  if (options.is_quiet) {
+    return !warnings.found.empty();
+  }
+  for (const dialplan::Problem& warning : warnings.found) {
+    std::fprintf(stderr, "userlib-digitmap: warning: %s", plan.describe(warning).c_str());
+  }
+  if (!warnings.is_whole) {
+    std::fprintf(stderr,
+                 "userlib-digitmap: note: the plan has more than %zu positions; patterns that never decide were not "
+                 "looked for\n",
+                 dialplan::kMaxWalk);
+  }
+  return !warnings.found.empty();
+}
+
+int convert_plan(const Options& options, const std::string& text) {
+  const Conversion conversion = convert(text, *options.convert, options.mode, options.length);
+  if (conversion.plan.empty()) {
+    return complain(kBadPlan, "the plan cannot be converted: " + conversion.why);
+  }
+  std::printf("%s\n", conversion.plan.c_str());
+  if (options.is_quiet) {
+    return 0;
+  }
+  for (const std::string& note : conversion.notes) {
+    complain(kComplete, "note: " + note);
+  }
+  const Comparison& made = conversion.comparison;
+  std::fprintf(stderr,
+               "userlib-digitmap: the same for all dial strings of up to %zu digits (%zu were compared), and at %s%zu "
+               "positions that longer ones get to\n",
+               made.length, made.strings, made.is_whole ? "all " : "the first ", made.positions);
+  return 0;
+}
+
 int look_at(const Options& options, const Plan& plan, const std::vector<std::string>& all_digits) {
   for (const dialplan::Problem& problem : plan.problems()) {
     std::fprintf(stderr, "userlib-digitmap: %s", plan.describe(problem).c_str());
@@ -276,6 +235,10 @@ int look_at(const Options& options, const Plan& plan, const std::vector<std::str
   }
   if (plan.patterns().empty()) {
     return complain(kBadPlan, "the plan holds no pattern: must be one or more, such as '110|0x.T'");
+  }
+  const bool has_warnings = (options.wants_check || !options.is_quiet) && warn(options, plan);
+  if (options.wants_check) {
+    return has_warnings ? kWarned : 0;
   }
   if (options.wants_dot || options.graph) {
     if (const int status = draw_plan(options, plan); status != 0) {
@@ -291,20 +254,29 @@ int look_at(const Options& options, const Plan& plan, const std::vector<std::str
   return answer(choice, plan, all_digits);
 }
 
+// What is wrong with digits that a plan is to be asked about, in words; empty if nothing is.
+std::string refuse_digits(const Options& options, const std::vector<std::string>& all_digits) {
+  if (!all_digits.empty() && (options.wants_check || options.convert)) {
+    return "--check and --convert take no digits";
+  }
+  for (const std::string& digits : all_digits) {
+    if (std::string why = find_undialled(digits); !why.empty()) {
+      return why;
+    }
+  }
+  return {};
+}
+
 int run(std::vector<std::string> words) {
   Options options;
-  CommandLine command_line(std::move(words));
-  if (!command_line.read(options)) {
-    return refuse_usage(command_line.why());
+  if (const auto why = read_options(std::move(words), options)) {
+    return refuse_usage(*why);
   }
   if (options.wants_help) {
     return print_help();
   }
   if (options.wants_version) {
     return print_version();
-  }
-  if (options.wants_dot && options.graph) {
-    return refuse_usage("--dot and --graph exclude each other");
   }
   std::vector<std::string> all_digits = options.words;
   std::string text;
@@ -318,10 +290,8 @@ int run(std::vector<std::string> words) {
       options.file = text.substr(1);
     }
   }
-  for (const std::string& digits : all_digits) {
-    if (const std::string why = find_undialled(digits); !why.empty()) {
-      return refuse_usage(why);
-    }
+  if (const std::string why = refuse_digits(options, all_digits); !why.empty()) {
+    return refuse_usage(why);
   }
   if (options.file) {
     auto content = read_file(*options.file);
@@ -333,6 +303,9 @@ int run(std::vector<std::string> words) {
   if (text.size() > Plan::kMaxText) {
     return complain(kBadPlan,
                     "the plan is too long: at most " + std::to_string(Plan::kMaxText) + " characters are read");
+  }
+  if (options.convert) {
+    return finish(convert_plan(options, text));
   }
   const auto source = options.file ? Plan::Source::kFile : Plan::Source::kArgument;
   return finish(look_at(options, Plan(std::move(text), source), all_digits));

@@ -203,6 +203,126 @@ TEST(DigitmapTool, SaysWhatIsWrong) {
   }
 }
 
+TEST(DigitmapTool, WarnsOfWhatAPlanMostLikelyDoesNotMean) {
+  const std::string warning =
+      "userlib-digitmap: warning: pattern 1, position 2: '[2-57]' is one range from its first symbol to its last, 2-7: "
+      "must be '[23457]' for 2-5 7\n  1[2-57]\n   ^\n";
+  Outcome outcome = run({"1[2-57]"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.out, "1  1[2-57]  1, one of 2-7\n");
+  EXPECT_EQ(outcome.err, warning);
+  outcome = run({"--check", "1[2-57]"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_EQ(outcome.err, warning);
+  outcome = run({"--check", "-q", "1[2-57]"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_EQ(run({"-q", "1[2-57]", "16"}).err, "");
+  outcome = run({"--check", "110|0x.T"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.out + outcome.err, "");
+}
+
+TEST(DigitmapTool, ChecksByTheModeThatIsAskedFor) {
+  EXPECT_EQ(run({"--check", "1xx|112"}).status, 0);
+  const Outcome first = run({"--check", "--first", "1xx|112"});
+  EXPECT_EQ(first.status, 1);
+  EXPECT_EQ(first.err,
+            "userlib-digitmap: warning: pattern 2, position 5: '112' never decides: '1xx' does wherever it would, or "
+            "sooner\n  1xx|112\n      ^\n");
+  const TemporaryFile file("110 # 112\n");
+  EXPECT_EQ(
+      run({"--check", "@" + file.path()}).err,
+      "userlib-digitmap: warning: pattern 1, line 1, position 5: '#' is a key to dial, and begins no comment: the "
+      "pattern is '110#112'\n  110 # 112\n      ^\n");
+}
+
+TEST(DigitmapTool, SaysWhereItsCheckHasStopped) {
+  const Outcome outcome = run({"--check", "x.1" + std::string(20, 'x') + "T|1|10"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(
+      outcome.err,
+      "userlib-digitmap: note: the plan has more than 20000 positions; patterns that never decide were not looked "
+      "for\n");
+}
+
+TEST(DigitmapTool, ConvertsPublishedPlans) {
+  Outcome outcome = run({"--convert", "(0T|1[235-9]x|1(10|12))"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.out, "0T|1[2356789]x|110|112\n");
+  EXPECT_EQ(outcome.err,
+            "userlib-digitmap: the same for all dial strings of up to 6 digits (30 were compared), and at all 0 "
+            "positions that longer ones get to\n");
+  outcome = run({"--convert=h248", "--length", "2", "(9,[2-9]11S0|9,1xxx|xx.S2)"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.out, "9[2-9]11|91xxxT|xx.T\n");
+  outcome = run({"-q", "--convert=mgcp", "0|00"});
+  EXPECT_EQ(outcome.out, "0\n");
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_EQ(run({"--convert", "0|00"})
+                .err.find("userlib-digitmap: note: left out, because the published plan is "
+                          "complete sooner: 00\n"),
+            0U);
+  const TemporaryFile file("110\r\n1[13]2 | 113\n");
+  EXPECT_EQ(run({"--convert", "-f", file.path()}).out, "110|1[13]2|113\n");
+}
+
+TEST(DigitmapTool, SaysWhatItCannotConvert) {
+  const struct {
+    const char* name;
+    Words words;
+    int status;
+    std::string complaint;
+  } kCases[] = {
+      {"substitution",
+       {"--convert=h248", "1|<9:>x"},
+       65,
+       "the plan cannot be converted: position 3: '<' belongs to a substitution, which changes the number: a plan here "
+       "only tells when one is complete\n"},
+      {"more digits behind a repeated symbol",
+       {"--convert", "x.#5"},
+       65,
+       "the plan cannot be converted: after # the published plan is incomplete, ours is no match\n"},
+      {"timer in the middle",
+       {"--convert", "1T2"},
+       65,
+       "the plan cannot be converted: a timer stands in the middle of a pattern, and it can only stand at the end\n"},
+      {"unknown form",
+       {"--convert=sip", "1"},
+       64,
+       "form 'sip' is not known: must be mgcp or h248; --help shows how it is done\n"},
+      {"no length",
+       {"--convert", "--length=0", "1"},
+       64,
+       "length '0' must be a number from 1 to 64; --help shows how it is done\n"},
+      {"great length",
+       {"--convert", "--length=65", "1"},
+       64,
+       "length '65' must be a number from 1 to 64; --help shows how it is done\n"},
+      {"digits", {"--convert", "1", "1"}, 64, "--check and --convert take no digits; --help shows how it is done\n"},
+      {"digits to check",
+       {"--check", "1", "1"},
+       64,
+       "--check and --convert take no digits; --help shows how it is done\n"},
+      {"a check and a picture",
+       {"--check", "--dot", "1"},
+       64,
+       "--check is of a plan, and stands alone; --help shows how it is done\n"},
+      {"a conversion and a picture",
+       {"--convert", "-g", "x", "1"},
+       64,
+       "--convert prints a plan, and stands alone; --help shows how it is done\n"},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.name);
+    const Outcome outcome = run(c.words);
+    EXPECT_EQ(outcome.status, c.status);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "userlib-digitmap: " + c.complaint);
+  }
+}
+
 TEST(DigitmapTool, TakesEverythingUpToItsLimits) {
   EXPECT_EQ(run({std::string(16384, '1'), std::string(64, '1')}).status, 1);
   EXPECT_EQ(run({"--", "1", "1"}).status, 0);
@@ -250,7 +370,8 @@ TEST(DigitmapTool, HelpsAndTellsItsVersion) {
   const Outcome help = run({"--help", "[", "nonsense"});
   EXPECT_EQ(help.status, 0);
   EXPECT_NE(help.out.find("userlib-digitmap [OPTIONS] MAP [DIGITS...]\n"), std::string::npos);
-  for (const char* option : {"--file", "--graph", "--dot", "--first", "--timer", "--quiet", "--help", "--version"}) {
+  for (const char* option : {"--file", "--graph", "--dot", "--check", "--convert", "--length", "--first", "--timer",
+                             "--quiet", "--help", "--version"}) {
     EXPECT_NE(help.out.find(option), std::string::npos) << option;
   }
   EXPECT_EQ(run({"-h"}).out, help.out);
