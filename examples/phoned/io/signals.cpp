@@ -17,7 +17,9 @@ volatile sig_atomic_t g_write_fd = -1;
 void note_signal(int signal) {
   const int saved = errno;
   const char byte = static_cast<char>(signal);
-  static_cast<void>(!write(g_write_fd, &byte, 1));
+  // A write that the system refuses would be a TERM that nobody has heard.
+  for (int i = 0; i < OwnedPipe::kTries && write(g_write_fd, &byte, 1) < 0; ++i) {
+  }
   errno = saved;
 }
 
