@@ -55,7 +55,14 @@ TEST_F(LineReaderTest, LeavesTheNextLineInTheDescriptor) {
   EXPECT_EQ(::read(ends_[0], rest, 1), 1);
   EXPECT_EQ(rest[0], 'b');
   EXPECT_EQ(read(), Event::kLine);
-  EXPECT_EQ(reader_.line(), "") << "a carriage return belongs to the line's end";
+  EXPECT_EQ(reader_.line(), "") << "a carriage return ends a line, and so does the line feed with it";
+  EXPECT_EQ(read(), Event::kLine);
+  EXPECT_EQ(reader_.line(), "") << "a carriage return alone";
+  put("\nc\rd\r");
+  EXPECT_EQ(read(), Event::kLine);
+  EXPECT_EQ(reader_.line(), "c") << "what came first is the other half of the end before";
+  EXPECT_EQ(read(), Event::kLine);
+  EXPECT_EQ(reader_.line(), "d");
 }
 
 TEST_F(LineReaderTest, TakesSoMuchAndNoMore) {
@@ -75,7 +82,7 @@ TEST_F(LineReaderTest, SaysOnceThatALineIsTooLong) {
   for (int i = 0; i < 40; ++i) {
     EXPECT_EQ(read(), Event::kNothing);
   }
-  put("x\nnext\n");
+  put("x\r\nnext\n");
   EXPECT_EQ(read(), Event::kLine);
   EXPECT_EQ(reader_.line(), "next");
 }
@@ -83,6 +90,8 @@ TEST_F(LineReaderTest, SaysOnceThatALineIsTooLong) {
 TEST_F(LineReaderTest, TellsTheEnd) {
   put("half");
   hang_up();
+  EXPECT_EQ(read(), Event::kLine);
+  EXPECT_EQ(reader_.line(), "half");
   EXPECT_EQ(read(), Event::kEnd);
   EXPECT_EQ(reader_.read(-1), Event::kNothing);
 }

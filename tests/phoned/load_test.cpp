@@ -190,12 +190,12 @@ class BusyOperator {
         {"map", "110\n0x.T\n"},
         {"lines", ""},
         {"check 110", "complete 110 110\n"},
-        {"tr change Line 1023", "tr: see phoned's standard output\n"},
+        {"tr change Line 1023", "The tracelevel of modul Line is changed to 1023 \n"},
         {"mem", ""},
         {"dance", "command not found\n"},
         {std::string(300, 'x'), "error: the line is too long: at most 255 bytes are taken\n"},
         {"bandwidth 40 1 8 20 1 160", "13250 bytes/s\n"},
-        {"tr changeall 113", "tr: see phoned's standard output\n"},
+        {"tr changeall 113", "Tracelevel is changed for all moduls\n"},
         {"run printf x", ""},
     };
     while (!must_stop_) {

@@ -32,6 +32,7 @@
 #include "phoned/io/commands.h"
 #include "phoned/io/instance.h"
 #include "phoned/io/operators.h"
+#include "phoned/io/output.h"
 #include "phoned/io/signals.h"
 #include "userlib.hpp"
 
@@ -69,16 +70,20 @@ struct Daemon {
   userlib::Watch request{loop, [this] { on_request(*this); }};
   userlib::Timer deadline{loop, [] {}};  // wakes the loop, which looks for overdue lines after every turn
   userlib::Timer counts{loop, [this] { on_counts(*this); }};
+  userlib::Timer again{loop, [] {}};  // wakes the loop, which says after every turn what could not be said before
   userlib::Watch signal{loop, [this] { on_signal(*this); }};
   Commands commands{dial_layer, [this] { is_ending = true; }};
   Operators operators{loop, commands};
 };
 
+Output g_standard_output(stdout);
+Output g_standard_error(stderr);
+
 // Whether phoned has left its terminal, so that only the system log listens.
 bool g_is_in_background = false;
 
 void complain(const std::string& why) {
-  NUV_LOG_ERROR(trace::modules.phoned, "%s", why.c_str());
+  PHONED_LOG(ERROR, trace::modules.phoned, "%s", why.c_str());
   if (!g_is_in_background) {
     std::fprintf(stderr, "phoned: %s\n", why.c_str());
   }
@@ -101,7 +106,7 @@ void tell_counts(Daemon& daemon) {
 
 void count_loss(Daemon& daemon, const char* what) {
   ++daemon.unanswered.lost;
-  NUV_LOG_ERROR(trace::modules.phoned, "%s is lost: the system does not move it through a pipe", what);
+  PHONED_LOG(ERROR, trace::modules.phoned, "%s is lost: the system does not move it through a pipe", what);
 }
 
 void answer(Daemon& daemon, const sockaddr_in& card, const std::string& text) {
@@ -204,7 +209,7 @@ void read_plan_again(Daemon& daemon) {
     return;
   }
   std::printf("phoned: HUP: read %zu patterns from %s\n", plan->size(), quote_path(*path).c_str());
-  NUV_LOG_INFO(trace::modules.dial_plan, "%zu patterns from %s", plan->size(), quote_path(*path).c_str());
+  PHONED_LOG(INFO, trace::modules.dial_plan, "%zu patterns from %s", plan->size(), quote_path(*path).c_str());
   daemon.dial_layer.change_plan(std::move(*plan));
 }
 
@@ -218,6 +223,35 @@ void on_signal(Daemon& daemon) {
       std::printf("phoned: %s: ending\n", signal == SIGTERM ? "TERM" : "INT");
       daemon.is_ending = true;
     }
+  }
+}
+
+// ---- 6. What was said goes out, and nobody waits for that ----
+
+void finish_outputs() {
+  g_standard_output.finish();
+  g_standard_error.finish();
+}
+
+std::optional<Error> open_outputs() {
+  // A reader of phoned's output that goes away is no reason to die, nor is a terminal that others use a reason to stop.
+  for (const int signal : {SIGPIPE, SIGTTOU, SIGTTIN}) {
+    std::signal(signal, SIG_IGN);
+  }
+  std::atexit(finish_outputs);
+  if (auto error = g_standard_output.open()) {
+    return error;
+  }
+  return g_standard_error.open();
+}
+
+void pass_on_outputs(Daemon& daemon) {
+  constexpr std::chrono::milliseconds kPause{250};
+  g_standard_output.flush();
+  g_standard_error.flush();
+  const bool is_behind = g_standard_output.is_behind() || g_standard_error.is_behind() || trace::is_behind();
+  if (is_behind && !daemon.again.is_running()) {
+    static_cast<void>(daemon.again.start(kPause));
   }
 }
 
@@ -235,8 +269,6 @@ Result<DialPlan> load_plan(const Options& options) {
 }
 
 std::optional<Error> open_all(Daemon& daemon) {
-  // A reader of phoned's output that goes away is no reason to die.
-  std::signal(SIGPIPE, SIG_IGN);
   if (auto error = daemon.signals.open({SIGTERM, SIGINT, SIGHUP, SIGCHLD})) {
     return error;
   }
@@ -275,19 +307,31 @@ std::optional<Error> start(Daemon& daemon, Instance& instance) {
   if (options.is_foreground) {
     return std::nullopt;
   }
+  finish_outputs();
+  auto error = instance.detach();
   g_is_in_background = true;
-  return instance.detach();
+  g_standard_output.close();
+  g_standard_error.close();
+  return error;
 }
 
 void serve_events(Daemon& daemon) {
   while (!daemon.is_ending) {
     daemon.loop.process();
     decide_overdue(daemon);
+    pass_on_outputs(daemon);
   }
   tell_counts(daemon);
 }
 
 int serve(const Options& options) {
+  if (const auto error = trace::settle_time_zone()) {
+    complain(error->why);
+  }
+  if (const auto error = open_outputs()) {
+    complain(error->why);
+    return kFailure;
+  }
   if (const auto error = trace::open(options.ini)) {
     complain(error->why);
     return kFailure;
@@ -305,12 +349,12 @@ int serve(const Options& options) {
       complain(error->why);
       return kFailure;
     }
-    NUV_LOG_INFO(trace::modules.phoned, "listening on port %u", daemon.port);
+    PHONED_LOG(INFO, trace::modules.phoned, "listening on port %u", daemon.port);
     serve_events(daemon);
   }
   std::printf("phoned: memory: %s\n", describe(memory_figures()).c_str());
   std::printf("phoned: farewell\n");
-  NUV_LOG_INFO(trace::modules.phoned, "farewell");
+  PHONED_LOG(INFO, trace::modules.phoned, "farewell");
   return 0;
 }
 

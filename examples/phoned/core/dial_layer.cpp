@@ -9,7 +9,7 @@ namespace phoned {
 
 std::string DialLayer::handle(OwnedFrame& datagram, const sockaddr_in& sender, const timeval& now) {
   ++statistics_.datagrams;
-  NUV_LOG_TRACE(trace::modules.line, "event %s", quote(datagram.text()).c_str());
+  PHONED_LOG(TRACE, trace::modules.line, "event %s", quote(datagram.text()).c_str());
   const auto request = parse_request(datagram);
   if (!request) {
     return refuse(request.error().why);
@@ -30,8 +30,8 @@ std::vector<Notice> DialLayer::handle_timeouts(const timeval& now) {
     ++statistics_.timeouts;
     Call& call = *lines_.find(number);
     const Verdict verdict = plan_.check_at_timeout(call.digits);
-    NUV_LOG_DEBUG(trace::modules.dial_plan, "digits %s, and no more in time: %s", call.digits.c_str(),
-                  describe(verdict).c_str());
+    PHONED_LOG(DEBUG, trace::modules.dial_plan, "digits %s, and no more in time: %s", call.digits.c_str(),
+               describe(verdict).c_str());
     notices.push_back({call.peer, decide(number, call, verdict)});
   }
   return notices;
@@ -55,7 +55,7 @@ std::string DialLayer::lift(uint8_t number) {
   }
   // No deadline yet: the inter-digit time starts with the first digit.
   const Call& call = lines_.lift(number);
-  NUV_LOG_TRACE(trace::modules.line, "line %u: call %u, reference %08x", number, call.number, call.reference);
+  PHONED_LOG(TRACE, trace::modules.line, "line %u: call %u, reference %08x", number, call.number, call.reference);
   return ready(number);
 }
 
@@ -84,7 +84,7 @@ std::string DialLayer::dial(EventMessage& message, const sockaddr_in& sender, co
     }
     call->digits += digit;
     const Verdict verdict = plan_.check(call->digits);
-    NUV_LOG_DEBUG(trace::modules.dial_plan, "digits %s: %s", call->digits.c_str(), describe(verdict).c_str());
+    PHONED_LOG(DEBUG, trace::modules.dial_plan, "digits %s: %s", call->digits.c_str(), describe(verdict).c_str());
     if (verdict.kind != Verdict::Kind::kMore) {
       return decide(number, *call, verdict);
     }
@@ -102,18 +102,18 @@ std::string DialLayer::decide(uint8_t number, Call& call, const Verdict& verdict
   call.deadline.reset();
   if (verdict.kind == Verdict::Kind::kComplete) {
     ++statistics_.complete;
-    NUV_LOG_INFO(trace::modules.line, "line %u: %s is complete by %s", number, call.digits.c_str(),
-                 verdict.pattern.c_str());
+    PHONED_LOG(INFO, trace::modules.line, "line %u: %s is complete by %s", number, call.digits.c_str(),
+               verdict.pattern.c_str());
     return complete(number, call.digits, verdict.pattern);
   }
   ++statistics_.rejected;
-  NUV_LOG_INFO(trace::modules.line, "line %u: %s is rejected", number, call.digits.c_str());
+  PHONED_LOG(INFO, trace::modules.line, "line %u: %s is rejected", number, call.digits.c_str());
   return reject(number, call.digits);
 }
 
 std::string DialLayer::refuse(const std::string& why) {
   ++statistics_.errors;
-  NUV_LOG_DEBUG(trace::modules.line, "refused: %s", why.c_str());
+  PHONED_LOG(DEBUG, trace::modules.line, "refused: %s", why.c_str());
   return error(why);
 }
 

@@ -22,6 +22,16 @@ std::string printable(std::string_view text) {
   return shown;
 }
 
+std::string printable_lines(std::string_view text) {
+  std::string shown = printable(text);
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '\n' || text[i] == '\t') {
+      shown[i] = text[i];
+    }
+  }
+  return shown;
+}
+
 std::string quote(std::string_view text) {
   const bool is_long = text.size() > kLongestQuote;
   return "'" + printable(text.substr(0, kLongestQuote)) + (is_long ? "...'" : "'");

@@ -16,6 +16,9 @@ bool is_printable(char c);
 // The text with a "?" for every byte that is not printable.
 std::string printable(std::string_view text);
 
+// The same for a text of many lines, whose ends and tabulators stay.
+std::string printable_lines(std::string_view text);
+
 // The text between quotes for a message: printable, and cut where it gets long.
 std::string quote(std::string_view text);
 

@@ -1,6 +1,17 @@
 #include "phoned/core/trace.h"
 
+#include <cerrno>
+#include <cinttypes>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <utility>
+
 #include <arpa/inet.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include "phoned/core/file.h"
@@ -28,9 +39,68 @@ std::string path_to_read(const std::optional<std::string>& init_file) {
   return is_wanted && !is_no_regular_file(path) ? path : "";
 }
 
+bool g_uses_system_log = true;
+uint64_t g_lost = 0;
+
+// Whether the log takes a line without letting us wait. It is asked anew each time: another daemon may have taken its
+// place. There are logs of two kinds; one of streams has no room when nobody accepts connections.
+bool has_room() {
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  std::strncpy(address.sun_path, _PATH_LOG, sizeof address.sun_path - 1);
+  for (const int type : {SOCK_DGRAM, SOCK_STREAM}) {
+    const int fd = socket(AF_UNIX, type | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    pollfd state = {fd, POLLOUT, 0};
+    const bool is_connected = connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    const bool is_other_kind = !is_connected && errno == EPROTOTYPE;
+    const bool is_ready = is_connected && poll(&state, 1, 0) == 1 && (state.revents & POLLOUT) != 0;
+    close(fd);
+    if (!is_other_kind) {
+      return is_ready;
+    }
+  }
+  return false;
+}
+
 }  // namespace
 
 Modules modules;
+
+Line::Line(int module, uint32_t type) {
+  if (!NUV_Sysloglevel_checkTracelevel(module, type)) {
+    return;
+  }
+  if (g_uses_system_log && (is_behind() || !has_room())) {
+    ++g_lost;
+    return;
+  }
+  limit_.emplace();
+}
+
+bool is_behind() {
+  if (g_lost > 0 && g_uses_system_log && has_room()) {
+    const TimeLimit limit;
+    NUV_LOG_WARNING(modules.phoned, "%" PRIu64 " lines could not be written", std::exchange(g_lost, 0));
+  }
+  return g_lost > 0;
+}
+
+void use_system_log(bool is_used) {
+  g_uses_system_log = is_used;
+}
+
+std::optional<Error> settle_time_zone() {
+  const char* const zone = std::getenv("TZ");
+  const std::string name = zone == nullptr ? "" : zone + (*zone == ':' ? 1 : 0);
+  const std::string path = name.starts_with('/') ? name : "/usr/share/zoneinfo/" + name;
+  const bool is_odd = !name.empty() && is_no_regular_file(path);
+  if (is_odd) {
+    setenv("TZ", "UTC0", 1);
+  }
+  tzset();
+  return is_odd ? std::optional(Error{"time zone " + quote_path(name) + " is not a regular file; times are in UTC"})
+                : std::nullopt;
+}
 
 std::optional<Error> open(const std::optional<std::string>& init_file) {
   NUV_Sysloglevel_construct2(path_to_read(init_file).c_str(), kIdent);
@@ -45,19 +115,19 @@ std::optional<Error> open(const std::optional<std::string>& init_file) {
 }
 
 void received(const sockaddr_in& card, uint16_t port) {
-  NUV_LOG_TRACEMF(modules.line, "card", ntohs(card.sin_port), "datagram", "channel", port, kIn);
+  PHONED_LOG(TRACEMF, modules.line, "card", ntohs(card.sin_port), "datagram", "channel", port, kIn);
 }
 
 void taken(uint16_t port, std::string_view event) {
-  NUV_LOG_TRACEMF(modules.line, "channel", port, shown(event).c_str(), "dial layer", 0, kIn);
+  PHONED_LOG(TRACEMF, modules.line, "channel", port, shown(event).c_str(), "dial layer", 0, kIn);
 }
 
 void answered(uint16_t port, std::string_view answer) {
-  NUV_LOG_TRACEMF(modules.line, "dial layer", 0, shown(answer).c_str(), "channel", port, kOut);
+  PHONED_LOG(TRACEMF, modules.line, "dial layer", 0, shown(answer).c_str(), "channel", port, kOut);
 }
 
 void sent(const sockaddr_in& card, uint16_t port, std::string_view answer) {
-  NUV_LOG_TRACEMF(modules.line, "channel", port, shown(answer).c_str(), "card", ntohs(card.sin_port), kOut);
+  PHONED_LOG(TRACEMF, modules.line, "channel", port, shown(answer).c_str(), "card", ntohs(card.sin_port), kOut);
 }
 
 }  // namespace phoned::trace

@@ -14,6 +14,8 @@
 
 #include "nuv_sysloglevel.h"
 #include "phoned/core/result.h"
+#include "phoned/core/time_limit.h"
+#include "userlib.hpp"
 
 namespace phoned::trace {
 
@@ -29,9 +31,40 @@ struct Modules {
 };
 extern Modules modules;
 
+// One line, for as long as it takes to write it. The C library would wait for a log daemon that does not read; here such
+// a line is left out and counted, and the count is told as soon as there is room again.
+class Line : userlib::Pinned {
+ public:
+  Line(int module, uint32_t type);
+
+  // Whether it is written: the module's mask wants it, and nobody has to wait for it.
+  explicit operator bool() const { return limit_.has_value(); }
+
+ private:
+  std::optional<TimeLimit> limit_;
+};
+
+// Writes a line as NUV_LOG_<type>(module, "format", ...) does.
+#define PHONED_LOG(a_type, a_module, ...)                                               \
+  do {                                                                                  \
+    if (const phoned::trace::Line line_((a_module), NUV_SYSLOGLEVEL_##a_type); line_) { \
+      NUV_LOG_##a_type((a_module), __VA_ARGS__);                                        \
+    }                                                                                   \
+  } while (0)
+
+// Whether there are lines that could not be written; tells how many if it can.
+bool is_behind();
+
+// Where the lines go from now on: to the system log, as at the start, or to standard output.
+void use_system_log(bool is_used);
+
 // Reads the init file and registers the modules. Nobody has to have the default file; one that was named and cannot be
 // opened is worth a line on standard output; one that is no file to read is an error, and so not read.
 std::optional<Error> open(const std::optional<std::string>& init_file);
+
+// The C library reads the file of the time zone when it makes the first time stamp. It would wait at a FIFO or a terminal;
+// with one of those in TZ, times are in UTC, and this says why.
+std::optional<Error> settle_time_zone();
 
 // The way of an event: from a line card to the channel, on to the dial layer, and the answer back.
 void received(const sockaddr_in& card, uint16_t port);

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "nuv_execute.h"
+#include "phoned/core/text.h"
 
 namespace phoned {
 
@@ -24,16 +25,21 @@ void write_answer(const std::string& text) {
   static_cast<void>(!write(kAnswerFd, text.data(), text.size()));
 }
 
+pid_t g_reader = -1;
+
 // A command may have left something behind that keeps its output open; nobody waits for the end of that.
 void give_up(int) {
   constexpr char kText[] = "error: what the command has started goes on writing, and is not waited for\n";
   static_cast<void>(!write(kAnswerFd, kText, sizeof kText - 1));
+  if (g_reader > 0) {
+    kill(g_reader, SIGKILL);
+  }
   _exit(1);
 }
 
 // The child has nothing to do with phoned's signals, sockets and files. It lives longer than any command may.
 void leave_the_daemon(int answer_fd) {
-  for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGCHLD, SIGPIPE}) {
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGCHLD, SIGPIPE, SIGTTOU, SIGTTIN}) {
     std::signal(signal, SIG_DFL);
   }
   std::signal(SIGALRM, give_up);
@@ -54,15 +60,41 @@ std::string describe_status(int32_t status) {
          (status == 1 ? ", or ended by its time limit of " + limit + " s\n" : "\n");
 }
 
-std::string run_and_describe(const std::string& command) {
-  std::array<char, CommandRunner::kOutputSize> output = {};
-  const int32_t status =
-      NUV_Execute_Command_Timeout(command.c_str(), output.data(), output.size(), CommandRunner::kSeconds);
-  std::string answer = output.data();
-  if (!answer.empty() && !answer.ends_with('\n')) {
-    answer += '\n';
+// Reads to the end, and answers with the last piece of it.
+void answer_with_last_piece(int fd) {
+  std::string piece;
+  std::array<char, CommandRunner::kOutputSize> buffer;
+  for (ssize_t count = 0; (count = read(fd, buffer.data(), buffer.size())) > 0 || (count < 0 && errno == EINTR);) {
+    piece.append(buffer.data(), static_cast<size_t>(std::max<ssize_t>(count, 0)));
+    piece.erase(0, piece.size() - std::min(piece.size(), CommandRunner::kOutputSize - 1));
   }
-  return answer + describe_status(status);
+  if (!piece.empty() && !piece.ends_with('\n')) {
+    piece += '\n';
+  }
+  write_answer(printable_lines(piece));
+}
+
+// The library reads nothing before the command has ended, and a pipe holds 64 KiB. So a process of its own reads, and the
+// shell is told to print to that one; by the library comes only what the shell says if it cannot.
+void run(const std::string& command) {
+  std::array<int, 2> ends = {};
+  if (pipe(ends.data()) != 0 || (g_reader = fork()) < 0) {
+    return write_answer(std::string("error: no pipe and no process to be had: ") + std::strerror(errno) + "\n");
+  }
+  if (g_reader == 0) {
+    close(ends[1]);
+    answer_with_last_piece(ends[0]);
+    _exit(0);
+  }
+  close(ends[0]);
+  const std::string path = "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(ends[1]);
+  std::array<char, CommandRunner::kOutputSize> output = {};
+  const int32_t status = NUV_Execute_Command_Timeout(("exec >" + path + " 2>&1\n" + command).c_str(), output.data(),
+                                                     output.size(), CommandRunner::kSeconds);
+  close(ends[1]);
+  while (waitpid(g_reader, nullptr, 0) < 0 && errno == EINTR) {
+  }
+  write_answer(printable_lines(output.data()) + describe_status(status));
 }
 
 }  // namespace
@@ -84,7 +116,7 @@ std::optional<Error> CommandRunner::start(const std::string& command, int answer
   }
   if (child == 0) {
     leave_the_daemon(answer_fd);
-    write_answer(run_and_describe(command));
+    run(command);
     _exit(0);
   }
   children_.push_back(child);

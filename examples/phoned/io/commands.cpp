@@ -16,6 +16,7 @@
 #include "phoned/core/text.h"
 #include "phoned/core/trace.h"
 #include "phoned/io/certificate.h"
+#include "phoned/io/output.h"
 
 namespace phoned {
 
@@ -29,6 +30,8 @@ struct Commands::Invocation {
 };
 
 namespace {
+
+constexpr char kNoCapture[] = "no descriptor is free to catch what this prints: try again later";
 
 std::string error_answer(const std::string& why) {
   return "error: " + why + "\n";
@@ -131,8 +134,16 @@ std::optional<Error> Commands::open() {
 
 void Commands::handle(const std::string& line, int answer_fd) {
   // The pipe is empty but for this line: it is read in the same breath. One that is empty would not be there at all.
+  Capture help;  // which the console prints
+  if (!help.is_open() && line.find("help") != line.npos) {
+    NUV_Console_output(answer_fd, error_answer(kNoCapture).c_str());
+    return;
+  }
   if (pipe_.put(line.empty() ? "\n" : line)) {
     console_.handle(pipe_.read_fd(), answer_fd);
+  }
+  if (const std::string printed = help.take(); !printed.empty()) {
+    NUV_Console_output(answer_fd, printable_lines(printed).c_str());
   }
   if (!pipe_.take().empty()) {
     NUV_Console_output(answer_fd, error_answer("the system let the line get lost: say it again").c_str());
@@ -141,7 +152,8 @@ void Commands::handle(const std::string& line, int answer_fd) {
 
 void Commands::add(const char* name, Function function) {
   table_.emplace_back(console_, name, [this, function](const userlib::Invocation& call) {
-    call.answer((this->*function)({{call.words, static_cast<size_t>(call.count)}, call.answer_fd}).c_str());
+    const std::string text = (this->*function)({{call.words, static_cast<size_t>(call.count)}, call.answer_fd});
+    call.answer(printable_lines(text).c_str());
   });
 }
 
@@ -154,8 +166,19 @@ std::string Commands::tr(const Invocation& call) {
       return error_answer(*refused);
     }
   }
-  NUV_Sysloglevel_handleCmd(&console_.record(), static_cast<int>(call.words.size()), call.words.data());
-  return "tr: see phoned's standard output\n";
+  Capture capture;
+  if (!capture.is_open()) {
+    return error_answer(kNoCapture);
+  }
+  {
+    const TimeLimit limit;  // the operator may name a device to save to
+    NUV_Sysloglevel_handleCmd(&console_.record(), static_cast<int>(call.words.size()), call.words.data());
+  }
+  if (call.arguments() > 0 && (call.argument(0) == "console" || call.argument(0) == "file")) {
+    trace::use_system_log(call.argument(0) == "file");
+  }
+  const std::string printed = capture.take();
+  return printed.empty() ? "tr: nothing to show\n" : printed;
 }
 
 std::string Commands::lines(const Invocation&) {

@@ -5,6 +5,8 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include "phoned/core/time_limit.h"
+
 namespace phoned {
 
 namespace {
@@ -22,11 +24,16 @@ LineReader::Event LineReader::read(int fd) {
     line_.clear();
     is_complete_ = false;
   }
+  const TimeLimit limit;  // others who use it may be quicker with what there was
   for (size_t i = 0; i <= kLongestLine && has_input(fd); ++i) {
     char c = 0;
     const ssize_t count = ::read(fd, &c, sizeof c);
     if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
       return Event::kNothing;
+    }
+    if (count == 0 && !line_.empty()) {
+      is_complete_ = true;
+      return Event::kLine;
     }
     if (count <= 0) {
       return Event::kEnd;
@@ -39,14 +46,14 @@ LineReader::Event LineReader::read(int fd) {
 }
 
 LineReader::Event LineReader::add(char c) {
-  if (is_skipping_) {
-    is_skipping_ = c != '\n';
+  const bool is_second_half = c == '\n' && is_behind_return_;
+  is_behind_return_ = c == '\r';
+  const bool is_end = c == '\n' || c == '\r';
+  if (is_skipping_ || is_second_half) {
+    is_skipping_ = is_skipping_ && !is_end;
     return Event::kNothing;
   }
-  if (c == '\n') {
-    if (line_.ends_with('\r')) {
-      line_.pop_back();
-    }
+  if (is_end) {
     is_complete_ = true;
     return Event::kLine;
   }

@@ -20,7 +20,7 @@ class LineReader {
   };
 
   // Takes what is there without waiting, and nothing behind the end of a line: the next one stays in the descriptor,
-  // so that a main loop serves others in between.
+  // so that a main loop serves others in between. A line ends with LF, CR or both, and the last one with the input.
   Event read(int fd);
 
   // Without the line's end.
@@ -32,6 +32,7 @@ class LineReader {
   std::string line_;
   bool is_complete_ = false;
   bool is_skipping_ = false;
+  bool is_behind_return_ = false;
 };
 
 }  // namespace phoned

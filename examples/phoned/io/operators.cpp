@@ -204,7 +204,7 @@ void Operators::on_operator() {
     }
     return;
   }
-  NUV_LOG_TRACE(trace::modules.console, "operator %d has come", fd);
+  PHONED_LOG(TRACE, trace::modules.console, "operator %d has come", fd);
   Connection& connection = connections_.try_emplace(fd, *this).first->second;
   if (connections_.size() > kMaxConnections || !connection.watch.read_external(fd)) {
     say(fd, "too many operators: at most " + std::to_string(kMaxConnections) + " are heard at the same time");
@@ -218,7 +218,7 @@ void Operators::on_operator() {
 // refused with the descriptor that is kept for that, and when this does not help either, nobody is listened to for a
 // while.
 void Operators::refuse_without_descriptor() {
-  NUV_LOG_ERROR(trace::modules.console, "no descriptor for an operator to be had");
+  PHONED_LOG(ERROR, trace::modules.console, "no descriptor for an operator to be had");
   close(reserve_fd_);
   const int fd = accept4(listening_fd_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
   const bool is_hopeless = fd < 0 && is_shortage(errno);
@@ -262,7 +262,7 @@ void Operators::on_connection(int fd) {
       say(fd, "the line is too long: at most " + std::to_string(LineReader::kLongestLine) + " bytes are taken");
       break;
     case LineReader::Event::kEnd:
-      NUV_LOG_TRACE(trace::modules.console, "operator %d has hung up", fd);
+      PHONED_LOG(TRACE, trace::modules.console, "operator %d has hung up", fd);
       break;
   }
   end(fd);
@@ -280,19 +280,20 @@ void Operators::on_stream(Stream& stream) {
           "the line is too long: at most " + std::to_string(LineReader::kLongestLine) + " bytes are taken");
       break;
     case LineReader::Event::kEnd:
-      NUV_LOG_INFO(trace::modules.console, "the console's input has ended");
+      PHONED_LOG(INFO, trace::modules.console, "the standard input has ended");
+      NUV_Console_output(stream.out_fd, "phoned: the standard input has ended\n");
       stream.watch.reset();
       break;
   }
 }
 
 void Operators::handle(const std::string& line, int answer_fd) {
-  NUV_LOG_INFO(trace::modules.console, "line %s", quote_path(line).c_str());
+  PHONED_LOG(INFO, trace::modules.console, "line %s", quote_path(line).c_str());
   commands_.handle(line, answer_fd);
 }
 
 void Operators::say(int fd, const std::string& why) const {
-  NUV_LOG_WARNING(trace::modules.console, "%s", why.c_str());
+  PHONED_LOG(WARNING, trace::modules.console, "%s", why.c_str());
   NUV_Console_output(fd, ("error: " + why + "\n").c_str());
 }
 

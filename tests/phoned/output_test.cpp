@@ -1,0 +1,138 @@
+// What phoned prints, where nobody takes it.
+#include "phoned/io/output.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <string>
+
+namespace {
+
+using phoned::Capture;
+using phoned::Output;
+
+// Standard output leads to a descriptor for a while.
+class Redirected {
+ public:
+  explicit Redirected(int fd) {
+    std::fflush(stdout);
+    saved_ = dup(STDOUT_FILENO);
+    dup2(fd, STDOUT_FILENO);
+  }
+  ~Redirected() {
+    std::fflush(stdout);
+    dup2(saved_, STDOUT_FILENO);
+    close(saved_);
+  }
+  Redirected(const Redirected&) = delete;
+  Redirected& operator=(const Redirected&) = delete;
+
+ private:
+  int saved_;
+};
+
+std::string read_all(int fd) {
+  std::string text;
+  char buffer[4096];
+  for (pollfd state = {fd, POLLIN, 0}; poll(&state, 1, 0) == 1;) {
+    const ssize_t count = read(fd, buffer, sizeof buffer);
+    if (count <= 0) {
+      break;
+    }
+    text.append(buffer, static_cast<size_t>(count));
+  }
+  return text;
+}
+
+// A pipe or a pair of sockets, to which standard output leads.
+class OutputTest : public testing::TestWithParam<bool> {
+ protected:
+  OutputTest() { EXPECT_EQ(GetParam() ? socketpair(AF_UNIX, SOCK_STREAM, 0, ends_) : pipe(ends_), 0); }
+  ~OutputTest() override {
+    close(ends_[0]);
+    close(ends_[1]);
+  }
+
+  // Prints lines that are numbered.
+  static void print(int from, int to, Output& output) {
+    for (int i = from; i < to; ++i) {
+      std::printf("%07d\n", i);
+    }
+    output.flush();
+  }
+
+  int ends_[2] = {-1, -1};
+};
+
+TEST_P(OutputTest, PassesOnWhatIsPrinted) {
+  std::string text;
+  {
+    const Redirected redirected(ends_[1]);
+    Output output(stdout);
+    ASSERT_FALSE(output.open());
+    print(0, 3, output);
+    EXPECT_FALSE(output.is_behind());
+    text = read_all(ends_[0]);
+    output.close();
+  }
+  EXPECT_EQ(text, "0000000\n0000001\n0000002\n");
+  EXPECT_EQ(fcntl(ends_[1], F_GETFL) & O_NONBLOCK, 0) << "others have it, too";
+}
+
+TEST_P(OutputTest, CountsWhatHasNoRoomAndTellsInItsPlace) {
+  constexpr int kMany = 100000;
+  std::string text;
+  bool was_behind = false;
+  {
+    const Redirected redirected(ends_[1]);
+    Output output(stdout);
+    ASSERT_FALSE(output.open());
+    print(0, kMany, output);
+    was_behind = output.is_behind();
+    text = read_all(ends_[0]);
+    print(kMany, kMany + 3, output);
+    output.finish();
+    text += read_all(ends_[0]);
+    output.close();
+  }
+  EXPECT_TRUE(was_behind);
+  const size_t told = text.find("phoned: ");
+  ASSERT_NE(told, std::string::npos);
+  const int printed = static_cast<int>(told / 8);
+  const std::string rest =
+      "phoned: " + std::to_string(kMany - printed) + " lines could not be printed\n0100000\n0100001\n0100002\n";
+  EXPECT_EQ(text.substr(told), rest) << "and every one that could is there";
+}
+
+TEST_P(OutputTest, WaitsForNobodyWhoHasGone) {
+  const Redirected redirected(ends_[1]);
+  Output output(stdout);
+  ASSERT_FALSE(output.open());
+  std::signal(SIGPIPE, SIG_IGN);
+  close(ends_[0]);
+  print(0, 100000, output);
+  output.finish();
+  output.close();
+}
+
+INSTANTIATE_TEST_SUITE_P(, OutputTest, testing::Bool(),
+                         [](const auto& param) { return param.param ? "socket" : "pipe"; });
+
+TEST(Capture, KeepsWhatIsPrintedAlsoInsideAnother) {
+  Capture outer;
+  std::printf("outer ");
+  {
+    Capture inner;
+    std::printf("inner");
+    EXPECT_EQ(inner.take(), "inner");
+  }
+  std::printf("again");
+  EXPECT_EQ(outer.take(), "outer again");
+}
+
+}  // namespace
