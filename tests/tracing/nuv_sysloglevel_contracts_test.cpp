@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <ostream>
 #include <string>
+#include <vector>
 
 #include "doubles/trace_test.h"
 #include "doubles/violation.h"
@@ -34,7 +36,49 @@ const Report kRowNotEntered = {NUV_ASSERT_RESOURCE, kFile,
                                "(gTraceLevelInit.Level.TableEntry[i].szModulName, "
                                "gTraceLevelInit.Level.TableEntry[i].u32TraceLevel)"};
 
-using Row = support::Violation<FakeFiles>;
+// The modules as "<name> <mask>", from handle 0 on.
+using Modules = std::vector<std::string>;
+
+// A violation, all that it reports in order, and what it leaves: the modules, what was printed, and what the system log
+// got beside the reports.
+struct Row {
+  const char* name;
+  void (*violate)(FakeFiles& files);
+  Reports reports;
+  Modules modules = {"TraceLevel 113"};
+  std::string printed = "";
+  std::vector<std::string> lines = {};
+
+  friend std::ostream& operator<<(std::ostream& out, const Row& row) { return out << row.name; }
+};
+
+Modules registered() {
+  Modules modules;
+  for (const NUV_SysloglevelModul& module : g_modules) {
+    if (module.szModulName[0] != '\0') {
+      modules.push_back(std::string(module.szModulName) + " " + std::to_string(module.u32TraceLevel));
+    }
+  }
+  return modules;
+}
+
+// 60 modules, "M1" to "M59" behind the first one.
+Modules sixty(const std::string& first, uint32_t mask) {
+  const std::string level = " " + std::to_string(mask);
+  Modules modules = {first + level};
+  for (int i = 1; i < 60; ++i) {
+    modules.push_back("M" + std::to_string(i) + level);
+  }
+  return modules;
+}
+
+Modules sixty_but(const std::string& first, uint32_t mask, const Modules& others) {
+  Modules modules = sixty(first, mask);
+  for (const std::string& other : others) {
+    modules[static_cast<size_t>(std::stoi(other.substr(1)))] = other;
+  }
+  return modules;
+}
 
 // Starts with the module TraceLevel in entry 0; all masks are 113.
 class SysloglevelContracts : public support::TraceTest, public ::testing::WithParamInterface<Row> {};
@@ -44,8 +88,10 @@ TEST_P(SysloglevelContracts, AreReportedAndLeaveAWorkingRegistry) {
 
   GetParam().violate(files_);
   EXPECT_EQ(contracts_.take(), GetParam().reports);
+  EXPECT_EQ(registered(), GetParam().modules);
+  EXPECT_EQ(console_.take(), GetParam().printed);
+  EXPECT_EQ(take_trace_texts(), GetParam().lines);
 
-  static_cast<void>(take_log());
   const std::string first = NUV_Sysloglevel_getModulName(0);
   EXPECT_TRUE(NUV_Sysloglevel_changeTracelevel(first.c_str(), 113));
   NUV_Sysloglevel_error(NUV_Sysloglevel_registerModul(first.c_str()), "line.c", 7, "boom");
@@ -69,10 +115,6 @@ void fill_with_strangers() {
 
 void write_file(FakeFiles& files, const std::string& rows) {
   files.write(kPath, "[TraceLevelInit Version]\n1\n\n[Level]\n" + rows + "\n");
-}
-
-uint32_t mask_of(size_t handle) {
-  return g_modules[handle].u32TraceLevel;
 }
 
 const Row kRows[] = {
@@ -107,35 +149,39 @@ const Row kRows[] = {
     {"registerANameOfEleven",
      [](FakeFiles&) {
        EXPECT_EQ(NUV_Sysloglevel_registerModul("elevenchars"), 1);
-       EXPECT_STREQ(NUV_Sysloglevel_getModulName(1), "elevenchar");
+       EXPECT_STREQ(NUV_Sysloglevel_getModulName(1), "elevenchars");
+       EXPECT_EQ(NUV_Sysloglevel_registerModul("elevenchar"), 2);
+       EXPECT_EQ(NUV_Sysloglevel_registerModul("elevenchars"), 1);
      },
-     {require_report(kFile, kNameFits)}},
-    // A name that is too long is known by its first ten characters.
+     {require_report(kFile, kNameFits), require_report(kFile, kNameFits)},
+     {"TraceLevel 113", "elevenchars 113", "elevenchar 113"}},
+    // An entry holds eleven characters; a longer name is known by those.
     {"registerANameOf2000Twice",
      [](FakeFiles&) {
        const std::string name(2000, 'x');
        EXPECT_EQ(NUV_Sysloglevel_registerModul(name.c_str()), 1);
        EXPECT_EQ(NUV_Sysloglevel_registerModul(name.c_str()), 1);
-       EXPECT_EQ(NUV_Sysloglevel_getModulName(1), std::string(10, 'x'));
-       EXPECT_EQ(mask_of(1), 113U);
      },
-     {require_report(kFile, kNameFits), require_report(kFile, kNameFits)}},
+     {require_report(kFile, kNameFits), require_report(kFile, kNameFits)},
+     {"TraceLevel 113", "xxxxxxxxxxx 113"}},
+    // It reads as the empty name, which is that of the next free entry.
+    {"registerOfNull", [](FakeFiles&) { EXPECT_EQ(NUV_Sysloglevel_registerModul(nullptr), 1); }, {}},
     {"registerThe61stName",
      [](FakeFiles&) {
        fill();
-       const userlib::ModuleRegistry full = g_modules;
        EXPECT_EQ(NUV_Sysloglevel_registerModul("OneMore"), -1);
        EXPECT_EQ(NUV_Sysloglevel_registerModul(""), -1);
        EXPECT_EQ(NUV_Sysloglevel_registerModul("M59"), 59);
-       EXPECT_EQ(memcmp(&g_modules, &full, sizeof full), 0);
      },
-     {kNoEntryLeft, kNoEntryLeft}},
+     {kNoEntryLeft, kNoEntryLeft},
+     sixty("TraceLevel", 113)},
     {"registerANameOfElevenInAFullRegistry",
      [](FakeFiles&) {
        fill();
        EXPECT_EQ(NUV_Sysloglevel_registerModul("elevenchars"), -1);
      },
-     {require_report(kFile, kNameFits), kNoEntryLeft}},
+     {require_report(kFile, kNameFits), kNoEntryLeft},
+     sixty("TraceLevel", 113)},
     {"getModulNameOfNegativeHandles",
      [](FakeFiles&) {
        EXPECT_STREQ(NUV_Sysloglevel_getModulName(-1), "");
@@ -156,7 +202,11 @@ const Row kRows[] = {
        EXPECT_FALSE(NUV_Sysloglevel_checkTracelevel(-1, NUV_SYSLOGLEVEL_INFO));
        EXPECT_FALSE(NUV_Sysloglevel_checkTracelevel(INT_MIN, NUV_SYSLOGLEVEL_INFO));
      },
-     {require_report(kFile, kIsNotNegative), require_report(kFile, kIsNotNegative)}},
+     {require_report(kFile, kIsNotNegative), require_report(kFile, kIsNotNegative)},
+     {"TraceLevel 4294967295"}},
+    {"checkTracelevelOfATypeThatIsNone",
+     [](FakeFiles&) { EXPECT_FALSE(NUV_Sysloglevel_checkTracelevel(-1, 10)); },
+     {require_report(kFile, kIsNotNegative)}},
     {"checkTracelevelOfHandlesPastTheRegistry",
      [](FakeFiles&) {
        NUV_Sysloglevel_changeTracelevelAll(0xFFFFFFFF);
@@ -164,27 +214,26 @@ const Row kRows[] = {
        EXPECT_FALSE(NUV_Sysloglevel_checkTracelevel(61, NUV_SYSLOGLEVEL_INFO));
        EXPECT_FALSE(NUV_Sysloglevel_checkTracelevel(INT_MAX, NUV_SYSLOGLEVEL_INFO));
      },
-     {require_report(kFile, kIsBelowSixty), require_report(kFile, kIsBelowSixty),
-      require_report(kFile, kIsBelowSixty)}},
+     {require_report(kFile, kIsBelowSixty), require_report(kFile, kIsBelowSixty), require_report(kFile, kIsBelowSixty)},
+     {"TraceLevel 4294967295"}},
     // Each row counts by itself: one that finds no entry keeps nobody else out.
     {"readInitFileWithModulesThatHaveNoEntryLeft",
      [](FakeFiles& files) {
        fill();
        write_file(files, "0;\"M7\";7\n1;\"New\";1\n2;\"M8\";8\n3;\"Newer\";2\n");
        EXPECT_EQ(NUV_Sysloglevel_readInitFile(kPath), 1);
-       EXPECT_EQ(mask_of(7), 7U);
-       EXPECT_EQ(mask_of(8), 8U);
      },
-     {kRowNotEntered, kRowNotEntered}},
+     {kRowNotEntered, kRowNotEntered},
+     sixty_but("TraceLevel", 113, {"M7 7", "M8 8"})},
     {"readInitFileWithoutAnEntryForTraceLevel",
      [](FakeFiles& files) {
        fill_with_strangers();
        write_file(files, "0;\"M7\";7\n");
        EXPECT_EQ(NUV_Sysloglevel_readInitFile(kPath), 1);
        EXPECT_EQ(gmodulHandleTraceLevelInit, -1);
-       EXPECT_EQ(mask_of(7), 7U);
      },
-     {kNoEntryLeft}},
+     {kNoEntryLeft},
+     sixty_but("M0", 0, {"M7 7"})},
     // What is wrong with the file cannot be said under a module that is not there.
     {"readADamagedInitFileWithoutAnEntryForTraceLevel",
      [](FakeFiles& files) {
@@ -193,7 +242,19 @@ const Row kRows[] = {
        EXPECT_EQ(NUV_Sysloglevel_readInitFile(kPath), 1);
      },
      {kNoEntryLeft, require_report(kFile, "(int)a_ModulHandle >= 0"), require_report(kFile, kIsNotNegative),
-      require_report(kFile, kIsNotNegative)}},
+      require_report(kFile, kIsNotNegative)},
+     sixty("M0", 0),
+     "",
+     {"error:sysloglevel: Module not registered for message: nuv_tracelevelinit:#   Restoring of table [Version] "
+      "failed"}},
+    {"readAnInitFileThatIsMissingWithoutAnEntryForTraceLevel",
+     [](FakeFiles&) {
+       fill_with_strangers();
+       EXPECT_EQ(NUV_Sysloglevel_readInitFile(kPath), 1);
+     },
+     {kNoEntryLeft},
+     sixty("M0", 0),
+     "The given Init-File (/flash/phoned.ini) of TraceLevel could not open.\n"},
     {"constructOfAnInitFileInAFullRegistry",
      [](FakeFiles&) {
        fill_with_strangers();
@@ -202,7 +263,8 @@ const Row kRows[] = {
        EXPECT_EQ(gmodulHandleTraceLevelInit, -1);
        EXPECT_TRUE(NUV_Level_isEmpty(&init));
      },
-     {kNoEntryLeft}},
+     {kNoEntryLeft},
+     sixty("M0", 0)},
     {"handleCmdForNobody",
      [](FakeFiles&) {
        char tr[] = "tr";
@@ -210,9 +272,10 @@ const Row kRows[] = {
        char level[] = "48";
        char* words[] = {tr, changeall, level};
        NUV_Sysloglevel_handleCmd(nullptr, 3, words);
-       EXPECT_EQ(mask_of(0), 48U);
      },
-     {require_report(kFile, "((void *)0) != a_this")}},
+     {require_report(kFile, "((void *)0) != a_this")},
+     {"TraceLevel 48"},
+     "Tracelevel is changed for all moduls\n"},
 };
 
 INSTANTIATE_TEST_SUITE_P(All, SysloglevelContracts, ::testing::ValuesIn(kRows), support::kNameOfRow);

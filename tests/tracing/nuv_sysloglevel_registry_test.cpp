@@ -209,11 +209,32 @@ TEST_F(SysloglevelRegistryTest, InsertSetsOrAddsAModule) {
   EXPECT_EQ(modules(), (Modules{{"TraceLevel", 0}, {"Line", 7}, {"DialPlan", 0xFFFFFFFF}}));
 }
 
-TEST_F(SysloglevelRegistryTest, InsertCutsLongNamesWithoutAReport) {
-  EXPECT_TRUE(NUV_Sysloglevel_insertModulnameAndTracelevel("elevenchars", 1));
-  EXPECT_TRUE(NUV_Sysloglevel_insertModulnameAndTracelevel(std::string(2000, 'x').c_str(), 2));
-  EXPECT_TRUE(NUV_Sysloglevel_insertModulnameAndTracelevel("elevenchar!", 3));
-  EXPECT_EQ(modules(), (Modules{{"elevenchar", 3}, {"xxxxxxxxxx", 2}}));
+// No check asks how long a name is; an entry holds 11 characters.
+TEST_F(SysloglevelRegistryTest, InsertTakesNamesAsFarAsAnEntryHoldsThem) {
+  EXPECT_TRUE(NUV_Sysloglevel_insertModulnameAndTracelevel("abcdefghij", 1));
+  EXPECT_TRUE(NUV_Sysloglevel_insertModulnameAndTracelevel("abcdefghijk", 2));
+  EXPECT_TRUE(NUV_Sysloglevel_insertModulnameAndTracelevel("abcdefghijl", 3));
+  EXPECT_EQ(modules(), (Modules{{"abcdefghij", 1}, {"abcdefghijk", 2}, {"abcdefghijl", 3}}));
+  EXPECT_TRUE(NUV_Sysloglevel_insertModulnameAndTracelevel("abcdefghijkl", 4)) << "cut, it is the second";
+  EXPECT_TRUE(NUV_Sysloglevel_insertModulnameAndTracelevel(std::string(2000, 'x').c_str(), 5));
+  EXPECT_EQ(modules(), (Modules{{"abcdefghij", 1}, {"abcdefghijk", 4}, {"abcdefghijl", 3}, {"xxxxxxxxxxx", 5}}));
+}
+
+TEST_F(SysloglevelRegistryTest, ChangeFindsANameOfEleven) {
+  NUV_Sysloglevel_insertModulnameAndTracelevel("abcdefghij", 1);
+  NUV_Sysloglevel_insertModulnameAndTracelevel("abcdefghijk", 2);
+  EXPECT_TRUE(NUV_Sysloglevel_changeTracelevel("abcdefghijk", 48));
+  EXPECT_EQ(modules(), (Modules{{"abcdefghij", 1}, {"abcdefghijk", 48}}));
+  EXPECT_FALSE(NUV_Sysloglevel_changeTracelevel("abcdefghijkl", 49)) << "no entry has this name";
+  EXPECT_FALSE(NUV_Sysloglevel_changeTracelevel("abcdefghijl", 49));
+  EXPECT_EQ(modules(), (Modules{{"abcdefghij", 1}, {"abcdefghijk", 48}}));
+}
+
+// A row of an init file has room for ten characters.
+TEST_F(SysloglevelRegistryTest, SaveCutsANameOfEleven) {
+  NUV_Sysloglevel_insertModulnameAndTracelevel("abcdefghijk", 2);
+  EXPECT_TRUE(NUV_Sysloglevel_saveInitFile(kPath));
+  EXPECT_EQ(files_.read(kPath), std::string(kHeader) + "0;\"abcdefghij\";2\n\n");
 }
 
 TEST_F(SysloglevelRegistryTest, InsertOfAnEmptyNamePresetsTheNextModule) {

@@ -67,7 +67,7 @@ enum {
 /** One entry of the registry. The registry itself is the library's. */
 typedef struct NUV_SysloglevelModul {
   uint32_t u32TraceLevel; /**< mask of the module, or the one that the next module here will start with */
-  char szModulName[12];   /**< name, at most 10 characters and a terminator; empty: the entry is free */
+  char szModulName[12];   /**< name, meant to have at most 10 characters, at most 11; empty: the entry is free */
 } NUV_SysloglevelModul;
 
 /**
@@ -126,14 +126,15 @@ NUV_API void NUV_Sysloglevel_destruct(void);
 /**
  * NUV_Sysloglevel_registerModul returns the handle of the module with this name. A name that is not yet there takes the
  * first free entry and the mask that this entry has. Requires a name of at most 10 characters,
- * "strlen( a_modulName) < 11"; a longer one is cut. When all entries have other names it reports the class "resource
+ * "strlen( a_modulName) < 11"; of a longer one the first 11 count. When all entries have other names it reports the class "resource
  * error" with "i < 60" and returns -1. An empty name is none: it gets the handle that the next new module will have.
  */
 NUV_API int NUV_Sysloglevel_registerModul(const char* a_modulName);
 
 /**
  * NUV_Sysloglevel_insertModulnameAndTracelevel gives the module with this name a mask, registers it if necessary and
- * returns true; or false when all entries have other names. A name is cut to 10 characters.
+ * returns true; or false when all entries have other names. The first 11 characters of a name count; an init file keeps 10
+ * of them.
  */
 NUV_API bool NUV_Sysloglevel_insertModulnameAndTracelevel(const char* a_modulName, uint32_t a_traceLevel);
 
@@ -151,7 +152,7 @@ NUV_API bool NUV_Sysloglevel_checkTracelevel(int a_modulHandle, uint32_t a_type)
 
 /**
  * NUV_Sysloglevel_changeTracelevel gives the module with this name a mask and returns true, or false if no module has
- * the name. The empty name is no module's.
+ * the name. The empty name is no module's, and neither is one of more than 11 characters.
  */
 NUV_API bool NUV_Sysloglevel_changeTracelevel(const char* a_modulName, uint32_t a_traceLevel);
 

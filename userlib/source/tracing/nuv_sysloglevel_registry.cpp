@@ -26,7 +26,7 @@ namespace {
 
 constexpr char kFamily[] = "nuv_sysloglevel";
 
-constexpr size_t kNameLength = 10;
+constexpr size_t kNameLength = sizeof(NUV_SysloglevelModul::szModulName) - 1;
 constexpr size_t kIdentRoom = 31;  // one less than the buffer has: 30 characters and the terminator
 
 // The init file in memory. It keeps what was last read or saved.
@@ -66,6 +66,7 @@ bool is_handle(int handle) {
   return false;
 }
 
+// As much of a name as an entry holds.
 std::string_view as_module_name(const char* text) {
   return userlib::first_characters(text_or_empty(text), kNameLength);
 }
