@@ -24,8 +24,9 @@
  * Contracts are reported under "nuv_sysloglevel". A negative handle is what a failed registration gives. An output
  * operation that gets one writes a line about it to the system log, whatever the switches say and with a time stamp of
  * its own where the log is switched off, and then reports "(int)a_ModulHandle >= 0". Handles of 60 and more are
- * reported by the operations that look into the registry. After an error handler has returned, neither reads outside of
- * the registry: such a handle has no name, and nothing passes its mask. Null texts read as empty, null data has no
+ * reported by the operations that look into the registry. After an error handler has returned, message flow ends, and the
+ * other operations go on to ask the registry for name and mask, which reports a negative handle again. Nothing outside the
+ * registry is read: such a handle has no name, and nothing passes its mask. Null texts read as empty, null data has no
  * bytes.
  *
  * Switches, ident and registry are plain data of the process without a lock: all tracing belongs to one thread.

@@ -185,6 +185,7 @@ void NUV_Sysloglevel_tracemf(int a_ModulHandle, const char* a_fromName, uint32_t
              static_cast<int>(a_toNumber), direction);
     }
     require_registered(a_ModulHandle);
+    return;
   }
   const char* type_name = NUV_ESysloglevelType_name(NUV_SYSLOGLEVEL_TRACEMF);
   if (goes_to_syslog(a_ModulHandle, NUV_SYSLOGLEVEL_TRACEMF)) {
