@@ -268,8 +268,10 @@ TEST_F(ConsoleTest, ChangedMaskShowsInTheNextCall) {
   const std::string card = std::to_string(card_.port());
   const std::string port = std::to_string(phoned_.port());
   for (const std::string& line : {std::string(":trace:Line   event '9 dial 110'\n"),
-                                  ":tracemf: card:" + card + " -->datagram--> channel:" + port + "  RX\n",
+                                  ":tracemf: card:" + card + " -->9 dial 110--> channel:" + port + "  RX\n",
                                   ":tracemf: channel:" + port + " -->9 dial 110--> dial layer:0  RX\n",
+                                  std::string(":tracemf: dial layer:0 -->9 check 110--> plan:0  TX\n"),
+                                  std::string(":tracemf: plan:0 -->9 complete by 110--> dial layer:0  RX\n"),
                                   ":tracemf: dial layer:0 -->9 complete 110 110--> channel:" + port + "  TX\n",
                                   ":tracemf: channel:" + port + " -->9 complete 110 110--> card:" + card + "  TX\n"}) {
     EXPECT_TRUE(phoned_.says(line)) << line << phoned_.out();

@@ -146,8 +146,8 @@ void on_datagram(Daemon& daemon) {
     ++*count;
     daemon.channel.drop();
   } else if (!can_be_bridged(waiting->size)) {
+    trace::received(waiting->sender, daemon.port, waiting->text);
     daemon.channel.drop();
-    trace::received(waiting->sender, daemon.port);
     answer(daemon, waiting->sender, daemon.dial_layer.refuse_size(waiting->size));
   } else if (!daemon.channel.receive()) {
     count_loss(daemon, "a datagram");
@@ -162,7 +162,7 @@ void on_request(Daemon& daemon) {
   if (!request) {
     return count_loss(daemon, "a datagram");
   }
-  trace::received(sender, daemon.port);
+  trace::received(sender, daemon.port, request->text());
   trace::taken(daemon.port, request->text());
   answer(daemon, sender, daemon.dial_layer.handle(*request, sender, monotonic_now()));
 }

@@ -29,7 +29,9 @@ std::vector<Notice> DialLayer::handle_timeouts(const timeval& now) {
   for (const uint8_t number : lines_.overdue(now)) {
     ++statistics_.timeouts;
     Call& call = *lines_.find(number);
+    trace::asked(number, call.digits, trace::Timer::kExpired);
     const Verdict verdict = plan_.check_at_timeout(call.digits);
+    trace::judged(number, verdict);
     PHONED_LOG(DEBUG, trace::modules.dial_plan, "digits %s, and no more in time: %s", call.digits.c_str(),
                describe(verdict).c_str());
     notices.push_back({call.peer, decide(number, call, verdict)});
@@ -83,7 +85,9 @@ std::string DialLayer::dial(EventMessage& message, const sockaddr_in& sender, co
       return decide(number, *call, {Verdict::Kind::kReject, {}});
     }
     call->digits += digit;
+    trace::asked(number, call->digits, trace::Timer::kRunning);
     const Verdict verdict = plan_.check(call->digits);
+    trace::judged(number, verdict);
     PHONED_LOG(DEBUG, trace::modules.dial_plan, "digits %s: %s", call->digits.c_str(), describe(verdict).c_str());
     if (verdict.kind != Verdict::Kind::kMore) {
       return decide(number, *call, verdict);

@@ -14,6 +14,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include "phoned/core/dial_plan.h"
 #include "phoned/core/file.h"
 #include "phoned/core/text.h"
 
@@ -30,6 +31,11 @@ constexpr uint32_t kIn = 1;
 std::string shown(std::string_view text) {
   constexpr size_t kLongest = 100;
   return printable(text.substr(0, kLongest));
+}
+
+// What the plan is asked and says begins with the number of the line, as all messages do.
+std::string of_line(uint8_t line, const std::string& text) {
+  return std::to_string(line) + " " + text;
 }
 
 // The library says so when it cannot open a file that it is told to read. Nobody has to have the default one.
@@ -114,12 +120,21 @@ std::optional<Error> open(const std::optional<std::string>& init_file) {
   return std::nullopt;
 }
 
-void received(const sockaddr_in& card, uint16_t port) {
-  PHONED_LOG(TRACEMF, modules.line, "card", ntohs(card.sin_port), "datagram", "channel", port, kIn);
+void received(const sockaddr_in& card, uint16_t port, std::string_view event) {
+  PHONED_LOG(TRACEMF, modules.line, "card", ntohs(card.sin_port), shown(event).c_str(), "channel", port, kIn);
 }
 
 void taken(uint16_t port, std::string_view event) {
   PHONED_LOG(TRACEMF, modules.line, "channel", port, shown(event).c_str(), "dial layer", 0, kIn);
+}
+
+void asked(uint8_t line, const std::string& digits, Timer timer) {
+  const char* when = timer == Timer::kExpired ? " at time-out" : "";
+  PHONED_LOG(TRACEMF, modules.line, "dial layer", 0, of_line(line, "check " + digits + when).c_str(), "plan", 0, kOut);
+}
+
+void judged(uint8_t line, const Verdict& verdict) {
+  PHONED_LOG(TRACEMF, modules.line, "plan", 0, of_line(line, describe(verdict)).c_str(), "dial layer", 0, kIn);
 }
 
 void answered(uint16_t port, std::string_view answer) {

@@ -17,6 +17,10 @@
 #include "phoned/core/time_limit.h"
 #include "userlib.hpp"
 
+namespace phoned {
+struct Verdict;
+}
+
 namespace phoned::trace {
 
 // Where the masks are kept unless somebody names another file.
@@ -66,9 +70,13 @@ std::optional<Error> open(const std::optional<std::string>& init_file);
 // with one of those in TZ, times are in UTC, and this says why.
 std::optional<Error> settle_time_zone();
 
-// The way of an event: from a line card to the channel, on to the dial layer, and the answer back.
-void received(const sockaddr_in& card, uint16_t port);
+// The way of an event: from a line card to the channel, on to the dial layer, which asks the plan about each digit, and the
+// answer back.
+void received(const sockaddr_in& card, uint16_t port, std::string_view event);
 void taken(uint16_t port, std::string_view event);
+enum class Timer { kRunning, kExpired };
+void asked(uint8_t line, const std::string& digits, Timer timer);
+void judged(uint8_t line, const Verdict& verdict);
 void answered(uint16_t port, std::string_view answer);
 void sent(const sockaddr_in& card, uint16_t port, std::string_view answer);
 
