@@ -122,7 +122,11 @@ std::optional<Error> Operators::open(const Channels& channels) {
     }
   }
   if (channels.use_stdin) {
-    return listen_to(standard_input_, STDIN_FILENO, STDOUT_FILENO);
+    // A descriptor of its own: what commands print on standard output is caught while they run, and one that goes on
+    // after that would answer there.
+    const int out_fd = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    return out_fd < 0 ? Error{"no descriptor for the console's answers to be had: " + reason()}
+                      : listen_to(standard_input_, STDIN_FILENO, out_fd);
   }
   return std::nullopt;
 }
@@ -137,7 +141,7 @@ Operators::~Operators() {
       unlink(socket_path_.c_str());
     }
   }
-  for (const int fd : {listening_fd_, reserve_fd_, fifos_.in_fd, fifos_.out_fd}) {
+  for (const int fd : {listening_fd_, reserve_fd_, fifos_.in_fd, fifos_.out_fd, standard_input_.out_fd}) {
     if (fd >= 0) {
       close(fd);
     }
