@@ -22,6 +22,10 @@ auto receivers(Set& set) {
 }
 
 NUV_TimeoutRecv* find(TimeoutSet& set, uint32_t id) {
+  // A timer stands in the slot of its id until one before it goes.
+  if (id < set.m_uCount && set.m_rgRecv[id].m_uId == id) {
+    return &set.m_rgRecv[id];
+  }
   const auto all = receivers(set);
   const auto found = std::find_if(all.begin(), all.end(), [id](const auto& timer) { return timer.m_uId == id; });
   return found != all.end() ? &*found : nullptr;
@@ -51,28 +55,37 @@ int32_t call(NUV_TimeoutRecv& timer) {
   return timer.m_pRecvFunc != nullptr ? timer.m_pRecvFunc(timer.m_pArg1, &timer.m_oTime, timer.m_uArg2) : 0;
 }
 
-// Where the timer stands whose callback has just returned: a callback that purges moves timers to earlier slots, and one
-// that removes its own timer first leaves none.
-NUV_TimeoutRecv* find_fired(TimeoutSet& set, uint32_t slot, uint32_t id) {
-  NUV_TimeoutRecv& timer = set.m_rgRecv[slot];
-  NUV_TimeoutRecv* fired = slot < set.m_uCount && timer.m_uId == id ? &timer : find(set, id);
-  return fired != nullptr && fired->m_bDeleted != 0 ? fired : nullptr;
-}
-
-// Calls the timer in the slot. Returns true when it stays; otherwise the slot holds another timer, if any.
-bool fire(TimeoutSet& set, uint32_t slot, NUV_TimeoutRecv& timer) {
-  const uint32_t id = timer.m_uId;
-  const bool is_one_shot = timer.m_bTemp != 0;
-  const uint8_t outer = timer.m_bDeleted;  // kFiring in a dispatch inside its own callback
-  timer.m_bDeleted = kFiring;
-  const bool stays = call(timer) != 0 && !is_one_shot;
-  NUV_TimeoutRecv* const fired = find_fired(set, slot, id);
-  if (fired != nullptr && !stays) {
-    remove(set, *fired);
-  } else if (fired != nullptr && fired->m_bDeleted == kFiring) {
-    fired->m_bDeleted = outer;
+// For a callback that has purged: its timer may stand in an earlier slot now, or have removed itself, and another one has its
+// slot.
+[[gnu::cold, gnu::noinline]] bool settle_moved(TimeoutSet& set, uint32_t id, uint8_t outer, bool stays) {
+  NUV_TimeoutRecv* const timer = find(set, id);
+  if (timer == nullptr || timer->m_bDeleted == 0) {
+    return stays;
+  }
+  stays = stays && timer->m_bTemp == 0;
+  if (!stays) {
+    remove(set, *timer);
+  } else if (timer->m_bDeleted == kFiring) {
+    timer->m_bDeleted = outer;
   }
   return stays;
+}
+
+// Calls the timer in the slot. Returns true when the slot is done with; otherwise it holds another timer, if any.
+bool fire(TimeoutSet& set, uint32_t slot, NUV_TimeoutRecv& timer) {
+  const uint32_t id = timer.m_uId;
+  const uint8_t outer = timer.m_bDeleted;  // kFiring in a dispatch inside its own callback
+  timer.m_bDeleted = kFiring;
+  const bool stays = call(timer) != 0;
+  if (slot >= set.m_uCount || timer.m_uId != id || timer.m_bDeleted != kFiring) {
+    return settle_moved(set, id, outer, stays);
+  }
+  if (stays && timer.m_bTemp == 0) {
+    timer.m_bDeleted = outer;
+    return true;
+  }
+  remove(set, timer);
+  return false;
 }
 
 }  // namespace
