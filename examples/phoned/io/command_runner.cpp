@@ -97,6 +97,16 @@ void run(const std::string& command) {
   write_answer(printable_lines(output.data()) + describe_status(status));
 }
 
+// A child whom the system does not want to tell about just now is asked after once more, and then with the next one.
+bool has_ended(pid_t child) {
+  constexpr int kTries = 3;
+  pid_t ended = -1;
+  for (int i = 0; i < kTries && ended < 0; ++i) {
+    ended = waitpid(child, nullptr, WNOHANG);
+  }
+  return ended == child || (ended < 0 && errno == ECHILD);
+}
+
 }  // namespace
 
 CommandRunner::~CommandRunner() {
@@ -124,7 +134,7 @@ std::optional<Error> CommandRunner::start(const std::string& command, int answer
 }
 
 void CommandRunner::reap() {
-  std::erase_if(children_, [](pid_t child) { return waitpid(child, nullptr, WNOHANG) != 0; });
+  std::erase_if(children_, has_ended);
 }
 
 }  // namespace phoned
