@@ -88,8 +88,9 @@ void NUV_Frame_swap(Frame* a_this, Frame* a_src) {
 void NUV_Frame_assign(Frame* a_this, Frame* a_src) {
   NUV_REQUIRE(0 != a_this);
   NUV_REQUIRE(0 != a_src);
-  const Frame empty = {userlib::empty_block(), /*m_pBegin=*/nullptr, /*m_pEnd=*/nullptr};
-  userlib::release_block(userlib::replace(*a_this, a_src, empty).m_oMemory);
+  const Frame old = *a_this;
+  userlib::take_over(*a_this, a_src) = {userlib::empty_block(), /*m_pBegin=*/nullptr, /*m_pEnd=*/nullptr};
+  userlib::release_block(old.m_oMemory);
 }
 
 uint32_t NUV_Frame_absoluteSize(const Frame* a_this) {
@@ -162,6 +163,6 @@ void NUV_Frame_expandRear(Frame* a_this, uint32_t a_offset) {
   NUV_REQUIRE_TEXT(offset_rear(*a_this) >= a_offset, "NUV_Frame_offsetRear( a_this) >= a_offset");
   const uintptr_t oldoffset = tailroom(*a_this);
   a_this->m_pEnd = moved_up(a_this->m_pEnd, a_offset);
-  NUV_ENSURE_TEXT(tailroom(*a_this) == oldoffset - a_offset,
+  NUV_ENSURE_TEXT(tailroom(*a_this) + a_offset == oldoffset,
                   "NUV_Frame_offsetRear( a_this) == ( oldoffset - a_offset)");
 }

@@ -47,17 +47,30 @@ inline void release_block(const Memory& block) {
   }
 }
 
-// Puts the source in the target's place and leaves the source empty; a source that is null counts as empty. Returns what
-// the target was. Its blocks go last, when all is in its place: their free functions belong to the daemon, and may look.
-// So a record that is moved onto itself is released.
 template <typename Record>
-[[nodiscard]] Record replace(Record& target, Record* source, const Record& empty) {
-  const Record old = target;
-  target = source != nullptr ? *source : empty;
-  if (source != nullptr) {
-    *source = empty;
+Record copy_of(const Record& record) {
+  return record;
+}
+
+// Field by field: those of a block that has just been made are still on their way to memory, one by one, and a load that
+// spans two of them would have to wait.
+inline Memory copy_of(const Memory& block) {
+  return {block.m_pAddr, block.m_uSize, block.m_pFree};
+}
+
+// A move of a record goes in three steps, after a copy of what the target was: the target takes over the source, what is
+// left is made empty, and the blocks of the copy are released. They go last, when all is in its place: their free functions
+// belong to the daemon, and may look. So a record that is moved onto itself is released.
+//
+// This is the first step. Returns what is left: the source, or the target itself where there is none, which only an error
+// handler that returned lets in.
+template <typename Record>
+Record& take_over(Record& target, Record* source) {
+  if (source == nullptr) {
+    return target;
   }
-  return old;
+  target = copy_of(*source);
+  return *source;
 }
 
 }  // namespace userlib

@@ -94,7 +94,9 @@ void NUV_Memory_swap(Memory* a_this, Memory* a_src) {
 void NUV_Memory_move(Memory* a_this, Memory* a_src) {
   NUV_REQUIRE(0 != a_this);
   NUV_REQUIRE(0 != a_src);
-  userlib::release_block(userlib::replace(*a_this, a_src, userlib::empty_block()));
+  const Memory old = userlib::copy_of(*a_this);
+  userlib::take_over(*a_this, a_src) = userlib::empty_block();
+  userlib::release_block(old);
 }
 
 uint8_t* NUV_Memory_get(const Memory* a_this, uint32_t a_size, uint32_t a_offset) {

@@ -96,7 +96,7 @@ void NUV_Message_swap(Message* a_this, Message* a_src) {
 void NUV_Message_move(Message* a_this, Message* a_src) {
   NUV_REQUIRE(0 != a_this);
   NUV_REQUIRE(0 != a_src);
-  Message empty;
-  make_empty(empty, /*header=*/{});
-  release_items(userlib::replace(*a_this, a_src, empty));
+  const Message old = *a_this;
+  make_empty(userlib::take_over(*a_this, a_src), /*header=*/{});
+  release_items(old);
 }

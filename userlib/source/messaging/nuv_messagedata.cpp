@@ -50,6 +50,7 @@ void NUV_MessageData_swap(MessageData* a_this, MessageData* a_src) {
 void NUV_MessageData_move(MessageData* a_this, MessageData* a_src) {
   NUV_REQUIRE(0 != a_this);
   NUV_REQUIRE(0 != a_src);
-  const MessageData empty = {NUV_MESSAGEDATA_NONE, userlib::empty_block()};
-  userlib::release_block(userlib::replace(*a_this, a_src, empty).m_oData);
+  const MessageData old = *a_this;
+  userlib::take_over(*a_this, a_src) = {NUV_MESSAGEDATA_NONE, userlib::empty_block()};
+  userlib::release_block(old.m_oData);
 }
