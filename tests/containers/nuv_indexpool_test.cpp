@@ -79,16 +79,18 @@ TEST_F(IndexPoolTest, CountsWhatIsHeldAndWhatIsFree) {
   EXPECT_EQ(NUV_IndexPool_occupied(&pool_, 1), 1);
 }
 
-// Sizes on both sides of a byte boundary: every index can be had once, and the address sanitizer watches the array's
-// end.
+// Sizes on both sides of a byte boundary, and of several machine words: every index can be had once, and the address
+// sanitizer watches the array's end.
 TEST_F(IndexPoolTest, HandsOutEveryIndexOfAnySize) {
-  for (const uint32_t size : {0U, 1U, 7U, 8U, 9U, 15U, 16U, 17U, 80U}) {
+  for (const uint32_t size : {0U, 1U, 7U, 8U, 9U, 15U, 16U, 17U, 64U, 80U, 128U, 200U}) {
     SCOPED_TRACE(size);
     IndexPool pool;
     ASSERT_EQ(NUV_IndexPool_construct(&pool, size), 1);
     for (uint32_t i = 0; i < size; ++i) {
       EXPECT_EQ(NUV_IndexPool_available(&pool), 1);
+      EXPECT_EQ(NUV_IndexPool_occupied(&pool, i), 0);
       EXPECT_EQ(NUV_IndexPool_occupy(&pool), i);
+      EXPECT_EQ(NUV_IndexPool_occupied(&pool, i), 1);
     }
     EXPECT_EQ(NUV_IndexPool_available(&pool), 0);
     NUV_IndexPool_destruct(&pool);

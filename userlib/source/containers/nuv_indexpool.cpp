@@ -21,10 +21,10 @@ uint32_t byte_count(uint32_t size) {
   return size / kBitsPerByte + (size % kBitsPerByte != 0 ? 1 : 0);
 }
 
-// Tells whether there is a bit for the index: up to the end of the last byte, but none at all when malloc failed. Bits
-// behind the last index are 0 until an error handler that returned lets somebody take them.
+// Tells whether there is a bit for the index: where the first one of its byte is an index, but nowhere when malloc failed.
+// Bits behind the last index are 0 until an error handler that returned lets somebody take them.
 bool has_bit(const IndexPool& pool, uint32_t index) {
-  return index / kBitsPerByte < byte_count(pool.m_uSize) && pool.m_pPool != nullptr;
+  return index - index % kBitsPerByte < pool.m_uSize && pool.m_pPool != nullptr;
 }
 
 bool is_set(const IndexPool& pool, uint32_t index) {
