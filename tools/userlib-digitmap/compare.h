@@ -12,7 +12,7 @@ namespace digitmap_tool {
 
 // How long dial strings are of which all are compared, where nothing else is asked for; and how many of one length are, at
 // most.
-constexpr size_t kDefaultLength = 6;
+constexpr size_t kDefaultLength = 5;
 constexpr size_t kMostStrings = 200000;
 
 struct Comparison {

@@ -54,7 +54,7 @@ Options:
       --check           print the warnings about the plan, and nothing else
       --convert[=FORM]  MAP is a published plan: print one of userlib's that means the same. FORM: mgcp (RFC 2705, RFC
                         3435), or h248 (also most telephones: a number waits as long as more digits could belong to it)
-      --length N        compare both on all dial strings of up to N digits; without it 6
+      --length N        compare both on all dial strings of up to N digits; without it 5
       --first           exit status, tree, warnings and conversion by first match; without it by best match
       --timer           exit status as when the timer has expired
   -q, --quiet           print no tables, lists, warnings and notes

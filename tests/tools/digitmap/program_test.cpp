@@ -252,7 +252,7 @@ TEST(DigitmapTool, ConvertsPublishedPlans) {
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.out, "0T|1[2356789]x|110|112\n");
   EXPECT_EQ(outcome.err,
-            "userlib-digitmap: the same for all dial strings of up to 6 digits (30 were compared), and at all 0 "
+            "userlib-digitmap: the same for all dial strings of up to 5 digits (30 were compared), and at all 0 "
             "positions that longer ones get to\n");
   outcome = run({"--convert=h248", "--length", "2", "(9,[2-9]11S0|9,1xxx|xx.S2)"});
   EXPECT_EQ(outcome.status, 0);

@@ -151,7 +151,7 @@ TEST(PublishedPlans, ConvertInFourOfFiveCases) {
   RecordProperty("converted", static_cast<int>(converted));
 }
 
-TEST(PublishedPlans, AreComparedOnAllDialStringsOfSixDigits) {
+TEST(PublishedPlans, AreComparedOnAllDialStringsOfFiveDigits) {
   for (size_t i = 0; i < std::size(kPlans); ++i) {
     const Comparison& comparison = conversions()[i].comparison;
     SCOPED_TRACE(name_of(kPlans[i]));
