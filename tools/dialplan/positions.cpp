@@ -61,18 +61,26 @@ bool Positions::is_repeated(size_t pattern, size_t symbol) const {
   return symbol < patterns_[pattern]->m_uCount && (patterns_[pattern]->m_pSymbols[symbol] & kRepeat) != 0;
 }
 
-// Adds a thread, and in front of it those that leave out repeated symbols: the library prefers few repetitions.
+// Adds a thread, and in front of it those that leave out repeated symbols: the library prefers few repetitions. What is
+// known already was preferred.
 void Positions::enter(Position& position, Thread thread) const {
-  const bool is_known = std::any_of(position.rbegin(), position.rend(), [&thread](const Thread& each) {
-    return each.pattern == thread.pattern && each.symbol == thread.symbol;
-  });
-  if (is_known) {
-    return;
+  size_t first = position.size();
+  while (first > 0 && position[first - 1].pattern == thread.pattern) {
+    --first;
   }
-  if (is_repeated(thread.pattern, thread.symbol)) {
-    enter(position, {thread.pattern, thread.symbol + 1, thread.rank});
+  const auto is_known = [&](uint32_t symbol) {
+    return std::any_of(position.begin() + static_cast<ptrdiff_t>(first), position.end(),
+                       [symbol](const Thread& each) { return each.symbol == symbol; });
+  };
+  uint32_t last = thread.symbol;
+  while (!is_known(last) && is_repeated(thread.pattern, last)) {
+    ++last;
   }
-  position.push_back(thread);
+  for (uint32_t symbol = last + 1; symbol-- > thread.symbol;) {
+    if (!is_known(symbol)) {
+      position.push_back({thread.pattern, symbol, thread.rank});
+    }
+  }
 }
 
 Position Positions::start() const {
@@ -103,35 +111,39 @@ Position Positions::after(const Position& position, uint32_t bit) const {
   return next;
 }
 
-const Thread* Positions::at_end(const Position& position, size_t pattern) const {
+std::vector<size_t> Positions::fitting(const Position& position) const {
+  std::vector<size_t> patterns;
   for (const Thread& thread : position) {
-    if (thread.pattern == pattern && thread.symbol == patterns_[pattern]->m_uCount) {
-      return &thread;
+    if (is_at_end(thread)) {
+      patterns.push_back(thread.pattern);
     }
   }
-  return nullptr;
+  return patterns;
 }
 
-// A pattern that may complete in this state of the timer but has not, or that fits and may not, wants more digits; with
-// repeated symbols only as long as the first of them may take all that come.
-const Thread* Positions::wanting_more(const Position& position, size_t pattern, bool has_expired) const {
-  const bool may_complete = (patterns_[pattern]->m_bTimer != 0) == has_expired;
-  if (may_complete && at_end(position, pattern) != nullptr) {
-    return nullptr;
-  }
-  for (const Thread& thread : position) {
-    if (thread.pattern == pattern && thread.symbol <= first_repeated_[pattern]) {
-      return &thread;
+// While the timer runs, a pattern without T wants more digits if it does not fit; one with T does anyhow. With repeated
+// symbols either does so only as long as the first of them may take all that come.
+std::vector<Thread> Positions::wanting_more(const Position& position) const {
+  std::vector<Thread> wanting;
+  for (size_t begin = 0, end = 0; begin < position.size(); begin = end) {
+    const size_t pattern = position[begin].pattern;
+    const Thread* keen = nullptr;
+    bool fits = false;
+    for (end = begin; end < position.size() && position[end].pattern == pattern; ++end) {
+      fits = fits || is_at_end(position[end]);
+      keen = position[end].symbol <= first_repeated_[pattern] ? &position[end] : keen;
+    }
+    if (keen != nullptr && (!fits || waits_for_timer(pattern))) {
+      wanting.push_back(*keen);
     }
   }
-  return nullptr;
+  return wanting;
 }
 
 std::optional<Thread> Positions::best_complete(const Position& position, bool has_expired) const {
   std::optional<Thread> best;
   for (const Thread& thread : position) {
-    const NUV_DigitMapPattern& pattern = *patterns_[thread.pattern];
-    const bool is_complete = thread.symbol == pattern.m_uCount && (pattern.m_bTimer != 0) == has_expired;
+    const bool is_complete = is_at_end(thread) && waits_for_timer(thread.pattern) == has_expired;
     if (is_complete && (!best || thread.rank < best->rank)) {
       best = thread;
     }
@@ -149,11 +161,9 @@ Verdict Positions::judge(const Position& position) const {
   if (best && mode_ == Mode::kFirst) {
     return {Result::kComplete, best->pattern};
   }
-  bool has_to_wait = false;
-  for (size_t i = 0; i < patterns_.size(); ++i) {
-    const Thread* thread = wanting_more(position, i, /*has_expired=*/false);
-    has_to_wait = has_to_wait || (thread != nullptr && (!best || thread->rank <= best->rank));
-  }
+  const auto wanting = wanting_more(position);
+  const bool has_to_wait = std::any_of(wanting.begin(), wanting.end(),
+                                       [&](const Thread& thread) { return !best || thread.rank <= best->rank; });
   if (has_to_wait || (best && is_open_ended(best->pattern))) {
     return {Result::kUndecided, 0};
   }
@@ -169,12 +179,12 @@ Verdict Positions::judge_at_timeout(const Position& position) const {
 }
 
 std::vector<size_t> Positions::waited_for(const Position& position, size_t pattern) const {
+  const auto end = std::find_if(position.begin(), position.end(),
+                                [&](const Thread& thread) { return thread.pattern == pattern && is_at_end(thread); });
   std::vector<size_t> others;
-  const Thread* end = at_end(position, pattern);
-  for (size_t i = 0; i < patterns_.size(); ++i) {
-    const Thread* thread = wanting_more(position, i, /*has_expired=*/false);
-    if (end != nullptr && i != pattern && thread != nullptr && thread->rank <= end->rank) {
-      others.push_back(i);
+  for (const Thread& thread : wanting_more(position)) {
+    if (end != position.end() && thread.pattern != pattern && thread.rank <= end->rank) {
+      others.push_back(thread.pattern);
     }
   }
   return others;

@@ -23,7 +23,8 @@ struct Thread {
   auto operator<=>(const Thread&) const = default;
 };
 
-// The threads of one pattern stand together. The library takes the first of them that leads to the end.
+// The threads of one pattern stand together, in the order of the plan, each symbol once. The library takes the first of
+// them that leads to the end.
 using Position = std::vector<Thread>;
 
 struct Verdict {
@@ -48,9 +49,9 @@ class Positions {
   Verdict judge(const Position& position) const;
   Verdict judge_at_timeout(const Position& position) const;
 
-  // Whether a pattern has all of its digits here; it may be complete only with the timer in another state, or have to
+  // The patterns that have all of their digits here; one may be complete only with the timer in another state, or have to
   // wait.
-  bool fits(const Position& position, size_t pattern) const { return at_end(position, pattern) != nullptr; }
+  std::vector<size_t> fitting(const Position& position) const;
 
   // The patterns that want more digits here, and for which a pattern that fits has to wait in best match.
   std::vector<size_t> waited_for(const Position& position, size_t pattern) const;
@@ -60,9 +61,10 @@ class Positions {
 
  private:
   bool is_repeated(size_t pattern, size_t symbol) const;
+  bool is_at_end(const Thread& thread) const { return thread.symbol == patterns_[thread.pattern]->m_uCount; }
+  bool waits_for_timer(size_t pattern) const { return patterns_[pattern]->m_bTimer != 0; }
   void enter(Position& position, Thread thread) const;
-  const Thread* at_end(const Position& position, size_t pattern) const;
-  const Thread* wanting_more(const Position& position, size_t pattern, bool has_expired) const;
+  std::vector<Thread> wanting_more(const Position& position) const;
   std::optional<Thread> best_complete(const Position& position, bool has_expired) const;
   bool is_open_ended(size_t pattern) const;
 

@@ -30,12 +30,13 @@ class Walk {
       const Position here = std::move(next.back());
       next.pop_back();
       for (const uint32_t symbols : positions_.classes()) {
+        steps_ += here.size();
         Position there = positions_.after(here, std::bit_floor(symbols));
         if (!there.empty() && known.insert(there).second && look_at(there)) {
           next.push_back(std::move(there));
         }
       }
-      if (known.size() > max_positions) {
+      if (known.size() > max_positions || steps_ > max_positions * kStepsPerPosition) {
         return false;
       }
     }
@@ -82,15 +83,13 @@ class Walk {
 
   void look_at_timeout(const Position& position) {
     const Verdict late = positions_.judge_at_timeout(position);
-    for (size_t i = 0; i < findings_.size(); ++i) {
-      if (!positions_.fits(position, i)) {
-        continue;
-      }
-      if (positions_.pattern(i).m_bTimer == 0) {
-        const auto longer = positions_.waited_for(position, i);
-        findings_[i].longer.insert(longer.begin(), longer.end());
+    for (const size_t pattern : positions_.fitting(position)) {
+      if (positions_.pattern(pattern).m_bTimer == 0) {
+        const auto longer = positions_.waited_for(position, pattern);
+        steps_ += position.size();
+        findings_[pattern].longer.insert(longer.begin(), longer.end());
       } else if (late.result == Result::kComplete) {
-        findings_[i].rivals.insert(late.pattern);
+        findings_[pattern].rivals.insert(late.pattern);
       }
     }
     if (late.result == Result::kComplete) {
@@ -98,6 +97,10 @@ class Walk {
     }
   }
 
+  // Positions of many threads take longer: a plan in use has some tens of them.
+  static constexpr size_t kStepsPerPosition = 1000;
+
+  size_t steps_ = 0;  // threads that were gone through
   Positions positions_;
   std::vector<Findings> findings_;
 };

@@ -19,7 +19,7 @@ struct IdlePattern {
 };
 
 // Walks over all positions that dialling can get to, and no further than where the plan has decided. Nothing comes back
-// if there are more than so many of them.
+// if there are more than so many of them, or fewer that are very large.
 std::optional<std::vector<IdlePattern>> find_idle_patterns(const userlib::DigitMap& map, Mode mode,
                                                            size_t max_positions);
 
