@@ -60,6 +60,7 @@ TEST(DialPlan, Decides) {
       {"11T|1x.T|11x", "11", "more", "11T"},
       {"1x.T|11T|11x", "12", "more", "1x.T"},
       {"xxT|x.T", "12", "more", "xxT"},
+      {"0T|00T", "0", "more", "0T"},
       // An open end is never complete without T.
       {"0x.", "012", "more", "reject"},
       // Nothing matches a range that runs backwards.
@@ -123,6 +124,25 @@ TEST(DialPlan, TakesWhatIsJustShortEnough) {
   const auto plan = DialPlan::parse(pattern + std::string(3996, ' '));
   ASSERT_TRUE(plan) << plan.error().why;
   EXPECT_EQ(text_of(plan->check_at_timeout("1" + std::string(96, '2'))), pattern);
+}
+
+TEST(DialPlan, WarnsOfWhatIsMostLikelyNotMeant) {
+  const auto plan = DialPlan::parse("110\n1[2-57]x | 110");
+  ASSERT_TRUE(plan) << plan.error().why;
+  EXPECT_EQ(plan->warnings(),
+            (std::vector<std::string>{
+                "pattern 2, line 2, position 2: '[2-57]' is one range from its first symbol to its last, 2-7: must be "
+                "'[23457]' for 2-5 7",
+                "pattern 3, line 2, position 12: '110' never decides: '110' does wherever it would, or sooner"}));
+  EXPECT_EQ(DialPlan::parse(DialPlan::kDefault)->warnings(), std::vector<std::string>());
+
+  std::string text = "1";
+  for (int i = 0; i < 12; ++i) {
+    text += "|1";
+  }
+  const auto many = DialPlan::parse(text)->warnings();
+  ASSERT_EQ(many.size(), 11U);
+  EXPECT_EQ(many.back(), "2 warnings more; userlib-digitmap --check tells all");
 }
 
 TEST(DialPlan, IsReadFromAFile) {

@@ -46,7 +46,7 @@ TEST(SystemLog, GetsItsLines) {
   const std::string console = directory + "/console";
   Program::Arguments arguments = kPrivately;
   const Program::Arguments phoned =
-      Program::start_of({PHONED, "--foreground", "--port", "0", "--console", console, "--map", "110"});
+      Program::start_of({PHONED, "--foreground", "--port", "0", "--console", console, "--map", "110|110"});
   arguments.insert(arguments.end(), {SYSTEM_LOG, directory, kRsyslogd});
   arguments.insert(arguments.end(), phoned.begin(), phoned.end());
   Program world(kUnshare, arguments);
@@ -76,7 +76,10 @@ TEST(SystemLog, GetsItsLines) {
   const std::string log = TemporaryFile::content_of(directory + "/log");
   const std::string ident = " phoned[" + pid + "]: ";
   for (const std::string& line :
-       {"user.notice" + ident + "info:Phoned   listening on port " + std::to_string(port) + "\n",
+       {"user.warning" + ident +
+            "warning:DialPlan   dial plan, pattern 2, line 1, position 5: '110' never decides: '110' does wherever it "
+            "would, or sooner\n",
+        "user.notice" + ident + "info:Phoned   listening on port " + std::to_string(port) + "\n",
         "user.notice" + ident + "info:Line   line 9: 110 is complete by 110\n",
         "user.debug" + ident + "trace:Line   event '9 onhook'\n",
         "user.notice" + ident + "info:Console   line 'tr change Line 2'\n",

@@ -197,6 +197,13 @@ void on_counts(Daemon& daemon) {
 
 // ---- 5. A signal has come ----
 
+// A plan is taken as it stands; whoever has written it may have meant something else.
+void log_warnings(const DialPlan& plan) {
+  for (const std::string& warning : plan.warnings()) {
+    PHONED_LOG(WARNING, trace::modules.dial_plan, "dial plan, %s", warning.c_str());
+  }
+}
+
 void read_plan_again(Daemon& daemon) {
   const auto& path = daemon.options.map_file;
   if (!path) {
@@ -210,6 +217,7 @@ void read_plan_again(Daemon& daemon) {
   }
   std::printf("phoned: HUP: read %zu patterns from %s\n", plan->size(), quote_path(*path).c_str());
   PHONED_LOG(INFO, trace::modules.dial_plan, "%zu patterns from %s", plan->size(), quote_path(*path).c_str());
+  log_warnings(*plan);
   daemon.dial_layer.change_plan(std::move(*plan));
 }
 
@@ -342,6 +350,7 @@ int serve(const Options& options) {
     complain(plan.error().why);
     return kFailure;
   }
+  log_warnings(*plan);
   {
     Instance instance;
     Daemon daemon(options, std::move(*plan));

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "dialplan/plan.h"
+#include "dialplan/warnings.h"
 #include "phoned/core/file.h"
 #include "phoned/core/text.h"
 
@@ -12,6 +14,10 @@ namespace {
 // A check takes time in proportion to the plan, and an answer must find room for a pattern.
 constexpr size_t kMaxPlan = 4096;
 constexpr size_t kMaxPattern = 100;
+
+// Warnings are for whoever has written the plan, and lines must not wait for them.
+constexpr size_t kMaxWalk = 1000;
+constexpr size_t kMostWarnings = 10;
 
 using userlib::DigitMap;
 
@@ -29,9 +35,9 @@ std::string next_pattern(std::string_view& plan) {
   return pattern;
 }
 
-Verdict ask(const DigitMap& map, const std::string& digits, DigitMap::Timer timer) {
-  char pattern[kMaxPattern + 1];
-  switch (map.check(DigitMap::Mode::kBest, digits.c_str(), timer, pattern, sizeof pattern)) {
+// The verdict that goes with a result of the map.
+Verdict verdict_of(DigitMap::Result result, const char* pattern) {
+  switch (result) {
     case DigitMap::Result::kComplete:
       return {Verdict::Kind::kComplete, pattern};
     case DigitMap::Result::kUndecided:
@@ -61,6 +67,7 @@ Result<DialPlan> DialPlan::parse(std::string_view text) {
     return Error{"the plan is too long: at most " + std::to_string(kMaxPlan) + " characters are read"};
   }
   DialPlan plan;
+  plan.text_ = text;
   while (!text.empty()) {
     const std::string pattern = next_pattern(text);
     if (pattern.size() > kMaxPattern) {
@@ -93,23 +100,30 @@ Result<DialPlan> DialPlan::read(const std::string& path) {
   return plan;
 }
 
+std::vector<std::string> DialPlan::warnings() const {
+  const dialplan::Plan plan(text_, dialplan::Plan::Source::kFile);
+  const dialplan::Warnings warnings = dialplan::find_warnings(plan, DigitMap::Mode::kBest, kMaxWalk);
+  std::vector<std::string> lines;
+  for (const dialplan::Problem& warning : warnings.found) {
+    lines.push_back(plan.locate(warning));
+  }
+  if (lines.size() > kMostWarnings) {
+    const std::string rest = std::to_string(lines.size() - kMostWarnings);
+    lines.resize(kMostWarnings);
+    lines.push_back(rest + " warnings more; userlib-digitmap --check tells all");
+  }
+  return lines;
+}
+
 Verdict DialPlan::check(const std::string& digits) const {
-  return ask(map_, digits, DigitMap::Timer::kRunning);
+  char pattern[kMaxPattern + 1];
+  return verdict_of(
+      map_.check(DigitMap::Mode::kBest, digits.c_str(), DigitMap::Timer::kRunning, pattern, sizeof pattern), pattern);
 }
 
 Verdict DialPlan::check_at_timeout(const std::string& digits) const {
-  // Asked as a whole, the map would still wait for patterns that need more digits, which nobody will dial. So those
-  // that are complete now compete among themselves.
-  DigitMap complete;
-  for (const std::string& pattern : patterns_) {
-    DigitMap alone;
-    if (alone.add(pattern.c_str()) &&
-        alone.check(DigitMap::Mode::kFirst, digits.c_str(), DigitMap::Timer::kExpired) == DigitMap::Result::kComplete) {
-      static_cast<void>(complete.add(pattern.c_str()));  // what was read once is valid
-    }
-  }
-  const Verdict verdict = ask(complete, digits, DigitMap::Timer::kExpired);
-  return verdict.kind == Verdict::Kind::kComplete ? verdict : Verdict{Verdict::Kind::kReject, {}};
+  char pattern[kMaxPattern + 1];
+  return verdict_of(map_.check_at_timeout(DigitMap::Mode::kBest, digits.c_str(), pattern, sizeof pattern), pattern);
 }
 
 bool DialPlan::add(std::string pattern) {

@@ -44,6 +44,10 @@ class DialPlan {
   // without "T" and had to wait. "12T|12x" is the plan in which 12 becomes a number by waiting.
   Verdict check_at_timeout(const std::string& digits) const;
 
+  // What the plan most likely does not mean as it is written, each in one line, as userlib-digitmap --check has it. There
+  // are ten lines at most, and one that counts the rest.
+  std::vector<std::string> warnings() const;
+
   size_t size() const { return patterns_.size(); }
 
   // As they were given, but for blanks and parentheses.
@@ -52,6 +56,7 @@ class DialPlan {
  private:
   bool add(std::string pattern);
 
+  std::string text_;
   std::vector<std::string> patterns_;
   userlib::DigitMap map_;
 };
