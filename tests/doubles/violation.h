@@ -1,4 +1,5 @@
-// Rows for tables of violated contracts: what is done, and what is reported when the error handler returns.
+// Rows for tables of violated contracts: what is done, what it leaves in the object, and what is reported when the error
+// handler returns.
 #ifndef TESTS_SUPPORT_VIOLATION_H
 #define TESTS_SUPPORT_VIOLATION_H
 
@@ -18,8 +19,8 @@ namespace support {
 template <typename Object>
 struct Violation {
   const char* name;
-  void (*violate)(Object& object);
-  Reports reports;  // all that it must cause, in order
+  void (*violate)(Object& object);  // looks at results and fields, too: they are those of the operation's own steps
+  Reports reports;                  // all that it must cause, in order
 };
 
 template <typename Object>

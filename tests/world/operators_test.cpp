@@ -61,7 +61,8 @@ TEST_F(OperatorsTest, ABareCarriageReturnEndsALine) {
 
 TEST_F(OperatorsTest, OutputOfAnySizeEndsWithItsLastPiece) {
   const std::string answer = Operator(phoned_.console()).ask("run seq 1 500000");
-  EXPECT_TRUE(answer.ends_with("\n499999\n500000\nstatus 0\n")) << answer.substr(answer.size() - std::min<size_t>(answer.size(), 200));
+  EXPECT_TRUE(answer.ends_with("\n499999\n500000\nstatus 0\n"))
+      << answer.substr(answer.size() - std::min<size_t>(answer.size(), 200));
 }
 
 // What runs for an operator is no reason to keep line cards waiting, nor to stay at the end.

@@ -15,8 +15,9 @@
  *     ...
  *     NUV_Assert_setErrorHandler(dump_core);
  *
- * When a handler returns, the operation carries on as if the check had passed. On an object that exists and was
- * constructed this never reads or writes outside its storage; on a null object it does, and the process crashes.
+ * When a handler returns, the operation carries on as if the check had passed, and later checks report what they find. On
+ * an object that exists and was constructed this never reads or writes outside its storage, and ends: the headers say
+ * what happens instead. On a null object it does, and the process crashes.
  */
 #ifndef NUV_ASSERT_H
 #define NUV_ASSERT_H
