@@ -4,7 +4,8 @@
 #
 #     system_log.sh DIRECTORY RSYSLOGD PHONED OPTION...
 #
-# Prints phoned's process id and its output, and ends after phoned, when what phoned said last is in DIRECTORY/log.
+# Prints phoned's process id and its output, and ends after phoned, when what phoned said last is in DIRECTORY/log. The
+# same lines are in DIRECTORY/traditional, DIRECTORY/iso and DIRECTORY/protocol, in the formats that rsyslog brings along.
 set -eu
 directory=$1
 rsyslogd=$2
@@ -21,6 +22,9 @@ cat >"$directory/rsyslog.conf" <<END
 global(workDirectory="$directory")
 module(load="imuxsock" SysSock.Name="/dev/log" SysSock.RateLimit.Interval="0")
 template(name="line" type="string" string="%syslogfacility-text%.%syslogseverity-text% %syslogtag%%msg%\n")
+action(type="omfile" file="$directory/traditional" template="RSYSLOG_TraditionalFileFormat")
+action(type="omfile" file="$directory/iso" template="RSYSLOG_FileFormat")
+action(type="omfile" file="$directory/protocol" template="RSYSLOG_SyslogProtocol23Format")
 action(type="omfile" file="$directory/log" template="line")
 END
 "$rsyslogd" -n -f "$directory/rsyslog.conf" -i "$directory/rsyslogd.pid" >&2 &
