@@ -3,6 +3,8 @@
 // but functions of the library, and of the C library those that compilers put in by themselves.
 #include <userlib.hpp>
 
+#include <utility>
+
 namespace {
 
 int32_t g_failures = 0;

@@ -2,6 +2,7 @@
 // break a contract are carried on with: what they leave behind is calculated without the limits of a block.
 #include <algorithm>
 #include <array>
+#include <utility>
 #include <vector>
 
 #include "allocator.h"

@@ -11,6 +11,7 @@
 #include <map>
 #include <memory>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "program.h"
