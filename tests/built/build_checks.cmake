@@ -91,6 +91,26 @@ foreach(call strcpy stpcpy strcat sprintf vsprintf gets atoi atol atoll atof)
                        PASS_REGULAR_EXPRESSION "bad.c: calls what nothing bounds" FAIL_REGULAR_EXPRESSION "good.cpp")
 endforeach()
 
+# Who asks for the tests of something else is told what there is.
+add_test(NAME scripts.test.refuses COMMAND ${PROJECT_SOURCE_DIR}/scripts/test nonsense)
+set_tests_properties(scripts.test.refuses PROPERTIES PASS_REGULAR_EXPRESSION "unknown subsystem 'nonsense'.* core .* phoned ")
+
+# Each source of a test includes what it uses. The check must notice one that does not, and count what a header of its own
+# brings.
+find_package(Python3 COMPONENTS Interpreter)
+if(Python3_FOUND)
+  set(check_includes ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/check_includes.py)
+  add_test(NAME sources.includes COMMAND ${check_includes} ${PROJECT_SOURCE_DIR}/tests ${PROJECT_SOURCE_DIR}/examples
+                                         ${USERLIB_PRECOMPILED_HEADERS})
+  set(place ${CMAKE_CURRENT_BINARY_DIR}/includes)
+  file(WRITE ${place}/own.h "#include <string>\nstd::string text();\n")
+  file(WRITE ${place}/good.cpp "#include \"own.h\"\n// not a std::vector\nstd::string text() { return \"std::array\"; }\n")
+  file(WRITE ${place}/bad.cpp "#include \"own.h\"\nstd::string text() { return std::to_string(std::vector{1}[0]); }\n")
+  add_test(NAME sources.includes.notices COMMAND ${check_includes} ${place} ${place} ${USERLIB_PRECOMPILED_HEADERS})
+  set_tests_properties(sources.includes.notices PROPERTIES PASS_REGULAR_EXPRESSION "bad.cpp: uses std::vector without"
+                                                           FAIL_REGULAR_EXPRESSION "good.cpp;without <string>")
+endif()
+
 # Nothing is compiled without the warnings about formats that come from outside.
 set(check_flags ${CMAKE_CURRENT_SOURCE_DIR}/check_flags.sh)
 add_test(NAME flags.format COMMAND ${check_flags} ${CMAKE_BINARY_DIR}/compile_commands.json)

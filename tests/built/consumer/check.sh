@@ -205,7 +205,7 @@ END
   bare)
     # The static library alone, without OpenSSL, in directories that nobody would choose.
     configure "$WORK/bare" -S "$SOURCE" -DBUILD_SHARED_LIBS=OFF -DUSERLIB_CERT=OFF -DUSERLIB_BUILD_TESTS=OFF \
-      -DUSERLIB_BUILD_EXAMPLES=OFF -DCMAKE_INSTALL_LIBDIR=lib/odd -DCMAKE_INSTALL_INCLUDEDIR=headers/odd ||
+      -DUSERLIB_BUILD_EXAMPLES=OFF -DUSERLIB_BUILD_TOOLS=OFF -DCMAKE_INSTALL_LIBDIR=lib/odd -DCMAKE_INSTALL_INCLUDEDIR=headers/odd ||
       fail "$(cat "$WORK/bare.log")"
     "$CMAKE" --build "$WORK/bare" >"$WORK/bare.log" 2>&1 || fail "does not build: $(cat "$WORK/bare.log")"
     "$CMAKE" --install "$WORK/bare" --prefix "$WORK/bare_prefix" >/dev/null

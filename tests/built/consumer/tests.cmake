@@ -33,7 +33,8 @@ function(add_consumer_test word)
       "EXAMPLES=$<BOOL:${USERLIB_BUILD_EXAMPLES}>"
       "VERSION=${PROJECT_VERSION}"
       ${USERLIB_CONSUMER_TARGET})
-  set_tests_properties(consumer.${word} PROPERTIES LABELS consumer TIMEOUT 300 ENVIRONMENT "${environment}")
+  set_tests_properties(consumer.${word} PROPERTIES LABELS consumer TIMEOUT 300 ENVIRONMENT "${environment}"
+                                                             COST 100)
   if(word STREQUAL install)
     set_tests_properties(consumer.${word} PROPERTIES FIXTURES_SETUP installed_library)
   else()
