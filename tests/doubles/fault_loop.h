@@ -57,11 +57,11 @@ class Fault {
 // fault.during(), looks at the result, makes the call once more without a fault, and clears away:
 //
 //   each_fault("pipe", {EMFILE, ENFILE}, [](Fault& fault) {
-//     NUV_Pipe pipe;
-//     NUV_Pipe_construct(&pipe);
-//     const int result = fault.during([&] { return NUV_Pipe_open(&pipe); });
+//     Pipe pipe;
+//     const int32_t result = fault.during([&] { return NUV_Pipe_construct(&pipe); });
 //     EXPECT_EQ(result, fault.has_struck() ? 0 : 1);
 //     ...
+//     NUV_Pipe_destruct(&pipe);
 //   });
 //
 // (Not both in one EXPECT_EQ: which of its arguments is worked out first is not settled.)

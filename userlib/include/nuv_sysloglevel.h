@@ -18,8 +18,12 @@
  * start), to both or nowhere. While the marker file "/etc/quiet" exists, nothing in the trace facility can turn the
  * console on; a device that is shipped quiet stays quiet.
  *
- * Every line for the system log opens and closes the log for itself, so that a daemon's own openlog() never mixes with
- * the library's. A line for the console starts with a time stamp down to the millisecond.
+ * Every line for the system log opens and closes the log for itself. A daemon's own openlog() therefore holds only until
+ * the next line of the library: lines that the daemon writes with syslog() after it have the process id, the facility
+ * LOG_USER, and the ident of NUV_Sysloglevel_construct2() or, where closelog() forgets it, the program's name. A daemon
+ * with such lines calls openlog() before each of them, or does without and gives the facility with the priority.
+ *
+ * A line for the console starts with a time stamp down to the millisecond.
  *
  * Contracts are reported under "nuv_sysloglevel". A negative handle is what a failed registration gives. An output
  * operation that gets one writes a line about it to the system log, whatever the switches say and with a time stamp of
