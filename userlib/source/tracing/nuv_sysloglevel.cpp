@@ -35,6 +35,15 @@ Decimal::Decimal(uint32_t number) {
   text = first;
 }
 
+Decimal::Decimal(int32_t number)
+    : Decimal(number < 0 ? 0U - static_cast<uint32_t>(number) : static_cast<uint32_t>(number)) {
+  if (number < 0) {
+    char* sign = digits_ + (text - digits_) - 1;
+    *sign = '-';
+    text = sign;
+  }
+}
+
 void print_line(std::initializer_list<const char*> texts) {
   char line[640];  // room for what the macros of daemons write
   size_t length = 0;

@@ -39,13 +39,14 @@ struct Timestamp {
 class Decimal {
  public:
   explicit Decimal(uint32_t number);
+  explicit Decimal(int32_t number);
   Decimal(const Decimal&) = delete;
   Decimal& operator=(const Decimal&) = delete;
 
   const char* text;
 
  private:
-  char digits_[11];
+  char digits_[12];
 };
 
 // Prints texts behind each other on standard output, in one go unless they are very long: printf() takes twice as long to

@@ -1,4 +1,6 @@
-#include <stdio.h>
+#include <algorithm>
+#include <array>
+#include <initializer_list>
 
 #include "core/contract.h"
 #include "core/text.h"
@@ -17,155 +19,139 @@ namespace {
 
 constexpr char kFamily[] = "nuv_sysloglevel";
 
-// Where a line is written, and what came with it. Texts are never null here.
-struct Place {
-  const char* file;  // base name
-  uint32_t line;
-};
+// Where a line goes, as a sum.
+enum Output : unsigned { kSyslog = 1, kConsole = 2 };
 
-Place place(const char* path, uint32_t line) {
-  return {userlib::base_name(text_or_empty(path)), line};
+// Each output that is switched on looks at the mask, so that a handle that is none is reported for each.
+unsigned outputs_of(int module, uint32_t type) {
+  unsigned outputs = 0;
+  if (g_trace_output.syslog != 0 && NUV_Sysloglevel_checkTracelevel(module, type)) {
+    outputs |= kSyslog;
+  }
+  if (g_trace_output.console != 0 && NUV_Sysloglevel_checkTracelevel(module, type)) {
+    outputs |= kConsole;
+  }
+  return outputs;
 }
 
-bool goes_to_syslog(int module, uint32_t type) {
-  return g_trace_output.syslog != 0 && NUV_Sysloglevel_checkTracelevel(module, type);
+const char* file_name(const char* path) {
+  return userlib::base_name(text_or_empty(path));
 }
 
-bool goes_to_console(int module, uint32_t type) {
-  return g_trace_output.console != 0 && NUV_Sysloglevel_checkTracelevel(module, type);
-}
-
-// The line about a module that is not registered goes to the system log even while that is switched off. Then it brings
-// a time stamp of its own.
-class UnregisteredLine {
- public:
-  static constexpr int kPriority = LOG_USER | LOG_ERR;
-
-  const char* time() const { return g_trace_output.syslog != 0 ? "" : now_.text; }
-  const char* colon() const { return g_trace_output.syslog != 0 ? "" : ":"; }
-
- private:
-  Timestamp now_;
-  SyslogLine line_;
-};
-
-void require_registered(int a_ModulHandle) {
+// Writes what a module has to say that is not registered, and reports it. The line goes to the system log even while that
+// is switched off, and then brings a time stamp of its own.
+[[gnu::cold, gnu::noinline]] void report_unregistered(int a_ModulHandle, const char* separator,
+                                                      std::initializer_list<const char*> message) {
+  std::array<const char*, 11> text;  // as many as message flow has
+  text.fill("");
+  std::copy(message.begin(), message.end(), text.begin());
+  const bool is_stamped = g_trace_output.syslog == 0;
+  {
+    const Timestamp now;
+    const SyslogLine line;
+    syslog(LOG_USER | LOG_ERR, "%s%serror:sysloglevel%sModule not registered for message: %s%s%s%s%s%s%s%s%s%s%s",
+           is_stamped ? now.text : "", is_stamped ? ":" : "", separator, text[0], text[1], text[2], text[3], text[4],
+           text[5], text[6], text[7], text[8], text[9], text[10]);
+  }
   NUV_REQUIRE((int)a_ModulHandle >= 0);
 }
 
 // For the types that print where in the source they come from.
-void write_located(int module, uint32_t type, int priority, Place where, const char* text) {
+void write_located(int module, uint32_t type, int priority, const char* path, uint32_t number, const char* text) {
+  text = text_or_empty(text);
   if (module < 0) {
-    {
-      const UnregisteredLine line;
-      syslog(line.kPriority, "%s%s%s:%s: Module not registered for message: %s:%d   %s", line.time(), line.colon(),
-             "error", "sysloglevel", where.file, static_cast<int>(where.line), text);
-    }
-    require_registered(module);
+    const Decimal line(static_cast<int32_t>(number));
+    report_unregistered(module, ": ", {file_name(path), ":", line.text, "   ", text});
   }
-  const char* type_name = NUV_ESysloglevelType_name(type);
   const char* module_name = NUV_Sysloglevel_getModulName(module);
-  if (goes_to_syslog(module, type)) {
+  const unsigned outputs = outputs_of(module, type);
+  if ((outputs & kSyslog) != 0) {
     const SyslogLine line;
-    syslog(priority, "%s:%s: %s:%d   %s", type_name, module_name, where.file, static_cast<int>(where.line), text);
+    syslog(priority, "%s:%s: %s:%d   %s", NUV_ESysloglevelType_name(type), module_name, file_name(path),
+           static_cast<int>(number), text);
   }
-  if (goes_to_console(module, type)) {
+  if ((outputs & kConsole) != 0) {
     const Timestamp now;
-    const Decimal line(where.line);
-    print_line({now.text, ":", type_name, ":", module_name, ": ", where.file, ":", line.text, "   ", text, "\n"});
+    const Decimal line(number);
+    print_line({now.text, ":", NUV_ESysloglevelType_name(type), ":", module_name, ": ", file_name(path), ":", line.text,
+                "   ", text, "\n"});
   }
 }
 
 // For the types that do not.
 void write_short(int module, uint32_t type, int priority, const char* text) {
-  const char* type_name = NUV_ESysloglevelType_name(type);
+  text = text_or_empty(text);
   const char* module_name = NUV_Sysloglevel_getModulName(module);
   if (module < 0) {
-    {
-      const UnregisteredLine line;
-      syslog(line.kPriority, "%s%s%s:%s   Module not registered for message: %s", line.time(), line.colon(), "error",
-             "sysloglevel", text);
-    }
-    require_registered(module);
+    report_unregistered(module, "   ", {text});
   }
-  if (goes_to_syslog(module, type)) {
+  const unsigned outputs = outputs_of(module, type);
+  if ((outputs & kSyslog) != 0) {
     const SyslogLine line;
-    syslog(priority, "%s:%s   %s", type_name, module_name, text);
+    syslog(priority, "%s:%s   %s", NUV_ESysloglevelType_name(type), module_name, text);
   }
-  if (goes_to_console(module, type)) {
+  if ((outputs & kConsole) != 0) {
     const Timestamp now;
-    print_line({now.text, ":", type_name, ":", module_name, "   ", text, "\n"});
+    print_line({now.text, ":", NUV_ESysloglevelType_name(type), ":", module_name, "   ", text, "\n"});
   }
 }
 
 void write_dump_line(int module, const char* title, const char* hex) {
   if (module < 0) {
-    {
-      const UnregisteredLine line;
-      syslog(line.kPriority, "%s%s%s:%s: Module not registered for message: %s: %s", line.time(), line.colon(), "error",
-             "sysloglevel", title, hex);
-    }
-    require_registered(module);
+    report_unregistered(module, ": ", {title, ": ", hex});
   }
-  const char* type_name = NUV_ESysloglevelType_name(NUV_SYSLOGLEVEL_DUMP);
-  if (goes_to_syslog(module, NUV_SYSLOGLEVEL_DUMP)) {
+  const unsigned outputs = outputs_of(module, NUV_SYSLOGLEVEL_DUMP);
+  if ((outputs & kSyslog) != 0) {
     const SyslogLine line;
-    syslog(LOG_USER | LOG_DEBUG, "%s:%s: %s: %s", type_name, NUV_Sysloglevel_getModulName(module), title, hex);
+    syslog(LOG_USER | LOG_DEBUG, "dump:%s: %s: %s", NUV_Sysloglevel_getModulName(module), title, hex);
   }
-  if (goes_to_console(module, NUV_SYSLOGLEVEL_DUMP)) {
+  if ((outputs & kConsole) != 0) {
     const Timestamp now;
-    print_line({now.text, ":", type_name, ":", NUV_Sysloglevel_getModulName(module), ": ", title, ": ", hex, "\n"});
+    print_line({now.text, ":dump:", NUV_Sysloglevel_getModulName(module), ": ", title, ": ", hex, "\n"});
   }
 }
 
 }  // namespace
 
 void NUV_Sysloglevel_info(int a_ModulHandle, const char* /*a_file*/, uint32_t /*a_line*/, const char* a_text) {
-  write_short(a_ModulHandle, NUV_SYSLOGLEVEL_INFO, LOG_USER | LOG_NOTICE, text_or_empty(a_text));
+  write_short(a_ModulHandle, NUV_SYSLOGLEVEL_INFO, LOG_USER | LOG_NOTICE, a_text);
 }
 
 void NUV_Sysloglevel_trace(int a_ModulHandle, const char* /*a_file*/, uint32_t /*a_line*/, const char* a_text) {
-  write_short(a_ModulHandle, NUV_SYSLOGLEVEL_TRACE, LOG_USER | LOG_DEBUG, text_or_empty(a_text));
+  write_short(a_ModulHandle, NUV_SYSLOGLEVEL_TRACE, LOG_USER | LOG_DEBUG, a_text);
 }
 
 void NUV_Sysloglevel_debug(int a_ModulHandle, const char* a_file, uint32_t a_line, const char* a_text) {
-  write_located(a_ModulHandle, NUV_SYSLOGLEVEL_DEBUG, LOG_USER | LOG_DEBUG, place(a_file, a_line),
-                text_or_empty(a_text));
+  write_located(a_ModulHandle, NUV_SYSLOGLEVEL_DEBUG, LOG_USER | LOG_DEBUG, a_file, a_line, a_text);
 }
 
 void NUV_Sysloglevel_warning(int a_ModulHandle, const char* /*a_file*/, uint32_t /*a_line*/, const char* a_text) {
-  write_short(a_ModulHandle, NUV_SYSLOGLEVEL_WARNING, LOG_USER | LOG_WARNING, text_or_empty(a_text));
+  write_short(a_ModulHandle, NUV_SYSLOGLEVEL_WARNING, LOG_USER | LOG_WARNING, a_text);
 }
 
 void NUV_Sysloglevel_error(int a_ModulHandle, const char* a_file, uint32_t a_line, const char* a_text) {
-  write_located(a_ModulHandle, NUV_SYSLOGLEVEL_ERROR, LOG_USER | LOG_ERR, place(a_file, a_line), text_or_empty(a_text));
+  write_located(a_ModulHandle, NUV_SYSLOGLEVEL_ERROR, LOG_USER | LOG_ERR, a_file, a_line, a_text);
 }
 
 void NUV_Sysloglevel_tracect(int a_ModulHandle, const char* a_file, uint32_t a_line, const char* a_text) {
-  write_located(a_ModulHandle, NUV_SYSLOGLEVEL_TRACECT, LOG_USER | LOG_DEBUG, place(a_file, a_line),
-                text_or_empty(a_text));
+  write_located(a_ModulHandle, NUV_SYSLOGLEVEL_TRACECT, LOG_USER | LOG_DEBUG, a_file, a_line, a_text);
 }
 
 void NUV_Sysloglevel_tracedo(int a_ModulHandle, const char* a_file, uint32_t a_line, const char* a_text) {
-  write_located(a_ModulHandle, NUV_SYSLOGLEVEL_TRACEDO, LOG_USER | LOG_DEBUG, place(a_file, a_line),
-                text_or_empty(a_text));
+  write_located(a_ModulHandle, NUV_SYSLOGLEVEL_TRACEDO, LOG_USER | LOG_DEBUG, a_file, a_line, a_text);
 }
 
 void NUV_Sysloglevel_guioutput(int a_ModulHandle, const char* /*a_file*/, uint32_t /*a_line*/, const char* a_text) {
   const char* text = text_or_empty(a_text);
   if (a_ModulHandle < 0) {
-    {
-      const UnregisteredLine line;
-      syslog(line.kPriority, "%s%s%s:%s: Module not registered for message: %s", line.time(), line.colon(), "error",
-             "sysloglevel", text);
-    }
-    require_registered(a_ModulHandle);
+    report_unregistered(a_ModulHandle, ": ", {text});
   }
-  if (goes_to_syslog(a_ModulHandle, NUV_SYSLOGLEVEL_GUIOUTPUT)) {
+  const unsigned outputs = outputs_of(a_ModulHandle, NUV_SYSLOGLEVEL_GUIOUTPUT);
+  if ((outputs & kSyslog) != 0) {
     const SyslogLine line;
     syslog(LOG_USER | LOG_ERR, "%s: %s", NUV_Sysloglevel_getModulName(a_ModulHandle), text);
   }
-  if (goes_to_console(a_ModulHandle, NUV_SYSLOGLEVEL_GUIOUTPUT)) {
+  if ((outputs & kConsole) != 0) {
     const Timestamp now;
     print_line({now.text, ":", NUV_Sysloglevel_getModulName(a_ModulHandle), ": ", text, "\n"});
   }
@@ -178,27 +164,25 @@ void NUV_Sysloglevel_tracemf(int a_ModulHandle, const char* a_fromName, uint32_t
   const char* to = text_or_empty(a_toName);
   const char* direction = a_direction != 0 ? "RX" : "TX";
   if (a_ModulHandle < 0) {
-    {
-      const UnregisteredLine line;
-      syslog(line.kPriority, "%s%s%s:%s: Module not registered for message: %s:%d -->%s--> %s:%d  %s", line.time(),
-             line.colon(), "error", "sysloglevel", from, static_cast<int>(a_fromNumber), message, to,
-             static_cast<int>(a_toNumber), direction);
-    }
-    require_registered(a_ModulHandle);
+    const Decimal from_number(static_cast<int32_t>(a_fromNumber));
+    const Decimal to_number(static_cast<int32_t>(a_toNumber));
+    report_unregistered(
+        a_ModulHandle, ": ",
+        {from, ":", from_number.text, " -->", message, "--> ", to, ":", to_number.text, "  ", direction});
     return;
   }
-  const char* type_name = NUV_ESysloglevelType_name(NUV_SYSLOGLEVEL_TRACEMF);
-  if (goes_to_syslog(a_ModulHandle, NUV_SYSLOGLEVEL_TRACEMF)) {
+  const unsigned outputs = outputs_of(a_ModulHandle, NUV_SYSLOGLEVEL_TRACEMF);
+  if ((outputs & kSyslog) != 0) {
     const SyslogLine line;
-    syslog(LOG_USER | LOG_DEBUG, "%s: %s:%u -->%s--> %s:%u  %s", type_name, from, a_fromNumber, message, to, a_toNumber,
+    syslog(LOG_USER | LOG_DEBUG, "tracemf: %s:%u -->%s--> %s:%u  %s", from, a_fromNumber, message, to, a_toNumber,
            direction);
   }
-  if (goes_to_console(a_ModulHandle, NUV_SYSLOGLEVEL_TRACEMF)) {
+  if ((outputs & kConsole) != 0) {
     const Timestamp now;
     const Decimal from_number(a_fromNumber);
     const Decimal to_number(a_toNumber);
-    print_line({now.text, ":", type_name, ": ", from, ":", from_number.text, " -->", message, "--> ", to, ":",
-                to_number.text, "  ", direction, "\n"});
+    print_line({now.text, ":tracemf: ", from, ":", from_number.text, " -->", message, "--> ", to, ":", to_number.text,
+                "  ", direction, "\n"});
   }
 }
 
