@@ -56,10 +56,15 @@ void remove_receiver(Select* a_this, const Kind& kind, uint32_t event_type, int3
   NUV_SelectSet_removeReceiver(set, fd);
 }
 
+// NUV_TimeoutSet_available(), where every timer passes.
+bool has_timer_room(const Select& reactor) {
+  return reactor.m_oTimeout.m_uCount < NUV_TIMEOUTSET_SIZE;
+}
+
 uint32_t set_timer(Select* a_this, timeval time, void* arg1, uint32_t arg2, uint8_t temp,
                    NUV_TimeoutRecvFunc a_recvfunc) {
   NUV_REQUIRE(((void *)0) != a_this);
-  NUV_REQUIRE(1 == NUV_TimeoutSet_available( &a_this->m_oTimeout));
+  NUV_REQUIRE_TEXT(has_timer_room(*a_this), "1 == NUV_TimeoutSet_available( &a_this->m_oTimeout)");
   NUV_REQUIRE_TEXT(a_recvfunc != nullptr, "((void *)0) != a_recvfunc");
   return NUV_TimeoutSet_setReceiver(&a_this->m_oTimeout, time, arg1, arg2, temp, a_recvfunc);
 }
@@ -454,13 +459,13 @@ uint32_t NUV_Select_setTempTimeout(Select* a_this, struct timeval a_time, void* 
 
 void NUV_Select_removeTimeout(Select* a_this, uint32_t a_id) {
   NUV_REQUIRE(((void *)0) != a_this);
-  NUV_REQUIRE(1 == NUV_TimeoutSet_available( &a_this->m_oTimeout));
+  NUV_REQUIRE_TEXT(has_timer_room(*a_this), "1 == NUV_TimeoutSet_available( &a_this->m_oTimeout)");
   NUV_TimeoutSet_removeReceiver(&a_this->m_oTimeout, a_id);
 }
 
 void NUV_Select_updateTimeout(Select* a_this, uint32_t a_id, struct timeval a_time) {
   NUV_REQUIRE(((void *)0) != a_this);
-  NUV_REQUIRE(1 == NUV_TimeoutSet_available( &a_this->m_oTimeout));
+  NUV_REQUIRE_TEXT(has_timer_room(*a_this), "1 == NUV_TimeoutSet_available( &a_this->m_oTimeout)");
   NUV_TimeoutSet_updateReceiver(&a_this->m_oTimeout, a_id, a_time);
 }
 

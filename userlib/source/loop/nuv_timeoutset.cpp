@@ -113,7 +113,14 @@ uint32_t NUV_TimeoutSet_setReceiver(TimeoutSet* a_this, struct timeval a_time, v
   NUV_REQUIRE_TEXT(a_recvfunc != nullptr, "((void *)0) != a_recvfunc");
   const uint32_t id = NUV_IndexPool_occupy(&a_this->m_oIdPool);
   if (a_this->m_uCount < kCapacity) {
-    a_this->m_rgRecv[a_this->m_uCount] = {a_time, a_arg1, a_arg2, a_temp, a_recvfunc, id, /*m_bDeleted=*/0};
+    NUV_TimeoutRecv& timer = a_this->m_rgRecv[a_this->m_uCount];
+    timer.m_oTime = a_time;
+    timer.m_pArg1 = a_arg1;
+    timer.m_uArg2 = a_arg2;
+    timer.m_bTemp = a_temp;
+    timer.m_pRecvFunc = a_recvfunc;
+    timer.m_uId = id;
+    timer.m_bDeleted = 0;
     ++a_this->m_uCount;
   }
   return id;
