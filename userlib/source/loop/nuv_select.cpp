@@ -91,15 +91,13 @@ struct ReadySets {
   fd_set except;
 };
 
-// Fills in the descriptors of all receivers, and tells whether the purge will take any of these.
-bool fill(const CycleSets& sets, ReadySets& asked) {
+void fill(const CycleSets& sets, ReadySets& asked) {
   FD_ZERO(&asked.read);
   FD_ZERO(&asked.write);
   FD_ZERO(&asked.except);
-  const bool read_leaves = userlib::fill_fd_set(sets.read, asked.read);
-  const bool write_leaves = userlib::fill_fd_set(sets.write, asked.write);
-  const bool except_leaves = userlib::fill_fd_set(sets.except, asked.except);
-  return read_leaves || write_leaves || except_leaves;
+  userlib::fill_fd_set(sets.read, asked.read);
+  userlib::fill_fd_set(sets.write, asked.write);
+  userlib::fill_fd_set(sets.except, asked.except);
 }
 
 int32_t ask(ReadySets& sets, timeval* wait) {
@@ -274,9 +272,8 @@ int32_t wait_for_events(const Select& reactor, const CycleSets& sets, ReadySets&
 // One select(), or two, and what follows.
 int32_t run_cycle(Select& reactor, uint32_t event_type, timeval* wait, bool with_timers, uint32_t budget) {
   const CycleSets sets(reactor, event_type);
-  const uint32_t departures = userlib::departures();
   ReadySets ready;
-  const bool has_leaving = fill(sets, ready);
+  fill(sets, ready);
 
   timeval bound = wait != nullptr ? *wait : timeval{999999, 999999};
   if (with_timers && NUV_TimeoutSet_setTimeout(&reactor.m_oTimeout, &bound) == 1) {
@@ -291,9 +288,7 @@ int32_t run_cycle(Select& reactor, uint32_t event_type, timeval* wait, bool with
   if (with_timers) {
     serve_timers(reactor, budget);
   }
-  if (has_leaving || userlib::departures() != departures) {
-    purge(sets, ready);
-  }
+  purge(sets, ready);
   NUV_TimeoutSet_internalRemoveDeleted(&reactor.m_oTimeout);
   return ready_count;
 }

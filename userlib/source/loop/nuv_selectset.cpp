@@ -24,14 +24,6 @@ using Bits = std::make_unsigned_t<Word>;
 constexpr uint32_t kBitsPerWord = 8 * sizeof(Word);
 constexpr uint32_t kAll = UINT32_MAX;
 
-uint32_t g_departures = 0;
-
-// In one piece: whoever compares the count with an earlier one must find its own additions in it, even where reactors of
-// several threads share it.
-void note_departure() {
-  __atomic_fetch_add(&g_departures, 1U, __ATOMIC_RELAXED);
-}
-
 // The fd_set macros index an array without a test, or call a function that aborts in fortified builds. Here every
 // descriptor passes this test before, so that the words can be used as they are.
 bool fits(int32_t fd) {
@@ -111,7 +103,6 @@ void remove_now(SelectSet& set, const NUV_SelectRecv* a_selectrecv) {
 void mark_removed(NUV_SelectRecv* receiver) {
   if (receiver != nullptr) {
     receiver->m_bDeleted = 1;
-    note_departure();
   }
 }
 
@@ -147,20 +138,13 @@ uint32_t fire_ready(SelectSet& set, uint32_t budget, const fd_set& ready, uint32
 
 }  // namespace
 
-uint32_t userlib::departures() {
-  return __atomic_load_n(&g_departures, __ATOMIC_RELAXED);
-}
-
-bool userlib::fill_fd_set(const SelectSet& set, fd_set& asked) {
-  unsigned leaving = 0;
+void userlib::fill_fd_set(const SelectSet& set, fd_set& asked) {
   for (const NUV_SelectRecv* receiver = set.m_pFirst; receiver != nullptr; receiver = receiver->m_pNext) {
-    leaving |= unsigned{receiver->m_bDeleted} | receiver->m_bTemp;
     if (fits(receiver->m_iFd)) {
       Word& word = asked.fds_bits[word_of(receiver->m_iFd)];
       word = static_cast<Word>(static_cast<Bits>(word) | bit_of(receiver->m_iFd));
     }
   }
-  return leaving != 0;
 }
 
 uint32_t userlib::dispatch_fd_set(SelectSet& set, uint32_t budget, const fd_set& ready) {
@@ -204,9 +188,6 @@ NUV_SelectRecv* NUV_SelectSet_setReceiver(SelectSet* a_this, int32_t a_fd, void*
     return nullptr;
   }
   *receiver = {a_fd, a_arg1, a_arg2, a_temp, /*m_bDeleted=*/0, a_recvfunc, receiver->m_pNext};
-  if (a_temp != 0) {
-    note_departure();
-  }
   return receiver;
 }
 
