@@ -2,7 +2,7 @@
 """Finds test sources that use what a precompiled header declares, and include it neither themselves nor by way of a header
 of this project. They compile where the header is precompiled, and perhaps nowhere else.
 
-    check_includes.py <folder of tests> <folder of what they test> <precompiled header>...
+    check_includes.py <folder of tests> <folder of what they test>... -- <precompiled header>...
 """
 import re
 import sys
@@ -40,7 +40,8 @@ def included(path, folders, seen):
 
 
 def main():
-    folders, headers = [Path(argument) for argument in sys.argv[1:3]], sys.argv[3:]
+    end = sys.argv.index("--")
+    folders, headers = [Path(argument) for argument in sys.argv[1:end]], sys.argv[end + 1:]
     unknown = [header for header in headers if header not in USED]
     if unknown:
         sys.exit("check_includes.py cannot tell who uses " + ", ".join(unknown))

@@ -11,6 +11,7 @@
 #include <regex>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "namespaces.h"
 #include "outputs.h"
