@@ -9,6 +9,8 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <memory>
+#include <vector>
 
 #include "program.h"
 #include "udp_socket.h"
@@ -250,6 +252,43 @@ TEST_F(DaemonTest, SaysThatThereIsNoRoomForThePidFile) {
 
 // A hundred thousand datagrams, a third of which make no sense. Each is answered before the next one is sent, so that
 // the kernel has none to drop; every answer is the one to its datagram, and afterwards nothing is held.
+TEST_F(DaemonTest, OneOfFourLivesThatStartAtTheSameTime) {
+  for (int round = 0; round < Program::few_if_emulated(20) && !HasFailure(); ++round) {
+    leave_pid_file("999999");
+    std::vector<std::unique_ptr<Program>> launchers;
+    for (int i = 0; i < 4; ++i) {
+      launchers.push_back(std::make_unique<Program>(PHONED, with_run_dir()));
+    }
+    std::string complaints;
+    int living = 0;
+    for (const auto& launcher : launchers) {
+      living += launcher->exit_status() == 0 ? 1 : 0;
+      complaints += launcher->err();
+    }
+    ASSERT_TRUE(comes_true([this] { return !TemporaryFile::content_of(pid_file()).empty(); }));
+    daemon_ = std::stoi(TemporaryFile::content_of(pid_file()));
+    const std::string complaint = "phoned: is running already, as process " + std::to_string(daemon_) + ", says '" +
+                                  pid_file() + "'; stop it first, or choose another --run-dir\n";
+    EXPECT_EQ(living, 1);
+    EXPECT_EQ(complaints, complaint + complaint + complaint);
+    kill(daemon_, SIGTERM);
+    EXPECT_TRUE(has_ended(daemon_));
+    EXPECT_TRUE(std::filesystem::is_empty(run_dir_));
+    daemon_ = -1;
+  }
+}
+
+TEST_F(DaemonTest, SaysWhatItCannotRemove) {
+  const std::string console = run_dir_ + "/console";
+  Program phoned(PHONED, with_run_dir({"--foreground", "--console", console}));
+  ASSERT_TRUE(phoned.says(kListening));
+  std::filesystem::remove(console);
+  phoned.signal(SIGTERM);
+  EXPECT_EQ(phoned.exit_status(), 1);
+  EXPECT_EQ(phoned.err(), "phoned: console socket '" + console + "' cannot be removed: it is not there any more\n");
+  EXPECT_TRUE(phoned.out().ends_with("phoned: farewell\n"));
+}
+
 TEST_F(DaemonTest, AnswersAHundredThousandDatagramsAndHoldsNothing) {
   Program phoned(PHONED, {"--foreground", "--port", "0", "--map", "110|0x.T", "--interdigit", "60000"});
   ASSERT_TRUE(phoned.says(kListening));

@@ -12,6 +12,7 @@
 //
 // A reactor calls these functions, and everything happens in one thread. The work is done behind them: by the channel
 // (channel.h), and by the dial layer (dial_layer.h) with its lines (lines.h) and its plan (dial_plan.h).
+#include <array>
 #include <cinttypes>
 #include <csignal>
 #include <cstdio>
@@ -304,7 +305,7 @@ std::optional<Error> open_all(Daemon& daemon) {
 std::optional<Error> start(Daemon& daemon, Instance& instance) {
   const Options& options = daemon.options;
   if (options.run_dir || !options.is_foreground) {
-    if (auto error = instance.claim(options.run_dir.value_or(Options::kDefaultRunDir))) {
+    if (auto error = instance.claim(options.run_dir.value_or(Options::kDefaultRunDir), !options.is_foreground)) {
       return error;
     }
   }
@@ -351,6 +352,7 @@ int serve(const Options& options) {
     return kFailure;
   }
   log_warnings(*plan);
+  std::array<std::optional<Error>, 2> problems;  // at the end
   {
     Instance instance;
     Daemon daemon(options, std::move(*plan));
@@ -360,11 +362,19 @@ int serve(const Options& options) {
     }
     PHONED_LOG(INFO, trace::modules.phoned, "listening on port %u", daemon.port);
     serve_events(daemon);
+    problems = {daemon.operators.close(), instance.release()};
   }
   std::printf("phoned: memory: %s\n", describe(memory_figures()).c_str());
+  int status = 0;
+  for (const auto& problem : problems) {
+    if (problem) {
+      complain(problem->why);
+      status = kFailure;
+    }
+  }
   std::printf("phoned: farewell\n");
   PHONED_LOG(INFO, trace::modules.phoned, "farewell");
-  return 0;
+  return status;
 }
 
 // A daemon lives in the root directory, where a relative name leads elsewhere.

@@ -131,21 +131,24 @@ std::optional<Error> Operators::open(const Channels& channels) {
   return std::nullopt;
 }
 
-Operators::~Operators() {
+std::optional<Error> Operators::close() {
   while (!connections_.empty()) {
     end(connections_.begin()->first);
   }
-  if (listening_fd_ >= 0) {
-    // Whatever lies in its place by now is not phoned's.
-    if (inode_of(socket_path_) == socket_inode_) {
-      unlink(socket_path_.c_str());
+  // Whatever lies in the socket's place by now is not phoned's.
+  const ino_t inode = listening_fd_ < 0 ? 0 : inode_of(socket_path_);
+  const bool is_gone = listening_fd_ >= 0 && inode == 0;
+  const bool is_left = listening_fd_ >= 0 && inode == socket_inode_ && unlink(socket_path_.c_str()) != 0;
+  const std::string why = is_gone ? "it is not there any more" : reason();
+  for (int* const fd : {&listening_fd_, &reserve_fd_, &fifos_.in_fd, &fifos_.out_fd, &standard_input_.out_fd}) {
+    if (*fd >= 0) {
+      ::close(*fd);
     }
+    *fd = -1;
   }
-  for (const int fd : {listening_fd_, reserve_fd_, fifos_.in_fd, fifos_.out_fd, standard_input_.out_fd}) {
-    if (fd >= 0) {
-      close(fd);
-    }
-  }
+  return is_gone || is_left
+             ? std::optional(Error{"console socket " + quote_path(socket_path_) + " cannot be removed: " + why})
+             : std::nullopt;
 }
 
 std::optional<Error> Operators::open_socket(const std::string& path) {
@@ -161,7 +164,7 @@ std::optional<Error> Operators::open_socket(const std::string& path) {
   const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
   if (fd < 0 || !bind_privately(fd, address)) {
     const Error error{"console socket " + quote_path(path) + " cannot be made: " + reason()};
-    close(fd);
+    ::close(fd);
     return error;
   }
   // phoned may change its directory before it comes to removing the socket.
@@ -181,7 +184,7 @@ std::optional<Error> Operators::open_fifos(const std::string& in, const std::str
   }
   const auto out_fd = open_fifo(out);
   if (!out_fd) {
-    close(*in_fd);
+    ::close(*in_fd);
     return out_fd.error();
   }
   return listen_to(fifos_, *in_fd, *out_fd);
@@ -223,12 +226,12 @@ void Operators::on_operator() {
 // while.
 void Operators::refuse_without_descriptor() {
   PHONED_LOG(ERROR, trace::modules.console, "no descriptor for an operator to be had");
-  close(reserve_fd_);
+  ::close(reserve_fd_);
   const int fd = accept4(listening_fd_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
   const bool is_hopeless = fd < 0 && is_shortage(errno);
   if (fd >= 0) {
     say(fd, "no descriptor is free for another operator: try again later");
-    close(fd);
+    ::close(fd);
   }
   reserve_fd_ = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
   if (is_hopeless) {
@@ -321,7 +324,7 @@ void Operators::on_idle() {
 void Operators::end(int fd) {
   drain(fd);
   connections_.erase(fd);
-  close(fd);
+  ::close(fd);
 }
 
 // Sets the timer to when somebody's patience ends. Fails only when it is set for the first time.

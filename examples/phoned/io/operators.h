@@ -40,12 +40,15 @@ class Operators {
   };
 
   Operators(userlib::Reactor& loop, Commands& commands) : loop_(loop), commands_(commands) {}
-  ~Operators();
+  ~Operators() { close(); }
   Operators(const Operators&) = delete;
   Operators& operator=(const Operators&) = delete;
 
   // Listens to operators from now on. FIFOs that are not there are made.
   std::optional<Error> open(const Channels& channels);
+
+  // Hangs up on all of them, and removes the socket. The error says that this was not possible.
+  std::optional<Error> close();
 
  private:
   // Line after line from one descriptor, answered on another.
