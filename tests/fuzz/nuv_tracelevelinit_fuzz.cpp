@@ -58,25 +58,36 @@ std::optional<uint32_t> number(std::string_view text, bool is_small) {
   return is_small && value > 65535 ? std::nullopt : std::optional(value);
 }
 
-std::optional<Row> row_of(const std::string& line) {
+// Converts a line into a row, field by field; false at the first one that is not what it should be.
+bool convert(const std::string& line, Row& row) {
   if (std::count(line.begin(), line.end(), ';') != 2) {
-    return std::nullopt;
+    return false;
   }
   const size_t first = line.find(';');
   const size_t second = line.rfind(';');
   const auto id = number(std::string_view(line).substr(0, first), true);
+  if (!id) {
+    return false;
+  }
+  row.id = static_cast<uint16_t>(*id);
   std::string name = line.substr(first + 1, second - first - 1);
   name.erase(0, std::min(name.find_first_not_of(' '), name.size()));
-  const auto mask = number(std::string_view(line).substr(second + 1), false);
-  const size_t closing = name.starts_with('"') ? name.find('"', 1) : std::string::npos;
-  if (!id || !mask || closing == std::string::npos) {
-    return std::nullopt;
+  if (!name.starts_with('"')) {
+    return false;
   }
-  return Row{static_cast<uint16_t>(*id), name.substr(1, std::min<size_t>(closing - 1, 10)), *mask};
+  // Without a closing quote, all that is left has been taken for the name.
+  const size_t closing = name.find('"', 1);
+  row.name = name.substr(1, std::min<size_t>(closing - 1, 10));
+  const auto mask = number(std::string_view(line).substr(second + 1), false);
+  if (closing == std::string::npos || !mask) {
+    return false;
+  }
+  row.mask = *mask;
+  return true;
 }
 
-// Tells whether the file is whole; rows gets those in front of a damage.
-bool model_restore(std::string_view content, std::vector<Row>& rows) {
+// Tells whether the file is whole; rows gets those in front of a damage, begun what a line that was refused has left.
+bool model_restore(std::string_view content, std::vector<Row>& rows, Row& begun) {
   constexpr size_t kHeaderSize = 1024;
   constexpr size_t kRowSize = 512;
   ModelFile file(content);
@@ -91,11 +102,15 @@ bool model_restore(std::string_view content, std::vector<Row>& rows) {
     if (line->empty()) {
       return true;
     }
-    const auto row = row_of(*line);
-    if (!row || rows.size() == NUV_LEVEL_SIZE) {
+    if (rows.size() == NUV_LEVEL_SIZE) {
       return false;
     }
-    rows.push_back(*row);
+    begun = {};
+    if (!convert(*line, begun)) {
+      return false;
+    }
+    rows.push_back(begun);
+    begun = {};
   }
   return false;
 }
@@ -120,13 +135,17 @@ std::string save(TraceLevelInit& table) {
   return fuzz::flash()["/flash/fuzz.ini"];
 }
 
+Row row_at(const TraceLevelInit& table, uint16_t index) {
+  const TableEntry& row = table.Level.TableEntry[index];
+  FUZZ_CHECK(std::memchr(row.szModulName, '\0', sizeof row.szModulName) != nullptr);
+  return {row.u16TableId, row.szModulName, row.u32TraceLevel};
+}
+
 std::vector<Row> rows_of(const TraceLevelInit& table) {
   std::vector<Row> rows;
   FUZZ_CHECK(table.Level.u16ActSize <= NUV_LEVEL_SIZE);
   for (uint16_t i = 0; i < table.Level.u16ActSize; ++i) {
-    const TableEntry& row = table.Level.TableEntry[i];
-    FUZZ_CHECK(std::memchr(row.szModulName, '\0', sizeof row.szModulName) != nullptr);
-    rows.push_back({row.u16TableId, row.szModulName, row.u32TraceLevel});
+    rows.push_back(row_at(table, i));
   }
   return rows;
 }
@@ -199,9 +218,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   NUV_TraceLevelInit_construct(&table);
   table.bChanged = 1;
   std::vector<Row> expected;
-  const bool is_whole = model_restore(content, expected);
+  Row begun = {};
+  const bool is_whole = model_restore(content, expected, begun);
   FUZZ_CHECK(restore(table, content) == is_whole);
   FUZZ_CHECK(rows_of(table) == expected);
+  FUZZ_CHECK(NUV_Level_isFull(&table) || row_at(table, table.Level.u16ActSize) == begun);
   FUZZ_CHECK(NUV_TraceLevelInit_hasChanged(&table) == !is_whole);
 
   const std::string saved = save(table);
