@@ -41,8 +41,7 @@ BAR_FIELDS = {
     "case": str, "against": list, "at_most": (int, float), "counter": str, "reason": str,
     "expected_at_most": (int, float),
 }
-STEP_FIELDS = {"what": str, "brought": str}
-QUESTION_FIELDS = {"question": str, "note": str, "plot": bool, "bar": list, "step": list}
+QUESTION_FIELDS = {"question": str, "note": str, "plot": bool, "bar": list}
 # The Debian package of a peer, for its version.
 PEER_PACKAGES = {
     "libevent": "libevent-dev", "libev": "libev-dev", "libuv": "libuv1-dev", "glib": "libglib2.0-dev",
@@ -79,7 +78,6 @@ class Question:
     question: str
     note: str
     bars: list
-    steps: list
     has_plot: bool = True  # not where a counter tells more than the times
 
 
@@ -119,10 +117,7 @@ def read_question(directory, name):
         raise InputError(f"{path}: no valid TOML: {error}") from None
     check_fields(table, QUESTION_FIELDS, ["question", "note"], path)
     bars = [read_bar(bar, f"{path}: bar {i + 1}") for i, bar in enumerate(table.get("bar", []))]
-    for i, step in enumerate(table.get("step", [])):
-        check_fields(step, STEP_FIELDS, ["what", "brought"], f"{path}: step {i + 1}")
-    return Question(name, table["question"], table["note"].strip(), bars, table.get("step", []),
-                    table.get("plot", True))
+    return Question(name, table["question"], table["note"].strip(), bars, table.get("plot", True))
 
 
 # ---- Results ----
@@ -439,10 +434,6 @@ def write_page(page, plot_directory, entries):
             path.write_text(svg, encoding="utf-8")
             names.append(os.path.relpath(path, page.parent))
         lines += question_section(question, results, some, names)
-    if any(question.steps for question, _, _ in entries):
-        lines += ["## What each step brought", ""]
-        rows = [[question.name, step["what"], step["brought"]] for question, _, _ in entries for step in question.steps]
-        lines += [as_markdown(["question", "step", "brought"], rows, left=3), ""]
     page.write_text("\n".join(lines).rstrip() + "\n", encoding="utf-8")
 
 

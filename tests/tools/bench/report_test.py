@@ -162,7 +162,6 @@ class ReportTest(unittest.TestCase):
             ("reason without its bar", NOTE + bar("size/1", ["limit"], 1, 'reason = "x"'), "go together"),
             ("stricter expectation", NOTE + bar("size/1", ["limit"], 1, 'reason = "x"\nexpected_at_most = 0.9'),
              "must be above 'at_most'"),
-            ("step without result", NOTE + '[[step]]\nwhat = "x"', "'brought' is missing"),
         ]
         for name, toml, complaint in cases:
             with self.subTest(name):
@@ -205,13 +204,12 @@ class ReportTest(unittest.TestCase):
         return status, err, (self.directory / "page.md").read_text(encoding="utf-8")
 
     def test_writes_a_page(self):
-        steps = '[[step]]\nwhat = "Fewer calls"\nbrought = "0.8"\n'
-        status, _, page = self.page(NOTE + bar("size/1", ["limit"], 1.2) + steps)
+        status, _, page = self.page(NOTE + bar("size/1", ["limit"], 1.2))
         self.assertEqual(status, 0)
         for content in ["## How fast?", "Both do the same.", "Median of 5 repetitions",
                         "| size/1 | 30.0 | 25.0 | 60.0 | 90.0 | 1.20 | 0.50 |",
                         "| size/1 | at most 1.2 of limit | 1.20 | met |", "1 of 1 bars are met.",
-                        "## What each step brought", "| speed | Fewer calls | 0.8 |", "(plots/speed.svg)"]:
+                        "(plots/speed.svg)"]:
             self.assertIn(content, page)
         self.assertNotIn("secret", page)
 
