@@ -13,9 +13,12 @@
 // A reactor calls these functions, and everything happens in one thread. The work is done behind them: by the channel
 // (channel.h), and by the dial layer (dial_layer.h) with its lines (lines.h) and its plan (dial_plan.h).
 #include <array>
+#include <cerrno>
 #include <cinttypes>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 
 #include <fcntl.h>
@@ -301,6 +304,33 @@ std::optional<Error> open_all(Daemon& daemon) {
   return std::nullopt;
 }
 
+// Where the system has no process for the background, the library can only end this one. What it has made must not stay.
+struct Detaching {
+  Daemon* daemon;
+  Instance* instance;
+};
+Detaching g_detaching = {nullptr, nullptr};
+
+void give_up_detaching() {
+  if (g_detaching.daemon != nullptr) {
+    complain(std::string("cannot go into the background: ") + std::strerror(errno));
+    g_detaching.daemon->operators.close();
+    g_detaching.instance->release();
+  }
+}
+
+std::optional<Error> detach(Daemon& daemon, Instance& instance) {
+  finish_outputs();
+  g_detaching = {&daemon, &instance};
+  std::atexit(give_up_detaching);
+  auto error = instance.detach();
+  g_detaching = {nullptr, nullptr};
+  g_is_in_background = true;
+  g_standard_output.close();
+  g_standard_error.close();
+  return error;
+}
+
 // Everything that can go wrong goes wrong here, while somebody is there to read about it.
 std::optional<Error> start(Daemon& daemon, Instance& instance) {
   const Options& options = daemon.options;
@@ -313,15 +343,7 @@ std::optional<Error> start(Daemon& daemon, Instance& instance) {
     return error;
   }
   std::printf("phoned: listening on port %u\n", daemon.channel.port());
-  if (options.is_foreground) {
-    return std::nullopt;
-  }
-  finish_outputs();
-  auto error = instance.detach();
-  g_is_in_background = true;
-  g_standard_output.close();
-  g_standard_error.close();
-  return error;
+  return options.is_foreground ? std::nullopt : detach(daemon, instance);
 }
 
 void serve_events(Daemon& daemon) {
