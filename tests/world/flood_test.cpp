@@ -36,16 +36,25 @@ class Flood {
   Flood(const Flood&) = delete;
   Flood& operator=(const Flood&) = delete;
 
+  // How long it has stood still at most. It never waits, so others had the processor meanwhile, and the same happens to
+  // phoned.
+  Milliseconds longest_pause() const { return longest_pause_; }
+
  private:
-  void run(uint16_t port, const std::string& datagram) const {
+  void run(uint16_t port, const std::string& datagram) {
     const UdpSocket sender(port);
-    const auto end = Clock::now() + std::chrono::seconds(30);
-    while (!must_stop_ && Clock::now() < end) {
+    auto last = Clock::now();
+    const auto end = last + std::chrono::seconds(30);
+    while (!must_stop_ && last < end) {
       sender.send(datagram);
+      const auto now = Clock::now();
+      longest_pause_ = std::max(longest_pause_.load(), std::chrono::duration_cast<Milliseconds>(now - last));
+      last = now;
     }
   }
 
   std::atomic<bool> must_stop_ = false;
+  std::atomic<Milliseconds> longest_pause_{Milliseconds{0}};
   std::thread thread_;
 };
 
@@ -89,16 +98,15 @@ class PunctualCard {
     return Answer{std::string(text, static_cast<size_t>(std::max<ssize_t>(size, 0))), time_of(message)};
   }
 
-  // Says it again as long as there is no answer: a socket that is full has no room for it. The last answer counts, when
-  // more than one of them got through.
-  std::optional<Answer> insist(const std::string& datagram) const {
+  // Says it again as long as there is no answer that begins like this: a socket that is full has no room for it. When more
+  // than one of them got through, the last answer counts.
+  std::optional<Answer> insist(const std::string& datagram, const std::string& beginning) const {
     std::optional<Answer> answer;
     for (int i = 0; i < 200 && !answer; ++i) {
       send(fd_, datagram.data(), datagram.size(), 0);
-      answer = receive(Milliseconds(50));
-    }
-    for (auto more = receive(Milliseconds(50)); more; more = receive(Milliseconds(50))) {
-      answer = more;
+      for (auto next = receive(Milliseconds(50)); next; next = receive(Milliseconds(50))) {
+        answer = next->text.starts_with(beginning) ? next : answer;
+      }
     }
     return answer;
   }
@@ -129,11 +137,10 @@ class FloodTest : public testing::Test {
     const PunctualCard card(phoned_.port());
     for (int line = 0; line < kCalls; ++line) {
       const std::string name = std::to_string(line);
-      card.insist(name + " offhook");
-      const auto digit = card.insist(name + " digit 0");
+      const bool is_ready = card.insist(name + " offhook", name + " ready").has_value();
+      const auto digit = card.insist(name + " digit 0", name + " more 0");
       const auto outcome = card.receive(std::chrono::seconds(20));
-      if (!digit || digit->text.find(" more 0") == std::string::npos || !outcome ||
-          outcome->text.find(" complete 0") == std::string::npos) {
+      if (!is_ready || !digit || !outcome || !outcome->text.starts_with(name + " complete 0")) {
         ADD_FAILURE() << (digit ? digit->text : "nothing") << ", " << (outcome ? outcome->text : "nothing");
         break;
       }
@@ -143,37 +150,34 @@ class FloodTest : public testing::Test {
     return waits;
   }
 
-  // Two of the processors' users are the flood and phoned; there may be more, so that one of the calls may be late for
-  // that, and be it only by the time slices of some others.
-  void expect_punctual_outcomes() const {
+  // Within 600 ms, and what others take of the processors: the machine may have more to do than this.
+  void expect_punctual_outcomes(const std::string& datagram) const {
+    const Flood flood(phoned_.port(), datagram);
     const std::vector<Milliseconds> times = waits();
+    const Milliseconds margin = 2 * flood.longest_pause();
     ASSERT_EQ(times.size(), static_cast<size_t>(kCalls));
     EXPECT_GT(times.front(), Milliseconds(450));
-    EXPECT_LT(times[kCalls - 2], Milliseconds(600)) << "one may be late, not two";
-    EXPECT_LT(times.back(), Milliseconds(900));
+    EXPECT_LT(times[kCalls - 2], Milliseconds(600) + margin) << "one may be late, not two";
+    EXPECT_LT(times.back(), Milliseconds(900) + margin);
   }
 
   Phoned phoned_{{.options = {"--interdigit", "500"}}};
 };
 
 TEST_F(FloodTest, NoticesComeInTimeBesideGarbage) {
-  const Flood flood(phoned_.port(), "garbage");
-  expect_punctual_outcomes();
+  expect_punctual_outcomes("garbage");
 }
 
 TEST_F(FloodTest, NoticesComeInTimeBesideEvents) {
-  const Flood flood(phoned_.port(), "255 onhook");
-  expect_punctual_outcomes();
+  expect_punctual_outcomes("255 onhook");
 }
 
 TEST_F(FloodTest, NoticesComeInTimeBesideWhatIsDropped) {
-  const Flood flood(phoned_.port(), "");
-  expect_punctual_outcomes();
+  expect_punctual_outcomes("");
 }
 
 TEST_F(FloodTest, NoticesComeInTimeBesideWhatIsTooLong) {
-  const Flood flood(phoned_.port(), std::string(2000, 'x'));
-  expect_punctual_outcomes();
+  expect_punctual_outcomes(std::string(2000, 'x'));
 }
 
 TEST_F(FloodTest, ItEndsInTheMiddleOfIt) {
@@ -186,7 +190,7 @@ TEST_F(FloodTest, ItIsIdleAfterwards) {
     const Flood flood(phoned_.port(), "garbage");
     std::this_thread::sleep_for(Milliseconds(500));
   }
-  ASSERT_TRUE(PunctualCard(phoned_.port()).insist("254 onhook")) << "the socket is still full";
+  ASSERT_TRUE(PunctualCard(phoned_.port()).insist("254 onhook", "254 idle")) << "the socket is still full";
   world::expect_prompt_answers(phoned_, 10);
   EXPECT_TRUE(world::is_idle(phoned_.pid()));
 }
