@@ -646,7 +646,7 @@ def parse_options():
     parser.add_argument("--phoned", required=True, metavar="PROGRAM")
     parser.add_argument("--daemon", required=True, metavar="PROGRAM", help="the small daemon in C")
     parser.add_argument("--rounds", type=int, default=1, metavar="N")
-    parser.add_argument("--jobs", type=int, default=6, metavar="N", help="so many daemons at the same time (6)")
+    parser.add_argument("--jobs", type=int, default=8, metavar="N", help="so many daemons at the same time (8)")
     parser.add_argument("--calls", type=lambda text: text.split(","), default=list(CALLS), metavar="CALL,...")
     parser.add_argument("--errors", type=lambda text: text.split(","), default=ERRORS, metavar="ERROR,...")
     return parser.parse_args()
