@@ -48,6 +48,7 @@ class Automaton {
   explicit Automaton(const Node& plan) { end_ = build(plan, add({})); }
 
   bool is_too_large() const { return is_too_large_; }
+  size_t size() const { return states_.size(); }
 
   States start() const { return close({0}); }
 
@@ -206,12 +207,16 @@ class Dialling {
   Comparison run(size_t length) {
     result_.length = length;
     std::vector<Line> lines = {{"", published_.start(), positions_.start()}};
+    size_t steps = 0;
     for (size_t digits = 1; !lines.empty() && result_.is_same; ++digits) {
-      if (!is_selecting_ && (digits > length || lines.size() * keys_.size() > kMostStrings)) {
+      const size_t strings = lines.size() * keys_.size();
+      const size_t more_steps = strings * published_.size();
+      if (!is_selecting_ && (digits > length || strings > kMostStrings || more_steps > kMostSteps)) {
         is_selecting_ = true;
         result_.length = digits - 1;
       }
-      if (known_.size() > kMostStrings) {
+      steps += more_steps;
+      if (known_.size() > kMostPositions || steps > 2 * kMostSteps) {
         result_.is_whole = false;
         break;
       }
@@ -221,6 +226,9 @@ class Dialling {
   }
 
  private:
+  // States of the published plan that are looked at for one length of dial strings.
+  static constexpr size_t kMostSteps = 500'000'000;
+
   // A line that has dialled, and where both sides are then.
   struct Line {
     std::string digits;

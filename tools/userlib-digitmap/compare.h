@@ -14,6 +14,7 @@ namespace digitmap_tool {
 // most.
 constexpr size_t kDefaultLength = 5;
 constexpr size_t kMostStrings = 200000;
+constexpr size_t kMostPositions = 20000;
 
 struct Comparison {
   bool is_same = true;

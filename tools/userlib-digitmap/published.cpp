@@ -379,6 +379,7 @@ class Reader {
                       ? " repeats any number of times in some plans and at least once in others: must be '.', or the "
                         "plan in braces"
                       : " repeats at least once in some plans in braces: must be '+'");
+      return node;
     }
     ++at_;
     return repeat(std::move(node), is_plus ? 1 : 0, kUnlimited);

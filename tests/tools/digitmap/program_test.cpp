@@ -284,6 +284,11 @@ TEST(DigitmapTool, SaysWhatItCannotConvert) {
        {"--convert", "x.#5"},
        65,
        "the plan cannot be converted: after # the published plan is incomplete, ours is no match\n"},
+      {"a sign of two meanings, and more behind it",
+       {"--convert", "x+|1"},
+       65,
+       "the plan cannot be converted: position 2: '+' repeats any number of times in some plans and at least once in "
+       "others: must be '.', or the plan in braces\n"},
       {"timer in the middle",
        {"--convert", "1T2"},
        65,
