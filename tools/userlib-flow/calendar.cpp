@@ -72,22 +72,6 @@ std::optional<time_t> local_time(int year, int month, int day, int hour) {
   return parts.tm_mday == day ? std::optional(time) : std::nullopt;  // there is not a 29 February every year
 }
 
-// Microseconds of ".042" or ",042123", which is taken off the front; 0 if there is none.
-Time take_fraction(std::string_view& text) {
-  if (text.size() < 2 || (text[0] != '.' && text[0] != ',') || digit(text[1]) == kInvalid) {
-    return 0;
-  }
-  Time value = 0;
-  Time unit = kSecond;
-  text.remove_prefix(1);
-  while (!text.empty() && digit(text[0]) != kInvalid) {
-    unit /= 10;
-    value += unit * digit(text[0]);
-    text.remove_prefix(1);
-  }
-  return value;
-}
-
 // Seconds east of UTC of "Z", "+01", "+0100" or "+01:00", which is taken off the front.
 std::optional<Time> take_zone(std::string_view& text) {
   if (!text.empty() && text[0] == 'Z') {
@@ -125,6 +109,21 @@ int milliseconds(Time time) {
 }
 
 }  // namespace
+
+Time take_fraction(std::string_view& text) {
+  if (text.size() < 2 || (text[0] != '.' && text[0] != ',') || digit(text[1]) == kInvalid) {
+    return 0;
+  }
+  Time value = 0;
+  Time unit = kSecond;
+  text.remove_prefix(1);
+  while (!text.empty() && digit(text[0]) != kInvalid) {
+    unit /= 10;
+    value += unit * digit(text[0]);
+    text.remove_prefix(1);
+  }
+  return value;
+}
 
 Time Calendar::begin_of_hour(std::string_view text) {
   if (std::memcmp(text.data(), hour_.data(), kHourLength) == 0) {

@@ -40,6 +40,9 @@ class Calendar {
   Time begin_of_hour_ = kNoTime;
 };
 
+// Takes ".042" or ",042123" off the front, in microseconds; 0 if there is none.
+Time take_fraction(std::string_view& text);
+
 // "09:04:07.042", in the zone TZ.
 std::string clock_text(Time time);
 // "2026-03-05 09:04:07.042"

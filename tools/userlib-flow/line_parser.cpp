@@ -49,20 +49,6 @@ std::optional<int> take_milliseconds(std::string_view& text) {
   return milliseconds;
 }
 
-// ".042123" behind a stamp of journalctl -o short-precise.
-Time take_fraction(std::string_view& text) {
-  if (text.size() < 2 || text[0] != '.' || !is_digit(text[1])) {
-    return 0;
-  }
-  text.remove_prefix(1);
-  Time fraction = 0;
-  for (Time unit = kSecond / 10; !text.empty() && is_digit(text[0]); unit /= 10) {
-    fraction += unit * (text[0] - '0');
-    text.remove_prefix(1);
-  }
-  return fraction;
-}
-
 constexpr std::array<std::string_view, 24> kFacilities = {"kern",   "user",   "mail",   "daemon", "auth",     "syslog",
                                                           "lpr",    "news",   "uucp",   "cron",   "authpriv", "ftp",
                                                           "ntp",    "audit",  "alert",  "clock",  "local0",   "local1",
