@@ -94,27 +94,47 @@ bool can_have_a_world_of_its_own() {
          Program(kUnshare, words).exit_status() == 0;
 }
 
-TEST(CallsOfTheDemo, AreTheSamePictureFromTheConsoleAndFromASystemLog) {
-  if (!can_have_a_world_of_its_own()) {
-    GTEST_SKIP() << "this wants rsyslog, root, and a mount namespace";
-  }
+// What phoned writes to its console.
+std::string console_log(const std::string& masks) {
   const std::string place = directory();
-  const TemporaryFile masks(kMasks);
-
-  Words words = phoned_in(place, masks.path());
+  const Words words = phoned_in(place, masks);
   Program phoned(words.front(), {words.begin() + 1, words.end()});
   call(phoned, place, "tr console");
-  ASSERT_EQ(phoned.exit_status(), 0) << phoned.err();
-  const TemporaryFile console(phoned.out());
+  EXPECT_EQ(phoned.exit_status(), 0) << phoned.err();
+  std::filesystem::remove_all(place);
+  return phoned.out();
+}
 
-  words = kPrivately;
-  words.insert(words.end(), {SYSTEM_LOG, place, kRsyslogd});
-  const Words inside = Program::start_of(phoned_in(place, masks.path()));
+// Has a real log daemon write the logs into a folder. It comes first, where there is not enough of the processor for two.
+void write_system_logs(const std::string& place, const std::string& masks) {
+  Words words = kPrivately;
+  words.insert(words.end(), {SYSTEM_LOG, place, kRsyslogd, "/usr/bin/nice", "-n", "19"});
+  const Words inside = Program::start_of(phoned_in(place, masks));
   words.insert(words.end(), inside.begin(), inside.end());
   Program world(kUnshare, words);
   call(world, place, "");
-  ASSERT_EQ(world.exit_status(), 0) << world.err();
+  EXPECT_EQ(world.exit_status(), 0) << world.err();
+}
 
+// phoned waits for no log daemon: a line that finds no room is lost, and phoned says so.
+bool has_lost_lines(const std::string& place) {
+  return TemporaryFile::content_of(place + "/traditional").find(" lines could not be written") != std::string::npos;
+}
+
+TEST(CallsOfTheDemo, AreTheSamePictureFromTheConsoleAndFromASystemLog) {
+  constexpr int kMostRuns = 8;
+  if (!can_have_a_world_of_its_own()) {
+    GTEST_SKIP() << "this wants rsyslog, root, and a mount namespace";
+  }
+  const TemporaryFile masks(kMasks);
+  const TemporaryFile console(console_log(masks.path()));
+  std::string place = directory();
+  write_system_logs(place, masks.path());
+  for (int i = 1; i < kMostRuns && has_lost_lines(place); ++i) {
+    std::filesystem::remove_all(place);
+    place = directory();
+    write_system_logs(place, masks.path());
+  }
   const Pictures expected = draw(console.path());
   EXPECT_NE(expected.text.find("▶│"), std::string::npos) << expected.text;
   for (const char* log : {"/traditional", "/iso", "/protocol"}) {
