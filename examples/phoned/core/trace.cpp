@@ -86,7 +86,8 @@ Line::Line(int module, uint32_t type) {
 bool is_behind() {
   if (g_lost > 0 && g_uses_system_log && has_room()) {
     const TimeLimit limit;
-    NUV_LOG_WARNING(modules.phoned, "%" PRIu64 " lines could not be written", std::exchange(g_lost, 0));
+    const uint64_t lost = std::exchange(g_lost, 0);
+    NUV_LOG_WARNING(modules.phoned, "%" PRIu64 " lines could not be written", lost);
   }
   return g_lost > 0;
 }
