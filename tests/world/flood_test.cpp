@@ -114,10 +114,9 @@ class PunctualCard {
  private:
   static std::chrono::nanoseconds time_of(msghdr& message) {
     timespec time = {};
-    for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr; part = CMSG_NXTHDR(&message, part)) {
-      if (part->cmsg_level == SOL_SOCKET && part->cmsg_type == SO_TIMESTAMPNS) {
-        std::memcpy(&time, CMSG_DATA(part), sizeof time);
-      }
+    const cmsghdr* const part = CMSG_FIRSTHDR(&message);  // nothing else was asked for
+    if (part != nullptr && part->cmsg_level == SOL_SOCKET && part->cmsg_type == SO_TIMESTAMPNS) {
+      std::memcpy(&time, CMSG_DATA(part), sizeof time);
     }
     return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
   }

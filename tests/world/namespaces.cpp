@@ -25,10 +25,11 @@ const char* path_of(Namespaces::Kind kind) {
   return kind == Namespaces::Kind::kNetwork ? "/proc/thread-self/ns/net" : "/proc/thread-self/ns/mnt";
 }
 
-// Carries out a request to the interface.
-bool configure(unsigned long request, ifreq& interface) {
+// Carries out a request to the interface, one of SIOC... .
+template <auto kRequest>
+bool configure(ifreq& interface) {
   const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  const bool is_done = ioctl(fd, request, &interface) == 0;
+  const bool is_done = ioctl(fd, kRequest, &interface) == 0;
   close(fd);
   return is_done;
 }
@@ -42,7 +43,7 @@ ifreq interface_of(const char* name) {
 bool start_loopback() {
   ifreq loopback = interface_of("lo");
   loopback.ifr_flags = IFF_UP | IFF_RUNNING;
-  return configure(SIOCSIFFLAGS, loopback);
+  return configure<SIOCSIFFLAGS>(loopback);
 }
 
 // What is mounted in the namespace stays in it.
@@ -71,7 +72,7 @@ bool add_loopback_address(const char* address) {
   in.sin_family = AF_INET;
   inet_pton(AF_INET, address, &in.sin_addr);
   std::memcpy(&alias.ifr_addr, &in, sizeof in);
-  return configure(SIOCSIFADDR, alias);
+  return configure<SIOCSIFADDR>(alias);
 }
 
 MemoryDisk::MemoryDisk(const std::string& directory, const std::string& size)
