@@ -4,6 +4,7 @@
 
 #include "core/contract.h"
 #include "loop/nuv_selectset_internal.h"
+#include "loop/poll_first.h"
 #include "nuv_time.h"
 
 namespace {
@@ -12,62 +13,6 @@ constexpr char kFamily[] = "nuv_select";
 
 constexpr uint32_t kUnlimited = NUV_TIMEOUT_UNLIMITED;
 constexpr uint32_t kEventTypes = 2;
-
-// A kind of event: where its sets are, and what a set without room is reported as.
-struct Kind {
-  SelectSet (Select::*sets)[kEventTypes];
-  const char* room_text;
-};
-
-constexpr Kind kRead = {&Select::m_oRead, "1 == NUV_SelectSet_available( &a_this->m_oRead[a_event_type])"};
-constexpr Kind kWrite = {&Select::m_oWrite, "1 == NUV_SelectSet_available( &a_this->m_oWrite[a_event_type])"};
-constexpr Kind kExcept = {&Select::m_oExcept, "1 == NUV_SelectSet_available( &a_this->m_oExcept[a_event_type])"};
-
-constexpr uint8_t kStays = 0;
-constexpr uint8_t kOneCycle = 1;
-
-// What the daemon registers: the callback and its arguments.
-struct Receiver {
-  int32_t fd;
-  void* arg1;
-  uint32_t arg2;
-  NUV_SelectRecvFunc function;
-};
-
-NUV_SelectRecv* set_receiver(Select* a_this, const Kind& kind, uint32_t event_type, uint8_t temp,
-                             const Receiver& receiver) {
-  NUV_REQUIRE(((void *)0) != a_this);
-  NUV_REQUIRE_TEXT(receiver.function != nullptr, "((void *)0) != a_recvfunc");
-  if (event_type >= kEventTypes) {
-    return nullptr;
-  }
-  SelectSet* set = &(a_this->*kind.sets)[event_type];
-  NUV_REQUIRE_TEXT(1 == NUV_SelectSet_available(set), kind.room_text);
-  return NUV_SelectSet_setReceiver(set, receiver.fd, receiver.arg1, receiver.arg2, temp, receiver.function);
-}
-
-void remove_receiver(Select* a_this, const Kind& kind, uint32_t event_type, int32_t fd) {
-  NUV_REQUIRE(((void *)0) != a_this);
-  if (event_type >= kEventTypes) {
-    return;
-  }
-  SelectSet* set = &(a_this->*kind.sets)[event_type];
-  NUV_REQUIRE_TEXT(1 == NUV_SelectSet_available(set), kind.room_text);
-  NUV_SelectSet_removeReceiver(set, fd);
-}
-
-// NUV_TimeoutSet_available(), where every timer passes.
-bool has_timer_room(const Select& reactor) {
-  return reactor.m_oTimeout.m_uCount < NUV_TIMEOUTSET_SIZE;
-}
-
-uint32_t set_timer(Select* a_this, timeval time, void* arg1, uint32_t arg2, uint8_t temp,
-                   NUV_TimeoutRecvFunc a_recvfunc) {
-  NUV_REQUIRE(((void *)0) != a_this);
-  NUV_REQUIRE_TEXT(has_timer_room(*a_this), "1 == NUV_TimeoutSet_available( &a_this->m_oTimeout)");
-  NUV_REQUIRE_TEXT(a_recvfunc != nullptr, "((void *)0) != a_recvfunc");
-  return NUV_TimeoutSet_setReceiver(&a_this->m_oTimeout, time, arg1, arg2, temp, a_recvfunc);
-}
 
 // The three sets of one event type, in the order in which a cycle serves them.
 struct CycleSets {
@@ -103,64 +48,6 @@ void fill(const CycleSets& sets, ReadySets& asked) {
 int32_t ask(ReadySets& sets, timeval* wait) {
   // A signal ends the wait like anything else: the caller's loop comes back here, after the timers have been served.
   return select(FD_SETSIZE, &sets.read, &sets.write, &sets.except, wait);
-}
-
-// Other threads may have reactors of their own: what they share is read and written in one piece each.
-template <typename T>
-T load(const T& shared) {
-  return __atomic_load_n(&shared, __ATOMIC_RELAXED);
-}
-
-template <typename T>
-void store(T& shared, T value) {
-  __atomic_store_n(&shared, value, __ATOMIC_RELAXED);
-}
-
-// Says when to look without a wait first. A select() that may sleep queues up at every descriptor on its way to the one
-// that is ready, which costs several times as much as looking at them all. So while events come in faster than they are
-// served, the reactor looks first. A look in vain has its price, too: after one, some cycles in a row must have events
-// before the next, and twice as many after every further one. A daemon that mostly sleeps comes to a look in a thousand
-// events.
-//
-// This is about one reactor of the process, the one that had the last events. Another one takes over with its first.
-constexpr uint32_t kFirstPatience = 16;
-constexpr uint32_t kMostPatience = 1024;
-
-struct Rhythm {
-  const Select* reactor;
-  uint32_t streak;    // cycles with events since the last cycle without, or the last look in vain
-  uint32_t patience;  // the streak from which on to look first
-};
-
-constinit Rhythm g_rhythm = {nullptr, 0, kFirstPatience};
-
-void learn_anew(const Select* reactor) {
-  store(g_rhythm.reactor, reactor);
-  store(g_rhythm.streak, 0U);
-  store(g_rhythm.patience, kFirstPatience);
-}
-
-bool looks_first(const Select& reactor) {
-  return load(g_rhythm.reactor) == &reactor && load(g_rhythm.streak) >= load(g_rhythm.patience);
-}
-
-void note_look(bool is_in_vain) {
-  if (is_in_vain) {
-    store(g_rhythm.streak, 0U);
-    store(g_rhythm.patience, std::min(2 * load(g_rhythm.patience), kMostPatience));
-  } else {
-    store(g_rhythm.patience, 1U);
-  }
-}
-
-void note_cycle(const Select& reactor, bool has_events) {
-  if (load(g_rhythm.reactor) != &reactor) {
-    if (!has_events) {
-      return;
-    }
-    learn_anew(&reactor);
-  }
-  store(g_rhythm.streak, has_events ? std::min(load(g_rhythm.streak) + 1, kMostPatience) : 0U);
 }
 
 bool is_ahead(const timeval& time) {
@@ -245,13 +132,13 @@ void purge(const CycleSets& sets, const ReadySets& ready) {
   NUV_SelectSet_internalRemoveDeleted(&sets.except, &ready.except);
 }
 
-// Looks at what is there already. False: nothing, so wait. Whatever else it meets ends the wait before it begins: a signal
-// must not be slept over.
-bool look(const CycleSets& sets, ReadySets& ready, int32_t& ready_count) {
+// Returns false when nothing is ready and nothing went wrong, so that the cycle has to wait: a signal must not be slept
+// over.
+bool poll(const CycleSets& sets, ReadySets& ready, int32_t& ready_count) {
   timeval no_wait = {0, 0};
   ready_count = ask(ready, &no_wait);
   if (ready_count >= 0) {
-    note_look(/*is_in_vain=*/ready_count == 0);
+    userlib::g_poll_first.note_poll(/*is_empty=*/ready_count == 0);
   }
   if (ready_count != 0) {
     return true;
@@ -262,10 +149,10 @@ bool look(const CycleSets& sets, ReadySets& ready, int32_t& ready_count) {
 
 int32_t wait_for_events(const Select& reactor, const CycleSets& sets, ReadySets& ready, timeval* wait) {
   int32_t ready_count = 0;
-  if (!looks_first(reactor) || !look(sets, ready, ready_count)) {
+  if (!userlib::g_poll_first.polls_first(reactor) || !poll(sets, ready, ready_count)) {
     ready_count = ask(ready, wait);
   }
-  note_cycle(reactor, ready_count > 0);
+  userlib::g_poll_first.note_cycle(reactor, ready_count > 0);
   return ready_count;
 }
 
@@ -281,8 +168,8 @@ int32_t run_cycle(Select& reactor, uint32_t event_type, timeval* wait, bool with
   }
   // The caller's own timeval goes to select() for sure, which tells the rest of the wait there. Without a wait there is
   // nothing to spare.
-  const bool may_look = wait == nullptr || (wait == &bound && is_ahead(bound));
-  const int32_t ready_count = may_look ? wait_for_events(reactor, sets, ready, wait) : ask(ready, wait);
+  const bool may_poll = wait == nullptr || (wait == &bound && is_ahead(bound));
+  const int32_t ready_count = may_poll ? wait_for_events(reactor, sets, ready, wait) : ask(ready, wait);
 
   budget = dispatch_all(sets, ready, ready_count, budget);
   if (with_timers) {
@@ -297,8 +184,8 @@ int32_t run_cycle(Select& reactor, uint32_t event_type, timeval* wait, bool with
 
 int32_t NUV_Select_construct(Select* a_this) {
   NUV_REQUIRE(((void *)0) != a_this);
-  if (load(g_rhythm.reactor) == a_this) {
-    learn_anew(nullptr);
+  if (userlib::g_poll_first.belongs_to(*a_this)) {
+    userlib::g_poll_first.reset(nullptr);
   }
   for (uint32_t event_type = 0; event_type < kEventTypes; ++event_type) {
     NUV_SelectSet_construct(&a_this->m_oRead[event_type]);
@@ -321,149 +208,6 @@ void NUV_Select_destruct(Select* a_this) {
   }
 }
 
-NUV_SelectRecv* NUV_Select_setRead(Select* a_this, int32_t a_fd, void* a_arg1, uint32_t a_arg2,
-                                   NUV_SelectRecvFunc a_recvfunc) {
-  return set_receiver(a_this, kRead, NUV_SELECT_INTERNAL, kStays, {a_fd, a_arg1, a_arg2, a_recvfunc});
-}
-
-NUV_SelectRecv* NUV_Select_setReadExternal(Select* a_this, int32_t a_fd, void* a_arg1, uint32_t a_arg2,
-                                           NUV_SelectRecvFunc a_recvfunc) {
-  return set_receiver(a_this, kRead, NUV_SELECT_EXTERNAL, kStays, {a_fd, a_arg1, a_arg2, a_recvfunc});
-}
-
-NUV_SelectRecv* NUV_Select_setTempRead(Select* a_this, int32_t a_fd, void* a_arg1, uint32_t a_arg2,
-                                       NUV_SelectRecvFunc a_recvfunc) {
-  return set_receiver(a_this, kRead, NUV_SELECT_INTERNAL, kOneCycle, {a_fd, a_arg1, a_arg2, a_recvfunc});
-}
-
-NUV_SelectRecv* NUV_Select_setTempReadExternal(Select* a_this, int32_t a_fd, void* a_arg1, uint32_t a_arg2,
-                                               NUV_SelectRecvFunc a_recvfunc) {
-  return set_receiver(a_this, kRead, NUV_SELECT_EXTERNAL, kOneCycle, {a_fd, a_arg1, a_arg2, a_recvfunc});
-}
-
-NUV_SelectRecv* NUV_Select_internalSetTempRead(Select* a_this, uint32_t a_event_type, int32_t a_fd, void* a_arg1,
-                                               uint32_t a_arg2, NUV_SelectRecvFunc a_recvfunc) {
-  return set_receiver(a_this, kRead, a_event_type, kOneCycle, {a_fd, a_arg1, a_arg2, a_recvfunc});
-}
-
-void NUV_Select_removeRead(Select* a_this, int32_t a_fd) {
-  remove_receiver(a_this, kRead, NUV_SELECT_INTERNAL, a_fd);
-}
-
-void NUV_Select_removeReadExternal(Select* a_this, int32_t a_fd) {
-  remove_receiver(a_this, kRead, NUV_SELECT_EXTERNAL, a_fd);
-}
-
-void NUV_Select_internalRemoveRead(Select* a_this, uint32_t a_event_type, int32_t a_fd) {
-  remove_receiver(a_this, kRead, a_event_type, a_fd);
-}
-
-NUV_SelectRecv* NUV_Select_setWrite(Select* a_this, int32_t a_fd, void* a_arg1, uint32_t a_arg2,
-                                    NUV_SelectRecvFunc a_recvfunc) {
-  return set_receiver(a_this, kWrite, NUV_SELECT_INTERNAL, kStays, {a_fd, a_arg1, a_arg2, a_recvfunc});
-}
-
-NUV_SelectRecv* NUV_Select_setWriteExternal(Select* a_this, int32_t a_fd, void* a_arg1, uint32_t a_arg2,
-                                            NUV_SelectRecvFunc a_recvfunc) {
-  return set_receiver(a_this, kWrite, NUV_SELECT_EXTERNAL, kStays, {a_fd, a_arg1, a_arg2, a_recvfunc});
-}
-
-NUV_SelectRecv* NUV_Select_internalSetWrite(Select* a_this, uint32_t a_event_type, int32_t a_fd, void* a_arg1,
-                                            uint32_t a_arg2, NUV_SelectRecvFunc a_recvfunc) {
-  return set_receiver(a_this, kWrite, a_event_type, kStays, {a_fd, a_arg1, a_arg2, a_recvfunc});
-}
-
-NUV_SelectRecv* NUV_Select_setTempWrite(Select* a_this, int32_t a_fd, void* a_arg1, uint32_t a_arg2,
-                                        NUV_SelectRecvFunc a_recvfunc) {
-  return set_receiver(a_this, kWrite, NUV_SELECT_INTERNAL, kOneCycle, {a_fd, a_arg1, a_arg2, a_recvfunc});
-}
-
-NUV_SelectRecv* NUV_Select_setTempWriteExternal(Select* a_this, int32_t a_fd, void* a_arg1, uint32_t a_arg2,
-                                                NUV_SelectRecvFunc a_recvfunc) {
-  return set_receiver(a_this, kWrite, NUV_SELECT_EXTERNAL, kOneCycle, {a_fd, a_arg1, a_arg2, a_recvfunc});
-}
-
-NUV_SelectRecv* NUV_Select_internalSetTempWrite(Select* a_this, uint32_t a_event_type, int32_t a_fd, void* a_arg1,
-                                                uint32_t a_arg2, NUV_SelectRecvFunc a_recvfunc) {
-  return set_receiver(a_this, kWrite, a_event_type, kOneCycle, {a_fd, a_arg1, a_arg2, a_recvfunc});
-}
-
-void NUV_Select_removeWrite(Select* a_this, int32_t a_fd) {
-  remove_receiver(a_this, kWrite, NUV_SELECT_INTERNAL, a_fd);
-}
-
-void NUV_Select_removeWriteExternal(Select* a_this, int32_t a_fd) {
-  remove_receiver(a_this, kWrite, NUV_SELECT_EXTERNAL, a_fd);
-}
-
-void NUV_Select_internalRemoveWrite(Select* a_this, uint32_t a_event_type, int32_t a_fd) {
-  remove_receiver(a_this, kWrite, a_event_type, a_fd);
-}
-
-NUV_SelectRecv* NUV_Select_setExcept(Select* a_this, int32_t a_fd, void* a_arg1, uint32_t a_arg2,
-                                     NUV_SelectRecvFunc a_recvfunc) {
-  return set_receiver(a_this, kExcept, NUV_SELECT_INTERNAL, kStays, {a_fd, a_arg1, a_arg2, a_recvfunc});
-}
-
-NUV_SelectRecv* NUV_Select_setExceptExternal(Select* a_this, int32_t a_fd, void* a_arg1, uint32_t a_arg2,
-                                             NUV_SelectRecvFunc a_recvfunc) {
-  return set_receiver(a_this, kExcept, NUV_SELECT_EXTERNAL, kStays, {a_fd, a_arg1, a_arg2, a_recvfunc});
-}
-
-NUV_SelectRecv* NUV_Select_internalSetExcept(Select* a_this, uint32_t a_event_type, int32_t a_fd, void* a_arg1,
-                                             uint32_t a_arg2, NUV_SelectRecvFunc a_recvfunc) {
-  return set_receiver(a_this, kExcept, a_event_type, kStays, {a_fd, a_arg1, a_arg2, a_recvfunc});
-}
-
-NUV_SelectRecv* NUV_Select_setTempExcept(Select* a_this, int32_t a_fd, void* a_arg1, uint32_t a_arg2,
-                                         NUV_SelectRecvFunc a_recvfunc) {
-  return set_receiver(a_this, kExcept, NUV_SELECT_INTERNAL, kOneCycle, {a_fd, a_arg1, a_arg2, a_recvfunc});
-}
-
-NUV_SelectRecv* NUV_Select_setTempExceptExternal(Select* a_this, int32_t a_fd, void* a_arg1, uint32_t a_arg2,
-                                                 NUV_SelectRecvFunc a_recvfunc) {
-  return set_receiver(a_this, kExcept, NUV_SELECT_EXTERNAL, kOneCycle, {a_fd, a_arg1, a_arg2, a_recvfunc});
-}
-
-NUV_SelectRecv* NUV_Select_internalSetTempExcept(Select* a_this, uint32_t a_event_type, int32_t a_fd, void* a_arg1,
-                                                 uint32_t a_arg2, NUV_SelectRecvFunc a_recvfunc) {
-  return set_receiver(a_this, kExcept, a_event_type, kOneCycle, {a_fd, a_arg1, a_arg2, a_recvfunc});
-}
-
-void NUV_Select_removeExcept(Select* a_this, int32_t a_fd) {
-  remove_receiver(a_this, kExcept, NUV_SELECT_INTERNAL, a_fd);
-}
-
-void NUV_Select_removeExceptExternal(Select* a_this, int32_t a_fd) {
-  remove_receiver(a_this, kExcept, NUV_SELECT_EXTERNAL, a_fd);
-}
-
-void NUV_Select_internalRemoveExcept(Select* a_this, uint32_t a_event_type, int32_t a_fd) {
-  remove_receiver(a_this, kExcept, a_event_type, a_fd);
-}
-
-uint32_t NUV_Select_setTimeout(Select* a_this, struct timeval a_time, void* a_arg1, uint32_t a_arg2,
-                               NUV_TimeoutRecvFunc a_recvfunc) {
-  return set_timer(a_this, a_time, a_arg1, a_arg2, kStays, a_recvfunc);
-}
-
-uint32_t NUV_Select_setTempTimeout(Select* a_this, struct timeval a_time, void* a_arg1, uint32_t a_arg2,
-                                   NUV_TimeoutRecvFunc a_recvfunc) {
-  return set_timer(a_this, a_time, a_arg1, a_arg2, kOneCycle, a_recvfunc);
-}
-
-void NUV_Select_removeTimeout(Select* a_this, uint32_t a_id) {
-  NUV_REQUIRE(((void *)0) != a_this);
-  NUV_REQUIRE_TEXT(has_timer_room(*a_this), "1 == NUV_TimeoutSet_available( &a_this->m_oTimeout)");
-  NUV_TimeoutSet_removeReceiver(&a_this->m_oTimeout, a_id);
-}
-
-void NUV_Select_updateTimeout(Select* a_this, uint32_t a_id, struct timeval a_time) {
-  NUV_REQUIRE(((void *)0) != a_this);
-  NUV_REQUIRE_TEXT(has_timer_room(*a_this), "1 == NUV_TimeoutSet_available( &a_this->m_oTimeout)");
-  NUV_TimeoutSet_updateReceiver(&a_this->m_oTimeout, a_id, a_time);
-}
-
 int32_t NUV_Select_process(Select* a_this, struct timeval* a_timeout) {
   NUV_REQUIRE(((void *)0) != a_this);
   const uint32_t internal = receivers(*a_this, NUV_SELECT_INTERNAL);
@@ -474,8 +218,8 @@ int32_t NUV_Select_process(Select* a_this, struct timeval* a_timeout) {
   }
   uint32_t budget = kUnlimited;
   if (internal > 0) {
-    timeval poll = {0, 0};
-    const int32_t served = run_cycle(*a_this, NUV_SELECT_INTERNAL, &poll, /*with_timers=*/false, kUnlimited);
+    timeval no_wait = {0, 0};
+    const int32_t served = run_cycle(*a_this, NUV_SELECT_INTERNAL, &no_wait, /*with_timers=*/false, kUnlimited);
     if (served > 0) {
       return served;
     }
