@@ -55,7 +55,8 @@ class Input {
   // keep their order whatever clock wrote them.
   Time order() const { return order_; }
 
-  // Whether the file is a shorter or another one than when it was opened. Then it is read from its beginning.
+  // To be asked at the end of the input. When the file turns out twice in a row to be a shorter or another one than when it
+  // was opened, it is read from its beginning, and the answer is yes.
   bool reopen_if_rotated();
 
   const std::string& name() const { return name_; }
@@ -70,6 +71,7 @@ class Input {
   InputFile file_;
   int error_;
   LineReader lines_;
+  bool is_rotated_ = false;
   LineParser parser_;
   Counts counts_;
   Record record_;
