@@ -121,9 +121,6 @@ Result<Options> parse_options(Arguments::Words words) {
   if (options.operators.fifo_in && options.operators.fifo_in == options.operators.fifo_out) {
     return Error{"--fifo and --fifo-out are both " + quote(*options.operators.fifo_in) + ": name two FIFOs"};
   }
-  if (options.operators.use_stdin && !options.is_foreground) {
-    return Error{"--stdin wants --foreground: a daemon has no standard input"};
-  }
   if (!arguments.rest().empty()) {
     return Error{"unexpected word " + quote(arguments.rest().front()) + ": phoned takes options only, see --help"};
   }
