@@ -543,11 +543,10 @@ def check_group(faults):
                         raise RuntimeError("a daemon without faults does not do what it should")
                 hits = check_living(run, fault)
             else:
-                log_holder = tempfile.mkdtemp(prefix="faults.")
-                with Run(fault.daemon, fault.program, fault.options(f"{log_holder}/log")) as life:
-                    os.symlink(f"{log_holder}/log", f"{life.directory}/log")
+                with (tempfile.TemporaryDirectory(prefix="faults.") as logs,
+                      Run(fault.daemon, fault.program, fault.options(f"{logs}/log")) as life):
+                    os.symlink(f"{logs}/log", f"{life.directory}/log")
                     hits = check_whole_life(life, fault)
-                shutil.rmtree(log_holder)
         except Bad as found:
             bad = str(found)
         results.append((fault, hits, bad))
