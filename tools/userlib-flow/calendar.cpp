@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::string_view kMonths = "JanFebMarAprMayJunJulAugSepOctNovDec";
 constexpr size_t kStampLength = 15;
-constexpr time_t kDay = 24 * 60 * 60;
+constexpr time_t kDay = 86'400;
 constexpr int kInvalid = -1;
 // A date that is there once in four years is found within so many, also across a century without a leap year.
 constexpr int kYearsBack = 8;
@@ -82,11 +82,11 @@ std::optional<Time> take_zone(std::string_view& text) {
     return std::nullopt;
   }
   const Time sign = text[0] == '-' ? -1 : 1;
-  Time seconds = number(text.substr(1, 2)) * 3600;
+  Time seconds = Time{3600} * number(text.substr(1, 2));
   text.remove_prefix(3);
   const size_t colon = !text.empty() && text[0] == ':' ? 1 : 0;
   if (text.size() >= colon + 2 && number(text.substr(colon, 2)) != kInvalid) {
-    seconds += number(text.substr(colon, 2)) * 60;
+    seconds += Time{60} * number(text.substr(colon, 2));
     text.remove_prefix(colon + 2);
   }
   return sign * seconds;

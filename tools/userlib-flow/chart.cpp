@@ -21,7 +21,7 @@ std::string module_of(const Record& record) {
 }
 
 std::string label_of(const Record& record) {
-  const std::string text(record.text);
+  std::string text(record.text);
   switch (record.kind) {
     case Kind::kMessage:
     case Kind::kStatus:

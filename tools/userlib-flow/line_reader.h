@@ -17,7 +17,7 @@ struct Line {
 class LineReader {
  public:
   // Of a longer line the rest is skipped.
-  static constexpr size_t kLongestLine = 64 * 1024;
+  static constexpr size_t kLongestLine = size_t{64} * 1024;
 
   // The descriptor stays its owner's.
   explicit LineReader(int fd) : fd_(fd), buffer_(new char[kBufferSize]) {}

@@ -136,7 +136,7 @@ class CommandLine {
       }
       if (word.size() < 2 || word[0] != '-') {
         plain(word);
-      } else if (const Problem problem = take(word)) {
+      } else if (Problem problem = take(word)) {
         return problem;
       }
     }
@@ -275,7 +275,7 @@ class CommandLine {
 }  // namespace
 
 std::optional<std::string> read_options(const std::vector<std::string>& words, time_t now, Options& options) {
-  if (const Problem problem = CommandLine(words, now, options).read()) {
+  if (Problem problem = CommandLine(words, now, options).read()) {
     return problem;
   }
   if (options.is_mask) {

@@ -98,11 +98,8 @@ bool Selection::suits(const Record& record) const {
     return std::find(choice_.modules.begin(), choice_.modules.end(), name) != choice_.modules.end();
   };
   // A message tells no module; the ends of its way stand in for it.
-  if (!choice_.modules.empty() &&
-      !(record.kind == Kind::kMessage ? is_chosen(record.from) || is_chosen(record.to) : is_chosen(record.module))) {
-    return false;
-  }
-  return true;
+  return choice_.modules.empty() ||
+         (record.kind == Kind::kMessage ? is_chosen(record.from) || is_chosen(record.to) : is_chosen(record.module));
 }
 
 // A dump says nothing about a line by itself. It belongs to what was written before it.

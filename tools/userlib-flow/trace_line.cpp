@@ -11,7 +11,7 @@ namespace flow_tool {
 namespace {
 
 constexpr size_t kLongestModule = 11;  // of an init file; those that register have ten characters at most
-constexpr std::string_view kBeforeText = "   ";
+constexpr std::string_view kThreeBlanks = "   ";
 constexpr std::string_view kNotRegistered = "Module not registered for message: ";
 constexpr std::string_view kNobody = "sysloglevel";
 constexpr std::string_view kNewlineInLog = "#012";
@@ -79,10 +79,10 @@ bool read_place(std::string_view text, Record& record) {
   for (size_t colon = text.find(':'); colon != std::string_view::npos; colon = text.find(':', colon + 1)) {
     std::string_view rest = text.substr(colon + 1);
     const auto line = take_signed(rest);
-    if (line && has_prefix(rest, kBeforeText)) {
+    if (line && has_prefix(rest, kThreeBlanks)) {
       record.file = text.substr(0, colon);
       record.source_line = *line;
-      record.text = rest.substr(kBeforeText.size());
+      record.text = rest.substr(kThreeBlanks.size());
       return true;
     }
   }
@@ -150,7 +150,7 @@ bool read_unregistered(std::string_view text, Record& record) {
     return false;
   }
   text.remove_prefix(kNobody.size());
-  const std::string_view separator = has_prefix(text, ": ") ? std::string_view(": ") : kBeforeText;
+  const std::string_view separator = has_prefix(text, ": ") ? std::string_view(": ") : kThreeBlanks;
   if (!has_prefix(text, separator) || !has_prefix(text.substr(separator.size()), kNotRegistered)) {
     return false;
   }
@@ -209,11 +209,11 @@ Verdict read_warning(std::string_view text, Record& record) {
 }
 
 Verdict read_short(std::string_view text, const Surroundings& surroundings, Record& record) {
-  const size_t end = text.find(kBeforeText);
+  const size_t end = text.find(kThreeBlanks);
   if (end <= kLongestModule && surroundings.severity != LOG_ALERT &&
       surroundings.place != Surroundings::Place::kPlainConsole) {
     record.module = text.substr(0, end);
-    record.text = text.substr(end + kBeforeText.size());
+    record.text = text.substr(end + kThreeBlanks.size());
     return as(Kind::kShort, record);
   }
   if (record.type == NUV_SYSLOGLEVEL_WARNING) {
