@@ -49,6 +49,7 @@ class Script {
 struct TimerModel {
   static constexpr uint32_t kCapacity = 80;
   static constexpr uint32_t kUnlimited = 0xFFFFFFFF;
+  static constexpr uint32_t kMostCallbacks = 1024;  // of one pass
 
   struct Timer {
     int64_t left = 0;
@@ -57,10 +58,12 @@ struct TimerModel {
     bool has_callback = true;
     uint32_t id = 0;
     bool is_removed = false;
+    uint64_t serial = 0;  // unlike an id, never given twice
   };
 
   std::array<Timer, kCapacity> slots;
   uint32_t count = 0;
+  uint64_t added = 0;
   bool is_processing = false;
   uint32_t refusals = 0;  // operations that broke a contract
 
@@ -75,7 +78,7 @@ struct TimerModel {
       ++id;
     }
     if (count < kCapacity) {
-      slots[count++] = {time, script, fires_once, has_callback, id, false};
+      slots[count++] = {time, script, fires_once, has_callback, id, false, ++added};
     }
     return id;
   }
@@ -123,27 +126,37 @@ struct TimerModel {
   // The callback gets the timer's time left, which it may write, and its script; it returns the timer's result.
   template <typename Callback>
   uint32_t process(uint32_t budget, int64_t elapsed, Callback callback) {
+    const uint32_t most = std::min(budget, kMostCallbacks);
     uint32_t fired = 0;
     is_processing = true;
     for (uint32_t i = 0; i < count;) {
       Timer& timer = slots[i];
       timer.left -= elapsed;
-      if (timer.is_removed || budget == 0 || timer.left > 0) {
+      if (timer.is_removed || fired == most || timer.left > 0) {
         ++i;
         continue;
       }
+      ++fired;
       const Timer called = timer;
       const int32_t result = called.has_callback ? callback(timer.left, called.script) : 0;
-      ++fired;
-      budget -= budget != kUnlimited ? 1 : 0;
-      if (result != 0 && !called.fires_once) {
-        ++i;
-      } else if (i < count && timer.id == called.id) {  // else the callback has purged it away
-        timer = slots[--count];
-      }
+      i += stays_after(called, result) ? 1 : 0;
     }
     is_processing = false;
     return fired;
+  }
+
+ private:
+  // The callback may have purged: its timer may stand elsewhere then, or be gone, and another one have its id.
+  bool stays_after(const Timer& called, int32_t result) {
+    Timer* const timer = find(called.id);
+    if (timer == nullptr || (timer->serial != called.serial && !timer->is_removed)) {
+      return result != 0;
+    }
+    const bool stays = result != 0 && !timer->fires_once;
+    if (!stays) {
+      *timer = slots[--count];
+    }
+    return stays;
   }
 };
 
