@@ -28,7 +28,7 @@ class LineParser {
  public:
   explicit LineParser(time_t now) : calendar_(now) {}
 
-  // The record's texts are good until the next call. A foreign line gives the time, the ident and the text, as far as it
+  // The record's texts are good as long as the line is, and until the next call. A foreign line gives the time, the ident and the text, as far as it
   // has them.
   Verdict parse(std::string_view line, Record& record);
 

@@ -8,6 +8,7 @@
 #include <functional>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -206,7 +207,7 @@ class LibraryOutput : public ::testing::Test {
     const bool said_to_the_second = is_plain(said);
     LineParser parser(time(nullptr));
     Record record;
-    ASSERT_EQ(parser.parse(line.substr(0, line.find('\n')), record), Verdict::kTrace) << line;
+    ASSERT_EQ(parser.parse(std::string_view(line).substr(0, line.find('\n')), record), Verdict::kTrace) << line;
     expect_same(said, record);
     EXPECT_GE(record.time, said_to_the_second ? before - kSecond : before) << line;
     EXPECT_LE(record.time, now_in_milliseconds()) << line;
@@ -404,9 +405,10 @@ TEST_F(LibraryOutput, IsReadBackFromModulesThatAreNotRegistered) {
       for (const auto& line : log.take()) {
         kept = line.text.find("not registered") != std::string::npos ? line.text : kept;
       }
+      const std::string line = "Mar  5 09:04:07 box " + std::string(kTag) + kept;
       LineParser parser(kNow);
       Record record;
-      ASSERT_EQ(parser.parse("Mar  5 09:04:07 box " + std::string(kTag) + kept, record), Verdict::kTrace) << kept;
+      ASSERT_EQ(parser.parse(line, record), Verdict::kTrace) << kept;
       EXPECT_EQ(record.kind, Kind::kUnregistered) << kept;
       EXPECT_EQ(record.type, static_cast<Type>(NUV_SYSLOGLEVEL_ERROR)) << kept;
       EXPECT_EQ(record.text, text) << kept;
