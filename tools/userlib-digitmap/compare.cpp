@@ -183,10 +183,9 @@ std::string find_keys(const Automaton& published, const dialplan::Positions& our
   std::string keys;
   std::set<std::vector<bool>> known = {std::vector<bool>(masks.size())};  // that of a key which is in none
   for (const char key : dialplan::kDialled) {
-    std::vector<bool> where;
-    for (const uint32_t mask : masks) {
-      where.push_back((mask & dialplan::bit_of(key)) != 0);
-    }
+    std::vector<bool> where(masks.size());
+    std::transform(masks.begin(), masks.end(), where.begin(),
+                   [bit = dialplan::bit_of(key)](uint32_t mask) { return (mask & bit) != 0; });
     if (known.insert(where).second) {
       keys += key;
     }
