@@ -133,7 +133,7 @@ TEST_F(LineParserTest, GivesYearlessTimesTheirYear) {
 }
 
 TEST_F(LineParserTest, TakesTimesWithoutZoneAsLocal) {
-  setenv("TZ", "CET-1CEST", 1);
+  setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
   tzset();
   LineParser parser(kNow);
   ASSERT_EQ(parser.parse("Mar  5 10:04:07:042:info:L   x", record_), Verdict::kTrace);
