@@ -38,7 +38,7 @@ class Flood {
 
   // How long it has stood still at most. It never waits, so others had the processor meanwhile, and the same happens to
   // phoned.
-  Milliseconds longest_pause() const { return longest_pause_; }
+  Milliseconds longest_pause() const { return Milliseconds(longest_pause_); }
 
  private:
   void run(uint16_t port, const std::string& datagram) {
@@ -48,13 +48,14 @@ class Flood {
     while (!must_stop_ && last < end) {
       sender.send(datagram);
       const auto now = Clock::now();
-      longest_pause_ = std::max(longest_pause_.load(), std::chrono::duration_cast<Milliseconds>(now - last));
+      const auto pause = std::chrono::duration_cast<Milliseconds>(now - last);
+      longest_pause_ = std::max(longest_pause_.load(), static_cast<int>(pause.count()));
       last = now;
     }
   }
 
   std::atomic<bool> must_stop_ = false;
-  std::atomic<Milliseconds> longest_pause_{Milliseconds{0}};
+  std::atomic<int> longest_pause_ = 0;  // milliseconds: not every processor has atomic numbers of 64 bits
   std::thread thread_;
 };
 

@@ -25,7 +25,7 @@ std::string Counts::text() const {
          " broken, " + with_commas(cut) + " cut";
 }
 
-std::string with_commas(size_t number) {
+std::string with_commas(uint64_t number) {
   std::string text = std::to_string(number);
   for (size_t at = text.size(); at > 3;) {
     at -= 3;

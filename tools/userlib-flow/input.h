@@ -2,6 +2,7 @@
 #ifndef TOOLS_USERLIB_FLOW_INPUT_H
 #define TOOLS_USERLIB_FLOW_INPUT_H
 
+#include <cstdint>
 #include <string>
 
 #include "line_parser.h"
@@ -79,7 +80,7 @@ class Input {
 };
 
 // "1234567" as "1,234,567"
-std::string with_commas(size_t number);
+std::string with_commas(uint64_t number);
 
 }  // namespace flow_tool
 
