@@ -231,10 +231,11 @@ TEST_F(ExecuteTest, AfterASignalKillsClosesAndReapsInThisOrder) {
   EXPECT_EQ(run("kill -TERM $$"), 1);
   const std::vector<std::string> calls = log.calls();
   const auto wait = std::find(calls.begin(), calls.end(), "waitpid(0)");
-  ASSERT_EQ(calls.end() - wait, 4) << testing::PrintToString(calls);
-  EXPECT_EQ(wait[1], "kill(9)");
-  EXPECT_EQ(wait[2].substr(0, 6), "close(");
-  EXPECT_EQ(wait[3], "waitpid(" + std::to_string(WNOHANG) + ")");
+  // An emulator does not hold the parent back: what the child calls may stand behind the wait, too.
+  ASSERT_GE(calls.end() - wait, 4) << testing::PrintToString(calls);
+  EXPECT_EQ(calls.end()[-3], "kill(9)");
+  EXPECT_EQ(calls.end()[-2].substr(0, 6), "close(");
+  EXPECT_EQ(calls.end()[-1], "waitpid(" + std::to_string(WNOHANG) + ")");
 }
 
 TEST_F(ExecuteTest, SendsNoSignalToAChildThatExited) {
