@@ -17,13 +17,9 @@ bool can_be_bridged(size_t size) {
   return size > 0 && size <= kMaxDatagram;
 }
 
-sockaddr_in drop_datagram(int socket_fd) {
+void drop_datagram(int socket_fd) {
   char byte = 0;
-  sockaddr_in sender = {};
-  socklen_t length = sizeof sender;
-  static_cast<void>(
-      recvfrom(socket_fd, &byte, sizeof byte, MSG_DONTWAIT, reinterpret_cast<sockaddr*>(&sender), &length));
-  return sender;
+  static_cast<void>(recv(socket_fd, &byte, sizeof byte, MSG_DONTWAIT));
 }
 
 }  // namespace phoned

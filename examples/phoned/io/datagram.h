@@ -5,8 +5,6 @@
 #include <cstddef>
 #include <optional>
 
-#include <netinet/in.h>
-
 namespace phoned {
 
 // What one transfer of a bridge carries; of a longer datagram the rest would be lost.
@@ -19,8 +17,8 @@ std::optional<size_t> waiting_datagram(int socket_fd);
 // Tells whether a bridge can pass on a datagram of this size. It cannot pass on an empty one: its output is a stream.
 bool can_be_bridged(size_t size);
 
-// Throws the datagram away that waits in the socket, and tells whose it was.
-sockaddr_in drop_datagram(int socket_fd);
+// Throws the datagram away that waits in the socket.
+void drop_datagram(int socket_fd);
 
 }  // namespace phoned
 
