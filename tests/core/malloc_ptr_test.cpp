@@ -12,8 +12,8 @@
 
 namespace {
 
+using nuv::malloc_array;
 using support::FaultInjector;
-using userlib::malloc_array;
 
 TEST(MallocPtr, GivesAnArrayAndTakesItBack) {
   const int calls = support::each_fault("malloc", {ENOMEM}, [](support::Fault& fault) {

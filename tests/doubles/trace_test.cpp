@@ -13,13 +13,13 @@ namespace support {
 namespace {
 
 // The state that the process started with: nothing that runs before main() touches it.
-const userlib::TraceOutput kOutputAtStart = userlib::g_trace_output;
-const userlib::ModuleRegistry kModulesAtStart = userlib::g_modules;
+const nuv::TraceOutput kOutputAtStart = nuv::g_trace_output;
+const nuv::ModuleRegistry kModulesAtStart = nuv::g_modules;
 const int kHandleAtStart = gmodulHandleTraceLevelInit;
 
 void restore_start() {
-  userlib::g_trace_output = kOutputAtStart;
-  userlib::g_modules = kModulesAtStart;
+  nuv::g_trace_output = kOutputAtStart;
+  nuv::g_modules = kModulesAtStart;
   gmodulHandleTraceLevelInit = kHandleAtStart;
 }
 
@@ -51,8 +51,8 @@ TraceTest::~TraceTest() {
 }
 
 void TraceTest::use(Output output) {
-  userlib::g_trace_output.syslog = output == Output::kLog || output == Output::kBoth ? 1 : 0;
-  userlib::g_trace_output.console = output == Output::kConsole || output == Output::kBoth ? 1 : 0;
+  nuv::g_trace_output.syslog = output == Output::kLog || output == Output::kBoth ? 1 : 0;
+  nuv::g_trace_output.console = output == Output::kConsole || output == Output::kBoth ? 1 : 0;
 }
 
 std::vector<std::string> TraceTest::take_log_texts() {

@@ -14,10 +14,10 @@
 
 namespace {
 
+using nuv::g_modules;
+using nuv::g_trace_output;
 using support::each_fault;
 using support::Fault;
-using userlib::g_modules;
-using userlib::g_trace_output;
 using Words = std::vector<std::string>;
 
 constexpr char kDefaultPath[] = "/flash/phoned.ini";

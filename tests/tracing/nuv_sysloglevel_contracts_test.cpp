@@ -15,12 +15,12 @@
 
 namespace {
 
+using nuv::g_modules;
+using nuv::g_trace_output;
 using support::FakeFiles;
 using support::Report;
 using support::Reports;
 using support::require_report;
-using userlib::g_modules;
-using userlib::g_trace_output;
 
 constexpr char kFile[] = "nuv_sysloglevel";
 constexpr char kPath[] = "/flash/phoned.ini";

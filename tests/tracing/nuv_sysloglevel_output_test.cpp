@@ -123,7 +123,7 @@ TEST_F(SysloglevelLinesTest, ANewModuleWritesFourTypes) {
 
 // What a daemon writes before it has constructed the facility finds no module and no mask.
 TEST_F(SysloglevelLinesTest, NothingPassesBeforeConstruct) {
-  userlib::g_modules = {};
+  nuv::g_modules = {};
   use(Output::kBoth);
   for (const Operation& operation : kOperations) {
     operation.call(0, "line.c", 7, "boom");

@@ -20,12 +20,12 @@
 
 namespace {
 
+using nuv::g_modules;
+using nuv::g_trace_output;
 using support::each_fault;
 using support::Fault;
 using support::FaultInjector;
 using support::TestFifo;
-using userlib::g_modules;
-using userlib::g_trace_output;
 
 constexpr char kPath[] = "/flash/phoned.ini";
 constexpr char kHeader[] = "[TraceLevelInit Version]\n1\n\n[Level]\n";
@@ -126,7 +126,7 @@ TEST_F(SysloglevelRegistryTest, ConstructKeepsAQuietDeviceQuiet) {
     }
     for (const Output output : {Output::kLog, Output::kConsole, Output::kBoth, Output::kNowhere}) {
       use(output);
-      const userlib::TraceOutput before = g_trace_output;
+      const nuv::TraceOutput before = g_trace_output;
       EXPECT_EQ(NUV_Sysloglevel_construct(""), 1);
       EXPECT_EQ(g_trace_output.syslog, before.syslog);
       EXPECT_EQ(g_trace_output.console, quiet ? 0 : before.console);

@@ -26,6 +26,7 @@
 
 namespace {
 
+using nuv::g_trace_output;
 using support::CapturedStdout;
 using support::ContractRecorder;
 using support::each_fault;
@@ -36,10 +37,9 @@ using support::rename_utc;
 using support::SyslogDouble;
 using support::SyslogLine;
 using support::TimeZone;
-using userlib::g_trace_output;
 
 // The state that the process started with: nothing that runs before main() touches it.
-const userlib::TraceOutput kAtStart = g_trace_output;
+const nuv::TraceOutput kAtStart = g_trace_output;
 
 constexpr char kStamp[] = "Mar  5 09:04:07:042";
 

@@ -55,7 +55,7 @@ class TraceLevelInitTest : public support::TraceTest {
 };
 
 TEST_F(TraceLevelInitTest, ConstructRegistersItsModule) {
-  userlib::g_modules = {};
+  nuv::g_modules = {};
   NUV_Sysloglevel_registerModul("Line");
   memset(&init_, 0xFF, sizeof init_);
   EXPECT_EQ(NUV_TraceLevelInit_construct(&init_), 1);

@@ -5,7 +5,7 @@
 #include "core/contract.h"
 #include "core/memory_block.h"
 
-using userlib::moved_up;
+using nuv::moved_up;
 
 namespace {
 
@@ -74,7 +74,7 @@ int32_t NUV_Frame_copyConstruct(Frame* a_this, Frame* a_src) {
 
 void NUV_Frame_destruct(Frame* a_this) {
   NUV_REQUIRE(0 != a_this);
-  userlib::release_block(a_this->m_oMemory);
+  nuv::release_block(a_this->m_oMemory);
 }
 
 void NUV_Frame_swap(Frame* a_this, Frame* a_src) {
@@ -89,8 +89,8 @@ void NUV_Frame_assign(Frame* a_this, Frame* a_src) {
   NUV_REQUIRE(0 != a_this);
   NUV_REQUIRE(0 != a_src);
   const Frame old = *a_this;
-  userlib::take_over(*a_this, a_src) = {userlib::empty_block(), /*m_pBegin=*/nullptr, /*m_pEnd=*/nullptr};
-  userlib::release_block(old.m_oMemory);
+  nuv::take_over(*a_this, a_src) = {nuv::empty_block(), /*m_pBegin=*/nullptr, /*m_pEnd=*/nullptr};
+  nuv::release_block(old.m_oMemory);
 }
 
 uint32_t NUV_Frame_absoluteSize(const Frame* a_this) {

@@ -14,7 +14,7 @@
 
 #include "nuv_assert.h"
 
-namespace userlib {
+namespace nuv {
 
 // Class and line of a check in sixteen bits, which every processor loads with one instruction.
 inline constexpr uint32_t kContractLineBits = 13;
@@ -33,12 +33,12 @@ template <const char* Family>
   NUV_Assert_failed(place >> kContractLineBits, Family, place & ((1U << kContractLineBits) - 1), text);
 }
 
-}  // namespace userlib
+}  // namespace nuv
 
 #define NUV_CONTRACT(type, condition, text)             \
   (__builtin_expect(static_cast<bool>(condition), true) \
        ? static_cast<void>(0)                           \
-       : ::userlib::contract_failed<kFamily>(::userlib::ContractPlace<(type), __LINE__>::value, (text)))
+       : ::nuv::contract_failed<kFamily>(::nuv::ContractPlace<(type), __LINE__>::value, (text)))
 
 #define NUV_REQUIRE(expression)  NUV_CONTRACT(NUV_ASSERT_REQUIRE, expression, #expression)
 #define NUV_ENSURE(expression)   NUV_CONTRACT(NUV_ASSERT_ENSURE, expression, #expression)

@@ -7,7 +7,7 @@
 #include <stdio.h>
 #include <sys/stat.h>
 
-namespace userlib {
+namespace nuv {
 
 struct CloseFile {
   void operator()(FILE* file) const { fclose(file); }
@@ -25,6 +25,6 @@ inline FilePtr open_file(const char* path, const char* mode) {
   return FilePtr(fopen(path, mode));
 }
 
-}  // namespace userlib
+}  // namespace nuv
 
 #endif

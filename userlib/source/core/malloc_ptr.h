@@ -6,7 +6,7 @@
 
 #include <stdlib.h>
 
-namespace userlib {
+namespace nuv {
 
 struct FreeMalloc {
   void operator()(void* memory) const { free(memory); }
@@ -25,6 +25,6 @@ MallocPtr<T[]> malloc_array(size_t count) {
   return MallocPtr<T[]>(static_cast<T*>(malloc(size)));
 }
 
-}  // namespace userlib
+}  // namespace nuv
 
 #endif

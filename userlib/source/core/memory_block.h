@@ -8,7 +8,7 @@
 
 #include "nuv_memory.h"
 
-namespace userlib {
+namespace nuv {
 
 struct MemoryHook {
   NUV_MemoryAlloc alloc;
@@ -73,6 +73,6 @@ Record& take_over(Record& target, Record* source) {
   return *source;
 }
 
-}  // namespace userlib
+}  // namespace nuv
 
 #endif

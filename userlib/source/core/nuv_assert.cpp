@@ -8,7 +8,7 @@
 #include "core/text.h"
 #include "nuv_sysloglevel.h"
 
-using userlib::text_or_empty;
+using nuv::text_or_empty;
 
 #define VERSION_TEXT(major, minor, patch)   "userlib-" #major "." #minor "." #patch
 #define VERSION_STRING(major, minor, patch) VERSION_TEXT(major, minor, patch)

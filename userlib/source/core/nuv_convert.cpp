@@ -8,7 +8,7 @@
 #include "core/contract.h"
 #include "core/text.h"
 
-using userlib::text_or_empty;
+using nuv::text_or_empty;
 
 namespace {
 

@@ -26,21 +26,21 @@ bool holds(const Memory& memory, uint32_t size, uint32_t offset) {
 
 }  // namespace
 
-constinit userlib::MemoryHook userlib::g_memory_hook = {allocate, release};
+constinit nuv::MemoryHook nuv::g_memory_hook = {allocate, release};
 
-void userlib::report_missing_free_function() {
+void nuv::report_missing_free_function() {
   NUV_ENSURE_TEXT(false, "((void *)0) != a_this->m_pFree");
 }
 
 void NUV_installMemoryManager(NUV_MemoryAlloc a_alloc, NUV_MemoryFree a_free) {
   NUV_REQUIRE(0 != a_alloc);
   NUV_REQUIRE(0 != a_free);
-  userlib::g_memory_hook = {a_alloc, a_free};
+  nuv::g_memory_hook = {a_alloc, a_free};
 }
 
 int32_t NUV_Memory_construct(Memory* a_this, uint32_t a_size) {
   NUV_REQUIRE(0 != a_this);
-  const userlib::MemoryHook hook = userlib::g_memory_hook;
+  const nuv::MemoryHook hook = nuv::g_memory_hook;
   a_this->m_pAddr = nullptr;
   if (a_size != 0) {
     a_this->m_pAddr = hook.alloc != nullptr ? static_cast<uint8_t*>(hook.alloc(a_size)) : nullptr;
@@ -49,13 +49,13 @@ int32_t NUV_Memory_construct(Memory* a_this, uint32_t a_size) {
   a_this->m_uSize = a_size;
   a_this->m_pFree = hook.free;
   NUV_ENSURE(( ((void *)0) != a_this->m_pAddr) == ( 0 != a_this->m_uSize));
-  userlib::expect_free_function(*a_this);
+  nuv::expect_free_function(*a_this);
   return 1;
 }
 
 void NUV_Memory_destruct(Memory* a_this) {
   NUV_REQUIRE(0 != a_this);
-  userlib::release_block(*a_this);
+  nuv::release_block(*a_this);
 }
 
 uint32_t NUV_Memory_size(const Memory* a_this) {
@@ -70,7 +70,7 @@ uint8_t* NUV_Memory_begin(const Memory* a_this) {
 
 uint8_t* NUV_Memory_end(const Memory* a_this) {
   NUV_REQUIRE(0 != a_this);
-  return userlib::moved_up(a_this->m_pAddr, a_this->m_uSize);
+  return nuv::moved_up(a_this->m_pAddr, a_this->m_uSize);
 }
 
 int32_t NUV_Memory_set(Memory* a_this, void* a_addr, uint32_t a_size, NUV_MemoryFree a_free) {
@@ -94,14 +94,14 @@ void NUV_Memory_swap(Memory* a_this, Memory* a_src) {
 void NUV_Memory_move(Memory* a_this, Memory* a_src) {
   NUV_REQUIRE(0 != a_this);
   NUV_REQUIRE(0 != a_src);
-  const Memory old = userlib::copy_of(*a_this);
-  userlib::take_over(*a_this, a_src) = userlib::empty_block();
-  userlib::release_block(old);
+  const Memory old = nuv::copy_of(*a_this);
+  nuv::take_over(*a_this, a_src) = nuv::empty_block();
+  nuv::release_block(old);
 }
 
 uint8_t* NUV_Memory_get(const Memory* a_this, uint32_t a_size, uint32_t a_offset) {
   NUV_REQUIRE(((void *)0) != a_this);
   NUV_REQUIRE_TEXT(holds(*a_this, a_size, a_offset),
                    "( NUV_Memory_begin( a_this) + a_size + a_offset) <= NUV_Memory_end( a_this)");
-  return userlib::moved_up(a_this->m_pAddr, a_offset);
+  return nuv::moved_up(a_this->m_pAddr, a_offset);
 }

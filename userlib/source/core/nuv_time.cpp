@@ -11,8 +11,8 @@ namespace {
 // Sunday of October at 03:00. The environment refers to this very text, so it must live as long as the process.
 constexpr char kZoneRule[] = "TZ=MEZ-1MESZ,M3.5.0,M10.5.0/3";
 
-using userlib::kMicrosecondsPerSecond;
-using userlib::Microseconds;
+using nuv::kMicrosecondsPerSecond;
+using nuv::Microseconds;
 
 void use_local_zone() {
   putenv(const_cast<char*>(kZoneRule));
@@ -48,7 +48,7 @@ int32_t compare(Integer a, Integer b) {
 
 }  // namespace
 
-[[gnu::cold]] void userlib::subtract_any(timeval& a, const timeval& b) {
+[[gnu::cold]] void nuv::subtract_any(timeval& a, const timeval& b) {
   time_t seconds = b.tv_sec;
   Microseconds microseconds = b.tv_usec;
   if (a.tv_usec < microseconds) {
@@ -118,7 +118,7 @@ void NUV_timeval_inc(struct timeval* a_a, const struct timeval* a_b) {
 }
 
 void NUV_timeval_dec(struct timeval* a_a, const struct timeval* a_b) {
-  userlib::subtract(*a_a, *a_b);
+  nuv::subtract(*a_a, *a_b);
 }
 
 int32_t NUV_timeval_cmp(const struct timeval* a_a, const struct timeval* a_b) {

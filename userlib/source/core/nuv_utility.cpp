@@ -21,7 +21,7 @@
 #include "core/file_ptr.h"
 #include "core/text.h"
 
-using userlib::text_or_empty;
+using nuv::text_or_empty;
 
 namespace {
 
@@ -187,7 +187,7 @@ uint8_t mac_field(uint64_t mac, unsigned lowest_bit) {
 }  // namespace
 
 const char* NUV_Utility_basename(const char* a_path) {
-  return a_path != nullptr ? userlib::base_name(a_path) : nullptr;
+  return a_path != nullptr ? nuv::base_name(a_path) : nullptr;
 }
 
 const char* NUV_Utility_extension(const char* a_path) {
@@ -274,7 +274,7 @@ char* NUV_Utility_readLine(char* a_dest, uint32_t a_size, FILE* a_stream) {
 int32_t NUV_Utility_get_pid_from_file(const char* pidfile) {
   NUV_REQUIRE(((void *)0) != pidfile);
   NUV_REQUIRE_TEXT(*text_or_empty(pidfile) != '\0', "0 != strlen (pidfile)");
-  const userlib::FilePtr file = userlib::open_file(text_or_empty(pidfile), "r");
+  const nuv::FilePtr file = nuv::open_file(text_or_empty(pidfile), "r");
   if (file == nullptr) {
     return 0;
   }

@@ -8,7 +8,7 @@
 #include <limits.h>
 #include <string.h>
 
-namespace userlib {
+namespace nuv {
 
 inline const char* text_or_empty(const char* text) {
   return text != nullptr ? text : "";
@@ -44,6 +44,6 @@ inline void store_text(std::span<char> target, std::string_view text) {
   memset(target.data() + length, 0, target.size() - length);
 }
 
-}  // namespace userlib
+}  // namespace nuv
 
 #endif

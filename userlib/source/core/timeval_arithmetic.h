@@ -5,7 +5,7 @@
 #include <stdint.h>
 #include <sys/time.h>
 
-namespace userlib {
+namespace nuv {
 
 using Microseconds = decltype(timeval::tv_usec);
 
@@ -34,6 +34,6 @@ inline bool is_less(const timeval& a, const timeval& b) {
   return a.tv_sec < b.tv_sec || (a.tv_sec == b.tv_sec && a.tv_usec < b.tv_usec);
 }
 
-}  // namespace userlib
+}  // namespace nuv
 
 #endif

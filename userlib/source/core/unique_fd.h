@@ -4,7 +4,7 @@
 
 #include <unistd.h>
 
-namespace userlib {
+namespace nuv {
 
 class UniqueFd {
  public:
@@ -35,6 +35,6 @@ class UniqueFd {
   int fd_;
 };
 
-}  // namespace userlib
+}  // namespace nuv
 
 #endif

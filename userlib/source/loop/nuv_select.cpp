@@ -40,9 +40,9 @@ void fill(const CycleSets& sets, ReadySets& asked) {
   FD_ZERO(&asked.read);
   FD_ZERO(&asked.write);
   FD_ZERO(&asked.except);
-  userlib::fill_fd_set(sets.read, asked.read);
-  userlib::fill_fd_set(sets.write, asked.write);
-  userlib::fill_fd_set(sets.except, asked.except);
+  nuv::fill_fd_set(sets.read, asked.read);
+  nuv::fill_fd_set(sets.write, asked.write);
+  nuv::fill_fd_set(sets.except, asked.except);
 }
 
 int32_t ask(ReadySets& sets, timeval* wait) {
@@ -57,7 +57,7 @@ bool is_ahead(const timeval& time) {
 // Dispatches one set and keeps the two accounts. Tells whether the budget still allows to go on. The budget may wrap
 // past zero, because a set fires all of its ready receivers or none; it is unlimited if it lands on that value.
 bool dispatch(SelectSet& set, const fd_set& ready, int64_t& remaining, uint32_t& budget) {
-  const uint32_t fired = userlib::dispatch_fd_set(set, budget, ready);
+  const uint32_t fired = nuv::dispatch_fd_set(set, budget, ready);
   remaining -= fired;
   if (budget == kUnlimited) {
     return true;
@@ -138,7 +138,7 @@ bool poll(const CycleSets& sets, ReadySets& ready, int32_t& ready_count) {
   timeval no_wait = {0, 0};
   ready_count = ask(ready, &no_wait);
   if (ready_count >= 0) {
-    userlib::g_poll_first.note_poll(/*is_empty=*/ready_count == 0);
+    nuv::g_poll_first.note_poll(/*is_empty=*/ready_count == 0);
   }
   if (ready_count != 0) {
     return true;
@@ -149,10 +149,10 @@ bool poll(const CycleSets& sets, ReadySets& ready, int32_t& ready_count) {
 
 int32_t wait_for_events(const Select& reactor, const CycleSets& sets, ReadySets& ready, timeval* wait) {
   int32_t ready_count = 0;
-  if (!userlib::g_poll_first.polls_first(reactor) || !poll(sets, ready, ready_count)) {
+  if (!nuv::g_poll_first.polls_first(reactor) || !poll(sets, ready, ready_count)) {
     ready_count = ask(ready, wait);
   }
-  userlib::g_poll_first.note_cycle(reactor, ready_count > 0);
+  nuv::g_poll_first.note_cycle(reactor, ready_count > 0);
   return ready_count;
 }
 
@@ -184,8 +184,8 @@ int32_t run_cycle(Select& reactor, uint32_t event_type, timeval* wait, bool with
 
 int32_t NUV_Select_construct(Select* a_this) {
   NUV_REQUIRE(((void *)0) != a_this);
-  if (userlib::g_poll_first.belongs_to(*a_this)) {
-    userlib::g_poll_first.reset(nullptr);
+  if (nuv::g_poll_first.belongs_to(*a_this)) {
+    nuv::g_poll_first.reset(nullptr);
   }
   for (uint32_t event_type = 0; event_type < kEventTypes; ++event_type) {
     NUV_SelectSet_construct(&a_this->m_oRead[event_type]);

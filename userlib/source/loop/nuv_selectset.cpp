@@ -138,7 +138,7 @@ uint32_t fire_ready(SelectSet& set, uint32_t budget, const fd_set& ready, uint32
 
 }  // namespace
 
-void userlib::fill_fd_set(const SelectSet& set, fd_set& asked) {
+void nuv::fill_fd_set(const SelectSet& set, fd_set& asked) {
   for (const NUV_SelectRecv* receiver = set.m_pFirst; receiver != nullptr; receiver = receiver->m_pNext) {
     if (fits(receiver->m_iFd)) {
       Word& word = asked.fds_bits[word_of(receiver->m_iFd)];
@@ -147,7 +147,7 @@ void userlib::fill_fd_set(const SelectSet& set, fd_set& asked) {
   }
 }
 
-uint32_t userlib::dispatch_fd_set(SelectSet& set, uint32_t budget, const fd_set& ready) {
+uint32_t nuv::dispatch_fd_set(SelectSet& set, uint32_t budget, const fd_set& ready) {
   if (set.m_pFirst == nullptr) {
     return 0;
   }
@@ -209,7 +209,7 @@ void NUV_SelectSet_setFdSet(const SelectSet* a_this, fd_set* a_fdset) {
   if (a_fdset == nullptr) {
     return;
   }
-  userlib::fill_fd_set(*a_this, *a_fdset);
+  nuv::fill_fd_set(*a_this, *a_fdset);
 }
 
 uint32_t NUV_SelectSet_process(SelectSet* a_this, uint32_t a_budget, const fd_set* a_fdset) {

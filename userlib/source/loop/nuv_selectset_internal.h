@@ -7,7 +7,7 @@
 
 #include "nuv_selectset.h"
 
-namespace userlib {
+namespace nuv {
 
 // NUV_SelectSet_setFdSet() without its checks.
 void fill_fd_set(const SelectSet& set, fd_set& asked);
@@ -15,6 +15,6 @@ void fill_fd_set(const SelectSet& set, fd_set& asked);
 // NUV_SelectSet_process() for an fd_set that nobody changes meanwhile: the walk ends with the last descriptor in it.
 uint32_t dispatch_fd_set(SelectSet& set, uint32_t budget, const fd_set& ready);
 
-}  // namespace userlib
+}  // namespace nuv
 
 #endif

@@ -152,7 +152,7 @@ int32_t NUV_TimeoutSet_setTimeout(const TimeoutSet* a_this, struct timeval* a_cu
   NUV_REQUIRE(((void *)0) != a_currtimeout);
   if (a_currtimeout != nullptr) {
     for (const NUV_TimeoutRecv& timer : receivers(*a_this)) {
-      if (userlib::is_less(timer.m_oTime, *a_currtimeout)) {
+      if (nuv::is_less(timer.m_oTime, *a_currtimeout)) {
         *a_currtimeout = timer.m_oTime;
       }
     }
@@ -173,7 +173,7 @@ uint32_t NUV_TimeoutSet_process(TimeoutSet* a_this, uint32_t a_budget, const str
   // The count is read anew for every slot: callbacks add timers, which are handled in the same pass.
   NUV_TimeoutRecv* timer = a_this->m_rgRecv;
   for (uint32_t slot = 0; slot < a_this->m_uCount;) {
-    userlib::subtract(timer->m_oTime, elapsed);
+    nuv::subtract(timer->m_oTime, elapsed);
     if (is_due(timer->m_oTime) && !is_removed(*timer) && fired != budget) {
       ++fired;
       if (!fire(*a_this, slot, *timer)) {

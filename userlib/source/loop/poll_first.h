@@ -8,7 +8,7 @@
 
 #include "nuv_select.h"
 
-namespace userlib {
+namespace nuv {
 
 // A select() that may sleep queues up at every descriptor on its way to the one that is ready, which costs several times as
 // much as a poll of them all. So while events come in faster than they are served, the reactor polls first. An empty poll
@@ -69,6 +69,6 @@ class PollFirstPolicy {
 
 inline constinit PollFirstPolicy g_poll_first;
 
-}  // namespace userlib
+}  // namespace nuv
 
 #endif

@@ -18,13 +18,13 @@ void make_empty(Message& message, const MessageHeader& header) {
   message.m_oHeader = header;
   message.m_uSize = 0;
   for (MessageData& item : message.m_rgData) {
-    item = {NUV_MESSAGEDATA_NONE, userlib::empty_block()};
+    item = {NUV_MESSAGEDATA_NONE, nuv::empty_block()};
   }
 }
 
 void release_items(const Message& message) {
   for (const MessageData& item : message.m_rgData) {
-    userlib::release_block(item.m_oData);
+    nuv::release_block(item.m_oData);
   }
 }
 
@@ -97,6 +97,6 @@ void NUV_Message_move(Message* a_this, Message* a_src) {
   NUV_REQUIRE(0 != a_this);
   NUV_REQUIRE(0 != a_src);
   const Message old = *a_this;
-  make_empty(userlib::take_over(*a_this, a_src), /*header=*/{});
+  make_empty(nuv::take_over(*a_this, a_src), /*header=*/{});
   release_items(old);
 }

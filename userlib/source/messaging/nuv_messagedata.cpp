@@ -13,13 +13,13 @@ constexpr char kFamily[] = "nuv_messagedata";
 
 int32_t NUV_MessageData_construct(MessageData* a_this) {
   NUV_REQUIRE(((void *)0) != a_this);
-  *a_this = {NUV_MESSAGEDATA_NONE, userlib::empty_block()};
+  *a_this = {NUV_MESSAGEDATA_NONE, nuv::empty_block()};
   return 1;
 }
 
 void NUV_MessageData_destruct(MessageData* a_this) {
   NUV_REQUIRE(((void *)0) != a_this);
-  userlib::release_block(a_this->m_oData);
+  nuv::release_block(a_this->m_oData);
 }
 
 int32_t NUV_MessageData_type(const MessageData* a_this) {
@@ -51,6 +51,6 @@ void NUV_MessageData_move(MessageData* a_this, MessageData* a_src) {
   NUV_REQUIRE(0 != a_this);
   NUV_REQUIRE(0 != a_src);
   const MessageData old = *a_this;
-  userlib::take_over(*a_this, a_src) = {NUV_MESSAGEDATA_NONE, userlib::empty_block()};
-  userlib::release_block(old.m_oData);
+  nuv::take_over(*a_this, a_src) = {NUV_MESSAGEDATA_NONE, nuv::empty_block()};
+  nuv::release_block(old.m_oData);
 }

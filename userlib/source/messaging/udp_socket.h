@@ -9,7 +9,7 @@
 #include <sys/types.h>
 #include <unistd.h>
 
-namespace userlib {
+namespace nuv {
 
 // The most that one transfer carries.
 inline constexpr size_t kUdpBufferSize = 1024;
@@ -70,6 +70,6 @@ inline Transfer send_from(int fd, int socket_fd, const sockaddr_in& receiver) {
   return {length, sent};
 }
 
-}  // namespace userlib
+}  // namespace nuv
 
 #endif

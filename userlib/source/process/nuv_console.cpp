@@ -13,7 +13,7 @@
 #include "core/text.h"
 #include "nuv_utility.h"
 
-using userlib::text_or_empty;
+using nuv::text_or_empty;
 
 namespace {
 

@@ -94,7 +94,7 @@ bool is_fifo(int fd) {
 }
 
 FILE* stream_of_pid_file(const char* path) {
-  userlib::UniqueFd fd(open_pid_file(path));
+  nuv::UniqueFd fd(open_pid_file(path));
   FILE* const stream = fd.get() >= 0 && !is_fifo(fd.get()) ? fdopen(fd.get(), "w") : nullptr;
   if (stream != nullptr) {
     fd.release();
@@ -108,8 +108,8 @@ int32_t NUV_Daemon_construct(Daemon* a_this, const char* a_processname, const ch
   NUV_REQUIRE(((void *)0) != a_this);
   NUV_REQUIRE(((void *)0) != a_processname);
   NUV_REQUIRE(((void *)0) != a_pidfilepath);
-  a_processname = userlib::text_or_empty(a_processname);
-  a_pidfilepath = userlib::text_or_empty(a_pidfilepath);
+  a_processname = nuv::text_or_empty(a_processname);
+  a_pidfilepath = nuv::text_or_empty(a_pidfilepath);
   NUV_REQUIRE(( 0 < strlen( a_processname)) && ( 16 > strlen( a_processname)));
   NUV_REQUIRE(( 96 - 16 - 6 > strlen( a_pidfilepath)));
   a_this->m_bDaemonized = 0;

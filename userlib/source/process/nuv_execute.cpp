@@ -177,7 +177,7 @@ int wait_for_end(pid_t child) {
 
 // Every status that is not an exit gets here. A child that has only been stopped must not live on, and finds nobody who
 // reads what it still has to say.
-void make_sure_of_end(pid_t child, userlib::UniqueFd& output) {
+void make_sure_of_end(pid_t child, nuv::UniqueFd& output) {
   int status = 0;
   kill(child, SIGKILL);
   output.reset();
@@ -218,8 +218,8 @@ int32_t NUV_Execute_Command_Timeout(const char* a_cmdline, char* r_result, int32
   if (pipe(ends) != 0) {
     return -1;
   }
-  userlib::UniqueFd read_end(ends[0]);
-  userlib::UniqueFd write_end(ends[1]);
+  nuv::UniqueFd read_end(ends[0]);
+  nuv::UniqueFd write_end(ends[1]);
   Shell shell = {a_cmdline, a_seconds, write_end.get(), /*blocked=*/{}};
   const pid_t child = start_child(shell);
   if (child < 0) {

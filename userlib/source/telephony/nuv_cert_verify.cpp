@@ -151,7 +151,7 @@ bool has_value(X509_NAME* name, int32_t nid, const char* value) {
 }
 
 int32_t match_item(X509_NAME* name, const char* item) {
-  const auto value = userlib::malloc_array<char>(strlen(item) + 1);
+  const auto value = nuv::malloc_array<char>(strlen(item) + 1);
   if (value == nullptr) {
     return kNoMatch;
   }
@@ -165,7 +165,7 @@ int32_t match_item(X509_NAME* name, const char* item) {
 
 int32_t match_name(X509_NAME* name, const char* needle) {
   const size_t size = strlen(needle) + 1;
-  const auto copy = userlib::malloc_array<char>(size);
+  const auto copy = nuv::malloc_array<char>(size);
   if (copy == nullptr) {
     return kNoMatch;
   }
@@ -185,7 +185,7 @@ int32_t match_name(X509_NAME* name, const char* needle) {
 }
 
 int32_t match(const X509* cert, X509_NAME* (*get_name)(const X509*), const char* needle) {
-  needle = userlib::text_or_empty(needle);
+  needle = nuv::text_or_empty(needle);
   if (strcmp(needle, "*") == 0) {
     return kMatch;
   }
@@ -208,7 +208,7 @@ int32_t NUV_Cert_splitAttribute(int32_t* a_nid, char* a_AttrValue, const char* a
   NUV_REQUIRE(((void *)0) != a_AttrValue);
   NUV_REQUIRE(((void *)0) != a_Attr);
   int32_t nid = kNoNid;
-  const int32_t result = parse_item(nid, a_AttrValue, userlib::text_or_empty(a_Attr));
+  const int32_t result = parse_item(nid, a_AttrValue, nuv::text_or_empty(a_Attr));
   if (a_nid != nullptr) {
     *a_nid = nid;
   }

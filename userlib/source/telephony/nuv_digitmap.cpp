@@ -245,8 +245,8 @@ class PatternReader {
   bool waits_for_timer_ = false;
 };
 
-userlib::MallocPtr<char[]> copy_text(std::string_view text) {
-  auto copy = userlib::malloc_array<char>(text.size() + 1);
+nuv::MallocPtr<char[]> copy_text(std::string_view text) {
+  auto copy = nuv::malloc_array<char>(text.size() + 1);
   if (copy != nullptr) {
     memcpy(copy.get(), text.data(), text.size());
     copy[text.size()] = '\0';
@@ -268,11 +268,11 @@ Pattern* make_pattern(std::string_view text, size_t size) {
   if (!measure.read(text)) {
     return nullptr;
   }
-  userlib::MallocPtr<Pattern> pattern(static_cast<Pattern*>(malloc(size)));
+  nuv::MallocPtr<Pattern> pattern(static_cast<Pattern*>(malloc(size)));
   if (pattern == nullptr) {
     return nullptr;
   }
-  auto symbols = userlib::malloc_array<uint32_t>(measure.count());
+  auto symbols = nuv::malloc_array<uint32_t>(measure.count());
   auto copy = copy_text(text);
   if (copy == nullptr) {
     return nullptr;
@@ -311,8 +311,8 @@ bool is_filler(char c) {
 }
 
 // A copy of the map's text without blanks and parentheses, which mean nothing; null for null or without memory.
-userlib::MallocPtr<char[]> copy_map_text(const char* map) {
-  auto text = map != nullptr ? userlib::malloc_array<char>(strlen(map) + 1) : nullptr;
+nuv::MallocPtr<char[]> copy_map_text(const char* map) {
+  auto text = map != nullptr ? nuv::malloc_array<char>(strlen(map) + 1) : nullptr;
   if (text == nullptr) {
     return nullptr;
   }
@@ -428,7 +428,7 @@ class FitTable {
     row_length_ = row_length;
     bits_ = small_;
     if (cells > sizeof small_ * 8) {
-      large_ = userlib::malloc_array<uint8_t>(cells / 8 + 1);
+      large_ = nuv::malloc_array<uint8_t>(cells / 8 + 1);
       bits_ = large_.get();
     }
     if (bits_ == nullptr) {
@@ -459,7 +459,7 @@ class FitTable {
   }
 
   uint8_t small_[256];
-  userlib::MallocPtr<uint8_t[]> large_;
+  nuv::MallocPtr<uint8_t[]> large_;
   uint8_t* bits_ = nullptr;
   size_t row_length_ = 0;
 };

@@ -7,7 +7,7 @@
 
 #include <stdint.h>
 
-namespace userlib {
+namespace nuv {
 
 // One line of a dump: 1 to 16 bytes as two upper-case digits each, with a blank between them.
 struct HexLine {
@@ -38,6 +38,6 @@ void for_each_hex_line(const void* data, uint32_t length, Write write) {
   }
 }
 
-}  // namespace userlib
+}  // namespace nuv
 
 #endif

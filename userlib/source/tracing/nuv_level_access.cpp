@@ -10,8 +10,8 @@
 #include "core/text.h"
 #include "nuv_tracelevelinit.h"
 
-using userlib::first_characters;
-using userlib::text_or_empty;
+using nuv::first_characters;
+using nuv::text_or_empty;
 
 namespace {
 
@@ -127,7 +127,7 @@ void NUV_Level_setModulName(TraceLevelInit* a_pDB, uint16_t a_u16TableId, const 
   const int iIndex = NUV_Level_indexOfId(&a_pDB->Level, a_u16TableId);
   NUV_REQUIRE(iIndex >= 0);
   if (iIndex >= 0) {
-    userlib::store_text(a_pDB->Level.TableEntry[iIndex].szModulName, first_characters(a_pszModulName, kNameLength));
+    nuv::store_text(a_pDB->Level.TableEntry[iIndex].szModulName, first_characters(a_pszModulName, kNameLength));
   }
   NUV_ENSURE(strncmp(NUV_Level_getModulName(a_pDB, a_u16TableId), a_pszModulName, 11-1) == 0);
   a_pDB->bChanged = 1;

@@ -10,7 +10,7 @@
 #include "core/text.h"
 #include "tracing/hex_lines.h"
 
-using userlib::text_or_empty;
+using nuv::text_or_empty;
 
 namespace {
 
@@ -31,7 +31,7 @@ struct Timestamp {
 
 void write_located(uint32_t type, const char* path, uint32_t line, const char* text) {
   const char* name = NUV_ESyslogType_name(type);
-  const char* file = userlib::base_name(text_or_empty(path));
+  const char* file = nuv::base_name(text_or_empty(path));
   if (g_to_syslog != 0) {
     syslog(LOG_ALERT, "%s:%s:%d:%s", name, file, static_cast<int>(line), text_or_empty(text));
     return;
@@ -78,8 +78,7 @@ void NUV_Syslog_error(const char* a_file, uint32_t a_line, const char* a_text) {
 
 void NUV_Syslog_dump(const char* /*a_file*/, uint32_t /*a_line*/, const char* a_title, const void* a_data,
                      uint32_t a_length) {
-  userlib::for_each_hex_line(a_data, a_length,
-                             [a_title](const char* hex) { write_short(text_or_empty(a_title), hex); });
+  nuv::for_each_hex_line(a_data, a_length, [a_title](const char* hex) { write_short(text_or_empty(a_title), hex); });
 }
 
 const char* NUV_ESyslogType_name(uint32_t a_type) {

@@ -13,7 +13,7 @@
 #include "core/text.h"
 #include "tracing/nuv_sysloglevel_internal.h"
 
-namespace userlib {
+namespace nuv {
 
 constinit TraceOutput g_trace_output = {1, 0, {}, nullptr};
 
@@ -59,14 +59,14 @@ void print_line(std::initializer_list<const char*> texts) {
   fwrite(line, 1, length, stdout);
 }
 
-}  // namespace userlib
+}  // namespace nuv
 
-using userlib::Decimal;
-using userlib::g_trace_output;
-using userlib::print_line;
-using userlib::SyslogLine;
-using userlib::text_or_empty;
-using userlib::Timestamp;
+using nuv::Decimal;
+using nuv::g_trace_output;
+using nuv::print_line;
+using nuv::SyslogLine;
+using nuv::text_or_empty;
+using nuv::Timestamp;
 
 namespace {
 
@@ -95,7 +95,7 @@ const char* work_out_date(time_t second, const char* months, const char* zone) {
     return "";
   }
   if (strlen(zone) < sizeof g_date.zone) {
-    userlib::store_text(g_date.zone, zone);
+    nuv::store_text(g_date.zone, zone);
     g_date.second = second;
     g_date.months = months;
   }
@@ -149,13 +149,13 @@ void NUV_Sysloglevel_set(uint32_t a_flag) {
 }
 
 void NUV_Sysloglevel_setConsole(uint32_t a_flag) {
-  if (!userlib::console_is_kept_quiet()) {
+  if (!nuv::console_is_kept_quiet()) {
     g_trace_output.console = static_cast<uint8_t>(a_flag);
   }
 }
 
 void NUV_Sysloglevel_assert(const char* a_file, uint32_t a_line, const char* a_text) {
-  const char* file = userlib::base_name(text_or_empty(a_file));
+  const char* file = nuv::base_name(text_or_empty(a_file));
   const char* text = text_or_empty(a_text);
   if (g_trace_output.syslog != 0) {
     const SyslogLine line;

@@ -11,9 +11,9 @@
 #include "nuv_sysloglevel.h"
 #include "tracing/nuv_sysloglevel_internal.h"
 
-using userlib::g_modules;
-using userlib::g_trace_output;
-using userlib::text_or_empty;
+using nuv::g_modules;
+using nuv::g_trace_output;
+using nuv::text_or_empty;
 
 namespace {
 

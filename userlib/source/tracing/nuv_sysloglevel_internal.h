@@ -11,7 +11,7 @@
 
 #include "nuv_sysloglevel.h"
 
-namespace userlib {
+namespace nuv {
 
 struct TraceOutput {
   uint8_t syslog;             // 0: off
@@ -62,6 +62,6 @@ class SyslogLine {
   SyslogLine& operator=(const SyslogLine&) = delete;
 };
 
-}  // namespace userlib
+}  // namespace nuv
 
 #endif

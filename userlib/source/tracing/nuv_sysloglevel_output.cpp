@@ -8,12 +8,12 @@
 #include "tracing/hex_lines.h"
 #include "tracing/nuv_sysloglevel_internal.h"
 
-using userlib::Decimal;
-using userlib::g_trace_output;
-using userlib::print_line;
-using userlib::SyslogLine;
-using userlib::text_or_empty;
-using userlib::Timestamp;
+using nuv::Decimal;
+using nuv::g_trace_output;
+using nuv::print_line;
+using nuv::SyslogLine;
+using nuv::text_or_empty;
+using nuv::Timestamp;
 
 namespace {
 
@@ -35,7 +35,7 @@ unsigned outputs_of(int module, uint32_t type) {
 }
 
 const char* file_name(const char* path) {
-  return userlib::base_name(text_or_empty(path));
+  return nuv::base_name(text_or_empty(path));
 }
 
 // Writes what a module has to say that is not registered, and reports it. The line goes to the system log even while that
@@ -188,7 +188,7 @@ void NUV_Sysloglevel_tracemf(int a_ModulHandle, const char* a_fromName, uint32_t
 
 void NUV_Sysloglevel_dump(int a_ModulHandle, const char* /*a_file*/, uint32_t /*a_line*/, const char* a_title,
                           const void* a_data, uint32_t a_length) {
-  userlib::for_each_hex_line(a_data, a_length, [a_ModulHandle, a_title](const char* hex) {
+  nuv::for_each_hex_line(a_data, a_length, [a_ModulHandle, a_title](const char* hex) {
     write_dump_line(a_ModulHandle, text_or_empty(a_title), hex);
   });
 }

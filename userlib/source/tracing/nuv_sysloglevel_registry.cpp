@@ -12,15 +12,15 @@
 #include "nuv_tracelevelinit.h"
 #include "tracing/nuv_sysloglevel_internal.h"
 
-namespace userlib {
+namespace nuv {
 
 constinit ModuleRegistry g_modules = {};
 
-}  // namespace userlib
+}  // namespace nuv
 
-using userlib::g_modules;
-using userlib::g_trace_output;
-using userlib::text_or_empty;
+using nuv::g_modules;
+using nuv::g_trace_output;
+using nuv::text_or_empty;
 
 namespace {
 
@@ -68,7 +68,7 @@ bool is_handle(int handle) {
 
 // As much of a name as an entry holds.
 std::string_view as_module_name(const char* text) {
-  return userlib::first_characters(text_or_empty(text), kNameLength);
+  return nuv::first_characters(text_or_empty(text), kNameLength);
 }
 
 bool is_free(const NUV_SysloglevelModul& module) {
@@ -85,12 +85,12 @@ int find_place(std::string_view name) {
 
 NUV_SysloglevelModul& enter(int place, std::string_view name) {
   NUV_SysloglevelModul& module = g_modules[static_cast<size_t>(place)];
-  userlib::store_text(module.szModulName, name);
+  nuv::store_text(module.szModulName, name);
   return module;
 }
 
 void restore_from(const char* path) {
-  const userlib::FilePtr file = userlib::open_file(path, "r");
+  const nuv::FilePtr file = nuv::open_file(path, "r");
   if (file == nullptr) {
     printf("The given Init-File (%s) of TraceLevel could not open.\n", path);
     return;
@@ -107,7 +107,7 @@ void copy_modules_to_table(Level& table) {
     }
     TableEntry& row = table.TableEntry[table.u16ActSize];
     row.u16TableId = table.u16ActSize;
-    userlib::store_text(row.szModulName, module.szModulName);
+    nuv::store_text(row.szModulName, module.szModulName);
     row.u32TraceLevel = module.u32TraceLevel;
     ++table.u16ActSize;
   }
@@ -123,7 +123,7 @@ int NUV_Sysloglevel_construct(const char* a_file) {
   } else {
     NUV_TraceLevelInit_construct(&gTraceLevelInit);
   }
-  if (userlib::console_is_kept_quiet()) {
+  if (nuv::console_is_kept_quiet()) {
     g_trace_output.console = 0;
   }
   return 1;
@@ -207,7 +207,7 @@ int NUV_Sysloglevel_readInitFile(const char* a_path) {
 
 bool NUV_Sysloglevel_saveInitFile(const char* a_path) {
   copy_modules_to_table(gTraceLevelInit.Level);
-  userlib::FilePtr file = userlib::open_file(text_or_empty(a_path), "w");
+  nuv::FilePtr file = nuv::open_file(text_or_empty(a_path), "w");
   if (file == nullptr) {
     return false;
   }

@@ -110,6 +110,6 @@ bool NUV_TraceLevelInit_checkIntegrity(const TraceLevelInit* a_this) {
 }
 
 void NUV_TraceLevelInit_integrityWarning(const char* a_pszTableName) {
-  const char* text = VAStr("integrity check failed for %s", userlib::text_or_empty(a_pszTableName));
+  const char* text = VAStr("integrity check failed for %s", nuv::text_or_empty(a_pszTableName));
   NUV_Sysloglevel_warning(gmodulHandleTraceLevelInit, kFamily, __LINE__, text);
 }
