@@ -8,7 +8,7 @@
 
 #include "doubles/descriptors.h"
 #include "doubles/fault_loop.h"
-#include "doubles/trace_test.h"
+#include "doubles/trace_fixture.h"
 #include "nuv_sysloglevel.h"
 #include "tracing/nuv_sysloglevel_internal.h"
 

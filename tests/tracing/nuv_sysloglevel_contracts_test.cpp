@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "doubles/trace_test.h"
+#include "doubles/trace_fixture.h"
 #include "doubles/violation.h"
 #include "nuv_sysloglevel.h"
 #include "nuv_tracelevelinit.h"

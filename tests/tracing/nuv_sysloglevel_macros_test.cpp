@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "doubles/trace_test.h"
+#include "doubles/trace_fixture.h"
 #include "log_macro_calls.h"
 #include "nuv_sysloglevel.h"
 #include "nuv_utility.h"

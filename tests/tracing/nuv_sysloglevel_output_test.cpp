@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "doubles/first_report.h"
-#include "doubles/trace_test.h"
+#include "doubles/trace_fixture.h"
 #include "nuv_sysloglevel.h"
 #include "tracing/nuv_sysloglevel_internal.h"
 

@@ -13,7 +13,7 @@
 #include "doubles/descriptors.h"
 #include "doubles/fault_injector.h"
 #include "doubles/fault_loop.h"
-#include "doubles/trace_test.h"
+#include "doubles/trace_fixture.h"
 #include "nuv_sysloglevel.h"
 #include "nuv_tracelevelinit.h"
 #include "tracing/nuv_sysloglevel_internal.h"

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "doubles/streams.h"
-#include "doubles/trace_test.h"
+#include "doubles/trace_fixture.h"
 #include "doubles/violation.h"
 #include "nuv_sysloglevel.h"
 #include "nuv_tracelevelinit.h"

@@ -10,7 +10,7 @@
 
 #include "doubles/fault_loop.h"
 #include "doubles/streams.h"
-#include "doubles/trace_test.h"
+#include "doubles/trace_fixture.h"
 #include "nuv_sysloglevel.h"
 #include "tracing/nuv_sysloglevel_internal.h"
 

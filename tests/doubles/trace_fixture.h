@@ -1,6 +1,6 @@
 // What the tests of the trace facility have in common.
-#ifndef TESTS_SUPPORT_TRACE_TEST_H
-#define TESTS_SUPPORT_TRACE_TEST_H
+#ifndef TESTS_SUPPORT_TRACE_FIXTURE_H
+#define TESTS_SUPPORT_TRACE_FIXTURE_H
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "doubles/trace_test.h"
+#include "doubles/trace_fixture.h"
 
 #include <syslog.h>
 #include <time.h>
