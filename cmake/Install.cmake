@@ -98,7 +98,7 @@ install(
   DESTINATION ${CMAKE_INSTALL_DOCDIR}
   COMPONENT Documentation
   OPTIONAL)
-# Manual pages go with what they are about. Tools bring their own.
+# Manual pages go with what they are about. Tools bring their own, and section 3 is written by docs/ManPages.cmake.
 file(GLOB USERLIB_MAN_PAGES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.[2-8])
 foreach(page IN LISTS USERLIB_MAN_PAGES)
   get_filename_component(section ${page} LAST_EXT)

@@ -1,27 +1,44 @@
-# The man pages as a tree that man can look into: a page for each family and, for each name in its NAME section, one more
-# that leads to it, so that both "man nuv_frame" and "man NUV_Frame_swap" find it.
+# The man pages as a tree that man can look into. Those of section 3 are written when the library is built, one for each
+# family from its header, and for each function one more that leads to its family's, so that both "man nuv_frame" and
+# "man NUV_Frame_swap" find it. That takes Python; without it there is everything but section 3.
 set(USERLIB_MAN_TREE ${CMAKE_CURRENT_BINARY_DIR}/man)
-file(GLOB USERLIB_MAN_SOURCES CONFIGURE_DEPENDS man/*.[1-8])
-set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${USERLIB_MAN_SOURCES})
-file(REMOVE_RECURSE ${USERLIB_MAN_TREE})
-set(USERLIB_MAN_PAGES)
-set(USERLIB_MAN_LINKS)
-
-foreach(page IN LISTS USERLIB_MAN_SOURCES)
+file(GLOB pages CONFIGURE_DEPENDS man/*.[1-8])
+foreach(page IN LISTS pages)
+  string(REGEX MATCH "[1-8]$" section ${page})
   get_filename_component(file ${page} NAME)
-  string(REGEX MATCH "[1-8]$" section ${file})
   configure_file(${page} ${USERLIB_MAN_TREE}/man${section}/${file} COPYONLY)
-  list(APPEND USERLIB_MAN_PAGES ${USERLIB_MAN_TREE}/man${section}/${file})
-  if(NOT section EQUAL 3)
-    continue()
-  endif()
-  file(STRINGS ${page} lines REGEX "^\\.(Nm|Sh) ")
-  foreach(line IN LISTS lines)
-    if(line MATCHES "^\\.Sh SYNOPSIS")
-      break()
-    elseif(line MATCHES "^\\.Nm ([A-Za-z0-9_]+)")
-      file(WRITE ${USERLIB_MAN_TREE}/man3/${CMAKE_MATCH_1}.3 ".so man3/${file}\n")
-      list(APPEND USERLIB_MAN_LINKS ${USERLIB_MAN_TREE}/man3/${CMAKE_MATCH_1}.3)
-    endif()
-  endforeach()
 endforeach()
+
+find_package(Python3 COMPONENTS Interpreter)
+if(Python3_FOUND)
+  set(USERLIB_MAN_COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/tools/man_pages.py --output
+                          ${USERLIB_MAN_TREE}/man3 ${PROJECT_SOURCE_DIR})
+  file(GLOB read CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/userlib/include/*.h families/*.md examples/*.c examples/*.out
+       tools/*.py)
+  add_custom_command(
+    OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/man3.stamp
+    COMMAND ${USERLIB_MAN_COMMAND}
+    COMMAND ${CMAKE_COMMAND} -E touch ${CMAKE_CURRENT_BINARY_DIR}/man3.stamp
+    DEPENDS ${read} contracts.md
+    COMMENT "Writing the man pages of section 3"
+    VERBATIM)
+  add_custom_target(man ALL DEPENDS ${CMAKE_CURRENT_BINARY_DIR}/man3.stamp)
+  set(USERLIB_MAN_HINT "the target \\\"man\\\" was not built")
+else()
+  message(STATUS "There is no Python 3, so the man pages of section 3 are left out")
+  set(USERLIB_MAN_HINT "they are written with Python 3, which was not found when the build was configured")
+endif()
+
+if(USERLIB_INSTALL)
+  install(
+    DIRECTORY ${USERLIB_MAN_TREE}/man3
+    DESTINATION ${CMAKE_INSTALL_MANDIR}
+    COMPONENT Development
+    OPTIONAL)
+  install(
+    CODE "
+    if(NOT EXISTS \"${USERLIB_MAN_TREE}/man3/nuv_assert.3\")
+      message(STATUS \"Not installed: the man pages of section 3; ${USERLIB_MAN_HINT}\")
+    endif()"
+    COMPONENT Development)
+endif()

@@ -11,7 +11,10 @@ if(Python3_FOUND)
              COMMAND_EXPAND_LISTS)
   endfunction()
 
-  add_docs_check(contracts check_contracts.py ${PROJECT_SOURCE_DIR}/userlib/source ${CMAKE_CURRENT_SOURCE_DIR}/families)
+  # Every contract stands in one page, which is what the sources say. The check must notice what differs.
+  add_docs_check(contracts contracts_page.py --check ${PROJECT_SOURCE_DIR})
+  add_test(NAME docs.contracts.notices COMMAND Python3::Interpreter
+                                               ${PROJECT_SOURCE_DIR}/tests/tools/docs/contracts_test.py)
   # Includes point down; the picture of them is the one that they make. The check must notice each way of breaking that.
   add_docs_check(layers check_layers.py ${PROJECT_SOURCE_DIR})
   add_docs_check(include_graph include_graph.py --check ${PROJECT_SOURCE_DIR})
@@ -29,8 +32,12 @@ if(Python3_FOUND)
     set_tests_properties(docs.links.html PROPERTIES FIXTURES_REQUIRED reference)
   endif()
   add_docs_check(man.up_to_date man_pages.py --check ${PROJECT_SOURCE_DIR})
-  add_docs_check(man.declarations check_man.py ${PROJECT_SOURCE_DIR}/userlib/userlib.map ${pages}
+  # The pages that the build writes, as they are now.
+  add_test(NAME docs.man.written COMMAND ${USERLIB_MAN_COMMAND})
+  set_tests_properties(docs.man.written PROPERTIES FIXTURES_SETUP man)
+  add_docs_check(man.declarations check_man.py ${PROJECT_SOURCE_DIR}/userlib/userlib.map ${USERLIB_MAN_TREE}/man3
                  ${CMAKE_CURRENT_BINARY_DIR}/check_man ${CMAKE_C_COMPILER} -std=c99 -pedantic -I${headers})
+  set_tests_properties(docs.man.declarations PROPERTIES FIXTURES_REQUIRED man)
   if(TARGET phoned)
     add_docs_check(man.options.phoned check_options.py $<TARGET_FILE:phoned> ${pages}/phoned.8)
     add_docs_check(man.options.phonectl check_options.py $<TARGET_FILE:phonectl> ${pages}/phonectl.8)
@@ -43,9 +50,9 @@ if(Python3_FOUND)
 endif()
 
 find_program(MANDOC mandoc)
-if(MANDOC)
-  add_test(NAME docs.man.lint COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/tools/lint_man.sh ${MANDOC} ${USERLIB_MAN_TREE}
-                                      ${USERLIB_MAN_PAGES})
+if(MANDOC AND Python3_FOUND)
+  add_test(NAME docs.man.lint COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/tools/lint_man.sh ${MANDOC} ${USERLIB_MAN_TREE})
+  set_tests_properties(docs.man.lint PROPERTIES FIXTURES_REQUIRED man)
 endif()
 
 # Which calls of the C library a family needs, in the page for those who port it. Instrumented objects, and those of other

@@ -40,7 +40,7 @@ def main():
     exported = set(re.findall(r"(\w+);", re.search(r"global:(.*?)local:", text, re.S).group(1)))
     folder = next(option[len("-I") :] for option in compiler if option.startswith("-I"))
     for header in Path(folder).glob("nuv_*.h"):
-        exported |= {item.name for item in headers.items(header) if item.is_inline}
+        exported |= {each.name for item in headers.items(header) for each in item.declarations if each.is_inline}
     complaints, code = [], ["#include <userlib.h>"]
     where = {"NAME": {}, "SYNOPSIS": {}}
     for path in sorted(Path(pages).glob("nuv_*.3")):

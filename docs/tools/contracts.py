@@ -1,6 +1,9 @@
-"""The contracts of the library, read from its sources: what each check reports, under which family, as which class."""
+"""The contracts of the library, read from its sources: what each check reports, under which family, as which class, and in
+which functions."""
 import re
 from pathlib import Path
+
+import headers
 
 CLASSES = {
     "NUV_REQUIRE": "require failed",
@@ -15,6 +18,10 @@ CHECK = re.compile(r"\b(" + "|".join(sorted(CLASSES, key=len, reverse=True)) + r
 FAMILY = re.compile(r'constexpr char kFamily\[\] = "(\w+)";')
 LITERAL = re.compile(r'"((?:[^"\\]|\\.)*)"')
 COMMENT = re.compile(r'"(?:[^"\\\n]|\\.)*"|//[^\n]*|/\*.*?\*/', re.S)
+# Functions and records begin at the left margin, and so does the bracket that ends them.
+DEFINITION = re.compile(r"^(?![}#\s])[^;{}]*\{\n.*?^\};?$", re.M | re.S)
+RECORD = re.compile(r"^(?:template <[^>]*>\s*)?(?:class|struct) (\w+)")
+NOT_A_BODY = re.compile(r'^(?:namespace|extern|enum)\b|^[^({]*= *\{')
 
 
 def without_comments(source):
@@ -48,29 +55,102 @@ def as_text(expression):
 
 
 def texts(macro, source, start):
-    """The texts that a check can report. One that is no literal names a member, whose values are looked up."""
+    """Pairs of a text that a check can report, and the object that holds it: None for a literal. A text that is no literal
+    names a member, whose values are looked up."""
     parts = arguments(source, start)
     if not macro.endswith("_TEXT"):
-        return [as_text(",".join(parts))]
+        return [(as_text(",".join(parts)), None)]
     literals = LITERAL.findall(parts[-1])
     if literals:
-        return ["".join(literals)]
+        return [("".join(literals), None)]
     member = parts[-1].strip().split(".")[-1]
     record = re.search(r"struct (\w+) \{[^}]*\b%s;" % re.escape(member), source)
     if not record:
         raise SystemExit("contracts: cannot tell what '%s' is" % parts[-1].strip())
-    return re.findall(r'constexpr %s \w+ = \{[^"]*"([^"]*)"\};' % record.group(1), source)
+    objects = re.findall(r'constexpr %s (\w+) = \{[^"]*"([^"]*)"\};' % record.group(1), source)
+    return [(text, name) for name, text in objects]
+
+
+def definitions(source):
+    """Triples of a function's name, where its definition begins and where it ends; a record counts as one function."""
+    # Namespaces are no bodies: their brackets would hide what they hold.
+    source = re.sub(r"^(?:namespace[^{;\n]*|extern \"C\" )\{", lambda match: ";" + " " * (len(match.group()) - 1), source,
+                    flags=re.M)
+    for match in DEFINITION.finditer(source):
+        text = match.group()
+        if NOT_A_BODY.match(text):
+            continue
+        record = RECORD.match(text)
+        head = re.sub(r"\[\[.*?\]\]", "", text[: text.index("{")], flags=re.S)
+        name = record or re.search(r"(\w+)\s*\(", head)
+        if name:
+            yield name.group(1), match.start(), match.end()
+
+
+class Sources:
+    """Every source of the library, and which functions call which."""
+
+    def __init__(self, folder):
+        paths = [path for path in sorted(Path(folder).glob("*/*")) if path.name != "contract.h"]
+        self.texts = {path: without_comments(path.read_text(encoding="utf-8")) for path in paths}
+        self.functions = {path: list(definitions(text)) for path, text in self.texts.items()}
+        self.exported = {name for names in headers.exported_names(Path(folder).parent / "include").values()
+                         for name in names}
+
+    def around(self, path, position):
+        for name, start, end in self.functions[path]:
+            if start <= position < end:
+                return name
+        raise SystemExit("contracts: %s has a check outside of a function" % path.name)
+
+    def callers(self, path, name):
+        """The functions that name a helper: of its own file, or of any if a private header declares it."""
+        word = re.compile(r"\b%s\b" % re.escape(name))
+        is_shared = any(word.search(text) for other, text in self.texts.items() if other.suffix == ".h")
+        for other in self.texts if is_shared else [path]:
+            for caller, start, end in self.functions[other]:
+                if caller != name and word.search(self.texts[other][start:end]):
+                    yield other, caller, self.texts[other][start:end]
+
+    def checking(self, path, name, holder=None, seen=()):
+        """The exported functions that run a check: the one that it stands in, or those that call the helper that it stands
+        in. If its text comes from an object, only those on whose way that object is named."""
+        if name in self.exported:
+            return set() if holder else {name}
+        result = set()
+        for other, caller, body in self.callers(path, name):
+            if (other, caller) not in seen:
+                is_named = not holder or re.search(r"\b%s\b" % holder, body)
+                result |= self.checking(other, caller, None if is_named else holder, seen + ((other, caller),))
+        return result
 
 
 def contracts(source_folder):
-    """Maps each name under which contracts are reported to its set of (class, text)."""
-    found = {}
-    for path in sorted(Path(source_folder).glob("*/nuv_*.cpp")):
-        source = without_comments(path.read_text())
-        family = FAMILY.search(source)
-        for check in CHECK.finditer(source):
+    """Maps each name under which contracts are reported to its contracts in the order of the sources: each pair of class
+    and text to the set of exported functions that check it."""
+    sources, found = Sources(source_folder), {}
+    for path, text in sources.texts.items():
+        family = FAMILY.search(text)
+        for check in CHECK.finditer(text):
             if not family:
                 raise SystemExit("contracts: %s has a check but no kFamily" % path.name)
-            for text in texts(check.group(1), source, check.end()):
-                found.setdefault(family.group(1), set()).add((CLASSES[check.group(1)], text))
+            function = sources.around(path, check.start())
+            for report, holder in texts(check.group(1), text, check.end()):
+                rows = found.setdefault(family.group(1), {})
+                row = (CLASSES[check.group(1)], report)
+                rows.setdefault(row, set()).update(sources.checking(path, function, holder))
+    unreached = ["%s: %s: %s" % ((name,) + row) for name, rows in found.items() for row, where in rows.items() if not where]
+    if unreached:
+        raise SystemExit("contracts: no exported function leads to " + ", ".join(unreached))
+    return found
+
+
+def reporters(source_folder):
+    """Maps each name under which contracts are reported to the exported functions of its source files."""
+    sources, found = Sources(source_folder), {}
+    for path, text in sources.texts.items():
+        family = FAMILY.search(text)
+        if family:
+            names = {name for name, _, _ in sources.functions[path]} & sources.exported
+            found.setdefault(family.group(1), set()).update(names)
     return found

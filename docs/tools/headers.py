@@ -8,12 +8,15 @@ BODY = re.compile(r"\s*\{.*\}$", re.S)
 ATTRIBUTE = re.compile(r"\bNUV_(?:API|COLD|INLINE)\b|\bNUV_(?:PRINTF|SCANF)\([^)]*\)")
 
 
-class Item:
-    """A comment, and the declaration behind it, which is empty for a comment that stands alone."""
+class Declaration:
+    """One declaration, or the definition of a macro or an inline function."""
 
-    def __init__(self, text, code):
-        self.text = text
+    def __init__(self, code):
         self.code = code
+
+    @property
+    def is_macro(self):
+        return self.code.startswith("#define")
 
     @property
     def is_inline(self):
@@ -28,6 +31,10 @@ class Item:
         return bool(re.search(r"\bNUV_API\b", self.code)) and not self.is_function
 
     @property
+    def is_exported(self):
+        return self.is_function or self.is_variable
+
+    @property
     def declaration(self):
         """The code on one line, without attributes and body."""
         code = BODY.sub(";", self.code) if self.is_inline else self.code
@@ -35,8 +42,23 @@ class Item:
 
     @property
     def name(self):
+        if self.is_macro:
+            return re.match(r"#define (\w+)", self.code).group(1)
         before = self.declaration.split("(")[0] if self.is_function else self.declaration.split("[")[0]
         return re.findall(r"\w+", before)[-1]
+
+
+class Item:
+    """A comment, and the declarations behind it: none for a comment that stands alone, several for one about a block."""
+
+    def __init__(self, text, pieces):
+        self.text = text
+        self.declarations = [Declaration(piece) for piece in pieces]
+        self.code = "\n".join(pieces)
+
+    @property
+    def exported(self):
+        return [each for each in self.declarations if each.is_exported]
 
 
 def plain(comment):
@@ -80,14 +102,23 @@ def items(path):
             if not skipped or not found:
                 break
             start = skipped.end()
-        code = ""
+        pieces = []
         if found and start < len(text) and not text.startswith("/*", start):
             # Lines without a comment of their own belong to the declaration in front of them.
             end = end_of_code(text, start)
+            pieces = [text[start:end]]
             while text.startswith("\n", end) and re.match(r"\n(?!\n|/\*|#else|#endif|#ifdef|\}|$)", text[end : end + 10]):
-                end = end_of_code(text, end + 1)
+                start = end + 1
+                end = end_of_code(text, start)
+                pieces.append(text[start:end])
             behind = re.match(r" */\*\*<.*?\*/", text[end:], re.S)
             position = end + (behind.end() if behind else 0)
-            code = text[start:position]
-        if not (comment.group("behind") and not code):
-            found.append(Item(plain(comment.group("text")), code))
+            pieces[-1] += text[end:position]
+        if not (comment.group("behind") and not pieces):
+            found.append(Item(plain(comment.group("text")), pieces))
+
+
+def exported_names(folder):
+    """The names of what the headers of a folder declare as exported, by the name of the header's family."""
+    return {path.stem: [each.name for item in items(path) for each in item.exported]
+            for path in sorted(Path(folder).glob("nuv_*.h"))}

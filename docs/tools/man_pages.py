@@ -1,11 +1,14 @@
 #!/usr/bin/env python3
-"""Writes the man pages of section 3 from the public headers, one for each family.
+"""Writes the man pages of section 3 from the public headers, one for each family, and the examples in the other pages.
 
+    man_pages.py --output <folder> <project folder>
     man_pages.py [--check] <project folder>
 
-A page says what the header says, shows the family's example program whole, and lists the contracts of the family's page in
-docs/families. In the other pages, what stands below a line '.\\" example <file> [<first>-<last>]' is taken from that file of
-docs/examples. With --check nothing is written: each page that differs from what would be written is complained about.
+A page of section 3 says what the header says, then what the sections of the family's page in docs/families tell, shows the
+family's example program whole, and lists the family's contracts from docs/contracts.md. These pages are not kept: the build
+has them written to a folder of its own. The other pages are written by hand; what stands in them below a line
+'.\\" example <file> [<first>-<last>]' is taken from that file of docs/examples, and written anew without --output. With
+--check nothing is written: each page that differs from what would be written is complained about.
 """
 import re
 import sys
@@ -13,10 +16,12 @@ import textwrap
 from pathlib import Path
 
 import headers
-from check_contracts import HEADING, ROW
+from contracts_page import rows_of
 
 DATE = "November 21, 2026"
 CALL = re.compile(r'^([("]*)([A-Za-z_]\w*)\(\)(\S*)$')
+LINK = re.compile(r"\[([^\]]*)\]\(([^)]*)\)", re.S)
+MACRO = re.compile(r"^[A-Z][a-z]$|^[A-Z]{2}$|^%[A-Z]$")
 SENTENCE = re.compile(r'(?<=[.!?])(["\')]*)\s+(?=["\'(]*[A-Z0-9a-z_])')
 RELATED = {
     "addressmanager": ["indexpool"],
@@ -89,46 +94,89 @@ def paragraph(text):
     return lines
 
 
-def prose(text):
-    """The paragraphs, lists and literal blocks of a comment."""
-    lines, blocks = [], []
+def term(text):
+    """The words of a list's term, none of which may be read as a macro."""
+    return ".It " + " ".join("\\&" + word if MACRO.match(word) else word for word in text.replace("\\", "\\e").split())
+
+
+def table(rows):
+    """A table as a list: the first column is the term; the headings of the others stand in front of what they hold."""
+    cells = [[cell.strip() for cell in row.strip().strip("|").split("|")] for row in rows]
+    headings, lines = cells[0], [".Bl -tag -width Ds"]
+    for cell in cells[2:]:
+        rest = cell[1] if len(cell) == 2 else "; ".join(
+            "%s: %s" % pair if pair[0] else pair[1] for pair in zip(headings[1:], cell[1:]) if pair[1])
+        lines += [term(cell[0])] + paragraph(rest)
+    return lines + [".El"]
+
+
+def kind_of(line, previous):
+    """What a line of a text is: text, code, a row of a table, an item of a list or a further line of one, or blank."""
+    if not line.strip():
+        return "blank"
+    if line.startswith("|"):
+        return "row"
+    if re.match(r" ?- ", line):
+        return "item"
+    if previous == "item" and line.startswith("  "):
+        return "item"
+    return "code" if line.startswith("    ") else "text"
+
+
+def blocks_of(text):
+    """Pairs of a kind and the lines of it that belong together."""
+    blocks = []
     for line in text.split("\n"):
-        kind = "blank" if not line else "code" if line.startswith("    ") else "text"
-        if kind == "text" and re.match(r" ?- ", line):
-            kind = "item"
+        previous = blocks[-1][0] if blocks else "blank"
+        kind = kind_of(line, previous)
+        if kind == "item" and re.match(r" ?- ", line):
             blocks.append([kind, [line.lstrip(" -")]])
-        elif kind == "text" and line.startswith("   ") and blocks and blocks[-1][0] == "item":
-            blocks[-1][1].append(line.strip())
-        elif kind == "code" and blocks and blocks[-1][0] == "item" and blocks[-1][1]:
-            blocks[-1][1].append(line.strip())
-        elif kind == "blank" and blocks and blocks[-1][0] == "code":
+        elif kind == "blank" and previous == "code":
             blocks[-1][1].append("")
-        elif kind == "blank":
-            blocks.append(["blank", []])
-        elif blocks and blocks[-1][0] == kind:
-            blocks[-1][1].append(line)
+        elif kind == previous:
+            blocks[-1][1].append(line.strip() if kind == "item" else line)
         else:
             blocks.append([kind, [line]])
-    blocks = [block for block in blocks if block[0] != "blank"]
-    in_list = False
-    for i, (kind, content) in enumerate(blocks):
+    return [block for block in blocks if block[0] != "blank"]
+
+
+def prose(text):
+    """The paragraphs, lists, tables and literal blocks of a comment."""
+    lines, in_list = [], False
+    for i, (kind, content) in enumerate(blocks_of(text)):
         if kind == "item":
-            if not in_list:
-                lines.append(".Bl -bullet")
-                in_list = True
-            lines += [".It"] + paragraph(" ".join(content))
+            lines += ([] if in_list else [".Bl -bullet"]) + [".It"] + paragraph(" ".join(content))
+            in_list = True
             continue
-        if in_list:
-            lines.append(".El")
-            in_list = False
+        lines += [".El"] if in_list else []
+        in_list = False
         if kind == "code":
-            while not content[-1]:
-                content.pop()
-            lines += literal(textwrap.dedent("\n".join(content)).split("\n"))
+            lines += literal(textwrap.dedent("\n".join(content)).rstrip("\n").split("\n"))
+        elif kind == "row":
+            lines += table(content)
         else:
             lines += ([".Pp"] if i > 0 else []) + paragraph(" ".join(content))
-    if in_list:
-        lines.append(".El")
+    return lines + ([".El"] if in_list else [])
+
+
+def plain_markdown(text):
+    """A text of a page without its marks: links lead to man pages where there are some."""
+
+    def link(match):
+        page = re.match(r"(\w+)\.md", match.group(2))
+        return match.group(1) + (" (nuv_%s(3))" % page.group(1) if page else "")
+
+    text = re.sub(r"^```\w*\n(.*?)^```$", lambda code: textwrap.indent(code.group(1), "    "), text, flags=re.M | re.S)
+    return LINK.sub(link, text).replace("`", "").replace("**", "")
+
+
+def sections(page):
+    """What the page of a family tells beyond its header: its sections, but for the example and the contracts."""
+    lines = []
+    for section in re.split(r"^## ", page, flags=re.M)[1:]:
+        title, _, text = section.partition("\n")
+        if title not in ("Example", "Contracts"):
+            lines += [".Ss " + title.replace("`", "")] + prose(plain_markdown(text).strip("\n"))
     return lines
 
 
@@ -149,27 +197,35 @@ def mdoc_type(text):
     return re.sub(r"(\w)(\*+) ?", r"\1 \2", text).strip()
 
 
-def synopsis(item):
-    if item.is_variable:
-        return [".Vt " + mdoc_type(item.declaration).rstrip(";") + " ;"]
-    result, name, rest = re.match(r"(.*?)(\w+)\((.*)\);$", item.declaration).groups()
+def synopsis(each):
+    if each.is_variable:
+        return [".Vt " + mdoc_type(each.declaration).rstrip(";") + " ;"]
+    result, name, rest = re.match(r"(.*?)(\w+)\((.*)\);$", each.declaration).groups()
     arguments = [] if rest == "void" else [mdoc_type(argument.strip()) for argument in rest.split(",")]
     return [".Ft " + mdoc_type(result), ".Fn %s %s" % (name, " ".join('"%s"' % text for text in arguments or ["void"]))]
 
 
 def without_name(item):
     """An operation's text opens with its name, which the page shows in front of it anyway."""
-    text = item.text
-    if item.is_function and re.match(re.escape(item.name) + r"\s+[a-z]", text):
-        text = text[len(item.name) :].lstrip()
+    text, each = item.text, item.declarations[0]
+    if len(item.declarations) == 1 and each.is_function and re.match(re.escape(each.name) + r"\s+[a-z]", text):
+        text = text[len(each.name) :].lstrip()
         text = text[0].upper() + text[1:]
     return text
 
 
+def list_term(item):
+    """What a text is about: one name, or all those of a block."""
+    macros = ["Dv " + each.name if each.is_macro else "Fn " + each.name if each.is_function else "Va " + each.name
+              for each in item.declarations]
+    if len(macros) == 1:
+        return [".It " + macros[0]]
+    return [".It Xo"] + ["." + macro + " ," for macro in macros[:-1]] + ["." + macros[-1], ".Xc"]
+
+
 def description(items):
     """What stands below the opening comment: records and constants first, then the operations."""
-    records = [item for item in items if item.code and not (item.is_function or item.is_variable)]
-    constants = [item for item in records if "NUV_LOG_" not in item.code]
+    constants = [item for item in items if item.code and not item.exported and "NUV_LOG_" not in item.code]
     lines = []
     if constants:
         lines.append(".Ss Records and constants")
@@ -192,12 +248,7 @@ def description(items):
             if not in_list:
                 lines.append(".Bl -tag -width Ds")
                 in_list = True
-            if item.code.startswith("#define"):
-                macro = item.code[len("#define ") :]
-                term = "Dv " + re.match(r"\w+", macro).group()
-            else:
-                term = ("Fn " if item.is_function else "Va ") + item.name
-            lines += [".It " + term] + prose(without_name(item))
+            lines += list_term(item) + prose(without_name(item))
         elif item.text == "@}":
             lines += [".El"] if in_list else []
             in_list = False
@@ -205,18 +256,18 @@ def description(items):
     return lines + ([".El"] if in_list else [])
 
 
-def diagnostics(page):
+def diagnostics(family, reports):
     lines = []
-    for line in page.read_text(encoding="utf-8").split("\n"):
-        heading, row = HEADING.match(line), ROW.match(line)
-        if heading:
-            lines += [".El", ".Pp"] if lines else []
-            lines += ["Reported under", ".Dq %s :" % heading.group(1), ".Bl -tag -width Ds"]
-        elif row:
-            kind, text, meaning = row.groups()
-            lines += [".It %s: %s" % (kind, text.replace("()", "\\&()"))] + paragraph(
-                (meaning[0].upper() + meaning[1:]).replace("`", "") + "."
-            )
+    for name in sorted(reports):
+        if not (name + "_").startswith("nuv_%s_" % family):
+            continue
+        lines += [".El", ".Pp"] if lines else []
+        lines += ["Reported under", ".Dq %s :" % name, ".Bl -tag -width Ds"]
+        for kind, text, where, meaning in reports[name]:
+            where = "every operation" if where == "all" else where.replace("all but", "every operation but")
+            said = "%s (%s)." % (meaning[0].upper() + meaning[1:], where)
+            lines += [term("%s: %s" % (kind, text.replace("()", "\0&()"))).replace("\0", "\\")]
+            lines += paragraph(plain_markdown(said))
     if not lines:
         return ["This family checks no contracts."]
     return lines + [
@@ -227,24 +278,25 @@ def diagnostics(page):
     ]
 
 
-def page_of(family, project):
+def page_of(family, project, reports):
     items = headers.items(project / "userlib/include" / ("nuv_%s.h" % family))
     opening = items[0].text.replace("@file\n", "")
     title, _, body = opening.partition("\n\n")
-    exported = [item for item in items if item.is_function or item.is_variable]
-    lines = ['.\\" Written by docs/tools/man_pages.py from nuv_%s.h: change that header, not this page.' % family]
+    exported = [each for item in items for each in item.exported]
+    lines = ['.\\" Written by docs/tools/man_pages.py from nuv_%s.h.' % family]
     lines += [".Dd " + DATE, ".Dt NUV_%s 3" % family.upper(), ".Os", ".Sh NAME"]
-    lines += [".Nm %s%s" % (item.name, " ," if item is not exported[-1] else "") for item in exported]
+    lines += [".Nm %s%s" % (each.name, " ," if each is not exported[-1] else "") for each in exported]
     summary = re.sub(r"\s+", " ", title).replace("userlib: ", "", 1).split(". ")[0].rstrip(".")
     lines += [".Nd " + summary, ".Sh SYNOPSIS", ".In userlib.h"]
-    for item in exported:
-        lines += synopsis(item)
+    for each in exported:
+        lines += synopsis(each)
     lines += [".Pp", "Link with", ".Fl luserlib .", ".Sh DESCRIPTION"]
     lines += prose(body) + description(items[1:])
+    lines += sections((project / "docs/families" / (family + ".md")).read_text(encoding="utf-8"))
     example = (project / "docs/examples" / (family + ".c")).read_text(encoding="utf-8").rstrip("\n").split("\n")
     printed = (project / "docs/examples" / (family + ".out")).read_text(encoding="utf-8").rstrip("\n").split("\n")
     lines += [".Sh EXAMPLES"] + literal(example) + [".Pp", "It prints:"] + literal(printed)
-    lines += [".Sh DIAGNOSTICS"] + diagnostics(project / "docs/families" / (family + ".md"))
+    lines += [".Sh DIAGNOSTICS"] + diagnostics(family, reports)
     lines += [".Sh SEE ALSO"]
     related = sorted("nuv_%s" % other for other in RELATED.get(family, []))
     lines += [".Xr %s 3 ," % name for name in related] + [".Xr userlib 7"]
@@ -266,19 +318,41 @@ def with_examples(page, project):
     return EXAMPLE.sub(example, page.read_text(encoding="utf-8"))
 
 
-def main():
-    is_check = sys.argv[1] == "--check"
-    project = Path(sys.argv[-1])
-    families = [path.stem[len("nuv_") :] for path in sorted((project / "userlib/include").glob("nuv_*.h"))]
-    pages = {project / "docs/man" / ("nuv_%s.3" % name): page_of(name, project) for name in families if name != "api"}
-    for path in sorted((project / "docs/man").glob("*.[1-8]")):
-        if path not in pages and not path.name.startswith("nuv_"):
-            pages[path] = with_examples(path, project)
-    stale = 0
-    for path, text in pages.items():
-        if not is_check:
+def generated(project):
+    """Maps the file name of each page of section 3 to its text: those of the families, and one for each name that leads to
+    its family's."""
+    reports = rows_of((project / "docs/contracts.md").read_text(encoding="utf-8"))
+    pages = {}
+    for family, names in headers.exported_names(project / "userlib/include").items():
+        if family != "nuv_api":
+            pages[family + ".3"] = page_of(family[len("nuv_") :], project, reports)
+            pages.update({name + ".3": ".so man3/%s.3\n" % family for name in names})
+    return pages
+
+
+def write(folder, pages):
+    """Makes the folder hold these pages and no others; what has not changed is left alone."""
+    folder.mkdir(parents=True, exist_ok=True)
+    for path in folder.glob("*.3"):
+        if path.name not in pages:
+            path.unlink()
+    for name, text in pages.items():
+        path = folder / name
+        if not path.exists() or path.read_text(encoding="utf-8") != text:
             path.write_text(text, encoding="utf-8")
-        elif not path.exists() or path.read_text(encoding="utf-8") != text:
+
+
+def main():
+    project = Path(sys.argv[-1])
+    if sys.argv[1] == "--output":
+        write(Path(sys.argv[2]), generated(project))
+        return
+    stale = 0
+    for path in sorted((project / "docs/man").glob("*.[1-8]")):
+        text = with_examples(path, project)
+        if sys.argv[1] != "--check":
+            path.write_text(text, encoding="utf-8")
+        elif path.read_text(encoding="utf-8") != text:
             print("%s: not what docs/tools/man_pages.py would write; run it" % path.name)
             stale += 1
     sys.exit(stale > 0)

@@ -1,0 +1,135 @@
+#!/usr/bin/env python3
+"""Writes docs/contracts.md, the page of everything that a contract can report, from the sources.
+
+    contracts_page.py [--check] <project folder>
+
+A row has what the source says: the class, the text, the functions that check it. What it means is written by hand, in the
+page itself, and kept. A contract that is new gets a row without a meaning. With --check nothing is written: the page must
+be what would be written, each row must have a meaning, and what a header quotes and looks like a condition must be a text
+of its family. Each header has a page in docs/families, and each page that has contracts leads to this one.
+"""
+import re
+import sys
+from pathlib import Path
+
+import headers
+from contracts import contracts, reporters
+
+INTRODUCTION = """# Contracts
+
+Every operation checks what its caller promised. This page lists all of these checks, as `docs/tools/contracts_page.py` finds
+them in the sources: what a report says, which functions make it, and what it means. A report is one line: the name of the
+family, the line of its source file, the class and the text.
+
+    error: nuv_frame:42   :require failed:0 != a_this
+
+| class | what was wrong |
+|---|---|
+| require failed | an argument, or the state on entry |
+| ensure failed | the result, or the state before return |
+| check failed | something inside the operation |
+| null pointer | a member that must be set is null, mostly for want of memory |
+| resource error | something is used up, or the system does not give it |
+
+What follows a report is up to the [error handler](families/assert.md): the one that is installed at the start ends the
+process with status 255. After a handler that returns, the operation carries on as if the check had passed.
+
+Names are short where they can be: in the table of `nuv_frame`, `swap` is `NUV_Frame_swap`.
+"""
+HEADING = re.compile(r"^## (nuv_\w+)")
+COLUMNS = "| class | text | checked by | meaning |"
+ROW = re.compile(r"^\| ([a-z ]+) \| `([^`]+)` \| ([^|]+) \| ([^|]*?) ?\|$")
+CONDITION = re.compile(r" (?:==|!=|<|>|<=|>=) |is_null")
+
+
+def rows_of(page):
+    """What the page says: maps each name to its rows, each a class, a text, those who check it, and what it means."""
+    name, found = None, {}
+    for line in page.split("\n"):
+        heading, row = HEADING.match(line), ROW.match(line)
+        if heading:
+            name = heading.group(1)
+        elif row and name:
+            found.setdefault(name, []).append(row.groups())
+    return found
+
+
+def short(name, functions):
+    """Maps the functions to what a table calls them."""
+    family = name[len("nuv_") :].replace("_access", "").replace("_", "")
+    return {function: re.sub(r"^NUV_%s_(?=[a-z])" % family, "", function, flags=re.I) for function in functions}
+
+
+def checked_by(name, where, all_of_them):
+    names = short(name, where | all_of_them)
+    left = all_of_them - where
+    if where >= all_of_them and len(where) == len(all_of_them) > 1:
+        return "all"
+    if where <= all_of_them and len(where) > 4 and len(left) <= 2:
+        return "all but " + ", ".join("`%s`" % names[each] for each in sorted(left))
+    return ", ".join("`%s`" % names[each] for each in sorted(where))
+
+
+def page_of(project, meanings):
+    source = project / "userlib/source"
+    found, of_family = contracts(source), reporters(source)
+    lines = [INTRODUCTION]
+    for name in sorted(found):
+        lines += ["## " + name, "", COLUMNS, "|---|---|---|---|"]
+        for row, where in found[name].items():
+            meaning = meanings.get((name,) + row, "")
+            lines.append("| %s | `%s` | %s | %s |" % (row + (checked_by(name, where, of_family[name]), meaning)))
+        lines.append("")
+    return "\n".join(lines).replace("|  |", "| |")
+
+
+def belongs(name, family):
+    """Tells whether contracts that are reported under the name are those of the family: nuv_level_access of nuv_level."""
+    return (name + "_").startswith(family + "_")
+
+
+def misquoted(header, rows):
+    known = {row[1] for name, of_name in rows.items() if belongs(name, header.stem) for row in of_name}
+    for item in headers.items(header):
+        text = "\n".join(line for line in item.text.split("\n") if not line.startswith("    "))
+        for quoted in re.findall(r'"([^"]+)"', text):
+            quoted = re.sub(r"\s+", " ", quoted)
+            if CONDITION.search(quoted) and quoted not in known:
+                yield quoted
+
+
+def family_complaints(project, rows):
+    for header in sorted((project / "userlib/include").glob("nuv_*.h")):
+        yield from ("%s: quotes what nobody checks: %s" % (header.name, text) for text in misquoted(header, rows))
+        if header.stem == "nuv_api":
+            continue
+        page = project / "docs/families" / (header.stem[len("nuv_") :] + ".md")
+        has_contracts = any(belongs(name, header.stem) for name in rows)
+        if not page.exists():
+            yield "%s: has no page" % header.name
+        elif has_contracts != ("../contracts.md#" in page.read_text(encoding="utf-8")):
+            yield "%s: %s" % (page.name, "does not lead to its contracts" if has_contracts else "has no contracts to lead to")
+
+
+def main():
+    is_check = sys.argv[1] == "--check"
+    project = Path(sys.argv[-1])
+    path = project / "docs/contracts.md"
+    before = path.read_text(encoding="utf-8") if path.exists() else ""
+    meanings = {(name, kind, text): meaning for name, rows in rows_of(before).items() for kind, text, _, meaning in rows}
+    page = page_of(project, meanings)
+    if not is_check:
+        path.write_text(page, encoding="utf-8")
+    rows = rows_of(page)
+    complaints = ["%s: has no meaning in docs/contracts.md: %s: %s" % (name, kind, text)
+                  for name, of_name in rows.items() for kind, text, _, meaning in of_name if not meaning]
+    if is_check and page != before:
+        complaints.append("docs/contracts.md: not what docs/tools/contracts_page.py would write; run it")
+    if is_check:
+        complaints += family_complaints(project, rows)
+    print("\n".join(complaints + ["%d contracts" % sum(map(len, rows.values()))]))
+    sys.exit(bool(complaints) or not rows)
+
+
+if __name__ == "__main__":
+    main()
