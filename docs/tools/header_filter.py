@@ -3,7 +3,7 @@
 
 The headers are written to be read as they are: what is meant literally stands in double quotes. Doxygen would read tags and
 emphasis into a contract text such as "((void *)0) != a_this", so quoted words become code, and "<" is escaped elsewhere.
-Lines keep their numbers.
+A comment about a block of declarations becomes a comment of each; the lines below it have other numbers then.
 """
 import html
 import re
@@ -65,6 +65,29 @@ def comment(match):
     return "\n".join(result).replace("\x00", "<")
 
 
+def is_declaration(line):
+    return line.startswith(("NUV_API ", "#define "))
+
+
+def is_end_of_declaration(line):
+    return "*/" not in line and not line.endswith(("\\", ",")) and not line.startswith("#if")
+
+
+def distributed(text):
+    """The text with the comment of a block repeated for each declaration that follows the first one without a gap."""
+    result, said, lines = [], None, text.split("\n")
+    for i, line in enumerate(lines):
+        if line.startswith("/**"):
+            end = next(j for j in range(i, len(lines)) if "*/" in lines[j])
+            said = lines[i : end + 1]
+        elif not line:
+            said = None
+        elif said and is_declaration(line) and "/**<" not in line and is_end_of_declaration(lines[i - 1]):
+            result += said
+        result.append(line)
+    return "\n".join(result)
+
+
 def with_link(text, name):
     """The opening comment of a family's header leads to the family's page."""
     family = re.match(r"nuv_(?!api)(\w+)\.h$", name)
@@ -75,4 +98,4 @@ def with_link(text, name):
 
 
 path = Path(sys.argv[1])
-sys.stdout.write(with_link(COMMENT.sub(comment, path.read_text(encoding="utf-8")), path.name))
+sys.stdout.write(with_link(distributed(COMMENT.sub(comment, path.read_text(encoding="utf-8"))), path.name))

@@ -1,23 +1,23 @@
 /** @file
  * userlib: timeout set, the timers of one reactor.
  *
- * The set keeps up to 80 timers in an array inside its own record. Each holds the time that remains until it is due.
- * The owner asks how long it may sleep (NUV_TimeoutSet_setTimeout), sleeps, and tells the set how much time has passed
- * (NUV_TimeoutSet_process): every timer is aged by that time and those that are due call back. A reactor does all of
- * this by itself; use the set directly only to build a loop of your own:
+ * Up to 80 timers in an array, each with the time that remains until it is due. The owner asks how long it may sleep,
+ * sleeps, and tells the set how much time has passed; timers that are due then call back. A reactor does all of this
+ * by itself (nuv_select.h): use a set directly only in a loop of your own.
  *
- *     struct timeval wait = { 10, 0 };
  *     NUV_TimeoutSet_setTimeout(&timers, &wait);
  *     ... sleep no longer than wait, measure elapsed ...
  *     NUV_TimeoutSet_process(&timers, NUV_TIMEOUT_UNLIMITED, &elapsed);
  *     NUV_TimeoutSet_internalRemoveDeleted(&timers);
  *
- * Timers stand densely in the slots 0 to m_uCount - 1 and fire in the order of the slots. A timer that goes leaves its
- * slot to the timer of the last slot, so the order changes.
+ * | what | limit or meaning |
+ * |---|---|
+ * | timers | 80; a full set refuses removals, too |
+ * | callbacks in one pass | 1024; what else is due ages, and fires in the next pass |
+ * | result of a callback | 0 removes the timer, anything else keeps it |
+ * | order | that of the slots, 0 to m_uCount - 1; a timer that goes leaves its slot to the last one |
  *
- * Contracts are reported under "nuv_timeoutset"; every operation first requires "((void *)0) != a_this". The set
- * belongs to one thread. Callbacks run inside NUV_TimeoutSet_process and may call every operation of their set but
- * destruct; they must return, not throw or jump.
+ * Callbacks may call every operation of their set but destruct and process; they must return, not throw or jump.
  */
 #ifndef NUV_TIMEOUTSET_H
 #define NUV_TIMEOUTSET_H
@@ -41,12 +41,10 @@ extern "C" {
 /** The budget that never runs out. */
 #define NUV_TIMEOUT_UNLIMITED UINT32_C(0xFFFFFFFF)
 
-/**
- * What a timer calls when it is due: with its first argument, a pointer to its remaining time, and its second argument.
- * Writing a new time through the pointer arms the timer again (a periodic timer writes its period there). The result 0
- * removes the timer, any other keeps it; a timer that is kept without a new time is due again at once. The pointer
- * leads to this timer until the callback returns, or dispatches or purges the set itself.
- */
+/** What a due timer calls: with its first argument, a pointer to its remaining time, and its second argument. A new
+ * time written through the pointer, both fields, arms the timer again. The result 0 removes the timer; one that is
+ * kept without a new time is due again at once. The pointer is valid until the callback returns, or purges the set
+ * itself. */
 typedef int32_t (*NUV_TimeoutRecvFunc)(void* a_pArg1, struct timeval* a_pTime, uint32_t a_uArg2);
 
 /** One timer. All fields belong to the set. */
@@ -68,10 +66,8 @@ typedef struct TimeoutSet {
   uint8_t m_bProcessing;        /**< 1 while NUV_TimeoutSet_process runs */
 } TimeoutSet;
 
-/**
- * NUV_TimeoutSet_construct makes an empty set and returns 1. Its only heap use is the bit array of the id pool. Without
- * memory for that (reported by the pool) timers can be set and fire, but share one id.
- */
+/** NUV_TimeoutSet_construct makes an empty set and returns 1. It takes the bits of the id pool from malloc; without
+ * memory, which the pool reports, timers fire but share one id. */
 NUV_API int32_t NUV_TimeoutSet_construct(TimeoutSet* a_this);
 
 /** NUV_TimeoutSet_destruct releases the id pool. Timers still in the set never fire. */
@@ -80,46 +76,31 @@ NUV_API void NUV_TimeoutSet_destruct(TimeoutSet* a_this);
 /** NUV_TimeoutSet_available returns 1 if the set holds fewer than 80 timers, else 0. */
 NUV_API int32_t NUV_TimeoutSet_available(const TimeoutSet* a_this);
 
-/**
- * NUV_TimeoutSet_setReceiver adds a timer that is due after a_time and returns its id. a_temp 1 makes it one-shot.
- * Requires a callback; a timer without one counts as fired and goes when it is due. The caller sees to it that the set
- * has room (NUV_TimeoutSet_available): in a full set the id pool reports that it is exhausted, no timer is added, because
- * there is no slot for it, and the result is an id that no timer has. From inside a callback the new timer stands at the
- * end and is aged, and may fire, in the same pass.
- */
+/** NUV_TimeoutSet_setReceiver adds a timer that is due after a_time and returns its id. a_temp 1 makes it one-shot.
+ * Requires a callback. Ask for room before: in a full set the id pool reports, no timer is added, and the id belongs
+ * to none. A timer that a callback adds ages, and may fire, in the same pass. */
 NUV_API uint32_t NUV_TimeoutSet_setReceiver(TimeoutSet* a_this, struct timeval a_time, void* a_arg1, uint32_t a_arg2,
                                             uint8_t a_temp, NUV_TimeoutRecvFunc a_recvfunc);
 
 /** NUV_TimeoutSet_updateReceiver gives the timer a_id the remaining time a_time. An unknown id is ignored. */
 NUV_API void NUV_TimeoutSet_updateReceiver(TimeoutSet* a_this, uint32_t a_id, struct timeval a_time);
 
-/**
- * NUV_TimeoutSet_removeReceiver removes the timer a_id; an unknown id is ignored. From inside a callback the timer is
- * only marked: it does not fire any more and goes with the next purge. Requires that the set is not full, although
- * removing makes room: a daemon that fills all 80 timers cannot take one out this way, only let it fire.
- */
+/** NUV_TimeoutSet_removeReceiver removes the timer a_id; an unknown id is ignored. In a callback it only marks the
+ * timer, which then fires no more and goes with the next purge. Requires that the set is not full, although removing
+ * makes room. */
 NUV_API void NUV_TimeoutSet_removeReceiver(TimeoutSet* a_this, uint32_t a_id);
 
-/**
- * NUV_TimeoutSet_setTimeout lowers *a_currtimeout, which the caller sets to its own bound, to the smallest remaining
- * time in the set; marked timers count too. Returns 1 if the set holds any timer, else 0. Requires a_currtimeout;
- * without it only the result tells something.
- */
+/** NUV_TimeoutSet_setTimeout lowers *a_currtimeout, which the caller sets to its own bound, to the smallest remaining
+ * time in the set, marked timers included. Returns 1 if the set holds any timer, else 0. */
 NUV_API int32_t NUV_TimeoutSet_setTimeout(const TimeoutSet* a_this, struct timeval* a_currtimeout);
 
-/**
- * NUV_TimeoutSet_process ages every timer by *a_currtimeout, the time since the previous call, and calls those whose
- * remaining time is then zero or less, at most a_budget of them (NUV_TIMEOUT_UNLIMITED: all). It makes no more than 1024
- * callbacks, so that it ends whatever these set; what is due then ages, and fires in the next call. Returns the number of
- * callbacks. Requires a_currtimeout; without it there is nothing to age by, and no timer fires. Not meant to be called
- * from a callback: timers would age twice.
- */
+/** NUV_TimeoutSet_process ages every timer by *a_currtimeout, the time since the previous call, and calls those that
+ * have no time left, at most a_budget of them. Returns the number of callbacks. Not for callbacks: timers would age
+ * twice. */
 NUV_API uint32_t NUV_TimeoutSet_process(TimeoutSet* a_this, uint32_t a_budget, const struct timeval* a_currtimeout);
 
-/**
- * NUV_TimeoutSet_internalRemoveDeleted purges the timers that were removed during a dispatch. From inside a callback, too:
- * a timer that moves to an earlier slot then is not aged in this pass.
- */
+/** NUV_TimeoutSet_internalRemoveDeleted purges the timers that were removed in callbacks. In a callback, a timer that
+ * moves to an earlier slot does not age in this pass. */
 NUV_API void NUV_TimeoutSet_internalRemoveDeleted(TimeoutSet* a_this);
 
 #ifdef __cplusplus
