@@ -295,7 +295,11 @@ def page_of(family, project, reports):
     lines += sections((project / "docs/families" / (family + ".md")).read_text(encoding="utf-8"))
     example = (project / "docs/examples" / (family + ".c")).read_text(encoding="utf-8").rstrip("\n").split("\n")
     printed = (project / "docs/examples" / (family + ".out")).read_text(encoding="utf-8").rstrip("\n").split("\n")
-    lines += [".Sh EXAMPLES"] + literal(example) + [".Pp", "It prints:"] + literal(printed)
+    lines += [".Sh EXAMPLES"] + literal(example)
+    given = project / "docs/examples" / (family + ".in")
+    if given.exists():
+        lines += [".Pp", "Given this on its standard input:"] + literal(given.read_text(encoding="utf-8").rstrip("\n").split("\n"))
+    lines += [".Pp", "It prints:" if not given.exists() else "it prints:"] + literal(printed)
     lines += [".Sh DIAGNOSTICS"] + diagnostics(family, reports)
     lines += [".Sh SEE ALSO"]
     related = sorted("nuv_%s" % other for other in RELATED.get(family, []))
