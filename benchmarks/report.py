@@ -393,7 +393,7 @@ def question_section(question, results, verdicts, plot_names):
 
 HOW = """# Benchmarks
 
-One program a question, in [`benchmarks`](../benchmarks): our call, the calls of the libraries that a daemon might use instead
+One program a question, in `benchmarks`: our call, the calls of the libraries that a daemon might use instead
 (the peers), and the same work done with nothing but system calls or plain loops (the limit) stand side by side in it, and
 their repetitions are run in random order. What counts is the ratio of the medians: both sides have had the same machine at
 the same time, so that the ratio holds where nanoseconds do not. A bar is the greatest ratio that is accepted.

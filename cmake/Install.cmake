@@ -2,9 +2,9 @@
 #
 #     Runtime        the shared object
 #     Development    headers, static library, and what pkg-config and CMake find the library by
-#     Documentation  what there is to read
+#     Documentation  what there is to read, and the sources of the examples
 #     Tools          what those need who configure daemons
-#     Examples       phoned, phonectl, and the smallest daemon as a source
+#     Examples       phoned and phonectl
 include(CMakePackageConfigHelpers)
 
 set(USERLIB_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/userlib)
@@ -79,19 +79,25 @@ endfunction()
 if(USERLIB_BUILD_EXAMPLES)
   install_program(phoned SBINDIR)
   install_program(phonectl BINDIR)
-  install(
-    FILES ${PROJECT_SOURCE_DIR}/examples/first_daemon.c
-    DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
-    COMPONENT Examples)
 endif()
 
 # ---- Documentation ----
 
-file(GLOB USERLIB_GUIDES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md)
+# Pages, with whatever they lead to, lie there as they do here, so that each link leads to the same.
 install(
-  FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${USERLIB_GUIDES}
+  FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/CONTRIBUTING.md
   DESTINATION ${CMAKE_INSTALL_DOCDIR}
   COMPONENT Documentation)
+install(
+  DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples
+  DESTINATION ${CMAKE_INSTALL_DOCDIR}
+  COMPONENT Documentation
+  FILES_MATCHING
+  REGEX "\\.(md|svg|c|cpp|h|out|in|first|phonectl)$"
+  PATTERN docs/man EXCLUDE
+  PATTERN docs/tools EXCLUDE
+  PATTERN docs/Doxyfile.in EXCLUDE
+  PATTERN docs/mainpage.md EXCLUDE) # the first page of the HTML
 # The reference is there if the target "docs" was built.
 install(
   DIRECTORY ${PROJECT_BINARY_DIR}/docs/html

@@ -4,6 +4,7 @@
     check_links.py tree <project folder>       the Markdown of a checkout
     check_links.py pages <folder>              the Markdown of an installed copy, and whatever HTML stands beside it
     check_links.py html <folder>               the reference in HTML
+    check_links.py installed <cmake> <build>   what the component Documentation installs, as "pages" does
 
 A link leads to a file or folder, and its anchor to a heading or a name in there. Markdown holds no command of Doxygen's,
 since a forge and a terminal would show it; HTML loads nothing from elsewhere, and has no table whose head is empty.
@@ -12,6 +13,7 @@ import os
 import re
 import subprocess
 import sys
+import tempfile
 from html.parser import HTMLParser
 from pathlib import Path
 from urllib.parse import unquote
@@ -139,8 +141,7 @@ class TreeChecker(Checker):
         return sorted(path for path in self.files if path.suffix == ".md" and path.exists())
 
 
-def main():
-    mode, root = sys.argv[1:]
+def check(mode, root):
     checker = TreeChecker(root) if mode == "tree" else Checker(root)
     pages = checker.pages() if mode == "tree" else sorted(checker.root.rglob("*.md")) if mode == "pages" else []
     for page in pages:
@@ -151,6 +152,16 @@ def main():
     print("\n".join(checker.complaints))
     print("%d links of %d pages, %d lead to nothing" % (checker.count, len(pages) + len(html_pages), len(checker.complaints)))
     sys.exit(bool(checker.complaints) or not checker.count)
+
+
+def main():
+    if sys.argv[1] != "installed":
+        check(*sys.argv[1:])
+    cmake, build = sys.argv[2:]
+    with tempfile.TemporaryDirectory() as prefix:
+        subprocess.run([cmake, "--install", build, "--prefix", prefix, "--component", "Documentation"], check=True,
+                       stdout=subprocess.DEVNULL)
+        check("pages", prefix)
 
 
 main()

@@ -56,6 +56,10 @@ for page in 8/phoned.8 8/phonectl.8; do
   [ -e "/usr/share/man/man$page.gz" ] || fail "there is no manual page $page"
 done
 
+heading 'Documentation'
+PYTHONDONTWRITEBYTECODE=1 python3 tools/check_links.py pages /usr/share/doc/userlib-doc || fail 'a link leads to nothing'
+[ -s /usr/share/doc/userlib-doc/html/index.html ] || fail 'there is no reference in HTML'
+
 heading 'The unit'
 systemd-analyze verify --man=no "$unit" >verify.log 2>&1 || fail "$(cat verify.log)"
 ! grep phoned verify.log || fail 'systemd has something to say about the unit'

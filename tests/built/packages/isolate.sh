@@ -22,7 +22,7 @@ ip link set lo up
 
 use_packages() {
   mount --rbind /dev "$root/dev"
-  cp -R "$here/../consumer" "$here/inside.sh" "$here/steps.sh" "$root/tmp"
+  cp -R "$here/../consumer" "$here/inside.sh" "$here/steps.sh" "$here/../../../docs/tools" "$root/tmp"
   unshare --pid --fork --kill-child --mount-proc="$root/proc" chroot "$root" /tmp/inside.sh
 
   # What the package manager writes about itself may stay.
