@@ -1,26 +1,25 @@
 #include "phonectl/client.h"
 
-#include <cerrno>
-#include <cstring>
+#include <poll.h>
+#include <sys/socket.h>
 
 #include "phoned/core/clock.h"
-#include "phoned/io/datagram.h"
+#include "phoned/core/descriptor.h"
 
 namespace phonectl {
 
 using phoned::Error;
+using std::chrono::milliseconds;
 
-std::optional<Error> Client::open(const std::string& host, uint16_t port) {
-  if (!requests_.open() || !incoming_.open()) {
-    return Error{std::string("no pipe to be had: ") + std::strerror(errno)};
-  }
+void Client::open(const std::string& host, uint16_t port) {
+  requests_.open();
+  incoming_.open();
   if (!bridge_.open(host.c_str(), port, incoming_.write_fd())) {
-    return Error{std::string("no socket to be had: ") + std::strerror(errno)};
+    throw Error("no socket to be had: " + phoned::reason());
   }
   if (!datagram_.read_external(bridge_.socket()) || !answer_.read(incoming_.read_fd())) {
-    return Error{phoned::kCannotWatch};
+    throw Error(phoned::kCannotWatch);
   }
-  return std::nullopt;
 }
 
 void Client::send(std::string_view text) {
@@ -29,11 +28,8 @@ void Client::send(std::string_view text) {
   bridge_.file_read(requests_.read_fd());
 }
 
-bool Client::wait_for_answer(std::chrono::milliseconds timeout) {
-  const timeval deadline = phoned::later(phoned::monotonic_now(), timeout);
-  while (answers_.empty() && !phoned::is_reached(deadline, phoned::monotonic_now())) {
-    turn(deadline);
-  }
+bool Client::wait_for_answer(milliseconds timeout) {
+  turn_until(timeout, [this] { return !answers_.empty(); });
   return !answers_.empty();
 }
 
@@ -43,11 +39,8 @@ std::string Client::take_answer() {
   return answer;
 }
 
-void Client::wait(std::chrono::milliseconds time) {
-  const timeval deadline = phoned::later(phoned::monotonic_now(), time);
-  while (!phoned::is_reached(deadline, phoned::monotonic_now())) {
-    turn(deadline);
-  }
+void Client::wait(milliseconds time) {
+  turn_until(time, [] { return false; });
 }
 
 // A datagram goes from the socket into the pipe; the reactor empties the pipe before it looks at the socket again.
@@ -60,9 +53,37 @@ void Client::receive() {
   }
 }
 
-// One turn of the reactor, no longer than to the deadline.
-void Client::turn(const timeval& deadline) {
-  loop_.process(phoned::wait_until(deadline, phoned::monotonic_now()));
+template <typename Question>
+void Client::turn_until(milliseconds time, Question is_enough) {
+  const timeval deadline = phoned::later(phoned::monotonic_now(), time);
+  while (!is_enough() && !phoned::is_reached(deadline, phoned::monotonic_now())) {
+    loop_.process(phoned::wait_until(deadline, phoned::monotonic_now()));
+  }
+}
+
+std::string ask_console(const std::string& path, const std::string& line, milliseconds timeout) {
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
+  const phoned::UniqueFd fd = phoned::connect_unix(path, SOCK_STREAM);
+  if (!fd) {
+    throw Error("no console at " + phoned::quote_path(path) + ": " + phoned::reason());
+  }
+  // phoned may have closed the connection already: then the answer says why.
+  static_cast<void>(!::send(fd.get(), (line + "\n").data(), line.size() + 1, MSG_NOSIGNAL));
+  std::string answer;
+  while (true) {
+    const auto left = std::chrono::duration_cast<milliseconds>(deadline - std::chrono::steady_clock::now()).count();
+    pollfd state = {fd.get(), POLLIN, 0};
+    if (left <= 0 || poll(&state, 1, static_cast<int>(left)) <= 0) {
+      throw Error("no answer from the console at " + phoned::quote_path(path) + " within " +
+                  std::to_string(timeout.count()) + " ms");
+    }
+    char buffer[4096];
+    const ssize_t count = recv(fd.get(), buffer, sizeof buffer, 0);
+    if (count <= 0) {
+      return answer;
+    }
+    answer.append(buffer, static_cast<size_t>(count));
+  }
 }
 
 }  // namespace phonectl

@@ -1,4 +1,4 @@
-// Sends to phoned and gathers what it answers: a UDP client of the library between two pipes, driven by a reactor.
+// Talks to phoned: to its port by a UDP client of the library between two pipes, driven by a reactor, and to its console.
 //
 //     send() --> request pipe --> socket --> phoned --> socket --> answer pipe --> answers
 #ifndef EXAMPLES_PHONECTL_CLIENT_H
@@ -8,13 +8,11 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 
-#include "phoned/core/result.h"
-#include "phoned/io/owned_pipe.h"
+#include "phoned/io/bridge.h"
 #include "userlib.hpp"
 
 namespace phonectl {
@@ -27,7 +25,7 @@ class Client {
   explicit Client(Listener listener) : listener_(std::move(listener)) {}
 
   // Talks to this IPv4 address and port from now on.
-  std::optional<phoned::Error> open(const std::string& host, uint16_t port);
+  void open(const std::string& host, uint16_t port);
 
   // Sends a datagram of 1 to 1024 bytes. Forgets the answers that nobody has taken.
   void send(std::string_view text);
@@ -43,17 +41,21 @@ class Client {
 
  private:
   void receive();
-  void turn(const timeval& deadline);
+  template <typename Question>
+  void turn_until(std::chrono::milliseconds time, Question is_enough);
 
   Listener listener_;
   std::deque<std::string> answers_;  // those that nobody has taken
-  phoned::OwnedPipe requests_;
-  phoned::OwnedPipe incoming_;
+  phoned::TextPipe requests_;
+  phoned::TextPipe incoming_;
   userlib::UdpClient bridge_;
   userlib::Reactor loop_;
   userlib::Watch datagram_{loop_, [this] { receive(); }};
   userlib::Watch answer_{loop_, [this] { listener_(answers_.emplace_back(incoming_.take())); }};
 };
+
+// Says a line on phoned's console socket. The answer is what phoned sends until it closes the connection.
+std::string ask_console(const std::string& path, const std::string& line, std::chrono::milliseconds timeout);
 
 }  // namespace phonectl
 

@@ -2,44 +2,40 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 #include <iterator>
 
 #include "nuv_assert.h"
 #include "nuv_syslog.h"
 #include "phonectl/client.h"
-#include "phonectl/console.h"
 #include "phonectl/options.h"
 #include "phonectl/script.h"
-#include "phoned/core/file.h"
 #include "phoned/core/text.h"
 
 namespace phonectl {
 namespace {
 
+using phoned::Error;
 using phoned::printable;
-using phoned::quote_path;
 
 constexpr int kFailure = 1;
 constexpr int kUsage = 2;
-constexpr size_t kMaxScript = 1 << 20;
 
 // The log of phonectl's own: it needs no modules and masks, so the library's plain logger does.
 bool g_is_logging = false;
 
-int complain(int status, const std::string& why) {
+void complain(const std::string& why) {
   if (g_is_logging) {
     NUV_Syslog_error(__FILE__, __LINE__, why.c_str());
   }
   std::fprintf(stderr, "phonectl: %s\n", why.c_str());
-  return status;
 }
 
 // Writes lines to what was standard output, and sends all that anybody else prints there to nowhere: the library
 // prints a line for every transfer, which is no business of the reader's.
-class Transcript {
+class Transcript : userlib::Pinned {
  public:
   Transcript() {
     std::fflush(stdout);
@@ -50,11 +46,9 @@ class Transcript {
     }
   }
   ~Transcript() { std::fclose(file_); }
-  Transcript(const Transcript&) = delete;
-  Transcript& operator=(const Transcript&) = delete;
 
   // The line is seen at once. What phoned sent must not play tricks with a terminal.
-  void write(const std::string& line) {
+  void write(std::string_view line) {
     const std::string text = printable(line);
     if (g_is_logging) {
       NUV_Syslog_trace(__FILE__, __LINE__, text.c_str());
@@ -67,9 +61,11 @@ class Transcript {
   FILE* file_;
 };
 
-std::string no_answer(const Options& options) {
-  return "no answer from " + options.host + " port " + std::to_string(options.port) + " within " +
-         std::to_string(options.timeout.count()) + " ms";
+void await_answer(Client& client, const Options& options, const std::string& expected = "") {
+  if (!client.wait_for_answer(options.timeout)) {
+    throw Error(expected + "no answer from " + options.host + " port " + std::to_string(options.port) + " within " +
+                std::to_string(options.timeout.count()) + " ms");
+  }
 }
 
 // ---- One command ----
@@ -77,119 +73,112 @@ std::string no_answer(const Options& options) {
 int run_command(const Options& options) {
   Transcript transcript;
   Client client([&](const std::string& answer) { transcript.write(answer); });
-  if (const auto error = client.open(options.host, options.port)) {
-    return complain(kFailure, error->why);
-  }
+  client.open(options.host, options.port);
   client.send(options.command.text);
-  if (!client.wait_for_answer(options.timeout)) {
-    return complain(kFailure, no_answer(options));
-  }
+  await_answer(client, options);
   return client.take_answer().starts_with("error") ? kFailure : 0;
 }
 
 // ---- A line for the console ----
 
 int run_console(const Options& options) {
-  const auto answer = ask_console(options.console_path, options.console_line, options.console_timeout);
-  if (!answer) {
-    return complain(kFailure, answer.error().why);
-  }
+  const std::string answer = ask_console(options.console_path, options.console_line, options.console_timeout);
   Transcript transcript;
-  for (std::string_view rest = *answer; !rest.empty();) {
-    const size_t end = std::min(rest.find('\n'), rest.size());
-    transcript.write(std::string(rest.substr(0, end)));
-    rest.remove_prefix(std::min(end + 1, rest.size()));
+  for (std::string_view rest = answer; !rest.empty();) {
+    transcript.write(phoned::take_until(rest, "\n"));
   }
-  return is_refusal(*answer) ? kFailure : 0;
+  const bool is_refusal =
+      answer.starts_with("error: ") || answer == "command not found\n" || answer == "syntax error\n";
+  return is_refusal ? kFailure : 0;
 }
 
 // ---- A script ----
 
-phoned::Result<std::string> read_script(const std::string& name) {
-  if (name != "-") {
-    return phoned::read_file(name, kMaxScript);
+std::vector<Step> read_script(const std::string& name) {
+  const std::string where = "script " + phoned::quote_path(name);
+  std::string text;
+  try {
+    text = name == "-" ? std::string(std::istreambuf_iterator<char>(std::cin), {}) : phoned::read_file(name, 1 << 20);
+  } catch (const Error& error) {
+    throw Error(where + " cannot be read: " + error.what());
   }
-  return std::string(std::istreambuf_iterator<char>(std::cin), {});
+  try {
+    return parse_script(text);
+  } catch (const Error& error) {
+    throw Error(where + ", " + error.what());
+  }
 }
 
-// What went wrong in a step; nothing if all went well.
-std::optional<phoned::Error> run_step(const Step& step, const Options& options, Client& client,
-                                      Transcript& transcript) {
+void expect(const std::string& text, const Options& options, Client& client) {
+  const std::string expected = "expected '" + printable(text) + "', got ";
+  await_answer(client, options, expected);
+  if (const std::string answer = client.take_answer(); answer != text) {
+    throw Error(expected + "'" + printable(answer) + "'");
+  }
+}
+
+void run_step(const Step& step, const Options& options, Client& client, Transcript& transcript) {
   switch (step.kind) {
     case Step::Kind::kWait:
-      client.wait(step.wait);
-      return std::nullopt;
+      return client.wait(step.wait);
     case Step::Kind::kSend:
       transcript.write("-> " + step.text);
       client.send(step.text);
-      if (!client.wait_for_answer(options.timeout)) {
-        return phoned::Error{no_answer(options)};
-      }
-      return std::nullopt;
+      return await_answer(client, options);
     case Step::Kind::kExpect:
-      if (!client.wait_for_answer(options.timeout)) {
-        return phoned::Error{"expected '" + printable(step.text) + "', got " + no_answer(options)};
-      }
-      if (const std::string answer = client.take_answer(); answer != step.text) {
-        return phoned::Error{"expected '" + printable(step.text) + "', got '" + printable(answer) + "'"};
-      }
-      return std::nullopt;
+      return expect(step.text, options, client);
   }
-  return std::nullopt;
 }
 
-int run_script(const Options& options) {
-  const std::string where = "script " + quote_path(*options.script);
-  const auto text = read_script(*options.script);
-  if (!text) {
-    return complain(kUsage, where + " cannot be read: " + text.error().why);
-  }
-  const auto steps = parse_script(*text);
-  if (!steps) {
-    return complain(kUsage, where + ", " + steps.error().why);
-  }
+int run_script(const std::vector<Step>& steps, const Options& options) {
   Transcript transcript;
   Client client([&](const std::string& answer) { transcript.write("<- " + answer); });
-  if (const auto error = client.open(options.host, options.port)) {
-    return complain(kFailure, error->why);
-  }
-  for (const Step& step : *steps) {
-    if (const auto error = run_step(step, options, client, transcript)) {
-      return complain(kFailure, where + ", line " + std::to_string(step.line) + ": " + error->why);
+  client.open(options.host, options.port);
+  for (const Step& step : steps) {
+    try {
+      run_step(step, options, client, transcript);
+    } catch (const Error& error) {
+      throw Error("script " + phoned::quote_path(*options.script) + ", line " + std::to_string(step.line) + ": " +
+                  error.what());
     }
   }
   return 0;
 }
 
-int run(phoned::Arguments::Words words) {
-  const auto options = parse_options(words);
-  if (!options) {
-    return complain(kUsage, options.error().why);
+int run(phoned::Words words) {
+  int status = kUsage;
+  try {
+    const Options options = parse_options(words);
+    g_is_logging = options.is_logging;
+    if (g_is_logging) {
+      openlog("phonectl", 0, LOG_USER);  // not every C library knows the program's name by itself
+    }
+    const bool has_script = options.action == Options::Action::kScript;
+    const std::vector<Step> steps = has_script ? read_script(*options.script) : std::vector<Step>();
+    status = kFailure;
+    switch (options.action) {
+      case Options::Action::kShowHelp:
+        std::fputs(help_text().c_str(), stdout);
+        return 0;
+      case Options::Action::kShowVersion:
+        std::printf("phonectl with %s\n", NUV_Userlib_getVersionString());
+        return 0;
+      case Options::Action::kCommand:
+        return run_command(options);
+      case Options::Action::kConsole:
+        return run_console(options);
+      case Options::Action::kScript:
+        return run_script(steps, options);
+    }
+  } catch (const Error& error) {
+    complain(error.what());
   }
-  g_is_logging = options->is_logging;
-  if (g_is_logging) {
-    openlog("phonectl", 0, LOG_USER);  // not every C library knows the program's name by itself
-  }
-  switch (options->action) {
-    case Options::Action::kShowHelp:
-      std::fputs(help_text().c_str(), stdout);
-      return 0;
-    case Options::Action::kShowVersion:
-      std::printf("phonectl with %s\n", NUV_Userlib_getVersionString());
-      return 0;
-    case Options::Action::kCommand:
-      return run_command(*options);
-    case Options::Action::kConsole:
-      return run_console(*options);
-    case Options::Action::kScript:
-      return run_script(*options);
-  }
-  return kUsage;
+  return status;
 }
 
 }  // namespace
 }  // namespace phonectl
 
 int main(int argc, char** argv) {
-  return phonectl::run(phoned::Arguments::Words(argv, static_cast<size_t>(argc)).subspan(argc > 0 ? 1 : 0));
+  return phonectl::run(phoned::Words(argv, static_cast<size_t>(argc)).subspan(argc > 0 ? 1 : 0));
 }

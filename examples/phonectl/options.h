@@ -10,7 +10,6 @@
 #include "phonectl/script.h"
 #include "phoned/cli/arguments.h"
 #include "phoned/core/protocol.h"
-#include "phoned/core/result.h"
 
 namespace phonectl {
 
@@ -29,7 +28,7 @@ struct Options {
   std::chrono::milliseconds console_timeout{10000};
 };
 
-phoned::Result<Options> parse_options(phoned::Arguments::Words words);
+Options parse_options(phoned::Words words);
 
 // The text that --help prints.
 std::string help_text();

@@ -18,8 +18,6 @@
 #include <string_view>
 #include <vector>
 
-#include "phoned/core/result.h"
-
 namespace phonectl {
 
 struct Step {
@@ -32,10 +30,10 @@ struct Step {
 };
 
 // Reads one command.
-phoned::Result<Step> parse_step(std::string_view text);
+Step parse_step(std::string_view text);
 
-// Reads a script. The error names the line.
-phoned::Result<std::vector<Step>> parse_script(std::string_view text);
+// Reads a script. The Error names the line.
+std::vector<Step> parse_script(std::string_view text);
 
 }  // namespace phonectl
 

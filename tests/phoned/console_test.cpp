@@ -666,6 +666,23 @@ TEST(ConsoleFifo, HearsOneOperatorAfterTheOther) {
   EXPECT_EQ(phoned.exit_status(), 0);
 }
 
+// The last one is that of a child, which has nobody to tell but phoned.
+TEST(ConsoleFifo, CountsAnswersThatHaveNoRoom) {
+  const TemporaryDirectory directory;
+  const std::string in = directory.file("in");
+  const std::string out = directory.file("out");
+  const Phoned phoned({"--fifo", in, "--fifo-out", out, "--statistics", "1"});
+  ASSERT_NE(phoned.port(), 0);
+  const int answers = open(out.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+  for (const size_t size : {4096, 1}) {
+    while (write(answers, std::string(size, '.').data(), size) > 0) {
+    }
+  }
+  write_once(in, "check 110\nlines \"\nrun true\n");
+  EXPECT_TRUE(phoned.says("phoned: operators: 3 answers cut\n")) << phoned.out();
+  close(answers);
+}
+
 TEST(ConsoleStandardInput, AnswersOnStandardOutputAndOutlivesItsEnd) {
   Phoned phoned({"--stdin"}, "check 110\n" + std::string(10000, 'x') + "\ndance\ntr change Line 7\ncheck 12");
   EXPECT_TRUE(

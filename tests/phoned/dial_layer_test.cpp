@@ -14,12 +14,6 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kInterdigit{4000};
 
-DialPlan plan_of(const char* text) {
-  auto plan = DialPlan::parse(text);
-  EXPECT_TRUE(plan);
-  return std::move(*plan);
-}
-
 sockaddr_in peer_of(uint16_t port) {
   sockaddr_in peer = {};
   peer.sin_port = port;
@@ -30,8 +24,8 @@ sockaddr_in peer_of(uint16_t port) {
 class DialLayerTest : public ::testing::Test {
  protected:
   std::string say(const std::string& datagram, uint16_t port = 1) {
-    phoned::OwnedFrame frame(datagram);
-    return layer_.handle(frame, peer_of(port), now_);
+    userlib::Frame frame = userlib::Frame::copy_of(datagram);
+    return layer_.handle(phoned::parse_event(frame, peer_of(port)), now_);
   }
 
   void pass(milliseconds time) { now_ = phoned::later(now_, time); }
@@ -40,7 +34,7 @@ class DialLayerTest : public ::testing::Test {
   std::vector<std::string> outcomes() {
     std::vector<std::string> texts;
     for (const Notice& notice : layer_.handle_timeouts(now_)) {
-      texts.push_back(std::to_string(notice.peer.sin_port) + ": " + notice.text);
+      texts.push_back(std::to_string(notice.card.sin_port) + ": " + notice.text);
     }
     return texts;
   }
@@ -57,7 +51,8 @@ class DialLayerTest : public ::testing::Test {
   using Texts = std::vector<std::string>;
 
   timeval now_ = {1000, 500000};
-  DialLayer layer_{plan_of("110|11T|12|12x|0x.T|[2-9]xxx"), kInterdigit};
+  Statistics statistics_;
+  DialLayer layer_{DialPlan("110|11T|12|12x|0x.T|[2-9]xxx"), kInterdigit, statistics_};
 };
 
 TEST_F(DialLayerTest, FollowsALineThroughACall) {
@@ -101,7 +96,7 @@ TEST_F(DialLayerTest, ChangesNothingOnAnError) {
   for (const char* datagram : {"3 dial 12x", "3 digit 12", "3 offhook", "3 dance", "nonsense", "3"}) {
     EXPECT_EQ(say(datagram, 8).substr(0, 6), "error ") << datagram;
   }
-  EXPECT_EQ(layer_.refuse_size(1025), "error datagram of 1025 bytes: at most 1024 are taken");
+  EXPECT_EQ(layer_.handle(phoned::Event(phoned::Event::Kind::kBad, 0, peer_of(8), "because"), now_), "error because");
   EXPECT_EQ(milliseconds_left(), 3000);
   pass(milliseconds(3000));
   EXPECT_EQ(outcomes(), Texts{"7: 3 complete 0 0x.T"});
@@ -207,7 +202,7 @@ TEST_F(DialLayerTest, RejectsMoreThan32Digits) {
 TEST_F(DialLayerTest, ChangesThePlanUnderItsLines) {
   say("3 offhook");
   say("3 dial 11");
-  layer_.change_plan(plan_of("11x"));
+  layer_.change_plan(DialPlan("11x"));
   EXPECT_EQ(say("3 digit 7"), "3 complete 117 11x");
 }
 
@@ -216,11 +211,11 @@ TEST_F(DialLayerTest, Counts) {
                                "5 dial 0", "6 offhook", "6 dial 23", "nonsense"}) {
     say(datagram);
   }
-  layer_.refuse_size(1025);
+  say(std::string(1025, '0'));
   pass(kInterdigit);
   outcomes();
   const Statistics expected = {.datagrams = 11, .complete = 2, .rejected = 2, .timeouts = 2, .errors = 3};
-  EXPECT_EQ(layer_.statistics(), expected);
+  EXPECT_EQ(statistics_, expected);
 }
 
 TEST(Clock, AddsMilliseconds) {

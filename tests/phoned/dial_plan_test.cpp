@@ -4,12 +4,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "attempt.h"
 #include "program.h"
 
 namespace {
 
 using phoned::DialPlan;
 using phoned::Verdict;
+using support::Attempt;
 using support::TemporaryFile;
 
 // "more", "reject", or the pattern by which the digits are complete.
@@ -23,6 +25,10 @@ std::string text_of(const Verdict& verdict) {
       return verdict.pattern;
   }
   return "?";
+}
+
+std::string why_unreadable(const std::string& path) {
+  return Attempt([&path] { return DialPlan::read(path); }).why();
 }
 
 // What is decided while digits come in, and what when no more have come in time.
@@ -68,29 +74,26 @@ TEST(DialPlan, Decides) {
   };
   for (const auto& row : kCases) {
     SCOPED_TRACE(std::string(row.plan) + " for " + row.digits);
-    const auto plan = DialPlan::parse(row.plan);
-    ASSERT_TRUE(plan) << plan.error().why;
-    EXPECT_EQ(text_of(plan->check(row.digits)), row.now);
-    EXPECT_EQ(text_of(plan->check_at_timeout(row.digits)), row.at_timeout);
+    const DialPlan plan(row.plan);
+    EXPECT_EQ(text_of(plan.check(row.digits)), row.now);
+    EXPECT_EQ(text_of(plan.check_at_timeout(row.digits)), row.at_timeout);
   }
 }
 
 TEST(DialPlan, ReadsPatternsBetweenBarsAndLineEnds) {
-  const auto plan = DialPlan::parse("( 110 |\t11 2 )\r\n||\n[2-9] x x x\n");
-  ASSERT_TRUE(plan) << plan.error().why;
-  EXPECT_EQ(plan->size(), 3U);
-  EXPECT_EQ(text_of(plan->check("112")), "112");
-  EXPECT_EQ(text_of(plan->check("2345")), "[2-9]xxx");
+  const DialPlan plan("( 110 |\t11 2 )\r\n||\n[2-9] x x x\n");
+  EXPECT_EQ(plan.patterns().size(), 3U);
+  EXPECT_EQ(text_of(plan.check("112")), "112");
+  EXPECT_EQ(text_of(plan.check("2345")), "[2-9]xxx");
 }
 
 TEST(DialPlan, HasADefault) {
-  const auto plan = DialPlan::parse(DialPlan::kDefault);
-  ASSERT_TRUE(plan) << plan.error().why;
-  EXPECT_EQ(plan->size(), 7U);
-  EXPECT_EQ(text_of(plan->check("110")), "110");
-  EXPECT_EQ(text_of(plan->check("123")), "1[2-9]x");
-  EXPECT_EQ(text_of(plan->check("23456")), "more");
-  EXPECT_EQ(text_of(plan->check_at_timeout("23456")), "[2-9]x.T");
+  const DialPlan plan(DialPlan::kDefault);
+  EXPECT_EQ(plan.patterns().size(), 7U);
+  EXPECT_EQ(text_of(plan.check("110")), "110");
+  EXPECT_EQ(text_of(plan.check("123")), "1[2-9]x");
+  EXPECT_EQ(text_of(plan.check("23456")), "more");
+  EXPECT_EQ(text_of(plan.check_at_timeout("23456")), "[2-9]x.T");
 }
 
 TEST(DialPlan, NamesThePatternThatIsWrong) {
@@ -112,60 +115,54 @@ TEST(DialPlan, NamesThePatternThatIsWrong) {
   };
   for (const auto& row : kCases) {
     SCOPED_TRACE(row.why);
-    const auto plan = DialPlan::parse(row.plan);
+    const Attempt plan([&] { return DialPlan(row.plan); });
     ASSERT_FALSE(plan);
-    EXPECT_EQ(plan.error().why, row.why);
+    EXPECT_EQ(plan.why(), row.why);
   }
 }
 
 TEST(DialPlan, TakesWhatIsJustShortEnough) {
   const std::string pattern = "1" + std::string(97, '2') + ".T";
   ASSERT_EQ(pattern.size(), 100U);
-  const auto plan = DialPlan::parse(pattern + std::string(3996, ' '));
-  ASSERT_TRUE(plan) << plan.error().why;
-  EXPECT_EQ(text_of(plan->check_at_timeout("1" + std::string(96, '2'))), pattern);
+  const DialPlan plan(pattern + std::string(3996, ' '));
+  EXPECT_EQ(text_of(plan.check_at_timeout("1" + std::string(96, '2'))), pattern);
 }
 
 TEST(DialPlan, WarnsOfWhatIsMostLikelyNotMeant) {
-  const auto plan = DialPlan::parse("110\n1[2-57]x | 110");
-  ASSERT_TRUE(plan) << plan.error().why;
-  EXPECT_EQ(plan->warnings(),
+  const DialPlan plan("110\n1[2-57]x | 110");
+  EXPECT_EQ(plan.warnings(),
             (std::vector<std::string>{
                 "pattern 2, line 2, position 2: '[2-57]' is one range from its first symbol to its last, 2-7: must be "
                 "'[23457]' for 2-5 7",
                 "pattern 3, line 2, position 12: '110' never decides: '110' does wherever it would, or sooner"}));
-  EXPECT_EQ(DialPlan::parse(DialPlan::kDefault)->warnings(), std::vector<std::string>());
+  EXPECT_EQ(DialPlan(DialPlan::kDefault).warnings(), std::vector<std::string>());
 
   std::string text = "1";
   for (int i = 0; i < 12; ++i) {
     text += "|1";
   }
-  const auto many = DialPlan::parse(text)->warnings();
+  const auto many = DialPlan(text).warnings();
   ASSERT_EQ(many.size(), 11U);
   EXPECT_EQ(many.back(), "2 warnings more; userlib-digitmap --check tells all");
 }
 
 TEST(DialPlan, IsReadFromAFile) {
   const TemporaryFile file("110\n0x.T\n");
-  const auto plan = DialPlan::read(file.path());
-  ASSERT_TRUE(plan) << plan.error().why;
-  EXPECT_EQ(plan->size(), 2U);
+  EXPECT_EQ(DialPlan::read(file.path()).patterns().size(), 2U);
 }
 
 TEST(DialPlan, NamesTheFileThatIsWrong) {
   const TemporaryFile file("110\n0y\n");
-  const auto invalid = DialPlan::read(file.path());
-  ASSERT_FALSE(invalid);
-  EXPECT_EQ(invalid.error().why, "map file '" + file.path() +
-                                     "': pattern '0y' is not valid: must be made of 0-9 A-D # * x "
-                                     "[135] [2-5], '.' behind any of them, and T");
+  EXPECT_EQ(why_unreadable(file.path()), "map file '" + file.path() +
+                                             "': pattern '0y' is not valid: must be made of 0-9 A-D # * x "
+                                             "[135] [2-5], '.' behind any of them, and T");
 
   file.write(std::string(4097, '1'));
-  EXPECT_EQ(DialPlan::read(file.path()).error().why,
+  EXPECT_EQ(why_unreadable(file.path()),
             "map file '" + file.path() + "' cannot be read: is too large: at most 4096 bytes are read");
-  EXPECT_EQ(DialPlan::read("/nonexistent/plan").error().why,
+  EXPECT_EQ(why_unreadable("/nonexistent/plan"),
             "map file '/nonexistent/plan' cannot be read: No such file or directory");
-  EXPECT_EQ(DialPlan::read("/tmp").error().why, "map file '/tmp' cannot be read: is not a regular file");
+  EXPECT_EQ(why_unreadable("/tmp"), "map file '/tmp' cannot be read: is not a regular file");
 }
 
 // Nobody writes into it, and opening it must not wait until somebody does.
@@ -173,8 +170,7 @@ TEST(DialPlan, IsNotReadFromAFifo) {
   const TemporaryFile file;
   unlink(file.path().c_str());
   ASSERT_EQ(mkfifo(file.path().c_str(), 0600), 0);
-  EXPECT_EQ(DialPlan::read(file.path()).error().why,
-            "map file '" + file.path() + "' cannot be read: is not a regular file");
+  EXPECT_EQ(why_unreadable(file.path()), "map file '" + file.path() + "' cannot be read: is not a regular file");
 }
 
 }  // namespace

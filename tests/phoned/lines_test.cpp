@@ -6,16 +6,11 @@
 
 #include "nuv_addressmanager.h"
 #include "phoned/core/allocator.h"
-#include "phoned/core/event_message.h"
-#include "phoned/core/owned_frame.h"
 
 namespace {
 
 using phoned::Call;
-using phoned::EventMessage;
 using phoned::Lines;
-using phoned::OwnedFrame;
-using phoned::Request;
 
 TEST(Lines, GiveACallToALineThatIsOffTheHook) {
   Lines lines;
@@ -74,51 +69,20 @@ TEST(Lines, TellTheOverdueInAscendingOrder) {
   EXPECT_EQ(lines.overdue({100, 0}), (std::vector<uint8_t>{3, 9}));
 }
 
-TEST(OwnedFrame, LosesItsWordsFromTheFront) {
-  OwnedFrame frame("  3 dial   110 ");
-  const std::string_view line = frame.take_word();
-  EXPECT_EQ(line, "3");
-  EXPECT_EQ(frame.text(), " dial   110 ");
-  EXPECT_EQ(frame.take_word(), "dial");
-  EXPECT_EQ(frame.take_word(), "110");
-  EXPECT_EQ(frame.take_word(), "");
-  EXPECT_EQ(frame.take_word(), "");
-  EXPECT_EQ(frame.text(), "");
-  EXPECT_EQ(line, "3") << "what was taken off stays where it is";
-}
-
-TEST(OwnedFrame, MayBeEmpty) {
-  OwnedFrame frame("");
-  EXPECT_EQ(frame.take_word(), "");
-}
-
-TEST(EventMessage, CarriesARequest) {
-  EventMessage dialled({7, Request::Event::kDial, "110"}, 5060);
-  EXPECT_EQ(dialled.event(), Request::Event::kDial);
-  EXPECT_EQ(dialled.line(), 7);
-  EXPECT_EQ(dialled.sender_port(), 5060);
-  EXPECT_EQ(dialled.digits(), "110");
-  EventMessage lifted({255, Request::Event::kOffHook, {}}, 65535);
-  EXPECT_EQ(lifted.event(), Request::Event::kOffHook);
-  EXPECT_EQ(lifted.line(), 255);
-  EXPECT_EQ(lifted.sender_port(), 65535);
-  EXPECT_EQ(lifted.digits(), "");
-}
-
 // Once installed the allocator stays: the library's memory is the process's.
 TEST(Allocator, CountsWhatTheLibraryHolds) {
   phoned::install_counting_allocator();
-  const auto before = phoned::memory_figures();
+  const auto before = phoned::memory_figures;
   {
-    const OwnedFrame frame("0123456789");
-    const EventMessage message({7, Request::Event::kDial, "110"}, 5060);
-    EXPECT_EQ(phoned::memory_figures().blocks, before.blocks + 2);
-    EXPECT_EQ(phoned::memory_figures().bytes, before.bytes + 13);
+    const userlib::Frame frame = userlib::Frame::copy_of("0123456789");
+    const phoned::Event event(phoned::Event::Kind::kDial, 7, sockaddr_in(), "110");
+    EXPECT_EQ(phoned::memory_figures.blocks, before.blocks + 3);
+    EXPECT_EQ(phoned::memory_figures.bytes, before.bytes + 13 + sizeof(sockaddr_in));
   }
-  EXPECT_EQ(phoned::memory_figures().blocks, before.blocks);
-  EXPECT_EQ(phoned::memory_figures().bytes, before.bytes);
-  EXPECT_EQ(phoned::memory_figures().allocations, before.allocations + 2);
-  EXPECT_GE(phoned::memory_figures().peak_bytes, before.bytes + 13);
+  EXPECT_EQ(phoned::memory_figures.blocks, before.blocks);
+  EXPECT_EQ(phoned::memory_figures.bytes, before.bytes);
+  EXPECT_EQ(phoned::memory_figures.allocations, before.allocations + 3);
+  EXPECT_GE(phoned::memory_figures.peak_bytes, before.bytes + 13 + sizeof(sockaddr_in));
   EXPECT_EQ(phoned::describe({2, 13, 20, 7}), "2 blocks of 13 bytes in use, 20 bytes at most, 7 allocations");
 }
 

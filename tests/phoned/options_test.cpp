@@ -5,17 +5,19 @@
 
 #include <vector>
 
+#include "attempt.h"
 #include "phonectl/options.h"
 
 namespace {
 
 using phoned::Network;
+using support::Attempt;
 using Words = std::vector<const char*>;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 TEST(PhonedOptions, HaveDefaults) {
-  const auto options = phoned::parse_options({});
+  const Attempt options([] { return phoned::parse_options({}); });
   ASSERT_TRUE(options);
   EXPECT_EQ(options->action, phoned::Options::Action::kServe);
   EXPECT_EQ(options->port, 7070);
@@ -30,8 +32,8 @@ TEST(PhonedOptions, TakeValuesBehindABlankAndAnEqualsSign) {
   for (const Words& words :
        {Words{"--foreground", "--port", "65535", "--map", "110", "--interdigit", "10", "--statistics", "86400"},
         Words{"--foreground", "--port=65535", "--map=110", "--interdigit=10", "--statistics=86400"}}) {
-    const auto options = phoned::parse_options(words);
-    ASSERT_TRUE(options) << options.error().why;
+    const Attempt options([&] { return phoned::parse_options(words); });
+    ASSERT_TRUE(options) << options.why();
     EXPECT_EQ(options->port, 65535);
     EXPECT_EQ(options->map, "110");
     EXPECT_EQ(options->interdigit, milliseconds(10));
@@ -41,14 +43,14 @@ TEST(PhonedOptions, TakeValuesBehindABlankAndAnEqualsSign) {
 
 TEST(PhonedOptions, TakeWhatLooksOddAsAValue) {
   const Words words = {"--map", "--map-file", "--port=0", "--map=="};
-  const auto options = phoned::parse_options(words);
+  const Attempt options([&] { return phoned::parse_options(words); });
   ASSERT_TRUE(options);
   EXPECT_EQ(options->map, "=");
   EXPECT_EQ(options->port, 0);
 }
 
 TEST(PhonedOptions, SayWhereOperatorsAre) {
-  const auto none = phoned::parse_options({});
+  const Attempt none([] { return phoned::parse_options({}); });
   ASSERT_TRUE(none);
   EXPECT_EQ(none->ini, std::nullopt);
   EXPECT_EQ(none->operators, phoned::Operators::Channels());
@@ -56,8 +58,8 @@ TEST(PhonedOptions, SayWhereOperatorsAre) {
   const Words words = {
       "--foreground",          "--ini", "a", "--console", "b", "--fifo", "c", "--fifo-out=d", "--stdin",
       "--console-timeout=3600"};
-  const auto all = phoned::parse_options(words);
-  ASSERT_TRUE(all) << all.error().why;
+  const Attempt all([&] { return phoned::parse_options(words); });
+  ASSERT_TRUE(all) << all.why();
   EXPECT_EQ(all->ini, "a");
   const phoned::Operators::Channels expected = {"b", "c", "d", true, seconds(3600)};
   EXPECT_EQ(all->operators, expected);
@@ -98,15 +100,15 @@ TEST(PhonedOptions, KnowWhoIsInANetwork) {
 
 TEST(PhonedOptions, LastOneCounts) {
   const Words words = {"--port", "1", "--port", "2", "--map-file", "a", "--map-file=b"};
-  const auto options = phoned::parse_options(words);
+  const Attempt options([&] { return phoned::parse_options(words); });
   ASSERT_TRUE(options);
   EXPECT_EQ(options->port, 2);
   EXPECT_EQ(options->map_file, "b");
 }
 
 TEST(PhonedOptions, HelpAndVersion) {
-  EXPECT_EQ(phoned::parse_options(Words{"--help"})->action, phoned::Options::Action::kShowHelp);
-  EXPECT_EQ(phoned::parse_options(Words{"--version"})->action, phoned::Options::Action::kShowVersion);
+  EXPECT_EQ(phoned::parse_options(Words{"--help"}).action, phoned::Options::Action::kShowHelp);
+  EXPECT_EQ(phoned::parse_options(Words{"--version"}).action, phoned::Options::Action::kShowVersion);
   const std::string help = phoned::help_text();
   EXPECT_EQ(help.find('%'), std::string::npos);
   for (const char* words : {"\n  --foreground ", "\n  --port N            UDP port, 0 to 65535 (7070)",
@@ -147,14 +149,14 @@ TEST(PhonedOptions, SayWhatIsWrong) {
   };
   for (const auto& row : kCases) {
     SCOPED_TRACE(row.why);
-    const auto options = phoned::parse_options(row.words);
+    const Attempt options([&] { return phoned::parse_options(row.words); });
     ASSERT_FALSE(options);
-    EXPECT_EQ(options.error().why, row.why);
+    EXPECT_EQ(options.why(), row.why);
   }
 }
 
 TEST(PhonectlOptions, HaveDefaults) {
-  const auto options = phonectl::parse_options(Words{"offhook", "3"});
+  const Attempt options([] { return phonectl::parse_options(Words{"offhook", "3"}); });
   ASSERT_TRUE(options);
   EXPECT_EQ(options->action, phonectl::Options::Action::kCommand);
   EXPECT_EQ(options->host, "127.0.0.1");
@@ -164,9 +166,10 @@ TEST(PhonectlOptions, HaveDefaults) {
 }
 
 TEST(PhonectlOptions, TakeValues) {
-  const auto options =
-      phonectl::parse_options(Words{"--host", "192.0.2.1", "--port", "1", "--timeout=60000", "--script", "-"});
-  ASSERT_TRUE(options) << options.error().why;
+  const Attempt options([] {
+    return phonectl::parse_options(Words{"--host", "192.0.2.1", "--port", "1", "--timeout=60000", "--script", "-"});
+  });
+  ASSERT_TRUE(options) << options.why();
   EXPECT_EQ(options->action, phonectl::Options::Action::kScript);
   EXPECT_EQ(options->host, "192.0.2.1");
   EXPECT_EQ(options->port, 1);
@@ -175,12 +178,12 @@ TEST(PhonectlOptions, TakeValues) {
 }
 
 TEST(PhonectlOptions, EveryWordBehindTheCommandBelongsToIt) {
-  EXPECT_EQ(phonectl::parse_options(Words{"raw", "--port", "x"})->command.text, "--port x");
+  EXPECT_EQ(phonectl::parse_options(Words{"raw", "--port", "x"}).command.text, "--port x");
 }
 
 TEST(PhonectlOptions, HelpAndVersion) {
-  EXPECT_EQ(phonectl::parse_options(Words{"--help"})->action, phonectl::Options::Action::kShowHelp);
-  EXPECT_EQ(phonectl::parse_options(Words{"--version", "dance"})->action, phonectl::Options::Action::kShowVersion);
+  EXPECT_EQ(phonectl::parse_options(Words{"--help"}).action, phonectl::Options::Action::kShowHelp);
+  EXPECT_EQ(phonectl::parse_options(Words{"--version", "dance"}).action, phonectl::Options::Action::kShowVersion);
   const std::string help = phonectl::help_text();
   for (const char* words : {"\n  --port N            phoned's UDP port, 1 to 65535 (7070)", "\n  --host ADDRESS ",
                             "\n  --timeout MS ", "\n  --help, --version ", " --script FILE "}) {
@@ -209,9 +212,9 @@ TEST(PhonectlOptions, SayWhatIsWrong) {
   };
   for (const auto& row : kCases) {
     SCOPED_TRACE(row.why);
-    const auto options = phonectl::parse_options(row.words);
+    const Attempt options([&] { return phonectl::parse_options(row.words); });
     ASSERT_FALSE(options);
-    EXPECT_EQ(options.error().why, row.why);
+    EXPECT_EQ(options.why(), row.why);
   }
 }
 

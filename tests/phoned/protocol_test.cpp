@@ -2,38 +2,51 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "phoned/core/text.h"
 
 namespace {
 
-using phoned::Request;
-using Event = phoned::Request::Event;
+using phoned::Event;
+using phoned::take_word;
+using userlib::Frame;
+using Kind = phoned::Event::Kind;
+
+sockaddr_in card_with(uint16_t port) {
+  sockaddr_in card = {};
+  card.sin_port = htons(port);
+  return card;
+}
+
+Event event_of(std::string_view bytes) {
+  Frame datagram = Frame::copy_of(bytes);
+  return phoned::parse_event(datagram, card_with(5060));
+}
 
 TEST(Protocol, ReadsEveryEvent) {
   const struct {
     const char* datagram;
-    Event event;
+    Kind kind;
     int line;
     const char* digits;
   } kCases[] = {
-      {"0 offhook", Event::kOffHook, 0, ""},
-      {"255 onhook", Event::kOnHook, 255, ""},
-      {"3 digit 0", Event::kDial, 3, "0"},
-      {"3 digit D", Event::kDial, 3, "D"},
-      {"3 dial 1", Event::kDial, 3, "1"},
-      {"3 dial 0123456789ABCD#*", Event::kDial, 3, "0123456789ABCD#*"},
+      {"0 offhook", Kind::kOffHook, 0, ""},
+      {"255 onhook", Kind::kOnHook, 255, ""},
+      {"3 digit 0", Kind::kDial, 3, "0"},
+      {"3 digit D", Kind::kDial, 3, "D"},
+      {"3 dial 1", Kind::kDial, 3, "1"},
+      {"3 dial 0123456789ABCD#*", Kind::kDial, 3, "0123456789ABCD#*"},
       // Blanks separate words, however many there are.
-      {"  3   dial   110  ", Event::kDial, 3, "110"},
-      {"003 onhook", Event::kOnHook, 3, ""},
+      {"  3   dial   110  ", Kind::kDial, 3, "110"},
+      {"003 onhook", Kind::kOnHook, 3, ""},
   };
   for (const auto& row : kCases) {
     SCOPED_TRACE(row.datagram);
-    phoned::OwnedFrame datagram(row.datagram);
-    const auto request = phoned::parse_request(datagram);
-    ASSERT_TRUE(request) << request.error().why;
-    EXPECT_EQ(request->event, row.event);
-    EXPECT_EQ(request->line, row.line);
-    EXPECT_EQ(request->digits, row.digits);
+    Event event = event_of(row.datagram);
+    EXPECT_EQ(event.kind(), row.kind);
+    EXPECT_EQ(event.line(), row.line);
+    EXPECT_EQ(event.text(), row.digits);
   }
 }
 
@@ -72,20 +85,44 @@ TEST(Protocol, SaysWhatIsWrongWithADatagram) {
   };
   for (const auto& row : kCases) {
     SCOPED_TRACE(phoned::printable(row.datagram));
-    phoned::OwnedFrame datagram(row.datagram);
-    const auto request = phoned::parse_request(datagram);
-    ASSERT_FALSE(request);
-    EXPECT_EQ(request.error().why, row.why);
+    Event event = event_of(row.datagram);
+    EXPECT_EQ(event.kind(), Kind::kBad);
+    EXPECT_EQ(event.text(), row.why);
   }
 }
 
-TEST(Protocol, WritesEveryAnswer) {
-  EXPECT_EQ(phoned::ready(3), "3 ready");
-  EXPECT_EQ(phoned::more(3, "12"), "3 more 12");
-  EXPECT_EQ(phoned::complete(255, "012", "0x.T"), "255 complete 012 0x.T");
-  EXPECT_EQ(phoned::reject(0, "9"), "0 reject 9");
-  EXPECT_EQ(phoned::idle(3), "3 idle");
-  EXPECT_EQ(phoned::error("because"), "error because");
+TEST(Protocol, AFrameLosesItsWordsFromTheFront) {
+  Frame frame = Frame::copy_of("  3 dial   110 ");
+  const std::string_view line = take_word(frame);
+  EXPECT_EQ(line, "3");
+  EXPECT_EQ(frame.text(), " dial   110 ");
+  EXPECT_EQ(take_word(frame), "dial");
+  EXPECT_EQ(take_word(frame), "110");
+  EXPECT_EQ(take_word(frame), "");
+  EXPECT_EQ(take_word(frame), "");
+  EXPECT_EQ(frame.text(), "");
+  EXPECT_EQ(line, "3") << "what was taken off stays where it is";
+}
+
+TEST(Protocol, AFrameMayBeEmpty) {
+  Frame frame = Frame::copy_of("");
+  EXPECT_EQ(take_word(frame), "");
+}
+
+TEST(Protocol, AnEventCarriesWhatHasHappenedWhereAndWhoSaysSo) {
+  Event dialled(Kind::kDial, 7, card_with(5060), "110");
+  Event moved = std::move(dialled);
+  EXPECT_EQ(moved.kind(), Kind::kDial);
+  EXPECT_EQ(moved.line(), 7);
+  EXPECT_EQ(moved.src_port(), 5060);
+  EXPECT_EQ(ntohs(moved.card().sin_port), 5060);
+  EXPECT_EQ(moved.text(), "110");
+  Event lifted(Kind::kOffHook, 255, card_with(65535));
+  EXPECT_EQ(lifted.kind(), Kind::kOffHook);
+  EXPECT_EQ(lifted.line(), 255);
+  EXPECT_EQ(lifted.src_port(), 65535);
+  EXPECT_EQ(ntohs(lifted.card().sin_port), 65535);
+  EXPECT_EQ(lifted.text(), "");
 }
 
 TEST(Text, QuotesAreBoundedAndHarmless) {

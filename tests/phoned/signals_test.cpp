@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <string>
 
 namespace {
 
@@ -11,16 +12,16 @@ using phoned::Signals;
 
 TEST(Signals, ComeInTheirOrder) {
   Signals signals;
-  ASSERT_FALSE(signals.open({SIGUSR1, SIGUSR2}));
+  signals.open({SIGUSR1, SIGUSR2});
   raise(SIGUSR2);
   raise(SIGUSR1);
   raise(SIGUSR2);
-  EXPECT_EQ(signals.take(), (std::vector<int>{SIGUSR2, SIGUSR1, SIGUSR2}));
+  EXPECT_EQ(signals.take(), (std::string{SIGUSR2, SIGUSR1, SIGUSR2}));
 }
 
 TEST(Signals, LeaveErrnoAlone) {
   Signals signals;
-  ASSERT_FALSE(signals.open({SIGUSR1}));
+  signals.open({SIGUSR1});
   // The last of them find the pipe full, and must not wait until it is read: nobody else would read it.
   for (int i = 0; i < 70000; ++i) {
     errno = ENOENT;
@@ -33,7 +34,7 @@ TEST(Signals, LeaveErrnoAlone) {
 TEST(Signals, AreIgnoredWhenNobodyListensAnyMore) {
   {
     Signals signals;
-    ASSERT_FALSE(signals.open({SIGUSR1}));
+    signals.open({SIGUSR1});
   }
   raise(SIGUSR1);
 }

@@ -1,67 +1,118 @@
-// Reads a command line: options first, "--name VALUE" or "--name=VALUE", then words.
+// Reads a command line: options first, "--name VALUE" or "--name=VALUE", then words. A table says which options there are;
+// the text of --help is made from it, too.
 #ifndef EXAMPLES_PHONED_CLI_ARGUMENTS_H
 #define EXAMPLES_PHONED_CLI_ARGUMENTS_H
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 
-#include "phoned/core/result.h"
+#include "phoned/core/text.h"
 
 namespace phoned {
 
-// Goes through the options one by one. The first thing that is wrong ends the walk:
-//
-//     while (arguments.next_option()) {
-//       if (arguments.is("--port")) {
-//         options.port = arguments.number(0, 65535);
-//       } else {
-//         arguments.refuse_option();
-//       }
-//     }
-//     if (arguments.error()) ...
-class Arguments {
+using Words = std::span<const char* const>;
+
+// An option on the command line. Its value may be attached to it, or be the next word.
+class Argument {
  public:
-  using Words = std::span<const char* const>;
+  Argument(std::string_view word, Words& rest) : rest_(rest) {
+    const size_t equals = word.find('=');
+    name_ = word.substr(0, equals);
+    if (equals != word.npos) {
+      attached_ = word.substr(equals + 1);
+    }
+  }
 
-  // The words without the program's name.
-  explicit Arguments(Words words) : rest_(words) {}
+  const std::string& name() const { return name_; }
+  const std::optional<std::string>& attached() const { return attached_; }
 
-  // Moves to the next option. Returns false at the first word that is none, at the end, and after an error.
-  bool next_option();
+  // The value; "what" tells a user who gave none what it would be.
+  std::string value(std::string_view what) const {
+    if (!attached_ && rest_.empty()) {
+      refuse("wants a value: " + std::string(what));
+    }
+    if (attached_) {
+      return *attached_;
+    }
+    const std::string value = rest_.front();
+    rest_ = rest_.subspan(1);
+    return value;
+  }
 
-  // Tells whether the option has this name.
-  bool is(std::string_view name) const { return name_ == name; }
+  uint32_t number(uint32_t min, uint32_t max) const {
+    const std::string what = "a number from " + std::to_string(min) + " to " + std::to_string(max);
+    const std::string text = value(what);
+    const auto number = to_number(text, min, max);
+    if (!number) {
+      refuse(quote(text) + ": must be " + what);
+    }
+    return *number;
+  }
 
-  // Tells the same of an option that takes no value; one that got a value is an error.
-  bool is_flag(std::string_view name);
-
-  // The option's value; "what" tells a user who gave none what it would be.
-  std::string value(std::string_view what);
-
-  // The option's value as a number. The minimum stands for one that is no number or out of range: an error.
-  uint32_t number(uint32_t min, uint32_t max);
-
-  // Nobody knows this option.
-  void refuse_option();
-
-  // Says that the option cannot be what it is.
-  void refuse(std::string why);
-
-  // The words behind the options.
-  Words rest() const { return rest_; }
-
-  // What was wrong first.
-  const std::optional<Error>& error() const { return error_; }
+  [[noreturn]] void refuse(const std::string& why) const { throw Error(printable(name_) + " " + why); }
 
  private:
-  Words rest_;
-  std::string_view name_;
-  std::optional<std::string_view> attached_value_;
-  std::optional<Error> error_;
+  Words& rest_;
+  std::string name_;
+  std::optional<std::string> attached_;
 };
+
+template <typename Options>
+struct Option {
+  std::string_view name;
+  std::string_view value;  // what the help calls its value; empty: it takes none
+  std::string_view help;   // its lines; empty: the same as those of the next option
+  void (*apply)(Options& options, const Argument& argument);
+};
+
+// Carries out the options, and returns the words behind them.
+template <typename Options>
+Words parse(Words words, std::span<const Option<Options>> table, Options& options) {
+  while (!words.empty() && words.front()[0] == '-') {
+    const std::string_view word = words.front();
+    words = words.subspan(1);
+    const Argument argument(word, words);
+    const auto option = std::ranges::find(table, argument.name(), &Option<Options>::name);
+    if (option == table.end()) {
+      throw Error("unknown option " + quote(argument.name()) + ": --help shows those that there are");
+    }
+    if (option->value.empty() && argument.attached()) {
+      argument.refuse(quote(*argument.attached()) + ": this option takes no value");
+    }
+    option->apply(options, argument);
+  }
+  return words;
+}
+
+// The help for the options.
+template <typename Options>
+std::string describe(std::span<const Option<Options>> table) {
+  constexpr size_t kColumn = 22;
+  std::string text;
+  std::string names = "  ";
+  for (const Option<Options>& option : table) {
+    names += std::string(option.name) + (option.value.empty() ? "" : " ") + std::string(option.value);
+    if (option.help.empty()) {
+      names += ", ";
+      continue;
+    }
+    for (std::string_view rest = option.help; !rest.empty(); names.clear()) {
+      names.resize(kColumn, ' ');
+      text += names + std::string(take_until(rest, "\n")) + "\n";
+    }
+    names = "  ";
+  }
+  return text;
+}
+
+// The text with the first "name" in it replaced by the value; it must hold one.
+inline std::string replace(std::string text, std::string_view name, std::string_view value) {
+  return text.replace(text.find(name), name.size(), value);
+}
 
 }  // namespace phoned
 

@@ -9,8 +9,7 @@
 
 #include "phoned/cli/arguments.h"
 #include "phoned/core/protocol.h"
-#include "phoned/core/result.h"
-#include "phoned/io/network.h"
+#include "phoned/io/channel.h"
 #include "phoned/io/operators.h"
 
 namespace phoned {
@@ -33,7 +32,8 @@ struct Options {
   Operators::Channels operators;        // how operators reach phoned
 };
 
-Result<Options> parse_options(Arguments::Words words);
+// The Error says what is wrong first.
+Options parse_options(Words words);
 
 // The text that --help prints.
 std::string help_text();

@@ -2,8 +2,12 @@
 #ifndef EXAMPLES_PHONED_CORE_ALLOCATOR_H
 #define EXAMPLES_PHONED_CORE_ALLOCATOR_H
 
+#include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <string>
+
+#include "nuv_memory.h"
 
 namespace phoned {
 
@@ -13,14 +17,37 @@ struct MemoryFigures {
   uint64_t peak_bytes = 0;   // held at most
   uint64_t allocations = 0;  // since the start
 };
+inline MemoryFigures memory_figures;
 
-// Makes the library take its blocks from here. Call it before the library has made any.
-void install_counting_allocator();
+inline void* allocate(uint32_t size) {
+  void* const block = std::malloc(size);
+  if (block != nullptr) {
+    ++memory_figures.blocks;
+    ++memory_figures.allocations;
+    memory_figures.bytes += size;
+    memory_figures.peak_bytes = std::max(memory_figures.peak_bytes, memory_figures.bytes);
+  }
+  return block;
+}
 
-const MemoryFigures& memory_figures();
+// The library calls it for empty blocks, too.
+inline void release(void* block, uint32_t size) {
+  if (block != nullptr) {
+    --memory_figures.blocks;
+    memory_figures.bytes -= size;
+    std::free(block);
+  }
+}
 
-// The figures in words: "0 blocks of 0 bytes in use, 42 bytes at most, 7 allocations".
-std::string describe(const MemoryFigures& figures);
+// Call it before the library has made any block.
+inline void install_counting_allocator() {
+  NUV_installMemoryManager(allocate, release);
+}
+
+inline std::string describe(const MemoryFigures& figures) {
+  return std::to_string(figures.blocks) + " blocks of " + std::to_string(figures.bytes) + " bytes in use, " +
+         std::to_string(figures.peak_bytes) + " bytes at most, " + std::to_string(figures.allocations) + " allocations";
+}
 
 }  // namespace phoned
 

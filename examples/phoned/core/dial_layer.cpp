@@ -1,124 +1,141 @@
 #include "phoned/core/dial_layer.h"
 
 #include "phoned/core/clock.h"
-#include "phoned/core/text.h"
 #include "phoned/core/trace.h"
-#include "phoned/io/datagram.h"
 
 namespace phoned {
 
-std::string DialLayer::handle(OwnedFrame& datagram, const sockaddr_in& sender, const timeval& now) {
+namespace {
+
+std::string name_of(uint8_t line) {
+  return "line " + std::to_string(line);
+}
+
+std::string answer(uint8_t line, const std::string& words) {
+  return std::to_string(line) + " " + words;
+}
+
+// The verdict in words, for traces.
+std::string describe(const Verdict& verdict) {
+  switch (verdict.kind) {
+    case Verdict::Kind::kMore:
+      return "more";
+    case Verdict::Kind::kComplete:
+      return "complete by " + verdict.pattern;
+    case Verdict::Kind::kReject:
+      break;
+  }
+  return "reject";
+}
+
+}  // namespace
+
+std::string outcome(const std::string& digits, const Verdict& verdict) {
+  switch (verdict.kind) {
+    case Verdict::Kind::kMore:
+      return "more " + digits;
+    case Verdict::Kind::kComplete:
+      return "complete " + digits + " " + verdict.pattern;
+    case Verdict::Kind::kReject:
+      break;
+  }
+  return "reject " + digits;
+}
+
+std::string DialLayer::handle(Event event, const timeval& now) {
   ++statistics_.datagrams;
-  PHONED_LOG(TRACE, trace::modules.line, "event %s", quote(datagram.text()).c_str());
-  const auto request = parse_request(datagram);
-  if (!request) {
-    return refuse(request.error().why);
+  switch (event.kind()) {
+    case Event::Kind::kOffHook:
+      return lift(event.line());
+    case Event::Kind::kOnHook:
+      return hang_up(event.line());
+    case Event::Kind::kDial:
+      return dial(event, now);
+    case Event::Kind::kBad:
+      break;
   }
-  EventMessage message(*request, ntohs(sender.sin_port));
-  return carry_out(message, sender, now);
+  return refuse(std::string(event.text()));
 }
 
-std::string DialLayer::refuse_size(size_t size) {
-  ++statistics_.datagrams;
-  return refuse("datagram of " + std::to_string(size) + " bytes: at most " + std::to_string(kMaxDatagram) +
-                " are taken");
-}
-
-std::vector<Notice> DialLayer::handle_timeouts(const timeval& now) {
-  std::vector<Notice> notices;
-  for (const uint8_t number : lines_.overdue(now)) {
-    ++statistics_.timeouts;
-    Call& call = *lines_.find(number);
-    trace::asked(number, call.digits, trace::Timer::kExpired);
-    const Verdict verdict = plan_.check_at_timeout(call.digits);
-    trace::judged(number, verdict);
-    PHONED_LOG(DEBUG, trace::modules.dial_plan, "digits %s, and no more in time: %s", call.digits.c_str(),
-               describe(verdict).c_str());
-    notices.push_back({call.peer, decide(number, call, verdict)});
-  }
-  return notices;
-}
-
-std::string DialLayer::carry_out(EventMessage& message, const sockaddr_in& sender, const timeval& now) {
-  switch (message.event()) {
-    case Request::Event::kOffHook:
-      return lift(message.line());
-    case Request::Event::kOnHook:
-      return hang_up(message.line());
-    case Request::Event::kDial:
-      return dial(message, sender, now);
-  }
-  return refuse("unknown event");
-}
-
-std::string DialLayer::lift(uint8_t number) {
-  if (lines_.find(number) != nullptr) {
-    return refuse("line " + std::to_string(number) + " is off the hook already: 'onhook' comes first");
+std::string DialLayer::lift(uint8_t line) {
+  if (lines_.find(line) != nullptr) {
+    return refuse(name_of(line) + " is off the hook already: 'onhook' comes first");
   }
   // No deadline yet: the inter-digit time starts with the first digit.
-  const Call& call = lines_.lift(number);
-  PHONED_LOG(TRACE, trace::modules.line, "line %u: call %u, reference %08x", number, call.number, call.reference);
-  return ready(number);
+  const Call& call = lines_.lift(line);
+  PHONED_LOG(TRACE, trace::modules.line, "line %u: call %u, reference %08x", line, call.number, call.reference);
+  return answer(line, "ready");
 }
 
 // Hanging up a line that is on the hook is no error: so a line card that knows nothing of before gets its lines into a
 // known state.
-std::string DialLayer::hang_up(uint8_t number) {
-  lines_.hang_up(number);
-  return idle(number);
+std::string DialLayer::hang_up(uint8_t line) {
+  lines_.hang_up(line);
+  return answer(line, "idle");
 }
 
 // Digits are taken one by one, as if each came in a datagram of its own, but only the last outcome is answered. What
 // stands behind the digit that decides is not looked at: the answer says which digits were.
-std::string DialLayer::dial(EventMessage& message, const sockaddr_in& sender, const timeval& now) {
-  const uint8_t number = message.line();
-  Call* const call = lines_.find(number);
+std::string DialLayer::dial(Event& event, const timeval& now) {
+  const uint8_t line = event.line();
+  Call* const call = lines_.find(line);
   if (call == nullptr) {
-    return refuse("line " + std::to_string(number) + " is on the hook: 'offhook' comes first");
+    return refuse(name_of(line) + " is on the hook: 'offhook' comes first");
   }
-  if (call->state == Call::State::kDecided) {
-    return refuse("line " + std::to_string(number) + " has its answer: 'onhook' comes first");
+  if (call->is_decided) {
+    return refuse(name_of(line) + " has its answer: 'onhook' comes first");
   }
-  call->peer = sender;
-  for (const char digit : message.digits()) {
+  call->card = event.card();
+  for (const char digit : event.text()) {
     if (call->digits.size() == kMaxDigits) {
-      return decide(number, *call, {Verdict::Kind::kReject, {}});
+      return decide(line, *call, {Verdict::Kind::kReject, {}});
     }
     call->digits += digit;
-    trace::asked(number, call->digits, trace::Timer::kRunning);
-    const Verdict verdict = plan_.check(call->digits);
-    trace::judged(number, verdict);
-    PHONED_LOG(DEBUG, trace::modules.dial_plan, "digits %s: %s", call->digits.c_str(), describe(verdict).c_str());
+    const Verdict verdict = ask_plan(line, call->digits, Time::kLeft);
     if (verdict.kind != Verdict::Kind::kMore) {
-      return decide(number, *call, verdict);
+      return decide(line, *call, verdict);
     }
   }
-  return wait_for_more(number, *call, now);
+  call->deadline = later(now, interdigit_);
+  return answer(line, outcome(call->digits, {Verdict::Kind::kMore, {}}));
 }
 
-std::string DialLayer::wait_for_more(uint8_t number, Call& call, const timeval& now) {
-  call.deadline = later(now, interdigit_);
-  return more(number, call.digits);
-}
-
-std::string DialLayer::decide(uint8_t number, Call& call, const Verdict& verdict) {
-  call.state = Call::State::kDecided;
-  call.deadline.reset();
-  if (verdict.kind == Verdict::Kind::kComplete) {
-    ++statistics_.complete;
-    PHONED_LOG(INFO, trace::modules.line, "line %u: %s is complete by %s", number, call.digits.c_str(),
-               verdict.pattern.c_str());
-    return complete(number, call.digits, verdict.pattern);
+std::vector<Notice> DialLayer::handle_timeouts(const timeval& now) {
+  std::vector<Notice> notices;
+  for (const uint8_t line : lines_.overdue(now)) {
+    ++statistics_.timeouts;
+    Call& call = *lines_.find(line);
+    notices.push_back({call.card, decide(line, call, ask_plan(line, call.digits, Time::kOver))});
   }
-  ++statistics_.rejected;
-  PHONED_LOG(INFO, trace::modules.line, "line %u: %s is rejected", number, call.digits.c_str());
-  return reject(number, call.digits);
+  return notices;
+}
+
+Verdict DialLayer::ask_plan(uint8_t line, const std::string& digits, Time time) const {
+  const bool is_over = time == Time::kOver;
+  PHONED_LOG(TRACEMF, trace::modules.line, "dial layer", 0,
+             answer(line, "check " + digits + (is_over ? " at time-out" : "")).c_str(), "plan", 0, trace::kOut);
+  const Verdict verdict = is_over ? plan_.check_at_timeout(digits) : plan_.check(digits);
+  PHONED_LOG(TRACEMF, trace::modules.line, "plan", 0, answer(line, describe(verdict)).c_str(), "dial layer", 0,
+             trace::kIn);
+  PHONED_LOG(DEBUG, trace::modules.dial_plan, "digits %s%s: %s", digits.c_str(), is_over ? ", and no more in time" : "",
+             describe(verdict).c_str());
+  return verdict;
+}
+
+std::string DialLayer::decide(uint8_t line, Call& call, const Verdict& verdict) {
+  call.is_decided = true;
+  call.deadline.reset();
+  const bool is_complete = verdict.kind == Verdict::Kind::kComplete;
+  ++(is_complete ? statistics_.complete : statistics_.rejected);
+  PHONED_LOG(INFO, trace::modules.line, "line %u: %s is %s", line, call.digits.c_str(),
+             is_complete ? ("complete by " + verdict.pattern).c_str() : "rejected");
+  return answer(line, outcome(call.digits, verdict));
 }
 
 std::string DialLayer::refuse(const std::string& why) {
   ++statistics_.errors;
   PHONED_LOG(DEBUG, trace::modules.line, "refused: %s", why.c_str());
-  return error(why);
+  return "error " + why;
 }
 
 }  // namespace phoned

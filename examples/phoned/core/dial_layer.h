@@ -1,5 +1,5 @@
-// Decides what the lines have dialled. Knows neither sockets nor the clock: whoever calls it brings the datagram, its
-// sender and the time, and takes the answers away.
+// Decides what the lines have dialled. Knows neither sockets nor the clock: whoever calls it brings the event and the
+// time, and takes the answers away.
 #ifndef EXAMPLES_PHONED_CORE_DIAL_LAYER_H
 #define EXAMPLES_PHONED_CORE_DIAL_LAYER_H
 
@@ -7,12 +7,11 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "phoned/core/dial_plan.h"
-#include "phoned/core/event_message.h"
 #include "phoned/core/lines.h"
-#include "phoned/core/owned_frame.h"
 #include "phoned/core/protocol.h"
 #include "phoned/core/statistics.h"
 
@@ -20,24 +19,25 @@ namespace phoned {
 
 // What is said without having been asked for.
 struct Notice {
-  sockaddr_in peer;
+  sockaddr_in card;
   std::string text;
 };
+
+// What becomes of digits, in words: "more <digits>", "complete <digits> <pattern>" or "reject <digits>".
+std::string outcome(const std::string& digits, const Verdict& verdict);
 
 class DialLayer {
  public:
   // A line takes this many digits. One more, while they are not decided, and they are rejected.
   static constexpr size_t kMaxDigits = 32;
 
-  DialLayer(DialPlan plan, std::chrono::milliseconds interdigit) : plan_(std::move(plan)), interdigit_(interdigit) {}
+  DialLayer(DialPlan plan, std::chrono::milliseconds interdigit, Statistics& statistics)
+      : plan_(std::move(plan)), interdigit_(interdigit), statistics_(statistics) {}
 
-  // Carries out what a datagram says, and answers it.
-  std::string handle(OwnedFrame& datagram, const sockaddr_in& sender, const timeval& now);
+  // Carries out an event, and answers it.
+  std::string handle(Event event, const timeval& now);
 
-  // Answers a datagram that is too long to be read.
-  std::string refuse_size(size_t size);
-
-  // Decides the lines whose inter-digit time has run out; each outcome goes to the peer that dialled last on the line.
+  // Decides the lines whose inter-digit time has run out; each outcome goes to the line card that dialled last.
   std::vector<Notice> handle_timeouts(const timeval& now);
 
   // When the time of some line runs out next.
@@ -48,21 +48,20 @@ class DialLayer {
 
   const DialPlan& plan() const { return plan_; }
   const Lines& lines() const { return lines_; }
-  const Statistics& statistics() const { return statistics_; }
 
  private:
-  std::string carry_out(EventMessage& message, const sockaddr_in& sender, const timeval& now);
-  std::string lift(uint8_t number);
-  std::string hang_up(uint8_t number);
-  std::string dial(EventMessage& message, const sockaddr_in& sender, const timeval& now);
-  std::string wait_for_more(uint8_t number, Call& call, const timeval& now);
-  std::string decide(uint8_t number, Call& call, const Verdict& verdict);
+  std::string lift(uint8_t line);
+  std::string hang_up(uint8_t line);
+  std::string dial(Event& event, const timeval& now);
+  enum class Time { kLeft, kOver };
+  Verdict ask_plan(uint8_t line, const std::string& digits, Time time) const;
+  std::string decide(uint8_t line, Call& call, const Verdict& verdict);
   std::string refuse(const std::string& why);
 
   DialPlan plan_;
   std::chrono::milliseconds interdigit_;
+  Statistics& statistics_;
   Lines lines_;
-  Statistics statistics_;
 };
 
 }  // namespace phoned

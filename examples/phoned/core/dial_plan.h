@@ -8,7 +8,6 @@
 #include <string_view>
 #include <vector>
 
-#include "phoned/core/result.h"
 #include "userlib.hpp"
 
 namespace phoned {
@@ -20,19 +19,16 @@ struct Verdict {
   std::string pattern;  // of kComplete: the one that decided, as the plan has it but for blanks and parentheses
 };
 
-// The verdict in words: "more", "complete by <pattern>" or "reject".
-std::string describe(const Verdict& verdict);
-
 class DialPlan {
  public:
   // A plan for those who name none.
   static constexpr const char* kDefault = "110 | 112 | 1[2-9]x | [2-9]x.T | 0x.T | *xx | #xx";
 
-  // Reads a plan: patterns that bars or line ends separate, at least one. The error names the pattern that is wrong.
-  static Result<DialPlan> parse(std::string_view text);
+  // Reads a plan: patterns that bars or line ends separate, at least one. The Error names the pattern that is wrong.
+  explicit DialPlan(std::string_view text);
 
-  // Reads a plan from a file. The error names the file.
-  static Result<DialPlan> read(const std::string& path);
+  // Reads a plan from a file. The Error names the file.
+  static DialPlan read(const std::string& path);
 
   // Judges digits after which more may come. The most specific pattern decides, wherever it stands in the plan; while
   // another one that is as specific needs more digits, the line has to wait for those: with "12|12x" the digits 12 are
@@ -48,13 +44,11 @@ class DialPlan {
   // are ten lines at most, and one that counts the rest.
   std::vector<std::string> warnings() const;
 
-  size_t size() const { return patterns_.size(); }
-
   // As they were given, but for blanks and parentheses.
   const std::vector<std::string>& patterns() const { return patterns_; }
 
  private:
-  bool add(std::string pattern);
+  void add(std::string pattern);
 
   std::string text_;
   std::vector<std::string> patterns_;

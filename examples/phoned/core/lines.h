@@ -20,29 +20,21 @@
 namespace phoned {
 
 struct Call {
-  enum class State {
-    kCollecting,  // digits are taken
-    kDecided      // complete or rejected: digits are refused until "onhook"
-  };
-
-  State state = State::kCollecting;
   uint32_t number = 0;              // 0 to 255, no two calls alike
   uint32_t reference = 0;           // random
+  bool is_decided = false;          // complete or rejected: digits are refused until "onhook"
   std::string digits;               // dialled so far
-  sockaddr_in peer = {};            // who dialled last, and hears the outcome when time runs out
-  std::optional<timeval> deadline;  // monotonic time at which the inter-digit time runs out; only while collecting
+  sockaddr_in card = {};            // who dialled last, and hears the outcome when time runs out
+  std::optional<timeval> deadline;  // monotonic time at which the inter-digit time runs out; only before the decision
 };
 
-class Lines {
+class Lines : userlib::Pinned {
  public:
-  Lines() = default;
   ~Lines();
-  Lines(const Lines&) = delete;
-  Lines& operator=(const Lines&) = delete;
 
   // The call of a line, or null while it is on the hook.
   Call* find(uint8_t line);
-  const Call* find(uint8_t line) const;
+  const Call* find(uint8_t line) const { return const_cast<Lines*>(this)->find(line); }
 
   // Gives a line that is on the hook a call.
   Call& lift(uint8_t line);
@@ -60,10 +52,6 @@ class Lines {
   std::vector<uint8_t> overdue(const timeval& now) const;
 
  private:
-  // Calls a function with the number of each line that has a call, and with the call.
-  template <typename Function>
-  void for_each_call(Function function) const;
-
   userlib::IndexMap<kLineCount> slot_of_line_;
   userlib::IndexPool slots_{kLineCount};
   std::array<Call, kLineCount> calls_;

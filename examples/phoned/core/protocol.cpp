@@ -1,8 +1,7 @@
 #include "phoned/core/protocol.h"
 
 #include <algorithm>
-#include <iterator>
-#include <string_view>
+#include <cstring>
 #include <vector>
 
 #include "phoned/core/text.h"
@@ -11,69 +10,96 @@ namespace phoned {
 
 namespace {
 
-constexpr std::string_view kDigits = "0123456789ABCD#*";
-constexpr std::string_view kEvents = "offhook, digit, dial or onhook";
+using userlib::Frame;
+using Kind = Event::Kind;
 
-// What is dialled with "digit" and "dial". The count of digits was looked at by the caller.
-Result<Request> parse_digits(uint8_t line, std::string_view digits) {
-  const size_t wrong = digits.find_first_not_of(kDigits);
-  if (wrong != std::string_view::npos) {
-    return Error{quote(digits.substr(wrong, 1)) + " is no digit: 0-9, A-D, # and * are"};
-  }
-  return Request{line, Request::Event::kDial, std::string(digits)};
-}
+constexpr char kEvents[] = "offhook, digit, dial or onhook";
 
-Result<Request> parse_event(uint8_t line, std::string_view event, OwnedFrame& rest) {
-  const std::string_view argument = rest.take_word();
-  const bool is_alone = rest.take_word().empty();
-  if (event == "offhook" || event == "onhook") {
-    if (!argument.empty()) {
-      return Error{quote(event) + " takes nothing more, not " + quote(argument)};
-    }
-    return Request{line, event == "offhook" ? Request::Event::kOffHook : Request::Event::kOnHook, {}};
-  }
-  if (event == "digit") {
-    if (argument.size() != 1 || !is_alone) {
-      return Error{"'digit' takes exactly one digit; 'dial' takes more of them, in one word"};
-    }
-    return parse_digits(line, argument);
-  }
-  if (event == "dial") {
-    if (argument.empty() || !is_alone) {
-      return Error{"'dial' takes its digits in one word, such as 'dial 110'"};
-    }
-    return parse_digits(line, argument);
-  }
-  return Error{"unknown word " + quote(event) + ": must be " + std::string(kEvents)};
-}
+// What may follow the number of the line.
+struct Form {
+  std::string_view word;
+  Kind kind;
+  bool takes_digits;
+  size_t most_digits;
+  const char* rule;  // for whoever has broken it
+};
+constexpr Form kForms[] = {
+    {"offhook", Kind::kOffHook, false, 0, "'offhook' takes nothing more"},
+    {"onhook", Kind::kOnHook, false, 0, "'onhook' takes nothing more"},
+    {"digit", Kind::kDial, true, 1, "'digit' takes exactly one digit; 'dial' takes more of them, in one word"},
+    {"dial", Kind::kDial, true, std::string_view::npos, "'dial' takes its digits in one word, such as 'dial 110'"},
+};
 
-std::string answer(uint8_t line, const std::string& words) {
-  return std::to_string(line) + " " + words;
+// Why the words behind an event's name are wrong; empty if they are not.
+std::string problem_of(const Form& form, std::string_view argument, bool is_last) {
+  if (!form.takes_digits) {
+    return argument.empty() ? "" : form.rule + (", not " + quote(argument));
+  }
+  if (argument.empty() || argument.size() > form.most_digits || !is_last) {
+    return form.rule;
+  }
+  const size_t wrong = argument.find_first_not_of(kDigits);
+  return wrong == argument.npos ? "" : quote(argument.substr(wrong, 1)) + " is no digit: 0-9, A-D, # and * are";
 }
 
 }  // namespace
 
-Result<Request> parse_request(OwnedFrame& datagram) {
-  const std::string_view text = datagram.text();
-  const auto wrong = std::find_if_not(text.begin(), text.end(), is_printable);
-  if (wrong != text.end()) {
-    const auto byte = static_cast<unsigned char>(*wrong);
-    return Error{"byte " + std::to_string(byte) + " behind " + quote({text.begin(), wrong}) +
-                 " is no text: printable ASCII is, without a line end"};
+Event::Event(Kind kind, uint8_t line, const sockaddr_in& card, std::string_view text)
+    : Message(static_cast<int32_t>(kind), line, ntohs(card.sin_port)) {
+  add(0, userlib::Memory::copy_of({reinterpret_cast<const char*>(&card), sizeof card}));
+  if (!text.empty()) {
+    add(1, userlib::Memory::copy_of(text));
   }
-  const std::string_view number = datagram.take_word();
+}
+
+sockaddr_in Event::card() {
+  sockaddr_in card = {};
+  std::memcpy(&card, item(0).data(), sizeof card);
+  return card;
+}
+
+std::string_view Event::item(uint32_t index) {
+  if (index >= size()) {
+    return {};
+  }
+  const ::Memory* const block = NUV_MessageData_data(data(index));
+  return {reinterpret_cast<const char*>(NUV_Memory_begin(block)), NUV_Memory_size(block)};
+}
+
+std::string_view take_word(Frame& datagram) {
+  const auto take = [&datagram](size_t size) { datagram.reduce_front(static_cast<uint32_t>(size)); };
+  take(std::min(datagram.text().find_first_not_of(' '), datagram.text().size()));
+  const std::string_view word = datagram.text().substr(0, datagram.text().find(' '));
+  take(word.size());
+  return word;
+}
+
+Event parse_event(Frame& datagram, const sockaddr_in& card) {
+  const auto bad = [&card](const std::string& why) { return Event(Kind::kBad, 0, card, why); };
+  const std::string_view text = datagram.text();
+  if (const auto wrong = std::ranges::find_if_not(text, is_printable); wrong != text.end()) {
+    return bad("byte " + std::to_string(static_cast<unsigned char>(*wrong)) + " behind " +
+               quote({text.begin(), wrong}) + " is no text: printable ASCII is, without a line end");
+  }
+  const std::string_view number = take_word(datagram);
   if (number.empty()) {
-    return Error{"nothing but blanks: must be a line and an event, such as '3 offhook'"};
+    return bad("nothing but blanks: must be a line and an event, such as '3 offhook'");
   }
   const auto line = to_number(number, 0, kLineCount - 1);
   if (!line) {
-    return Error{"unknown line " + quote(number) + ": must be a number from 0 to 255"};
+    return bad("unknown line " + quote(number) + ": must be a number from 0 to 255");
   }
-  const std::string_view event = datagram.take_word();
-  if (event.empty()) {
-    return Error{"no event for line " + std::to_string(*line) + ": must be " + std::string(kEvents)};
+  const std::string_view word = take_word(datagram);
+  if (word.empty()) {
+    return bad("no event for line " + std::to_string(*line) + ": must be " + kEvents);
   }
-  return parse_event(static_cast<uint8_t>(*line), event, datagram);
+  const auto* const form = std::ranges::find(kForms, word, &Form::word);
+  if (form == std::end(kForms)) {
+    return bad("unknown word " + quote(word) + ": must be " + kEvents);
+  }
+  const std::string_view argument = take_word(datagram);
+  const std::string problem = problem_of(*form, argument, take_word(datagram).empty());
+  return problem.empty() ? Event(form->kind, static_cast<uint8_t>(*line), card, argument) : bad(problem);
 }
 
 bool looks_like_answer(std::string_view datagram) {
@@ -84,30 +110,6 @@ bool looks_like_answer(std::string_view datagram) {
   }
   const bool has_line = words[0].find_first_not_of("0123456789") == words[0].npos;
   return has_line && words.size() > 1 && std::ranges::find(kAnswers, words[1]) != std::end(kAnswers);
-}
-
-std::string ready(uint8_t line) {
-  return answer(line, "ready");
-}
-
-std::string more(uint8_t line, const std::string& digits) {
-  return answer(line, "more " + digits);
-}
-
-std::string complete(uint8_t line, const std::string& digits, const std::string& pattern) {
-  return answer(line, "complete " + digits + " " + pattern);
-}
-
-std::string reject(uint8_t line, const std::string& digits) {
-  return answer(line, "reject " + digits);
-}
-
-std::string idle(uint8_t line) {
-  return answer(line, "idle");
-}
-
-std::string error(const std::string& why) {
-  return "error " + why;
 }
 
 }  // namespace phoned

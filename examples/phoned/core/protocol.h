@@ -1,20 +1,7 @@
 // What line cards and phoned say to each other: one event or answer a datagram, in words that blanks separate.
+// docs/phoned.md has the table.
 //
-//     to phoned    "<line> offhook"                        the subscriber lifts the receiver
-//                  "<line> digit <digit>"                  dials one digit
-//                  "<line> dial <digits>"                  dials some digits in a row
-//                  "<line> onhook"                         hangs up
-//     from phoned  "<line> ready"                          off the hook, dial away
-//                  "<line> more <digits>"                  not decided yet
-//                  "<line> complete <digits> <pattern>"    these digits are a number, by this pattern of the plan
-//                  "<line> reject <digits>"                these digits are none and will never become one
-//                  "<line> idle"                           on the hook
-//                  "error <why>"                           no such event, or not now: nothing has changed
-//
-// Lines are numbered from 0 to 255, digits are 0-9, A-D, # and *. Every datagram gets one answer, but for an empty one and
-// one that looks like an answer. "dial" is answered
-// for its digits up to the one that decides; those behind it are dropped. When the inter-digit time of a line runs out,
-// one more answer comes by itself, "complete" or "reject", to whoever has dialled on the line last.
+// A datagram comes in a frame, whose words are taken off its front, and becomes a message; the dial layer gets that.
 #ifndef EXAMPLES_PHONED_CORE_PROTOCOL_H
 #define EXAMPLES_PHONED_CORE_PROTOCOL_H
 
@@ -23,36 +10,48 @@
 #include <string>
 #include <string_view>
 
-#include "phoned/core/owned_frame.h"
-#include "phoned/core/result.h"
+#include <netinet/in.h>
+
+#include "userlib.hpp"
 
 namespace phoned {
 
 inline constexpr size_t kLineCount = 256;
 inline constexpr uint16_t kDefaultPort = 7070;
+inline constexpr std::string_view kDigits = "0123456789ABCD#*";
 
-struct Request {
-  enum class Event { kOffHook, kDial, kOnHook };
+// An event of a line. The header of the message holds what has happened, the line, and the UDP port of the line card; its
+// items are the line card's address and a text.
+class Event : public userlib::Message {
+ public:
+  enum class Kind : int32_t {
+    kOffHook,  // the subscriber lifts the receiver
+    kDial,     // dials the digits of the text
+    kOnHook,   // hangs up
+    kBad       // no event at all; the text says why
+  };
 
-  uint8_t line;
-  Event event;
-  std::string digits;  // of kDial: one or more
+  Event(Kind kind, uint8_t line, const sockaddr_in& card, std::string_view text = "");
+
+  Kind kind() const { return static_cast<Kind>(msg_type()); }
+  uint8_t line() const { return static_cast<uint8_t>(dest_port()); }
+  sockaddr_in card();
+  std::string_view text() { return item(1); }
+
+ private:
+  std::string_view item(uint32_t index);
 };
 
-// Reads a datagram, whose words are taken off the frame. The error says which word is wrong, and what would be right.
-Result<Request> parse_request(OwnedFrame& datagram);
+// Takes the next word off a frame, and the blanks in front of it; empty when there is none. It stays good as long as the
+// frame lives.
+std::string_view take_word(userlib::Frame& datagram);
+
+// Reads a datagram. Of a bad one the text says which word is wrong, and what would be right.
+Event parse_event(userlib::Frame& datagram, const sockaddr_in& card);
 
 // Whether it is an answer by its looks, whoever has sent it. Nobody answers an answer: it would be the second word of a
 // conversation without end.
 bool looks_like_answer(std::string_view datagram);
-
-// The answers.
-std::string ready(uint8_t line);
-std::string more(uint8_t line, const std::string& digits);
-std::string complete(uint8_t line, const std::string& digits, const std::string& pattern);
-std::string reject(uint8_t line, const std::string& digits);
-std::string idle(uint8_t line);
-std::string error(const std::string& why);
 
 }  // namespace phoned
 

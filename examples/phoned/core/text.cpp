@@ -1,15 +1,21 @@
 #include "phoned/core/text.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "phoned/core/descriptor.h"
 
 namespace phoned {
 
-namespace {
-
-constexpr size_t kLongestQuote = 40;
-
-}  // namespace
+std::string reason() {
+  return std::strerror(errno);
+}
 
 bool is_printable(char c) {
   return c >= ' ' && c <= '~';
@@ -17,55 +23,79 @@ bool is_printable(char c) {
 
 std::string printable(std::string_view text) {
   std::string shown(text);
-  std::replace_if(
-      shown.begin(), shown.end(), [](char c) { return !is_printable(c); }, '?');
+  std::ranges::replace_if(
+      shown, [](char c) { return !is_printable(c); }, '?');
   return shown;
 }
 
 std::string printable_lines(std::string_view text) {
-  std::string shown = printable(text);
-  for (size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '\n' || text[i] == '\t') {
-      shown[i] = text[i];
-    }
-  }
+  std::string shown(text);
+  std::ranges::replace_if(
+      shown, [](char c) { return !is_printable(c) && c != '\n' && c != '\t'; }, '?');
   return shown;
 }
 
 std::string quote(std::string_view text) {
-  const bool is_long = text.size() > kLongestQuote;
-  return "'" + printable(text.substr(0, kLongestQuote)) + (is_long ? "...'" : "'");
+  constexpr size_t kLongest = 40;
+  return "'" + printable(text.substr(0, kLongest)) + (text.size() > kLongest ? "...'" : "'");
 }
 
 std::string quote_path(std::string_view path) {
   return "'" + printable(path) + "'";
 }
 
+std::string_view take_until(std::string_view& text, std::string_view separators) {
+  const std::string_view piece = text.substr(0, text.find_first_of(separators));
+  text.remove_prefix(std::min(piece.size() + 1, text.size()));
+  return piece;
+}
+
 std::vector<std::string_view> split_words(std::string_view text) {
   std::vector<std::string_view> words;
-  while (true) {
-    const size_t begin = text.find_first_not_of(' ');
-    if (begin == std::string_view::npos) {
-      return words;
+  while (!text.empty()) {
+    if (const std::string_view word = take_until(text, " "); !word.empty()) {
+      words.push_back(word);
     }
-    const size_t end = std::min(text.find(' ', begin), text.size());
-    words.push_back(text.substr(begin, end - begin));
-    text.remove_prefix(end);
   }
+  return words;
 }
 
 std::optional<uint32_t> to_number(std::string_view text, uint32_t min, uint32_t max) {
   const char* end = text.data() + text.size();
   uint32_t number = 0;
   const auto [stop, problem] = std::from_chars(text.data(), end, number);
-  if (problem != std::errc() || stop != end || number < min || number > max) {
-    return std::nullopt;
-  }
-  return number;
+  const bool is_number = problem == std::errc() && stop == end && number >= min && number <= max;
+  return is_number ? std::optional(number) : std::nullopt;
 }
 
-std::string replace(std::string text, std::string_view name, std::string_view value) {
-  return text.replace(text.find(name), name.size(), value);
+bool is_no_regular_file(const std::string& path) {
+  struct stat status = {};
+  return stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
+}
+
+std::string read_file(const std::string& path, size_t limit) {
+  // A FIFO in the file's place must not make a daemon wait for somebody who writes.
+  const UniqueFd fd(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  struct stat status = {};
+  if (!fd || fstat(fd.get(), &status) != 0) {
+    throw Error(reason());
+  }
+  if (!S_ISREG(status.st_mode)) {
+    throw Error("is not a regular file");
+  }
+  std::string content(limit + 1, '\0');
+  size_t size = 0;
+  for (ssize_t count = 1; count > 0 && size < content.size(); size += static_cast<size_t>(count)) {
+    count = read(fd.get(), content.data() + size, content.size() - size);
+    if (count < 0) {
+      throw Error(reason());
+    }
+  }
+  if (size > limit) {
+    throw Error("is too large: at most " + std::to_string(limit) + " bytes are read");
+  }
+  content.resize(size);
+  return content;
 }
 
 }  // namespace phoned

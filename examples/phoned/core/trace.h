@@ -1,25 +1,16 @@
-// What phoned tells the system log: the modules under which it traces, and the way of a message through it.
+// What phoned tells the system log: the modules under which it traces, and how a line gets there without a wait.
 //
-// An operator chooses with the command "tr" what of it is written. What the init file does not say otherwise, and what
-// needs nobody's attention, is off.
+// An operator chooses with the command "tr" which lines are written.
 #ifndef EXAMPLES_PHONED_CORE_TRACE_H
 #define EXAMPLES_PHONED_CORE_TRACE_H
 
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include <netinet/in.h>
-
 #include "nuv_sysloglevel.h"
-#include "phoned/core/result.h"
-#include "phoned/core/time_limit.h"
+#include "phoned/core/clock.h"
 #include "userlib.hpp"
-
-namespace phoned {
-struct Verdict;
-}
 
 namespace phoned::trace {
 
@@ -33,7 +24,14 @@ struct Modules {
   int dial_plan = 0;  // "DialPlan": plans that are read, and what they say to digits
   int console = 0;    // "Console": operators and their lines
 };
-extern Modules modules;
+inline Modules modules;
+
+// Which way a message goes, for lines of the type TRACEMF.
+inline constexpr uint32_t kOut = 0;
+inline constexpr uint32_t kIn = 1;
+
+// As much of a message as one line of the log has use for, without what would break that line.
+std::string shown(std::string_view message);
 
 // One line, for as long as it takes to write it. The C library would wait for a log daemon that does not read; here such
 // a line is left out and counted, and the count is told as soon as there is room again.
@@ -63,22 +61,12 @@ bool is_behind();
 void use_system_log(bool is_used);
 
 // Reads the init file and registers the modules. Nobody has to have the default file; one that was named and cannot be
-// opened is worth a line on standard output; one that is no file to read is an error, and so not read.
-std::optional<Error> open(const std::optional<std::string>& init_file);
+// opened is told about on standard output; one that is no regular file is an Error.
+void open(const std::optional<std::string>& init_file);
 
-// The C library reads the file of the time zone when it makes the first time stamp. It would wait at a FIFO or a terminal;
-// with one of those in TZ, times are in UTC, and this says why.
-std::optional<Error> settle_time_zone();
-
-// The way of an event: from a line card to the channel, on to the dial layer, which asks the plan about each digit, and the
-// answer back.
-void received(const sockaddr_in& card, uint16_t port, std::string_view event);
-void taken(uint16_t port, std::string_view event);
-enum class Timer { kRunning, kExpired };
-void asked(uint8_t line, const std::string& digits, Timer timer);
-void judged(uint8_t line, const Verdict& verdict);
-void answered(uint16_t port, std::string_view answer);
-void sent(const sockaddr_in& card, uint16_t port, std::string_view answer);
+// The C library reads the file of the time zone for the first time stamp, and would wait at a FIFO or a terminal. With one
+// of those in TZ, times are in UTC, and this returns why.
+std::string settle_time_zone();
 
 }  // namespace phoned::trace
 

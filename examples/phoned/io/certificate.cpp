@@ -1,4 +1,6 @@
-#include "phoned/io/certificate.h"
+// The command "cert": the certificate of a server from which phoned's device is provisioned.
+#include "phoned/core/text.h"
+#include "phoned/io/commands.h"
 
 #ifdef PHONED_CERT
 
@@ -9,14 +11,10 @@
 #include <openssl/x509.h>
 
 #include "nuv_cert_verify.h"
-#include "phoned/core/file.h"
-#include "phoned/core/text.h"
 
 namespace phoned {
 
 namespace {
-
-constexpr size_t kMaxFile = 65536;
 
 struct Free {
   void operator()(BIO* bio) const { BIO_free(bio); }
@@ -28,37 +26,39 @@ int no_pass_phrase(char*, int, int, void*) {
   return -1;
 }
 
-std::unique_ptr<X509, Free> read_certificate(const std::string& pem) {
-  const std::unique_ptr<BIO, Free> bio(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
-  if (!bio) {
-    return nullptr;
+// The first certificate, or null.
+std::unique_ptr<X509, Free> read_certificate(const std::string& file) {
+  constexpr size_t kMaxFile = 65536;
+  std::string pem;
+  try {
+    pem = read_file(file, kMaxFile);
+  } catch (const Error& error) {
+    throw Error("certificate " + quote_path(file) + " cannot be read: " + error.what());
   }
-  std::unique_ptr<X509, Free> certificate(PEM_read_bio_X509(bio.get(), nullptr, no_pass_phrase, nullptr));
+  const std::unique_ptr<BIO, Free> bio(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
+  std::unique_ptr<X509, Free> certificate(bio ? PEM_read_bio_X509(bio.get(), nullptr, no_pass_phrase, nullptr)
+                                              : nullptr);
   ERR_clear_error();
   return certificate;
 }
 
 }  // namespace
 
-Result<std::string> match_subject(const std::string& file, const std::string& needle) {
-  const auto pem = read_file(file, kMaxFile);
-  if (!pem) {
-    return Error{"certificate " + quote_path(file) + " cannot be read: " + pem.error().why};
-  }
-  const auto certificate = read_certificate(*pem);
+std::string match_subject(const std::string& file, const std::string& needle) {
+  constexpr char kRule[] = ": must be such as 'CN=acs.example.net, C=DE'";
+  const auto certificate = read_certificate(file);
   if (!certificate) {
-    return Error{quote_path(file) + " holds no certificate: must be a PEM file"};
+    throw Error(quote_path(file) + " holds no certificate: must be a PEM file");
   }
   switch (NUV_CertVerify_Subject(certificate.get(), needle.c_str())) {
     case 0:
-      return std::string("the subject matches");
+      return "the subject matches";
     case -1:
-      return std::string("the subject does not match");
+      return "the subject does not match";
     case -2:
-      return Error{"needle " + quote(needle) +
-                   " is empty, or an item of it: must be such as 'CN=acs.example.net, C=DE'"};
+      throw Error("needle " + quote(needle) + " is empty, or an item of it" + kRule);
     default:
-      return Error{"needle " + quote(needle) + " is not well-formed: must be such as 'CN=acs.example.net, C=DE'"};
+      throw Error("needle " + quote(needle) + " is not well-formed" + kRule);
   }
 }
 
@@ -66,12 +66,8 @@ Result<std::string> match_subject(const std::string& file, const std::string& ne
 
 #else
 
-namespace phoned {
-
-Result<std::string> match_subject(const std::string&, const std::string&) {
-  return Error{"this phoned was built without certificates"};
+std::string phoned::match_subject(const std::string&, const std::string&) {
+  throw Error("this phoned was built without certificates");
 }
-
-}  // namespace phoned
 
 #endif

@@ -1,33 +1,36 @@
 #include "phoned/io/channel.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 
 #include <arpa/inet.h>
-#include <fcntl.h>
-#include <sys/socket.h>
 
 namespace phoned {
 
-std::optional<Error> Channel::open(uint16_t port) {
-  if (!requests_.open() || !replies_.open()) {
-    return Error{std::string("no pipe to be had: ") + std::strerror(errno)};
+std::optional<Network> Network::parse(const std::string& text) {
+  constexpr uint32_t kBits = 32;
+  std::string_view rest = text;
+  const std::string address(take_until(rest, "/"));
+  in_addr parsed = {};
+  const auto bits = address.size() == text.size() ? kBits : to_number(rest, 0, kBits);
+  if (!bits || inet_pton(AF_INET, address.c_str(), &parsed) != 1) {
+    return std::nullopt;
   }
+  return Network{ntohl(parsed.s_addr), *bits == 0 ? 0 : ~uint32_t{0} << (kBits - *bits)};
+}
+
+void Channel::open(uint16_t port) {
+  requests_.open();
+  replies_.open();
   if (!server_.open(port, requests_.write_fd())) {
-    return Error{"cannot listen on port " + std::to_string(port) + ": " + std::strerror(errno) +
-                 "; choose another with --port, or 0 for any free one"};
+    throw Error("cannot listen on port " + std::to_string(port) + ": " + reason() +
+                "; choose another with --port, or 0 for any free one");
   }
   // Whatever keeps a datagram from leaving, a card's answer is not worth the wait.
   fcntl(socket_fd(), F_SETFL, O_NONBLOCK);
-  return std::nullopt;
-}
-
-uint16_t Channel::port() const {
   sockaddr_in local = {};
   socklen_t length = sizeof local;
   getsockname(socket_fd(), reinterpret_cast<sockaddr*>(&local), &length);
-  return ntohs(local.sin_port);
+  port_ = ntohs(local.sin_port);
 }
 
 std::optional<Channel::Waiting> Channel::peek() const {
@@ -50,18 +53,13 @@ bool Channel::receive() {
   return !requests_.is_empty();
 }
 
-std::optional<OwnedFrame> Channel::take_request() {
-  const std::string request = requests_.take();
-  return request.empty() ? std::nullopt : std::optional<OwnedFrame>(request);
-}
-
-bool Channel::send(const sockaddr_in& peer, std::string_view text) {
-  server_.peer() = peer;
+bool Channel::send(const sockaddr_in& card, std::string_view text) {
+  server_.peer() = card;
   if (!replies_.is_empty() || !replies_.put(text)) {
     replies_.take();
     return false;
   }
-  for (int i = 0; i < OwnedPipe::kTries && !replies_.is_empty(); ++i) {
+  for (int i = 0; i < kTries && !replies_.is_empty(); ++i) {
     server_.file_read(replies_.read_fd());
   }
   return replies_.take().empty();

@@ -2,11 +2,9 @@
 //
 //     socket --receive()--> request pipe --take_request()--> dial layer --send()--> reply pipe --> socket
 //
-// A pipe is a stream and knows no datagrams; yet none ever runs into the next one:
-//
-//  - The request pipe holds one datagram at most: no other is received before it is taken.
-//  - The reply pipe is emptied into the socket by the same send() that fills it. An answer that does not get through is
-//    thrown away, so that no other card gets it.
+// A pipe is a stream and knows no datagrams; yet none ever runs into the next one: the request pipe holds one datagram at
+// most, and send() empties the reply pipe that it fills. An answer that does not get through is thrown away, so that no
+// other card gets it.
 #ifndef EXAMPLES_PHONED_IO_CHANNEL_H
 #define EXAMPLES_PHONED_IO_CHANNEL_H
 
@@ -16,13 +14,25 @@
 #include <string>
 #include <string_view>
 
-#include "phoned/core/owned_frame.h"
-#include "phoned/core/result.h"
-#include "phoned/io/datagram.h"
-#include "phoned/io/owned_pipe.h"
+#include <netinet/in.h>
+
+#include "phoned/io/bridge.h"
 #include "userlib.hpp"
 
 namespace phoned {
+
+// The network whose line cards are answered.
+struct Network {
+  uint32_t address = 0x7F000000;  // both in host byte order: 127.0.0.0/8
+  uint32_t mask = 0xFF000000;
+
+  // Reads "192.168.1.0/24", or an address alone, which is a network of one.
+  static std::optional<Network> parse(const std::string& text);
+
+  bool contains(const sockaddr_in& card) const { return ((ntohl(card.sin_addr.s_addr) ^ address) & mask) == 0; }
+
+  bool operator==(const Network&) const = default;
+};
 
 class Channel {
  public:
@@ -34,10 +44,10 @@ class Channel {
   };
 
   // Listens on the port of every interface; 0 takes any free port.
-  std::optional<Error> open(uint16_t port);
+  void open(uint16_t port);
 
   // The port that it listens on.
-  uint16_t port() const;
+  uint16_t port() const { return port_; }
 
   int socket_fd() const { return server_.socket(); }
   int request_fd() const { return requests_.read_fd(); }
@@ -54,19 +64,20 @@ class Channel {
   // Moves the next datagram, of 1 to kMaxDatagram bytes, into the request pipe. Returns false if it is lost.
   bool receive();
 
-  // Takes the datagram out of the request pipe. Returns nothing if it is lost.
-  std::optional<OwnedFrame> take_request();
+  // Takes the datagram out of the request pipe, as a frame. Empty if it is lost.
+  userlib::Frame take_request() { return userlib::Frame::copy_of(requests_.take()); }
 
   // Who sent the datagram that was received last.
   const sockaddr_in& sender() const { return sender_; }
 
   // Returns false if the answer is lost.
-  bool send(const sockaddr_in& peer, std::string_view text);
+  bool send(const sockaddr_in& card, std::string_view text);
 
  private:
-  OwnedPipe requests_;
-  OwnedPipe replies_;
+  TextPipe requests_;
+  TextPipe replies_;
   userlib::UdpServer server_;
+  uint16_t port_ = 0;
   sockaddr_in sender_ = {};
 };
 

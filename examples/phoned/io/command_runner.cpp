@@ -1,11 +1,9 @@
 #include "phoned/io/command_runner.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstring>
-#include <iterator>
+#include <optional>
 
 #include <sys/select.h>
 #include <sys/wait.h>
@@ -18,23 +16,29 @@ namespace phoned {
 
 namespace {
 
-// Where the child's answer goes to.
+// ---- In the child ----
+
+// Where its answer goes to.
 constexpr int kAnswerFd = 3;
 
-void write_answer(const std::string& text) {
-  static_cast<void>(!write(kAnswerFd, text.data(), text.size()));
+// How the child ends if that did not take all of it; a signal ends it if nobody is there to take anything.
+constexpr int kCut = 1;
+
+// Returns what the child ends with.
+int answer(const std::string& text) {
+  return write(kAnswerFd, text.data(), text.size()) == static_cast<ssize_t>(text.size()) ? 0 : kCut;
 }
 
 pid_t g_reader = -1;
 
 // A command may have left something behind that keeps its output open; nobody waits for the end of that.
 void give_up(int) {
-  constexpr char kText[] = "error: what the command has started goes on writing, and is not waited for\n";
-  static_cast<void>(!write(kAnswerFd, kText, sizeof kText - 1));
+  constexpr std::string_view kText = "error: what the command has started goes on writing, and is not waited for\n";
+  const ssize_t count = write(kAnswerFd, kText.data(), kText.size());
   if (g_reader > 0) {
     kill(g_reader, SIGKILL);
   }
-  _exit(1);
+  _exit(count == static_cast<ssize_t>(kText.size()) ? 0 : kCut);
 }
 
 // The child has nothing to do with phoned's signals, sockets and files. It lives longer than any command may.
@@ -61,50 +65,53 @@ std::string describe_status(int32_t status) {
 }
 
 // Reads to the end, and answers with the last piece of it.
-void answer_with_last_piece(int fd) {
+int answer_with_last_piece(int fd) {
   std::string piece;
-  std::array<char, CommandRunner::kOutputSize> buffer;
-  for (ssize_t count = 0; (count = read(fd, buffer.data(), buffer.size())) > 0 || (count < 0 && errno == EINTR);) {
-    piece.append(buffer.data(), static_cast<size_t>(std::max<ssize_t>(count, 0)));
+  char buffer[CommandRunner::kOutputSize];
+  for (ssize_t count = 0; (count = read(fd, buffer, sizeof buffer)) > 0 || (count < 0 && errno == EINTR);) {
+    piece.append(buffer, static_cast<size_t>(std::max<ssize_t>(count, 0)));
     piece.erase(0, piece.size() - std::min(piece.size(), CommandRunner::kOutputSize - 1));
   }
   if (!piece.empty() && !piece.ends_with('\n')) {
     piece += '\n';
   }
-  write_answer(printable_lines(piece));
+  return answer(printable_lines(piece));
 }
 
 // The library reads nothing before the command has ended, and a pipe holds 64 KiB. So a process of its own reads, and the
 // shell is told to print to that one; by the library comes only what the shell says if it cannot.
-void run(const std::string& command) {
-  std::array<int, 2> ends = {};
-  if (pipe(ends.data()) != 0 || (g_reader = fork()) < 0) {
-    return write_answer(std::string("error: no pipe and no process to be had: ") + std::strerror(errno) + "\n");
+int run(const std::string& command) {
+  int ends[2];
+  if (pipe(ends) != 0 || (g_reader = fork()) < 0) {
+    return answer("error: no pipe and no process to be had: " + reason() + "\n");
   }
   if (g_reader == 0) {
     close(ends[1]);
-    answer_with_last_piece(ends[0]);
-    _exit(0);
+    _exit(answer_with_last_piece(ends[0]));
   }
   close(ends[0]);
   const std::string path = "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(ends[1]);
-  std::array<char, CommandRunner::kOutputSize> output = {};
-  const int32_t status = NUV_Execute_Command_Timeout(("exec >" + path + " 2>&1\n" + command).c_str(), output.data(),
-                                                     output.size(), CommandRunner::kSeconds);
+  char output[CommandRunner::kOutputSize] = {};
+  const int32_t status = NUV_Execute_Command_Timeout(("exec >" + path + " 2>&1\n" + command).c_str(), output,
+                                                     sizeof output, CommandRunner::kSeconds);
   close(ends[1]);
-  while (waitpid(g_reader, nullptr, 0) < 0 && errno == EINTR) {
+  int reader = 0;
+  while (waitpid(g_reader, &reader, 0) < 0 && errno == EINTR) {
   }
-  write_answer(printable_lines(output.data()) + describe_status(status));
+  return answer(printable_lines(output) + describe_status(status)) | (reader == 0 ? 0 : kCut);
 }
 
-// A child whom the system does not want to tell about just now is asked after once more, and then with the next one.
-bool has_ended(pid_t child) {
-  constexpr int kTries = 3;
+// ---- In phoned ----
+
+// Nothing while the child is running, else how it has ended. A child whom the system does not want to tell about just now
+// is asked after once more, and then with the next one.
+std::optional<int> status_of(pid_t child) {
+  int status = 0;
   pid_t ended = -1;
-  for (int i = 0; i < kTries && ended < 0; ++i) {
-    ended = waitpid(child, nullptr, WNOHANG);
+  for (int i = 0; i < 3 && ended < 0; ++i) {
+    ended = waitpid(child, &status, WNOHANG);
   }
-  return ended == child || (ended < 0 && errno == ECHILD);
+  return ended == child || (ended < 0 && errno == ECHILD) ? std::optional(status) : std::nullopt;
 }
 
 }  // namespace
@@ -116,25 +123,29 @@ CommandRunner::~CommandRunner() {
   }
 }
 
-std::optional<Error> CommandRunner::start(const std::string& command, int answer_fd) {
+void CommandRunner::start(const std::string& command, int answer_fd) {
   if (children_.size() == kMaxCommands) {
-    return Error{std::to_string(kMaxCommands) + " commands are running already: wait for the end of one"};
+    throw Error(std::to_string(kMaxCommands) + " commands are running already: wait for the end of one");
   }
   const pid_t child = fork();
   if (child < 0) {
-    return Error{std::string("no process to be had: ") + std::strerror(errno)};
+    throw Error("no process to be had: " + reason());
   }
   if (child == 0) {
     leave_the_daemon(answer_fd);
-    run(command);
-    _exit(0);
+    _exit(run(command));
   }
   children_.push_back(child);
-  return std::nullopt;
 }
 
-void CommandRunner::reap() {
-  std::erase_if(children_, has_ended);
+uint64_t CommandRunner::reap() {
+  uint64_t cut = 0;
+  std::erase_if(children_, [&cut](pid_t child) {
+    const auto status = status_of(child);
+    cut += status.value_or(0) == 0 ? 0 : 1;
+    return status.has_value();
+  });
+  return cut;
 }
 
 }  // namespace phoned

@@ -1,10 +1,7 @@
 #include "phoned/io/commands.h"
 
-#include <cerrno>
 #include <charconv>
-#include <cstring>
 #include <limits>
-#include <span>
 
 #include <sys/stat.h>
 
@@ -15,38 +12,58 @@
 #include "phoned/core/clock.h"
 #include "phoned/core/text.h"
 #include "phoned/core/trace.h"
-#include "phoned/io/certificate.h"
 #include "phoned/io/output.h"
 
 namespace phoned {
-
-// One call of a command.
-struct Commands::Invocation {
-  std::span<char*> words;  // the command itself is the first
-  int answer_fd;
-
-  size_t arguments() const { return words.size() - 1; }
-  std::string argument(size_t i) const { return words[i + 1]; }
-};
 
 namespace {
 
 constexpr char kNoCapture[] = "no descriptor is free to catch what this prints: try again later";
 
-std::string error_answer(const std::string& why) {
-  return "error: " + why + "\n";
+std::string argument(const userlib::Invocation& words, int32_t index) {
+  return std::string(words.word(index));
 }
 
-std::string usage(const std::string& text) {
-  return error_answer("must be '" + text + "'");
+Error must_be(const std::string& argument, const std::string& rule) {
+  return Error(quote(argument) + ": must be " + rule);
 }
 
-std::string show_call(uint8_t line, const Call& call, const timeval& now) {
-  const std::string name = std::to_string(line) + " ";
-  if (call.state == Call::State::kDecided) {
-    return name + "decided " + call.digits + "\n";
+uint32_t to_integer(const std::string& text, uint32_t min, uint32_t max, const std::string& rule) {
+  const auto number = to_number(text, min, max);
+  if (!number) {
+    throw must_be(text, rule);
   }
-  std::string text = name + "collecting" + (call.digits.empty() ? "" : " ") + call.digits;
+  return *number;
+}
+
+float to_factor(const std::string& text, const std::string& rule) {
+  constexpr float kLargest = 1e6F;
+  float value = 0;
+  const auto [stop, problem] = std::from_chars(text.data(), text.data() + text.size(), value);
+  // Written so that what is not a number is out of range, too.
+  const bool is_in_range = value >= 0 && value <= kLargest;
+  if (problem != std::errc() || stop != text.data() + text.size() || !is_in_range) {
+    throw must_be(text, rule);
+  }
+  return value;
+}
+
+// Six fields of one or two hexadecimal digits.
+bool is_mac(const std::string& text) {
+  const std::string fields = text + ":";
+  int count = 0;
+  for (std::string_view rest = fields; !rest.empty(); ++count) {
+    const std::string_view field = take_until(rest, ":");
+    if (field.empty() || field.size() > 2 || field.find_first_not_of("0123456789abcdefABCDEF") != field.npos) {
+      return false;
+    }
+  }
+  return count == 6;
+}
+
+std::string describe(uint8_t line, const Call& call, const timeval& now) {
+  std::string text = std::to_string(line) + (call.is_decided ? " decided" : " collecting");
+  text += (call.digits.empty() ? "" : " ") + call.digits;
   if (call.deadline) {
     const timeval wait = wait_until(*call.deadline, now);
     text += ", " + std::to_string(wait.tv_sec * 1000 + wait.tv_usec / 1000) + " ms left";
@@ -54,146 +71,112 @@ std::string show_call(uint8_t line, const Call& call, const timeval& now) {
   return text + "\n";
 }
 
-std::string show_verdict(const std::string& digits, const Verdict& verdict) {
-  switch (verdict.kind) {
-    case Verdict::Kind::kMore:
-      return "more " + digits;
-    case Verdict::Kind::kComplete:
-      return "complete " + digits + " " + verdict.pattern;
-    case Verdict::Kind::kReject:
-      return "reject " + digits;
-  }
-  return {};
-}
-
-// Six fields of one or two hexadecimal digits.
-bool is_mac(std::string_view text) {
-  int fields = 0;
-  while (true) {
-    const size_t end = std::min(text.find(':'), text.size());
-    const std::string_view field = text.substr(0, end);
-    if (field.empty() || field.size() > 2 || field.find_first_not_of("0123456789abcdefABCDEF") != field.npos) {
-      return false;
-    }
-    ++fields;
-    if (end == text.size()) {
-      return fields == 6;
-    }
-    text.remove_prefix(end + 1);
-  }
-}
-
-std::optional<float> to_factor(const std::string& text) {
-  constexpr float kLargest = 1e6F;
-  float value = 0;
-  const auto [stop, problem] = std::from_chars(text.data(), text.data() + text.size(), value);
-  // Written so that what is not a number is out of range, too.
-  const bool is_in_range = value >= 0 && value <= kLargest;
-  if (problem != std::errc() || stop != text.data() + text.size() || !is_in_range) {
-    return std::nullopt;
-  }
-  return value;
-}
-
 // The library refuses a FIFO itself, but only after a restore has taken all masks away, and where the operator does not
 // see it. At a terminal it would wait for whoever types.
-std::optional<std::string> refuse_init_file(const std::string& command, const std::string& path) {
+void check_init_file(const std::string& command, const std::string& path) {
   struct stat status = {};
   if (stat(path.c_str(), &status) != 0) {
-    return std::nullopt;
+    return;
   }
-  const bool is_refused = command == "save" ? S_ISFIFO(status.st_mode) : !S_ISREG(status.st_mode);
-  if ((command != "save" && command != "restore") || !is_refused) {
-    return std::nullopt;
+  if ((command == "save" && S_ISFIFO(status.st_mode)) || (command == "restore" && !S_ISREG(status.st_mode))) {
+    throw Error(quote_path(path) + " is not a regular file");
   }
-  return quote_path(path) + " is not a regular file";
 }
 
 }  // namespace
 
-Commands::Commands(const DialLayer& dial_layer, std::function<void()> stop)
-    : dial_layer_(dial_layer), stop_(std::move(stop)) {
-  add("tr", &Commands::tr);
-  add("lines", &Commands::lines);
-  add("map", &Commands::map);
-  add("check", &Commands::check);
-  add("run", &Commands::run);
-  add("mac", &Commands::mac);
-  add("bandwidth", &Commands::bandwidth);
-  add("cert", &Commands::cert);
-  add("mem", &Commands::mem);
-  add("stop", &Commands::stop);
-}
+constexpr int32_t kAny = std::numeric_limits<int32_t>::max();
 
-std::optional<Error> Commands::open() {
-  if (!pipe_.open()) {
-    return Error{std::string("no pipe for the console to be had: ") + std::strerror(errno)};
+const Commands::Row Commands::kTable[] = {
+    {"tr", "", 0, kAny, &Commands::tr},
+    {"lines", "", 0, kAny, &Commands::lines},
+    {"map", "", 0, kAny, &Commands::map},
+    {"check", "DIGITS", 1, 1, &Commands::check},
+    {"run", "COMMAND", 1, kAny, &Commands::run},
+    {"mac", "BASE OFFSET", 2, 2, &Commands::mac},
+    {"bandwidth", "OVERHEAD ATM BITS PTIME FACTOR COUNT", 6, 6, &Commands::bandwidth},
+    {"cert", "FILE NEEDLE", 2, 2, &Commands::cert},
+    {"mem", "", 0, kAny, &Commands::mem},
+    {"stop", "", 0, kAny, &Commands::stop},
+};
+
+Commands::Commands(const DialLayer& dial_layer, Statistics& statistics, std::function<void()> stop)
+    : dial_layer_(dial_layer), statistics_(statistics), stop_(std::move(stop)) {
+  for (const Row& row : kTable) {
+    commands_.emplace_back(console_, row.name, [this, &row](const Words& words) {
+      say(words.answer_fd, printable_lines(carry_out(row, words)));
+    });
   }
-  return std::nullopt;
 }
 
+// What the console, the library and the commands print is caught first, and said in one piece.
 void Commands::handle(const std::string& line, int answer_fd) {
+  operator_fd_ = answer_fd;
+  Capture answer;
+  if (!answer.is_open() && line.find("help") != line.npos) {
+    return say(answer_fd, std::string("error: ") + kNoCapture + "\n");
+  }
   // The pipe is empty but for this line: it is read in the same breath. One that is empty would not be there at all.
-  Capture help;  // which the console prints
-  if (!help.is_open() && line.find("help") != line.npos) {
-    NUV_Console_output(answer_fd, error_answer(kNoCapture).c_str());
-    return;
-  }
   if (pipe_.put(line.empty() ? "\n" : line)) {
-    console_.handle(pipe_.read_fd(), answer_fd);
+    console_.handle(pipe_.read_fd(), answer.is_open() ? STDOUT_FILENO : answer_fd);
   }
-  if (const std::string printed = help.take(); !printed.empty()) {
-    NUV_Console_output(answer_fd, printable_lines(printed).c_str());
-  }
+  say(answer_fd, printable_lines(answer.take()));
   if (!pipe_.take().empty()) {
-    NUV_Console_output(answer_fd, error_answer("the system let the line get lost: say it again").c_str());
+    say(answer_fd, "error: the system let the line get lost: say it again\n");
   }
 }
 
-void Commands::add(const char* name, Function function) {
-  table_.emplace_back(console_, name, [this, function](const userlib::Invocation& call) {
-    const std::string text = (this->*function)({{call.words, static_cast<size_t>(call.count)}, call.answer_fd});
-    call.answer(printable_lines(text).c_str());
-  });
+void Commands::say(int fd, const std::string& text) {
+  if (!text.empty() && NUV_Console_output(fd, text.c_str()) != static_cast<int32_t>(text.size())) {
+    ++statistics_.cut;
+  }
+}
+
+std::string Commands::carry_out(const Row& row, const Words& words) {
+  const int32_t count = words.count - 1;
+  try {
+    if (count < row.min || count > row.max) {
+      throw Error("must be '" + std::string(row.name) + " " + row.arguments + "'");
+    }
+    return (this->*row.function)(words);
+  } catch (const Error& error) {
+    return std::string("error: ") + error.what() + "\n";
+  }
 }
 
 // ---- The commands ----
 
-std::string Commands::tr(const Invocation& call) {
-  if (call.arguments() > 0) {
-    const std::string path = call.arguments() > 1 ? call.argument(1) : trace::kDefaultInitFile;
-    if (const auto refused = refuse_init_file(call.argument(0), path)) {
-      return error_answer(*refused);
-    }
-  }
+std::string Commands::tr(const Words& words) {
+  const std::string command = argument(words, 1);
+  check_init_file(command, words.count > 2 ? argument(words, 2) : trace::kDefaultInitFile);
   Capture capture;
   if (!capture.is_open()) {
-    return error_answer(kNoCapture);
+    throw Error(kNoCapture);
   }
   {
     const TimeLimit limit;  // the operator may name a device to save to
-    NUV_Sysloglevel_handleCmd(&console_.record(), static_cast<int>(call.words.size()), call.words.data());
+    NUV_Sysloglevel_handleCmd(&console_.record(), words.count, words.words);
   }
-  if (call.arguments() > 0 && (call.argument(0) == "console" || call.argument(0) == "file")) {
-    trace::use_system_log(call.argument(0) == "file");
+  if (command == "console" || command == "file") {
+    trace::use_system_log(command == "file");
   }
   const std::string printed = capture.take();
   return printed.empty() ? "tr: nothing to show\n" : printed;
 }
 
-std::string Commands::lines(const Invocation&) {
+std::string Commands::lines(const Words&) {
   const timeval now = monotonic_now();
   std::string text;
-  for (size_t number = 0; number < kLineCount; ++number) {
-    const auto line = static_cast<uint8_t>(number);
-    if (const Call* call = dial_layer_.lines().find(line)) {
-      text += show_call(line, *call, now);
+  for (size_t line = 0; line < kLineCount; ++line) {
+    const auto number = static_cast<uint8_t>(line);
+    if (const Call* call = dial_layer_.lines().find(number)) {
+      text += describe(number, *call, now);
     }
   }
   return text.empty() ? "all lines are on the hook\n" : text;
 }
 
-std::string Commands::map(const Invocation&) {
+std::string Commands::map(const Words&) {
   std::string text;
   for (const std::string& pattern : dial_layer_.plan().patterns()) {
     text += pattern + "\n";
@@ -201,106 +184,65 @@ std::string Commands::map(const Invocation&) {
   return text;
 }
 
-std::string Commands::check(const Invocation& call) {
-  if (call.arguments() != 1) {
-    return usage("check DIGITS");
-  }
-  const std::string digits = call.argument(0);
-  if (digits.empty() || digits.size() > DialLayer::kMaxDigits ||
-      digits.find_first_not_of("0123456789ABCD#*") != digits.npos) {
-    return error_answer(quote(digits) + ": must be 1 to " + std::to_string(DialLayer::kMaxDigits) +
-                        " of the digits 0-9, A-D, # and *");
+std::string Commands::check(const Words& words) {
+  const std::string digits = argument(words, 1);
+  const DialPlan& plan = dial_layer_.plan();
+  if (digits.empty() || digits.size() > DialLayer::kMaxDigits || digits.find_first_not_of(kDigits) != digits.npos) {
+    throw must_be(digits, "1 to " + std::to_string(DialLayer::kMaxDigits) + " of the digits 0-9, A-D, # and *");
   }
   // Digits count one by one, and what stands behind the one that decides is never looked at.
   for (size_t size = 1; size <= digits.size(); ++size) {
     const std::string dialled = digits.substr(0, size);
-    const Verdict verdict = dial_layer_.plan().check(dialled);
+    const Verdict verdict = plan.check(dialled);
     if (verdict.kind != Verdict::Kind::kMore) {
-      return show_verdict(dialled, verdict) + "\n";
+      return outcome(dialled, verdict) + "\n";
     }
   }
-  const Verdict late = dial_layer_.plan().check_at_timeout(digits);
-  return "more " + digits + ", or after the inter-digit time " + show_verdict(digits, late) + "\n";
+  return "more " + digits + ", or after the inter-digit time " + outcome(digits, plan.check_at_timeout(digits)) + "\n";
 }
 
-std::string Commands::run(const Invocation& call) {
-  if (call.arguments() == 0) {
-    return usage("run COMMAND");
+std::string Commands::run(const Words& words) {
+  std::string command = argument(words, 1);
+  for (int32_t i = 2; i < words.count; ++i) {
+    command += " " + argument(words, i);
   }
-  std::string command;
-  for (const char* word : call.words.subspan(1)) {
-    command += (command.empty() ? "" : " ") + std::string(word);
-  }
-  const auto error = runner_.start(command, call.answer_fd);
-  return error ? error_answer(error->why) : "";
+  runner_.start(command, operator_fd_);
+  return "";
 }
 
-std::string Commands::mac(const Invocation& call) {
-  if (call.arguments() != 2) {
-    return usage("mac BASE OFFSET");
-  }
-  const std::string base = call.argument(0);
+std::string Commands::mac(const Words& words) {
+  const std::string base = argument(words, 1);
   if (!is_mac(base)) {
-    return error_answer(quote(base) + ": must be a MAC address, such as 00:11:22:33:44:55");
+    throw must_be(base, "a MAC address, such as 00:11:22:33:44:55");
   }
-  const auto offset = to_number(call.argument(1), 0, std::numeric_limits<uint32_t>::max());
-  if (!offset) {
-    return error_answer(quote(call.argument(1)) + ": must be a number from 0 to 4294967295");
-  }
-  std::array<char, 18> address = {};
-  const bool is_beyond = NUV_Utility_MacAddOffset(base.c_str(), *offset, address.data()) == 1;
-  return std::string(address.data()) + (is_beyond ? ", beyond the last address\n" : "\n");
+  const auto offset = to_integer(argument(words, 2), 0, UINT32_MAX, "a number from 0 to 4294967295");
+  char address[18] = {};
+  const bool is_beyond = NUV_Utility_MacAddOffset(base.c_str(), offset, address) == 1;
+  return std::string(address) + (is_beyond ? ", beyond the last address\n" : "\n");
 }
 
-std::string Commands::bandwidth(const Invocation& call) {
-  if (call.arguments() != 6) {
-    return usage("bandwidth OVERHEAD ATM BITS PTIME FACTOR COUNT");
-  }
-  const auto overhead = to_number(call.argument(0), 0, UINT16_MAX);
-  const auto atm = to_number(call.argument(1), 0, 1);
-  const auto bits = to_factor(call.argument(2));
-  const auto ptime = to_number(call.argument(3), 1, UINT16_MAX);
-  const auto factor = to_factor(call.argument(4));
-  const auto count = to_number(call.argument(5), 0, UINT16_MAX);
-  const auto wrong = [&call](size_t i, const std::string& rule) {
-    return error_answer(quote(call.argument(i)) + ": must be " + rule);
+std::string Commands::bandwidth(const Words& words) {
+  const auto integer = [&words](int32_t index, uint32_t min, uint32_t max, const char* rule) {
+    return static_cast<uint16_t>(to_integer(argument(words, index), min, max, rule));
   };
-  if (!overhead) {
-    return wrong(0, "the bytes of headers in a packet, 0 to 65535");
-  }
-  if (!atm) {
-    return wrong(1, "1 for ATM cells, or 0");
-  }
-  if (!bits) {
-    return wrong(2, "the bits of a sample, 0 to 1000000");
-  }
-  if (!ptime) {
-    return wrong(3, "the milliseconds in a packet, 1 to 65535");
-  }
-  if (!factor) {
-    return wrong(4, "a factor, 0 to 1000000");
-  }
-  if (!count) {
-    return wrong(5, "the samples in a packet, 0 to 65535");
-  }
-  return std::to_string(NUV_Bandwidth_compute(static_cast<uint16_t>(*overhead), static_cast<uint8_t>(*atm), *bits,
-                                              static_cast<uint16_t>(*ptime), *factor, static_cast<uint16_t>(*count))) +
-         " bytes/s\n";
+  const auto overhead = integer(1, 0, UINT16_MAX, "the bytes of headers in a packet, 0 to 65535");
+  const auto atm = static_cast<uint8_t>(integer(2, 0, 1, "1 for ATM cells, or 0"));
+  const float bits = to_factor(argument(words, 3), "the bits of a sample, 0 to 1000000");
+  const auto ptime = integer(4, 1, UINT16_MAX, "the milliseconds in a packet, 1 to 65535");
+  const float factor = to_factor(argument(words, 5), "a factor, 0 to 1000000");
+  const auto count = integer(6, 0, UINT16_MAX, "the samples in a packet, 0 to 65535");
+  return std::to_string(NUV_Bandwidth_compute(overhead, atm, bits, ptime, factor, count)) + " bytes/s\n";
 }
 
-std::string Commands::cert(const Invocation& call) {
-  if (call.arguments() != 2) {
-    return usage("cert FILE NEEDLE");
-  }
-  const auto result = match_subject(call.argument(0), call.argument(1));
-  return result ? *result + "\n" : error_answer(result.error().why);
+std::string Commands::cert(const Words& words) {
+  return match_subject(argument(words, 1), argument(words, 2)) + "\n";
 }
 
-std::string Commands::mem(const Invocation&) {
-  return describe(memory_figures()) + "\n";
+std::string Commands::mem(const Words&) {
+  return describe(memory_figures) + "\n";
 }
 
-std::string Commands::stop(const Invocation&) {
+std::string Commands::stop(const Words&) {
   stop_();
   return "phoned ends\n";
 }

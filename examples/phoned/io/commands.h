@@ -1,73 +1,74 @@
-// What an operator may say: the commands of phoned's console.
-//
-//     tr ...                    the trace masks; it prints to phoned's standard output
-//     lines                     what the lines that are off the hook are doing
-//     map                       the dial plan
-//     check DIGITS              what the dial plan says to digits
-//     run COMMAND               a shell command, with a time limit
-//     mac BASE OFFSET           a MAC address so many behind another one
-//     bandwidth ...             what a media stream needs
-//     cert FILE NEEDLE          whether the subject of a certificate is as the needle wants it
-//     mem                       the memory of frames and messages
-//     stop                      ends phoned
+// What an operator may say: the commands of phoned's console, which docs/operator.md lists.
 //
 // Every answer that begins with "error: " says what is wrong and what would be right.
 #ifndef EXAMPLES_PHONED_IO_COMMANDS_H
 #define EXAMPLES_PHONED_IO_COMMANDS_H
 
-#include <cstdint>
 #include <deque>
 #include <functional>
-#include <optional>
 #include <string>
+#include <utility>
 
 #include "phoned/core/dial_layer.h"
-#include "phoned/core/result.h"
+#include "phoned/core/statistics.h"
+#include "phoned/io/bridge.h"
 #include "phoned/io/command_runner.h"
-#include "phoned/io/owned_pipe.h"
 #include "userlib.hpp"
 
 namespace phoned {
 
+// Says whether the subject of the first certificate in a PEM file is as the needle wants it.
+std::string match_subject(const std::string& file, const std::string& needle);
+
 // Lines go to the console of the library through a pipe, which it reads as it would read a FIFO: so it never meets an
 // operator, who might let it wait.
-class Commands {
+class Commands : userlib::Pinned {
  public:
-  Commands(const DialLayer& dial_layer, std::function<void()> stop);
-  Commands(const Commands&) = delete;
-  Commands& operator=(const Commands&) = delete;
+  Commands(const DialLayer& dial_layer, Statistics& statistics, std::function<void()> stop);
 
-  std::optional<Error> open();
+  void open() { pipe_.open("for the console "); }
 
   // Carries out a line of at most LineReader::kLongestLine characters, and answers on the descriptor.
   void handle(const std::string& line, int answer_fd);
 
+  // Answers on a descriptor that does not block. What does not fit is lost, and counted.
+  void say(int fd, const std::string& text);
+
   // A child of phoned's has ended.
-  void reap() { runner_.reap(); }
+  void reap() { statistics_.cut += runner_.reap(); }
 
  private:
-  struct Invocation;
-  using Function = std::string (Commands::*)(const Invocation& call);
+  using Words = userlib::Invocation;
+  struct Row {
+    const char* name;
+    const char* arguments;  // their names, for an operator who gives too few or too many
+    int32_t min;
+    int32_t max;
+    std::string (Commands::*function)(const Words& words);
+  };
+  static const Row kTable[];
 
-  void add(const char* name, Function function);
+  std::string carry_out(const Row& row, const Words& words);
 
-  std::string tr(const Invocation& call);
-  std::string lines(const Invocation& call);
-  std::string map(const Invocation& call);
-  std::string check(const Invocation& call);
-  std::string run(const Invocation& call);
-  std::string mac(const Invocation& call);
-  std::string bandwidth(const Invocation& call);
-  std::string cert(const Invocation& call);
-  std::string mem(const Invocation& call);
-  std::string stop(const Invocation& call);
+  std::string tr(const Words& words);
+  std::string lines(const Words& words);
+  std::string map(const Words& words);
+  std::string check(const Words& words);
+  std::string run(const Words& words);
+  std::string mac(const Words& words);
+  std::string bandwidth(const Words& words);
+  std::string cert(const Words& words);
+  std::string mem(const Words& words);
+  std::string stop(const Words& words);
 
   const DialLayer& dial_layer_;
+  Statistics& statistics_;
   std::function<void()> stop_;
   CommandRunner runner_;
-  OwnedPipe pipe_;
-  userlib::Console<12> console_{""};
-  std::deque<userlib::Command> table_;
+  TextPipe pipe_;
+  userlib::Console<10> console_{""};
+  std::deque<userlib::Command> commands_;
+  int operator_fd_ = -1;  // of the one whose line is being carried out
 };
 
 }  // namespace phoned

@@ -1,7 +1,8 @@
 #include "phoned/io/instance.h"
 
 #include <cerrno>
-#include <cstring>
+#include <cstdlib>
+#include <utility>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -17,37 +18,36 @@ namespace phoned {
 
 namespace {
 
-constexpr char kName[] = "phoned";
-constexpr size_t kMaxRunDir = 73;  // what the library has room for
+constexpr int kOpenFlags = O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
 
 bool g_has_failed = false;
+std::function<void()> g_give_up;
 
-void note_failure(uint32_t, const char*, uint32_t, const char*) {
-  g_has_failed = true;
-}
-
-std::optional<Error> check_directory(const std::string& run_dir) {
-  if (run_dir.size() > kMaxRunDir) {
-    return Error{"run directory " + quote_path(run_dir) + " has too long a name: at most " +
-                 std::to_string(kMaxRunDir) + " characters are taken"};
+void check_directory(const std::string& run_dir) {
+  constexpr size_t kLongest = 73;  // what the library has room for
+  if (run_dir.size() > kLongest) {
+    throw Error("run directory " + quote_path(run_dir) + " has too long a name: at most " + std::to_string(kLongest) +
+                " characters are taken");
   }
   struct stat status = {};
-  if (stat(run_dir.c_str(), &status) == 0 && !S_ISDIR(status.st_mode)) {
-    errno = ENOTDIR;
-  } else if (access(run_dir.c_str(), W_OK | X_OK) == 0) {
-    return std::nullopt;
+  const bool is_other = stat(run_dir.c_str(), &status) == 0 && !S_ISDIR(status.st_mode);
+  if (is_other || access(run_dir.c_str(), W_OK | X_OK) != 0) {
+    errno = is_other ? ENOTDIR : errno;
+    throw Error("run directory " + quote_path(run_dir) + " cannot be written to: " + reason() +
+                "; choose another with --run-dir");
   }
-  return Error{"run directory " + quote_path(run_dir) + " cannot be written to: " + std::strerror(errno) +
-               "; choose another with --run-dir"};
 }
 
-// What the library would follow (a symbolic link) or wait for (a FIFO) when it opens the file.
-std::optional<Error> check_pid_file(const std::string& file) {
+// Whether there is what the library would follow (a symbolic link) or wait for (a FIFO) when it opens the file.
+bool is_odd(const std::string& file) {
   struct stat status = {};
-  if (lstat(file.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
-    return Error{"pid file " + quote_path(file) + " is not a regular file; remove it, or choose another --run-dir"};
+  return lstat(file.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
+}
+
+void check_pid_file(const std::string& file) {
+  if (is_odd(file)) {
+    throw Error("pid file " + quote_path(file) + " is not a regular file; remove it, or choose another --run-dir");
   }
-  return std::nullopt;
 }
 
 // 0: it names nobody, or is not there.
@@ -56,116 +56,115 @@ int32_t pid_in(const std::string& file) {
 }
 
 Error is_running(const std::string& file) {
-  return {"is running already, as process " + std::to_string(pid_in(file)) + ", says " + quote_path(file) +
-          "; stop it first, or choose another --run-dir"};
+  return Error("is running already, as process " + std::to_string(pid_in(file)) + ", says " + quote_path(file) +
+               "; stop it first, or choose another --run-dir");
 }
 
 Error no_room(const std::string& file) {
-  return {"pid file " + quote_path(file) + " cannot be written: is there no room? Choose another --run-dir"};
+  return Error("pid file " + quote_path(file) + " cannot be written: is there no room? Choose another --run-dir");
 }
 
 // Tries out whether there is room for a number, while somebody is there to read that there is none. Leaves an empty file.
-std::optional<Error> reserve_pid_file(const std::string& file) {
+void reserve(const std::string& file) {
   constexpr std::string_view kNobody = "          \n";
-  const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666);
-  const bool is_written =
-      write(fd, kNobody.data(), kNobody.size()) == static_cast<ssize_t>(kNobody.size()) && ftruncate(fd, 0) == 0;
-  close(fd);
-  return is_written ? std::nullopt : std::optional(no_room(file));
+  const UniqueFd fd(open(file.c_str(), O_WRONLY | O_TRUNC | kOpenFlags, 0666));
+  if (write(fd.get(), kNobody.data(), kNobody.size()) != static_cast<ssize_t>(kNobody.size()) ||
+      ftruncate(fd.get(), 0) != 0) {
+    throw no_room(file);
+  }
 }
 
 // Whether the open file is the one with this name.
-bool is_file(int fd, const std::string& name) {
+bool is_file(const UniqueFd& fd, const std::string& name) {
   struct stat opened = {};
   struct stat named = {};
-  return fstat(fd, &opened) == 0 && stat(name.c_str(), &named) == 0 && opened.st_ino == named.st_ino &&
+  return fstat(fd.get(), &opened) == 0 && stat(name.c_str(), &named) == 0 && opened.st_ino == named.st_ino &&
          opened.st_dev == named.st_dev;
 }
 
 }  // namespace
 
-std::optional<Error> Instance::claim(const std::string& run_dir, bool is_going_to_detach) {
-  if (auto error = check_directory(run_dir)) {
-    return error;
-  }
-  NUV_Daemon_construct(&daemon_, kName, run_dir.c_str());
-  if (auto error = check_pid_file(pid_file())) {
-    return error;
-  }
+void Instance::claim(const std::string& run_dir, bool is_going_to_detach) {
+  check_directory(run_dir);
+  daemon_.emplace("phoned", run_dir.c_str());
+  pid_file_ = daemon_->pid_file_name();
   lock_file_ = run_dir + "/phoned.lock";
-  if (auto error = lock()) {
-    return error;
-  }
+  check_pid_file(pid_file_);
+  lock();
   // A file that names this very process was left behind by one that had the same number.
-  if (NUV_Daemon_checkPidFile(&daemon_) == 0 && NUV_Daemon_occupiedPidFile(&daemon_) == 1) {
-    return is_running(pid_file());
+  if (!daemon_->check_pid_file() && daemon_->occupied_pid_file()) {
+    throw is_running(pid_file_);
   }
-  return is_going_to_detach ? reserve_pid_file(pid_file()) : write_pid_file();
+  if (is_going_to_detach) {
+    reserve(pid_file_);
+  } else {
+    write_pid_file();
+  }
 }
 
-std::optional<Error> Instance::detach() {
-  NUV_Daemon_daemonize(&daemon_);
-  return write_pid_file();
+void Instance::detach(std::function<void()> give_up) {
+  g_give_up = std::move(give_up);
+  std::atexit([] {
+    if (g_give_up) {
+      g_give_up();
+    }
+  });
+  daemon_->daemonize();
+  g_give_up = nullptr;
 }
 
-std::optional<Error> Instance::release() {
-  if (lock_fd_ < 0) {
-    return std::nullopt;
+std::string Instance::release() {
+  if (!lock_) {
+    return "";
   }
-  std::optional<Error> error;
-  const std::string file = pid_file();
-  const bool is_ours = !check_pid_file(file) && (NUV_Daemon_checkPidFile(&daemon_) == 1 || pid_in(file) == 0);
-  for (const std::string& name : {is_ours ? file : "", lock_file_}) {
-    if (!name.empty() && unlink(name.c_str()) != 0 && errno != ENOENT && !error) {
-      error = Error{"file " + quote_path(name) + " cannot be removed: " + std::strerror(errno)};
+  std::string problem;
+  const bool is_ours = !is_odd(pid_file_) && (daemon_->check_pid_file() || pid_in(pid_file_) == 0);
+  for (const std::string& name : {is_ours ? pid_file_ : "", lock_file_}) {
+    if (!name.empty() && unlink(name.c_str()) != 0 && errno != ENOENT && problem.empty()) {
+      problem = "file " + quote_path(name) + " cannot be removed: " + reason();
     }
   }
-  close(lock_fd_);
-  lock_fd_ = -1;
-  return error;
+  lock_.reset();
+  return problem;
 }
 
 // Four that start at the same time find each other here, before any of them has made anything. The file goes with the one
 // who has locked it, so one that was locked may be gone already: only the one that has the name counts.
-std::optional<Error> Instance::lock() {
+void Instance::lock() {
   for (int i = 0; i < 100; ++i) {
-    const int fd = open(lock_file_.c_str(), O_RDONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
-    if (fd < 0) {
-      return Error{"lock file " + quote_path(lock_file_) + " cannot be opened: " + std::strerror(errno) +
-                   "; choose another --run-dir"};
+    UniqueFd fd(open(lock_file_.c_str(), O_RDONLY | kOpenFlags, 0600));
+    if (!fd) {
+      throw Error("lock file " + quote_path(lock_file_) + " cannot be opened: " + reason() +
+                  "; choose another --run-dir");
     }
-    const bool is_locked = flock(fd, LOCK_EX | LOCK_NB) == 0;
+    const bool is_locked = flock(fd.get(), LOCK_EX | LOCK_NB) == 0;
     if (is_locked && is_file(fd, lock_file_)) {
-      lock_fd_ = fd;
-      return std::nullopt;
+      lock_ = std::move(fd);
+      return;
     }
-    close(fd);
-    const int32_t pid = is_locked ? 0 : pid_in(pid_file());
+    fd.reset();
+    const int32_t pid = is_locked ? 0 : pid_in(pid_file_);
     if (pid > 0 && NUV_Utility_test_pid_exists(pid) == 1) {
-      return is_running(pid_file());
+      throw is_running(pid_file_);
     }
     poll(nullptr, 0, 20);  // it is about to tell who it is, or to go
   }
-  return Error{"is being started by another process, which has locked " + quote_path(lock_file_) +
-               "; choose another --run-dir"};
+  throw Error("is being started by another process, which has locked " + quote_path(lock_file_) +
+              "; choose another --run-dir");
 }
 
-std::optional<Error> Instance::write_pid_file() {
-  const std::string file = pid_file();
-  if (auto error = check_pid_file(file)) {
-    return error;
-  }
-  // A disk without room is no reason to die of a broken contract: it is said in one line instead.
+// A disk without room is no reason to die of a broken contract: it is said in one line instead.
+void Instance::write_pid_file() {
+  check_pid_file(pid_file_);
   g_has_failed = false;
-  NUV_Assert_setErrorHandler(note_failure);
-  if (NUV_Daemon_checkPidFile(&daemon_) == 0) {
-    NUV_Daemon_createPidFile(&daemon_);
+  NUV_Assert_setErrorHandler([](uint32_t, const char*, uint32_t, const char*) { g_has_failed = true; });
+  if (!daemon_->check_pid_file()) {
+    NUV_Daemon_createPidFile(&daemon_->record());  // release() removes it, and tells if it cannot
   }
   NUV_Assert_setErrorHandler(nullptr);
   if (g_has_failed) {
-    return no_room(file);
+    throw no_room(pid_file_);
   }
-  return std::nullopt;
 }
 
 }  // namespace phoned

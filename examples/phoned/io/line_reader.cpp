@@ -5,7 +5,7 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include "phoned/core/time_limit.h"
+#include "phoned/core/clock.h"
 
 namespace phoned {
 

@@ -3,29 +3,25 @@
 // The console of the library would wait: for a line when somebody has connected, for the rest of it, for whoever does
 // not read the answer. phoned has calls to decide meanwhile. So everything that an operator can delay is done here,
 // piece by piece when the main loop says so, and the console gets complete lines only.
-//
-// On the socket, a connection is for one line; the answer ends with the connection. On the others line follows line.
 #ifndef EXAMPLES_PHONED_IO_OPERATORS_H
 #define EXAMPLES_PHONED_IO_OPERATORS_H
 
 #include <chrono>
 #include <cstddef>
-#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
 
-#include <sys/time.h>
 #include <sys/types.h>
 
-#include "phoned/core/result.h"
+#include "phoned/core/descriptor.h"
 #include "phoned/io/commands.h"
 #include "phoned/io/line_reader.h"
 #include "userlib.hpp"
 
 namespace phoned {
 
-class Operators {
+class Operators : userlib::Pinned {
  public:
   static constexpr size_t kMaxConnections = 8;
 
@@ -41,59 +37,51 @@ class Operators {
 
   Operators(userlib::Reactor& loop, Commands& commands) : loop_(loop), commands_(commands) {}
   ~Operators() { close(); }
-  Operators(const Operators&) = delete;
-  Operators& operator=(const Operators&) = delete;
 
   // Listens to operators from now on. FIFOs that are not there are made.
-  std::optional<Error> open(const Channels& channels);
+  void open(const Channels& channels);
 
-  // Hangs up on all of them, and removes the socket. The error says that this was not possible.
-  std::optional<Error> close();
+  // Hangs up on all of them, and removes the socket. Returns what to say if that was not possible.
+  std::string close();
 
  private:
-  // Line after line from one descriptor, answered on another.
-  struct Stream {
-    int in_fd = -1;
-    int out_fd = -1;
-    LineReader reader = {};
-    std::optional<userlib::Watch> watch = {};
-  };
-  struct Connection {
-    explicit Connection(Operators& operators);
+  // Somebody who says lines on one descriptor and is answered on another: for one line on a connection, which ends with
+  // the answer, and line after line elsewhere.
+  struct Session {
+    Session(Operators& operators, UniqueFd in_fd, UniqueFd out_fd);
 
-    timeval deadline;
+    bool is_connection() const { return !out; }
+    int answer_fd() const { return out ? out.get() : in.get(); }
+
+    UniqueFd in;
+    UniqueFd out;  // none on a connection
     LineReader reader = {};
-    userlib::Watch watch;
+    userlib::Watch input;
+    userlib::Timer patience;
   };
 
-  std::optional<Error> open_socket(const std::string& path);
-  std::optional<Error> open_fifos(const std::string& in, const std::string& out);
+  void open_socket(const std::string& path);
+  void add_stream(UniqueFd in, UniqueFd out);
+  Session& add(UniqueFd in, UniqueFd out);
   void on_operator();
-  void on_connection(int fd);
-  void on_stream(Stream& stream);
-  void on_idle();
-  std::optional<Error> listen_to(Stream& stream, int in_fd, int out_fd);
   void refuse_without_descriptor();
   void listen_later();
   void listen_again();
-  void say(int fd, const std::string& why) const;
-  void handle(const std::string& line, int answer_fd);
-  void end(int fd);
-  bool wait_for_deadline();
+  void on_input(Session& session);
+  void on_silence(Session& session);
+  void refuse(int fd, const std::string& why);
+  void end(Session& session);
 
   userlib::Reactor& loop_;
   Commands& commands_;
   std::chrono::seconds patience_{};
-  std::string socket_path_;  // absolute; empty: there is none to remove
-  int listening_fd_ = -1;
+  std::string socket_path_;  // absolute
   ino_t socket_inode_ = 0;
-  int reserve_fd_ = -1;               // given up to refuse an operator when there is no other descriptor
-  std::optional<timeval> listen_at_;  // when nobody can even be refused: not before then
+  UniqueFd socket_;
+  UniqueFd reserve_;  // given up to refuse an operator when there is no other descriptor
   userlib::Watch operator_{loop_, [this] { on_operator(); }};
-  userlib::Timer idle_{loop_, [this] { on_idle(); }};
-  std::map<int, Connection> connections_;
-  Stream fifos_;
-  Stream standard_input_;
+  userlib::Timer pause_{loop_, [this] { listen_again(); }};
+  std::map<int, Session> sessions_;  // by the descriptor of their input
 };
 
 }  // namespace phoned

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cstring>
 #include <utility>
 
 #include <fcntl.h>
@@ -14,7 +13,7 @@
 #include <unistd.h>
 
 #include "phoned/core/clock.h"
-#include "phoned/core/time_limit.h"
+#include "phoned/core/text.h"
 
 namespace phoned {
 
@@ -25,10 +24,10 @@ constexpr size_t kMostWaiting = 16384;
 
 constexpr std::chrono::milliseconds kPatience{500};
 
-// A file in memory to which everybody appends; -1 if there is none.
-int open_memory() {
-  const int fd = memfd_create("phoned", MFD_CLOEXEC);
-  return fd < 0 || fcntl(fd, F_SETFL, O_APPEND) == 0 ? fd : -1;
+// A file in memory to which everybody appends, if there is one.
+UniqueFd open_memory() {
+  UniqueFd fd(memfd_create("phoned", MFD_CLOEXEC));
+  return fcntl(fd.get(), F_SETFL, O_APPEND) == 0 ? std::move(fd) : UniqueFd();
 }
 
 // Takes all out of such a file.
@@ -51,39 +50,32 @@ int open_again(int fd) {
   return own >= 0 ? own : fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
 }
 
-// Cuts the first line off, with its end.
-std::string_view next_line(std::string_view& text) {
-  const std::string_view line = text.substr(0, std::min(text.find('\n'), text.size() - 1) + 1);
-  text.remove_prefix(line.size());
-  return line;
-}
-
 }  // namespace
 
-std::optional<Error> Output::open() {
+void Output::open() {
   struct stat status = {};
   if (fstat(fd_, &status) != 0 || S_ISREG(status.st_mode)) {
-    return std::nullopt;
+    return;
   }
   is_socket_ = S_ISSOCK(status.st_mode);
   std::fflush(stream_);
-  const int memory = open_memory();
-  sink_ = memory < 0 ? -1 : open_again(fd_);
-  if (sink_ < 0 || dup2(memory, fd_) < 0) {
-    return Error{std::string("no descriptor for what is printed to be had: ") + std::strerror(errno)};
+  const UniqueFd memory = open_memory();
+  sink_.reset(memory ? open_again(fd_) : -1);
+  if (!sink_ || dup2(memory.get(), fd_) < 0) {
+    throw Error("no descriptor for what is printed to be had: " + reason());
   }
-  ::close(memory);
-  return std::nullopt;
 }
 
 void Output::flush() {
   std::fflush(stream_);
-  if (sink_ < 0) {
+  if (!sink_) {
     return;
   }
   const std::string printed = take_all(fd_);
-  for (std::string_view rest = printed; !rest.empty();) {
-    add(next_line(rest));
+  for (size_t begin = 0; begin < printed.size();) {
+    const size_t end = std::min(printed.find('\n', begin), printed.size() - 1) + 1;
+    add(std::string_view(printed).substr(begin, end - begin));
+    begin = end;
   }
   write_waiting();
 }
@@ -96,17 +88,17 @@ void Output::finish() {
 }
 
 void Output::close() {
-  ::close(sink_);
-  sink_ = -1;
+  sink_.reset();
   waiting_.clear();
   lost_ = 0;
 }
 
 void Output::add(std::string_view line) {
-  if (waiting_.size() + line.size() > kMostWaiting || lost_ > 0) {
+  const auto fits = [&] { return waiting_.size() + line.size() <= kMostWaiting && lost_ == 0; };
+  if (!fits()) {
     write_waiting();
   }
-  if (waiting_.empty() || (waiting_.size() + line.size() <= kMostWaiting && lost_ == 0)) {
+  if (waiting_.empty() || fits()) {
     waiting_ += line;
   } else {
     ++lost_;
@@ -127,14 +119,14 @@ void Output::write_waiting() {
 }
 
 bool Output::write_piece() {
-  pollfd state = {sink_, POLLOUT, 0};
+  pollfd state = {sink_.get(), POLLOUT, 0};
   if (poll(&state, 1, 0) != 1) {
     return false;
   }
   const TimeLimit limit;  // others may be quicker with what room there was
   const size_t size = std::min<size_t>(waiting_.size(), PIPE_BUF);
-  const ssize_t count = is_socket_ ? send(sink_, waiting_.data(), size, MSG_DONTWAIT | MSG_NOSIGNAL)
-                                   : write(sink_, waiting_.data(), size);
+  const ssize_t count = is_socket_ ? send(sink_.get(), waiting_.data(), size, MSG_DONTWAIT | MSG_NOSIGNAL)
+                                   : write(sink_.get(), waiting_.data(), size);
   if (count < 0 && errno != EAGAIN && errno != EINTR) {
     lost_ += static_cast<uint64_t>(std::count(waiting_.begin(), waiting_.end(), '\n'));
     waiting_.clear();
@@ -143,19 +135,19 @@ bool Output::write_piece() {
   return count > 0;
 }
 
-Capture::Capture() : memory_(open_memory()), standard_output_(-1) {
+Capture::Capture() : memory_(open_memory()) {
   std::fflush(stdout);
-  if (memory_ >= 0) {
-    standard_output_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  if (memory_) {
+    standard_output_.reset(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
   }
-  if (standard_output_ >= 0) {
-    dup2(memory_, STDOUT_FILENO);
+  if (standard_output_) {
+    dup2(memory_.get(), STDOUT_FILENO);
   }
 }
 
 std::string Capture::take() {
   std::fflush(stdout);
-  std::string text = is_open() ? take_all(memory_) : "";
+  std::string text = is_open() ? take_all(memory_.get()) : "";
   end();
   return text;
 }
@@ -163,13 +155,10 @@ std::string Capture::take() {
 void Capture::end() {
   if (is_open()) {
     std::fflush(stdout);
-    dup2(standard_output_, STDOUT_FILENO);
-    ::close(standard_output_);
+    dup2(standard_output_.get(), STDOUT_FILENO);
+    standard_output_.reset();
   }
-  if (memory_ >= 0) {
-    ::close(memory_);
-  }
-  standard_output_ = memory_ = -1;
+  memory_.reset();
 }
 
 }  // namespace phoned

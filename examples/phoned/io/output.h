@@ -7,11 +7,10 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <optional>
 #include <string>
 #include <string_view>
 
-#include "phoned/core/result.h"
+#include "phoned/core/descriptor.h"
 #include "userlib.hpp"
 
 namespace phoned {
@@ -22,7 +21,7 @@ class Output : userlib::Pinned {
   explicit Output(FILE* stream) : stream_(stream), fd_(fileno(stream)) {}
 
   // From now on nobody who prints has to wait. Files are not waited for anyway, and left alone.
-  std::optional<Error> open();
+  void open();
 
   // Passes on what was printed, as far as that can be done without waiting. Lines for which there is no room are counted,
   // and the count is printed in their place.
@@ -44,7 +43,7 @@ class Output : userlib::Pinned {
 
   FILE* stream_;
   int fd_;
-  int sink_ = -1;  // where it goes on; -1: nowhere
+  UniqueFd sink_;  // where it goes on; none: nowhere
   bool is_socket_ = false;
   std::string waiting_;
   uint64_t lost_ = 0;
@@ -57,7 +56,7 @@ class Capture : userlib::Pinned {
   ~Capture() { end(); }
 
   // Returns false if no descriptor is free for it: nothing is kept then.
-  bool is_open() const { return standard_output_ >= 0; }
+  bool is_open() const { return static_cast<bool>(standard_output_); }
 
   // What was printed. The capture is over then.
   std::string take();
@@ -65,8 +64,8 @@ class Capture : userlib::Pinned {
  private:
   void end();
 
-  int memory_;
-  int standard_output_;
+  UniqueFd memory_;
+  UniqueFd standard_output_;
 };
 
 }  // namespace phoned

@@ -2,11 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <optional>
 #include <random>
 #include <string>
 
 #include "models/digitmap_model.h"
 #include "phoned/core/dial_plan.h"
+#include "phoned/core/text.h"
 #include "userlib-digitmap/answers.h"
 
 namespace digitmap_tool {
@@ -19,6 +21,15 @@ std::string told_by_tool(const Plan& plan, const std::string& digits) {
   const Answer answer = ask(plan, Mode::kBest, digits, Timer::kExpired);
   EXPECT_NE(answer.result, Result::kUndecided);
   return answer.pattern;
+}
+
+// Nothing if phoned refuses it.
+std::optional<phoned::DialPlan> phoneds_plan(const std::string& text) {
+  try {
+    return phoned::DialPlan(text);
+  } catch (const phoned::Error&) {
+    return std::nullopt;
+  }
 }
 
 std::string told_by_phoned(const phoned::DialPlan& plan, const std::string& digits) {
@@ -69,8 +80,8 @@ TEST(DigitmapTimeOut, IsTheSameForToolAndPhoned) {
     }
     SCOPED_TRACE(text);
     const Plan plan(text, Plan::Source::kFile);
-    const auto phoned_plan = phoned::DialPlan::parse(text);
-    ASSERT_EQ(plan.problems().empty(), static_cast<bool>(phoned_plan));
+    const auto phoned_plan = phoneds_plan(text);
+    ASSERT_EQ(plan.problems().empty(), phoned_plan.has_value());
     if (!phoned_plan) {
       continue;
     }
