@@ -17,6 +17,7 @@
 #include <utility>
 #include <vector>
 
+#include "dial_plan.h"
 #include "nuv_digitmap.h"
 
 // ---- memory ----
@@ -62,105 +63,6 @@ extern "C" void free(void* memory) {
 }
 
 namespace {
-
-// ---- plans and numbers ----
-
-using Texts = std::vector<std::string>;
-
-constexpr size_t kDigits = 10;
-constexpr size_t kNumbers = 20;
-// The loop round a check that takes 50 nanoseconds must not be half of what is measured.
-constexpr size_t kAsked = kNumbers * kDigits;
-
-// The same numbers in every run and on every machine.
-class Random {
- public:
-  size_t below(size_t limit) {
-    state_ = state_ * UINT64_C(6364136223846793005) + UINT64_C(1442695040888963407);
-    return static_cast<size_t>(state_ >> 33) % limit;
-  }
-
- private:
-  uint64_t state_ = 4711;
-};
-
-// The kinds of patterns in a plan: area codes in front of subscriber numbers, short codes, numbers without an end. d is
-// any digit, h a high one.
-constexpr const char* kKinds[] = {
-    "00hddx.T",       "1ddd",           "hd[2-h]xxx",     "hd[2-h]xxx",     "0hdd[1-h]xxxxx",
-    "0hdd[1-h]xxxxx", "0hdd[1-h]xxxxx", "0hdd[1-h]xxxxx", "0hdd[1-h]xxxxx", "0hdd[1-h]xxxxx",
-};
-
-std::string make_pattern(Random& random, std::string kind) {
-  for (char& c : kind) {
-    if (c == 'd') {
-      c = static_cast<char>('0' + random.below(10));
-    } else if (c == 'h') {
-      c = static_cast<char>('3' + random.below(7));
-    }
-  }
-  return kind;
-}
-
-Texts make_plan(size_t size) {
-  Random random;
-  Texts plan;
-  while (plan.size() < size) {
-    const std::string pattern = make_pattern(random, kKinds[plan.size() % std::size(kKinds)]);
-    if (std::find(plan.begin(), plan.end(), pattern) == plan.end()) {
-      plan.push_back(pattern);
-    }
-  }
-  return plan;
-}
-
-std::string join(const Texts& plan, const char* between) {
-  std::string text;
-  for (const std::string& pattern : plan) {
-    if (!text.empty()) {
-      text += between;
-    }
-    text += pattern;
-  }
-  return text;
-}
-
-// Digits that some pattern would take, as far as it goes, and any digits behind it; every fifth number is just dialled.
-Texts make_numbers(const Texts& plan) {
-  Random random;
-  Texts numbers;
-  while (numbers.size() < kNumbers) {
-    std::string number;
-    if (numbers.size() % 5 != 0) {
-      for (const char c : plan[random.below(plan.size())]) {
-        if (c == '[') {
-          number += '2';
-          break;
-        }
-        if (c < '0' || c > '9') {
-          break;
-        }
-        number += c;
-      }
-    }
-    while (number.size() < kDigits) {
-      number += std::to_string(random.below(10));
-    }
-    numbers.push_back(number);
-  }
-  return numbers;
-}
-
-// What was dialled after each digit of each number.
-Texts make_questions(const Texts& plan) {
-  Texts questions;
-  for (const std::string& number : make_numbers(plan)) {
-    for (size_t digits = 1; digits <= kDigits; ++digits) {
-      questions.push_back(number.substr(0, digits));
-    }
-  }
-  return questions;
-}
 
 // ---- the same plan as regular expressions ----
 

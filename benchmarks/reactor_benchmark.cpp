@@ -17,12 +17,12 @@
 #include <uv.h>
 
 #include <array>
-#include <bit>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "bare_loop.h"
 #include "nuv_select.h"
 
 #include <ev.h>
@@ -132,93 +132,12 @@ class Userlib {
 
 class Bare {
  public:
-  Bare(const Scene& scene, const Descriptors& fds) : internal_(fds.internal()), has_timers_(scene.timers > 0) {
-    FD_ZERO(&all_.read);
-    FD_ZERO(&all_.write);
-    FD_ZERO(&all_.except);
-    for (const int fd : fds.external()) {
-      FD_SET(fd, &all_.read);
-      callbacks_[static_cast<size_t>(fd)] = on_ready;
-    }
-    for (int i = 0; i < scene.timers; ++i) {
-      timers_.push_back({kFarSeconds + i, 0});
-    }
-    clock_gettime(CLOCK_MONOTONIC, &mark_);
-  }
-
-  void turn() {
-    if (internal_ >= 0) {
-      Sets sets = none_;
-      FD_SET(internal_, &sets.read);
-      timeval poll = {0, 0};
-      if (select(FD_SETSIZE, &sets.read, &sets.write, &sets.except, &poll) != 0) {
-        return;
-      }
-    }
-    Sets sets = all_;
-    int count = 0;
-    if (productive_) {
-      timeval poll = {0, 0};
-      count = select(FD_SETSIZE, &sets.read, &sets.write, &sets.except, &poll);
-    }
-    if (count == 0) {
-      timeval wait = nearest();
-      sets = all_;
-      count = select(FD_SETSIZE, &sets.read, &sets.write, &sets.except, has_timers_ ? &wait : nullptr);
-    }
-    productive_ = count > 0;
-    dispatch(sets.read);
-    age();
-    clock_gettime(CLOCK_MONOTONIC, &mark_);
-  }
+  Bare(const Scene& scene, const Descriptors& fds)
+      : loop_(fds.external(), fds.internal(), scene.timers, kFarSeconds, on_ready) {}
+  void turn() { g_events += loop_.turn(); }
 
  private:
-  struct Sets {
-    fd_set read;
-    fd_set write;
-    fd_set except;
-  };
-
-  timeval nearest() const {
-    timeval wait = {999999, 999999};
-    for (const timeval& timer : timers_) {
-      if (timercmp(&timer, &wait, <)) {
-        wait = timer;
-      }
-    }
-    return wait;
-  }
-
-  void dispatch(const fd_set& ready) {
-    for (size_t word = 0; word < std::size(ready.fds_bits); ++word) {
-      for (auto bits = static_cast<unsigned long>(ready.fds_bits[word]); bits != 0; bits &= bits - 1) {
-        const size_t fd = word * NFDBITS + static_cast<size_t>(std::countr_zero(bits));
-        callbacks_[fd](nullptr, static_cast<int32_t>(fd), 0);
-      }
-    }
-  }
-
-  void age() {
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    const long nanoseconds = (now.tv_sec - mark_.tv_sec) * 1000000000L + now.tv_nsec - mark_.tv_nsec;
-    const timeval elapsed = {nanoseconds / 1000000000L, nanoseconds % 1000000000L / 1000};
-    for (timeval& timer : timers_) {
-      timersub(&timer, &elapsed, &timer);
-      if (timer.tv_sec < 0) {
-        ++g_events;  // shows up as a wrong result
-      }
-    }
-  }
-
-  const Sets none_ = {};
-  Sets all_;
-  int internal_;
-  bool has_timers_;
-  bool productive_ = false;
-  std::array<NUV_SelectRecvFunc, FD_SETSIZE> callbacks_ = {};
-  std::vector<timeval> timers_;
-  timespec mark_;
+  BareLoop loop_;
 };
 
 // ---- libevent, its back end for select() ----
