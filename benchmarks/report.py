@@ -412,6 +412,31 @@ the packages and the preset `release` are built with -Os, and slower.
 """
 
 
+COUNTED = """## Counted in instructions
+
+What one operation takes outside of the kernel, in instructions: a figure that neither the load of the machine nor its age
+touches. `package` is the library as Debian's packages have it (-O2), `device` as devices have it (-Os and link-time
+optimisation); `by hand` is the same work in the program itself, as far as that can be said: a loop around `select()`, an
+array of timers, a mask, `printf()`, each pattern symbol by symbol, and functions that check what the library checks. It
+keeps no promise that it does not need: no callback changes its set, no descriptor has an owner, no handle is wrong. The
+program that calls is compiled with -O2, and calls a shared object.
+
+`scripts/instructions` counts, with valgrind on x86-64 and with a plugin of QEMU's emulators of the user mode for other
+processors (`--target mips`): each question runs N times and 2 N times, and the difference holds nothing of the start.
+`scripts/instructions --check` fails when anything takes more than 3 % more than what is kept in
+`benchmarks/instructions`, and `--update` keeps the new figures and writes these tables.
+
+"""
+COUNTS = re.compile(r"<!-- instructions -->\n.*?<!-- end -->\n", re.S)
+
+
+def counted_section(page):
+    """The tables that scripts/instructions has written into the page stay."""
+    text = page.read_text(encoding="utf-8") if page.exists() else ""
+    kept = COUNTS.search(text)
+    return COUNTED + (kept.group(0) if kept else "<!-- instructions -->\n<!-- end -->\n")
+
+
 def write_page(page, plot_directory, entries):
     page = Path(page)
     plot_directory = Path(plot_directory)
@@ -426,6 +451,7 @@ def write_page(page, plot_directory, entries):
     if verdicts:
         met = sum(verdict.is_met for verdict in verdicts)
         lines += [f"{met} of {len(verdicts)} bars are met.", ""]
+    lines += [counted_section(page)]
     for question, results, some in entries:
         names = []
         drawn = plots.draw(question.question, results.cases, OURS, LIMIT) if question.has_plot else []

@@ -213,6 +213,16 @@ class ReportTest(unittest.TestCase):
             self.assertIn(content, page)
         self.assertNotIn("secret", page)
 
+    def test_keeps_what_was_counted(self):
+        _, _, page = self.page(NOTE)
+        self.assertIn("<!-- instructions -->\n<!-- end -->\n", page)
+        counted = "<!-- instructions -->\n| an event | 734 |\n<!-- end -->\n"
+        (self.directory / "page.md").write_text(f"before\n{counted}after\n", encoding="utf-8")
+        _, _, page = self.page(NOTE)
+        self.assertEqual(page.count(counted), 1)
+        self.assertEqual(page.count("<!-- instructions -->"), 1)
+        self.assertNotIn("before", page)
+
     def test_writes_the_page_of_a_miss_too(self):
         status, _, page = self.page(NOTE + bar("size/1", ["limit"], 1.1))
         self.assertEqual(status, 1)
