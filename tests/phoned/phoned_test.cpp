@@ -1,6 +1,7 @@
 // phoned from outside: the built program, real datagrams, real time.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -393,6 +394,19 @@ TEST(PhonedSignals, OutlivesWhoeverReadsItsOutput) {
 }
 
 // ---- start ----
+
+TEST(PhonedStart, SaysThatItListensBeforeAnythingHappens) {
+  int ends[2];
+  ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+  const Phoned phoned({"--statistics", "3600"}, ends[1]);
+  close(ends[1]);
+  pollfd state = {ends[0], POLLIN, 0};
+  ASSERT_EQ(poll(&state, 1, Program::kPatienceSeconds * 1000), 1);
+  char text[64] = {};
+  ASSERT_GT(read(ends[0], text, sizeof text - 1), 0);
+  EXPECT_EQ(std::string(text).rfind(kListening, 0), 0U) << text;
+  close(ends[0]);
+}
 
 TEST(PhonedStart, HasADefaultPlan) {
   const Phoned phoned({});
