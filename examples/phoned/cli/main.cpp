@@ -102,6 +102,7 @@ class Daemon : userlib::Pinned {
 
   // Returns when somebody has asked for the end.
   void serve() {
+    pass_on();  // what the start has printed, before the first wait
     while (!is_ending_) {
       loop_.process();
       decide_overdue();
