@@ -14,7 +14,7 @@ using std::chrono::milliseconds;
 void Client::open(const std::string& host, uint16_t port) {
   requests_.open();
   incoming_.open();
-  if (!bridge_.open(host.c_str(), port, incoming_.write_fd())) {
+  if (!bridge_.open(host.c_str(), htons(port), incoming_.write_fd())) {
     throw Error("no socket to be had: " + phoned::reason());
   }
   if (!datagram_.read_external(bridge_.socket()) || !answer_.read(incoming_.read_fd())) {

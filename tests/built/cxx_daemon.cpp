@@ -108,7 +108,7 @@ void listen() {
   userlib::UdpServer server;
   userlib::UdpClient client;
   userlib::Pipe out;
-  expect(out.open() && server.open(0, out.write_fd()) && client.open("127.0.0.1", 9, out.write_fd()));
+  expect(out.open() && server.open(0, out.write_fd()) && client.open("127.0.0.1", htons(9), out.write_fd()));
   const userlib::UdpServer moved(std::move(server));
   expect(moved.is_open() && !server.is_open());  // NOLINT(bugprone-use-after-move)
 }

@@ -1121,7 +1121,7 @@ TEST(UserlibHppUdp, CarriesDatagramsBetweenClientAndServer) {
   EXPECT_FALSE(server.is_open());
   EXPECT_FALSE(client.is_open());
   ASSERT_TRUE(server.open(0, to_server.write_fd()));
-  ASSERT_TRUE(client.open("127.0.0.1", ntohs(support::bound_port(server.socket())), to_client.write_fd()));
+  ASSERT_TRUE(client.open("127.0.0.1", support::bound_port(server.socket()), to_client.write_fd()));
   userlib::UdpServer moved_server(std::move(server));
   userlib::UdpClient moved_client(std::move(client));
   EXPECT_FALSE(server.is_open());  // NOLINT(bugprone-use-after-move)

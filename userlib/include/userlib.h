@@ -10,7 +10,8 @@
  *  - What fails while a daemon runs (memory, descriptors, peers, text from outside) is a result: 1 or another count for
  *    success, 0 for failure, unless a header gives other numbers.
  *  - Texts end in a zero byte, and stay the caller's. Pointers that are returned stay the library's.
- *  - Times are struct timeval or say their unit in the name. Ports and addresses are in network byte order.
+ *  - Times are struct timeval or say their unit in the name. UDP ports and IP addresses are in network byte order wherever
+ *    they are taken or given, htons(5060). The ports of a message are the daemon's own numbers.
  *  - The library has no thread and no lock: everything belongs to one thread. Objects that are used by different threads
  *    do not help, because all of them share what the process has once: the error handler (nuv_assert.h), the allocator
  *    hook (nuv_memory.h), the trace switches, the ident, the modules and the init file (nuv_sysloglevel.h), the switch of

@@ -980,11 +980,11 @@ class UdpServer {
     return *this;
   }
 
-  /// open listens on the port, which is given as the processor has it (5060; 0 lets the system choose). What comes in
+  /// open listens on the port, in network byte order as everywhere (htons(5060); 0 lets the system choose). What comes in
   /// goes to out_fd. Returns false, with errno set, if the system refuses.
   [[nodiscard]] bool open(uint16_t port, int out_fd) {
     close();
-    if (NUV_UdpServer_construct(&record_, htons(port), out_fd) == 1) {
+    if (NUV_UdpServer_construct(&record_, port, out_fd) == 1) {
       return true;
     }
     record_ = none();
@@ -1003,7 +1003,8 @@ class UdpServer {
   void socket_read() { NUV_UdpServer_socketRead(&record_, socket()); }
   void file_read(int fd) { NUV_UdpServer_fileRead(&record_, fd); }
 
-  /// peer is who sent the last datagram, and whom the next one goes to. It may be changed.
+  /// peer is who sent the last datagram, and whom the next one goes to, port and address in network byte order. It may be
+  /// changed.
   sockaddr_in& peer() { return record_.m_oPeer; }
   const sockaddr_in& peer() const { return record_.m_oPeer; }
 
@@ -1032,11 +1033,11 @@ class UdpClient {
     return *this;
   }
 
-  /// open makes a socket for talking to the server, an IPv4 address in dotted form, at the port, which is given as the
-  /// processor has it. What comes in goes to out_fd. Returns false, with errno set, if the system refuses.
+  /// open makes a socket for talking to the server, an IPv4 address in dotted form, at the port, in network byte order as
+  /// everywhere: htons(5060). What comes in goes to out_fd. Returns false, with errno set, if the system refuses.
   [[nodiscard]] bool open(const char* server, uint16_t port, int out_fd) {
     close();
-    if (NUV_UdpClient_construct(&record_, server, htons(port), out_fd) == 1) {
+    if (NUV_UdpClient_construct(&record_, server, port, out_fd) == 1) {
       return true;
     }
     record_ = none();

@@ -21,7 +21,7 @@ std::optional<Network> Network::parse(const std::string& text) {
 void Channel::open(uint16_t port) {
   requests_.open();
   replies_.open();
-  if (!server_.open(port, requests_.write_fd())) {
+  if (!server_.open(htons(port), requests_.write_fd())) {
     throw Error("cannot listen on port " + std::to_string(port) + ": " + reason() +
                 "; choose another with --port, or 0 for any free one");
   }
