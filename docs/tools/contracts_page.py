@@ -28,7 +28,7 @@ family, the line of its source file, the class and the text.
 | require failed | an argument, or the state on entry |
 | ensure failed | the result, or the state before return |
 | check failed | something inside the operation |
-| null pointer | a member that must be set is null, mostly for want of memory |
+| null pointer | a member that must be set is null, mostly because there is no memory |
 | resource error | something is used up, or the system does not give it |
 
 What follows a report is up to the [error handler](families/assert.md): the one that is installed at the start ends the

@@ -1,35 +1,25 @@
 /** @file
  * userlib: digit map, the dial plan of a telephone line.
  *
- * A dial plan is a list of patterns such as "0x.T|110|[1-9]xxx". After each digit that a subscriber dials, and when the
- * inter-digit time has run out, the digits collected so far are checked against it: the number is complete, may still
- * grow, or can never match.
- *
- * A pattern is made of symbols, one for each digit to be dialled:
+ * A dial plan is a list of patterns with "|" in between, such as "0x.T|110|[1-9]xxx". After each digit, and when the
+ * inter-digit time has run out, the digits so far are checked: the number is complete, may still grow, or can never
+ * match.
  *
  *     0-9 A-D # *    that symbol
  *     x or X         any of 0 to 9
  *     [135A]         any of the symbols in the brackets
- *     [2-5]          any symbol of the range, in the order 0-9 A-D # *
+ *     [2-5]          any symbol of the range, in the order 0-9 A-D # *; with a "-", brackets are one range
  *     .              the symbol before it may be dialled any number of times, none included
  *     T              the pattern is complete only when the inter-digit time has run out
  *
- * Brackets with a "-" in them are one range, of which only the first and the last symbol count; one that runs backwards
- * or has one end only matches nothing.
+ * Blanks and parentheses mean nothing. A pattern without T is complete when its digits are there, unless the time has
+ * run out.
  *
- * Blanks and parentheses may be used freely; "|" separates the patterns. A pattern without T is complete as soon as its
- * digits are there, and only while the timer has not run out.
- *
- *     DigitMap plan;
- *     char pattern[32];
- *     NUV_DigitMap_construct(&plan);
  *     NUV_DigitMap_setMap(&plan, "(0x.T | 110 | [1-9]xxx)");
  *     switch (NUV_DigitMap_checkDialString(&plan, NUV_DIGITMAP_FIRST_MATCH, "110", 0, pattern, sizeof pattern)) {
  *       case NUV_DIGITMAP_COMPLETE: ...  // "110", pattern is "110"
  *
- * Contracts are reported under "nuv_digitmap". Checking never changes the map; it takes time in proportion to the
- * length of the map times the length of the dial string, however many repetitions the patterns hold, and uses the heap
- * only for patterns and dial strings of unusual length (symbols times digits beyond some 2000).
+ * A check takes time in proportion to the length of the map times that of the dial string.
  */
 #ifndef NUV_DIGITMAP_H
 #define NUV_DIGITMAP_H
@@ -68,52 +58,28 @@ typedef struct NUV_DigitMapPattern {
 /** A map: the handle is the caller's, the list that it heads is the library's. */
 typedef NUV_DigitMapPattern* DigitMap;
 
-/** NUV_DigitMap_construct makes an empty map and returns 1. Requires "0 == is_null(a_this)". */
+/** NUV_DigitMap_construct makes an empty map and returns 1; NUV_DigitMap_destruct frees all patterns and leaves an
+ * empty one. */
 NUV_API int32_t NUV_DigitMap_construct(DigitMap* a_this);
-
-/** NUV_DigitMap_destruct frees all patterns and leaves an empty map. Requires "0 == is_null(a_this)". */
 NUV_API void NUV_DigitMap_destruct(DigitMap* a_this);
 
-/**
- * NUV_DigitMap_setMap replaces the map by the patterns of a_map, which "|" separates; empty ones between two bars do
- * not count. Returns 1; or 0 at the first pattern that is not valid (one with any other character than those above,
- * with an open bracket, or with a "." that has no symbol in front) or without memory, and then keeps the patterns read
- * before it. Requires "0 == is_null(a_this)" and "0 == is_null(a_map)"; without a text the map is empty and the result
- * 0.
- */
+/** NUV_DigitMap_setMap replaces the map by the patterns of a_map; empty ones do not count. Returns 1; or 0 at the
+ * first pattern that is not valid (another character, an open bracket, a "." without a symbol in front) or without
+ * memory, and keeps those before it. */
 NUV_API int32_t NUV_DigitMap_setMap(DigitMap* a_this, const char* a_map);
 
-/**
- * NUV_DigitMap_addMap appends a_map as one pattern, which must not hold a "|"; an empty text is the pattern that
- * matches nothing dialled. Returns 1; or 0, with the map unchanged, if it is not valid or there is no memory. Requires
- * "0 == is_null(a_this)" and "0 == is_null(a_map)"; without a text the result is 0.
- */
+/** NUV_DigitMap_addMap appends a_map as one pattern, which must not hold a "|"; an empty text matches nothing dialled.
+ * Returns 1; or 0, with the map unchanged, if it is not valid or there is no memory. */
 NUV_API int32_t NUV_DigitMap_addMap(DigitMap* a_this, const char* a_map);
 
-/**
- * NUV_DigitMap_dumpMap prints every pattern on standard output: its text, whether it waits for the timer, and its
- * masks, between two lines of 15 dashes. Requires "0 == is_null(a_this)".
- */
+/** NUV_DigitMap_dumpMap prints every pattern with its masks on standard output, between two lines of 15 dashes. */
 NUV_API void NUV_DigitMap_dumpMap(const DigitMap* a_this);
 
-/**
- * NUV_DigitMap_checkDialString checks the digits dialled so far. The low byte of a_timer is 1 when the inter-digit time
- * has run out, else 0. Returns NUV_DIGITMAP_COMPLETE, NUV_DIGITMAP_UNDECIDED or NUV_DIGITMAP_NO_MATCH; any a_mode but 0
- * and 1 gives NUV_DIGITMAP_NO_MATCH.
- *
- * First match: the patterns are tried in their order. A complete one ends the search.
- *
- * Best match: of all complete patterns the most specific one is taken: the one that, compared symbol by symbol with its
- * repetitions written out, allows fewer digits at the first difference, or else is longer; among equals the first. It
- * has to wait (undecided) while an incomplete pattern exists that is as specific or more so, or if its text ends with
- * ".".
- *
- * a_out, of a_outSize bytes, receives the text of each complete pattern when it is found, cut to the buffer, and at
- * last that of the one taken; so it may have been written although the result is undecided. Null: no text is wanted.
- *
- * Requires "0 == is_null(a_this)" and "0 == is_null(a_dial_string)"; nothing matches null. Where memory is needed and
- * there is none, the pattern that needs it counts as undecided.
- */
+/** NUV_DigitMap_checkDialString checks the digits so far; the low byte of a_timer is 1 when the inter-digit time has
+ * run out. In first match, the first complete pattern decides. In best match, the most specific complete one does;
+ * the result is undecided while an incomplete pattern exists that is as specific. Any other a_mode gives
+ * NUV_DIGITMAP_NO_MATCH. a_out, of a_outSize bytes or null, gets the text of the pattern taken, cut to fit; it may be
+ * written when the result is undecided, too. */
 NUV_API int32_t NUV_DigitMap_checkDialString(const DigitMap* a_this, int32_t a_mode, const char* a_dial_string,
                                              uint32_t a_timer, char* a_out, uint32_t a_outSize);
 

@@ -1,13 +1,10 @@
 /** @file
  * userlib: index map, numbers found by number, in storage of the caller's.
  *
- * A map from signed keys to unsigned values that allocates nothing: the caller brings an array of entries. Entries
- * never move, so the position of one (its iterator) stays good as a handle until that entry is removed. A new pair
- * takes the lowest free position; a search looks at one entry after the other, which suits tables of tens or hundreds.
- * Each key is there at most once.
+ * Maps signed keys to unsigned values in an array of the caller's, each key at most once. Entries never move, so the
+ * position of one (its iterator) is a handle until that entry is removed. A search walks over the array: good for tens
+ * or hundreds of entries.
  *
- *     IndexMapEntry store[32];
- *     IndexMap slot_of_line;
  *     NUV_IndexMap_construct(&slot_of_line, store, 32);
  *     NUV_IndexMap_insert(&slot_of_line, line, slot);
  *     for (uint32_t i = NUV_IndexMap_begin(&slot_of_line); i != NUV_IndexMap_end(&slot_of_line);
@@ -16,10 +13,7 @@
  *       ...
  *     }
  *
- * Iterators are positions from 0 to the capacity; the capacity itself is the end iterator. Contracts are reported under
- * "nuv_indexmap"; every operation first requires "((void *)0) != a_this". After an error handler has returned, an
- * operation carries on with what there is: a key may then be there twice, and m_uCount may wrap. A position without an
- * entry (behind the end, and anywhere in a map with a size but no store) reads as unused, and nothing changes there.
+ * Iterators are positions from 0 to the capacity, which is the end iterator.
  */
 #ifndef NUV_INDEXMAP_H
 #define NUV_INDEXMAP_H
@@ -51,74 +45,46 @@ typedef struct IndexMap {
   uint32_t m_uCount;      /**< number of entries that hold a pair */
 } IndexMap;
 
-/**
- * NUV_IndexMap_construct makes an empty map over the a_size entries at a_store, which it clears, and returns 1. The
- * array stays the caller's and must live as long as the map. Without a store the size is 0, a map that is always full.
- * Requires "( 0 != a_size) == ( ((void *)0) != a_store)". Ensures
- * "NUV_IndexMap_size( a_this) == 0", "NUV_IndexMap_maxSize( a_this) == a_size", "NUV_IndexMap_empty( a_this) == 1" and
- * "NUV_IndexMap_end( a_this) == NUV_IndexMap_begin( a_this)".
- */
+/** NUV_IndexMap_construct makes an empty map over the a_size entries at a_store, which it clears, and returns 1. The
+ * array stays the caller's and must live as long as the map; without one, a_size is 0. */
 NUV_API int32_t NUV_IndexMap_construct(IndexMap* a_this, IndexMapEntry* a_store, uint32_t a_size);
 
 /** NUV_IndexMap_destruct ends the use of the map. The array is left as it is. */
 NUV_API void NUV_IndexMap_destruct(IndexMap* a_this);
 
-/** NUV_IndexMap_size returns the number of pairs in the map. */
+/** NUV_IndexMap_size returns the number of pairs in the map, NUV_IndexMap_maxSize its capacity. */
 NUV_API uint32_t NUV_IndexMap_size(const IndexMap* a_this);
-
-/** NUV_IndexMap_maxSize returns the number of pairs that the map can hold. */
 NUV_API uint32_t NUV_IndexMap_maxSize(const IndexMap* a_this);
 
 /** NUV_IndexMap_empty returns 1 if the map holds no pair, else 0. */
 NUV_API int32_t NUV_IndexMap_empty(const IndexMap* a_this);
 
-/** NUV_IndexMap_begin returns the position of the first pair, or the end iterator if there is none. */
+/** NUV_IndexMap_begin returns the position of the first pair, NUV_IndexMap_end the end iterator. */
 NUV_API uint32_t NUV_IndexMap_begin(const IndexMap* a_this);
-
-/** NUV_IndexMap_end returns the end iterator, which is the capacity of the map. */
 NUV_API uint32_t NUV_IndexMap_end(const IndexMap* a_this);
 
-/**
- * NUV_IndexMap_next returns the position of the first pair behind a_iterator, or the end iterator if there is none. The
- * entry at a_iterator need not be in use. Requires "NUV_IndexMap_end( a_this) > a_iterator"; behind the end there is
- * none.
- */
+/** NUV_IndexMap_next returns the position of the first pair behind a_iterator, or the end iterator. The entry at
+ * a_iterator, which must be below the end, need not be in use. */
 NUV_API uint32_t NUV_IndexMap_next(const IndexMap* a_this, uint32_t a_iterator);
 
 /** NUV_IndexMap_find returns the position of the pair with the key, or the end iterator if there is none. */
 NUV_API uint32_t NUV_IndexMap_find(const IndexMap* a_this, int32_t a_key);
 
-/**
- * NUV_IndexMap_get returns the pair at a_iterator, in the caller's array: valid until it is removed. Requires
- * "NUV_IndexMap_end( a_this) > a_iterator" and "1 == a_this->m_rgMap[a_iterator].m_bUsed"; for a position without an
- * entry it returns null.
- */
+/** NUV_IndexMap_get returns the pair at a_iterator, in the caller's array: valid until it is removed. Requires a pair
+ * there. */
 NUV_API IndexMapPair* NUV_IndexMap_get(const IndexMap* a_this, uint32_t a_iterator);
 
-/**
- * NUV_IndexMap_at returns the value of the key. Requires that the key is there,
- * "NUV_IndexMap_end( a_this) != NUV_IndexMap_find( a_this, a_key)"; otherwise the result is 0.
- */
+/** NUV_IndexMap_at returns the value of the key, which must be there. */
 NUV_API uint32_t NUV_IndexMap_at(const IndexMap* a_this, int32_t a_key);
 
-/**
- * NUV_IndexMap_insert puts a new pair into the lowest free position and returns that. Requires room,
- * "NUV_IndexMap_size( a_this) < NUV_IndexMap_maxSize( a_this)", and a key that is not there yet,
- * "NUV_IndexMap_end( a_this) == NUV_IndexMap_find( a_this, a_key)". Checks "i < a_this->m_uMapSize"; ensures
- * "NUV_IndexMap_end( a_this) != NUV_IndexMap_find( a_this, a_key)" and "NUV_IndexMap_size( a_this) == ( oldsize + 1)".
- * Where no entry is free, nothing is inserted and the end iterator is returned.
- */
+/** NUV_IndexMap_insert puts a new pair into the lowest free position and returns that. Requires room, and a key that
+ * is not in the map. */
 NUV_API uint32_t NUV_IndexMap_insert(IndexMap* a_this, int32_t a_key, uint32_t a_value);
 
-/**
- * NUV_IndexMap_remove takes the pair at a_iterator out of the map. Requires "NUV_IndexMap_end( a_this) > a_iterator"
- * and "1 == a_this->m_rgMap[a_iterator].m_bUsed"; ensures "NUV_IndexMap_end( a_this) == NUV_IndexMap_find( a_this,
- * key)" and "NUV_IndexMap_size( a_this) == ( oldsize - 1)". A free entry counts as removed once more, with the key that
- * it was left with.
- */
+/** NUV_IndexMap_remove takes the pair at a_iterator out of the map. Requires a pair there. */
 NUV_API void NUV_IndexMap_remove(IndexMap* a_this, uint32_t a_iterator);
 
-/** NUV_IndexMap_clear takes all pairs out of the map. Ensures "1 == NUV_IndexMap_empty( a_this)". */
+/** NUV_IndexMap_clear takes all pairs out of the map. */
 NUV_API void NUV_IndexMap_clear(IndexMap* a_this);
 
 #ifdef __cplusplus

@@ -1,24 +1,16 @@
 /** @file
  * userlib: index pool.
  *
- * A pool hands out the indices 0 to size - 1, each to one holder at a time and always the lowest one that is free, so
- * that records in a fixed array can be given out and taken back. It keeps one bit an index, set while the index is
- * occupied: index i is bit i % 8, counted from the least significant, of byte i / 8.
+ * Hands out the indices 0 to size - 1, each to one holder at a time and always the lowest that is free, so that
+ * records in a fixed array can be given out and taken back. It keeps one bit an index, set while the index is
+ * occupied.
  *
- *     IndexPool lines;
  *     NUV_IndexPool_construct(&lines, 256);
  *     if (NUV_IndexPool_available(&lines)) {
  *       uint32_t line = NUV_IndexPool_occupy(&lines);
  *       ...
  *       NUV_IndexPool_release(&lines, line);
  *     }
- *     NUV_IndexPool_destruct(&lines);
- *
- * Contracts are reported under "nuv_indexpool"; every operation first requires "((void *)0) != a_this". After an error
- * handler has returned, an operation sets or clears the bit that it was told and counts, whatever the bit was before, and
- * m_uFree may wrap. The bits of the last byte that no index has, the spare ones, are bits like any other. Where there is
- * no bit at all (behind the last byte, and anywhere in a pool without memory), the index reads as free and nothing
- * changes.
  */
 #ifndef NUV_INDEXPOOL_H
 #define NUV_INDEXPOOL_H
@@ -31,30 +23,24 @@
 extern "C" {
 #endif
 
-/** Read the fields if you like, but leave writing to the operations. busy indices = m_uSize - m_uFree. */
+/** Read the fields if you like, but leave writing to the operations. Index i is bit i % 8 of byte i / 8. */
 typedef struct IndexPool {
   uint8_t* m_pPool; /**< the bits, from malloc, owned by the pool; spare ones of the last byte are 0 */
   uint32_t m_uSize; /**< number of indices */
-  uint32_t m_uFree; /**< number of indices that nobody holds */
+  uint32_t m_uFree; /**< number of free indices */
 } IndexPool;
 
-/**
- * NUV_IndexPool_construct makes a pool of a_size free indices (0 is allowed: such a pool is exhausted) and returns 1.
- * The bits come from malloc, not from the installable allocator. If malloc fails, it reports the class "null pointer"
- * with "NULL != a_this->m_pPool"; such a pool has no bits: it can be destructed, and occupying from it fails.
- */
+/** NUV_IndexPool_construct makes a pool of a_size free indices (0: always exhausted) and returns 1. The bits come from
+ * malloc, not from the allocator hook. A pool without memory, which is reported, can be destructed, and has no index
+ * to give. */
 NUV_API int32_t NUV_IndexPool_construct(IndexPool* a_this, uint32_t a_size);
 
 /** NUV_IndexPool_destruct frees the bits. Indices that are still held need no release first. */
 NUV_API void NUV_IndexPool_destruct(IndexPool* a_this);
 
-/** NUV_IndexPool_size returns the number of indices of the pool, free and busy. */
+/** The number of indices of the pool, of those that are free, and of those that are occupied. */
 NUV_API uint32_t NUV_IndexPool_size(const IndexPool* a_this);
-
-/** NUV_IndexPool_free returns the number of free indices. */
 NUV_API uint32_t NUV_IndexPool_free(const IndexPool* a_this);
-
-/** NUV_IndexPool_busy returns the number of occupied indices. */
 NUV_API uint32_t NUV_IndexPool_busy(const IndexPool* a_this);
 
 /** NUV_IndexPool_available returns 1 if some index is free, else 0. */
@@ -63,10 +49,7 @@ NUV_API int32_t NUV_IndexPool_available(const IndexPool* a_this);
 /** NUV_IndexPool_occupied returns 1 if a_index is occupied, else 0. Requires an index below the size. */
 NUV_API int32_t NUV_IndexPool_occupied(const IndexPool* a_this, uint32_t a_index);
 
-/**
- * NUV_IndexPool_occupy occupies the lowest free index and returns it. Requires that one is available. In an exhausted
- * pool it takes and returns the first clear spare bit; when all bits are set, it takes nothing and returns the size.
- */
+/** NUV_IndexPool_occupy occupies the lowest free index and returns it. Requires that one is available. */
 NUV_API uint32_t NUV_IndexPool_occupy(IndexPool* a_this);
 
 /** NUV_IndexPool_occupyIndex occupies a_index. Requires an index below the size that is free. */

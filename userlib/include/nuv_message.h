@@ -1,20 +1,17 @@
 /** @file
  * userlib: message, a typed record that the parts of a daemon pass to each other.
  *
- * A message is a header (type, destination port, source port) and up to five data items, each with a type and a block
- * of memory of its own. Sending means handing over: adding an item takes the caller's block, and a message changes
- * hands by move or swap, so that the payload is never copied.
+ * A header (type, destination port, source port) and up to five data items, each with a type and a block of memory.
+ * Sending means handing over: adding an item takes the caller's block, and a message changes hands by move or swap; no
+ * payload is copied.
  *
- *     Message offhook;
  *     NUV_Message_construct(&offhook, MSG_OFFHOOK, PORT_DIAL, PORT_CARD);
  *     NUV_Message_add(&offhook, TYPE_LINE, &line_block);    // line_block is empty now
  *     NUV_Message_move(&queue[last], &offhook);             // offhook is empty now
  *     NUV_Message_destruct(&offhook);
  *
- * Contracts are reported under "nuv_message" (those of items under "nuv_messagedata", of blocks under "nuv_memory");
- * every operation first requires "((void *)0) != a_this", only move writes it "0 != a_this". After an error handler has
- * returned, a full message keeps its five items, and the block that found no room stays the caller's; add and move take
- * null for something empty, and a swap with null changes nothing.
+ * Types and ports are the daemon's own numbering; the library only carries them. For raw bytes between parts of a
+ * daemon, take a pipe (nuv_pipe.h).
  */
 #ifndef NUV_MESSAGE_H
 #define NUV_MESSAGE_H
@@ -46,44 +43,27 @@ NUV_API int32_t NUV_Message_construct(Message* a_this, int32_t a_msgtype, int32_
 /** NUV_Message_destruct gives back the blocks of all five items. */
 NUV_API void NUV_Message_destruct(Message* a_this);
 
-/** NUV_Message_msgType returns the type of the message. */
+/** The type of the message, the port that it is for, and the port that it comes from. */
 NUV_API int32_t NUV_Message_msgType(const Message* a_this);
-
-/** NUV_Message_destPort returns the port that the message is for. */
 NUV_API int32_t NUV_Message_destPort(const Message* a_this);
-
-/** NUV_Message_srcPort returns the port that the message comes from. */
 NUV_API int32_t NUV_Message_srcPort(const Message* a_this);
 
-/** NUV_Message_size returns the number of items in use. */
+/** The number of items in use, and the five that fit. */
 NUV_API uint32_t NUV_Message_size(const Message* a_this);
-
-/** NUV_Message_maxSize returns 5, the number of items that fit. */
 NUV_API uint32_t NUV_Message_maxSize(const Message* a_this);
 
-/**
- * NUV_Message_data returns item a_index, counted from 0; it stays the message's. Requires
- * "NUV_Message_size( a_this) > a_index". An item that is not in use is returned, too; where a message has no such place,
- * null.
- */
+/** NUV_Message_data returns item a_index, counted from 0; it stays the message's. Requires an item that is in use. */
 NUV_API MessageData* NUV_Message_data(Message* a_this, uint32_t a_index);
 
-/**
- * NUV_Message_add appends an item with the type a_type and the block of a_data, which is left empty. Requires
- * "((void *)0) != a_data" and room, "NUV_Message_size( a_this) < NUV_Message_maxSize( a_this)"; ensures
- * "NUV_Message_size( a_this) == ( oldsize + 1)". A null a_data is reported by the item and its block, too, and makes an
- * item with an empty block.
- */
+/** NUV_Message_add appends an item with the type a_type and the block of a_data, which is left empty. Requires room. A
+ * full message keeps its five items, and the block stays the caller's. */
 NUV_API void NUV_Message_add(Message* a_this, int32_t a_type, Memory* a_data);
 
-/** NUV_Message_swap exchanges headers, sizes and all items of the two messages. Requires "((void *)0) != a_src". */
+/** NUV_Message_swap exchanges headers, sizes and all items of the two messages. */
 NUV_API void NUV_Message_swap(Message* a_this, Message* a_src);
 
-/**
- * NUV_Message_move moves header and items of a_src into a_this. The blocks that a_this had are given back, and a_src is
- * left with the header 0, 0, 0 and without items. A message that is moved onto itself ends up like that, too. Requires
- * "0 != a_this" and "0 != a_src".
- */
+/** NUV_Message_move moves header and items of a_src into a_this. The blocks that a_this had are given back, and a_src
+ * is left with the header 0, 0, 0 and without items. A message that is moved onto itself ends up like that, too. */
 NUV_API void NUV_Message_move(Message* a_this, Message* a_src);
 
 #ifdef __cplusplus

@@ -1,20 +1,14 @@
 /** @file
  * userlib: message data, one typed item of a message.
  *
- * An item owns a block of memory and says with a number of the daemon's choice what the bytes are. It never copies
- * them: setting an item takes the caller's block, and items change hands by move or swap. An item without data has the
- * type NUV_MESSAGEDATA_NONE and an empty block.
+ * An item owns a block of memory and says with a number of the daemon's choice what the bytes are. Setting it takes
+ * the caller's block, and items change hands by move or swap; nothing is copied. An item without data has the type
+ * NUV_MESSAGEDATA_NONE.
  *
- *     MessageData digits;
  *     NUV_MessageData_construct(&digits);
  *     NUV_MessageData_set(&digits, TYPE_DIGITS, &block);   // block is empty now
  *     ...
  *     NUV_MessageData_destruct(&digits);
- *
- * Contracts are reported under "nuv_messagedata"; every operation first requires "((void *)0) != a_this", only move
- * writes it "0 != a_this". The block reports under "nuv_memory" what it misses itself: set hands it a null a_data on, and
- * construct, set and move make an empty block with the function that the hook frees with. After an error handler has
- * returned, set and move take null for something empty, and a swap with null changes nothing.
  */
 #ifndef NUV_MESSAGEDATA_H
 #define NUV_MESSAGEDATA_H
@@ -49,19 +43,15 @@ NUV_API int32_t NUV_MessageData_type(const MessageData* a_this);
 /** NUV_MessageData_data returns the item's block, which stays the item's: move it out to keep it longer. */
 NUV_API Memory* NUV_MessageData_data(MessageData* a_this);
 
-/**
- * NUV_MessageData_set gives the item a type and the block of a_data, which is left empty. The block that the item had
- * is given back. Requires "((void *)0) != a_data"; the block then requires "0 != a_src" of it.
- */
+/** NUV_MessageData_set gives the item a type and the block of a_data, which is left empty; its own block is given
+ * back. */
 NUV_API void NUV_MessageData_set(MessageData* a_this, int32_t a_type, Memory* a_data);
 
-/** NUV_MessageData_swap exchanges types and blocks of the two items. Requires "((void *)0) != a_src". */
+/** NUV_MessageData_swap exchanges types and blocks of the two items. */
 NUV_API void NUV_MessageData_swap(MessageData* a_this, MessageData* a_src);
 
-/**
- * NUV_MessageData_move moves type and block of a_src into a_this. The block that a_this had is given back, and a_src is
- * left without data. An item that is moved onto itself loses its data. Requires "0 != a_this" and "0 != a_src".
- */
+/** NUV_MessageData_move moves type and block of a_src into a_this. The block that a_this had is given back, and a_src
+ * is left without data. An item that is moved onto itself loses its data. */
 NUV_API void NUV_MessageData_move(MessageData* a_this, MessageData* a_src);
 
 #ifdef __cplusplus

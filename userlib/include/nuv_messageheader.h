@@ -1,16 +1,12 @@
 /** @file
  * userlib: message header, what a message is and between whom it travels.
  *
- * Three numbers stand at the front of every message: its type, the port that it is for, the port that it comes from.
- * All three are the daemon's own numbering; the library only carries them. For tracing, a header prints as one line of
- * text:
+ * Three numbers stand at the front of every message, all of the daemon's own choice: its type, the port that it is
+ * for, the port that it comes from. For tracing, a header prints as one line of text:
  *
  *     char line[80];
  *     NUV_MessageHeader_trace(line, sizeof line, &message.m_oHeader, "tx", "dial", "card", "digit 5");
  *     // "tx:dial#3:card#1:digit 5" for destination port 3 and source port 1
- *
- * Contracts are reported under "nuv_messageheader". After an error handler has returned, a swap with null changes
- * nothing.
  */
 #ifndef NUV_MESSAGEHEADER_H
 #define NUV_MESSAGEHEADER_H
@@ -30,23 +26,16 @@ typedef struct MessageHeader {
   int32_t m_iSrcPort;  /**< the port that the message comes from */
 } MessageHeader;
 
-/** NUV_MessageHeader_set stores the three numbers. Requires "((void *)0) != a_msg". */
+/** NUV_MessageHeader_set stores the three numbers. */
 NUV_API void NUV_MessageHeader_set(MessageHeader* a_msg, int32_t a_msgtype, int32_t a_destport, int32_t a_srcport);
 
-/**
- * NUV_MessageHeader_swap exchanges the two headers. Requires "((void *)0) != a_this" and "((void *)0) != a_src".
- */
+/** NUV_MessageHeader_swap exchanges the two headers. */
 NUV_API void NUV_MessageHeader_swap(MessageHeader* a_this, MessageHeader* a_src);
 
-/**
- * NUV_MessageHeader_trace writes "<prefix>:<destname>#<destination port>:<srcname>#<source port>:<text>" into a_dest, a
- * buffer of a_size bytes. The line has no newline; it is cut to fit and terminated (with a_size 0 nothing is written).
- * Returns the length of the whole line without terminator, as snprintf() counts: a result of a_size or more says that
- * the line was cut. A message may be passed through its header, which is its first field. Requires, in this order,
- * "((void *)0) != a_msg", "((void *)0) != a_dest", "((void *)0) != a_prefix", "((void *)0) != a_srcname" and
- * "((void *)0) != a_destname". a_text may be null: null texts print as empty, and the ports of a null header as 0. Into
- * null nothing is written.
- */
+/** NUV_MessageHeader_trace writes "<prefix>:<destname>#<destination port>:<srcname>#<source port>:<text>" into a_dest,
+ * a buffer of a_size bytes, cut to fit and terminated, without a newline; a_text may be null. A message may be passed
+ * through its header, which is its first field. Returns the length of the whole line, as snprintf() does: a result of
+ * a_size or more says that it was cut. With a_size 0 nothing is written. */
 NUV_API int32_t NUV_MessageHeader_trace(char* a_dest, uint32_t a_size, const MessageHeader* a_msg, const char* a_prefix,
                                         const char* a_destname, const char* a_srcname, const char* a_text);
 

@@ -3,15 +3,13 @@
  *
  * A daemon passes bytes from one of its parts to another through a pipe whose read end a reactor watches:
  *
- *     Pipe events;
  *     if (!NUV_Pipe_construct(&events)) return errno;
  *     NUV_Select_setRead(&loop, NUV_Pipe_readFd(&events), &events, 0, on_event);
  *     ...
  *     NUV_Pipe_write(&events, "x", 1);
  *
- * The pipe is as the system makes it: blocking, inherited by children. Writing more than its capacity in a
- * single-threaded daemon blocks for ever. Contracts are reported under "nuv_pipe"; every operation first requires
- * "((void *)0) != a_this". All operations may be called from callbacks.
+ * It blocks, and children inherit it: writing more than it holds in a single-threaded daemon blocks for ever. No call
+ * that was interrupted is retried. All operations may be called from callbacks.
  */
 #ifndef NUV_PIPE_H
 #define NUV_PIPE_H
@@ -31,33 +29,22 @@ typedef struct Pipe {
   int32_t m_iWriteFd; /**< write end; -1 without a pipe */
 } Pipe;
 
-/** NUV_Pipe_construct creates the pipe. Returns 1, or 0 if the system gave none; errno then tells why. */
+/** NUV_Pipe_construct creates the pipe. Returns 1, or 0 if the system gave none, with errno set. */
 NUV_API int32_t NUV_Pipe_construct(Pipe* a_this);
 
-/**
- * NUV_Pipe_destruct closes the read end and then the write end, if there are any. It does not remember that it did:
- * destruct once.
- */
+/** NUV_Pipe_destruct closes the read end and then the write end, if there are any. Destruct once. */
 NUV_API void NUV_Pipe_destruct(Pipe* a_this);
 
-/** NUV_Pipe_readFd returns the descriptor of the read end, for a reactor. It stays the pipe's. */
+/** The descriptors of the read end, for a reactor, and of the write end. They stay the pipe's. */
 NUV_API int32_t NUV_Pipe_readFd(const Pipe* a_this);
-
-/** NUV_Pipe_writeFd returns the descriptor of the write end. It stays the pipe's. */
 NUV_API int32_t NUV_Pipe_writeFd(const Pipe* a_this);
 
-/**
- * NUV_Pipe_read makes one read() of at most a_len bytes into a_buf and returns its result: the number of bytes, 0 at
- * the end of the data, or -1 with errno set. An interrupted read is not retried. Requires "((void *)0) != a_buf"; null is
- * the system's to refuse.
- */
+/** NUV_Pipe_read makes one read() of at most a_len bytes into a_buf and returns its result: the number of bytes, 0 at
+ * the end of the data, or -1 with errno set. */
 NUV_API int32_t NUV_Pipe_read(Pipe* a_this, void* a_buf, uint32_t a_len);
 
-/**
- * NUV_Pipe_write makes one write() of a_len bytes from a_buf and returns its result: the number of bytes, perhaps fewer
- * than a_len, or -1 with errno set. An interrupted write is not retried. Requires "((void *)0) != a_buf"; null is the
- * system's to refuse.
- */
+/** NUV_Pipe_write makes one write() of a_len bytes from a_buf and returns its result: the number of bytes, perhaps
+ * fewer than a_len, or -1 with errno set. */
 NUV_API int32_t NUV_Pipe_write(Pipe* a_this, const void* a_buf, uint32_t a_len);
 
 #ifdef __cplusplus

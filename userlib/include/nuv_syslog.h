@@ -2,7 +2,7 @@
  * userlib: plain logger.
  *
  * For tools, and for daemons that have no use for modules and masks: every call writes its line, to the system log or,
- * after a switch, to standard output behind a time stamp. The logger has nothing in common with the trace facility of
+ * after a switch, to standard output behind a time stamp. It shares nothing with the trace facility of
  * nuv_sysloglevel.h but the look of its lines.
  *
  *     NUV_Syslog_set(0);
@@ -10,11 +10,9 @@
  *
  * prints "Mar  5 09:04:07:error:phonectl.c:12:no such line".
  *
- * The system log is neither opened nor closed here: a line goes to what the program has opened, or to the default, with
- * the priority LOG_ALERT whatever its type is.
- *
- * Nothing is required of the arguments: null texts read as empty, and null data has no bytes. The switch is plain data
- * of the process without a lock.
+ * The system log is neither opened nor closed here: a line goes to what the program has opened, or to the default,
+ * with the priority LOG_ALERT whatever its type is. Null texts read as empty, null data has no bytes. The switch has
+ * no lock.
  */
 #ifndef NUV_SYSLOG_H
 #define NUV_SYSLOG_H
@@ -38,42 +36,29 @@ enum {
   NUV_SYSLOG_ERROR     /**< "error" */
 };
 
-/**
- * NUV_Syslog_set lets the lines go to the system log (a_flag 1, as at start) or to standard output (a_flag 0). The
- * switch is a byte: it becomes the low byte of a_flag, and any byte but 0 means the system log.
- */
+/** NUV_Syslog_set lets the lines go to the system log (a_flag 1, as at the start) or to standard output (0). The low
+ * byte of a_flag counts, and any byte but 0 means the system log. */
 NUV_API void NUV_Syslog_set(uint32_t a_flag);
 
-/** NUV_Syslog_info writes "info:<text>". The file and the line are not part of it. */
+/** These write "<type>:<text>", without file and line. */
 NUV_API void NUV_Syslog_info(const char* a_file, uint32_t a_line, const char* a_text);
-
-/** NUV_Syslog_trace writes "trace:<text>". The file and the line are not part of it. */
 NUV_API void NUV_Syslog_trace(const char* a_file, uint32_t a_line, const char* a_text);
 
-/** NUV_Syslog_debug writes "debug:<base name of the file>:<line>:<text>". */
+/** These write "<type>:<base name of the file>:<line>:<text>". */
 NUV_API void NUV_Syslog_debug(const char* a_file, uint32_t a_line, const char* a_text);
-
-/** NUV_Syslog_warning writes "warning:<base name of the file>:<line>:<text>". */
 NUV_API void NUV_Syslog_warning(const char* a_file, uint32_t a_line, const char* a_text);
-
-/** NUV_Syslog_error writes "error:<base name of the file>:<line>:<text>". */
 NUV_API void NUV_Syslog_error(const char* a_file, uint32_t a_line, const char* a_text);
 
-/**
- * NUV_Syslog_dump writes a_length bytes in lines "<title>:<bytes>" of 16 bytes, the last one with what is left. A byte
- * is two upper-case hexadecimal digits, with a blank between bytes. No bytes, no line. The file and the line are not
- * part of it.
- */
+/** NUV_Syslog_dump writes a_length bytes in lines "<title>:<bytes>", 16 bytes a line, in upper-case hexadecimal with
+ * blanks in between; without file and line. No bytes, no line. */
 NUV_API void NUV_Syslog_dump(const char* a_file, uint32_t a_line, const char* a_title, const void* a_data,
                              uint32_t a_length);
 
 /** NUV_ESyslogType_name returns the name of a type, as its lines begin with it; "unknown" for other numbers. */
 NUV_API const char* NUV_ESyslogType_name(uint32_t a_type);
 
-/**
- * _getTimestamp writes the local time into s, a buffer of at least 16 bytes, as 'Mar  5 09:04:07' (15 characters and a
- * terminator): whole seconds, unlike getTimestamp() of nuv_sysloglevel.h. A null s is left alone.
- */
+/** _getTimestamp writes the local time into s, a buffer of at least 16 bytes, as 'Mar  5 09:04:07' (15 characters and
+ * a terminator). A null s is left alone. */
 NUV_API void _getTimestamp(char* s);
 
 #ifdef __cplusplus

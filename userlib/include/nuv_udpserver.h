@@ -1,20 +1,17 @@
 /** @file
  * userlib: UDP server, a bridge between one local descriptor and the peers that send to one UDP port.
  *
- * What the socket receives is written to the output descriptor that was given at construction, and its sender is
- * remembered; what is read from any descriptor is sent to the last sender as one datagram. A daemon that answers later
- * than at once keeps a copy of m_oPeer with the request, and puts it back before it answers:
+ * What the socket receives is written to the output descriptor, and its sender is remembered; what is read from any
+ * descriptor is sent to the last sender as one datagram. To answer later, keep a copy of m_oPeer with the request:
  *
- *     NUV_UdpServer_socketRead(&server, NUV_UdpServer_socket(&server));
  *     request[i].peer = server.m_oPeer;
  *     ...
  *     server.m_oPeer = request[i].peer;
  *     NUV_UdpServer_fileRead(&server, NUV_Pipe_readFd(&answers));
  *
- * One transfer carries at most 1024 bytes; what a datagram has more is lost. Every transfer prints a line on standard
- * output, whatever came of it: results are not looked at, and nothing is retried. Contracts are reported under
- * "nuv_udpserver"; every operation first requires "((void *)0) != a_this". All may be called from a reactor's
- * callbacks.
+ * A transfer carries at most 1024 bytes; bytes beyond that are lost. Each prints a line on standard output, whatever
+ * came of it: results are not checked, and nothing is retried. All may be called from a reactor's callbacks; they
+ * block until data is there.
  */
 #ifndef NUV_UDPSERVER_H
 #define NUV_UDPSERVER_H
@@ -36,11 +33,8 @@ typedef struct UdpServer {
   struct sockaddr_in m_oPeer;  /**< sender of the last datagram, destination of the next; all zero before the first */
 } UdpServer;
 
-/**
- * NUV_UdpServer_construct opens a socket on a_port, in network byte order (htons(5060); 0 lets the system choose), of
- * every interface. Received data will go to a_outfd. Returns 1; or 0, with nothing left open, if the system refuses the
- * socket or the port.
- */
+/** NUV_UdpServer_construct opens a socket on a_port, in network byte order (htons(5060); 0: the system chooses), of every
+ * interface. Received data will go to a_outfd. Returns 1; or 0, with nothing left open, if the system refuses. */
 NUV_API int32_t NUV_UdpServer_construct(UdpServer* a_this, uint16_t a_port, int32_t a_outfd);
 
 /** NUV_UdpServer_destruct closes the socket; the output descriptor stays open. */
@@ -49,20 +43,13 @@ NUV_API void NUV_UdpServer_destruct(UdpServer* a_this);
 /** NUV_UdpServer_socket returns the socket's descriptor, for a reactor. It stays the server's. */
 NUV_API int32_t NUV_UdpServer_socket(const UdpServer* a_this);
 
-/**
- * NUV_UdpServer_socketRead receives one datagram from a_socket, remembers its sender as the peer, and writes the data
- * to the output descriptor; after a failed receive nothing is written and the peer stays. Requires
- * "NUV_UdpServer_socket( a_this) == a_socket". Prints "NUV_UdpServer_socketRead ...o.k.". Blocks until a datagram is
- * there.
- */
+/** NUV_UdpServer_socketRead receives one datagram from a_socket, which must be the server's, remembers its sender as
+ * the peer, and writes the data to the output descriptor. After a failed receive nothing is written and the peer
+ * stays. */
 NUV_API void NUV_UdpServer_socketRead(UdpServer* a_this, int32_t a_socket);
 
-/**
- * NUV_UdpServer_fileRead reads at most 1024 bytes from a_fd and sends them to the peer; after a failed read nothing is
- * sent, at the end of the data an empty datagram. Prints "NUV_UdpServer_fileRead ..." and "%u %u o.k." with the bytes
- * read and the bytes sent, in which a failure shows as 4294967295: so does every send before the first datagram came
- * in.
- */
+/** NUV_UdpServer_fileRead reads at most 1024 bytes from a_fd and sends them to the peer; after a failed read nothing
+ * is sent, at the end of the data an empty datagram. */
 NUV_API void NUV_UdpServer_fileRead(UdpServer* a_this, int32_t a_fd);
 
 #ifdef __cplusplus

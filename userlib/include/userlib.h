@@ -1,24 +1,25 @@
 /** @file
- * userlib: the foundation library of the resident daemons. This header includes all the others.
+ * userlib: the foundation library of resident daemons. This header includes all the others.
  *
  * Conventions that hold everywhere; the headers say only what differs:
  *
  *  - Objects are plain records in the caller's own storage. <Family>_construct initialises one and returns 1,
- *    <Family>_destruct releases what it owns. No operation may be called before the first or after the second.
- *  - Pointers must not be null unless a header says that they may. Null and other broken preconditions are reported as
+ *    <Family>_destruct releases what it owns. Call no operation before the first or after the second.
+ *  - Pointers must not be null unless a header says that they may. Null and other broken requirements are reported as
  *    contract failures (nuv_assert.h), which end the process unless a daemon installs another error handler.
- *  - What fails while a daemon runs (memory, descriptors, peers, text from outside) is a result: 1 or another count for
- *    success, 0 for failure, unless a header gives other numbers.
+ *    docs/contracts.md lists them all.
+ *  - What fails while a daemon runs (memory, descriptors, peers, text from outside) is a result: 1 or another count
+ *    for success, 0 for failure, unless a header gives other numbers.
  *  - Texts end in a zero byte, and stay the caller's. Pointers that are returned stay the library's.
- *  - Times are struct timeval or say their unit in the name. UDP ports and IP addresses are in network byte order wherever
- *    they are taken or given, htons(5060). The ports of a message are the daemon's own numbers.
- *  - The library has no thread and no lock: everything belongs to one thread. Objects that are used by different threads
- *    do not help, because all of them share what the process has once: the error handler (nuv_assert.h), the allocator
- *    hook (nuv_memory.h), the trace switches, the ident, the modules and the init file (nuv_sysloglevel.h), the switch of
- *    the plain logger (nuv_syslog.h), the buffer of VAStr() (nuv_utility.h), the table of addresses
- *    (nuv_addressmanager.h) and the variable TZ (nuv_time.h). A daemon with more threads lets one of them make all calls;
- *    the others write what they have for it into a pipe that its reactor watches as an external descriptor. Until the
- *    first thread is started everything may be called, and NUV_Daemon_daemonize() must have been.
+ *  - Times are struct timeval or say their unit in the name. UDP ports and IP addresses are in network byte order
+ *    wherever they are taken or given, htons(5060). The ports of a message are the daemon's own numbers.
+ *  - There is no thread and no lock: one thread makes all calls, because all objects share the error handler, the
+ *    allocator hook, the trace switches and modules, the switch of the plain logger, the buffer of VAStr(), the table
+ *    of addresses and the variable TZ. Other threads write what they have for it into a pipe that its reactor watches
+ *    as an external descriptor. Until the first thread is started everything may be called, and NUV_Daemon_daemonize()
+ *    must have been.
+ *  - What stands here is what every caller needs; reasons, traps and what happens when an error handler returns are on
+ *    the page of each family, docs/families, and in the man pages.
  */
 #ifndef USERLIB_H
 #define USERLIB_H
