@@ -60,6 +60,8 @@ if(Python3_FOUND)
     add_docs_check(man.options.userlib-digitmap check_options.py $<TARGET_FILE:userlib-digitmap>
                    ${pages}/userlib-digitmap.1)
     add_docs_check(man.options.userlib-flow check_options.py $<TARGET_FILE:userlib-flow> ${pages}/userlib-flow.1)
+    add_docs_check(man.options.userlib-new check_options.py ${PROJECT_BINARY_DIR}/tools/userlib-new/userlib-new
+                   ${pages}/userlib-new.1)
   endif()
 endif()
 

@@ -123,6 +123,14 @@ done
 cc -std=c99 /usr/share/doc/libuserlib-dev/examples/first_daemon.c -o first_daemon -luserlib
 ./first_daemon 2>&1 | grep -q 'must be the number of a free UDP port' || fail 'first_daemon fails'
 
+heading "A service of one's own"
+for option in '' --cxx; do
+  rm -rf hello
+  # shellcheck disable=SC2086  # a word or none
+  (userlib-new hello $option && make -C hello check) >service.log 2>&1 || fail "$(cat service.log)"
+  grep -c '^ok' service.log
+done
+
 heading 'Remove, and purge'
 dpkg --remove phoned >remove.log 2>&1 || fail "$(cat remove.log)"
 grep -q 999 /etc/phoned/dialplan || fail "the operator's dial plan is lost"
