@@ -22,6 +22,21 @@ install(
           COMPONENT Runtime
           NAMELINK_COMPONENT Development
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Development)
+if(BUILD_SHARED_LIBS)
+  # Without the shared object, the linker would take the static library and say nothing.
+  set(directory ${CMAKE_INSTALL_LIBDIR})
+  if(NOT IS_ABSOLUTE "${directory}")
+    string(PREPEND directory "\${CMAKE_INSTALL_PREFIX}/")
+  endif()
+  install(
+    CODE "
+      if(CMAKE_INSTALL_COMPONENT STREQUAL Development AND
+         NOT EXISTS \"\$ENV{DESTDIR}${directory}/$<TARGET_SONAME_FILE_NAME:userlib>\")
+        message(WARNING \"There is no shared object: as long as the component Runtime is not installed as well, \"
+                        \"-luserlib links the static library.\")
+      endif()"
+    COMPONENT Development)
+endif()
 file(GLOB USERLIB_INSTALLED_HEADERS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/userlib/include/*.h
                                                ${PROJECT_SOURCE_DIR}/userlib/include/*.hpp)
 install(FILES ${USERLIB_INSTALLED_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT Development)

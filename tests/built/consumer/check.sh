@@ -124,7 +124,8 @@ case $1 in
     mkdir "$WORK/components"
     for component in Runtime Development Documentation Tools Examples; do
       mkdir "$WORK/components/$component"
-      "$CMAKE" --install "$BUILD" --prefix "$WORK/components/$component" --component "$component" >/dev/null
+      "$CMAKE" --install "$BUILD" --prefix "$WORK/components/$component" --component "$component" >/dev/null \
+        2>"$WORK/components.$component"
       files_in "$WORK/components/$component"
     done >"$WORK/unsorted"
     sort "$WORK/unsorted" >"$WORK/files_of_components"
@@ -132,6 +133,15 @@ case $1 in
     [ "$SHARED" = 0 ] || [ "$(files_in "$WORK/components/Runtime" | sed 's,.*/,,' | xargs)" = \
       "libuserlib.so.1 libuserlib.so.$VERSION" ] || fail "Runtime is more than the shared object"
     ! files_in "$WORK/components/Development" | grep 'libuserlib\.so\.' || fail "Development has the shared object"
+    # Development alone would make daemons that are static, and says so.
+    [ "$SHARED" = 0 ] || grep -q 'There is no shared object' "$WORK/components.Development" ||
+      fail "nobody tells that the shared object is missing"
+    mkdir "$WORK/components/both"
+    for component in Runtime Development; do
+      "$CMAKE" --install "$BUILD" --prefix "$WORK/components/both" --component "$component" >/dev/null \
+        2>"$WORK/components.both"
+    done
+    [ ! -s "$WORK/components.both" ] || fail "says something about both: $(cat "$WORK/components.both")"
     ;;
   destdir)
     DESTDIR=$WORK/stage "$CMAKE" --install "$BUILD" --prefix /opt/somewhere >/dev/null
