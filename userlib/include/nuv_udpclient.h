@@ -32,8 +32,8 @@ typedef struct UdpClient {
 } UdpClient;
 
 /** NUV_UdpClient_construct opens a socket on any free port for the server at a_server, an IPv4 address in dotted form
- * (anything else becomes 255.255.255.255), and a_port, in network byte order: htons(5060). Received data goes to a_outfd.
- * Returns 1; or 0, with nothing left open, if the system refuses. */
+ * (anything else becomes 255.255.255.255), and a_port, in network byte order: htons(5060). Received data will go to
+ * a_outfd. Returns 1; or 0, with nothing left open, if the system refuses. */
 NUV_API int32_t NUV_UdpClient_construct(UdpClient* a_this, const char* a_server, uint16_t a_port, int32_t a_outfd);
 
 /** NUV_UdpClient_destruct closes the socket; the output descriptor stays open. */

@@ -33,8 +33,8 @@ typedef struct UdpServer {
   struct sockaddr_in m_oPeer;  /**< sender of the last datagram, destination of the next; all zero before the first */
 } UdpServer;
 
-/** NUV_UdpServer_construct opens a socket on a_port, in network byte order (htons(5060); 0: the system chooses), of every
- * interface. Received data will go to a_outfd. Returns 1; or 0, with nothing left open, if the system refuses. */
+/** NUV_UdpServer_construct opens a socket on a_port, in network byte order (htons(5060); 0: the system chooses), of
+ * every interface. Received data will go to a_outfd. Returns 1; or 0, with nothing left open, if the system refuses. */
 NUV_API int32_t NUV_UdpServer_construct(UdpServer* a_this, uint16_t a_port, int32_t a_outfd);
 
 /** NUV_UdpServer_destruct closes the socket; the output descriptor stays open. */
