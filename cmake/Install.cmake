@@ -111,6 +111,7 @@ install(
   REGEX "\\.(md|svg|c|cpp|h|out|in|first|phonectl)$"
   PATTERN docs/man EXCLUDE
   PATTERN docs/tools EXCLUDE
+  PATTERN docs/html EXCLUDE # what the reference is made by
   PATTERN docs/Doxyfile.in EXCLUDE
   PATTERN docs/mainpage.md EXCLUDE) # the first page of the HTML
 # The reference is there if the target "docs" was built.
