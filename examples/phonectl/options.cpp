@@ -31,12 +31,15 @@ line or the script is wrong.
 constexpr phoned::Option<Options> kOptions[] = {
     {"--port", "N", "phoned's UDP port, 1 to 65535 (%PORT%)",
      [](Options& options, const Argument& port) { options.port = static_cast<uint16_t>(port.number(1, UINT16_MAX)); }},
-    {"--host", "ADDRESS", "phoned's IPv4 address (127.0.0.1)",
+    {"--host", "ADDRESS", "phoned's IPv4 address, or localhost (127.0.0.1)",
      [](Options& options, const Argument& host) {
        options.host = host.value("an IPv4 address");
+       if (options.host == "localhost") {
+         options.host = "127.0.0.1";  // the library takes addresses only
+       }
        in_addr address = {};
        if (inet_pton(AF_INET, options.host.c_str(), &address) != 1) {
-         host.refuse(quote(options.host) + ": must be an IPv4 address, such as 127.0.0.1");
+         host.refuse(quote(options.host) + ": must be an IPv4 address, such as 127.0.0.1, or localhost");
        }
      }},
     {"--timeout", "MS", "how long to wait for an answer, 1 to 60000 milliseconds (2000; on the console 10000)",

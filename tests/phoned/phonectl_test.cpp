@@ -59,7 +59,7 @@ TEST_F(PhonectlTest, SendsACommandAndShowsTheAnswer) {
 }
 
 TEST_F(PhonectlTest, TakesTheHostsAddress) {
-  Phonectl phonectl(server_, {"--host", "127.0.0.1", "offhook", "3"});
+  Phonectl phonectl(server_, {"--host", "localhost", "offhook", "3"});
   EXPECT_EQ(server_.receive(), "3 offhook");
   server_.send("3 ready");
   EXPECT_EQ(phonectl.exit_status(), 0);
@@ -98,7 +98,7 @@ TEST_F(PhonectlTest, SaysWhatIsWrongWithItsCommandLine) {
   } kCases[] = {
       {{}, "no command: must be offhook, onhook, digit, dial, raw or console, or a --script; --help shows more\n"},
       {{"--port", "0", "offhook", "3"}, "--port '0': must be a number from 1 to 65535\n"},
-      {{"--host", "here", "offhook", "3"}, "--host 'here': must be an IPv4 address, such as 127.0.0.1\n"},
+      {{"--host", "here", "offhook", "3"}, "--host 'here': must be an IPv4 address, such as 127.0.0.1, or localhost\n"},
       {{"--timeout", "x", "offhook", "3"}, "--timeout 'x': must be a number from 1 to 60000\n"},
       {{"dial", "3"}, "'dial' wants a line and digits, such as 'dial 3 110'\n"},
       {{"dance"}, "unknown command 'dance': must be offhook, onhook, digit, dial, raw, expect or wait\n"},
