@@ -21,6 +21,11 @@ foreach(header IN LISTS USERLIB_PUBLIC_HEADERS)
                                              ${CMAKE_CURRENT_BINARY_DIR}/headers/${name}.cpp)
 endforeach()
 
+# The macros for traces take a format alone, too, in C99 as it is written.
+set(calls -pedantic-errors -I${PROJECT_SOURCE_DIR}/tests ${PROJECT_SOURCE_DIR}/tests/tracing/log_macro_calls.h)
+add_test(NAME log_macros.c99 COMMAND ${CMAKE_C_COMPILER} ${USERLIB_C_OPTIONS} -std=c99 ${strict} -x c ${calls})
+add_test(NAME log_macros.cxx20 COMMAND ${CMAKE_CXX_COMPILER} ${USERLIB_CXX_OPTIONS} -std=c++20 ${strict} -x c++ ${calls})
+
 # So does the header for C++, in the standards that it takes, and under all warnings without the help of the run time.
 file(CONFIGURE OUTPUT headers/userlib.hpp.cpp CONTENT "#include <userlib.hpp>\n#include <userlib.hpp>\n" @ONLY)
 foreach(standard 17 20)
