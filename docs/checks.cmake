@@ -49,6 +49,8 @@ if(Python3_FOUND)
   # The pages that the build writes, as they are now.
   add_test(NAME docs.man.written COMMAND ${USERLIB_MAN_COMMAND})
   set_tests_properties(docs.man.written PROPERTIES FIXTURES_SETUP man)
+  add_test(NAME docs.man.installed COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/tests/tools/docs/man_install_test.py
+                                           ${CMAKE_COMMAND} ${CMAKE_GENERATOR})
   add_docs_check(man.declarations check_man.py ${PROJECT_SOURCE_DIR}/userlib/userlib.map ${USERLIB_MAN_TREE}/man3
                  ${CMAKE_CURRENT_BINARY_DIR}/check_man ${CMAKE_C_COMPILER} -std=c99 -pedantic -I${headers})
   set_tests_properties(docs.man.declarations PROPERTIES FIXTURES_REQUIRED man)
