@@ -11,7 +11,8 @@ endforeach()
 
 find_package(Python3 COMPONENTS Interpreter)
 if(Python3_FOUND)
-  set(USERLIB_MAN_COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/tools/man_pages.py --output
+  # -B: a build leaves nothing in the sources.
+  set(USERLIB_MAN_COMMAND ${Python3_EXECUTABLE} -B ${CMAKE_CURRENT_SOURCE_DIR}/tools/man_pages.py --output
                           ${USERLIB_MAN_TREE}/man3 ${PROJECT_SOURCE_DIR})
   file(GLOB read CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/userlib/include/*.h families/*.md examples/*.c examples/*.out examples/*.in
        tools/*.py)
