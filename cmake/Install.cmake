@@ -108,7 +108,7 @@ install(
   DESTINATION ${CMAKE_INSTALL_DOCDIR}
   COMPONENT Documentation
   FILES_MATCHING
-  REGEX "\\.(md|svg|c|cpp|h|out|in|first|phonectl)$"
+  REGEX "\\.(md|svg|c|cpp|h|py|rs|out|in|first|phonectl)$"
   PATTERN docs/man EXCLUDE
   PATTERN docs/tools EXCLUDE
   PATTERN docs/html EXCLUDE # what the reference is made by

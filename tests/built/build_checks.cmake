@@ -38,12 +38,13 @@ endforeach()
 # The records lie where daemons that were compiled before expect them. The check must notice a field that has moved and a
 # record that has grown.
 set(check_layout ${CMAKE_C_COMPILER} ${USERLIB_C_OPTIONS} -std=c99 ${strict})
-add_test(NAME records.layout COMMAND ${check_layout} ${CMAKE_CURRENT_SOURCE_DIR}/record_layout.c)
+set(records ${PROJECT_SOURCE_DIR}/userlib/records)
+add_test(NAME records.layout COMMAND ${check_layout} -I${records} ${CMAKE_CURRENT_SOURCE_DIR}/record_layout.c)
 if(CMAKE_SIZEOF_VOID_P EQUAL 4)
-  add_test(NAME records.layout.time_of_64_bits COMMAND ${check_layout} -D_TIME_BITS=64 -D_FILE_OFFSET_BITS=64
+  add_test(NAME records.layout.time_of_64_bits COMMAND ${check_layout} -I${records} -D_TIME_BITS=64 -D_FILE_OFFSET_BITS=64
                                                        ${CMAKE_CURRENT_SOURCE_DIR}/record_layout.c)
 endif()
-file(READ record_layout.c USERLIB_LAYOUT)
+file(READ ${records}/records.inc USERLIB_LAYOUT)
 foreach(case "moved;FIELD(Frame, m_pEnd, 16, 32);FIELD(Frame, m_pEnd, 20, 40);offset_in_Frame_of_m_pEnd"
              "grown;RECORD(Message, 96, 176);RECORD(Message, 92, 168);size_of_Message")
   list(GET case 0 name)
@@ -51,10 +52,21 @@ foreach(case "moved;FIELD(Frame, m_pEnd, 16, 32);FIELD(Frame, m_pEnd, 20, 40);of
   list(GET case 2 wrong)
   list(GET case 3 complaint)
   string(REPLACE "${right}" "${wrong}" USERLIB_WRONG_LAYOUT "${USERLIB_LAYOUT}")
-  file(CONFIGURE OUTPUT layout/${name}.c CONTENT "${USERLIB_WRONG_LAYOUT}" @ONLY)
-  add_test(NAME records.layout.notices_${name} COMMAND ${check_layout} ${CMAKE_CURRENT_BINARY_DIR}/layout/${name}.c)
+  file(CONFIGURE OUTPUT layout/${name}/records.inc CONTENT "${USERLIB_WRONG_LAYOUT}" @ONLY)
+  add_test(NAME records.layout.notices_${name} COMMAND ${check_layout} -I${CMAKE_CURRENT_BINARY_DIR}/layout/${name}
+                                                       ${CMAKE_CURRENT_SOURCE_DIR}/record_layout.c)
   set_tests_properties(records.layout.notices_${name} PROPERTIES PASS_REGULAR_EXPRESSION ${complaint})
 endforeach()
+
+# What programs in other languages read of the records is what a program finds when it runs.
+find_package(Python3 COMPONENTS Interpreter)
+if(USERLIB_RECORDS AND Python3_FOUND)
+  add_executable(print_records print_records.c)
+  target_include_directories(print_records PRIVATE ${USERLIB_INCLUDE_DIR} ${records})
+  target_link_libraries(print_records PRIVATE userlib_options)
+  add_test(NAME records.json COMMAND Python3::Interpreter ${CMAKE_CURRENT_SOURCE_DIR}/check_records.py ${USERLIB_RECORDS}
+                                     ${USERLIB_INCLUDE_DIR} ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:print_records>)
+endif()
 
 # A daemon written in C, with either library. CMake would add the C++ run time to a C program that links C++ objects;
 # here it must do without. The whole static library goes in, so that no object of it is left untried.

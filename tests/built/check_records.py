@@ -1,0 +1,46 @@
+#!/usr/bin/env python3
+"""Compares records.json with what a program finds when it runs, and with the records that the headers define.
+
+    check_records.py <records.json> <folder of public headers> <print_records, with an emulator in front if need be>
+"""
+import json
+import re
+import subprocess
+import sys
+from pathlib import Path
+
+RECORD = re.compile(r"^typedef struct (\w+) \{(.*?)^\} \1;", re.M | re.S)
+FIELD = re.compile(r"(\w+)(?:\[[^\]]*\])*;")
+
+
+def main():
+    found = json.loads(Path(sys.argv[1]).read_text(encoding="utf-8"))
+    records, complaints = found["records"], []
+    printed = subprocess.run(sys.argv[3:], check=True, capture_output=True, encoding="utf-8").stdout.split("\n")
+    seen = 0
+    for line in filter(None, printed):
+        name, *numbers = line.split()
+        record, _, field = name.partition(".")
+        if name.startswith("*"):
+            kept = [str(found["target"]["byte_order" if name == "*order" else name[1:]])]
+        elif field:
+            kept = [str(records[record]["fields"][field][key]) for key in ("offset", "size")]
+        else:
+            kept = [str(records[record]["size"])]
+            if records[record]["size"] % records[record]["alignment"]:
+                complaints.append("%s: size %s, alignment %s" % (name, kept[0], records[record]["alignment"]))
+        seen += 1
+        if kept != numbers:
+            complaints.append("%s: %s in the file, %s when it runs" % (name, kept, numbers))
+    if seen != 3 + len(records) + sum(len(record["fields"]) for record in records.values()):
+        complaints.append("the file holds more than the program knows")
+    for header in sorted(Path(sys.argv[2]).glob("*.h")):
+        for name, body in RECORD.findall(header.read_text(encoding="utf-8")):
+            fields = set(FIELD.findall(re.sub(r"/\*.*?\*/", "", body, flags=re.S)))
+            if fields != set(records.get(name, {"fields": {}})["fields"]):
+                complaints.append("%s: %s has the fields %s" % (header.name, name, ", ".join(sorted(fields))))
+    print("\n".join(complaints + ["%d records" % len(records)]))
+    sys.exit(bool(complaints) or not records)
+
+
+main()
