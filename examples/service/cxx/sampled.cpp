@@ -66,7 +66,7 @@ class Service {
     umask(0077);  // what the service makes is for its own user
     if (!claim_directory()) return false;
     errno = EINVAL;  // unless the system has something else to say
-    if (NUV_Convert_uint16(&port, text) == 0 || port == 0 || !server_.open(port, -1))
+    if (NUV_Convert_uint16(&port, text) == 0 || port == 0 || !server_.open(htons(port), -1))
       return fail("the UDP port must be free, and a number of 1 to 65535", text);
     const bool is_watched = datagram_.read_external(server_.socket()) && report_.start_every(kBetweenReports);
     return is_watched && open_signals() && open_fifo() && open_console();
