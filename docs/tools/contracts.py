@@ -7,6 +7,7 @@ import headers
 
 CLASSES = {
     "NUV_REQUIRE": "require failed",
+    "NUV_REQUIRE_OBJECT": "require failed",
     "NUV_REQUIRE_TEXT": "require failed",
     "NUV_ENSURE": "ensure failed",
     "NUV_ENSURE_TEXT": "ensure failed",

@@ -36,7 +36,7 @@ awk -v exceptions="$exceptions" -v witnesses="$work/witnesses" '
     while ((getline line < exceptions) > 0) if (line !~ /^#/ && line != "") excepted[line] = 1
   }
   /kFamily\[\] = "/ { family = $0; sub(/.* = "/, "", family); sub(/".*/, "", family) }
-  check == "" && /^ *NUV_(REQUIRE|ENSURE|CHECK|NOT_NULL|RESOURCE)(_TEXT)?\(/ { first = FNR; check = " " }
+  check == "" && /^ *NUV_(REQUIRE|ENSURE|CHECK|NOT_NULL|RESOURCE)(_OBJECT|_TEXT)?\(/ { first = FNR; check = " " }
   check != "" {
     line = $0
     sub(/^ +/, "", line)

@@ -73,7 +73,7 @@ int32_t NUV_Frame_copyConstruct(Frame* a_this, Frame* a_src) {
 }
 
 void NUV_Frame_destruct(Frame* a_this) {
-  NUV_REQUIRE(0 != a_this);
+  NUV_REQUIRE_OBJECT(0 != a_this);
   nuv::release_block(a_this->m_oMemory);
 }
 
@@ -94,37 +94,37 @@ void NUV_Frame_assign(Frame* a_this, Frame* a_src) {
 }
 
 uint32_t NUV_Frame_absoluteSize(const Frame* a_this) {
-  NUV_REQUIRE(0 != a_this);
+  NUV_REQUIRE_OBJECT(0 != a_this);
   return a_this->m_oMemory.m_uSize;
 }
 
 uint8_t* NUV_Frame_address(const Frame* a_this) {
-  NUV_REQUIRE(0 != a_this);
+  NUV_REQUIRE_OBJECT(0 != a_this);
   return a_this->m_oMemory.m_pAddr;
 }
 
 uint8_t* NUV_Frame_begin(const Frame* a_this) {
-  NUV_REQUIRE(0 != a_this);
+  NUV_REQUIRE_OBJECT(0 != a_this);
   return a_this->m_pBegin;
 }
 
 uint8_t* NUV_Frame_end(const Frame* a_this) {
-  NUV_REQUIRE(0 != a_this);
+  NUV_REQUIRE_OBJECT(0 != a_this);
   return a_this->m_pEnd;
 }
 
 uint32_t NUV_Frame_offsetFront(const Frame* a_this) {
-  NUV_REQUIRE(0 != a_this);
+  NUV_REQUIRE_OBJECT(0 != a_this);
   return offset_front(*a_this);
 }
 
 uint32_t NUV_Frame_offsetRear(const Frame* a_this) {
-  NUV_REQUIRE(0 != a_this);
+  NUV_REQUIRE_OBJECT(0 != a_this);
   return offset_rear(*a_this);
 }
 
 uint32_t NUV_Frame_size(const Frame* a_this) {
-  NUV_REQUIRE(0 != a_this);
+  NUV_REQUIRE_OBJECT(0 != a_this);
   return size_of(*a_this);
 }
 
@@ -132,7 +132,7 @@ uint32_t NUV_Frame_size(const Frame* a_this) {
 // through it here, and the frame shows what was done to it.
 
 void NUV_Frame_reduceFront(Frame* a_this, uint32_t a_offset) {
-  NUV_REQUIRE(0 != a_this);
+  NUV_REQUIRE_OBJECT(0 != a_this);
   NUV_REQUIRE_TEXT(size_of(*a_this) >= a_offset, "NUV_Frame_size( a_this) >= a_offset");
   const uintptr_t oldoffset = headroom(*a_this);
   a_this->m_pBegin = moved_up(a_this->m_pBegin, a_offset);
@@ -141,7 +141,7 @@ void NUV_Frame_reduceFront(Frame* a_this, uint32_t a_offset) {
 }
 
 void NUV_Frame_expandFront(Frame* a_this, uint32_t a_offset) {
-  NUV_REQUIRE(0 != a_this);
+  NUV_REQUIRE_OBJECT(0 != a_this);
   NUV_REQUIRE_TEXT(offset_front(*a_this) >= a_offset, "NUV_Frame_offsetFront( a_this) >= a_offset");
   const uintptr_t oldoffset = headroom(*a_this);
   a_this->m_pBegin = moved_down(a_this->m_pBegin, a_offset);
@@ -150,7 +150,7 @@ void NUV_Frame_expandFront(Frame* a_this, uint32_t a_offset) {
 }
 
 void NUV_Frame_reduceRear(Frame* a_this, uint32_t a_offset) {
-  NUV_REQUIRE(0 != a_this);
+  NUV_REQUIRE_OBJECT(0 != a_this);
   NUV_REQUIRE_TEXT(size_of(*a_this) >= a_offset, "NUV_Frame_size( a_this) >= a_offset");
   const uintptr_t oldoffset = tailroom(*a_this);
   a_this->m_pEnd = moved_down(a_this->m_pEnd, a_offset);
@@ -159,7 +159,7 @@ void NUV_Frame_reduceRear(Frame* a_this, uint32_t a_offset) {
 }
 
 void NUV_Frame_expandRear(Frame* a_this, uint32_t a_offset) {
-  NUV_REQUIRE(0 != a_this);
+  NUV_REQUIRE_OBJECT(0 != a_this);
   NUV_REQUIRE_TEXT(offset_rear(*a_this) >= a_offset, "NUV_Frame_offsetRear( a_this) >= a_offset");
   const uintptr_t oldoffset = tailroom(*a_this);
   a_this->m_pEnd = moved_up(a_this->m_pEnd, a_offset);

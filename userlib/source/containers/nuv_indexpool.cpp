@@ -89,7 +89,7 @@ bool is_occupied(const IndexPool& pool, uint32_t index) {
 }  // namespace
 
 int32_t NUV_IndexPool_construct(IndexPool* a_this, uint32_t a_size) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   // A pool without indices owns one byte all the same, because malloc(0) may answer null without having failed.
   const uint32_t bytes = a_size != 0 ? byte_count(a_size) : 1;
   a_this->m_pPool = static_cast<uint8_t*>(malloc(bytes));
@@ -99,44 +99,44 @@ int32_t NUV_IndexPool_construct(IndexPool* a_this, uint32_t a_size) {
   }
   a_this->m_uSize = a_size;
   a_this->m_uFree = a_size;
-  NUV_ENSURE(NUV_IndexPool_size( a_this) == a_size);
-  NUV_ENSURE(NUV_IndexPool_free( a_this) == a_size);
-  NUV_ENSURE(NUV_IndexPool_busy( a_this) == 0);
+  NUV_ENSURE_TEXT(a_this->m_uSize == a_size, "NUV_IndexPool_size( a_this) == a_size");
+  NUV_ENSURE_TEXT(a_this->m_uFree == a_size, "NUV_IndexPool_free( a_this) == a_size");
+  NUV_ENSURE_TEXT(a_this->m_uSize == a_this->m_uFree, "NUV_IndexPool_busy( a_this) == 0");
   return 1;
 }
 
 void NUV_IndexPool_destruct(IndexPool* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   free(a_this->m_pPool);
 }
 
 uint32_t NUV_IndexPool_size(const IndexPool* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   return a_this->m_uSize;
 }
 
 uint32_t NUV_IndexPool_free(const IndexPool* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   return a_this->m_uFree;
 }
 
 uint32_t NUV_IndexPool_busy(const IndexPool* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   return a_this->m_uSize - a_this->m_uFree;
 }
 
 int32_t NUV_IndexPool_available(const IndexPool* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   return a_this->m_uFree > 0 ? 1 : 0;
 }
 
 int32_t NUV_IndexPool_occupied(const IndexPool* a_this, uint32_t a_index) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   return is_occupied(*a_this, a_index) ? 1 : 0;
 }
 
 uint32_t NUV_IndexPool_occupy(IndexPool* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   NUV_REQUIRE_TEXT(a_this->m_uFree > 0, "NUV_IndexPool_available( a_this) == 1");
   const uint32_t index = occupy_lowest(*a_this);
   NUV_ENSURE(a_this->m_uSize > index);
@@ -145,7 +145,7 @@ uint32_t NUV_IndexPool_occupy(IndexPool* a_this) {
 }
 
 void NUV_IndexPool_occupyIndex(IndexPool* a_this, uint32_t a_index) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   NUV_REQUIRE_TEXT(a_this->m_uSize > a_index, "NUV_IndexPool_size( a_this) > a_index");
   NUV_REQUIRE_TEXT(!is_occupied(*a_this, a_index), "NUV_IndexPool_occupied( a_this, a_index) == 0");
   set_occupied(*a_this, a_index);
@@ -153,7 +153,7 @@ void NUV_IndexPool_occupyIndex(IndexPool* a_this, uint32_t a_index) {
 }
 
 void NUV_IndexPool_release(IndexPool* a_this, uint32_t a_index) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   NUV_REQUIRE_TEXT(a_this->m_uSize > a_index, "NUV_IndexPool_size( a_this) > a_index");
   NUV_REQUIRE_TEXT(is_occupied(*a_this, a_index), "NUV_IndexPool_occupied( a_this, a_index) == 1");
   set_free(*a_this, a_index);

@@ -10,6 +10,9 @@
 #ifndef USERLIB_SOURCE_CONTRACT_H
 #define USERLIB_SOURCE_CONTRACT_H
 
+#include <algorithm>
+
+#include <stddef.h>
 #include <stdint.h>
 
 #include "nuv_assert.h"
@@ -25,26 +28,51 @@ struct ContractPlace {
   static constexpr uint32_t value = Type << kContractLineBits | Line;
 };
 
+// Takes a check's class and line apart and reports it.
+[[gnu::cold]] void report_contract(uint32_t place, const char* text, const char* family);
+
+// The name of a family, as an argument of templates.
+template <size_t Size>
+struct FamilyName {
+  explicit consteval FamilyName(const char (&name)[Size]) { std::copy_n(name, Size, text); }
+  char text[Size] = {};
+};
+
 // Reports a check that does not hold. There are hundreds of checks, and what each of them costs is the code of its
-// report: so a family has one function for all of them, which knows its name, and a check hands over no more than two
-// arguments. "cold" keeps the reports out of the way of what runs every day.
-template <const char* Family>
-[[gnu::cold, gnu::noinline]] void contract_failed(uint32_t place, const char* text) {
-  NUV_Assert_failed(place >> kContractLineBits, Family, place & ((1U << kContractLineBits) - 1), text);
+// report: so a family has one function for all of them, which knows its name, and a check passes no more than two
+// arguments. "cold" keeps the reports away from what runs every day. "used" keeps the function visible to the linker: in
+// position-independent code for mips a call then takes an instruction less than one to a function that is local to a file.
+template <FamilyName Family>
+[[gnu::cold, gnu::noinline, gnu::used, gnu::visibility("hidden")]] void contract_failed(uint32_t place,
+                                                                                        const char* text) {
+  report_contract(place, text, Family.text);
+}
+
+// The same for an object that is null and would be read or written next: should the error handler return, the process ends
+// as it does at any access through a null pointer.
+template <FamilyName Family>
+[[noreturn, gnu::cold, gnu::noinline]] void object_missing(uint32_t place, const char* text) {
+  contract_failed<Family>(place, text);
+  static_cast<void>(*static_cast<const volatile char*>(nullptr));
+  __builtin_trap();
 }
 
 }  // namespace nuv
 
-#define NUV_CONTRACT(type, condition, text)             \
+#define NUV_CONTRACT_BY(report, type, condition, text)  \
   (__builtin_expect(static_cast<bool>(condition), true) \
        ? static_cast<void>(0)                           \
-       : ::nuv::contract_failed<kFamily>(::nuv::ContractPlace<(type), __LINE__>::value, (text)))
+       : ::nuv::report<::nuv::FamilyName(kFamily)>(::nuv::ContractPlace<(type), __LINE__>::value, (text)))
+#define NUV_CONTRACT(type, condition, text) NUV_CONTRACT_BY(contract_failed, type, condition, text)
 
 #define NUV_REQUIRE(expression)  NUV_CONTRACT(NUV_ASSERT_REQUIRE, expression, #expression)
 #define NUV_ENSURE(expression)   NUV_CONTRACT(NUV_ASSERT_ENSURE, expression, #expression)
 #define NUV_CHECK(expression)    NUV_CONTRACT(NUV_ASSERT_CHECK, expression, #expression)
 #define NUV_NOT_NULL(expression) NUV_CONTRACT(NUV_ASSERT_NULL_POINTER, expression, #expression)
 #define NUV_RESOURCE(expression) NUV_CONTRACT(NUV_ASSERT_RESOURCE, expression, #expression)
+
+// For the object of an operation, where the operation reads or writes it next.
+#define NUV_REQUIRE_OBJECT(expression) NUV_CONTRACT_BY(object_missing, NUV_ASSERT_REQUIRE, expression, #expression)
 
 // For the cases in which the text is not the expression that can be compiled or evaluated safely.
 #define NUV_REQUIRE_TEXT(condition, text) NUV_CONTRACT(NUV_ASSERT_REQUIRE, condition, text)

@@ -47,17 +47,6 @@ inline void release_block(const Memory& block) {
   }
 }
 
-template <typename Record>
-Record copy_of(const Record& record) {
-  return record;
-}
-
-// Field by field: those of a block that has just been made are still on their way to memory, one by one, and a load that
-// spans two of them would have to wait.
-inline Memory copy_of(const Memory& block) {
-  return {block.m_pAddr, block.m_uSize, block.m_pFree};
-}
-
 // A move of a record goes in three steps, after a copy of what the target was: the target takes over the source, what is
 // left is made empty, and the blocks of the copy are released. They go last, when all is in its place: their free functions
 // belong to the daemon, and may look. So a record that is moved onto itself is released.
@@ -69,7 +58,7 @@ Record& take_over(Record& target, Record* source) {
   if (source == nullptr) {
     return target;
   }
-  target = copy_of(*source);
+  target = *source;
   return *source;
 }
 

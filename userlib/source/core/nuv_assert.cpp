@@ -5,6 +5,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+#include "core/contract.h"
 #include "core/text.h"
 #include "nuv_sysloglevel.h"
 
@@ -33,6 +34,10 @@ void exit_on_error(uint32_t /*type*/, const char* /*file*/, uint32_t /*line*/, c
 constinit NUV_AssertHandler g_handler = exit_on_error;
 
 }  // namespace
+
+void nuv::report_contract(uint32_t place, const char* text, const char* family) {
+  NUV_Assert_failed(place >> kContractLineBits, family, place & ((1U << kContractLineBits) - 1), text);
+}
 
 void NUV_Assert_failed(uint32_t a_type, const char* a_file, uint32_t a_line, const char* a_expression) {
   char message[kMessageSize];

@@ -1,7 +1,5 @@
 #include "nuv_convert.h"
 
-#include <optional>
-
 #include <stdio.h>
 #include <string.h>
 
@@ -24,91 +22,62 @@ const char* skip_blanks(const char* text) {
   return text;
 }
 
-// The value of the digits modulo 2^32, 0 when there are none. Nothing when a character is no digit.
-std::optional<uint32_t> digits_to_number(const char* digits) {
+constexpr int64_t kNoNumber = INT64_MIN;
+
+// The value of the digits modulo 2^32, 0 when there are none; kNoNumber when a character is no digit.
+int64_t digits_to_number(const char* digits) {
   uint32_t number = 0;
-  for (const char* p = digits; *p != '\0'; ++p) {
-    if (*p < '0' || *p > '9') {
-      return std::nullopt;
+  for (; *digits != '\0'; ++digits) {
+    if (*digits < '0' || *digits > '9') {
+      return kNoNumber;
     }
-    number = number * 10U + static_cast<uint32_t>(*p - '0');
+    number = number * 10U + static_cast<uint32_t>(*digits - '0');
   }
   return number;
 }
 
-std::optional<uint32_t> text_to_unsigned(const char* text) {
+int64_t text_to_unsigned(const char* text) {
   const char* digits = skip_blanks(text_or_empty(text));
-  if (*digits == '\0') {
-    return std::nullopt;
-  }
-  return digits_to_number(digits);
+  return *digits != '\0' ? digits_to_number(digits) : kNoNumber;
 }
 
-std::optional<uint16_t> text_to_uint16(const char* text) {
-  const std::optional<uint32_t> number = text_to_unsigned(text);
-  if (!number || *number > UINT16_MAX) {
-    return std::nullopt;
-  }
-  return static_cast<uint16_t>(*number);
+bool is_negative(const char* text) {
+  return *skip_blanks(text_or_empty(text)) == '-';
 }
 
-struct SignedNumber {
-  bool is_negative;
-  int32_t value;
-};
-
-// Unlike an empty text, a sign alone is a number: 0.
-std::optional<SignedNumber> text_to_signed(const char* text) {
+// Unlike an empty text, a sign alone is a number: 0. A number that 32 bits do not hold wraps, perhaps to the far side of
+// zero.
+int64_t text_to_signed(const char* text) {
   const char* number = skip_blanks(text_or_empty(text));
   if (*number == '\0') {
-    return std::nullopt;
+    return kNoNumber;
   }
-  const bool is_negative = *number == '-';
-  const bool has_sign = is_negative || *number == '+';
-  const std::optional<uint32_t> magnitude = digits_to_number(has_sign ? number + 1 : number);
-  if (!magnitude) {
-    return std::nullopt;
+  const int64_t magnitude = digits_to_number(*number == '-' || *number == '+' ? number + 1 : number);
+  if (magnitude == kNoNumber) {
+    return kNoNumber;
   }
-  // Negated while it is unsigned: this wraps where a signed number would overflow.
-  return SignedNumber{is_negative, static_cast<int32_t>(is_negative ? 0U - *magnitude : *magnitude)};
-}
-
-std::optional<int32_t> text_to_int32(const char* text) {
-  const std::optional<SignedNumber> number = text_to_signed(text);
-  if (!number) {
-    return std::nullopt;
-  }
-  return number->value;
+  const auto value = static_cast<uint32_t>(magnitude);
+  return static_cast<int32_t>(is_negative(text) ? 0U - value : value);
 }
 
 // Each sign has one limit only: a number that has wrapped to the far side of zero passes.
-std::optional<int16_t> text_to_int16(const char* text) {
-  const std::optional<SignedNumber> number = text_to_signed(text);
-  if (!number) {
-    return std::nullopt;
-  }
-  const bool fits = number->is_negative ? number->value >= INT16_MIN : number->value <= INT16_MAX;
-  if (!fits) {
-    return std::nullopt;
-  }
-  return static_cast<int16_t>(number->value);
+bool fits_int16(const char* text, int64_t number) {
+  return is_negative(text) ? number >= INT16_MIN : number <= INT16_MAX;
 }
 
-std::optional<uint8_t> text_to_flag(const char* text) {
+// A flag is what this conversion makes of the text, whatever stands behind the number.
+int64_t text_to_flag(const char* text) {
   unsigned number = 0;
-  // NOLINTNEXTLINE(cert-err34-c): a flag is what this conversion makes of the text, whatever stands behind the number.
-  if (sscanf(skip_blanks(text_or_empty(text)), "%u", &number) != 1 || number > 1) {
-    return std::nullopt;
-  }
-  return static_cast<uint8_t>(number);
+  // NOLINTNEXTLINE(cert-err34-c): see above
+  return sscanf(skip_blanks(text_or_empty(text)), "%u", &number) == 1 ? number : kNoNumber;
 }
 
 template <typename T>
-int32_t store(T* dest, std::optional<T> value) {
-  if (dest == nullptr || !value) {
+int32_t store(T* dest, int64_t number, bool fits) {
+  if (dest == nullptr || number == kNoNumber || !fits) {
     return 0;
   }
-  *dest = *value;
+  *dest = static_cast<T>(number);
   return 1;
 }
 
@@ -141,31 +110,34 @@ int32_t NUV_Convert_string(char* a_dest, const char* a_src) {
 int32_t NUV_Convert_uint16(uint16_t* a_dest, const char* a_src) {
   NUV_REQUIRE(((void *)0) != a_dest);
   NUV_REQUIRE(((void *)0) != a_src);
-  return store(a_dest, text_to_uint16(a_src));
+  const int64_t number = text_to_unsigned(a_src);
+  return store(a_dest, number, number <= UINT16_MAX);
 }
 
 int32_t NUV_Convert_uint32(uint32_t* a_dest, const char* a_src) {
   NUV_REQUIRE(((void *)0) != a_dest);
   NUV_REQUIRE(((void *)0) != a_src);
-  return store(a_dest, text_to_unsigned(a_src));
+  return store(a_dest, text_to_unsigned(a_src), /*fits=*/true);
 }
 
 int32_t NUV_Convert_int16(int16_t* a_dest, const char* a_src) {
   NUV_REQUIRE(((void *)0) != a_dest);
   NUV_REQUIRE(((void *)0) != a_src);
-  return store(a_dest, text_to_int16(a_src));
+  const int64_t number = text_to_signed(a_src);
+  return store(a_dest, number, fits_int16(a_src, number));
 }
 
 int32_t NUV_Convert_int32(int32_t* a_dest, const char* a_src) {
   NUV_REQUIRE(((void *)0) != a_dest);
   NUV_REQUIRE(((void *)0) != a_src);
-  return store(a_dest, text_to_int32(a_src));
+  return store(a_dest, text_to_signed(a_src), /*fits=*/true);
 }
 
 int32_t NUV_Convert_bool(uint8_t* a_dest, const char* a_src) {
   NUV_REQUIRE(((void *)0) != a_dest);
   NUV_REQUIRE(((void *)0) != a_src);
-  return store(a_dest, text_to_flag(a_src));
+  const int64_t number = text_to_flag(a_src);
+  return store(a_dest, number, number <= 1);
 }
 
 uint32_t NUV_Convert_split(char** a_dest, uint32_t a_maxdest, char* a_src, char a_separator) {

@@ -39,7 +39,7 @@ void NUV_installMemoryManager(NUV_MemoryAlloc a_alloc, NUV_MemoryFree a_free) {
 }
 
 int32_t NUV_Memory_construct(Memory* a_this, uint32_t a_size) {
-  NUV_REQUIRE(0 != a_this);
+  NUV_REQUIRE_OBJECT(0 != a_this);
   const nuv::MemoryHook hook = nuv::g_memory_hook;
   a_this->m_pAddr = nullptr;
   if (a_size != 0) {
@@ -54,22 +54,22 @@ int32_t NUV_Memory_construct(Memory* a_this, uint32_t a_size) {
 }
 
 void NUV_Memory_destruct(Memory* a_this) {
-  NUV_REQUIRE(0 != a_this);
+  NUV_REQUIRE_OBJECT(0 != a_this);
   nuv::release_block(*a_this);
 }
 
 uint32_t NUV_Memory_size(const Memory* a_this) {
-  NUV_REQUIRE(0 != a_this);
+  NUV_REQUIRE_OBJECT(0 != a_this);
   return a_this->m_uSize;
 }
 
 uint8_t* NUV_Memory_begin(const Memory* a_this) {
-  NUV_REQUIRE(0 != a_this);
+  NUV_REQUIRE_OBJECT(0 != a_this);
   return a_this->m_pAddr;
 }
 
 uint8_t* NUV_Memory_end(const Memory* a_this) {
-  NUV_REQUIRE(0 != a_this);
+  NUV_REQUIRE_OBJECT(0 != a_this);
   return nuv::moved_up(a_this->m_pAddr, a_this->m_uSize);
 }
 
@@ -94,13 +94,13 @@ void NUV_Memory_swap(Memory* a_this, Memory* a_src) {
 void NUV_Memory_move(Memory* a_this, Memory* a_src) {
   NUV_REQUIRE(0 != a_this);
   NUV_REQUIRE(0 != a_src);
-  const Memory old = nuv::copy_of(*a_this);
+  const Memory old = *a_this;
   nuv::take_over(*a_this, a_src) = nuv::empty_block();
   nuv::release_block(old);
 }
 
 uint8_t* NUV_Memory_get(const Memory* a_this, uint32_t a_size, uint32_t a_offset) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   NUV_REQUIRE_TEXT(holds(*a_this, a_size, a_offset),
                    "( NUV_Memory_begin( a_this) + a_size + a_offset) <= NUV_Memory_end( a_this)");
   return nuv::moved_up(a_this->m_pAddr, a_offset);

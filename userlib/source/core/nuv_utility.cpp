@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <memory>
-#include <optional>
 #include <span>
 #include <string_view>
 
@@ -62,18 +61,13 @@ constexpr size_t kPieceSize = 100;
 constexpr long kLargestNumber = 99999;
 constexpr size_t kLargestWidth = 5;  // of kLargestNumber
 
-bool begins_with(std::string_view text, std::string_view beginning) {
-  return text.size() >= beginning.size() && memcmp(text.data(), beginning.data(), beginning.size()) == 0;
-}
+constexpr long kNoNumber = -1;
 
 // errno is looked at, but on purpose never reset: one number out of range makes those after it fail too.
-std::optional<long> read_number(const char* text) {
+long read_number(const char* text) {
   char* end = nullptr;
   const long number = strtol(text, &end, 10);
-  if (errno == ERANGE || *end != '\0' || number < 0) {
-    return std::nullopt;
-  }
-  return number;
+  return errno == ERANGE || *end != '\0' || number < 0 ? kNoNumber : number;
 }
 
 struct NumberRange {
@@ -83,30 +77,26 @@ struct NumberRange {
 };
 
 // Cuts the text at the dash that it holds.
-std::optional<NumberRange> read_range(char* text, char* dash) {
+bool read_range(char* text, char* dash, NumberRange& range) {
   if (dash == text || dash[strlen(dash) - 1] == '-') {
-    return std::nullopt;
+    return false;
   }
   *dash = '\0';
-  const std::optional<long> low = read_number(text);
-  if (!low) {
-    return std::nullopt;
+  range.low = read_number(text);
+  if (range.low == kNoNumber) {
+    return false;
   }
-  const std::optional<long> high = read_number(dash + 1);
-  if (!high || *high <= *low || *high > kLargestNumber) {
-    return std::nullopt;
-  }
+  range.high = read_number(dash + 1);
   const size_t written = strlen(text);
-  const bool is_padded = *text == '0' && written <= kLargestWidth;
-  return NumberRange{*low, *high, is_padded ? written : 1};
+  range.width = *text == '0' && written <= kLargestWidth ? written : 1;
+  return range.high > range.low && range.high <= kLargestNumber;
 }
 
 // Tells whether the text begins with some number of the range. Rather than print every number, this takes one digit
 // after the other and looks whether those taken so far are how a number of the range is written.
-bool begins_with_number_of(const NumberRange& range, std::string_view text) {
+bool begins_with_number_of(const NumberRange& range, const char* text) {
   long number = 0;
-  const size_t limit = std::min(text.size(), kLargestWidth);
-  for (size_t count = 1; count <= limit; ++count) {
+  for (size_t count = 1; count <= kLargestWidth; ++count) {
     const char digit = text[count - 1];
     if (digit < '0' || digit > '9') {
       return false;
@@ -120,46 +110,40 @@ bool begins_with_number_of(const NumberRange& range, std::string_view text) {
   return false;
 }
 
-// Reads the piece before it looks at the name, because reading leaves its trace in errno.
-bool matches_piece(std::string_view name, std::string_view prefix, std::string_view text) {
+// Tells whether what follows the prefix in a name begins with the piece, a number or a range of numbers. The piece is read
+// even where the name has not got the prefix, and the rest is null, because reading leaves its trace in errno.
+bool matches_piece(const char* rest, std::string_view text) {
   char piece[kPieceSize] = {};
   memcpy(piece, text.data(), std::min(text.size(), kPieceSize - 1));
   if (char* dash = strchr(piece, '-')) {
-    const std::optional<NumberRange> range = read_range(piece, dash);
-    if (!range || !begins_with(name, prefix)) {
-      return false;
-    }
-    name.remove_prefix(prefix.size());
-    return begins_with_number_of(*range, name);
+    NumberRange range;
+    return read_range(piece, dash, range) && rest != nullptr && begins_with_number_of(range, rest);
   }
   if (*piece == '\0') {
     return false;
   }
-  const std::optional<long> number = read_number(piece);
-  if (!number || *number > kLargestNumber || !begins_with(name, prefix)) {
+  const long number = read_number(piece);
+  return number != kNoNumber && number <= kLargestNumber && rest != nullptr && strncmp(rest, piece, strlen(piece)) == 0;
+}
+
+// The pieces stand between commas. The first characters of the pattern hold them too, behind what the name begins with.
+bool matches_numbers(const char* name, const char* pattern, const char* pieces) {
+  const char* const place = strstr(pattern, pieces);
+  if (place == nullptr || static_cast<size_t>(place - pattern) + strlen(pieces) > kPatternLength) {
     return false;
   }
-  name.remove_prefix(prefix.size());
-  return begins_with(name, piece);
-}
-
-bool matches_some_piece(std::string_view name, std::string_view prefix, std::string_view pieces) {
-  while (true) {
-    const size_t length = std::min(pieces.find(','), pieces.size());
-    if (matches_piece(name, prefix, {pieces.data(), length})) {
+  const auto prefix = static_cast<size_t>(place - pattern);
+  const char* const rest = strncmp(name, pattern, prefix) == 0 ? name + prefix : nullptr;
+  for (;;) {
+    const size_t length = strcspn(pieces, ",");
+    if (matches_piece(rest, {pieces, length})) {
       return true;
     }
-    if (length == pieces.size()) {
+    if (pieces[length] == '\0') {
       return false;
     }
-    pieces.remove_prefix(length + 1);
+    pieces += length + 1;
   }
-}
-
-bool matches_numbers(std::string_view name, const char* pattern, std::string_view range) {
-  const std::string_view searched(pattern, strnlen(pattern, kPatternLength));
-  const size_t position = searched.find(range);
-  return position != std::string_view::npos && matches_some_piece(name, {pattern, position}, range);
 }
 
 bool matches(const char* name, const char* pattern, const char* range, int flags) {
@@ -219,8 +203,11 @@ int32_t NUV_Utility_strcmp_backward(const char* a_str1, const char* a_str2) {
   if (end.empty() || text.size() < end.size()) {
     return -1;
   }
-  const auto [difference, unused] = std::mismatch(end.rbegin(), end.rend(), text.rbegin());
-  return static_cast<int32_t>(difference - end.rbegin());
+  size_t alike = 0;
+  while (alike < end.size() && text[text.size() - 1 - alike] == end[end.size() - 1 - alike]) {
+    ++alike;
+  }
+  return static_cast<int32_t>(alike);
 }
 
 char* NUV_Utility_VAStr(char* a_dest, uint32_t a_size, const char* a_format, ...) {

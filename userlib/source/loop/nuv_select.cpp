@@ -1,6 +1,7 @@
 #include "nuv_select.h"
 
-#include <algorithm>
+#include <stddef.h>
+#include <string.h>
 
 #include "core/contract.h"
 #include "loop/nuv_selectset_internal.h"
@@ -14,40 +15,37 @@ constexpr char kFamily[] = "nuv_select";
 constexpr uint32_t kUnlimited = NUV_TIMEOUT_UNLIMITED;
 constexpr uint32_t kEventTypes = 2;
 
-// The three sets of one event type, in the order in which a cycle serves them.
+// The kinds of events, in the order in which a cycle serves them: read, write, except.
+constexpr size_t kKinds = 3;
+
+// The sets of one event type.
 struct CycleSets {
   CycleSets(Select& reactor, uint32_t event_type)
-      : read(reactor.m_oRead[event_type]), write(reactor.m_oWrite[event_type]), except(reactor.m_oExcept[event_type]) {}
+      : of_kind{&reactor.m_oRead[event_type], &reactor.m_oWrite[event_type], &reactor.m_oExcept[event_type]} {}
 
-  SelectSet& read;
-  SelectSet& write;
-  SelectSet& except;
+  SelectSet* of_kind[kKinds];
 };
 
-uint32_t receivers(const Select& reactor, uint32_t event_type) {
+uint32_t receiver_count(const Select& reactor, uint32_t event_type) {
   return reactor.m_oRead[event_type].m_uCount + reactor.m_oWrite[event_type].m_uCount +
          reactor.m_oExcept[event_type].m_uCount;
 }
 
 // What select() is asked for and what it answers.
 struct ReadySets {
-  fd_set read;
-  fd_set write;
-  fd_set except;
+  fd_set of_kind[kKinds];
 };
 
 void fill(const CycleSets& sets, ReadySets& asked) {
-  FD_ZERO(&asked.read);
-  FD_ZERO(&asked.write);
-  FD_ZERO(&asked.except);
-  nuv::fill_fd_set(sets.read, asked.read);
-  nuv::fill_fd_set(sets.write, asked.write);
-  nuv::fill_fd_set(sets.except, asked.except);
+  memset(&asked, 0, sizeof asked);
+  for (size_t kind = 0; kind < kKinds; ++kind) {
+    nuv::fill_fd_set(*sets.of_kind[kind], asked.of_kind[kind]);
+  }
 }
 
 int32_t ask(ReadySets& sets, timeval* wait) {
   // A signal ends the wait like anything else: the caller's loop comes back here, after the timers have been served.
-  return select(FD_SETSIZE, &sets.read, &sets.write, &sets.except, wait);
+  return select(FD_SETSIZE, &sets.of_kind[0], &sets.of_kind[1], &sets.of_kind[2], wait);
 }
 
 bool is_ahead(const timeval& time) {
@@ -70,9 +68,10 @@ bool dispatch(SelectSet& set, const fd_set& ready, int64_t& remaining, uint32_t&
 uint32_t dispatch_all(const CycleSets& sets, const ReadySets& ready, int32_t ready_count, uint32_t budget) {
   int64_t remaining = ready_count;
   while (remaining > 0) {
-    if (!dispatch(sets.read, ready.read, remaining, budget) || !dispatch(sets.write, ready.write, remaining, budget) ||
-        !dispatch(sets.except, ready.except, remaining, budget)) {
-      break;
+    for (size_t kind = 0; kind < kKinds; ++kind) {
+      if (!dispatch(*sets.of_kind[kind], ready.of_kind[kind], remaining, budget)) {
+        return budget;
+      }
     }
   }
   return budget;
@@ -127,9 +126,9 @@ void serve_timers(Select& reactor, uint32_t budget) {
 }
 
 void purge(const CycleSets& sets, const ReadySets& ready) {
-  NUV_SelectSet_internalRemoveDeleted(&sets.read, &ready.read);
-  NUV_SelectSet_internalRemoveDeleted(&sets.write, &ready.write);
-  NUV_SelectSet_internalRemoveDeleted(&sets.except, &ready.except);
+  for (size_t kind = 0; kind < kKinds; ++kind) {
+    NUV_SelectSet_internalRemoveDeleted(sets.of_kind[kind], &ready.of_kind[kind]);
+  }
 }
 
 // Returns false when nothing is ready and nothing went wrong, so that the cycle has to wait: a signal must not be slept
@@ -199,7 +198,7 @@ int32_t NUV_Select_construct(Select* a_this) {
 }
 
 void NUV_Select_destruct(Select* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   NUV_TimeoutSet_destruct(&a_this->m_oTimeout);
   for (uint32_t event_type = 0; event_type < kEventTypes; ++event_type) {
     NUV_SelectSet_destruct(&a_this->m_oRead[event_type]);
@@ -209,9 +208,9 @@ void NUV_Select_destruct(Select* a_this) {
 }
 
 int32_t NUV_Select_process(Select* a_this, struct timeval* a_timeout) {
-  NUV_REQUIRE(((void *)0) != a_this);
-  const uint32_t internal = receivers(*a_this, NUV_SELECT_INTERNAL);
-  const uint32_t external = receivers(*a_this, NUV_SELECT_EXTERNAL);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
+  const uint32_t internal = receiver_count(*a_this, NUV_SELECT_INTERNAL);
+  const uint32_t external = receiver_count(*a_this, NUV_SELECT_EXTERNAL);
   if (a_timeout == nullptr && external == 0 && a_this->m_oTimeout.m_uCount == 0) {
     // Nothing can end this turn but an internal descriptor, so there is no need to poll.
     return internal == 0 ? 0 : run_cycle(*a_this, NUV_SELECT_INTERNAL, nullptr, /*with_timers=*/false, kUnlimited);

@@ -53,6 +53,10 @@ uint32_t count(const fd_set& ready) {
   return total;
 }
 
+bool has_room(const SelectSet& set) {
+  return set.m_uCount < kCapacity;
+}
+
 NUV_SelectRecv* find(const SelectSet& set, int32_t fd) {
   NUV_SelectRecv* receiver = set.m_pFirst;
   while (receiver != nullptr && receiver->m_iFd != fd) {
@@ -157,13 +161,13 @@ uint32_t nuv::dispatch_fd_set(SelectSet& set, uint32_t budget, const fd_set& rea
 }
 
 int32_t NUV_SelectSet_construct(SelectSet* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   *a_this = {};
   return 1;
 }
 
 void NUV_SelectSet_destruct(SelectSet* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   NUV_SelectRecv* receiver = a_this->m_pFirst;
   while (receiver != nullptr) {
     unlink(&receiver);
@@ -171,15 +175,15 @@ void NUV_SelectSet_destruct(SelectSet* a_this) {
 }
 
 int32_t NUV_SelectSet_available(const SelectSet* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
-  return a_this->m_uCount < kCapacity ? 1 : 0;
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
+  return has_room(*a_this) ? 1 : 0;
 }
 
 NUV_SelectRecv* NUV_SelectSet_setReceiver(SelectSet* a_this, int32_t a_fd, void* a_arg1, uint32_t a_arg2,
                                           uint8_t a_temp, NUV_SelectRecvFunc a_recvfunc) {
   NUV_REQUIRE(((void *)0) != a_this);
   NUV_REQUIRE_TEXT(a_recvfunc != nullptr, "((void *)0) != a_recvfunc");
-  NUV_REQUIRE(NUV_SelectSet_available( a_this) == 1);
+  NUV_REQUIRE_TEXT(has_room(*a_this), "NUV_SelectSet_available( a_this) == 1");
   NUV_SelectRecv* receiver = find(*a_this, a_fd);
   if (receiver == nullptr) {
     receiver = add(*a_this);
@@ -192,7 +196,7 @@ NUV_SelectRecv* NUV_SelectSet_setReceiver(SelectSet* a_this, int32_t a_fd, void*
 }
 
 void NUV_SelectSet_removeReceiver(SelectSet* a_this, int32_t a_fd) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   NUV_SelectRecv* pTmpRecv = find(*a_this, a_fd);
   NUV_CHECK(((void *)0) != pTmpRecv);
   if (a_this->m_bProcessing != 0) {
@@ -200,7 +204,7 @@ void NUV_SelectSet_removeReceiver(SelectSet* a_this, int32_t a_fd) {
   } else {
     remove_now(*a_this, pTmpRecv);
   }
-  NUV_REQUIRE(1 == NUV_SelectSet_available( a_this));
+  NUV_REQUIRE_TEXT(has_room(*a_this), "1 == NUV_SelectSet_available( a_this)");
 }
 
 void NUV_SelectSet_setFdSet(const SelectSet* a_this, fd_set* a_fdset) {

@@ -21,14 +21,21 @@ auto receivers(Set& set) {
   return std::span(set.m_rgRecv, set.m_uCount);
 }
 
+bool has_room(const TimeoutSet& set) {
+  return set.m_uCount < kCapacity;
+}
+
 NUV_TimeoutRecv* find(TimeoutSet& set, uint32_t id) {
   // A timer stands in the slot of its id until one before it goes.
   if (id < set.m_uCount && set.m_rgRecv[id].m_uId == id) {
     return &set.m_rgRecv[id];
   }
-  const auto all = receivers(set);
-  const auto found = std::find_if(all.begin(), all.end(), [id](const auto& timer) { return timer.m_uId == id; });
-  return found != all.end() ? &*found : nullptr;
+  for (NUV_TimeoutRecv& timer : receivers(set)) {
+    if (timer.m_uId == id) {
+      return &timer;
+    }
+  }
+  return nullptr;
 }
 
 // The pool reports an id that it has not given. The last timer moves into the slot, unless it is the one that goes.
@@ -91,20 +98,20 @@ bool fire(TimeoutSet& set, uint32_t slot, NUV_TimeoutRecv& timer) {
 }  // namespace
 
 int32_t NUV_TimeoutSet_construct(TimeoutSet* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   *a_this = {};
   NUV_IndexPool_construct(&a_this->m_oIdPool, kCapacity);
   return 1;
 }
 
 void NUV_TimeoutSet_destruct(TimeoutSet* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   NUV_IndexPool_destruct(&a_this->m_oIdPool);
 }
 
 int32_t NUV_TimeoutSet_available(const TimeoutSet* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
-  return a_this->m_uCount < kCapacity ? 1 : 0;
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
+  return has_room(*a_this) ? 1 : 0;
 }
 
 uint32_t NUV_TimeoutSet_setReceiver(TimeoutSet* a_this, struct timeval a_time, void* a_arg1, uint32_t a_arg2,
@@ -127,15 +134,15 @@ uint32_t NUV_TimeoutSet_setReceiver(TimeoutSet* a_this, struct timeval a_time, v
 }
 
 void NUV_TimeoutSet_updateReceiver(TimeoutSet* a_this, uint32_t a_id, struct timeval a_time) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   if (NUV_TimeoutRecv* timer = find(*a_this, a_id)) {
     timer->m_oTime = a_time;
   }
 }
 
 void NUV_TimeoutSet_removeReceiver(TimeoutSet* a_this, uint32_t a_id) {
-  NUV_REQUIRE(((void *)0) != a_this);
-  NUV_REQUIRE(1 == NUV_TimeoutSet_available( a_this));
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
+  NUV_REQUIRE_TEXT(has_room(*a_this), "1 == NUV_TimeoutSet_available( a_this)");
   NUV_TimeoutRecv* timer = find(*a_this, a_id);
   if (timer == nullptr) {
     return;
@@ -188,7 +195,7 @@ uint32_t NUV_TimeoutSet_process(TimeoutSet* a_this, uint32_t a_budget, const str
 }
 
 void NUV_TimeoutSet_internalRemoveDeleted(TimeoutSet* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   for (uint32_t slot = 0; slot < a_this->m_uCount;) {
     if (is_removed(a_this->m_rgRecv[slot])) {
       remove(*a_this, a_this->m_rgRecv[slot]);

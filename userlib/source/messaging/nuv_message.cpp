@@ -37,27 +37,27 @@ int32_t NUV_Message_construct(Message* a_this, int32_t a_msgtype, int32_t a_dest
 }
 
 void NUV_Message_destruct(Message* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   release_items(*a_this);
 }
 
 int32_t NUV_Message_msgType(const Message* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   return a_this->m_oHeader.m_iMsgType;
 }
 
 int32_t NUV_Message_destPort(const Message* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   return a_this->m_oHeader.m_iDestPort;
 }
 
 int32_t NUV_Message_srcPort(const Message* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   return a_this->m_oHeader.m_iSrcPort;
 }
 
 uint32_t NUV_Message_size(const Message* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   return a_this->m_uSize;
 }
 
@@ -67,7 +67,7 @@ uint32_t NUV_Message_maxSize([[maybe_unused]] const Message* a_this) {
 }
 
 MessageData* NUV_Message_data(Message* a_this, uint32_t a_index) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   NUV_REQUIRE_TEXT(a_this->m_uSize > a_index, "NUV_Message_size( a_this) > a_index");
   return a_index < kCapacity ? &a_this->m_rgData[a_index] : nullptr;
 }

@@ -18,12 +18,12 @@ int32_t NUV_MessageData_construct(MessageData* a_this) {
 }
 
 void NUV_MessageData_destruct(MessageData* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   nuv::release_block(a_this->m_oData);
 }
 
 int32_t NUV_MessageData_type(const MessageData* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   return a_this->m_iType;
 }
 

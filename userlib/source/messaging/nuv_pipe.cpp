@@ -20,7 +20,7 @@ int32_t NUV_Pipe_construct(Pipe* a_this) {
 }
 
 void NUV_Pipe_destruct(Pipe* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   if (a_this->m_bCreated != 0) {
     close(a_this->m_iReadFd);
     close(a_this->m_iWriteFd);
@@ -28,12 +28,12 @@ void NUV_Pipe_destruct(Pipe* a_this) {
 }
 
 int32_t NUV_Pipe_readFd(const Pipe* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   return a_this->m_iReadFd;
 }
 
 int32_t NUV_Pipe_writeFd(const Pipe* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   return a_this->m_iWriteFd;
 }
 

@@ -26,18 +26,18 @@ int32_t NUV_UdpClient_construct(UdpClient* a_this, const char* a_server, uint16_
 }
 
 void NUV_UdpClient_destruct(UdpClient* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   nuv::close_udp_socket(a_this->m_iSocket);
 }
 
 int32_t NUV_UdpClient_socket(const UdpClient* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   return a_this->m_iSocket;
 }
 
 void NUV_UdpClient_socketRead(UdpClient* a_this, int32_t a_socket) {
-  NUV_REQUIRE(((void *)0) != a_this);
-  NUV_REQUIRE(NUV_UdpClient_socket( a_this) == a_socket);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
+  NUV_REQUIRE_TEXT(a_this->m_iSocket == a_socket, "NUV_UdpClient_socket( a_this) == a_socket");
   printf("NUV_UdpClient_socketRead ...");
   nuv::forward_datagram(a_socket, a_this->m_oLocal, a_this->m_iOutFd);
   printf("o.k.\n");

@@ -12,7 +12,7 @@ constexpr char kFamily[] = "nuv_udpserver";
 }  // namespace
 
 int32_t NUV_UdpServer_construct(UdpServer* a_this, uint16_t a_port, int32_t a_outfd) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   a_this->m_iOutFd = a_outfd;
   a_this->m_iSocket = nuv::open_udp_socket();
   if (a_this->m_iSocket < 0) {
@@ -25,18 +25,18 @@ int32_t NUV_UdpServer_construct(UdpServer* a_this, uint16_t a_port, int32_t a_ou
 }
 
 void NUV_UdpServer_destruct(UdpServer* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   nuv::close_udp_socket(a_this->m_iSocket);
 }
 
 int32_t NUV_UdpServer_socket(const UdpServer* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   return a_this->m_iSocket;
 }
 
 void NUV_UdpServer_socketRead(UdpServer* a_this, int32_t a_socket) {
-  NUV_REQUIRE(((void *)0) != a_this);
-  NUV_REQUIRE(NUV_UdpServer_socket( a_this) == a_socket);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
+  NUV_REQUIRE_TEXT(a_this->m_iSocket == a_socket, "NUV_UdpServer_socket( a_this) == a_socket");
   printf("NUV_UdpServer_socketRead ...");
   nuv::forward_datagram(a_socket, a_this->m_oPeer, a_this->m_iOutFd);
   printf("o.k.\n");

@@ -130,8 +130,8 @@ int32_t NUV_Console_construct(Console* a_this, ConsoleCommand* a_store, uint32_t
   a_this->m_uMaxSize = a_size;
   a_this->m_uSize = 0;
   a_this->m_pPrompt = a_prompt;
-  NUV_ENSURE(NUV_Console_maxSize( a_this) == a_size);
-  NUV_ENSURE(NUV_Console_size( a_this) == 0);
+  NUV_ENSURE_TEXT(a_this->m_uMaxSize == a_size, "NUV_Console_maxSize( a_this) == a_size");
+  NUV_ENSURE_TEXT(a_this->m_uSize == 0, "NUV_Console_size( a_this) == 0");
   return 1;
 }
 
@@ -140,30 +140,30 @@ void NUV_Console_destruct([[maybe_unused]] Console* a_this) {
 }
 
 uint32_t NUV_Console_maxSize(const Console* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   return a_this->m_uMaxSize;
 }
 
 uint32_t NUV_Console_size(const Console* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   return a_this->m_uSize;
 }
 
 uint32_t NUV_Console_setCommand(Console* a_this, const char* a_name, void* a_context, NUV_ConsoleFunc a_cmdfunc) {
   NUV_REQUIRE(((void *)0) != a_this);
   NUV_REQUIRE_TEXT(a_cmdfunc != nullptr, "((void *)0) != a_cmdfunc");
-  NUV_REQUIRE(NUV_Console_size( a_this) < NUV_Console_maxSize( a_this));
+  NUV_REQUIRE_TEXT(a_this->m_uSize < a_this->m_uMaxSize, "NUV_Console_size( a_this) < NUV_Console_maxSize( a_this)");
   const uint32_t oldsize = a_this->m_uSize;
   if (has_room(*a_this)) {
     a_this->m_pStore[oldsize] = {a_name, a_context, a_cmdfunc};
     ++a_this->m_uSize;
   }
-  NUV_ENSURE(NUV_Console_size( a_this) == ( oldsize + 1));
+  NUV_ENSURE_TEXT(a_this->m_uSize == oldsize + 1, "NUV_Console_size( a_this) == ( oldsize + 1)");
   return a_this->m_uSize;
 }
 
 void NUV_Console_removeCommand(Console* a_this, const char* a_name) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   const std::span<ConsoleCommand> table = commands(*a_this);
   const auto command = find_command(table, a_name);
   if (command != table.end()) {

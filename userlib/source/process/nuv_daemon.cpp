@@ -116,7 +116,7 @@ int32_t NUV_Daemon_construct(Daemon* a_this, const char* a_processname, const ch
   snprintf(a_this->m_szProcessName, sizeof a_this->m_szProcessName, "%s", a_processname);
   snprintf(a_this->m_szPidFileName, sizeof a_this->m_szPidFileName, "%s%s%s.pid", a_pidfilepath,
            ends_in_slash(a_pidfilepath) ? "" : "/", a_this->m_szProcessName);
-  NUV_ENSURE(0 == NUV_Daemon_daemonized( a_this));
+  NUV_ENSURE_TEXT(a_this->m_bDaemonized == 0, "0 == NUV_Daemon_daemonized( a_this)");
   return 1;
 }
 
@@ -139,13 +139,13 @@ int32_t NUV_Daemon_getPid() {
 }
 
 int32_t NUV_Daemon_daemonized(const Daemon* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   return a_this->m_bDaemonized;
 }
 
 void NUV_Daemon_daemonize(Daemon* a_this) {
-  NUV_REQUIRE(((void *)0) != a_this);
-  NUV_REQUIRE(0 == NUV_Daemon_daemonized( a_this));
+  NUV_REQUIRE_OBJECT(((void *)0) != a_this);
+  NUV_REQUIRE_TEXT(a_this->m_bDaemonized == 0, "0 == NUV_Daemon_daemonized( a_this)");
   if (getppid() != kInit) {
     detach();
   }
