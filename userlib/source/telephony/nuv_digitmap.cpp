@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <memory>
 #include <span>
 #include <string_view>
 
@@ -52,47 +53,66 @@ std::span<const uint32_t> symbols_of(const Pattern& pattern) {
   return {pattern.m_pSymbols, pattern.m_uCount};
 }
 
+// The symbols in front of the first repeated one: each of them stands in the place of one digit.
+size_t fixed_symbols(const Pattern& pattern) {
+  size_t fixed = 0;
+  while (fixed < pattern.m_uCount && !repeats(pattern.m_pSymbols[fixed])) {
+    ++fixed;
+  }
+  return fixed;
+}
+
+bool has_repetition(const Pattern& pattern) {
+  return fixed_symbols(pattern) < pattern.m_uCount;
+}
+
 // ---- which patterns to look at ----
 //
 // The first digits rule out most patterns of a long map. For each of the first places and each symbol there, a block of
 // patterns knows which of them may have that symbol: one word of bits, from which the few patterns that are left for a
-// dial string are read off. A block lies behind the record of its first pattern, so that the list is all there is to a
-// map.
+// dial string are read off.
 
 constexpr size_t kPlaces = 3;
 
+struct Block;
+
+// What every pattern of a list is. Its text lies behind it.
+struct Record : Pattern {
+  Block* block;
+
+  char* text() { return reinterpret_cast<char*>(this + 1); }
+};
+
 struct Block {
-  Pattern first;  // must stay in front: the list leads here
   Block* next;
-  uint32_t count;         // of patterns
-  Pattern* patterns[32];  // a bit each in may_have
+  uint32_t count;       // of patterns
+  Record* records[32];  // a bit each in may_have
   uint32_t may_have[kPlaces][kSymbols.size()];
 };
 
-constexpr uint32_t kBlockSize = std::size(decltype(Block::patterns){});
+constexpr uint32_t kBlockSize = std::size(decltype(Block::records){});
 
 Block* first_block(DigitMap map) {
-  return reinterpret_cast<Block*>(map);
+  return map != nullptr ? static_cast<Record*>(map)->block : nullptr;
 }
 
 // The symbols that a pattern may have at a place. From the first repeated one on, that is any.
 uint32_t symbols_at(const Pattern& pattern, size_t place) {
-  const auto symbols = symbols_of(pattern);
-  const auto fixed = static_cast<size_t>(std::find_if(symbols.begin(), symbols.end(), repeats) - symbols.begin());
+  const size_t fixed = fixed_symbols(pattern);
   if (place < fixed) {
-    return symbols[place];
+    return pattern.m_pSymbols[place];
   }
-  return fixed < symbols.size() ? kAnySymbol : 0;
+  return fixed < pattern.m_uCount ? kAnySymbol : 0;
 }
 
-void enter_pattern(Block& block, Pattern* pattern) {
+void enter_record(Block& block, Record* record) {
   for (size_t place = 0; place < kPlaces; ++place) {
-    const uint32_t symbols = symbols_at(*pattern, place);
+    const uint32_t symbols = symbols_at(*record, place);
     for (size_t i = 0; i < kSymbols.size(); ++i) {
       block.may_have[place][i] |= (symbols >> i & 1) << block.count;
     }
   }
-  block.patterns[block.count] = pattern;
+  block.records[block.count] = record;
   ++block.count;
 }
 
@@ -123,7 +143,7 @@ class Candidates {
     }
     const int index = std::countr_zero(left_);
     left_ &= left_ - 1;
-    return block_->patterns[index];
+    return block_->records[index];
   }
 
  private:
@@ -245,64 +265,66 @@ class PatternReader {
   bool waits_for_timer_ = false;
 };
 
-nuv::MallocPtr<char[]> copy_text(std::string_view text) {
-  auto copy = nuv::malloc_array<char>(text.size() + 1);
-  if (copy != nullptr) {
-    memcpy(copy.get(), text.data(), text.size());
-    copy[text.size()] = '\0';
+struct FreeRecord {
+  void operator()(Record* record) const {
+    free(record->m_pSymbols);
+    free(record);
   }
-  return copy;
-}
+};
 
-void free_pattern(Pattern* pattern) {
-  free(pattern->m_pSymbols);
-  free(pattern->m_pText);
-  free(pattern);
-}
+using RecordPtr = std::unique_ptr<Record, FreeRecord>;
 
-// Makes the record of one pattern, with room behind it up to a size, or null where the text is not valid or memory lacks.
-// A pattern for whose symbols there is no memory is kept without any: it matches nothing dialled, and the rest of the map
-// works on.
-Pattern* make_pattern(std::string_view text, size_t size) {
+// Makes the record of one pattern, or null where the text is not valid or memory lacks. A pattern for whose symbols there
+// is no memory is kept without any: it matches nothing dialled, and the rest of the map works on.
+RecordPtr make_record(std::string_view text) {
   PatternReader measure(nullptr);
   if (!measure.read(text)) {
     return nullptr;
   }
-  nuv::MallocPtr<Pattern> pattern(static_cast<Pattern*>(malloc(size)));
-  if (pattern == nullptr) {
+  RecordPtr record(static_cast<Record*>(malloc(sizeof(Record) + text.size() + 1)));
+  if (record == nullptr) {
     return nullptr;
   }
-  auto symbols = nuv::malloc_array<uint32_t>(measure.count());
-  auto copy = copy_text(text);
-  if (copy == nullptr) {
-    return nullptr;
+  *record = {};
+  record->m_pText = record->text();
+  nuv::store_text({record->text(), text.size() + 1}, text);
+  record->m_bTimer = measure.waits_for_timer() ? 1 : 0;
+  record->m_pSymbols = nuv::malloc_array<uint32_t>(measure.count()).release();
+  if (record->m_pSymbols != nullptr) {
+    record->m_uCount = measure.count();
+    PatternReader(record->m_pSymbols).read(text);
   }
-  const uint32_t count = symbols != nullptr ? measure.count() : 0;
-  if (symbols != nullptr) {
-    PatternReader(symbols.get()).read(text);
-  }
-  *pattern = {symbols.release(), count, copy.release(), measure.waits_for_timer() ? uint8_t{1} : uint8_t{0}, nullptr};
-  return pattern.release();
+  return record;
 }
 
-bool append_pattern(DigitMap& map, std::string_view text) {
+Block* last_block(DigitMap map) {
   Block* block = first_block(map);
   while (block != nullptr && block->next != nullptr) {
     block = block->next;
   }
-  const bool is_full = block == nullptr || block->count == kBlockSize;
-  Pattern* pattern = make_pattern(text, is_full ? sizeof(Block) : sizeof(Pattern));
-  if (pattern == nullptr) {
+  return block;
+}
+
+bool append_pattern(DigitMap& map, std::string_view text) {
+  RecordPtr record = make_record(text);
+  if (record == nullptr) {
     return false;
   }
-  (block != nullptr ? block->patterns[block->count - 1]->m_pNext : map) = pattern;
-  if (is_full) {
-    Block* fresh = first_block(pattern);
-    *fresh = {*pattern, nullptr, 0, {}, {}};
-    (block != nullptr ? block->next : block) = fresh;
-    block = fresh;
+  Block* const last = last_block(map);
+  Pattern*& link = last != nullptr ? last->records[last->count - 1]->m_pNext : map;
+  record->block = last;
+  if (last == nullptr || last->count == kBlockSize) {
+    record->block = nuv::malloc_array<Block>(1).release();
+    if (record->block == nullptr) {
+      return false;
+    }
+    *record->block = {};
+    if (last != nullptr) {
+      last->next = record->block;
+    }
   }
-  enter_pattern(*block, pattern);
+  enter_record(*record->block, record.get());
+  link = record.release();
   return true;
 }
 
@@ -327,10 +349,15 @@ nuv::MallocPtr<char[]> copy_map_text(const char* map) {
 }
 
 void free_patterns(DigitMap& map) {
-  while (map != nullptr) {
-    Pattern* pattern = map;
-    map = pattern->m_pNext;
-    free_pattern(pattern);
+  Block* block = first_block(map);
+  map = nullptr;
+  while (block != nullptr) {
+    for (uint32_t i = 0; i < block->count; ++i) {
+      FreeRecord()(block->records[i]);
+    }
+    Block* const next = block->next;
+    free(block);
+    block = next;
   }
 }
 
@@ -607,10 +634,7 @@ class Check {
   // A complete fit counts only with the timer in the state that the pattern asks for; otherwise it has to wait.
   bool may_complete(const Pattern& pattern) const { return pattern.m_bTimer == timer_; }
 
-  bool needs_table(const Pattern& pattern) const {
-    const auto symbols = symbols_of(pattern);
-    return may_complete(pattern) && std::any_of(symbols.begin(), symbols.end(), repeats);
-  }
+  bool needs_table(const Pattern& pattern) const { return may_complete(pattern) && has_repetition(pattern); }
 
   // Tells whether a pattern that needs no table is partial and as specific as what is complete, or more so. To compare
   // all of them takes long, and most checks end without a complete one: so this comes late, and looks at them again.
@@ -645,13 +669,13 @@ class Check {
 }  // namespace
 
 int32_t NUV_DigitMap_construct(DigitMap* a_this) {
-  NUV_REQUIRE(0 == is_null(a_this));
+  NUV_REQUIRE_OBJECT(0 == is_null(a_this));
   *a_this = nullptr;
   return 1;
 }
 
 void NUV_DigitMap_destruct(DigitMap* a_this) {
-  NUV_REQUIRE(0 == is_null(a_this));
+  NUV_REQUIRE_OBJECT(0 == is_null(a_this));
   free_patterns(*a_this);
 }
 
@@ -681,7 +705,7 @@ int32_t NUV_DigitMap_addMap(DigitMap* a_this, const char* a_map) {
 }
 
 void NUV_DigitMap_dumpMap(const DigitMap* a_this) {
-  NUV_REQUIRE(0 == is_null(a_this));
+  NUV_REQUIRE_OBJECT(0 == is_null(a_this));
   for (const Pattern* pattern = *a_this; pattern != nullptr; pattern = pattern->m_pNext) {
     printf("---------------\n");
     printf("OrigString: %s\n", pattern->m_pText);
