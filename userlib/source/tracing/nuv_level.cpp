@@ -63,23 +63,23 @@ bool convert_row(TableEntry& row, char* line) {
 }  // namespace
 
 int32_t NUV_Level_construct(Level* a_this) {
-  NUV_REQUIRE(a_this != ((void *)0));
+  NUV_REQUIRE_OBJECT(a_this != ((void *)0));
   *a_this = {};
   return 1;
 }
 
 void NUV_Level_destruct(Level* a_this) {
-  NUV_REQUIRE(a_this != ((void *)0));
+  NUV_REQUIRE_OBJECT(a_this != ((void *)0));
   *a_this = {};
 }
 
 void NUV_Level_clean(Level* a_this) {
-  NUV_REQUIRE(a_this != ((void *)0));
+  NUV_REQUIRE_OBJECT(a_this != ((void *)0));
   *a_this = {};
 }
 
 int NUV_Level_indexOfId(const Level* a_this, uint16_t a_u16TableId) {
-  NUV_REQUIRE(a_this != ((void *)0));
+  NUV_REQUIRE_OBJECT(a_this != ((void *)0));
   int i = 0;
   for (const TableEntry& row : rows_in_use(*a_this)) {
     if (row.u16TableId == a_u16TableId) {
@@ -92,7 +92,7 @@ int NUV_Level_indexOfId(const Level* a_this, uint16_t a_u16TableId) {
 }
 
 uint16_t NUV_Level_lastId(const Level* a_this) {
-  NUV_REQUIRE(a_this != ((void *)0));
+  NUV_REQUIRE_OBJECT(a_this != ((void *)0));
   uint16_t u16LastTableId = 0;
   for (const TableEntry& row : rows_in_use(*a_this)) {
     u16LastTableId = std::max(u16LastTableId, row.u16TableId);

@@ -44,12 +44,12 @@ uint16_t NUV_Level_begin(const TraceLevelInit* a_pDB) {
 }
 
 uint16_t NUV_Level_end(const TraceLevelInit* a_pDB) {
-  NUV_REQUIRE(a_pDB != ((void *)0));
+  NUV_REQUIRE_OBJECT(a_pDB != ((void *)0));
   return a_pDB->Level.u16ActSize;
 }
 
 uint16_t NUV_Level_actSize(const TraceLevelInit* a_pDB) {
-  NUV_REQUIRE(a_pDB != ((void *)0));
+  NUV_REQUIRE_OBJECT(a_pDB != ((void *)0));
   return a_pDB->Level.u16ActSize;
 }
 
@@ -59,35 +59,35 @@ uint16_t NUV_Level_maxSize(const TraceLevelInit* a_pDB) {
 }
 
 bool NUV_Level_isEmpty(const TraceLevelInit* a_pDB) {
-  NUV_REQUIRE(a_pDB != ((void *)0));
+  NUV_REQUIRE_OBJECT(a_pDB != ((void *)0));
   return a_pDB->Level.u16ActSize == 0;
 }
 
 bool NUV_Level_isFull(const TraceLevelInit* a_pDB) {
-  NUV_REQUIRE(a_pDB != ((void *)0));
+  NUV_REQUIRE_OBJECT(a_pDB != ((void *)0));
   return a_pDB->Level.u16ActSize == NUV_LEVEL_SIZE;
 }
 
 uint16_t NUV_Level_getIdAtIndex(const TraceLevelInit* a_pDB, uint16_t a_u16Index) {
-  NUV_REQUIRE(a_pDB != ((void *)0));
+  NUV_REQUIRE_OBJECT(a_pDB != ((void *)0));
   NUV_REQUIRE(a_u16Index < a_pDB->Level.u16ActSize);
   return a_u16Index < NUV_LEVEL_SIZE ? a_pDB->Level.TableEntry[a_u16Index].u16TableId : 0;
 }
 
 uint16_t NUV_Level_getIndexAtId(const TraceLevelInit* a_pDB, uint16_t a_u16TableId) {
-  NUV_REQUIRE(a_pDB != ((void *)0));
+  NUV_REQUIRE_OBJECT(a_pDB != ((void *)0));
   const int iIndex = NUV_Level_indexOfId(&a_pDB->Level, a_u16TableId);
   NUV_REQUIRE(iIndex >= 0);
   return static_cast<uint16_t>(iIndex);
 }
 
 bool NUV_Level_findId(const TraceLevelInit* a_pDB, uint16_t a_u16TableId) {
-  NUV_REQUIRE(a_pDB != ((void *)0));
+  NUV_REQUIRE_OBJECT(a_pDB != ((void *)0));
   return NUV_Level_indexOfId(&a_pDB->Level, a_u16TableId) >= 0;
 }
 
 uint16_t NUV_Level_insert(TraceLevelInit* a_pDB, const char* a_pszModulName, uint32_t a_u32TraceLevel) {
-  NUV_REQUIRE(a_pDB != ((void *)0));
+  NUV_REQUIRE_OBJECT(a_pDB != ((void *)0));
   NUV_REQUIRE(a_pDB->Level.u16ActSize < 50);
   NUV_REQUIRE(a_pszModulName != ((void *)0));
   const uint16_t id = NUV_Level_insertRow(&a_pDB->Level);
@@ -97,7 +97,7 @@ uint16_t NUV_Level_insert(TraceLevelInit* a_pDB, const char* a_pszModulName, uin
 }
 
 bool NUV_Level_delete(TraceLevelInit* a_pDB, uint16_t a_u16TableId) {
-  NUV_REQUIRE(a_pDB != ((void *)0));
+  NUV_REQUIRE_OBJECT(a_pDB != ((void *)0));
   NUV_REQUIRE(NUV_Level_indexOfId(&a_pDB->Level, a_u16TableId) >= 0);
   NUV_REQUIRE(a_pDB->Level.u16ActSize > 0);
   NUV_Level_deleteRow(&a_pDB->Level, a_u16TableId);
@@ -114,7 +114,7 @@ void NUV_Level_update(TraceLevelInit* a_pDB, uint16_t a_u16TableId, const char* 
 }
 
 const char* NUV_Level_getModulName(const TraceLevelInit* a_pDB, uint16_t a_u16TableId) {
-  NUV_REQUIRE(a_pDB != ((void *)0));
+  NUV_REQUIRE_OBJECT(a_pDB != ((void *)0));
   const int iIndex = NUV_Level_indexOfId(&a_pDB->Level, a_u16TableId);
   NUV_REQUIRE(iIndex >= 0);
   return iIndex >= 0 ? a_pDB->Level.TableEntry[iIndex].szModulName : "";
@@ -134,14 +134,14 @@ void NUV_Level_setModulName(TraceLevelInit* a_pDB, uint16_t a_u16TableId, const 
 }
 
 uint32_t NUV_Level_getTraceLevel(const TraceLevelInit* a_pDB, uint16_t a_u16TableId) {
-  NUV_REQUIRE(a_pDB != ((void *)0));
+  NUV_REQUIRE_OBJECT(a_pDB != ((void *)0));
   const int iIndex = NUV_Level_indexOfId(&a_pDB->Level, a_u16TableId);
   NUV_REQUIRE(iIndex >= 0);
   return iIndex >= 0 ? a_pDB->Level.TableEntry[iIndex].u32TraceLevel : 0;
 }
 
 void NUV_Level_setTraceLevel(TraceLevelInit* a_pDB, uint16_t a_u16TableId, uint32_t a_u32TraceLevel) {
-  NUV_REQUIRE(a_pDB != ((void *)0));
+  NUV_REQUIRE_OBJECT(a_pDB != ((void *)0));
   const int iIndex = NUV_Level_indexOfId(&a_pDB->Level, a_u16TableId);
   NUV_REQUIRE(iIndex >= 0);
   if (iIndex >= 0) {
@@ -152,14 +152,16 @@ void NUV_Level_setTraceLevel(TraceLevelInit* a_pDB, uint16_t a_u16TableId, uint3
 }
 
 int NUV_Level_findModulName(const TraceLevelInit* a_pDB, const char* a_pszModulName) {
-  NUV_REQUIRE(a_pDB != ((void *)0));
-  const std::string_view name = text_or_empty(a_pszModulName);
-  return find_row(*a_pDB,
-                  [name](const TableEntry& row) { return first_characters(row.szModulName, kNameLength) == name; });
+  NUV_REQUIRE_OBJECT(a_pDB != ((void *)0));
+  const char* const name = text_or_empty(a_pszModulName);
+  if (strlen(name) > kNameLength) {
+    return -1;
+  }
+  return find_row(*a_pDB, [name](const TableEntry& row) { return strncmp(row.szModulName, name, kNameLength) == 0; });
 }
 
 int NUV_Level_findTraceLevel(const TraceLevelInit* a_pDB, uint32_t a_u32TraceLevel) {
-  NUV_REQUIRE(a_pDB != ((void *)0));
+  NUV_REQUIRE_OBJECT(a_pDB != ((void *)0));
   return find_row(*a_pDB, [a_u32TraceLevel](const TableEntry& row) { return row.u32TraceLevel == a_u32TraceLevel; });
 }
 
@@ -169,7 +171,7 @@ bool NUV_Level_isReferenced(const TraceLevelInit* a_pDB, uint16_t /*a_u16TableId
 }
 
 bool NUV_Level_reIndex(TraceLevelInit* a_pDB) {
-  NUV_REQUIRE(a_pDB != ((void *)0));
+  NUV_REQUIRE_OBJECT(a_pDB != ((void *)0));
   uint16_t index = 0;
   for (TableEntry& row : rows_in_use(*a_pDB)) {
     if (!NUV_Level_isReferenced(a_pDB, row.u16TableId)) {

@@ -1,6 +1,7 @@
 #include "nuv_sysloglevel.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include <langinfo.h>
 #include <stdio.h>
@@ -25,26 +26,24 @@ Timestamp::Timestamp() : text{} {
   getTimestamp(text, sizeof text);
 }
 
-Decimal::Decimal(uint32_t number) {
-  char* first = digits_ + sizeof digits_ - 1;
+const char* write_decimal(Digits& digits, uint32_t number, Sign sign) {
+  const bool is_negative = sign == Sign::kSigned && number > INT32_MAX;
+  if (is_negative) {
+    number = 0U - number;
+  }
+  char* first = std::end(digits) - 1;
   *first = '\0';
   do {
     *--first = static_cast<char>('0' + number % 10);
     number /= 10;
   } while (number != 0);
-  text = first;
-}
-
-Decimal::Decimal(int32_t number)
-    : Decimal(number < 0 ? 0U - static_cast<uint32_t>(number) : static_cast<uint32_t>(number)) {
-  if (number < 0) {
-    char* sign = digits_ + (text - digits_) - 1;
-    *sign = '-';
-    text = sign;
+  if (is_negative) {
+    *--first = '-';
   }
+  return first;
 }
 
-void print_line(std::initializer_list<const char*> texts) {
+void print_line(std::span<const char* const> texts) {
   char line[640];  // room for what the macros of daemons write
   size_t length = 0;
   for (const char* text : texts) {
@@ -61,7 +60,6 @@ void print_line(std::initializer_list<const char*> texts) {
 
 }  // namespace nuv
 
-using nuv::Decimal;
 using nuv::g_trace_output;
 using nuv::print_line;
 using nuv::SyslogLine;
@@ -163,7 +161,10 @@ void NUV_Sysloglevel_assert(const char* a_file, uint32_t a_line, const char* a_t
   }
   if (g_trace_output.console != 0) {
     const Timestamp now;
-    print_line({now.text, ": error: ", file, ":", Decimal(a_line).text, "   ", text, "\n"});
+    nuv::Digits digits;
+    const char* const number = nuv::write_decimal(digits, a_line, nuv::Sign::kUnsigned);
+    const char* const texts[] = {now.text, ": error: ", file, ":", number, "   ", text, "\n"};
+    print_line(texts);
   }
 }
 
@@ -176,6 +177,7 @@ void NUV_Sysloglevel_statusinfo(const char* a_ident, const char* a_text) {
   }
   if (g_trace_output.console != 0) {
     const Timestamp now;
-    print_line({now.text, " ", text, "\n"});
+    const char* const texts[] = {now.text, " ", text, "\n"};
+    print_line(texts);
   }
 }

@@ -4,7 +4,7 @@
 #define USERLIB_SOURCE_NUV_SYSLOGLEVEL_INTERNAL_H
 
 #include <array>
-#include <initializer_list>
+#include <span>
 
 #include <stdint.h>
 #include <syslog.h>
@@ -29,29 +29,24 @@ bool console_is_kept_quiet();
 using ModuleRegistry = std::array<NUV_SysloglevelModul, NUV_SYSLOGLEVEL_MODULES>;
 extern ModuleRegistry g_modules;
 
+inline bool is_handle(int handle) {
+  return handle >= 0 && handle < NUV_SYSLOGLEVEL_MODULES;
+}
+
 // The time stamp that starts a console line, or stands in for the system log's own.
 struct Timestamp {
   Timestamp();
   char text[26];
 };
 
-// A number as its line shows it.
-class Decimal {
- public:
-  explicit Decimal(uint32_t number);
-  explicit Decimal(int32_t number);
-  Decimal(const Decimal&) = delete;
-  Decimal& operator=(const Decimal&) = delete;
-
-  const char* text;
-
- private:
-  char digits_[12];
-};
+// The digits of a number, and how its line shows it.
+using Digits = char[12];
+enum class Sign { kUnsigned, kSigned };
+const char* write_decimal(Digits& digits, uint32_t number, Sign sign);
 
 // Prints texts behind each other on standard output, in one go unless they are very long: printf() takes twice as long to
 // put a line together.
-void print_line(std::initializer_list<const char*> texts);
+void print_line(std::span<const char* const> texts);
 
 // Opens the system log under the daemon's ident for as long as one line takes.
 class SyslogLine {

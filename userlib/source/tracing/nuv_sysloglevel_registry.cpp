@@ -20,6 +20,7 @@ constinit ModuleRegistry g_modules = {};
 
 using nuv::g_modules;
 using nuv::g_trace_output;
+using nuv::is_handle;
 using nuv::text_or_empty;
 
 namespace {
@@ -54,10 +55,6 @@ bool lets_through(uint32_t mask, uint32_t type) {
   return type < kTypes.size() && (mask & (UINT32_C(1) << type)) != 0;
 }
 
-bool is_handle(int handle) {
-  return handle >= 0 && handle < NUV_SYSLOGLEVEL_MODULES;
-}
-
 // What checkTracelevel says of a handle that is none. Daemons call that before every line, so it stays free of what the
 // reports need.
 [[gnu::cold, gnu::noinline]] bool refuse_handle(int a_modulHandle) {
@@ -66,24 +63,24 @@ bool is_handle(int handle) {
   return false;
 }
 
-// As much of a name as an entry holds.
-std::string_view as_module_name(const char* text) {
-  return nuv::first_characters(text_or_empty(text), kNameLength);
-}
-
 bool is_free(const NUV_SysloglevelModul& module) {
   return module.szModulName[0] == '\0';
 }
 
 // The place of the module with this name, or of the free entry that it may take, or behind the end if there is neither.
-int find_place(std::string_view name) {
-  const auto place = std::find_if(g_modules.begin(), g_modules.end(), [name](const NUV_SysloglevelModul& module) {
-    return is_free(module) || module.szModulName == name;
-  });
-  return static_cast<int>(place - g_modules.begin());
+int find_place(const char* name) {
+  int place = 0;
+  for (const NUV_SysloglevelModul& module : g_modules) {
+    if (is_free(module) || strncmp(module.szModulName, name, kNameLength) == 0) {
+      break;
+    }
+    ++place;
+  }
+  return place;
 }
 
-NUV_SysloglevelModul& enter(int place, std::string_view name) {
+// As much of the name as an entry holds.
+NUV_SysloglevelModul& enter(int place, const char* name) {
   NUV_SysloglevelModul& module = g_modules[static_cast<size_t>(place)];
   nuv::store_text(module.szModulName, name);
   return module;
@@ -147,18 +144,17 @@ void NUV_Sysloglevel_destruct() {}
 int NUV_Sysloglevel_registerModul(const char* a_modulName) {
   a_modulName = text_or_empty(a_modulName);
   NUV_REQUIRE(strlen( a_modulName) < 11);
-  const std::string_view name = as_module_name(a_modulName);
-  const int i = find_place(name);
+  const int i = find_place(a_modulName);
   NUV_RESOURCE(i < 60);
   if (!is_handle(i)) {
     return -1;
   }
-  enter(i, name);
+  enter(i, a_modulName);
   return i;
 }
 
 bool NUV_Sysloglevel_insertModulnameAndTracelevel(const char* a_modulName, uint32_t a_traceLevel) {
-  const std::string_view name = as_module_name(a_modulName);
+  const char* const name = text_or_empty(a_modulName);
   const int place = find_place(name);
   if (!is_handle(place)) {
     return false;
@@ -179,9 +175,9 @@ bool NUV_Sysloglevel_checkTracelevel(int a_modulHandle, uint32_t a_type) {
 }
 
 bool NUV_Sysloglevel_changeTracelevel(const char* a_modulName, uint32_t a_traceLevel) {
-  const std::string_view name = text_or_empty(a_modulName);
+  const char* const name = text_or_empty(a_modulName);
   for (NUV_SysloglevelModul& module : g_modules) {
-    if (!is_free(module) && module.szModulName == name) {
+    if (!is_free(module) && strcmp(module.szModulName, name) == 0) {
       module.u32TraceLevel = a_traceLevel;
       return true;
     }

@@ -50,7 +50,7 @@ void NUV_TraceLevelInit_clean(TraceLevelInit* a_this) {
 }
 
 bool NUV_TraceLevelInit_hasChanged(const TraceLevelInit* a_this) {
-  NUV_REQUIRE(a_this != ((void *)0));
+  NUV_REQUIRE_OBJECT(a_this != ((void *)0));
   return a_this->bChanged != 0;
 }
 
