@@ -32,13 +32,14 @@ constexpr uint32_t kSines[kSteps] = {
     0x6FA87E4F, 0xFE2CE6E0, 0xA3014314, 0x4E0811A1, 0xF7537E82, 0xBD3AF235, 0x2AD7D2BB, 0xEB86D391,
 };
 
-constexpr int kShifts[4][4] = {{7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, {6, 10, 15, 21}};
+constexpr uint8_t kShifts[4][4] = {{7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, {6, 10, 15, 21}};
 
 // Each round takes the words of the block in an order of its own.
+constexpr uint8_t kFactors[4] = {1, 5, 3, 7};
+constexpr uint8_t kStarts[4] = {0, 1, 5, 0};
+
 constexpr size_t word_of_step(size_t round, size_t step) {
-  constexpr size_t kFactor[4] = {1, 5, 3, 7};
-  constexpr size_t kStart[4] = {0, 1, 5, 0};
-  return (kFactor[round] * step + kStart[round]) % kWords;
+  return (kFactors[round] * step + kStarts[round]) % kWords;
 }
 
 // Words are little-endian in messages and digests, whatever they are in the machine.
@@ -81,27 +82,22 @@ void store_word(uint8_t* bytes, uint32_t word) {
 }
 
 #ifdef __OPTIMIZE_SIZE__
-// Where flash counts more than time, each round is a loop. After four steps every word has its old part again.
-template <size_t kRound>
-[[gnu::always_inline]] inline void take_round(uint32_t (&state)[kDigestWords], const uint32_t (&words)[kWords]) {
-  for (size_t step = kRound * kWords; step < (kRound + 1) * kWords; step += 4) {
-    take_step(kRound, step, state, words);
-    take_step(kRound, step + 1, state, words);
-    take_step(kRound, step + 2, state, words);
-    take_step(kRound, step + 3, state, words);
+// Where flash counts more than time, one loop takes all steps.
+void take_steps(uint32_t (&state)[kDigestWords], const uint32_t (&words)[kWords]) {
+  for (size_t step = 0; step < kSteps; ++step) {
+    take_step(step / kWords, step, state, words);
   }
 }
 #else
 // Step by step: then the number of each is a constant, and the table look-ups vanish, too.
-template <size_t kRound, size_t... kStep>
+template <size_t... kStep>
 [[gnu::always_inline]] inline void take_each_step(uint32_t (&state)[kDigestWords], const uint32_t (&words)[kWords],
-                                                  std::index_sequence<kStep...> /*of a round*/) {
-  (take_step(kRound, kRound * kWords + kStep, state, words), ...);
+                                                  std::index_sequence<kStep...> /*all*/) {
+  (take_step(kStep / kWords, kStep, state, words), ...);
 }
 
-template <size_t kRound>
-[[gnu::always_inline]] inline void take_round(uint32_t (&state)[kDigestWords], const uint32_t (&words)[kWords]) {
-  take_each_step<kRound>(state, words, std::make_index_sequence<kWords>());
+[[gnu::always_inline]] inline void take_steps(uint32_t (&state)[kDigestWords], const uint32_t (&words)[kWords]) {
+  take_each_step(state, words, std::make_index_sequence<kSteps>());
 }
 #endif
 
@@ -112,10 +108,7 @@ void digest_blocks(uint32_t (&state)[kDigestWords], const uint8_t* blocks, uint3
       words[i] = load_word(blocks + i * sizeof words[0]);
     }
     uint32_t next[kDigestWords] = {state[0], state[1], state[2], state[3]};
-    take_round<0>(next, words);
-    take_round<1>(next, words);
-    take_round<2>(next, words);
-    take_round<3>(next, words);
+    take_steps(next, words);
     for (size_t i = 0; i < kDigestWords; ++i) {
       state[i] += next[i];
     }
