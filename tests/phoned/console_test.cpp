@@ -12,6 +12,8 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <utility>
@@ -311,6 +313,34 @@ TEST_F(ConsoleTest, SavedMasksAreBackAfterARestart) {
   const Phoned second({"--console", socket, "--ini", ini});
   EXPECT_NE(second.port(), 0);
   EXPECT_NE(Operator(socket).ask("tr show").find("handle  2 : Line        level : 1023 "), std::string::npos);
+}
+
+// As for whom the power fails in between: the old file is whole until the new one is.
+TEST_F(ConsoleTest, ASavedFileTakesThePlaceOfTheOldOne) {
+  const std::string ini = directory_.file("phoned.ini");
+  ask("tr save " + ini);
+  std::ifstream old(ini);
+  std::filesystem::permissions(ini, std::filesystem::perms(0640));
+  ask("tr changeall 48");
+  EXPECT_EQ(ask("tr save " + ini), "Actual tracelevel is saved in file " + ini + "\n");
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(old), {}),
+            "[TraceLevelInit Version]\n1\n\n[Level]\n0;\"TraceLevel\";113\n1;\"Phoned\";113\n2;\"Line\";113\n"
+            "3;\"DialPlan\";113\n4;\"Console\";113\n\n");
+  EXPECT_NE(TemporaryFile::content_of(ini).find("2;\"Line\";48\n"), std::string::npos);
+  EXPECT_EQ(std::filesystem::status(ini).permissions(), std::filesystem::perms(0640));
+  EXPECT_FALSE(std::filesystem::exists(ini + ".new"));
+}
+
+TEST_F(ConsoleTest, AFileWithTwoNamesKeepsBoth) {
+  const std::string ini = directory_.file("phoned.ini");
+  ask("tr save " + ini);
+  std::filesystem::create_hard_link(ini, directory_.file("other"));
+  std::filesystem::create_symlink(ini, directory_.file("link"));
+  ask("tr changeall 48");
+  EXPECT_EQ(ask("tr save " + directory_.file("link")),
+            "Actual tracelevel is saved in file " + directory_.file("link") + "\n");
+  EXPECT_TRUE(std::filesystem::is_symlink(directory_.file("link")));
+  EXPECT_NE(TemporaryFile::content_of(directory_.file("other")).find("2;\"Line\";48\n"), std::string::npos);
 }
 
 TEST_F(ConsoleTest, TellsThatAFullDiskKeepsNoMasks) {

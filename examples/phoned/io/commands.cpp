@@ -12,6 +12,7 @@
 #include "phoned/core/clock.h"
 #include "phoned/core/text.h"
 #include "phoned/core/trace.h"
+#include "phoned/io/init_file.h"
 #include "phoned/io/output.h"
 
 namespace phoned {
@@ -81,6 +82,11 @@ void check_init_file(const std::string& command, const std::string& path) {
   if ((command == "save" && S_ISFIFO(status.st_mode)) || (command == "restore" && !S_ISREG(status.st_mode))) {
     throw Error(quote_path(path) + " is not a regular file");
   }
+}
+
+// In the library's words.
+std::string save(const std::string& path) {
+  return save_masks(path) ? "Actual tracelevel is saved in file " + path + "\n" : "File " + path + " is not updated\n";
 }
 
 }  // namespace
@@ -155,6 +161,9 @@ std::string Commands::tr(const Words& words) {
   }
   {
     const TimeLimit limit;  // the operator may name a device to save to
+    if (command == "save" && words.count <= 3) {
+      return save(words.count == 3 ? argument(words, 2) : trace::kDefaultInitFile);
+    }
     NUV_Sysloglevel_handleCmd(&console_.record(), words.count, words.words);
   }
   if (command == "console" || command == "file") {
