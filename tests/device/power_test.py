@@ -1,0 +1,122 @@
+"""The power fails while phoned writes to the flash: what is there after the next boot is the old or the new, and whole."""
+import os
+import random
+import re
+import threading
+import time
+
+import board
+from suite import DeviceTest
+
+CUTS = int(os.environ.get("DEVICE_CUTS", "200"))
+SEED = int(os.environ.get("DEVICE_SEED", str(int(time.time()))))
+LANES = 2  # boards at a time
+LONGEST = 0.7  # seconds until the cut
+
+INI = "/flash/phoned.ini"
+MASKS = ("48", "1023")
+MODULES = ("TraceLevel", "Phoned", "Line", "DialPlan", "Console")
+DEFAULT_MASK = "113"
+
+# What keeps the flash busy: an operator who saves by way of a FIFO, as fast as phoned takes it, ...
+SAVES = "while :; do echo 'tr changeall %s'; echo 'tr save'; echo 'tr changeall %s'; echo 'tr save'; done >/var/orders" % MASKS
+# ... or one who starts phoned again and again, which writes its pid file, and saves each time.
+STARTS = """while :; do
+  phonectl console /var/run/phoned.console 'tr changeall %s'; phonectl console /var/run/phoned.console 'tr save'
+  phonectl console /var/run/phoned.console stop; sleep 0.1; /etc/init.d/S50phoned start-alone
+done >/dev/null 2>&1""" % MASKS[1]
+
+# After a boot: the init file, what phoned has read of it, its pid and what its pid file says, and what it complains about.
+LOOK = """
+cat %s; echo @masks
+phonectl console /var/run/phoned.console 'tr show'; echo @pid
+pidof phoned; cat /flash/run/phoned.pid; echo; echo @log
+logread | grep -E 'TraceLevel|init file'; ls -a /flash /flash/run | cat""" % INI
+
+
+def file_with(mask):
+    rows = ['%d;"%s";%s' % (i, module, mask) for i, module in enumerate(MODULES)]
+    return "[TraceLevelInit Version]\n1\n\n[Level]\n" + "\n".join(rows) + "\n\n"
+
+
+class Lane(threading.Thread):
+    """A board whose power is cut again and again."""
+
+    def __init__(self, device, cuts, seed):
+        super().__init__()
+        self.device, self.cuts, self.seed = device, cuts, seed
+        self.random = random.Random(seed)
+        self.problems, self.counts = [], {}
+
+    def run(self):
+        try:
+            with self.device:
+                self.prepare()
+                for number in range(self.cuts):
+                    self.cut_while_busy(number)
+                    self.look(number)
+        except Exception as problem:  # a thread's own would get lost
+            self.problems.append("seed %d: %r" % (self.seed, problem))
+
+    def prepare(self):
+        self.device.power_on()
+        self.device.check("/etc/init.d/S50phoned stop; sleep 1; mkdir /flash/run && "
+                          "echo '--fifo /var/orders --fifo-out /var/said' >/flash/phoned.options && "
+                          "/etc/init.d/S50phoned start; sleep 1")
+        self.device.check("phonectl console /var/run/phoned.console 'tr changeall %s' && "
+                          "phonectl console /var/run/phoned.console 'tr save' && cat %s" % (MASKS[0], INI))
+
+    def cut_while_busy(self, number):
+        busy = SAVES if self.random.random() < 0.7 else STARTS
+        wait = self.random.uniform(0, LONGEST)
+        self.device.note("cut %d of seed %d: %.3f s after the start of %s" % (number, self.seed, wait, busy.split()[-1]))
+        self.device.put("/var/busy", busy + "\n")
+        self.device.send("sh /var/busy &")
+        time.sleep(wait)
+        self.device.cut_power()
+
+    def look(self, number):
+        self.device.power_on()
+        said = board.strip_kernel_messages(self.device.run(LOOK)[1])
+        verdict = self.judge(said)
+        self.counts[verdict] = self.counts.get(verdict, 0) + 1
+        if verdict.startswith("WRONG"):
+            self.problems.append("cut %d of seed %d: %s:\n%s" % (number, self.seed, verdict, said))
+
+    def judge(self, said):
+        file, rest = said.lstrip("\n").split("@masks\n", 1)
+        shown, rest = rest.split("@pid\n", 1)
+        pids, log = rest.split("@log\n", 1)
+        masks = dict(re.findall(r"handle +\d+ : (\w+) +level : (\d+)", shown))
+        running, _, written = pids.strip().partition("\n")
+        if sorted(masks) != sorted(MODULES):
+            return "WRONG: phoned does not answer"
+        if running != written.strip():
+            return "WRONG: the pid file says %r, and phoned is %r" % (written, running)
+        for mask in MASKS:
+            if file == file_with(mask):
+                return "whole, mask " + mask if set(masks.values()) == {mask} else "WRONG: a whole file is not taken"
+        if set(masks.values()) != {DEFAULT_MASK}:
+            return "WRONG: masks of a torn file are taken"
+        return "torn, defaults, and said so" if "TraceLevel" in log or "init file" in log else "WRONG: defaults without a word"
+
+
+class PowerCut(DeviceTest):
+    def test_power_cut(self):
+        self.say("seed %d (DEVICE_SEED), %d cuts (DEVICE_CUTS)" % (SEED, CUTS))
+        start = time.monotonic()
+        frozen = board.Frozen(self.folder())
+        lanes = [Lane(self.board(frozen=frozen), CUTS // LANES + (i < CUTS % LANES), SEED + i) for i in range(LANES)]
+        for lane in lanes:
+            lane.start()
+        for lane in lanes:
+            lane.join()
+        counts = {}
+        for lane in lanes:
+            for verdict, count in lane.counts.items():
+                counts[verdict] = counts.get(verdict, 0) + count
+        for verdict, count in sorted(counts.items()):
+            self.say("%d x %s" % (count, verdict))
+        self.say("%.1f s a cut" % ((time.monotonic() - start) / CUTS))
+        self.assertEqual([problem for lane in lanes for problem in lane.problems], [])
+        self.assertEqual(sum(counts.values()), CUTS)
