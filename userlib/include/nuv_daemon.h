@@ -1,8 +1,7 @@
 /** @file
  * userlib: daemon, a process in the background and its pid file.
  *
- * Turns the calling process into a daemon and keeps the file in which others find its process id, in decimal without a
- * newline.
+ * Turns the calling process into a daemon and keeps its pid file: the process id in decimal, without a newline.
  *
  *     NUV_Daemon_construct(&daemon, "phoned", a_directory);    // such as "/var/run"
  *     if (NUV_Daemon_occupiedPidFile(&daemon)) return 1;    // another one runs
@@ -34,7 +33,7 @@ typedef struct Daemon {
 } Daemon;
 
 /** NUV_Daemon_construct prepares a record for a process of this name (1 to 15 characters) with the pid file
- * "<name>.pid" in the directory a_pidfilepath (at most 73; empty: the root), and returns 1. It copies both texts. */
+ * "<name>.pid" in the directory a_pidfilepath (at most 73 characters; empty: root), and returns 1. Texts are copied. */
 NUV_API int32_t NUV_Daemon_construct(Daemon* a_this, const char* a_processname, const char* a_pidfilepath);
 
 /** NUV_Daemon_destruct releases nothing. The pid file stays. */
@@ -55,16 +54,16 @@ NUV_API int32_t NUV_Daemon_daemonized(const Daemon* a_this);
  * cannot be detached. A child of init is only marked. Requires a process that is no daemon yet. */
 NUV_API void NUV_Daemon_daemonize(Daemon* a_this);
 
-/** They return 1 if the pid file exists, or if it holds the id of the calling process; else 0. */
+/** NUV_Daemon_hasPidFile returns 1 if the pid file exists, NUV_Daemon_checkPidFile if it holds the id of the calling
+ * process; else 0. */
 NUV_API int32_t NUV_Daemon_hasPidFile(const Daemon* a_this);
 NUV_API int32_t NUV_Daemon_checkPidFile(const Daemon* a_this);
 
-/** NUV_Daemon_createPidFile writes the id over whatever the pid file held, which must not be this id. Failure is
- * reported. */
+/** NUV_Daemon_createPidFile writes the process id over what the pid file holds, which must not be this id. A file that
+ * cannot be opened or written is reported. */
 NUV_API void NUV_Daemon_createPidFile(const Daemon* a_this);
 
-/** NUV_Daemon_deletePidFile removes the pid file if it holds the id of the calling process; one that stays is
- * reported. */
+/** NUV_Daemon_deletePidFile removes the pid file if it holds the id of the calling process. Failure is reported. */
 NUV_API void NUV_Daemon_deletePidFile(const Daemon* a_this);
 
 /** NUV_Daemon_occupiedPidFile returns 1 if the pid file names a process that the caller may signal, itself included,
