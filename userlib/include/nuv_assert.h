@@ -66,7 +66,8 @@ NUV_API int32_t is_null(const void* a_pointer);
 NUV_API int32_t illegal_else(void);
 NUV_API int32_t illegal_default(void);
 
-/** The version of the library that is loaded: 1, 4 and 3. */
+/** NUV_Userlib_getVersionMajor, NUV_Userlib_getVersionMinor and NUV_Userlib_getVersionPatch return the version of the
+ * library that is loaded: 1, 4 and 3. */
 NUV_API uint32_t NUV_Userlib_getVersionMajor(void);
 NUV_API uint32_t NUV_Userlib_getVersionMinor(void);
 NUV_API uint32_t NUV_Userlib_getVersionPatch(void);

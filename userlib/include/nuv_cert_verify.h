@@ -36,8 +36,8 @@ NUV_API int32_t NUV_Cert_splitNeedle(char** a_dest, uint32_t a_maxdest, char* a_
  * backslashes. */
 NUV_API int32_t NUV_Cert_splitAttribute(int32_t* a_nid, char* a_AttrValue, const char* a_Attr);
 
-/** These match a_needle with the subject or issuer of a_cert, item by item; the first that fails decides. Both stay
- * the caller's. */
+/** NUV_CertVerify_Subject and NUV_CertVerify_Issuer match a_needle with the subject or the issuer of a_cert, item by
+ * item; the first item that fails decides. Both arguments stay the caller's. */
 NUV_API int32_t NUV_CertVerify_Subject(const struct x509_st* a_cert, const char* a_needle);
 NUV_API int32_t NUV_CertVerify_Issuer(const struct x509_st* a_cert, const char* a_needle);
 

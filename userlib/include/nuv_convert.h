@@ -25,12 +25,13 @@ extern "C" {
  * buffer as long as a_src is large enough. Without the second quote it returns 0, but has written by then. */
 NUV_API int32_t NUV_Convert_string(char* a_dest, const char* a_src);
 
-/** These convert digits, modulo 2^32. For NUV_Convert_uint16 the result must then be below 65536. */
+/** NUV_Convert_uint16 and NUV_Convert_uint32 convert one or more digits, modulo 2^32. For the former, the result must
+ * then be below 65536. */
 NUV_API int32_t NUV_Convert_uint16(uint16_t* a_dest, const char* a_src);
 NUV_API int32_t NUV_Convert_uint32(uint32_t* a_dest, const char* a_src);
 
-/** These convert digits behind an optional sign; a sign alone is 0. The value wraps as 32 bits; that of
- * NUV_Convert_int16 must then be below 32768 or, with a "-", at least -32768. */
+/** NUV_Convert_int16 and NUV_Convert_int32 convert digits behind an optional sign; a sign alone is 0. The value wraps
+ * as 32 bits; that of the former must then be below 32768 or, with a "-", at least -32768. */
 NUV_API int32_t NUV_Convert_int16(int16_t* a_dest, const char* a_src);
 NUV_API int32_t NUV_Convert_int32(int32_t* a_dest, const char* a_src);
 

@@ -39,7 +39,8 @@ NUV_API int32_t NUV_Daemon_construct(Daemon* a_this, const char* a_processname, 
 /** NUV_Daemon_destruct releases nothing. The pid file stays. */
 NUV_API void NUV_Daemon_destruct(Daemon* a_this);
 
-/** The name of the process, and that of the pid file with its directory: texts in the record. */
+/** NUV_Daemon_getProcessName returns the name of the process, NUV_Daemon_getPidFileName that of the pid file with its
+ * directory. The texts are in the record. */
 NUV_API const char* NUV_Daemon_getProcessName(const Daemon* a_this);
 NUV_API const char* NUV_Daemon_getPidFileName(const Daemon* a_this);
 

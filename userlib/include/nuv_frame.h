@@ -56,18 +56,21 @@ NUV_API void NUV_Frame_assign(Frame* a_this, Frame* a_src);
 /** NUV_Frame_absoluteSize returns the size of the block in bytes, headroom and tailroom included. */
 NUV_API uint32_t NUV_Frame_absoluteSize(const Frame* a_this);
 
-/** The addresses of the block (null without one), of the first byte of the content, and one past its last byte. */
+/** NUV_Frame_address returns the address of the block (null without one), NUV_Frame_begin that of the first byte of
+ * the content, and NUV_Frame_end the one past its last byte. */
 NUV_API uint8_t* NUV_Frame_address(const Frame* a_this);
 NUV_API uint8_t* NUV_Frame_begin(const Frame* a_this);
 NUV_API uint8_t* NUV_Frame_end(const Frame* a_this);
 
-/** The bytes of headroom, of tailroom and of content. */
+/** NUV_Frame_offsetFront returns the bytes of headroom, NUV_Frame_offsetRear those of tailroom, and NUV_Frame_size
+ * those of content. */
 NUV_API uint32_t NUV_Frame_offsetFront(const Frame* a_this);
 NUV_API uint32_t NUV_Frame_offsetRear(const Frame* a_this);
 NUV_API uint32_t NUV_Frame_size(const Frame* a_this);
 
-/** Reducing strips a_offset bytes from an end of the content, which become headroom or tailroom; expanding gives bytes
- * of these back to the content. Requires at least a_offset bytes there. */
+/** NUV_Frame_reduceFront and NUV_Frame_reduceRear strip a_offset bytes from an end of the content, which become
+ * headroom or tailroom; NUV_Frame_expandFront and NUV_Frame_expandRear give such bytes back to it. Each requires at
+ * least a_offset bytes there. */
 NUV_API void NUV_Frame_reduceFront(Frame* a_this, uint32_t a_offset);
 NUV_API void NUV_Frame_expandFront(Frame* a_this, uint32_t a_offset);
 NUV_API void NUV_Frame_reduceRear(Frame* a_this, uint32_t a_offset);

@@ -38,7 +38,8 @@ NUV_API int32_t NUV_IndexPool_construct(IndexPool* a_this, uint32_t a_size);
 /** NUV_IndexPool_destruct frees the bits. Indices that are still held need no release first. */
 NUV_API void NUV_IndexPool_destruct(IndexPool* a_this);
 
-/** The number of indices of the pool, of those that are free, and of those that are occupied. */
+/** NUV_IndexPool_size returns the number of indices of the pool, NUV_IndexPool_free that of the free ones, and
+ * NUV_IndexPool_busy that of the occupied ones. */
 NUV_API uint32_t NUV_IndexPool_size(const IndexPool* a_this);
 NUV_API uint32_t NUV_IndexPool_free(const IndexPool* a_this);
 NUV_API uint32_t NUV_IndexPool_busy(const IndexPool* a_this);

@@ -50,7 +50,8 @@ typedef struct Level {
   struct TableEntry TableEntry[50]; /**< the rows; 0 to u16ActSize - 1 are in use */
 } Level;
 
-/** All three empty the table and zero its rows; the first returns 1. */
+/** NUV_Level_construct, NUV_Level_destruct and NUV_Level_clean empty the table and zero its rows. The first returns
+ * 1. */
 NUV_API int32_t NUV_Level_construct(Level* a_this);
 NUV_API void NUV_Level_destruct(Level* a_this);
 NUV_API void NUV_Level_clean(Level* a_this);
@@ -86,7 +87,7 @@ NUV_API uint16_t NUV_Level_end(const TraceLevelInit* a_pDB);
 NUV_API uint16_t NUV_Level_actSize(const TraceLevelInit* a_pDB);
 NUV_API uint16_t NUV_Level_maxSize(const TraceLevelInit* a_pDB);
 
-/** They tell whether no row is in use, or all 50 are. */
+/** NUV_Level_isEmpty tells whether no row is in use, NUV_Level_isFull whether all 50 are. */
 NUV_API bool NUV_Level_isEmpty(const TraceLevelInit* a_pDB);
 NUV_API bool NUV_Level_isFull(const TraceLevelInit* a_pDB);
 
@@ -123,7 +124,8 @@ NUV_API uint32_t NUV_Level_getTraceLevel(const TraceLevelInit* a_pDB, uint16_t a
 /** NUV_Level_setTraceLevel stores a mask in the row with this id. Sets bChanged. */
 NUV_API void NUV_Level_setTraceLevel(TraceLevelInit* a_pDB, uint16_t a_u16TableId, uint32_t a_u32TraceLevel);
 
-/** They return the id of the first row with exactly this name, case included, or this mask, or -1. */
+/** NUV_Level_findModulName returns the id of the first row with exactly this name, case included, and
+ * NUV_Level_findTraceLevel that of the first with this mask; -1 if there is none. */
 NUV_API int NUV_Level_findModulName(const TraceLevelInit* a_pDB, const char* a_pszModulName);
 NUV_API int NUV_Level_findTraceLevel(const TraceLevelInit* a_pDB, uint32_t a_u32TraceLevel);
 

@@ -46,8 +46,8 @@ NUV_API int32_t NUV_Memory_construct(Memory* a_this, uint32_t a_size);
 /** NUV_Memory_destruct gives the block back. The fields stay as they are: destruct once, or construct again. */
 NUV_API void NUV_Memory_destruct(Memory* a_this);
 
-/** The size of the block in bytes, its address, and the address one past its last byte; 0 and null for an empty
- * handle. */
+/** NUV_Memory_size returns the size of the block in bytes, NUV_Memory_begin its address, and NUV_Memory_end the
+ * address one past its last byte; 0 and null for an empty handle. */
 NUV_API uint32_t NUV_Memory_size(const Memory* a_this);
 NUV_API uint8_t* NUV_Memory_begin(const Memory* a_this);
 NUV_API uint8_t* NUV_Memory_end(const Memory* a_this);

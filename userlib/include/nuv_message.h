@@ -43,12 +43,13 @@ NUV_API int32_t NUV_Message_construct(Message* a_this, int32_t a_msgtype, int32_
 /** NUV_Message_destruct gives back the blocks of all five items. */
 NUV_API void NUV_Message_destruct(Message* a_this);
 
-/** The type of the message, the port that it is for, and the port that it comes from. */
+/** NUV_Message_msgType returns the type of the message, NUV_Message_destPort the port that it is for, and
+ * NUV_Message_srcPort the port that it comes from. */
 NUV_API int32_t NUV_Message_msgType(const Message* a_this);
 NUV_API int32_t NUV_Message_destPort(const Message* a_this);
 NUV_API int32_t NUV_Message_srcPort(const Message* a_this);
 
-/** The number of items in use, and the five that fit. */
+/** NUV_Message_size returns the number of items in use, NUV_Message_maxSize the five that fit. */
 NUV_API uint32_t NUV_Message_size(const Message* a_this);
 NUV_API uint32_t NUV_Message_maxSize(const Message* a_this);
 

@@ -35,7 +35,8 @@ NUV_API int32_t NUV_Pipe_construct(Pipe* a_this);
 /** NUV_Pipe_destruct closes the read end and then the write end, if there are any. Destruct once. */
 NUV_API void NUV_Pipe_destruct(Pipe* a_this);
 
-/** The descriptors of the read end, for a reactor, and of the write end. They stay the pipe's. */
+/** NUV_Pipe_readFd returns the descriptor of the read end, for a reactor, and NUV_Pipe_writeFd that of the write end.
+ * Both stay the pipe's. */
 NUV_API int32_t NUV_Pipe_readFd(const Pipe* a_this);
 NUV_API int32_t NUV_Pipe_writeFd(const Pipe* a_this);
 

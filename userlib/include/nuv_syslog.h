@@ -40,11 +40,11 @@ enum {
  * byte of a_flag counts, and any byte but 0 means the system log. */
 NUV_API void NUV_Syslog_set(uint32_t a_flag);
 
-/** These write "<type>:<text>", without file and line. */
+/** NUV_Syslog_info and NUV_Syslog_trace write "<type>:<text>", without file and line. */
 NUV_API void NUV_Syslog_info(const char* a_file, uint32_t a_line, const char* a_text);
 NUV_API void NUV_Syslog_trace(const char* a_file, uint32_t a_line, const char* a_text);
 
-/** These write "<type>:<base name of the file>:<line>:<text>". */
+/** NUV_Syslog_debug, NUV_Syslog_warning and NUV_Syslog_error write "<type>:<base name of the file>:<line>:<text>". */
 NUV_API void NUV_Syslog_debug(const char* a_file, uint32_t a_line, const char* a_text);
 NUV_API void NUV_Syslog_warning(const char* a_file, uint32_t a_line, const char* a_text);
 NUV_API void NUV_Syslog_error(const char* a_file, uint32_t a_line, const char* a_text);

@@ -150,8 +150,8 @@ NUV_API void NUV_Sysloglevel_printTracelevel(uint32_t a_traceLevel);
  *
  * @{ */
 
-/** Info, trace and warning write "<type>:<module>   <text>"; debug, error, tracect and tracedo write "<type>:<module>:
- * <base name of a_file>:<line>   <text>"; guioutput writes "<module>: <text>". */
+/** NUV_Sysloglevel_info, _trace and _warning write "<type>:<module>   <text>"; _debug, _error, _tracect and _tracedo
+ * write "<type>:<module>: <base name of a_file>:<line>   <text>"; _guioutput writes "<module>: <text>". */
 NUV_API void NUV_Sysloglevel_info(int a_ModulHandle, const char* a_file, uint32_t a_line, const char* a_text);
 NUV_API void NUV_Sysloglevel_trace(int a_ModulHandle, const char* a_file, uint32_t a_line, const char* a_text);
 NUV_API void NUV_Sysloglevel_debug(int a_ModulHandle, const char* a_file, uint32_t a_line, const char* a_text);

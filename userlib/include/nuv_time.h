@@ -35,16 +35,16 @@ NUV_API int32_t nuv_gettimeofday_absolute(struct timeval* r_time);
  */
 NUV_API uint32_t NUV_Time_getTime(void);
 
-/** The present time in UTC, or in Central Europe, in the C library's static record. The second one sets TZ of the
- * whole process. */
+/** NUV_getGMTime returns the present time in UTC, NUV_getLocalTime that of Central Europe, in the C library's static
+ * record. The latter sets the variable TZ of the whole process. */
 NUV_API struct tm* NUV_getGMTime(void);
 NUV_API struct tm* NUV_getLocalTime(void);
 
 /** NUV_localTime sets TZ as NUV_getLocalTime() does and returns time(r_time), which is UTC; r_time may be null. */
 NUV_API time_t NUV_localTime(time_t* r_time);
 
-/** They add *a_b to *a_a, or take it off. Microseconds of exactly 1000000 stay; a negative interval has negative
- * seconds only. */
+/** NUV_timeval_inc adds *a_b to *a_a, NUV_timeval_dec takes it off. Microseconds of exactly 1000000 stay as they are;
+ * a negative interval has negative seconds only. */
 NUV_API void NUV_timeval_inc(struct timeval* a_a, const struct timeval* a_b);
 NUV_API void NUV_timeval_dec(struct timeval* a_a, const struct timeval* a_b);
 

@@ -40,7 +40,7 @@ extern NUV_API int gmodulHandleTraceLevelInit;
 /** NUV_TraceLevelInit_construct makes an empty, unchanged record, registers "TraceLevel", and returns 1. */
 NUV_API int32_t NUV_TraceLevelInit_construct(TraceLevelInit* a_this);
 
-/** Both empty the table; bChanged stays as it is. */
+/** NUV_TraceLevelInit_destruct and NUV_TraceLevelInit_clean empty the table; bChanged stays as it is. */
 NUV_API void NUV_TraceLevelInit_destruct(TraceLevelInit* a_this);
 NUV_API void NUV_TraceLevelInit_clean(TraceLevelInit* a_this);
 
