@@ -72,6 +72,15 @@ class ReportTest(unittest.TestCase):
         self.assertEqual(self.row(out, "case"), "case userlib limit libone libtwo ours / limit ours / best peer".split())
         self.assertEqual(self.row(out, "size/1"), ["size/1", "30.0", "25.0", "60.0", "90.0", "1.20", "0.50"])
 
+    def test_shows_what_devices_have_with_the_ratios_of_its_own_run(self):
+        device = (runs("size/1/userlib", [80] * 5, family=0) + runs("size/1/limit", [20] * 5, family=1)
+                  + runs("size/1/libone", [160] * 5, family=2))
+        (self.directory / "speed.device.json").write_text(json.dumps({"benchmarks": device}), encoding="utf-8")
+        status, out, err = self.report(NOTE + bar("size/1", ["limit"], 1.2))
+        self.assertEqual((status, err), (0, ""))  # the bar is about the other run
+        self.assertTrue(out.splitlines()[3].endswith("device  device / limit  device / best peer"))
+        self.assertEqual(self.row(out, "size/1")[5:], ["1.20", "0.50", "80.0", "4.00", "0.50"])
+
     def test_keeps_the_order_of_the_program(self):
         _, out, _ = self.report(NOTE, runs("b/userlib", [2], family=7) + runs("a/userlib", [1], family=9))
         self.assertLess(out.index("b  "), out.index("a  "))
@@ -138,6 +147,14 @@ class ReportTest(unittest.TestCase):
         status, out, err = self.report(NOTE + bar("size/1", ["limit"], 1.1, reason))
         self.assertEqual(status, 1)
         self.assertIn("the bar is 1.15", err)
+
+    def test_says_a_reason_once_for_all_cases_that_it_is_about(self):
+        reason = 'reason = "the kernel"\nexpected_at_most = 3'
+        measured = self.measured + runs("size/2/userlib", [50] * 5, family=4) + runs("size/2/limit", [25] * 5, family=5)
+        toml = NOTE + bar("size/1", ["limit"], 1.1, reason) + bar("size/2", ["limit"], 1.1, reason)
+        _, out, _ = self.report(toml, measured)
+        self.assertIn("  size/1, size/2: the kernel\n", out)
+        self.assertEqual(out.count("the kernel"), 1)
 
     def test_is_quiet_but_for_misses(self):
         self.assertEqual(self.report(NOTE + bar("size/1", ["limit"], 1.2), arguments=["--quiet"]), (0, "", ""))
@@ -217,11 +234,11 @@ class ReportTest(unittest.TestCase):
         _, _, page = self.page(NOTE)
         self.assertIn("<!-- instructions -->\n<!-- end -->\n", page)
         counted = "<!-- instructions -->\n| an event | 734 |\n<!-- end -->\n"
-        (self.directory / "page.md").write_text(f"before\n{counted}after\n", encoding="utf-8")
+        (self.directory / "page.md").write_text(f"long ago\n{counted}", encoding="utf-8")
         _, _, page = self.page(NOTE)
         self.assertEqual(page.count(counted), 1)
         self.assertEqual(page.count("<!-- instructions -->"), 1)
-        self.assertNotIn("before", page)
+        self.assertNotIn("long ago", page)
 
     def test_writes_the_page_of_a_miss_too(self):
         status, _, page = self.page(NOTE + bar("size/1", ["limit"], 1.1))
