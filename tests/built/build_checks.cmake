@@ -26,13 +26,17 @@ set(calls -pedantic-errors -I${PROJECT_SOURCE_DIR}/tests ${PROJECT_SOURCE_DIR}/t
 add_test(NAME log_macros.c99 COMMAND ${CMAKE_C_COMPILER} ${USERLIB_C_OPTIONS} -std=c99 ${strict} -x c ${calls})
 add_test(NAME log_macros.cxx20 COMMAND ${CMAKE_CXX_COMPILER} ${USERLIB_CXX_OPTIONS} -std=c++20 ${strict} -x c++ ${calls})
 
-# So does the header for C++, in the standards that it takes, and under all warnings without the help of the run time.
-file(CONFIGURE OUTPUT headers/userlib.hpp.cpp CONTENT "#include <userlib.hpp>\n#include <userlib.hpp>\n" @ONLY)
-foreach(standard 17 20)
-  add_test(NAME header.cxx${standard}.userlib.hpp
-           COMMAND ${CMAKE_CXX_COMPILER} ${USERLIB_CXX_OPTIONS} -std=c++${standard} -fno-exceptions -fno-rtti -pedantic
-                   -Wall -Wextra -Wshadow -Wconversion -Werror -fsyntax-only -I${USERLIB_INCLUDE_DIR}
-                   ${CMAKE_CURRENT_BINARY_DIR}/headers/userlib.hpp.cpp)
+# So do the headers for C++, in the standards that they take, and under all warnings without the help of the run time.
+file(GLOB USERLIB_CXX_HEADERS CONFIGURE_DEPENDS ${USERLIB_INCLUDE_DIR}/*.hpp)
+foreach(header IN LISTS USERLIB_CXX_HEADERS)
+  get_filename_component(name ${header} NAME)
+  file(CONFIGURE OUTPUT headers/${name}.cpp CONTENT "#include <${name}>\n#include <${name}>\n" @ONLY)
+  foreach(standard 17 20)
+    add_test(NAME header.cxx${standard}.${name}
+             COMMAND ${CMAKE_CXX_COMPILER} ${USERLIB_CXX_OPTIONS} -std=c++${standard} -fno-exceptions -fno-rtti -pedantic
+                     -Wall -Wextra -Wshadow -Wconversion -Werror -fsyntax-only -I${USERLIB_INCLUDE_DIR}
+                     ${CMAKE_CURRENT_BINARY_DIR}/headers/${name}.cpp)
+  endforeach()
 endforeach()
 
 # The records lie where daemons that were compiled before expect them. The check must notice a field that has moved and a
