@@ -52,7 +52,7 @@ dpkg-query --show --showformat '${Package} ${Version} ${db:Status-Status}\n' $na
 expect ' /etc/phoned/dialplan' sh -c "dpkg-query --show --showformat '\${Conffiles}' phoned | sed 's/ [0-9a-f]*\$//'"
 [ -L /etc/systemd/system/multi-user.target.wants/phoned.service ] || fail 'the unit is not enabled'
 
-for page in 8/phoned.8 8/phonectl.8; do
+for page in 3/nuv_frame.3 3/NUV_Frame_swap.3 5/userlib-ini.5 7/userlib.7 8/phoned.8 8/phonectl.8; do
   [ -e "/usr/share/man/man$page.gz" ] || fail "there is no manual page $page"
 done
 
