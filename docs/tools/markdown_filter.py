@@ -85,7 +85,9 @@ class Page:
         if not re.search(r"[\\%@#<&]", text):
             return match.group()
         # Between backticks Doxygen drops a "%" in front of a word, and reads commands.
-        escaped = re.sub(r"([\\%@#])", r"\\\1", html.escape(text.strip() if len(match.group(1)) > 1 else text, False))
+        text = html.escape(text.strip() if len(match.group(1)) > 1 else text, False)
+        # In a table a bar inside of code is written with a backslash in front.
+        escaped = re.sub(r"([\\%@#])(?!124;)", r"\\\1", text.replace("\\|", "&#124;"))
         return "<code>%s</code>" % escaped
 
     def inline(self, text):
