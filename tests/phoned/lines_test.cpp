@@ -5,7 +5,7 @@
 #include <set>
 
 #include "nuv_addressmanager.h"
-#include "phoned/core/allocator.h"
+#include "phoned/core/statistics.h"
 
 namespace {
 

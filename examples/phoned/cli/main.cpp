@@ -1,14 +1,12 @@
-// phoned decides what telephone lines have dialled.
+// phoned decides what telephone lines have dialled. The path of an event through this file:
 //
-// The road of an event, from top to bottom of this file:
+//     1. on_datagram     a datagram has arrived: the channel moves it from the socket into the request pipe
+//     2. on_request      it becomes a message for the dial layer, and the channel sends the answer
+//     3. decide_overdue  no digit came in time: the dial layer decides, and the channel sends the outcome
+//     4. on_signal       phoned is to end, or to read its dial plan again
+//     5. pass_on         what was printed meanwhile goes out, without waiting for its reader
 //
-//     1. on_datagram     a datagram has come: the channel moves it from the socket into the request pipe
-//     2. on_request      what the channel reads out of that pipe becomes a message for the dial layer, which answers
-//     3. decide_overdue  no digit has come in time: the dial layer decides, and the channel sends the outcome
-//     4. on_signal       somebody wants phoned to end, or to read its dial plan again
-//     5. pass_on         what was said meanwhile goes out, and nobody waits for that
-//
-// A reactor calls these functions, and everything happens in one thread.
+// The reactor calls these functions, all in one thread.
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -20,9 +18,9 @@
 
 #include "nuv_assert.h"
 #include "phoned/cli/options.h"
-#include "phoned/core/allocator.h"
 #include "phoned/core/clock.h"
 #include "phoned/core/dial_layer.h"
+#include "phoned/core/statistics.h"
 #include "phoned/core/trace.h"
 #include "phoned/io/channel.h"
 #include "phoned/io/commands.h"
@@ -41,7 +39,7 @@ constexpr int kUsage = 2;
 Output g_standard_output(stdout);
 Output g_standard_error(stderr);
 
-// Whether phoned has left its terminal, so that only the system log listens.
+// Complaints go to the system log only, then.
 bool g_is_in_background = false;
 
 void complain(const std::string& why) {
@@ -51,7 +49,7 @@ void complain(const std::string& why) {
   }
 }
 
-// A plan is taken as it stands; whoever has written it may have meant something else.
+// A plan is used as it is, though its author may have meant something else.
 void log_warnings(const DialPlan& plan) {
   for (const std::string& warning : plan.warnings()) {
     PHONED_LOG(WARNING, trace::modules.dial_plan, "dial plan, %s", warning.c_str());
@@ -64,7 +62,7 @@ void finish_outputs() {
 }
 
 void open_outputs() {
-  // A reader of phoned's output that goes away is no reason to die, nor is a terminal that others use a reason to stop.
+  // A reader who goes away does not end phoned, and a terminal that others use does not stop it.
   for (const int signal : {SIGPIPE, SIGTTOU, SIGTTIN}) {
     std::signal(signal, SIG_IGN);
   }
@@ -78,15 +76,14 @@ class Daemon : userlib::Pinned {
   Daemon(const Options& options, DialPlan plan)
       : options_(options), dial_layer_(std::move(plan), options.interdigit, counts_) {}
 
-  // Everything that can go wrong goes wrong here, while somebody is there to read about it.
+  // Everything that can fail fails here, before phoned detaches and nobody reads its messages.
   void start() {
     if (options_.run_dir || !options_.is_foreground) {
       instance_.claim(options_.run_dir.value_or(Options::kDefaultRunDir), !options_.is_foreground);
     }
     signals_.open({SIGTERM, SIGINT, SIGHUP, SIGCHLD});
     channel_.open(options_.port);
-    // The signals come by an external descriptor, because the wait looks at those only: a signal that comes between the
-    // look at the internal ones and the wait would lie there until something else ends the wait.
+    // Signals need an external descriptor: the reactor's wait does not end for internal ones.
     if (!datagram_.read_external(channel_.socket_fd()) || !request_.read(channel_.request_fd()) ||
         !signal_.read_external(signals_.fd()) || !wait_for_deadline() || !report_.start_every(options_.statistics)) {
       throw Error(kCannotWatch);
@@ -100,7 +97,7 @@ class Daemon : userlib::Pinned {
     PHONED_LOG(INFO, trace::modules.phoned, "listening on port %u", channel_.port());
   }
 
-  // Returns when somebody has asked for the end.
+  // Returns when phoned was asked to end.
   void serve() {
     pass_on();  // what the start has printed, before the first wait
     while (!is_ending_) {
@@ -111,7 +108,7 @@ class Daemon : userlib::Pinned {
     tell_counts();
   }
 
-  // Removes what the daemon has made. Returns false if something could not be removed, which is complained about.
+  // Removes the daemon's files. Returns false, with a complaint, if that was not possible.
   bool close() {
     bool is_clean = true;
     for (const std::string& problem : {operators_.close(), instance_.release()}) {
@@ -124,31 +121,29 @@ class Daemon : userlib::Pinned {
   }
 
  private:
-  // ---- 1. A datagram has come ----
+  // ---- 1. A datagram has arrived ----
 
   void on_datagram() {
     const auto waiting = channel_.peek();
     if (!waiting || is_ending_) {
-      return;  // nobody would answer any more
+      return;
     }
     if (uint64_t Statistics::*const count = silence_for(*waiting)) {
       ++(counts_.*count);
       channel_.drop();
     } else if (!can_be_bridged(waiting->size)) {
-      PHONED_LOG(TRACEMF, trace::modules.line, "card", ntohs(waiting->sender.sin_port),
-                 trace::shown(waiting->text).c_str(), "channel", channel_.port(), trace::kIn);
+      trace::message(part_of(waiting->sender), waiting->text, channel_part(), trace::Way::kIn);
       channel_.drop();
-      Event event(Event::Kind::kBad, 0, waiting->sender,
-                  "datagram of " + std::to_string(waiting->size) + " bytes: at most " + std::to_string(kMaxDatagram) +
-                      " are taken");
-      answer(waiting->sender, dial_layer_.handle(std::move(event), monotonic_now()));
+      const std::string why = "datagram of " + std::to_string(waiting->size) + " bytes: at most " +
+                              std::to_string(kMaxDatagram) + " are taken";
+      answer(waiting->sender, dial_layer_.handle(Event(Event::Kind::kBad, 0, waiting->sender, why), monotonic_now()));
     } else if (!channel_.receive()) {
       count_loss("a datagram");
     }
   }
 
-  // Where to count a datagram that gets no answer; null if it gets one. Neither strangers nor another phoned, or this one
-  // under a forged address, can make it talk to them.
+  // Where to count a datagram that gets no answer; null if it gets one. Strangers get none, and neither does another phoned,
+  // nor this one behind a forged address: they would answer each other for ever.
   uint64_t Statistics::*silence_for(const Channel::Waiting& waiting) const {
     if (!options_.allowed.contains(waiting.sender)) {
       return &Statistics::strangers;
@@ -167,23 +162,23 @@ class Daemon : userlib::Pinned {
     if (datagram.size() == 0) {
       return count_loss("a datagram");
     }
-    PHONED_LOG(TRACEMF, trace::modules.line, "card", ntohs(card.sin_port), trace::shown(datagram.text()).c_str(),
-               "channel", channel_.port(), trace::kIn);
-    PHONED_LOG(TRACEMF, trace::modules.line, "channel", channel_.port(), trace::shown(datagram.text()).c_str(),
-               "dial layer", 0, trace::kIn);
+    trace::message(part_of(card), datagram.text(), channel_part(), trace::Way::kIn);
+    trace::message(channel_part(), datagram.text(), kDialLayer, trace::Way::kIn);
     PHONED_LOG(TRACE, trace::modules.line, "event %s", quote(datagram.text()).c_str());
     answer(card, dial_layer_.handle(parse_event(datagram, card), monotonic_now()));
   }
 
   void answer(const sockaddr_in& card, const std::string& text) {
-    PHONED_LOG(TRACEMF, trace::modules.line, "dial layer", 0, trace::shown(text).c_str(), "channel", channel_.port(),
-               trace::kOut);
+    trace::message(kDialLayer, text, channel_part(), trace::Way::kOut);
     if (!channel_.send(card, text)) {
       return count_loss("an answer");
     }
-    PHONED_LOG(TRACEMF, trace::modules.line, "channel", channel_.port(), trace::shown(text).c_str(), "card",
-               ntohs(card.sin_port), trace::kOut);
+    trace::message(channel_part(), text, part_of(card), trace::Way::kOut);
   }
+
+  static constexpr trace::Part kDialLayer = {"dial layer"};
+  static trace::Part part_of(const sockaddr_in& card) { return {"card", ntohs(card.sin_port)}; }
+  trace::Part channel_part() const { return {"channel", channel_.port()}; }
 
   void count_loss(const char* what) {
     ++counts_.lost;
@@ -192,9 +187,9 @@ class Daemon : userlib::Pinned {
 
   // ---- 3. The time of some lines may have run out ----
 
-  // What lies in the socket is served before: a digit that came in time counts, even if phoned was stopped meanwhile. But
-  // nobody who never stops sending keeps a deadline from being kept: a socket of the usual size holds less than this.
-  // (The reactor would not call a timer as long as datagrams come in; so this is asked after every turn.)
+  // Called after every turn, because the reactor calls no timer while datagrams keep arriving. The socket is emptied before:
+  // a digit that came in time counts, even if phoned was stopped meanwhile. But only for so many turns, more than a socket
+  // of the usual size holds, so that a flood cannot suspend deadlines.
   void decide_overdue() {
     constexpr uint32_t kMostTurns = 1000;  // a datagram takes two
     const timeval now = monotonic_now();
@@ -210,15 +205,14 @@ class Daemon : userlib::Pinned {
     wait_for_deadline();
   }
 
-  // One timer of the reactor serves the deadlines of all lines, because a reactor has 80 timers and there are 256 lines.
-  // Fails only when it is set for the first time.
+  // One timer serves all 256 lines, because a reactor has 80. Fails only when it is set for the first time.
   bool wait_for_deadline() {
     constexpr std::chrono::hours kNoDeadline{24};
     const timeval now = monotonic_now();
     return deadline_.start(wait_until(dial_layer_.next_deadline().value_or(later(now, kNoDeadline)), now));
   }
 
-  // ---- 4. A signal has come ----
+  // ---- 4. A signal has arrived ----
 
   void on_signal() {
     for (const char signal : signals_.take()) {
@@ -250,9 +244,8 @@ class Daemon : userlib::Pinned {
     }
   }
 
-  // ---- 5. What was said goes out ----
+  // ---- 5. What was printed goes out ----
 
-  // And nobody waits for that.
   void pass_on() {
     g_standard_output.flush();
     g_standard_error.flush();
@@ -297,14 +290,14 @@ class Daemon : userlib::Pinned {
   DialLayer dial_layer_;
   Channel channel_;
   Signals signals_;
-  uint32_t turns_since_due_ = 0;  // since the time of a line has run out that is not decided yet
+  uint32_t turns_since_due_ = 0;  // since a deadline was reached that is not handled yet
   bool is_ending_ = false;
   userlib::Reactor loop_;
   userlib::Watch datagram_{loop_, [this] { on_datagram(); }};
   userlib::Watch request_{loop_, [this] { on_request(); }};
   userlib::Watch signal_{loop_, [this] { on_signal(); }};
-  userlib::Timer deadline_{loop_, [] {}};  // wakes the loop, which looks for overdue lines after every turn
-  userlib::Timer again_{loop_, [] {}};     // wakes the loop, which says after every turn what could not be said before
+  userlib::Timer deadline_{loop_, [] {}};  // ends the wait, for decide_overdue()
+  userlib::Timer again_{loop_, [] {}};     // ends the wait, for pass_on()
   userlib::Timer report_{loop_, [this] { on_report(); }};
   Commands commands_{dial_layer_, counts_, [this] { is_ending_ = true; }};
   Operators operators_{loop_, commands_};
@@ -343,7 +336,7 @@ int serve(const Options& options) {
   return is_clean ? 0 : kFailure;
 }
 
-// A daemon lives in the root directory, where a relative name leads elsewhere.
+// A daemon's working directory is the root, where relative names lead elsewhere.
 Options with_absolute_paths(Options options) {
   Operators::Channels& operators = options.operators;
   for (auto* path : {&options.run_dir, &options.map_file, &options.ini, &operators.socket_path, &operators.fifo_in,
@@ -355,7 +348,7 @@ Options with_absolute_paths(Options options) {
   return options;
 }
 
-// A number from 0 to 2 that is free would be the next thing's that is opened: a socket into which all the world prints.
+// Otherwise the next file or socket would get a free number from 0 to 2, and with it all that is printed.
 void occupy_standard_descriptors() {
   int fd = open("/dev/null", O_RDWR);
   while (fd >= 0 && fd <= STDERR_FILENO) {
@@ -390,7 +383,7 @@ int run(Words words) {
 
 int main(int argc, char** argv) {
   phoned::occupy_standard_descriptors();
-  // Every line is seen when it is written, by a pipe too.
+  // Lines are written at once, to a pipe too.
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   return phoned::run(phoned::Words(argv, static_cast<size_t>(argc)).subspan(argc > 0 ? 1 : 0));
 }

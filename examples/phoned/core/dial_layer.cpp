@@ -67,15 +67,14 @@ std::string DialLayer::lift(uint8_t line) {
   return answer(line, "ready");
 }
 
-// Hanging up a line that is on the hook is no error: so a line card that knows nothing of before gets its lines into a
-// known state.
+// No error on a line that is on the hook: a line card that has just started brings its lines into a known state this way.
 std::string DialLayer::hang_up(uint8_t line) {
   lines_.hang_up(line);
   return answer(line, "idle");
 }
 
-// Digits are taken one by one, as if each came in a datagram of its own, but only the last outcome is answered. What
-// stands behind the digit that decides is not looked at: the answer says which digits were.
+// Digits are taken one by one, as if each came in a datagram of its own, but only the last outcome is answered. Digits
+// after the one that decides are ignored.
 std::string DialLayer::dial(Event& event, const timeval& now) {
   const uint8_t line = event.line();
   Call* const call = lines_.find(line);
@@ -112,11 +111,11 @@ std::vector<Notice> DialLayer::handle_timeouts(const timeval& now) {
 
 Verdict DialLayer::ask_plan(uint8_t line, const std::string& digits, Time time) const {
   const bool is_over = time == Time::kOver;
-  PHONED_LOG(TRACEMF, trace::modules.line, "dial layer", 0,
-             answer(line, "check " + digits + (is_over ? " at time-out" : "")).c_str(), "plan", 0, trace::kOut);
+  const trace::Part dial_layer = {"dial layer"};
+  const trace::Part plan = {"plan"};
+  trace::message(dial_layer, answer(line, "check " + digits + (is_over ? " at time-out" : "")), plan, trace::Way::kOut);
   const Verdict verdict = is_over ? plan_.check_at_timeout(digits) : plan_.check(digits);
-  PHONED_LOG(TRACEMF, trace::modules.line, "plan", 0, answer(line, describe(verdict)).c_str(), "dial layer", 0,
-             trace::kIn);
+  trace::message(plan, answer(line, describe(verdict)), dial_layer, trace::Way::kIn);
   PHONED_LOG(DEBUG, trace::modules.dial_plan, "digits %s%s: %s", digits.c_str(), is_over ? ", and no more in time" : "",
              describe(verdict).c_str());
   return verdict;

@@ -1,30 +1,34 @@
-// What phoned has done since it started, and how that is told.
+// What phoned counts: what it has done since it started, and the memory of the library's frames and messages.
 #ifndef EXAMPLES_PHONED_CORE_STATISTICS_H
 #define EXAMPLES_PHONED_CORE_STATISTICS_H
 
+#include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <string>
+
+#include "nuv_memory.h"
 
 namespace phoned {
 
 struct Statistics {
-  uint64_t datagrams = 0;  // taken, whatever they held
+  uint64_t datagrams = 0;  // accepted, whatever they held
   uint64_t complete = 0;   // numbers decided, by digits and by time
   uint64_t rejected = 0;   // the same
-  uint64_t timeouts = 0;   // how often time has decided
+  uint64_t timeouts = 0;   // decisions by time
   uint64_t errors = 0;     // datagrams that changed nothing
-  // Datagrams that got no answer, and are none of those above.
-  uint64_t strangers = 0;  // from outside of the network that is allowed
-  uint64_t answers = 0;    // which looked like answers themselves
+  // Datagrams that are not accepted:
+  uint64_t strangers = 0;  // from outside of --allow
+  uint64_t answers = 0;    // look like answers themselves
   uint64_t empty = 0;
-  uint64_t lost = 0;  // questions or answers that the system refused to move through a pipe
-  // Answers to operators that did not fit into their socket or FIFO.
+  uint64_t lost = 0;  // questions or answers that could not be moved through a pipe
+  // Answers that did not fit into an operator's socket or FIFO:
   uint64_t cut = 0;
 
   bool operator==(const Statistics&) const = default;
 };
 
-// The report: texts, each with the count behind it. One without a count ends a line.
+// The report: texts, each followed by a count. One without a count ends a line.
 struct ReportPiece {
   const char* text;
   uint64_t Statistics::*count;
@@ -45,8 +49,8 @@ inline constexpr ReportPiece kReport[] = {
     {" answers cut\n", nullptr},
 };
 
-// The first line of the report, and of the others those that have changed since they were told.
-inline std::string report(const Statistics& counts, const Statistics& told) {
+// The first line of the report, and each other line with a count that has changed.
+inline std::string report(const Statistics& counts, const Statistics& before) {
   std::string text;
   std::string line;
   bool is_wanted = true;
@@ -54,7 +58,7 @@ inline std::string report(const Statistics& counts, const Statistics& told) {
     line += piece.text;
     if (piece.count != nullptr) {
       line += std::to_string(counts.*piece.count);
-      is_wanted = is_wanted || counts.*piece.count != told.*piece.count;
+      is_wanted = is_wanted || counts.*piece.count != before.*piece.count;
     } else {
       text += is_wanted ? line : "";
       line.clear();
@@ -62,6 +66,41 @@ inline std::string report(const Statistics& counts, const Statistics& told) {
     }
   }
   return text;
+}
+
+struct MemoryFigures {
+  uint64_t blocks = 0;       // allocated now
+  uint64_t bytes = 0;        // allocated now
+  uint64_t peak_bytes = 0;   // allocated at most
+  uint64_t allocations = 0;  // since the start
+};
+inline MemoryFigures memory_figures;
+
+// Makes the library allocate its blocks here. To be called before it has allocated any.
+inline void install_counting_allocator() {
+  const auto allocate = [](uint32_t size) {
+    void* const block = std::malloc(size);
+    if (block != nullptr) {
+      ++memory_figures.blocks;
+      ++memory_figures.allocations;
+      memory_figures.bytes += size;
+      memory_figures.peak_bytes = std::max(memory_figures.peak_bytes, memory_figures.bytes);
+    }
+    return block;
+  };
+  const auto release = [](void* block, uint32_t size) {
+    if (block != nullptr) {
+      --memory_figures.blocks;
+      memory_figures.bytes -= size;
+      std::free(block);
+    }
+  };
+  NUV_installMemoryManager(allocate, release);
+}
+
+inline std::string describe(const MemoryFigures& figures) {
+  return std::to_string(figures.blocks) + " blocks of " + std::to_string(figures.bytes) + " bytes in use, " +
+         std::to_string(figures.peak_bytes) + " bytes at most, " + std::to_string(figures.allocations) + " allocations";
 }
 
 }  // namespace phoned

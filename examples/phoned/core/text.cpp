@@ -74,7 +74,7 @@ bool is_no_regular_file(const std::string& path) {
 }
 
 std::string read_file(const std::string& path, size_t limit) {
-  // A FIFO in the file's place must not make a daemon wait for somebody who writes.
+  // Without O_NONBLOCK, a FIFO would block until somebody writes to it.
   const UniqueFd fd(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   struct stat status = {};
   if (!fd || fstat(fd.get(), &status) != 0) {

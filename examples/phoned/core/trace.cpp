@@ -20,8 +20,8 @@ namespace {
 bool g_uses_system_log = true;
 uint64_t g_lost = 0;
 
-// Whether the log takes a line without letting us wait. It is asked anew each time: another daemon may have taken its
-// place. There are logs of two kinds; one of streams has no room when nobody accepts connections.
+// Whether the log takes a line without blocking. The path is connected anew each time, because another log daemon may have
+// taken over. Some logs are datagram sockets, some are streams.
 bool has_room() {
   for (const int type : {SOCK_DGRAM, SOCK_STREAM}) {
     if (const UniqueFd fd = connect_unix(_PATH_LOG, type | SOCK_NONBLOCK)) {
@@ -37,11 +37,6 @@ bool has_room() {
 
 }  // namespace
 
-std::string shown(std::string_view message) {
-  constexpr size_t kLongest = 100;
-  return printable(message.substr(0, kLongest));
-}
-
 Line::Line(int module, uint32_t type) {
   if (!NUV_Sysloglevel_checkTracelevel(module, type)) {
     return;
@@ -51,6 +46,12 @@ Line::Line(int module, uint32_t type) {
     return;
   }
   limit_.emplace();
+}
+
+void message(const Part& from, std::string_view text, const Part& to, Way way) {
+  constexpr size_t kLongest = 100;
+  PHONED_LOG(TRACEMF, modules.line, from.name, from.port, printable(text.substr(0, kLongest)).c_str(), to.name, to.port,
+             static_cast<uint32_t>(way));
 }
 
 bool is_behind() {
@@ -69,7 +70,7 @@ void use_system_log(bool is_used) {
 void open(const std::optional<std::string>& init_file) {
   const std::string path = init_file.value_or(kDefaultInitFile);
   const bool is_readable = !is_no_regular_file(path);
-  // The library says so when it cannot open a file that it is told to read.
+  // The library reports a file that it cannot open.
   const bool is_wanted = init_file || access(kDefaultInitFile, F_OK) == 0;
   NUV_Sysloglevel_construct2(is_wanted && is_readable ? path.c_str() : "", "phoned");
   modules = {NUV_Sysloglevel_registerModul("Phoned"), NUV_Sysloglevel_registerModul("Line"),

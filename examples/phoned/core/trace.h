@@ -1,6 +1,4 @@
-// What phoned tells the system log: the modules under which it traces, and how a line gets there without a wait.
-//
-// An operator chooses with the command "tr" which lines are written.
+// What phoned writes to the system log, and how it never waits for that.
 #ifndef EXAMPLES_PHONED_CORE_TRACE_H
 #define EXAMPLES_PHONED_CORE_TRACE_H
 
@@ -14,32 +12,24 @@
 
 namespace phoned::trace {
 
-// Where the masks are kept unless somebody names another file.
-inline constexpr const char* kDefaultInitFile = "/flash/phoned.ini";
+inline constexpr char kDefaultInitFile[] = "/flash/phoned.ini";  // holds the masks
 
-// The handles of the modules. Before open() all of them stand for a module that writes nothing.
+// The handles of the modules, whose masks an operator sets with "tr". Before open() nothing is written.
 struct Modules {
   int phoned = 0;     // "Phoned": start, end, signals, and what the system refuses
-  int line = 0;       // "Line": events, decided calls, and the way of every message
+  int line = 0;       // "Line": events, decided calls, and messages on their way
   int dial_plan = 0;  // "DialPlan": plans that are read, and what they say to digits
   int console = 0;    // "Console": operators and their lines
 };
 inline Modules modules;
 
-// Which way a message goes, for lines of the type TRACEMF.
-inline constexpr uint32_t kOut = 0;
-inline constexpr uint32_t kIn = 1;
-
-// As much of a message as one line of the log has use for, without what would break that line.
-std::string shown(std::string_view message);
-
-// One line, for as long as it takes to write it. The C library would wait for a log daemon that does not read; here such
-// a line is left out and counted, and the count is told as soon as there is room again.
+// One line, while it is written. The C library would block on a log daemon that does not read; such a line is dropped and
+// counted instead, and the count is written when there is room again.
 class Line : userlib::Pinned {
  public:
   Line(int module, uint32_t type);
 
-  // Whether it is written: the module's mask wants it, and nobody has to wait for it.
+  // Whether to write it: the mask of the module wants it, and there is room.
   explicit operator bool() const { return limit_.has_value(); }
 
  private:
@@ -54,18 +44,26 @@ class Line : userlib::Pinned {
     }                                                                                   \
   } while (0)
 
-// Whether there are lines that could not be written; tells how many if it can.
+// Writes that a message goes from one part of phoned to another.
+struct Part {
+  const char* name;
+  uint32_t port = 0;
+};
+enum class Way : uint32_t { kOut = 0, kIn = 1 };
+void message(const Part& from, std::string_view text, const Part& to, Way way);
+
+// Whether dropped lines are still to be reported; reports them if there is room.
 bool is_behind();
 
-// Where the lines go from now on: to the system log, as at the start, or to standard output.
+// Whether the lines go to the system log, as they do at first, or to standard output.
 void use_system_log(bool is_used);
 
-// Reads the init file and registers the modules. Nobody has to have the default file; one that was named and cannot be
-// opened is told about on standard output; one that is no regular file is an Error.
+// Reads the init file and registers the modules. A default file need not exist; one that was named and does not is reported
+// on standard output; one that is not a regular file is an Error.
 void open(const std::optional<std::string>& init_file);
 
-// The C library reads the file of the time zone for the first time stamp, and would wait at a FIFO or a terminal. With one
-// of those in TZ, times are in UTC, and this returns why.
+// The C library reads the file of the time zone for the first time stamp, and would block on a FIFO or a terminal. If TZ
+// names one of those, times are in UTC, and this returns why.
 std::string settle_time_zone();
 
 }  // namespace phoned::trace

@@ -1,4 +1,4 @@
-// What the library's pipes and UDP bridges leave to their user: not to wait, and to look at a datagram before it is taken.
+// What the library's pipes and UDP bridges leave to the daemon: never to block, and to check a datagram before it is read.
 #ifndef EXAMPLES_PHONED_IO_BRIDGE_H
 #define EXAMPLES_PHONED_IO_BRIDGE_H
 
@@ -16,15 +16,18 @@
 
 namespace phoned {
 
-// A transfer that the system refuses, for want of memory or because a signal has come, is tried so often.
+// Why a reactor refuses an open descriptor.
+inline constexpr char kCannotWatch[] = "too many descriptors are open, or there is no memory";
+
+// How often a transfer is tried that a signal or a shortage of memory may interrupt.
 inline constexpr int kTries = 3;
 
-// A pipe of the library from which texts are read. It never waits.
+// A pipe that carries texts and never blocks.
 class TextPipe : public userlib::Pipe {
  public:
-  void open(const char* what = "") {
+  void open(const char* purpose = "") {
     if (!Pipe::open() || fcntl(read_fd(), F_SETFL, O_NONBLOCK) != 0 || fcntl(write_fd(), F_SETFL, O_NONBLOCK) != 0) {
-      throw Error(std::string("no pipe ") + what + "to be had: " + reason());
+      throw Error(std::string("no pipe ") + purpose + "to be had: " + reason());
     }
   }
 
@@ -33,7 +36,7 @@ class TextPipe : public userlib::Pipe {
     return ioctl(read_fd(), FIONREAD, &size) == 0 && size == 0;
   }
 
-  // Writes all of a text, of at most PIPE_BUF bytes, or nothing.
+  // Writes a text of at most PIPE_BUF bytes: all of it or nothing.
   bool put(std::string_view text) {
     bool is_written = false;
     for (int i = 0; i < kTries && !is_written; ++i) {
@@ -42,7 +45,7 @@ class TextPipe : public userlib::Pipe {
     return is_written;
   }
 
-  // What lies in the pipe, at most 1024 bytes of it; empty if nothing does, or if it cannot be read.
+  // Reads at most 1024 bytes; none if the pipe is empty or cannot be read.
   std::string take() {
     char buffer[1024];
     int32_t count = 0;
@@ -53,23 +56,20 @@ class TextPipe : public userlib::Pipe {
   }
 };
 
-// What one transfer of a bridge carries; of a longer datagram the rest would be lost. Nor can a bridge pass on an empty
-// one: its output is a stream.
+// A bridge loses the bytes of a datagram beyond this, and cannot pass on an empty one, because its output is a stream.
 inline constexpr size_t kMaxDatagram = 1024;
 
 inline bool can_be_bridged(size_t size) {
   return size > 0 && size <= kMaxDatagram;
 }
 
-// The size of the datagram that waits in the socket, if one does. select() may call a socket readable whose datagram
-// turns out to be damaged, and a bridge would then wait for the next one.
+// The size of the next datagram. select() may report a datagram that turns out to be damaged; a bridge would then block.
 inline std::optional<size_t> waiting_datagram(int socket_fd) {
   char byte = 0;
   const ssize_t size = recv(socket_fd, &byte, sizeof byte, MSG_PEEK | MSG_TRUNC | MSG_DONTWAIT);
   return size < 0 ? std::nullopt : std::optional(static_cast<size_t>(size));
 }
 
-// Throws the datagram away that waits in the socket.
 inline void drop_datagram(int socket_fd) {
   char byte = 0;
   static_cast<void>(recv(socket_fd, &byte, sizeof byte, MSG_DONTWAIT));

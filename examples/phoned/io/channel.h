@@ -1,13 +1,13 @@
-// The way between line cards and the dial layer: a UDP server of the library and two pipes.
+// The channel between line cards and the dial layer: a UDP server of the library and two pipes.
 //
 //     socket --receive()--> request pipe --take_request()--> dial layer --send()--> reply pipe --> socket
 //
-// A pipe is a stream and knows no datagrams; yet none ever runs into the next one: the request pipe holds one datagram at
-// most, and send() empties the reply pipe that it fills. An answer that does not get through is thrown away, so that no
-// other card gets it.
+// A pipe is a stream, yet datagrams stay apart: the request pipe holds one at most, and send() empties the reply pipe that
+// it fills. An answer that cannot be sent is discarded, so that no other card gets it.
 #ifndef EXAMPLES_PHONED_IO_CHANNEL_H
 #define EXAMPLES_PHONED_IO_CHANNEL_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -21,22 +21,9 @@
 
 namespace phoned {
 
-// The network whose line cards are answered.
-struct Network {
-  uint32_t address = 0x7F000000;  // both in host byte order: 127.0.0.0/8
-  uint32_t mask = 0xFF000000;
-
-  // Reads "192.168.1.0/24", or an address alone, which is a network of one.
-  static std::optional<Network> parse(const std::string& text);
-
-  bool contains(const sockaddr_in& card) const { return ((ntohl(card.sin_addr.s_addr) ^ address) & mask) == 0; }
-
-  bool operator==(const Network&) const = default;
-};
-
 class Channel {
  public:
-  // A datagram that waits in the socket.
+  // A datagram in the socket.
   struct Waiting {
     sockaddr_in sender = {};
     size_t size = 0;
@@ -44,34 +31,70 @@ class Channel {
   };
 
   // Listens on the port of every interface; 0 takes any free port.
-  void open(uint16_t port);
+  void open(uint16_t port) {
+    requests_.open();
+    replies_.open();
+    if (!server_.open(htons(port), requests_.write_fd())) {
+      throw Error("cannot listen on port " + std::to_string(port) + ": " + reason() +
+                  "; choose another with --port, or 0 for any free one");
+    }
+    fcntl(socket_fd(), F_SETFL, O_NONBLOCK);  // rather lose an answer than wait for the network
+    sockaddr_in local = {};
+    socklen_t length = sizeof local;
+    getsockname(socket_fd(), reinterpret_cast<sockaddr*>(&local), &length);
+    port_ = ntohs(local.sin_port);
+  }
 
-  // The port that it listens on.
   uint16_t port() const { return port_; }
-
   int socket_fd() const { return server_.socket(); }
   int request_fd() const { return requests_.read_fd(); }
 
-  // Shows the next datagram without taking it. Nothing if there is none, or if the one before is not taken yet.
-  std::optional<Waiting> peek() const;
+  // Shows the next datagram without reading it. Nothing while the one before is in the request pipe.
+  std::optional<Waiting> peek() const {
+    Waiting waiting;
+    waiting.text.resize(kMaxDatagram);
+    socklen_t length = sizeof waiting.sender;
+    const ssize_t size = recvfrom(socket_fd(), waiting.text.data(), waiting.text.size(), MSG_PEEK | MSG_TRUNC,
+                                  reinterpret_cast<sockaddr*>(&waiting.sender), &length);
+    if (size < 0 || !requests_.is_empty()) {
+      return std::nullopt;
+    }
+    waiting.size = static_cast<size_t>(size);
+    waiting.text.resize(std::min(waiting.size, kMaxDatagram));
+    return waiting;
+  }
 
   // Whether a datagram is on its way to the dial layer.
   bool has_datagram() const { return waiting_datagram(socket_fd()) || !requests_.is_empty(); }
 
-  // Throws the next datagram away.
+  // Discards the next datagram.
   void drop() { drop_datagram(socket_fd()); }
 
   // Moves the next datagram, of 1 to kMaxDatagram bytes, into the request pipe. Returns false if it is lost.
-  bool receive();
+  bool receive() {
+    server_.socket_read();
+    sender_ = server_.peer();
+    return !requests_.is_empty();
+  }
 
-  // Takes the datagram out of the request pipe, as a frame. Empty if it is lost.
-  userlib::Frame take_request() { return userlib::Frame::copy_of(requests_.take()); }
-
-  // Who sent the datagram that was received last.
+  // The sender of the datagram that was received last.
   const sockaddr_in& sender() const { return sender_; }
 
+  // Takes that datagram out of the request pipe, as a frame. The frame is empty if the datagram is lost.
+  userlib::Frame take_request() { return userlib::Frame::copy_of(requests_.take()); }
+
   // Returns false if the answer is lost.
-  bool send(const sockaddr_in& card, std::string_view text);
+  bool send(const sockaddr_in& card, std::string_view text) {
+    server_.peer() = card;
+    if (replies_.is_empty() && replies_.put(text)) {
+      for (int i = 0; i < kTries && !replies_.is_empty(); ++i) {
+        server_.file_read(replies_.read_fd());
+      }
+      return replies_.take().empty();
+    }
+    replies_.take();
+    return false;
+  }
 
  private:
   TextPipe requests_;

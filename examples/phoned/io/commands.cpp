@@ -8,7 +8,6 @@
 #include "nuv_bandwidth.h"
 #include "nuv_sysloglevel.h"
 #include "nuv_utility.h"
-#include "phoned/core/allocator.h"
 #include "phoned/core/clock.h"
 #include "phoned/core/text.h"
 #include "phoned/core/trace.h"

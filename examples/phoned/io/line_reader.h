@@ -1,33 +1,84 @@
-// Gathers one line after the other from a descriptor that may give them in pieces, or never.
+// Collects lines from a descriptor that may deliver them in pieces, or never.
 #ifndef EXAMPLES_PHONED_IO_LINE_READER_H
 #define EXAMPLES_PHONED_IO_LINE_READER_H
 
+#include <cerrno>
 #include <cstddef>
 #include <string>
+
+#include <poll.h>
+#include <unistd.h>
+
+#include "phoned/core/clock.h"
 
 namespace phoned {
 
 class LineReader {
  public:
-  // The console of the library takes lines of this size.
-  static constexpr size_t kLongestLine = 255;
+  static constexpr size_t kLongestLine = 255;  // what the library's console takes
 
   enum class Event {
     kNothing,  // the line is not complete yet
-    kLine,     // line() is
-    kTooLong,  // said once of a line that is too long; the rest of it is thrown away
-    kEnd       // nothing more will come
+    kLine,     // line() is complete
+    kTooLong,  // returned once for a line that is too long; the rest of it is discarded
+    kEnd       // end of input
   };
 
-  // Takes what is there without waiting, and nothing behind the end of a line: the next one stays in the descriptor,
-  // so that a main loop serves others in between. A line ends with LF, CR or both, and the last one with the input.
-  Event read(int fd);
+  // Reads what is available, without waiting, up to the end of one line; the next line stays in the descriptor. A line
+  // ends with LF, CR or both; the last one may end with the input.
+  Event read(int fd) {
+    if (is_complete_) {
+      line_.clear();
+      is_complete_ = false;
+    }
+    const TimeLimit limit;  // another reader may have taken what poll() saw
+    for (size_t i = 0; i <= kLongestLine && has_input(fd); ++i) {
+      char c = 0;
+      const ssize_t count = ::read(fd, &c, sizeof c);
+      if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
+        return Event::kNothing;
+      }
+      if (count <= 0) {
+        is_complete_ = count == 0 && !line_.empty();
+        return is_complete_ ? Event::kLine : Event::kEnd;
+      }
+      if (const Event event = add(c); event != Event::kNothing) {
+        return event;
+      }
+    }
+    return Event::kNothing;
+  }
 
-  // Without the line's end.
+  // Without the end of the line.
   const std::string& line() const { return line_; }
 
  private:
-  Event add(char c);
+  // The descriptor may be shared, as standard input is, and so cannot be made non-blocking.
+  static bool has_input(int fd) {
+    pollfd state = {fd, POLLIN, 0};
+    return poll(&state, 1, 0) > 0;
+  }
+
+  Event add(char c) {
+    const bool is_second_half = c == '\n' && is_behind_return_;
+    is_behind_return_ = c == '\r';
+    const bool is_end = c == '\n' || c == '\r';
+    if (is_skipping_ || is_second_half) {
+      is_skipping_ = is_skipping_ && !is_end;
+      return Event::kNothing;
+    }
+    if (is_end) {
+      is_complete_ = true;
+      return Event::kLine;
+    }
+    if (line_.size() == kLongestLine) {
+      line_.clear();
+      is_skipping_ = true;
+      return Event::kTooLong;
+    }
+    line_ += c;
+    return Event::kNothing;
+  }
 
   std::string line_;
   bool is_complete_ = false;

@@ -1,5 +1,4 @@
-// Signals as input of the main loop. A handler may interrupt anything and so may do next to nothing: it writes the
-// signal's number into a pipe, and the reactor reads it when everything is in order.
+// Signals as input of the main loop: the handler writes the signal's number into a pipe, which the reactor reads.
 #ifndef EXAMPLES_PHONED_IO_SIGNALS_H
 #define EXAMPLES_PHONED_IO_SIGNALS_H
 
@@ -14,19 +13,18 @@
 
 namespace phoned {
 
-// There is one in a process.
+// One per process.
 class Signals : userlib::Pinned {
  public:
   ~Signals() { write_fd_ = -1; }
 
-  // From now on these signals come in through the pipe.
+  // Handles these signals from now on.
   void open(std::initializer_list<int> signals) {
     pipe_.open("for signals ");
     write_fd_ = pipe_.write_fd();
     struct sigaction action = {};
     action.sa_handler = note;
-    // Transfers go on after a signal. select() does not, whatever is said here, and that is how the loop notices.
-    action.sa_flags = SA_RESTART;
+    action.sa_flags = SA_RESTART;  // for transfers; select() returns nevertheless, and so the loop notices
     for (const int signal : signals) {
       sigaction(signal, &action, nullptr);
     }
@@ -34,12 +32,11 @@ class Signals : userlib::Pinned {
 
   int fd() const { return pipe_.read_fd(); }
 
-  // The signals that came in, oldest first: a character for each, whose code is its number.
+  // The signals received, oldest first: one character each, whose code is the signal's number.
   std::string take() { return pipe_.take(); }
 
  private:
-  // A write that the system refuses would be a TERM that nobody has heard. When the pipe is full of signals that nobody
-  // has read, one more tells nothing new.
+  // Tries again, lest a TERM is lost. One that finds the pipe full tells nothing new.
   static void note(int signal) {
     const int saved = errno;
     const char byte = static_cast<char>(signal);
