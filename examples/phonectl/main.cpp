@@ -1,17 +1,16 @@
-// phonectl plays a line card: it sends events to phoned and shows the answers. To its console it plays the operator.
-#include <syslog.h>
-#include <unistd.h>
-
+// phonectl plays a line card: it sends events to phoned and shows the answers. To phoned's console it plays the operator.
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <iterator>
 
+#include <syslog.h>
+#include <unistd.h>
+
 #include "nuv_assert.h"
 #include "nuv_syslog.h"
 #include "phonectl/client.h"
 #include "phonectl/options.h"
-#include "phonectl/script.h"
 #include "phoned/core/text.h"
 
 namespace phonectl {
@@ -23,7 +22,7 @@ using phoned::printable;
 constexpr int kFailure = 1;
 constexpr int kUsage = 2;
 
-// The log of phonectl's own: it needs no modules and masks, so the library's plain logger does.
+// Whether to write to the system log. The library's plain logger is enough: there are no modules and masks.
 bool g_is_logging = false;
 
 void complain(const std::string& why) {
@@ -33,8 +32,7 @@ void complain(const std::string& why) {
   std::fprintf(stderr, "phonectl: %s\n", why.c_str());
 }
 
-// Writes lines to what was standard output, and sends all that anybody else prints there to nowhere: the library
-// prints a line for every transfer, which is no business of the reader's.
+// Writes to what was standard output, and sends what the library prints there, a line for every transfer, to /dev/null.
 class Transcript : userlib::Pinned {
  public:
   Transcript() {
@@ -47,7 +45,6 @@ class Transcript : userlib::Pinned {
   }
   ~Transcript() { std::fclose(file_); }
 
-  // The line is seen at once. What phoned sent must not play tricks with a terminal.
   void write(std::string_view line) {
     const std::string text = printable(line);
     if (g_is_logging) {
@@ -60,24 +57,6 @@ class Transcript : userlib::Pinned {
  private:
   FILE* file_;
 };
-
-void await_answer(Client& client, const Options& options, const std::string& expected = "") {
-  if (!client.wait_for_answer(options.timeout)) {
-    throw Error(expected + "no answer from " + options.host + " port " + std::to_string(options.port) + " within " +
-                std::to_string(options.timeout.count()) + " ms");
-  }
-}
-
-// ---- One command ----
-
-int run_command(const Options& options) {
-  Transcript transcript;
-  Client client([&](const std::string& answer) { transcript.write(answer); });
-  client.open(options.host, options.port);
-  client.send(options.command.text);
-  await_answer(client, options);
-  return client.take_answer().starts_with("error") ? kFailure : 0;
-}
 
 // ---- A line for the console ----
 
@@ -92,7 +71,7 @@ int run_console(const Options& options) {
   return is_refusal ? kFailure : 0;
 }
 
-// ---- A script ----
+// ---- A command, or a script ----
 
 std::vector<Step> read_script(const std::string& name) {
   const std::string where = "script " + phoned::quote_path(name);
@@ -109,6 +88,13 @@ std::vector<Step> read_script(const std::string& name) {
   }
 }
 
+void await_answer(Client& client, const Options& options, const std::string& before = "") {
+  if (!client.wait_for_answer(options.timeout)) {
+    throw Error(before + "no answer from " + options.host + " port " + std::to_string(options.port) + " within " +
+                std::to_string(options.timeout.count()) + " ms");
+  }
+}
+
 void expect(const std::string& text, const Options& options, Client& client) {
   const std::string expected = "expected '" + printable(text) + "', got ";
   await_answer(client, options, expected);
@@ -117,12 +103,11 @@ void expect(const std::string& text, const Options& options, Client& client) {
   }
 }
 
-void run_step(const Step& step, const Options& options, Client& client, Transcript& transcript) {
+void run_step(const Step& step, const Options& options, Client& client) {
   switch (step.kind) {
     case Step::Kind::kWait:
       return client.wait(step.wait);
     case Step::Kind::kSend:
-      transcript.write("-> " + step.text);
       client.send(step.text);
       return await_answer(client, options);
     case Step::Kind::kExpect:
@@ -130,17 +115,46 @@ void run_step(const Step& step, const Options& options, Client& client, Transcri
   }
 }
 
+int run_command(const Options& options) {
+  Transcript transcript;
+  Client client([&](const std::string& answer) { transcript.write(answer); });
+  client.open(options.host, options.port);
+  run_step(options.command, options, client);
+  return client.take_answer().starts_with("error") ? kFailure : 0;
+}
+
 int run_script(const std::vector<Step>& steps, const Options& options) {
   Transcript transcript;
   Client client([&](const std::string& answer) { transcript.write("<- " + answer); });
   client.open(options.host, options.port);
   for (const Step& step : steps) {
+    if (step.kind == Step::Kind::kSend) {
+      transcript.write("-> " + step.text);
+    }
     try {
-      run_step(step, options, client, transcript);
+      run_step(step, options, client);
     } catch (const Error& error) {
       throw Error("script " + phoned::quote_path(*options.script) + ", line " + std::to_string(step.line) + ": " +
                   error.what());
     }
+  }
+  return 0;
+}
+
+int run(const Options& options, const std::vector<Step>& script) {
+  switch (options.action) {
+    case Options::Action::kShowHelp:
+      std::fputs(help_text().c_str(), stdout);
+      break;
+    case Options::Action::kShowVersion:
+      std::printf("phonectl with %s\n", NUV_Userlib_getVersionString());
+      break;
+    case Options::Action::kCommand:
+      return run_command(options);
+    case Options::Action::kConsole:
+      return run_console(options);
+    case Options::Action::kScript:
+      return run_script(script, options);
   }
   return 0;
 }
@@ -154,22 +168,9 @@ int run(phoned::Words words) {
       openlog("phonectl", 0, LOG_USER);  // not every C library knows the program's name by itself
     }
     const bool has_script = options.action == Options::Action::kScript;
-    const std::vector<Step> steps = has_script ? read_script(*options.script) : std::vector<Step>();
+    const std::vector<Step> script = has_script ? read_script(*options.script) : std::vector<Step>();
     status = kFailure;
-    switch (options.action) {
-      case Options::Action::kShowHelp:
-        std::fputs(help_text().c_str(), stdout);
-        return 0;
-      case Options::Action::kShowVersion:
-        std::printf("phonectl with %s\n", NUV_Userlib_getVersionString());
-        return 0;
-      case Options::Action::kCommand:
-        return run_command(options);
-      case Options::Action::kConsole:
-        return run_console(options);
-      case Options::Action::kScript:
-        return run_script(steps, options);
-    }
+    status = run(options, script);
   } catch (const Error& error) {
     complain(error.what());
   }

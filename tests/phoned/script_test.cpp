@@ -1,8 +1,7 @@
-#include "phonectl/script.h"
-
 #include <gtest/gtest.h>
 
 #include "attempt.h"
+#include "phonectl/options.h"
 #include "phoned/io/bridge.h"
 
 namespace {

@@ -1,5 +1,4 @@
-// Reads a command line: options first, "--name VALUE" or "--name=VALUE", then words. A table says which options there are;
-// the text of --help is made from it, too.
+// Reads a command line: options, "--name VALUE" or "--name=VALUE", then words. A table holds the options and their help.
 #ifndef EXAMPLES_PHONED_CLI_ARGUMENTS_H
 #define EXAMPLES_PHONED_CLI_ARGUMENTS_H
 
@@ -16,7 +15,7 @@ namespace phoned {
 
 using Words = std::span<const char* const>;
 
-// An option on the command line. Its value may be attached to it, or be the next word.
+// An option on the command line.
 class Argument {
  public:
   Argument(std::string_view word, Words& rest) : rest_(rest) {
@@ -30,7 +29,7 @@ class Argument {
   const std::string& name() const { return name_; }
   const std::optional<std::string>& attached() const { return attached_; }
 
-  // The value; "what" tells a user who gave none what it would be.
+  // The value, attached or the next word. "what" tells a user who gave none what it should be.
   std::string value(std::string_view what) const {
     if (!attached_ && rest_.empty()) {
       refuse("wants a value: " + std::string(what));
@@ -64,12 +63,12 @@ class Argument {
 template <typename Options>
 struct Option {
   std::string_view name;
-  std::string_view value;  // what the help calls its value; empty: it takes none
-  std::string_view help;   // its lines; empty: the same as those of the next option
+  std::string_view value;  // its name in the help; empty if the option takes none
+  std::string_view help;   // lines; empty if shared with the next option
   void (*apply)(Options& options, const Argument& argument);
 };
 
-// Carries out the options, and returns the words behind them.
+// Applies the options, and returns the words behind them.
 template <typename Options>
 Words parse(Words words, std::span<const Option<Options>> table, Options& options) {
   while (!words.empty() && words.front()[0] == '-') {
@@ -109,7 +108,7 @@ std::string describe(std::span<const Option<Options>> table) {
   return text;
 }
 
-// The text with the first "name" in it replaced by the value; it must hold one.
+// Replaces the first "name" in the text, which must hold one.
 inline std::string replace(std::string text, std::string_view name, std::string_view value) {
   return text.replace(text.find(name), name.size(), value);
 }

@@ -20,7 +20,7 @@ struct Network {
   uint32_t address = 0x7F000000;  // both in host byte order: 127.0.0.0/8
   uint32_t mask = 0xFF000000;
 
-  // Reads "192.168.1.0/24", or an address alone, which is a network of one.
+  // Reads "192.168.1.0/24", or a single address.
   static std::optional<Network> parse(const std::string& text);
 
   bool contains(const sockaddr_in& card) const { return ((ntohl(card.sin_addr.s_addr) ^ address) & mask) == 0; }
@@ -37,19 +37,18 @@ struct Options {
   uint16_t port = kDefaultPort;  // 0: any that is free
   Network allowed;               // who is answered
   bool is_foreground = false;
-  std::optional<std::string> run_dir;   // where the pid file lies; without one only a phoned in the background has any
+  std::optional<std::string> run_dir;   // of the pid file; none: kDefaultRunDir, and no pid file in the foreground
   std::optional<std::string> map;       // the dial plan itself ...
-  std::optional<std::string> map_file;  // ... or where it is found; never both
+  std::optional<std::string> map_file;  // ... or its file; never both
   std::chrono::milliseconds interdigit{4000};
-  std::chrono::seconds statistics{60};  // how often the counts are printed, if they have changed
+  std::chrono::seconds statistics{60};  // between two reports
   std::optional<std::string> ini;       // the init file of the traces; none: the default one
-  Operators::Channels operators;        // how operators reach phoned
+  Operators::Channels operators;
 };
 
-// The Error says what is wrong first.
 Options parse_options(Words words);
 
-// The text that --help prints.
+// The text of --help.
 std::string help_text();
 
 }  // namespace phoned

@@ -17,7 +17,6 @@ inline timeval monotonic_now() {
   return now;
 }
 
-// The time so much later.
 inline timeval later(timeval time, std::chrono::milliseconds wait) {
   const timeval interval = userlib::to_timeval(wait);
   NUV_timeval_inc(&time, &interval);
@@ -28,16 +27,15 @@ inline bool is_reached(const timeval& deadline, const timeval& now) {
   return NUV_timeval_cmp(&deadline, &now) <= 0;
 }
 
-// The wait from now to the deadline. It is a millisecond at least: a reactor's timer that gets nothing or less is due
-// again at once, and select() refuses a negative wait.
+// The time left, at least a millisecond: select() refuses a negative wait, and with none the loop would spin.
 inline timeval wait_until(timeval deadline, const timeval& now) {
   constexpr timeval kShortest = {0, 1000};
   NUV_timeval_dec(&deadline, &now);
   return NUV_timeval_cmp(&deadline, &kShortest) < 0 ? kShortest : deadline;
 }
 
-// For a system call that should not wait, but might: while one lives, a signal comes every 20 ms, and a call that waits
-// fails with EINTR.
+// For a system call that might block although it should not: while this lives, a signal comes every 20 ms and the call fails
+// with EINTR.
 class TimeLimit : userlib::Pinned {
  public:
   TimeLimit() {

@@ -17,29 +17,17 @@ std::string answer(uint8_t line, const std::string& words) {
 
 // The verdict in words, for traces.
 std::string describe(const Verdict& verdict) {
-  switch (verdict.kind) {
-    case Verdict::Kind::kMore:
-      return "more";
-    case Verdict::Kind::kComplete:
-      return "complete by " + verdict.pattern;
-    case Verdict::Kind::kReject:
-      break;
-  }
-  return "reject";
+  const bool is_complete = verdict.kind == Verdict::Kind::kComplete;
+  return is_complete ? "complete by " + verdict.pattern : verdict.kind == Verdict::Kind::kMore ? "more" : "reject";
 }
 
 }  // namespace
 
 std::string outcome(const std::string& digits, const Verdict& verdict) {
-  switch (verdict.kind) {
-    case Verdict::Kind::kMore:
-      return "more " + digits;
-    case Verdict::Kind::kComplete:
-      return "complete " + digits + " " + verdict.pattern;
-    case Verdict::Kind::kReject:
-      break;
+  if (verdict.kind == Verdict::Kind::kComplete) {
+    return "complete " + digits + " " + verdict.pattern;
   }
-  return "reject " + digits;
+  return (verdict.kind == Verdict::Kind::kMore ? "more " : "reject ") + digits;
 }
 
 std::string DialLayer::handle(Event event, const timeval& now) {
@@ -87,7 +75,7 @@ std::string DialLayer::dial(Event& event, const timeval& now) {
   call->card = event.card();
   for (const char digit : event.text()) {
     if (call->digits.size() == kMaxDigits) {
-      return decide(line, *call, {Verdict::Kind::kReject, {}});
+      return decide(line, *call, {Verdict::Kind::kReject});
     }
     call->digits += digit;
     const Verdict verdict = ask_plan(line, call->digits, Time::kLeft);
@@ -96,7 +84,7 @@ std::string DialLayer::dial(Event& event, const timeval& now) {
     }
   }
   call->deadline = later(now, interdigit_);
-  return answer(line, outcome(call->digits, {Verdict::Kind::kMore, {}}));
+  return answer(line, outcome(call->digits, {Verdict::Kind::kMore}));
 }
 
 std::vector<Notice> DialLayer::handle_timeouts(const timeval& now) {

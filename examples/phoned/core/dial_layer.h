@@ -1,5 +1,5 @@
-// Decides what the lines have dialled. Knows neither sockets nor the clock: whoever calls it brings the event and the
-// time, and takes the answers away.
+// Decides what the lines have dialled. It knows neither sockets nor the clock: the caller brings events and the time, and
+// takes the answers away.
 #ifndef EXAMPLES_PHONED_CORE_DIAL_LAYER_H
 #define EXAMPLES_PHONED_CORE_DIAL_LAYER_H
 
@@ -17,7 +17,7 @@
 
 namespace phoned {
 
-// What is said without having been asked for.
+// An answer without a question: what time has decided.
 struct Notice {
   sockaddr_in card;
   std::string text;
@@ -28,32 +28,32 @@ std::string outcome(const std::string& digits, const Verdict& verdict);
 
 class DialLayer {
  public:
-  // A line takes this many digits. One more, while they are not decided, and they are rejected.
+  // With one digit more, an undecided line is rejected.
   static constexpr size_t kMaxDigits = 32;
 
   DialLayer(DialPlan plan, std::chrono::milliseconds interdigit, Statistics& statistics)
       : plan_(std::move(plan)), interdigit_(interdigit), statistics_(statistics) {}
 
-  // Carries out an event, and answers it.
+  // Carries out an event, and returns the answer.
   std::string handle(Event event, const timeval& now);
 
-  // Decides the lines whose inter-digit time has run out; each outcome goes to the line card that dialled last.
+  // Decides the lines whose inter-digit time has run out. The line card that dialled last gets the outcome.
   std::vector<Notice> handle_timeouts(const timeval& now);
 
-  // When the time of some line runs out next.
   std::optional<timeval> next_deadline() const { return lines_.next_deadline(); }
 
-  // Lines that are collecting digits go on with them; the next digit, or the end of their time, meets the new plan.
+  // Lines that are collecting digits keep them; their next digit, or time-out, is judged by the new plan.
   void change_plan(DialPlan plan) { plan_ = std::move(plan); }
 
   const DialPlan& plan() const { return plan_; }
   const Lines& lines() const { return lines_; }
 
  private:
+  enum class Time { kLeft, kOver };
+
   std::string lift(uint8_t line);
   std::string hang_up(uint8_t line);
   std::string dial(Event& event, const timeval& now);
-  enum class Time { kLeft, kOver };
   Verdict ask_plan(uint8_t line, const std::string& digits, Time time) const;
   std::string decide(uint8_t line, Call& call, const Verdict& verdict);
   std::string refuse(const std::string& why);

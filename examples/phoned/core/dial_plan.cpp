@@ -10,25 +10,15 @@ namespace {
 
 using userlib::DigitMap;
 
-// A check takes time in proportion to the plan, and an answer must find room for a pattern.
+// The time of a check is proportional to the plan, and a pattern has to fit into an answer.
 constexpr size_t kMaxPlan = 4096;
 constexpr size_t kMaxPattern = 100;
 
-// What may stand anywhere in a pattern and means nothing.
-bool is_filler(char c) {
-  return std::string_view(" \t\r()").find(c) != std::string_view::npos;
-}
-
 Verdict verdict_of(DigitMap::Result result, const char* pattern) {
-  switch (result) {
-    case DigitMap::Result::kComplete:
-      return {Verdict::Kind::kComplete, pattern};
-    case DigitMap::Result::kUndecided:
-      return {Verdict::Kind::kMore, {}};
-    case DigitMap::Result::kNoMatch:
-      break;
+  if (result == DigitMap::Result::kComplete) {
+    return {Verdict::Kind::kComplete, pattern};
   }
-  return {Verdict::Kind::kReject, {}};
+  return {result == DigitMap::Result::kUndecided ? Verdict::Kind::kMore : Verdict::Kind::kReject};
 }
 
 }  // namespace
@@ -39,7 +29,7 @@ DialPlan::DialPlan(std::string_view text) : text_(text) {
   }
   while (!text.empty()) {
     std::string pattern(take_until(text, "|\n"));
-    std::erase_if(pattern, is_filler);
+    std::erase_if(pattern, [](char c) { return std::string_view(" \t\r()").find(c) != std::string_view::npos; });
     if (!pattern.empty()) {
       add(std::move(pattern));
     }
@@ -78,7 +68,7 @@ DialPlan DialPlan::read(const std::string& path) {
 }
 
 std::vector<std::string> DialPlan::warnings() const {
-  constexpr size_t kMaxWalk = 1000;  // they are for whoever has written the plan, and lines must not wait for them
+  constexpr size_t kMaxWalk = 1000;  // lines must not wait for this
   constexpr size_t kMost = 10;
   const dialplan::Plan plan(text_, dialplan::Plan::Source::kFile);
   std::vector<std::string> lines;

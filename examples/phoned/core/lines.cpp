@@ -19,7 +19,7 @@ Call* Lines::find(uint8_t line) {
   return pair != nullptr ? &calls_[pair->m_uValue] : nullptr;
 }
 
-// There are as many slots and call numbers as lines, so a line that has none always finds some.
+// There are as many slots and call numbers as lines, so they do not run out.
 Call& Lines::lift(uint8_t line) {
   const uint32_t slot = slots_.occupy();
   slot_of_line_.insert(line, slot);
@@ -37,7 +37,6 @@ void Lines::hang_up(uint8_t line) {
   }
 }
 
-// To look through all calls is quicker than to keep them in an order.
 std::optional<timeval> Lines::next_deadline() const {
   std::optional<timeval> first;
   for (const IndexMapPair& pair : slot_of_line_) {

@@ -1,7 +1,7 @@
 // The 256 telephone lines: what each is doing, and until when it may.
 //
-// A line that is off the hook has a call: a slot in an array, taken from a pool of free ones, a call number that no other
-// call has, and a reference that no one can guess. A map leads from the line to the slot. On the hook it has nothing.
+// A line that is off the hook has a call: a slot in an array, taken from a pool of free ones, a unique call number, and a
+// random reference. A map leads from the line to the slot.
 #ifndef EXAMPLES_PHONED_CORE_LINES_H
 #define EXAMPLES_PHONED_CORE_LINES_H
 
@@ -20,12 +20,12 @@
 namespace phoned {
 
 struct Call {
-  uint32_t number = 0;              // 0 to 255, no two calls alike
+  uint32_t number = 0;              // 0 to 255, unique
   uint32_t reference = 0;           // random
-  bool is_decided = false;          // complete or rejected: digits are refused until "onhook"
+  bool is_decided = false;          // digits are refused until "onhook"
   std::string digits;               // dialled so far
-  sockaddr_in card = {};            // who dialled last, and hears the outcome when time runs out
-  std::optional<timeval> deadline;  // monotonic time at which the inter-digit time runs out; only before the decision
+  sockaddr_in card = {};            // dialled last, and gets the outcome when time runs out
+  std::optional<timeval> deadline;  // end of the inter-digit time on the monotonic clock; none before the first digit
 };
 
 class Lines : userlib::Pinned {
@@ -42,10 +42,10 @@ class Lines : userlib::Pinned {
   // Ends the call of a line, if it has one.
   void hang_up(uint8_t line);
 
-  // How many lines are off the hook.
+  // The number of lines off the hook.
   uint32_t busy() const { return slot_of_line_.size(); }
 
-  // The deadline that comes first, if any line has one.
+  // The earliest deadline, if any line has one.
   std::optional<timeval> next_deadline() const;
 
   // The numbers of the lines whose deadline is reached, in ascending order.

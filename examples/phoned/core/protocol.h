@@ -1,13 +1,12 @@
-// What line cards and phoned say to each other: one event or answer a datagram, in words that blanks separate.
-// docs/phoned.md has the table.
+// What line cards and phoned say to each other: one event or answer per datagram, in words separated by blanks. The table
+// is in docs/phoned.md.
 //
-// A datagram comes in a frame, whose words are taken off its front, and becomes a message; the dial layer gets that.
+// A datagram arrives in a frame, whose words are removed from its front, and becomes a message for the dial layer.
 #ifndef EXAMPLES_PHONED_CORE_PROTOCOL_H
 #define EXAMPLES_PHONED_CORE_PROTOCOL_H
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
 #include <string_view>
 
 #include <netinet/in.h>
@@ -20,15 +19,15 @@ inline constexpr size_t kLineCount = 256;
 inline constexpr uint16_t kDefaultPort = 7070;
 inline constexpr std::string_view kDigits = "0123456789ABCD#*";
 
-// An event of a line. The header of the message holds what has happened, the line, and the UDP port of the line card; its
-// items are the line card's address and a text.
+// An event on a line. The header of the message holds kind, line and the UDP port of the line card; its items are the line
+// card's address and a text.
 class Event : public userlib::Message {
  public:
   enum class Kind : int32_t {
     kOffHook,  // the subscriber lifts the receiver
-    kDial,     // dials the digits of the text
+    kDial,     // dials the digits in the text
     kOnHook,   // hangs up
-    kBad       // no event at all; the text says why
+    kBad       // no event; the text says why
   };
 
   Event(Kind kind, uint8_t line, const sockaddr_in& card, std::string_view text = "");
@@ -42,15 +41,13 @@ class Event : public userlib::Message {
   std::string_view item(uint32_t index);
 };
 
-// Takes the next word off a frame, and the blanks in front of it; empty when there is none. It stays good as long as the
-// frame lives.
+// Removes the next word from the front of a frame; empty if there is none. Valid as long as the frame is.
 std::string_view take_word(userlib::Frame& datagram);
 
-// Reads a datagram. Of a bad one the text says which word is wrong, and what would be right.
+// Reads a datagram. The text of a bad one says which word is wrong, and what would be right.
 Event parse_event(userlib::Frame& datagram, const sockaddr_in& card);
 
-// Whether it is an answer by its looks, whoever has sent it. Nobody answers an answer: it would be the second word of a
-// conversation without end.
+// Whether a datagram looks like an answer. It must not be answered: that would never end.
 bool looks_like_answer(std::string_view datagram);
 
 }  // namespace phoned

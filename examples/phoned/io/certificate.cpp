@@ -1,4 +1,4 @@
-// The command "cert": the certificate of a server from which phoned's device is provisioned.
+// The command "cert".
 #include "phoned/core/text.h"
 #include "phoned/io/commands.h"
 
@@ -21,7 +21,7 @@ struct Free {
   void operator()(X509* certificate) const { X509_free(certificate); }
 };
 
-// Nobody is asked for a pass phrase: a daemon has no keyboard.
+// A daemon cannot ask for a pass phrase.
 int no_pass_phrase(char*, int, int, void*) {
   return -1;
 }

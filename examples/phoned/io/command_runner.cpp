@@ -18,20 +18,17 @@ namespace {
 
 // ---- In the child ----
 
-// Where its answer goes to.
 constexpr int kAnswerFd = 3;
+constexpr int kCut = 1;  // exit status if the answer was not written completely
 
-// How the child ends if that did not take all of it; a signal ends it if nobody is there to take anything.
-constexpr int kCut = 1;
-
-// Returns what the child ends with.
+// Returns the exit status.
 int answer(const std::string& text) {
   return write(kAnswerFd, text.data(), text.size()) == static_cast<ssize_t>(text.size()) ? 0 : kCut;
 }
 
 pid_t g_reader = -1;
 
-// A command may have left something behind that keeps its output open; nobody waits for the end of that.
+// What a command leaves running in the background may keep its output open for ever.
 void give_up(int) {
   constexpr std::string_view kText = "error: what the command has started goes on writing, and is not waited for\n";
   const ssize_t count = write(kAnswerFd, kText.data(), kText.size());
@@ -41,7 +38,7 @@ void give_up(int) {
   _exit(count == static_cast<ssize_t>(kText.size()) ? 0 : kCut);
 }
 
-// The child has nothing to do with phoned's signals, sockets and files. It lives longer than any command may.
+// Gives up phoned's signals, sockets and files. The alarm comes after the command's own limit.
 void leave_the_daemon(int answer_fd) {
   for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGCHLD, SIGPIPE, SIGTTOU, SIGTTIN}) {
     std::signal(signal, SIG_DFL);
@@ -58,13 +55,13 @@ std::string describe_status(int32_t status) {
   if (status < 0) {
     return "error: the command cannot be started\n";
   }
-  // The library gives 1 for a command that was ended, too.
+  // The library returns 1 for a command that it has ended, too.
   const std::string limit = std::to_string(CommandRunner::kSeconds);
   return "status " + std::to_string(status) +
          (status == 1 ? ", or ended by its time limit of " + limit + " s\n" : "\n");
 }
 
-// Reads to the end, and answers with the last piece of it.
+// Reads to the end, and answers with the last part.
 int answer_with_last_piece(int fd) {
   std::string piece;
   char buffer[CommandRunner::kOutputSize];
@@ -78,8 +75,8 @@ int answer_with_last_piece(int fd) {
   return answer(printable_lines(piece));
 }
 
-// The library reads nothing before the command has ended, and a pipe holds 64 KiB. So a process of its own reads, and the
-// shell is told to print to that one; by the library comes only what the shell says if it cannot.
+// The library reads after the command has ended, and a pipe holds only 64 KiB. So another process reads meanwhile, and the
+// shell prints to that one; the library gets what the shell says if it cannot.
 int run(const std::string& command) {
   int ends[2];
   if (pipe(ends) != 0 || (g_reader = fork()) < 0) {
@@ -103,8 +100,7 @@ int run(const std::string& command) {
 
 // ---- In phoned ----
 
-// Nothing while the child is running, else how it has ended. A child whom the system does not want to tell about just now
-// is asked after once more, and then with the next one.
+// Nothing while the child is running. Tries again if the system refuses to tell.
 std::optional<int> status_of(pid_t child) {
   int status = 0;
   pid_t ended = -1;

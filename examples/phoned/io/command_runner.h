@@ -1,5 +1,5 @@
-// Runs shell commands for operators. The library waits for a command's end, and phoned has calls to decide: so a child
-// process of phoned's does the waiting, and answers the operator.
+// Runs shell commands for operators. The library waits until a command ends; here a child process does that, and answers
+// the operator.
 #ifndef EXAMPLES_PHONED_IO_COMMAND_RUNNER_H
 #define EXAMPLES_PHONED_IO_COMMAND_RUNNER_H
 
@@ -15,17 +15,16 @@ namespace phoned {
 
 class CommandRunner : userlib::Pinned {
  public:
-  static constexpr int kSeconds = 2;           // what a command has
+  static constexpr int kSeconds = 2;           // per command
   static constexpr size_t kMaxCommands = 4;    // at the same time
-  static constexpr size_t kOutputSize = 4096;  // of a longer output the last piece is shown
+  static constexpr size_t kOutputSize = 4096;  // the end of a longer output is shown
 
   ~CommandRunner();
 
-  // Starts the command, and has its output and its status written to the descriptor, which stays the caller's.
+  // Starts the command. Its output and status are written to the descriptor, which stays the caller's.
   void start(const std::string& command, int answer_fd);
 
-  // Forgets the children that have ended. To be called when a child of phoned's has (SIGCHLD). Returns how many of them
-  // had more to say than the descriptor took.
+  // To be called on SIGCHLD. Returns the number of commands that ended and whose answer was not written completely.
   uint64_t reap();
 
  private:

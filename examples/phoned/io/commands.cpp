@@ -40,7 +40,7 @@ float to_factor(const std::string& text, const std::string& rule) {
   constexpr float kLargest = 1e6F;
   float value = 0;
   const auto [stop, problem] = std::from_chars(text.data(), text.data() + text.size(), value);
-  // Written so that what is not a number is out of range, too.
+  // False for NaN, too.
   const bool is_in_range = value >= 0 && value <= kLargest;
   if (problem != std::errc() || stop != text.data() + text.size() || !is_in_range) {
     throw must_be(text, rule);
@@ -71,8 +71,8 @@ std::string describe(uint8_t line, const Call& call, const timeval& now) {
   return text + "\n";
 }
 
-// The library refuses a FIFO itself, but only after a restore has taken all masks away, and where the operator does not
-// see it. At a terminal it would wait for whoever types.
+// The library refuses a FIFO, too, but only after a restore has reset all masks, and not to the operator. It would block on a
+// terminal.
 void check_init_file(const std::string& command, const std::string& path) {
   struct stat status = {};
   if (stat(path.c_str(), &status) != 0) {
@@ -114,14 +114,13 @@ Commands::Commands(const DialLayer& dial_layer, Statistics& statistics, std::fun
   }
 }
 
-// What the console, the library and the commands print is caught first, and said in one piece.
 void Commands::handle(const std::string& line, int answer_fd) {
   operator_fd_ = answer_fd;
   Capture answer;
   if (!answer.is_open() && line.find("help") != line.npos) {
     return say(answer_fd, std::string("error: ") + kNoCapture + "\n");
   }
-  // The pipe is empty but for this line: it is read in the same breath. One that is empty would not be there at all.
+  // The console reads what it finds in the pipe, and would wait for ever if that were nothing.
   if (pipe_.put(line.empty() ? "\n" : line)) {
     console_.handle(pipe_.read_fd(), answer.is_open() ? STDOUT_FILENO : answer_fd);
   }
@@ -198,7 +197,7 @@ std::string Commands::check(const Words& words) {
   if (digits.empty() || digits.size() > DialLayer::kMaxDigits || digits.find_first_not_of(kDigits) != digits.npos) {
     throw must_be(digits, "1 to " + std::to_string(DialLayer::kMaxDigits) + " of the digits 0-9, A-D, # and *");
   }
-  // Digits count one by one, and what stands behind the one that decides is never looked at.
+  // As on a line: digits after the one that decides are ignored.
   for (size_t size = 1; size <= digits.size(); ++size) {
     const std::string dialled = digits.substr(0, size);
     const Verdict verdict = plan.check(dialled);

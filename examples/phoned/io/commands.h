@@ -1,6 +1,4 @@
-// What an operator may say: the commands of phoned's console, which docs/operator.md lists.
-//
-// Every answer that begins with "error: " says what is wrong and what would be right.
+// The commands of phoned's console, which docs/operator.md lists. An Error becomes an answer that begins with "error: ".
 #ifndef EXAMPLES_PHONED_IO_COMMANDS_H
 #define EXAMPLES_PHONED_IO_COMMANDS_H
 
@@ -17,32 +15,31 @@
 
 namespace phoned {
 
-// Says whether the subject of the first certificate in a PEM file is as the needle wants it.
+// Whether the subject of the first certificate in a PEM file matches the needle, in words.
 std::string match_subject(const std::string& file, const std::string& needle);
 
-// Lines go to the console of the library through a pipe, which it reads as it would read a FIFO: so it never meets an
-// operator, who might let it wait.
+// The library's console reads from a pipe and writes into memory, so that it never waits for an operator.
 class Commands : userlib::Pinned {
  public:
   Commands(const DialLayer& dial_layer, Statistics& statistics, std::function<void()> stop);
 
   void open() { pipe_.open("for the console "); }
 
-  // Carries out a line of at most LineReader::kLongestLine characters, and answers on the descriptor.
+  // Carries out a line of at most LineReader::kLongestLine characters.
   void handle(const std::string& line, int answer_fd);
 
-  // Answers on a descriptor that does not block. What does not fit is lost, and counted.
+  // Writes to a descriptor that does not block. A text that does not fit is cut, and counted.
   void say(int fd, const std::string& text);
 
-  // A child of phoned's has ended.
+  // To be called on SIGCHLD.
   void reap() { statistics_.cut += runner_.reap(); }
 
  private:
   using Words = userlib::Invocation;
   struct Row {
     const char* name;
-    const char* arguments;  // their names, for an operator who gives too few or too many
-    int32_t min;
+    const char* arguments;
+    int32_t min;  // number of arguments
     int32_t max;
     std::string (Commands::*function)(const Words& words);
   };
@@ -68,7 +65,7 @@ class Commands : userlib::Pinned {
   TextPipe pipe_;
   userlib::Console<10> console_{""};
   std::deque<userlib::Command> commands_;
-  int operator_fd_ = -1;  // of the one whose line is being carried out
+  int operator_fd_ = -1;  // whose line is being carried out
 };
 
 }  // namespace phoned

@@ -24,7 +24,7 @@ bool g_has_failed = false;
 std::function<void()> g_give_up;
 
 void check_directory(const std::string& run_dir) {
-  constexpr size_t kLongest = 73;  // what the library has room for
+  constexpr size_t kLongest = 73;  // the library's limit
   if (run_dir.size() > kLongest) {
     throw Error("run directory " + quote_path(run_dir) + " has too long a name: at most " + std::to_string(kLongest) +
                 " characters are taken");
@@ -38,7 +38,7 @@ void check_directory(const std::string& run_dir) {
   }
 }
 
-// Whether there is what the library would follow (a symbolic link) or wait for (a FIFO) when it opens the file.
+// The library would follow a symbolic link, and block on a FIFO.
 bool is_odd(const std::string& file) {
   struct stat status = {};
   return lstat(file.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
@@ -50,7 +50,7 @@ void check_pid_file(const std::string& file) {
   }
 }
 
-// 0: it names nobody, or is not there.
+// 0 if there is none.
 int32_t pid_in(const std::string& file) {
   return NUV_Utility_get_pid_from_file(file.c_str());
 }
@@ -64,17 +64,16 @@ Error no_room(const std::string& file) {
   return Error("pid file " + quote_path(file) + " cannot be written: is there no room? Choose another --run-dir");
 }
 
-// Tries out whether there is room for a number, while somebody is there to read that there is none. Leaves an empty file.
+// Makes an empty file, having tried whether there is room for a number while an Error can still be read.
 void reserve(const std::string& file) {
-  constexpr std::string_view kNobody = "          \n";
+  constexpr std::string_view kBlank = "          \n";
   const UniqueFd fd(open(file.c_str(), O_WRONLY | O_TRUNC | kOpenFlags, 0666));
-  if (write(fd.get(), kNobody.data(), kNobody.size()) != static_cast<ssize_t>(kNobody.size()) ||
+  if (write(fd.get(), kBlank.data(), kBlank.size()) != static_cast<ssize_t>(kBlank.size()) ||
       ftruncate(fd.get(), 0) != 0) {
     throw no_room(file);
   }
 }
 
-// Whether the open file is the one with this name.
 bool is_file(const UniqueFd& fd, const std::string& name) {
   struct stat opened = {};
   struct stat named = {};
@@ -91,7 +90,7 @@ void Instance::claim(const std::string& run_dir, bool is_going_to_detach) {
   lock_file_ = run_dir + "/phoned.lock";
   check_pid_file(pid_file_);
   lock();
-  // A file that names this very process was left behind by one that had the same number.
+  // A file with the number of this very process was left behind by another one.
   if (!daemon_->check_pid_file() && daemon_->occupied_pid_file()) {
     throw is_running(pid_file_);
   }
@@ -128,8 +127,8 @@ std::string Instance::release() {
   return problem;
 }
 
-// Four that start at the same time find each other here, before any of them has made anything. The file goes with the one
-// who has locked it, so one that was locked may be gone already: only the one that has the name counts.
+// Keeps apart those that start at the same time. The owner of the lock removes the file, so that a file which was opened may
+// have lost its name before it is locked: then it does not count.
 void Instance::lock() {
   for (int i = 0; i < 100; ++i) {
     UniqueFd fd(open(lock_file_.c_str(), O_RDONLY | kOpenFlags, 0600));
@@ -147,13 +146,13 @@ void Instance::lock() {
     if (pid > 0 && NUV_Utility_test_pid_exists(pid) == 1) {
       throw is_running(pid_file_);
     }
-    poll(nullptr, 0, 20);  // it is about to tell who it is, or to go
+    poll(nullptr, 0, 20);  // the other one is about to write its pid file, or to end
   }
   throw Error("is being started by another process, which has locked " + quote_path(lock_file_) +
               "; choose another --run-dir");
 }
 
-// A disk without room is no reason to die of a broken contract: it is said in one line instead.
+// A full disk would break a contract of the library and end the process; here it is an Error.
 void Instance::write_pid_file() {
   check_pid_file(pid_file_);
   g_has_failed = false;

@@ -21,7 +21,7 @@ Error socket_error(const std::string& path, const std::string& why) {
   return Error("console socket " + quote_path(path) + " " + why);
 }
 
-// A socket that a phoned left behind which could not clean up is removed; anything else stays.
+// Removes a socket on which nobody listens: a phoned that was killed has left it behind.
 void make_room(const std::string& path) {
   struct stat status = {};
   if (lstat(path.c_str(), &status) != 0) {
@@ -30,14 +30,14 @@ void make_room(const std::string& path) {
   if (!S_ISSOCK(status.st_mode)) {
     throw socket_error(path, "cannot be made: there is a file that is no socket");
   }
-  // One who has no time for us just now listens, too.
+  // EAGAIN: somebody listens but is busy.
   if (connect_unix(path, SOCK_STREAM | SOCK_NONBLOCK) || errno == EAGAIN) {
     throw socket_error(path, "is in use: another process listens there");
   }
   unlink(path.c_str());
 }
 
-// Only phoned's own user may speak to it.
+// Only phoned's own user may connect.
 bool bind_privately(const UniqueFd& fd, const std::string& path) {
   const sockaddr_un address = unix_address(path);
   const mode_t mask = umask(0177);
@@ -48,7 +48,7 @@ bool bind_privately(const UniqueFd& fd, const std::string& path) {
   return is_bound;
 }
 
-// Open at both ends, so that it neither waits for somebody at the other one nor ends when they go.
+// Opened for reading and writing: so it neither waits for the other side nor ends with it.
 UniqueFd open_fifo(const std::string& path) {
   if (mkfifo(path.c_str(), 0600) != 0 && errno != EEXIST) {
     throw Error("FIFO " + quote_path(path) + " cannot be made: " + reason());
@@ -72,19 +72,18 @@ int copy_of(int standard_fd) {
   return fcntl(standard_fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
 }
 
-// 0: there is none.
+// 0 if there is none.
 ino_t inode_of(const std::string& path) {
   struct stat status = {};
   return lstat(path.c_str(), &status) == 0 ? status.st_ino : 0;
 }
 
-// What keeps a connection waiting in the socket, which stays ready for that.
+// Errors after which the connection stays in the socket, which stays ready.
 bool is_shortage(int error) {
   return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
 }
 
-// Throws away what the operator has sent behind the line: a socket that is closed with something in it tells the other
-// side of an error, which may then miss the answer.
+// Discards what follows the line: closing a socket with unread input resets the connection, and the answer may be lost.
 void drain(int fd) {
   char waste[4096];
   for (int i = 0; i < 16 && recv(fd, waste, sizeof waste, MSG_DONTWAIT) > 0; ++i) {
@@ -93,7 +92,7 @@ void drain(int fd) {
 
 }  // namespace
 
-// ---- Where operators come from ----
+// ---- Where to listen ----
 
 void Operators::open(const Channels& channels) {
   patience_ = channels.patience;
@@ -105,8 +104,7 @@ void Operators::open(const Channels& channels) {
     add_stream(std::move(in), open_fifo(*channels.fifo_out));
   }
   if (channels.use_stdin) {
-    // Descriptors of their own: what commands print on standard output is caught while they run, and one that goes on
-    // after that would answer there.
+    // Copies, because standard output is captured while a command is carried out.
     UniqueFd in(copy_of(STDIN_FILENO));
     UniqueFd out(copy_of(STDOUT_FILENO));
     if (!in || !out) {
@@ -127,7 +125,7 @@ void Operators::open_socket(const std::string& path) {
   if (!fd || !bind_privately(fd, path)) {
     throw socket_error(path, "cannot be made: " + reason());
   }
-  // phoned may change its directory before it comes to removing the socket.
+  // The working directory may change before the socket is removed.
   std::error_code unused;
   socket_path_ = std::filesystem::absolute(path, unused).string();
   socket_inode_ = inode_of(socket_path_);
@@ -167,7 +165,7 @@ std::string Operators::close() {
   operator_.stop();
   socket_.reset();
   reserve_.reset();
-  // Whatever lies in the socket's place by now is not phoned's.
+  // Another file with its name is not phoned's.
   const ino_t inode = inode_of(socket_path_);
   if (inode == 0) {
     return socket_error(socket_path_, "cannot be removed: it is not there any more").what();
@@ -176,7 +174,7 @@ std::string Operators::close() {
   return is_left ? socket_error(socket_path_, "cannot be removed: " + reason()).what() : "";
 }
 
-// ---- Somebody connects ----
+// ---- An operator connects ----
 
 void Operators::on_operator() {
   UniqueFd fd(accept4(socket_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
@@ -197,9 +195,8 @@ void Operators::on_operator() {
   }
 }
 
-// An operator who is not accepted keeps the socket ready, and the loop turning, for as long as he likes to wait. So he is
-// refused with the descriptor that is kept for that, and when this does not help either, nobody is listened to for a
-// while.
+// A connection that cannot be accepted keeps the socket ready, and the loop would spin. So it is accepted with the reserve
+// and refused; if that fails as well, phoned does not listen for a second.
 void Operators::refuse_without_descriptor() {
   PHONED_LOG(ERROR, trace::modules.console, "no descriptor for an operator to be had");
   reserve_.reset();
@@ -229,7 +226,7 @@ void Operators::listen_again() {
   }
 }
 
-// ---- Somebody says something, or nothing ----
+// ---- An operator says something, or nothing ----
 
 void Operators::on_input(Session& session) {
   const bool is_connection = session.is_connection();

@@ -1,8 +1,7 @@
-// Operators of a running phoned: they say one line and get an answer, on a Unix socket, a FIFO or the standard input.
+// Operators of a running phoned, on a Unix socket, a FIFO or the standard input.
 //
-// The console of the library would wait: for a line when somebody has connected, for the rest of it, for whoever does
-// not read the answer. phoned has calls to decide meanwhile. So everything that an operator can delay is done here,
-// piece by piece when the main loop says so, and the console gets complete lines only.
+// The library's console waits for lines and for readers of its answers. So everything that an operator can delay is done
+// here, event by event, and the console gets complete lines only.
 #ifndef EXAMPLES_PHONED_IO_OPERATORS_H
 #define EXAMPLES_PHONED_IO_OPERATORS_H
 
@@ -27,10 +26,10 @@ class Operators : userlib::Pinned {
 
   struct Channels {
     std::optional<std::string> socket_path = {};
-    std::optional<std::string> fifo_in = {};  // both or none of the two
+    std::optional<std::string> fifo_in = {};  // both or none
     std::optional<std::string> fifo_out = {};
     bool use_stdin = false;
-    std::chrono::seconds patience{30};  // how long a connection may last without its line
+    std::chrono::seconds patience{30};  // for the line of a connection
 
     bool operator==(const Channels&) const = default;
   };
@@ -38,15 +37,14 @@ class Operators : userlib::Pinned {
   Operators(userlib::Reactor& loop, Commands& commands) : loop_(loop), commands_(commands) {}
   ~Operators() { close(); }
 
-  // Listens to operators from now on. FIFOs that are not there are made.
+  // FIFOs that do not exist are made.
   void open(const Channels& channels);
 
-  // Hangs up on all of them, and removes the socket. Returns what to say if that was not possible.
+  // Ends all sessions, and removes the socket. Returns a complaint if that was not possible, or nothing.
   std::string close();
 
  private:
-  // Somebody who says lines on one descriptor and is answered on another: for one line on a connection, which ends with
-  // the answer, and line after line elsewhere.
+  // An operator. A connection is for one line, and ends with the answer; a FIFO and the standard input are for many.
   struct Session {
     Session(Operators& operators, UniqueFd in_fd, UniqueFd out_fd);
 
@@ -78,10 +76,10 @@ class Operators : userlib::Pinned {
   std::string socket_path_;  // absolute
   ino_t socket_inode_ = 0;
   UniqueFd socket_;
-  UniqueFd reserve_;  // given up to refuse an operator when there is no other descriptor
+  UniqueFd reserve_;  // closed to refuse an operator when no other descriptor is free
   userlib::Watch operator_{loop_, [this] { on_operator(); }};
   userlib::Timer pause_{loop_, [this] { listen_again(); }};
-  std::map<int, Session> sessions_;  // by the descriptor of their input
+  std::map<int, Session> sessions_;  // by input descriptor
 };
 
 }  // namespace phoned

@@ -19,18 +19,16 @@ namespace phoned {
 
 namespace {
 
-// What waits for a reader at most. A pipe that is read again takes it in one go.
+// What is kept for a reader at most; a pipe takes it at once.
 constexpr size_t kMostWaiting = 16384;
 
 constexpr std::chrono::milliseconds kPatience{500};
 
-// A file in memory to which everybody appends, if there is one.
 UniqueFd open_memory() {
   UniqueFd fd(memfd_create("phoned", MFD_CLOEXEC));
   return fcntl(fd.get(), F_SETFL, O_APPEND) == 0 ? std::move(fd) : UniqueFd();
 }
 
-// Takes all out of such a file.
 std::string take_all(int fd) {
   const off_t size = lseek(fd, 0, SEEK_END);
   std::string text(static_cast<size_t>(std::max<off_t>(size, 0)), '\0');
@@ -42,8 +40,8 @@ std::string take_all(int fd) {
   return text;
 }
 
-// An open file of our own does not wait, without the others who share the descriptor hearing of it. Where the system
-// refuses one, as for sockets and for pipes of another user, the same open file must do.
+// Opens the file anew, so that O_NONBLOCK does not affect those who share the descriptor. For sockets, and for pipes of
+// another user, the system refuses that, and the same open file must do.
 int open_again(int fd) {
   const std::string path = "/proc/self/fd/" + std::to_string(fd);
   const int own = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
@@ -105,7 +103,7 @@ void Output::add(std::string_view line) {
   }
 }
 
-// What is lost is told where it would have stood: behind all that waits, and before all that follows.
+// The number of lines that were dropped stands in their place: behind what waits, and before what follows.
 void Output::write_waiting() {
   while (!waiting_.empty() && write_piece()) {
   }
@@ -123,7 +121,7 @@ bool Output::write_piece() {
   if (poll(&state, 1, 0) != 1) {
     return false;
   }
-  const TimeLimit limit;  // others may be quicker with what room there was
+  const TimeLimit limit;  // another process may have taken the room
   const size_t size = std::min<size_t>(waiting_.size(), PIPE_BUF);
   const ssize_t count = is_socket_ ? send(sink_.get(), waiting_.data(), size, MSG_DONTWAIT | MSG_NOSIGNAL)
                                    : write(sink_.get(), waiting_.data(), size);

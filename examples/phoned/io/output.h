@@ -1,7 +1,7 @@
-// Standard output and standard error of a daemon that must not wait for who reads them.
+// Standard output and standard error of a daemon that must not wait for their reader.
 //
-// Whoever prints, the library included, prints into memory. From there it goes on as far as the reader takes it; the
-// descriptor that phoned was given may be shared with others and stays as it is.
+// All prints, the library's too, go into a memory file, and from there to the reader as far as it keeps up. The descriptor
+// that phoned was given may be shared with others, and so is not made non-blocking.
 #ifndef EXAMPLES_PHONED_IO_OUTPUT_H
 #define EXAMPLES_PHONED_IO_OUTPUT_H
 
@@ -20,20 +20,20 @@ class Output : userlib::Pinned {
   // stdout or stderr.
   explicit Output(FILE* stream) : stream_(stream), fd_(fileno(stream)) {}
 
-  // From now on nobody who prints has to wait. Files are not waited for anyway, and left alone.
+  // Prints do not block from now on. Regular files never do, and are left alone.
   void open();
 
-  // Passes on what was printed, as far as that can be done without waiting. Lines for which there is no room are counted,
-  // and the count is printed in their place.
+  // Writes what was printed, as far as that is possible without waiting. Lines for which there is no room are dropped, and
+  // their number is printed in their place.
   void flush();
 
-  // Passes on all of it, but does not wait for longer than half a second.
+  // Writes all of it, but waits no longer than half a second.
   void finish();
 
-  // Whether there is something to pass on.
+  // Whether there is something left to write.
   bool is_behind() const { return !waiting_.empty() || lost_ > 0; }
 
-  // The stream leads elsewhere now.
+  // To be called when the stream leads elsewhere.
   void close();
 
  private:
@@ -43,22 +43,22 @@ class Output : userlib::Pinned {
 
   FILE* stream_;
   int fd_;
-  UniqueFd sink_;  // where it goes on; none: nowhere
+  UniqueFd sink_;  // the reader's end
   bool is_socket_ = false;
   std::string waiting_;
   uint64_t lost_ = 0;
 };
 
-// Keeps what is printed on standard output while it lives.
+// Collects what is printed on standard output.
 class Capture : userlib::Pinned {
  public:
   Capture();
   ~Capture() { end(); }
 
-  // Returns false if no descriptor is free for it: nothing is kept then.
+  // False if there is no descriptor for it: nothing is collected then.
   bool is_open() const { return static_cast<bool>(standard_output_); }
 
-  // What was printed. The capture is over then.
+  // Ends the capture, and returns what was printed.
   std::string take();
 
  private:
