@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <system_error>
 
 namespace support {
 
@@ -14,7 +15,8 @@ TemporaryDirectory::TemporaryDirectory() : path_(::testing::TempDir() + "userlib
 }
 
 TemporaryDirectory::~TemporaryDirectory() {
-  std::filesystem::remove_all(path_);
+  std::error_code unused;
+  std::filesystem::remove_all(path_, unused);
 }
 
 std::string content_of(const std::string& path) {

@@ -6,7 +6,7 @@
 
 namespace support {
 
-// Empty at first, and gone with all that is in it when this object dies.
+// Empty at first. Removed with its contents when this object dies, unless a read-only disk keeps them.
 class TemporaryDirectory {
  public:
   TemporaryDirectory();
@@ -15,6 +15,9 @@ class TemporaryDirectory {
   TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
 
   const std::string& path() const { return path_; }
+
+  // The path of a file in it.
+  std::string file(const std::string& name) const { return path_ + "/" + name; }
 
  private:
   std::string path_;

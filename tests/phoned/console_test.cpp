@@ -15,11 +15,11 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
-#include <stdexcept>
 #include <utility>
 #include <vector>
 
 #include "console_operator.h"
+#include "doubles/temporary_directory.h"
 #include "program.h"
 #include "udp_socket.h"
 
@@ -27,28 +27,11 @@ namespace {
 
 using support::Operator;
 using support::Program;
+using support::TemporaryDirectory;
 using support::TemporaryFile;
 using support::UdpSocket;
 
 constexpr char kPlan[] = "110|11T|118xx|0x.T";
-
-// A directory that goes with its owner and all that is in it.
-class TemporaryDirectory {
- public:
-  TemporaryDirectory() {
-    if (mkdtemp(path_.data()) == nullptr) {
-      throw std::runtime_error("no temporary directory");
-    }
-  }
-  ~TemporaryDirectory() { std::filesystem::remove_all(path_); }
-  TemporaryDirectory(const TemporaryDirectory&) = delete;
-  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-
-  std::string file(const std::string& name) const { return path_ + "/" + name; }
-
- private:
-  std::string path_ = "/tmp/phoned_console.XXXXXX";
-};
 
 constexpr char kListening[] = "phoned: listening on port ";
 

@@ -10,10 +10,10 @@
 
 namespace {
 
+using support::TemporaryDirectory;
 using world::MemoryDisk;
 using world::Namespaces;
 using world::Phoned;
-using world::TemporaryDirectory;
 
 class DisksTest : public testing::Test {
  protected:

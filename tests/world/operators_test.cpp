@@ -16,9 +16,9 @@ namespace {
 
 using support::comes_true;
 using support::Operator;
+using support::TemporaryDirectory;
 using support::UdpSocket;
 using world::Phoned;
-using world::TemporaryDirectory;
 using world::Terminal;
 
 constexpr char kAnswer[] = "complete 110 110\n";

@@ -19,12 +19,12 @@
 
 namespace {
 
+using support::TemporaryDirectory;
 using support::comes_true;
 using support::TemporaryFile;
 using world::Namespaces;
 using world::Phoned;
 using world::Pipe;
-using world::TemporaryDirectory;
 using world::Terminal;
 
 // More than a full pipe, a terminal's buffer or a log socket takes of phoned's lines.

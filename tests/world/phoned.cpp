@@ -66,17 +66,6 @@ pid_t pid_in(const std::string& path) {
 
 }  // namespace
 
-TemporaryDirectory::TemporaryDirectory() {
-  if (mkdtemp(path_.data()) == nullptr) {
-    throw std::runtime_error("no temporary directory");
-  }
-}
-
-TemporaryDirectory::~TemporaryDirectory() {
-  std::error_code unused;
-  std::filesystem::remove_all(path_, unused);
-}
-
 // A row of the table: "sl local_address rem_address st tx:rx tr:when retrnsmt uid timeout inode ...".
 uint16_t udp_port_of(pid_t pid) {
   const std::set<std::string> sockets = sockets_of(pid);

@@ -12,26 +12,12 @@
 
 #include <sys/types.h>
 
+#include "doubles/temporary_directory.h"
 #include "program.h"
 
 namespace world {
 
 using Milliseconds = std::chrono::milliseconds;
-
-// A directory that goes with its owner and all that is in it.
-class TemporaryDirectory {
- public:
-  TemporaryDirectory();
-  ~TemporaryDirectory();
-  TemporaryDirectory(const TemporaryDirectory&) = delete;
-  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-
-  const std::string& path() const { return path_; }
-  std::string file(const std::string& name) const { return path_ + "/" + name; }
-
- private:
-  std::string path_ = "/tmp/world.XXXXXX";
-};
 
 // The UDP port on which the process listens; 0: on none.
 uint16_t udp_port_of(pid_t pid);
@@ -89,7 +75,7 @@ class Phoned {
   const support::Program& program() const { return *launcher_; }
 
  private:
-  TemporaryDirectory directory_;
+  support::TemporaryDirectory directory_;
   std::string run_dir_;
   Mode mode_;
   std::unique_ptr<support::Program> launcher_;

@@ -14,8 +14,8 @@ namespace {
 
 using support::comes_true;
 using support::Program;
+using support::TemporaryDirectory;
 using support::TemporaryFile;
-using world::TemporaryDirectory;
 
 constexpr int kRounds = Program::few_if_emulated(100);
 constexpr int kStarts = 4;
