@@ -160,21 +160,27 @@ int run(const Options& options, const std::vector<Step>& script) {
 }
 
 int run(phoned::Words words) {
-  int status = kUsage;
+  Options options;
+  std::vector<Step> script;
   try {
-    const Options options = parse_options(words);
+    options = parse_options(words);
     g_is_logging = options.is_logging;
     if (g_is_logging) {
       openlog("phonectl", 0, LOG_USER);  // not every C library knows the program's name by itself
     }
-    const bool has_script = options.action == Options::Action::kScript;
-    const std::vector<Step> script = has_script ? read_script(*options.script) : std::vector<Step>();
-    status = kFailure;
-    status = run(options, script);
+    if (options.action == Options::Action::kScript) {
+      script = read_script(*options.script);
+    }
   } catch (const Error& error) {
     complain(error.what());
+    return kUsage;
   }
-  return status;
+  try {
+    return run(options, script);
+  } catch (const Error& error) {
+    complain(error.what());
+    return kFailure;
+  }
 }
 
 }  // namespace

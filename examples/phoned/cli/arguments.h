@@ -37,7 +37,7 @@ class Argument {
     if (attached_) {
       return *attached_;
     }
-    const std::string value = rest_.front();
+    std::string value = rest_.front();
     rest_ = rest_.subspan(1);
     return value;
   }

@@ -357,25 +357,29 @@ void occupy_standard_descriptors() {
   close(fd);
 }
 
+int run(const Options& options) {
+  switch (options.action) {
+    case Options::Action::kShowHelp:
+      std::fputs(help_text().c_str(), stdout);
+      break;
+    case Options::Action::kShowVersion:
+      std::printf("phoned with %s\n", NUV_Userlib_getVersionString());
+      break;
+    case Options::Action::kServe:
+      return serve(options.is_foreground ? options : with_absolute_paths(options));
+  }
+  return 0;
+}
+
 int run(Words words) {
-  int status = kUsage;
+  std::optional<Options> options;
   try {
-    const Options options = parse_options(words);
-    status = kFailure;
-    switch (options.action) {
-      case Options::Action::kShowHelp:
-        std::fputs(help_text().c_str(), stdout);
-        return 0;
-      case Options::Action::kShowVersion:
-        std::printf("phoned with %s\n", NUV_Userlib_getVersionString());
-        return 0;
-      case Options::Action::kServe:
-        return serve(options.is_foreground ? options : with_absolute_paths(options));
-    }
+    options = parse_options(words);
+    return run(*options);
   } catch (const Error& error) {
     complain(error.what());
+    return options ? kFailure : kUsage;
   }
-  return status;
 }
 
 }  // namespace

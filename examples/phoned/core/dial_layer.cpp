@@ -102,7 +102,7 @@ Verdict DialLayer::ask_plan(uint8_t line, const std::string& digits, Time time) 
   const trace::Part dial_layer = {"dial layer"};
   const trace::Part plan = {"plan"};
   trace::message(dial_layer, answer(line, "check " + digits + (is_over ? " at time-out" : "")), plan, trace::Way::kOut);
-  const Verdict verdict = is_over ? plan_.check_at_timeout(digits) : plan_.check(digits);
+  Verdict verdict = is_over ? plan_.check_at_timeout(digits) : plan_.check(digits);
   trace::message(plan, answer(line, describe(verdict)), dial_layer, trace::Way::kIn);
   PHONED_LOG(DEBUG, trace::modules.dial_plan, "digits %s%s: %s", digits.c_str(), is_over ? ", and no more in time" : "",
              describe(verdict).c_str());
