@@ -6,12 +6,13 @@
 
 #define RECORD(type, on_32, on_64) printf("%s %zu\n", #type, sizeof(type))
 #define FIELD(type, field, on_32, on_64) \
-  printf("%s.%s %zu %zu\n", #type, #field, offset_of(&((type*)block)->field), sizeof(((type*)block)->field))
+  printf("%s.%s %zu %zu\n", #type, #field, offset_of(&((type*)place)->field), sizeof(((type*)place)->field))
 #define TIMED_RECORD(type, a, b, on_64)       RECORD(type, a, on_64)
 #define TIMED_FIELD(type, field, a, b, on_64) FIELD(type, field, a, on_64)
 
 /* Any place where a record could lie: what a field's address is there, it is anywhere. */
 static struct timeval block[1024];
+static void* const place = block;
 
 static size_t offset_of(const void* a_field) {
   return (size_t)((const char*)a_field - (const char*)block);
