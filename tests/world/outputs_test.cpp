@@ -19,8 +19,8 @@
 
 namespace {
 
-using support::TemporaryDirectory;
 using support::comes_true;
+using support::TemporaryDirectory;
 using support::TemporaryFile;
 using world::Namespaces;
 using world::Phoned;
