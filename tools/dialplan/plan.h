@@ -13,7 +13,7 @@
 namespace dialplan {
 
 // What can be dialled, in the order of the bits of a symbol mask.
-constexpr std::string_view kDialled = "0123456789ABCD#*";
+constexpr std::string_view kDialled = userlib::DigitMap::kDialled;
 constexpr uint32_t kAnyDialled = 0xFFFF;
 constexpr uint32_t kRepeat = 0x10000;
 

@@ -6,6 +6,7 @@
 #define USERLIB_TELEPHONY_HPP
 
 #include <cstdint>
+#include <string_view>
 #include <utility>
 
 #include "nuv_digitmap.h"
@@ -17,6 +18,9 @@ namespace userlib {
 class DigitMap {
  public:
   enum class Mode : int32_t { kFirst = NUV_DIGITMAP_FIRST_MATCH, kBest = NUV_DIGITMAP_BEST_MATCH };
+  /// What can be dialled, in the order of the bits of a pattern's symbols.
+  static constexpr std::string_view kDialled = "0123456789ABCD#*";
+
   enum class Timer : uint32_t { kRunning = 0, kExpired = 1 };
   enum class Result : int32_t {
     kUndecided = NUV_DIGITMAP_UNDECIDED,

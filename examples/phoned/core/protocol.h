@@ -17,7 +17,7 @@ namespace phoned {
 
 inline constexpr size_t kLineCount = 256;
 inline constexpr uint16_t kDefaultPort = 7070;
-inline constexpr std::string_view kDigits = "0123456789ABCD#*";
+inline constexpr std::string_view kDigits = userlib::DigitMap::kDialled;
 
 // An event on a line. The header of the message holds kind, line and the UDP port of the line card; its items are the line
 // card's address and a text.
