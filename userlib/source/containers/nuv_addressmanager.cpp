@@ -18,7 +18,7 @@ bool is_address(uint32_t addr) {
   return addr < kCount;
 }
 
-// The entry of the lowest free address, or null. The C library's search is the fastest there is for bytes.
+// The entry of the lowest free address, or null. Nothing finds a byte faster than memchr().
 const void* find_free() {
   return memchr(g_rgAddress, kFree, sizeof g_rgAddress);
 }

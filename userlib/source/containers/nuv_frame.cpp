@@ -11,9 +11,9 @@ namespace {
 
 constexpr char kFamily[] = "nuv_frame";
 
-// The bytes between two pointers. They are taken as numbers, because after a failed contract one of them may lie outside
-// of the block. Callers get them modulo 2^32. The content range operations compare all bits, so that compilers see what
-// holds for them at any time: a difference changes by as much as the pointer moves.
+// The bytes between two pointers, computed from their addresses: after a failed contract one may point outside the
+// block. Callers get the result modulo 2^32. The operations that move a pointer compare all bits, so that the compiler
+// can see that the difference changes by the offset and drop the check.
 uintptr_t distance(const uint8_t* from, const uint8_t* to) {
   return reinterpret_cast<uintptr_t>(to) - reinterpret_cast<uintptr_t>(from);
 }
@@ -63,7 +63,7 @@ int32_t NUV_Frame_construct(Frame* a_this, uint32_t a_size) {
 
 int32_t NUV_Frame_copyConstruct(Frame* a_this, Frame* a_src) {
   NUV_REQUIRE(0 != a_this);
-  // The block changes hands in a place of its own, so that it is not lost even if both frames are the same.
+  // The block goes through a local variable, so that it is not lost even if both frames are the same.
   Memory block;
   NUV_Memory_construct(&block, 0);
   NUV_Memory_swap(&block, a_src != nullptr ? &a_src->m_oMemory : nullptr);
@@ -128,8 +128,8 @@ uint32_t NUV_Frame_size(const Frame* a_this) {
   return size_of(*a_this);
 }
 
-// The pointer moves as it was told, also where an error handler let too large an offset pass: nothing is read or written
-// through it here, and the frame shows what was done to it.
+// The pointer moves even if a returning error handler let too large an offset pass: nothing is read or written through it
+// here, and the frame shows what happened.
 
 void NUV_Frame_reduceFront(Frame* a_this, uint32_t a_offset) {
   NUV_REQUIRE_OBJECT(0 != a_this);

@@ -8,12 +8,12 @@ namespace {
 
 constexpr char kFamily[] = "nuv_indexmap";
 
-// The entry at a position, or null: behind the end, and where a size came without a store, there is none.
+// The entry at a position, or null behind the end or without a store.
 IndexMapEntry* entry_at(const IndexMap& map, uint32_t position) {
   return position < map.m_uMapSize && map.m_rgMap != nullptr ? &map.m_rgMap[position] : nullptr;
 }
 
-// The first position from the given one on whose entry meets the condition, or the end.
+// The first position at or after the given one whose entry meets the condition, or the end.
 template <typename Condition>
 uint32_t first_position(const IndexMap& map, uint32_t position, Condition condition) {
   for (; const IndexMapEntry* entry = entry_at(map, position); ++position) {
@@ -90,7 +90,7 @@ uint32_t NUV_IndexMap_end(const IndexMap* a_this) {
 uint32_t NUV_IndexMap_next(const IndexMap* a_this, uint32_t a_iterator) {
   NUV_REQUIRE_OBJECT(((void *)0) != a_this);
   NUV_REQUIRE_TEXT(a_this->m_uMapSize > a_iterator, "NUV_IndexMap_end( a_this) > a_iterator");
-  // Behind the end there is nothing; the last number of all would even wrap to the first position.
+  // UINT32_MAX + 1 would wrap to the first position.
   return a_iterator < a_this->m_uMapSize ? first_used(*a_this, a_iterator + 1) : a_this->m_uMapSize;
 }
 

@@ -21,8 +21,8 @@ uint32_t byte_count(uint32_t size) {
   return size / kBitsPerByte + (size % kBitsPerByte != 0 ? 1 : 0);
 }
 
-// Tells whether there is a bit for the index: where the first one of its byte is an index, but nowhere when malloc failed.
-// Bits behind the last index are 0 until an error handler that returned lets somebody take them.
+// Whether the pool has a bit for the index: if the byte's first bit is an index, and malloc() has not failed. Bits
+// behind the last index are 0 unless a returning error handler let a caller set them.
 bool has_bit(const IndexPool& pool, uint32_t index) {
   return index - index % kBitsPerByte < pool.m_uSize && pool.m_pPool != nullptr;
 }
@@ -47,16 +47,16 @@ void set_free(IndexPool& pool, uint32_t index) {
   }
 }
 
-// Takes the lowest clear bit, which lies behind the last index if all indices are taken. Returns the size, and changes
-// nothing, when there is none: it is left to NUV_IndexPool_occupy() to complain.
+// Takes the lowest clear bit, which may lie behind the last index. Returns the size and changes nothing if there is none;
+// NUV_IndexPool_occupy() reports that.
 uint32_t occupy_lowest(IndexPool& pool) {
   if (pool.m_pPool == nullptr) {
     return pool.m_uSize;
   }
   uint32_t byte = 0;
   if constexpr (std::endian::native == std::endian::little) {
-    // Eight bytes at a time, as long as all of their bits are indices. Whoever takes index after index finds the word in
-    // the same place and width as it was left.
+    // Eight bytes at a time, as long as all of their bits are indices. Load and store have the same width, so that the next
+    // call does not wait for the store.
     for (uint64_t word; pool.m_uSize / kBitsPerByte >= byte + sizeof word; byte += sizeof word) {
       memcpy(&word, pool.m_pPool + byte, sizeof word);
       if (word != UINT64_MAX) {
@@ -80,7 +80,7 @@ uint32_t occupy_lowest(IndexPool& pool) {
   return index;
 }
 
-// NUV_IndexPool_occupied() with its own report, for the contracts of the others.
+// NUV_IndexPool_occupied() with its report, for the contracts of other operations.
 bool is_occupied(const IndexPool& pool, uint32_t index) {
   NUV_REQUIRE_TEXT(pool.m_uSize > index, "NUV_IndexPool_size( a_this) > a_index");
   return is_set(pool, index);
@@ -90,7 +90,7 @@ bool is_occupied(const IndexPool& pool, uint32_t index) {
 
 int32_t NUV_IndexPool_construct(IndexPool* a_this, uint32_t a_size) {
   NUV_REQUIRE_OBJECT(((void *)0) != a_this);
-  // A pool without indices owns one byte all the same, because malloc(0) may answer null without having failed.
+  // An empty pool owns one byte, too: malloc(0) may return null without having failed.
   const uint32_t bytes = a_size != 0 ? byte_count(a_size) : 1;
   a_this->m_pPool = static_cast<uint8_t*>(malloc(bytes));
   NUV_NOT_NULL(NULL != a_this->m_pPool);

@@ -15,8 +15,7 @@ struct CloseFile {
 
 using FilePtr = std::unique_ptr<FILE, CloseFile>;
 
-// Opens a file as fopen() does, but for a FIFO, which counts as a file that cannot be opened: a daemon would stand still
-// until somebody came to its other end.
+// fopen(), but a FIFO cannot be opened: a daemon would block until another process opens the other end.
 inline FilePtr open_file(const char* path, const char* mode) {
   struct stat status = {};
   if (stat(path, &status) == 0 && S_ISFIFO(status.st_mode)) {

@@ -1,8 +1,6 @@
-// Memory blocks as part of another record: what nuv_memory.h does with a block, without the contracts that a block inside
-// of a record cannot break. Frames and messages have checked the record by then.
+// Memory blocks inside other records: what nuv_memory.h does, without the contracts that such a block cannot break.
 //
-// An error handler that returned may have let in functions that are null. They are kept as they are, and looked at
-// where they would be called.
+// A returning error handler may have let in functions that are null. They are stored, and checked before each call.
 #ifndef USERLIB_SOURCE_MEMORY_BLOCK_H
 #define USERLIB_SOURCE_MEMORY_BLOCK_H
 
@@ -15,10 +13,10 @@ struct MemoryHook {
   NUV_MemoryFree free;
 };
 
-// The functions that blocks are made with from now on.
+// The functions that new blocks are made with.
 extern MemoryHook g_memory_hook;
 
-// The report of NUV_Memory_construct() that a new block has no free function.
+// Reports, as NUV_Memory_construct() does, that a new block has no free function.
 [[gnu::cold]] void report_missing_free_function();
 
 inline void expect_free_function(const Memory& block) {
@@ -27,8 +25,8 @@ inline void expect_free_function(const Memory& block) {
   }
 }
 
-// After a failed contract an address may lie outside of its block, or the block have none: there is no arithmetic with
-// pointers then. With numbers there is.
+// Computed as a number: after a failed contract the address may be null or outside its block, where arithmetic with
+// pointers is undefined.
 inline uint8_t* moved_up(uint8_t* address, uint32_t offset) {
   // NOLINTNEXTLINE(performance-no-int-to-ptr)
   return reinterpret_cast<uint8_t*>(reinterpret_cast<uintptr_t>(address) + offset);
@@ -40,19 +38,19 @@ inline Memory empty_block() {
   return block;
 }
 
-// A block without a free function is lost: that does less harm than to guess one.
+// A block without a free function is leaked: that does less harm than to guess one.
 inline void release_block(const Memory& block) {
   if (block.m_pFree != nullptr) {
     block.m_pFree(block.m_pAddr, block.m_uSize);
   }
 }
 
-// A move of a record goes in three steps, after a copy of what the target was: the target takes over the source, what is
-// left is made empty, and the blocks of the copy are released. They go last, when all is in its place: their free functions
-// belong to the daemon, and may look. So a record that is moved onto itself is released.
+// A move copies the old target, lets the target take over the source, empties the source, and releases the blocks of
+// the copy. They are released last, when both records are complete: the free functions belong to the daemon and may
+// read them. A record that is moved onto itself is released.
 //
-// This is the first step. Returns what is left: the source, or the target itself where there is none, which only an error
-// handler that returned lets in.
+// This is the second step. Returns what has to be emptied: the source, or the target itself if there is no source,
+// which only a returning error handler lets in.
 template <typename Record>
 Record& take_over(Record& target, Record* source) {
   if (source == nullptr) {

@@ -35,8 +35,9 @@ constinit NUV_AssertHandler g_handler = exit_on_error;
 
 }  // namespace
 
-void nuv::report_contract(uint32_t place, const char* text, const char* family) {
-  NUV_Assert_failed(place >> kContractLineBits, family, place & ((1U << kContractLineBits) - 1), text);
+void nuv::report_contract(uint32_t class_and_line, const char* text, const char* family) {
+  NUV_Assert_failed(class_and_line >> kContractLineBits, family, class_and_line & ((1U << kContractLineBits) - 1),
+                    text);
 }
 
 void NUV_Assert_failed(uint32_t a_type, const char* a_file, uint32_t a_line, const char* a_expression) {

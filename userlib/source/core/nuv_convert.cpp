@@ -45,8 +45,7 @@ bool is_negative(const char* text) {
   return *skip_blanks(text_or_empty(text)) == '-';
 }
 
-// Unlike an empty text, a sign alone is a number: 0. A number that 32 bits do not hold wraps, perhaps to the far side of
-// zero.
+// Unlike an empty text, a sign alone is a number: 0. A number beyond 32 bits wraps, perhaps to the other sign.
 int64_t text_to_signed(const char* text) {
   const char* number = skip_blanks(text_or_empty(text));
   if (*number == '\0') {
@@ -60,7 +59,7 @@ int64_t text_to_signed(const char* text) {
   return static_cast<int32_t>(is_negative(text) ? 0U - value : value);
 }
 
-// Each sign has one limit only: a number that has wrapped to the far side of zero passes.
+// Each sign has one limit only: a number that has wrapped to the other sign passes.
 bool fits_int16(const char* text, int64_t number) {
   return is_negative(text) ? number >= INT16_MIN : number <= INT16_MAX;
 }
@@ -148,7 +147,7 @@ uint32_t NUV_Convert_split(char** a_dest, uint32_t a_maxdest, char* a_src, char 
     if (a_dest != nullptr) {
       a_dest[count] = field;
     }
-    // The last field that there is room for keeps its separators.
+    // The last field that fits keeps its separators.
     char* separator = count + 1 < a_maxdest ? find_separator(field, a_separator) : nullptr;
     if (separator != nullptr) {
       *separator++ = '\0';

@@ -32,7 +32,7 @@ constexpr size_t kSharedTextSize = 512;
 
 constinit char g_shared_text[kSharedTextSize] = {};
 
-// The last byte is kept out of vsnprintf()'s reach, so that it ends the text whatever becomes of the rest.
+// vsnprintf() does not get the last byte, so that the text ends there even if the call fails.
 void print_text(std::span<char> dest, const char* format, va_list arguments) NUV_PRINTF(2, 0);
 void print_text(std::span<char> dest, const char* format, va_list arguments) {
   std::fill(dest.begin(), dest.end(), '\0');
@@ -63,7 +63,7 @@ constexpr size_t kLargestWidth = 5;  // of kLargestNumber
 
 constexpr long kNoNumber = -1;
 
-// errno is looked at, but on purpose never reset: one number out of range makes those after it fail too.
+// errno is read but never reset, on purpose: after one number out of range the following ones fail, too.
 long read_number(const char* text) {
   char* end = nullptr;
   const long number = strtol(text, &end, 10);
@@ -92,8 +92,8 @@ bool read_range(char* text, char* dash, NumberRange& range) {
   return range.high > range.low && range.high <= kLargestNumber;
 }
 
-// Tells whether the text begins with some number of the range. Rather than print every number, this takes one digit
-// after the other and looks whether those taken so far are how a number of the range is written.
+// Whether the text begins with a number of the range. Takes one digit after the other and checks whether the digits so far
+// spell a number of the range, instead of printing every number.
 bool begins_with_number_of(const NumberRange& range, const char* text) {
   long number = 0;
   for (size_t count = 1; count <= kLargestWidth; ++count) {
@@ -128,11 +128,11 @@ bool matches_piece(const char* rest, std::string_view text) {
 
 // The pieces stand between commas. The first characters of the pattern hold them too, behind what the name begins with.
 bool matches_numbers(const char* name, const char* pattern, const char* pieces) {
-  const char* const place = strstr(pattern, pieces);
-  if (place == nullptr || static_cast<size_t>(place - pattern) + strlen(pieces) > kPatternLength) {
+  const char* const found = strstr(pattern, pieces);
+  if (found == nullptr || static_cast<size_t>(found - pattern) + strlen(pieces) > kPatternLength) {
     return false;
   }
-  const auto prefix = static_cast<size_t>(place - pattern);
+  const auto prefix = static_cast<size_t>(found - pattern);
   const char* const rest = strncmp(name, pattern, prefix) == 0 ? name + prefix : nullptr;
   for (;;) {
     const size_t length = strcspn(pieces, ",");

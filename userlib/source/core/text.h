@@ -14,8 +14,7 @@ inline const char* text_or_empty(const char* text) {
   return text != nullptr ? text : "";
 }
 
-// How much of a buffer snprintf() may be told of: some C libraries take a size beyond INT_MAX for an error, and print
-// nothing.
+// The size to pass to snprintf(): some C libraries treat one beyond INT_MAX as an error and print nothing.
 inline size_t print_room(size_t size) {
   return size < INT_MAX ? size : INT_MAX;
 }
@@ -30,7 +29,7 @@ inline const char* base_name(const char* path) {
   return path;
 }
 
-// The first characters of a text, at most so many. The text need not be terminated if it is that long.
+// The first characters of a text, at most `most`. A text of that length needs no terminator.
 inline std::string_view first_characters(const char* text, size_t most) {
   return {text, strnlen(text, most)};
 }

@@ -1,4 +1,4 @@
-// Differences and comparisons of struct timeval, for those that make one for every timer in every turn.
+// Differences and comparisons of struct timeval, inline because a turn makes one for every timer.
 #ifndef USERLIB_SOURCE_TIMEVAL_ARITHMETIC_H
 #define USERLIB_SOURCE_TIMEVAL_ARITHMETIC_H
 
@@ -11,7 +11,7 @@ using Microseconds = decltype(timeval::tv_usec);
 
 constexpr Microseconds kMicrosecondsPerSecond = 1000000;
 
-// NUV_timeval_dec() for any microseconds, however many.
+// NUV_timeval_dec() for any number of microseconds.
 void subtract_any(timeval& a, const timeval& b);
 
 // NUV_timeval_dec(). Where both have less than a second of microseconds, there is at most one second to borrow.

@@ -22,8 +22,8 @@ class UniqueFd {
     return fd;
   }
 
-  // Closes the descriptor before its time. An interrupted close is not repeated: the kernel has freed the number by
-  // then, and somebody else may own it.
+  // Closes the descriptor early. An interrupted close is not repeated: the kernel has already freed the number, which
+  // another file may have by now.
   void reset() {
     if (fd_ >= 0) {
       close(fd_);

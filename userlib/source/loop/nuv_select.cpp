@@ -100,8 +100,8 @@ bool is_at(const timeval& now, const timeval& mark) {
   return now.tv_usec == mark.tv_usec && now.tv_sec == mark.tv_sec;
 }
 
-// Two cycles may well end within the same microsecond, which is no reason to fire: with timers, the clock is read until
-// it has left the mark.
+// Two cycles may end within the same microsecond, which must not fire timers: if there are any, the clock is read until it
+// has moved.
 bool read_clock(const Select& reactor, timeval& now) {
   uint32_t readings = reactor.m_oTimeout.m_uCount != 0 ? kMostReadings : 1;
   do {
@@ -112,8 +112,8 @@ bool read_clock(const Select& reactor, timeval& now) {
   return true;
 }
 
-// Lets the timers age, calls those that are due, and moves the mark. A clock that cannot be read has not moved, and
-// neither does the mark then: the time is made up for when the clock can be read again.
+// Ages the timers, calls those that are due, and moves the mark. If the clock cannot be read, the mark stays, and the next
+// reading makes up for the time.
 void serve_timers(Select& reactor, uint32_t budget) {
   timeval now;
   const bool is_known = read_clock(reactor, now);
@@ -121,7 +121,7 @@ void serve_timers(Select& reactor, uint32_t budget) {
   NUV_TimeoutSet_process(&reactor.m_oTimeout, budget, &elapsed);
   if (is_known) {
     reactor.m_oLastTime = now;
-    nuv_gettimeofday_absolute(&reactor.m_oLastTime);  // the time that the timers took is nobody's
+    nuv_gettimeofday_absolute(&reactor.m_oLastTime);  // time spent in timer callbacks ages no timer
   }
 }
 
@@ -131,8 +131,7 @@ void purge(const CycleSets& sets, const ReadySets& ready) {
   }
 }
 
-// Returns false when nothing is ready and nothing went wrong, so that the cycle has to wait: a signal must not be slept
-// over.
+// Returns false if nothing is ready and no error occurred, so that the cycle has to wait. After a signal it must not.
 bool poll(const CycleSets& sets, ReadySets& ready, int32_t& ready_count) {
   timeval no_wait = {0, 0};
   ready_count = ask(ready, &no_wait);
@@ -165,8 +164,8 @@ int32_t run_cycle(Select& reactor, uint32_t event_type, timeval* wait, bool with
   if (with_timers && NUV_TimeoutSet_setTimeout(&reactor.m_oTimeout, &bound) == 1) {
     wait = &bound;
   }
-  // The caller's own timeval goes to select() for sure, which tells the rest of the wait there. Without a wait there is
-  // nothing to spare.
+  // The caller's own timeval always goes to select(), which may write the remaining time into it. Without a wait, polling
+  // first saves nothing.
   const bool may_poll = wait == nullptr || (wait == &bound && is_ahead(bound));
   const int32_t ready_count = may_poll ? wait_for_events(reactor, sets, ready, wait) : ask(ready, wait);
 

@@ -83,8 +83,8 @@ void unlink(NUV_SelectRecv** link) {
   free(receiver);
 }
 
-// A set that does not hold the receiver is damaged beyond repair, whatever the error handler thinks of it. The text,
-// the place and the function are those that field reports of this failure have always carried.
+// A set that does not hold the receiver is damaged beyond repair, even if the error handler returns. Text, file, line and
+// function are those that field reports of this failure have always had.
 [[noreturn, gnu::cold]] void fail_membership() {
   __assert_fail(
       "*_p_!=((void *)0) && \"element is not member of the container, use DELETE_IF_MEMBER instead\"!=((void *)0)",
@@ -111,13 +111,13 @@ void mark_removed(NUV_SelectRecv* receiver) {
 }
 
 void fire(const NUV_SelectRecv& receiver) {
-  // An error handler that returned may have let in a receiver without a callback.
+  // A returning error handler may have let in a receiver without a callback.
   if (receiver.m_pRecvFunc != nullptr) {
     receiver.m_pRecvFunc(receiver.m_pArg1, receiver.m_iFd, receiver.m_uArg2);
   }
 }
 
-// Walks the list until so many receivers were met whose descriptors are ready, removed ones included.
+// Walks the list until it has met to_meet receivers whose descriptors are ready, removed ones included.
 uint32_t fire_ready(SelectSet& set, uint32_t budget, const fd_set& ready, uint32_t to_meet) {
   // A dispatch inside a dispatch must not end the outer one: no record may be freed while that one still walks the
   // list.
@@ -155,7 +155,7 @@ uint32_t nuv::dispatch_fd_set(SelectSet& set, uint32_t budget, const fd_set& rea
   if (set.m_pFirst == nullptr) {
     return 0;
   }
-  // A short list is walked sooner than the words are counted.
+  // Walking a short list takes less time than counting the bits.
   const bool is_short = set.m_uCount <= std::size(ready.fds_bits);
   return fire_ready(set, budget, ready, is_short ? kAll : count(ready));
 }

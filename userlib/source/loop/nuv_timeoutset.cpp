@@ -11,13 +11,13 @@ namespace {
 constexpr char kFamily[] = "nuv_timeoutset";
 
 constexpr uint32_t kCapacity = NUV_TIMEOUTSET_SIZE;
-// A pass ends, whatever its callbacks set: timers that are due as soon as they are set would otherwise keep it busy, and
-// the descriptors waiting, for ever.
+// Bounds a pass: callbacks that set timers which are due at once would otherwise keep it busy for ever, while descriptors
+// wait.
 constexpr uint32_t kMostCallbacks = 1024;
 static_assert(sizeof(TimeoutSet::m_rgRecv) == kCapacity * sizeof(NUV_TimeoutRecv));
 
 template <typename Set>
-auto receivers(Set& set) {
+auto timers(Set& set) {
   return std::span(set.m_rgRecv, set.m_uCount);
 }
 
@@ -30,7 +30,7 @@ NUV_TimeoutRecv* find(TimeoutSet& set, uint32_t id) {
   if (id < set.m_uCount && set.m_rgRecv[id].m_uId == id) {
     return &set.m_rgRecv[id];
   }
-  for (NUV_TimeoutRecv& timer : receivers(set)) {
+  for (NUV_TimeoutRecv& timer : timers(set)) {
     if (timer.m_uId == id) {
       return &timer;
     }
@@ -49,8 +49,7 @@ bool is_due(const timeval& time) {
   return time.tv_sec < 0 || (time.tv_sec == 0 && time.tv_usec <= 0);
 }
 
-// No new timer has this in m_bDeleted, so it tells a timer whose callback has returned from another one that took over its
-// slot and its id meanwhile.
+// Marks the timer whose callback runs. A timer that takes over its slot and id meanwhile does not have the mark.
 constexpr uint8_t kFiring = NUV_TIMEOUTSET_FIRING;
 
 bool is_removed(const NUV_TimeoutRecv& timer) {
@@ -62,9 +61,8 @@ int32_t call(NUV_TimeoutRecv& timer) {
   return timer.m_pRecvFunc != nullptr ? timer.m_pRecvFunc(timer.m_pArg1, &timer.m_oTime, timer.m_uArg2) : 0;
 }
 
-// For a callback that has purged: its timer may stand in an earlier slot now, or have removed itself, and another one has its
-// slot.
-[[gnu::cold, gnu::noinline]] bool settle_moved(TimeoutSet& set, uint32_t id, uint8_t outer, bool stays) {
+// After a callback that has purged: its timer may be in an earlier slot now, or gone, with another timer in its slot.
+[[gnu::cold, gnu::noinline]] bool decide_moved(TimeoutSet& set, uint32_t id, uint8_t outer, bool stays) {
   NUV_TimeoutRecv* const timer = find(set, id);
   if (timer == nullptr || timer->m_bDeleted == 0) {
     return stays;
@@ -85,7 +83,7 @@ bool fire(TimeoutSet& set, uint32_t slot, NUV_TimeoutRecv& timer) {
   timer.m_bDeleted = kFiring;
   const bool stays = call(timer) != 0;
   if (slot >= set.m_uCount || timer.m_uId != id || timer.m_bDeleted != kFiring) {
-    return settle_moved(set, id, outer, stays);
+    return decide_moved(set, id, outer, stays);
   }
   if (stays && timer.m_bTemp == 0) {
     timer.m_bDeleted = outer;
@@ -158,7 +156,7 @@ int32_t NUV_TimeoutSet_setTimeout(const TimeoutSet* a_this, struct timeval* a_cu
   NUV_REQUIRE(((void *)0) != a_this);
   NUV_REQUIRE(((void *)0) != a_currtimeout);
   if (a_currtimeout != nullptr) {
-    for (const NUV_TimeoutRecv& timer : receivers(*a_this)) {
+    for (const NUV_TimeoutRecv& timer : timers(*a_this)) {
       if (nuv::is_less(timer.m_oTime, *a_currtimeout)) {
         *a_currtimeout = timer.m_oTime;
       }

@@ -10,10 +10,10 @@
 
 namespace nuv {
 
-// A select() that may sleep queues up at every descriptor on its way to the one that is ready, which costs several times as
-// much as a poll of them all. So while events come in faster than they are served, the reactor polls first. An empty poll
-// has its price, too: after one, a streak of cycles with events is needed before the next, and twice as long a one after each
-// further empty poll. A daemon that mostly sleeps comes to one poll in a thousand events.
+// A select() that may sleep queues up at every descriptor on its way to the one that is ready, which costs several
+// times as much as a poll of them all. So while events come in faster than they are served, the reactor polls first. An
+// empty poll has its price, too: after one, a streak of cycles with events is needed before the next, and twice as long
+// a one after each further empty poll. A daemon that mostly sleeps comes to one poll in a thousand events.
 //
 // The policy is about one reactor of the process, the one that had the last events. Another one takes over with its first.
 // Other threads may have reactors of their own: the fields are read and written in one piece each.

@@ -32,7 +32,7 @@ std::span<ConsoleCommand> commands(const Console& console) {
   return {console.m_pStore, console.m_uSize};
 }
 
-// The first command with the name, or the end of the table. Null is nobody's name.
+// The first command with the name, or the end of the table. A null name matches none.
 std::span<ConsoleCommand>::iterator find_command(std::span<ConsoleCommand> table, const char* name) {
   // Written out: std::find_if repeats its condition seven times, which is a lot of code for a table that an operator
   // waits for.
@@ -44,8 +44,8 @@ std::span<ConsoleCommand>::iterator find_command(std::span<ConsoleCommand> table
   return command;
 }
 
-// Splits the text in place and returns the number of words, behind which a null pointer follows; words that there is no
-// room for are left out.
+// Splits the text in place, puts a null pointer behind the words, and returns their number. Words that do not fit are left
+// out.
 int32_t split_words(char* text, std::span<char*, kMaxWords + 1> words) {
   size_t count = 0;
   while (count < kMaxWords) {
@@ -70,7 +70,7 @@ int32_t split_words(char* text, std::span<char*, kMaxWords + 1> words) {
   return static_cast<int32_t>(count);
 }
 
-// Written out at once, so that an operator at the standard output sees the names before the prompt.
+// Flushes, so that an operator at standard output sees the names before the prompt.
 void print_help(std::span<const ConsoleCommand> table) {
   printf("help\n");
   for (const ConsoleCommand& command : table) {
@@ -111,7 +111,7 @@ int32_t handle_line(const Console& console, int in_fd, int out_fd) {
   return NUV_Console_output(out_fd, VAStr("%s", text_or_empty(console.m_pPrompt)));
 }
 
-// Where nobody could be accepted, the close fails as well, and its result tells so.
+// If accept() fails, so does close(), and its result is returned.
 int32_t handle_connection(const Console& console, int listening_fd) {
   const int connection = accept(listening_fd, nullptr, nullptr);
   if (connection >= 0) {

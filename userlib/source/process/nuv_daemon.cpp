@@ -26,8 +26,8 @@ bool ends_in_slash(const char* path) {
   return length > 0 && path[length - 1] == '/';
 }
 
-// Goes on in a child. What the streams hold is written before the fork, by one process, and the parent's exit handlers
-// are left to the daemon: they undo what it still needs.
+// Goes on in a child. Streams are flushed before the fork, so that their content is written once. The parent does not run
+// its exit handlers: they would undo what the daemon still needs.
 void continue_in_child() {
   fflush(nullptr);
   const pid_t child = fork();
@@ -39,8 +39,7 @@ void continue_in_child() {
   }
 }
 
-// The three numbers lead somewhere for as long as the daemon lives, so that no file of its own ever gets one of them
-// and is printed into.
+// Keeps the three numbers in use for as long as the daemon lives: a file that got one of them would be printed into.
 bool lead_standard_descriptors_nowhere() {
   close(STDIN_FILENO);
   close(STDOUT_FILENO);
@@ -77,8 +76,8 @@ bool is_trusted_link(const char* path) {
   return lstat(path, &status) == 0 && S_ISLNK(status.st_mode) && (status.st_uid == 0 || status.st_uid == geteuid());
 }
 
-// Opens the file for a new content. Anybody may be able to write to its directory: a link that a stranger has put in
-// its place would have the daemon overwrite a file of its own, and a FIFO would have it wait for a reader.
+// Opens the file and empties it. Others may be able to write to its directory: a link of theirs would make the daemon
+// overwrite one of its own files, and a FIFO would make it wait for a reader.
 int open_pid_file(const char* path) {
   constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK;
   const int fd = open(path, kFlags | O_NOFOLLOW, kPidFileMode);

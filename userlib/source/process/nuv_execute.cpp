@@ -28,7 +28,7 @@ constexpr long kUnknownLimit = 1024;
 // Of the child until it has become the shell. It needs less than a third of it, even where its calls have to be looked up.
 constexpr size_t kStackSize = size_t{16} * 1024;
 
-// What of the caller's buffer may be written to: nothing, where an error handler let a bad one pass.
+// The part of the caller's buffer that may be written: none if a returning error handler let a bad one pass.
 std::span<char> writable(char* buffer, int32_t length) {
   return buffer != nullptr && length > 0 ? std::span(buffer, static_cast<size_t>(length)) : std::span<char>();
 }
@@ -38,7 +38,7 @@ struct Shell {
   const char* command;
   int32_t seconds;   // until it is ended, if there are any
   int output;        // where it prints to
-  sigset_t blocked;  // the signals that the caller holds back, as the shell shall
+  sigset_t blocked;  // the caller's blocked signals, which are the shell's, too
 };
 
 // The functions down to run_shell() run in the child, until the shell takes its place: in the memory of the daemon, whose
@@ -50,7 +50,7 @@ struct Shell {
 void take_signals(const sigset_t& blocked) {
   for (int signal = 1; signal < NSIG; ++signal) {
     struct sigaction action;
-    // Some numbers belong to the C library, which does not tell about them.
+    // Some signals are reserved by the C library, and fail.
     if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_DFL && action.sa_handler != SIG_IGN) {
       action.sa_handler = SIG_DFL;
       sigaction(signal, &action, nullptr);
@@ -166,8 +166,8 @@ pid_t start_child(Shell& shell) {
   return child;
 }
 
-// The status of the ended child, or 0 if there is none to be had (the daemon ignores SIGCHLD). A signal that interrupts
-// the wait does not end it: the child would stay behind, and its command would seem to have succeeded.
+// The status of the ended child, or 0 if none is available (the daemon ignores SIGCHLD). An interrupted wait is repeated:
+// otherwise the child would stay a zombie and its command would seem to have succeeded.
 int wait_for_end(pid_t child) {
   int status = 0;
   while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
@@ -175,8 +175,7 @@ int wait_for_end(pid_t child) {
   return status;
 }
 
-// Every status that is not an exit gets here. A child that has only been stopped must not live on, and finds nobody who
-// reads what it still has to say.
+// For every status that is not an exit. A child that has only been stopped is killed, and its output is not read.
 void make_sure_of_end(pid_t child, nuv::UniqueFd& output) {
   int status = 0;
   kill(child, SIGKILL);

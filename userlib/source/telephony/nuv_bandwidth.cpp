@@ -28,7 +28,7 @@ uint32_t to_unsigned(float value) {
   return value < kPastLargestResult ? static_cast<uint32_t>(value) : kLargestResult;
 }
 
-// Not every processor traps a division by zero, but every caller who makes one shall find out.
+// Not every processor traps a division by zero, so this ends the process on all.
 uint32_t packets_per_second(uint32_t interval) {
   if (interval == 0) {
     raise(SIGFPE);

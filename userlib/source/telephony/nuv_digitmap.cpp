@@ -66,7 +66,7 @@ bool has_repetition(const Pattern& pattern) {
   return fixed_symbols(pattern) < pattern.m_uCount;
 }
 
-// ---- which patterns to look at ----
+// ---- which patterns a dial string leaves ----
 //
 // The first digits rule out most patterns of a long map. For each of the first places and each symbol there, a block of
 // patterns knows which of them may have that symbol: one word of bits, from which the few patterns that are left for a
@@ -128,7 +128,7 @@ class Candidates {
       symbols_[places_++] = static_cast<uint8_t>(std::countr_zero(bit));
     }
     if (block_ != nullptr) {
-      look_at_block();
+      enter_block();
     }
   }
 
@@ -139,7 +139,7 @@ class Candidates {
         return nullptr;
       }
       block_ = block_->next;
-      look_at_block();
+      enter_block();
     }
     const int index = std::countr_zero(left_);
     left_ &= left_ - 1;
@@ -147,7 +147,7 @@ class Candidates {
   }
 
  private:
-  void look_at_block() {
+  void enter_block() {
     left_ = UINT32_MAX >> (kBlockSize - block_->count);
     for (size_t place = 0; place < places_; ++place) {
       left_ &= block_->may_have[place][symbols_[place]];
@@ -377,7 +377,7 @@ class ExpandedSymbols {
  public:
   ExpandedSymbols(const Pattern& pattern, size_t copies)
       : at_(pattern.m_pSymbols), end_(at_ + pattern.m_uCount), copies_(copies) {
-    settle();
+    skip_absent();
   }
 
   bool at_end() const { return at_ == end_; }
@@ -387,13 +387,13 @@ class ExpandedSymbols {
     --left_;
     if (left_ == 0) {
       ++at_;
-      settle();
+      skip_absent();
     }
   }
 
  private:
   // Moves on to the next symbol that has any copies.
-  void settle() {
+  void skip_absent() {
     left_ = 1;
     while (at_ != end_ && repeats(*at_)) {
       if (copies_ != 0) {
@@ -492,10 +492,12 @@ class FitTable {
 };
 
 // Walks over the first expansion that fits completely: every repeated symbol stands for as few digits as it can. The
-// table must be that of the pattern; it is not looked at when no symbol repeats.
+// table must be that of the pattern; it is not read when no symbol repeats.
 class CompleteExpansion {
  public:
-  CompleteExpansion(const Pattern& pattern, const FitTable& table) : pattern_(pattern), table_(table) { settle(); }
+  CompleteExpansion(const Pattern& pattern, const FitTable& table) : pattern_(pattern), table_(table) {
+    skip_dispensable();
+  }
 
   bool at_end() const { return at_ == pattern_.m_uCount; }
   uint32_t symbol() const { return pattern_.m_pSymbols[at_]; }
@@ -505,12 +507,12 @@ class CompleteExpansion {
     if (!repeats(symbol())) {
       ++at_;
     }
-    settle();
+    skip_dispensable();
   }
 
  private:
   // Leaves repeated symbols behind as soon as the rest of the pattern can do without them.
-  void settle() {
+  void skip_dispensable() {
     while (!at_end() && repeats(symbol()) && table_.fits(at_ + 1, digit_)) {
       ++at_;
     }
@@ -522,8 +524,8 @@ class CompleteExpansion {
   size_t digit_ = 0;
 };
 
-// The bits of a word are added up in pairs, fours, and so on: few processors here have an instruction for it, and the
-// compiler's own function takes longer.
+// Adds up the bits of a word in pairs, fours, and so on. Few processors of devices have an instruction for it, and a
+// call of the compiler's function takes longer.
 uint32_t allowed_characters(uint32_t symbol) {
   uint32_t sums = symbol & kAnySymbol;
   sums = (sums & 0x5555) + (sums >> 1 & 0x5555);
@@ -636,8 +638,8 @@ class Check {
 
   bool needs_table(const Pattern& pattern) const { return may_complete(pattern) && has_repetition(pattern); }
 
-  // Tells whether a pattern that needs no table is partial and as specific as what is complete, or more so. To compare
-  // all of them takes long, and most checks end without a complete one: so this comes late, and looks at them again.
+  // Whether a pattern that needs no table is partial and at least as specific as the complete one. Comparing takes long and
+  // most checks find no complete pattern, so the candidates are walked once more only here.
   bool has_to_wait(const CompleteExpansion& complete, DigitMap map) const {
     Candidates candidates(map, dialled_);
     while (const Pattern* pattern = candidates.next()) {

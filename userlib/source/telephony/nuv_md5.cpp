@@ -58,8 +58,8 @@ void store_word(uint8_t* bytes, uint32_t word) {
   memcpy(bytes, &word, sizeof word);
 }
 
-// One of the 64 steps. The four state words change their parts from step to step instead of their places. Steps are inlined
-// by force: the choices between rounds and the rotation of the parts vanish only then.
+// One of the 64 steps. The state words change roles from step to step instead of being moved. Always inlined, because the
+// choice of the round and the rotation of roles are constants only then.
 [[gnu::always_inline]] inline void take_step(size_t round, size_t step, uint32_t (&state)[kDigestWords],
                                              const uint32_t (&words)[kWords]) {
   uint32_t& a = state[(kSteps - step) % 4];
@@ -201,7 +201,7 @@ void NUV_MDFinal(uint8_t a_digest[16], NUV_MDContext* a_context) {
   for (size_t i = 0; i < kDigestWords; ++i) {
     store_word(a_digest + i * sizeof(uint32_t), a_context->state[i]);
   }
-  // Not memset(), which an optimiser leaves out where it sees that nobody looks at the context any more.
+  // Not memset(), which compilers drop if the context is not read any more.
   explicit_bzero(a_context, sizeof *a_context);
 }
 

@@ -27,7 +27,7 @@ struct HexLine {
   char text[kBytes * 3];
 };
 
-// Calls write(text) for every line of the data. Null data has no line.
+// Calls write(text) for every line of the data, never for null.
 template <typename Write>
 void for_each_hex_line(const void* data, uint32_t length, Write write) {
   std::span rest(static_cast<const uint8_t*>(data), data != nullptr ? length : 0);

@@ -70,8 +70,8 @@ namespace {
 
 constexpr uint32_t kDateLength = 15;  // "%b %e %H:%M:%S", and the place of the milliseconds
 
-// The date that was worked out last. To work one out takes longer than all else about a line, and looks for the file of
-// the time zone each time where TZ is not set. It is good for its second, as long as neither TZ nor the locale changes.
+// The last date, kept because formatting one takes longer than the rest of a line, and reads the file of the time zone each
+// time if TZ is not set. It is valid for its second, as long as neither TZ nor the locale changes.
 struct Date {
   time_t second;
   const char* months;  // the locale's; null: there is no date
@@ -81,9 +81,9 @@ struct Date {
 
 constinit Date g_date = {};
 
-constexpr char kNoZone[] = "\n";  // TZ is not set; nobody sets it to this
+constexpr char kNoZone[] = "\n";  // TZ is not set; no TZ has this value
 
-// Works out a date, and keeps it unless that fails or TZ is too long to be kept.
+// Formats a date, and keeps it unless that fails or TZ is too long.
 const char* work_out_date(time_t second, const char* months, const char* zone) {
   g_date.months = nullptr;
   tm local = {};

@@ -81,8 +81,7 @@ class Words {
   std::span<char*> words_;
 };
 
-// What atoi() makes of a text, but for numbers that no int holds: those become the nearest one, here and on every
-// target, and are out of any range.
+// atoi(), but numbers that do not fit become the nearest int on every target, which is out of any range.
 int to_int(const char* text) {
   const long value = strtol(text, nullptr, 10);
   if (value > INT_MAX) {

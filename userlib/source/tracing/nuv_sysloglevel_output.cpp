@@ -54,7 +54,7 @@ struct Message {
 // The texts that a line consists of, in their order. Those that it does not need are empty.
 class Line {
  public:
-  enum Place : size_t { kStamp, kStampEnd, kType, kTypeEnd, kModule, kSeparator, kMessage };
+  enum Slot : size_t { kStamp, kStampEnd, kType, kTypeEnd, kModule, kSeparator, kMessage };
 
   explicit Line(Form form) {
     std::fill_n(texts_, kEnd, "");
@@ -62,7 +62,7 @@ class Line {
     texts_[kEnd] = "\n";
   }
 
-  const char*& operator[](Place place) { return texts_[place]; }
+  const char*& operator[](Slot slot) { return texts_[slot]; }
 
   void set_stamp(const Timestamp& stamp) {
     texts_[kStamp] = stamp.text;
@@ -98,8 +98,8 @@ class Line {
   nuv::Digits digits_[2];
 };
 
-// Writes what a module has to say that is not registered, and reports it. The line goes to the system log even while that
-// is switched off, and then brings a time stamp of its own.
+// Writes the message of a module that is not registered to the system log, and reports it. If the log is switched off,
+// the line is written all the same, with a time stamp of its own.
 void report_unregistered(int a_ModulHandle, Form form, const Message& message) {
   const Timestamp now;
   Line line(form);
@@ -114,8 +114,8 @@ void report_unregistered(int a_ModulHandle, Form form, const Message& message) {
   NUV_REQUIRE((int)a_ModulHandle >= 0);
 }
 
-// What is reported, in which order, about a line whose module there is not. Each output that is switched on looks at the
-// mask, and complains for itself.
+// Reports a line of a module that does not exist, in the order that each form has always had. Each output that is switched
+// on tests the mask, and so reports the handle.
 [[gnu::cold, gnu::noinline]] void refuse(int module, uint32_t type, const Message& message) {
   const Form form = kTypes[type].form;
   if (form == Form::kShort) {

@@ -55,8 +55,7 @@ bool lets_through(uint32_t mask, uint32_t type) {
   return type < kTypes.size() && (mask & (UINT32_C(1) << type)) != 0;
 }
 
-// What checkTracelevel says of a handle that is none. Daemons call that before every line, so it stays free of what the
-// reports need.
+// The reports of checkTracelevel, which daemons call before every line: out of its way.
 [[gnu::cold, gnu::noinline]] bool refuse_handle(int a_modulHandle) {
   NUV_REQUIRE(a_modulHandle >= 0);
   NUV_REQUIRE(a_modulHandle < 60);
@@ -67,21 +66,21 @@ bool is_free(const NUV_SysloglevelModul& module) {
   return module.szModulName[0] == '\0';
 }
 
-// The place of the module with this name, or of the free entry that it may take, or behind the end if there is neither.
-int find_place(const char* name) {
-  int place = 0;
+// The index of the module with this name, or of the free entry that it may take, or behind the end if there is neither.
+int find_entry(const char* name) {
+  int entry = 0;
   for (const NUV_SysloglevelModul& module : g_modules) {
     if (is_free(module) || strncmp(module.szModulName, name, kNameLength) == 0) {
       break;
     }
-    ++place;
+    ++entry;
   }
-  return place;
+  return entry;
 }
 
 // As much of the name as an entry holds.
-NUV_SysloglevelModul& enter(int place, const char* name) {
-  NUV_SysloglevelModul& module = g_modules[static_cast<size_t>(place)];
+NUV_SysloglevelModul& enter(int entry, const char* name) {
+  NUV_SysloglevelModul& module = g_modules[static_cast<size_t>(entry)];
   nuv::store_text(module.szModulName, name);
   return module;
 }
@@ -92,7 +91,7 @@ void restore_from(const char* path) {
     printf("The given Init-File (%s) of TraceLevel could not open.\n", path);
     return;
   }
-  // Of a damaged file, what was read before the damage counts.
+  // The rows before the damaged part of a file count.
   static_cast<void>(NUV_TraceLevelInit_restore(&gTraceLevelInit, file.get()));
 }
 
@@ -144,7 +143,7 @@ void NUV_Sysloglevel_destruct() {}
 int NUV_Sysloglevel_registerModul(const char* a_modulName) {
   a_modulName = text_or_empty(a_modulName);
   NUV_REQUIRE(strlen( a_modulName) < 11);
-  const int i = find_place(a_modulName);
+  const int i = find_entry(a_modulName);
   NUV_RESOURCE(i < 60);
   if (!is_handle(i)) {
     return -1;
@@ -155,11 +154,11 @@ int NUV_Sysloglevel_registerModul(const char* a_modulName) {
 
 bool NUV_Sysloglevel_insertModulnameAndTracelevel(const char* a_modulName, uint32_t a_traceLevel) {
   const char* const name = text_or_empty(a_modulName);
-  const int place = find_place(name);
-  if (!is_handle(place)) {
+  const int entry = find_entry(name);
+  if (!is_handle(entry)) {
     return false;
   }
-  enter(place, name).u32TraceLevel = a_traceLevel;
+  enter(entry, name).u32TraceLevel = a_traceLevel;
   return true;
 }
 
@@ -208,7 +207,7 @@ bool NUV_Sysloglevel_saveInitFile(const char* a_path) {
     return false;
   }
   const bool saved = NUV_TraceLevelInit_save(&gTraceLevelInit, file.get());
-  // What the stream has held back is written only now, and a full flash shows only now.
+  // The buffer of the stream is written here, so this is where a full flash shows.
   return fclose(file.release()) == 0 && saved;
 }
 

@@ -21,7 +21,7 @@ bool write_header(FILE* file) {
          NUV_TraceLevelInit_writeString(file, "") && NUV_TraceLevelInit_writeString(file, kLevelSection);
 }
 
-// Says why a file was not restored, and answers false for the caller to return.
+// Traces why a file was not restored, and returns false for the caller to return.
 bool refuse(uint32_t line, const char* why) {
   NUV_Sysloglevel_error(gmodulHandleTraceLevelInit, kFamily, line, why);
   return false;
@@ -88,7 +88,7 @@ bool NUV_TraceLevelInit_restore(TraceLevelInit* a_this, FILE* a_pFileStream) {
   if (!NUV_TraceLevelInit_readString(a_pFileStream, kVersionId)) {
     return refuse(__LINE__, "Restore failed because wrong version id");
   }
-  // Whatever separates the sections, an empty line in a file of our own: where it is missing, the next line is too.
+  // The line between the sections, whatever it holds. If it is missing, so is the next line, and that is reported.
   static_cast<void>(NUV_TraceLevelInit_readString(a_pFileStream, ""));
   if (!NUV_TraceLevelInit_readString(a_pFileStream, kLevelSection)) {
     return refuse(__LINE__, "Restoring of table [Level] failed");
