@@ -390,8 +390,14 @@ def machine_line(results):
     kernel = ".".join(platform.release().split(".")[:2])
     c_library = " ".join(platform.libc_ver()).strip()
     compiler = command_output(os.environ.get("CXX", "c++"), "--version").split("\n")[0]
-    parts = [f"{model}, {cores} processors", f"{platform.system()} {kernel}", c_library, compiler, "-O2"]
+    parts = [f"{model}, {cores} processors", f"{platform.system()} {kernel}", c_library, compiler, "-O2", load_text(results)]
     return ", ".join(part for part in parts if part)
+
+
+def load_text(results):
+    """What else the machine had to do, as the programs found it when they began."""
+    loads = [r.context["load_avg"][0] for r in results if r.context.get("load_avg")]
+    return f"load {min(loads):.1f} to {max(loads):.1f}" if loads else ""
 
 
 def peer_versions(results):

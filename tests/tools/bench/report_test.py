@@ -49,7 +49,7 @@ class ReportTest(unittest.TestCase):
     def report(self, toml, measured=None, arguments=()):
         """Returns (exit status, standard output, standard error)."""
         (self.directory / "speed.toml").write_text(toml, encoding="utf-8")
-        document = {"context": {"host_name": "secret", "num_cpus": 2},
+        document = {"context": {"host_name": "secret", "num_cpus": 2, "load_avg": [0.25, 9, 9]},
                     "benchmarks": self.measured if measured is None else measured}
         (self.directory / "speed.json").write_text(json.dumps(document), encoding="utf-8")
         return self.run_main([*arguments, "speed"])
@@ -226,7 +226,7 @@ class ReportTest(unittest.TestCase):
         for content in ["## How fast?", "Both do the same.", "Median of 5 repetitions",
                         "| size/1 | 30.0 | 25.0 | 60.0 | 90.0 | 1.20 | 0.50 |",
                         "| size/1 | at most 1.2 of limit | 1.20 | met |", "1 of 1 bars are met.",
-                        "(plots/speed.svg)"]:
+                        "load 0.2 to 0.2.", "(plots/speed.svg)"]:
             self.assertIn(content, page)
         self.assertNotIn("secret", page)
 
