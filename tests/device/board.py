@@ -44,13 +44,11 @@ class Board:
     memory      in MiB
     flash       the file of the flash, which outlives the board; without it the flash is new, and thrown away
     disk        an image of a squashfs for /tests, or None
-    icount      instructions make the time pass (for the processor, 2^icount nanoseconds each), and nothing else does: a
-                processor that has nothing to do is at the next timer at once
     transcript  the file that is told all that is said on the console
     frozen      a Frozen board that this one starts from, in place of a boot
     """
 
-    def __init__(self, memory=32, flash=None, disk=DEVICE / "tests.squashfs", icount=None, transcript=None, frozen=None,
+    def __init__(self, memory=32, flash=None, disk=DEVICE / "tests.squashfs", transcript=None, frozen=None,
                  kernel_words="", arguments=()):
         self._folder = Path(tempfile.mkdtemp(prefix="board.", dir=DEVICE))
         self.flash = flash or new_flash(self._folder / "flash")
@@ -64,8 +62,6 @@ class Board:
             if image is not None:
                 self._command += ["-drive", "if=none,id=%s,format=raw,readonly=on,file=%s" % (name, image),
                                   "-device", "virtio-blk-pci,drive=" + name]
-        if icount is not None:
-            self._command += ["-icount", "shift=%d,sleep=off" % icount]
         self._command += arguments
         self._frozen = frozen
         self._qemu = None

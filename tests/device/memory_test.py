@@ -1,9 +1,7 @@
-"""What an idle daemon takes on the board, and how long it takes to start."""
+"""What an idle daemon takes on the board."""
 from suite import DeviceTest
 
 COUNTS = (1, 5, 20)
-ROUNDS = 20  # starts, of which the quickest counts
-
 PROGRAMS = (("does nothing", "idle_nothing"), ("loop by hand", "idle_loop"), ("userlib", "idle_userlib"),
             ("userlib without certificates", "idle_userlib_nocert"), ("userlib, static", "idle_userlib_static"))
 
@@ -34,11 +32,3 @@ class Memory(DeviceTest):
         self.say("Private_Dirty / Pss in KiB, of %s daemons" % ", ".join(map(str, COUNTS)))
         for name, figures in rows.items():
             self.say("%-30s %s" % (name, "  ".join("%5d / %5d" % figure for figure in figures)))
-
-    def test_start_up(self):
-        """By instructions, of which the processor takes 125 million a second."""
-        device = self.booted(icount=3)
-        device.check("/etc/init.d/S50phoned stop; sleep 1")
-        for name, program in PROGRAMS:
-            took = int(device.check("/tests/start_up %d /tests/%s once" % (ROUNDS, program)))
-            self.say("%-30s starts and ends in %d us" % (name, took))
