@@ -25,11 +25,6 @@ elseif(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
   target_compile_options(userlib_options INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
 endif()
 
-if(USERLIB_COVERAGE)
-  # Of the library only, see there: nobody asks which lines of a test are reached, and counting them takes its time.
-  target_link_options(userlib_options INTERFACE --coverage)
-endif()
-
 if(USERLIB_BUILD_FUZZERS)
   if(NOT CMAKE_CXX_COMPILER_ID MATCHES Clang)
     message(FATAL_ERROR "USERLIB_BUILD_FUZZERS needs clang; the preset 'fuzz' takes it")

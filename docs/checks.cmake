@@ -76,7 +76,7 @@ endif()
 # Which calls of the C library a family needs, in the page for those who port it. Instrumented objects, and those of other
 # compilers, ask for more or less than the sources do.
 if(Python3_FOUND AND USERLIB_CERT AND CMAKE_BUILD_TYPE STREQUAL RelWithDebInfo AND CMAKE_CXX_COMPILER_ID STREQUAL GNU
-   AND NOT USERLIB_SANITIZE AND NOT USERLIB_COVERAGE AND NOT CMAKE_INTERPROCEDURAL_OPTIMIZATION)
+   AND NOT USERLIB_SANITIZE AND NOT CMAKE_INTERPROCEDURAL_OPTIMIZATION)
   set(porting ${CMAKE_CURRENT_SOURCE_DIR}/porting.md)
   add_docs_check(calls calls.py ${porting} ${CMAKE_NM} $<TARGET_OBJECTS:userlib_objects>)
   add_custom_target(

@@ -176,14 +176,11 @@ add_test(NAME library.soname COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_soname.sh
                                      $<TARGET_FILE:userlib> libuserlib.so.${PROJECT_VERSION}
                                      libuserlib.so.${PROJECT_VERSION_MAJOR})
 
-# Nothing runs when the library is loaded. A program has its start files, and shows that the check would notice. What
-# counts lines for the coverage does run.
-if(NOT USERLIB_COVERAGE)
-  set(check_initialisers ${CMAKE_CURRENT_SOURCE_DIR}/check_initialisers.sh ${CMAKE_READELF})
-  add_test(NAME library.initialisers COMMAND ${check_initialisers} $<TARGET_FILE:userlib>)
-  add_test(NAME library.initialisers.notices COMMAND ${check_initialisers} $<TARGET_FILE:c_daemon_shared>)
-  set_tests_properties(library.initialisers.notices PROPERTIES PASS_REGULAR_EXPRESSION "runs when it is loaded: ")
-endif()
+# Nothing runs when the library is loaded. A program has its start files, and shows that the check would notice.
+set(check_initialisers ${CMAKE_CURRENT_SOURCE_DIR}/check_initialisers.sh ${CMAKE_READELF})
+add_test(NAME library.initialisers COMMAND ${check_initialisers} $<TARGET_FILE:userlib>)
+add_test(NAME library.initialisers.notices COMMAND ${check_initialisers} $<TARGET_FILE:c_daemon_shared>)
+set_tests_properties(library.initialisers.notices PROPERTIES PASS_REGULAR_EXPRESSION "runs when it is loaded: ")
 
 function(add_symbol_check name header)
   add_test(NAME ${name} COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_symbols.sh $<TARGET_FILE:userlib> USERLIB_1.4

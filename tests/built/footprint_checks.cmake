@@ -1,6 +1,6 @@
 # What the library takes on a device, and the binary interface by which daemons that are there already know it. Only what
 # is compiled as it ships is measured.
-if(USERLIB_SANITIZE OR USERLIB_COVERAGE OR CMAKE_BUILD_TYPE STREQUAL Debug OR NOT CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+if(USERLIB_SANITIZE OR CMAKE_BUILD_TYPE STREQUAL Debug OR NOT CMAKE_CXX_COMPILER_ID STREQUAL GNU)
   return()
 endif()
 

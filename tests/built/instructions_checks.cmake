@@ -1,7 +1,7 @@
 # Whether scripts/instructions stops what has become dearer. What ships is compared with the figures that are kept in
 # .ci/run; here the script is tried with what is built every day.
 find_package(Python3 3.11 COMPONENTS Interpreter)
-if(USERLIB_SANITIZE OR USERLIB_COVERAGE OR CMAKE_CROSSCOMPILING OR CMAKE_INTERPROCEDURAL_OPTIMIZATION
+if(USERLIB_SANITIZE OR CMAKE_CROSSCOMPILING OR CMAKE_INTERPROCEDURAL_OPTIMIZATION
    OR CMAKE_BUILD_TYPE STREQUAL Debug OR NOT BUILD_SHARED_LIBS OR NOT USERLIB_CERT OR NOT Python3_FOUND)
   return()
 endif()

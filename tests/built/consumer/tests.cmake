@@ -1,6 +1,6 @@
 # Whether others find the library: installed, by pkg-config and by CMake, and as a folder of their own project.
 # What they build would have to be instrumented as the library is, so that the sanitizers are left out.
-if(USERLIB_SANITIZE OR USERLIB_COVERAGE OR NOT USERLIB_INSTALL)
+if(USERLIB_SANITIZE OR NOT USERLIB_INSTALL)
   return()
 endif()
 
