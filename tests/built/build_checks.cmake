@@ -117,13 +117,16 @@ endforeach()
 add_test(NAME scripts.test.refuses COMMAND ${PROJECT_SOURCE_DIR}/scripts/test nonsense)
 set_tests_properties(scripts.test.refuses PROPERTIES PASS_REGULAR_EXPRESSION "unknown subsystem 'nonsense'.* core .* phoned ")
 
-# Each source of a test includes what it uses. The check must notice one that does not, and count what a header of its own
+# Each source includes what it uses. The check must notice one that does not, and count what a header of its own
 # brings.
 find_package(Python3 COMPONENTS Interpreter)
 if(Python3_FOUND)
   set(check_includes ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/check_includes.py)
-  add_test(NAME sources.includes COMMAND ${check_includes} ${PROJECT_SOURCE_DIR}/tests ${PROJECT_SOURCE_DIR}/examples
-                                         ${PROJECT_SOURCE_DIR}/tools -- ${USERLIB_PRECOMPILED_HEADERS})
+  set(roots ${PROJECT_SOURCE_DIR}/examples ${PROJECT_SOURCE_DIR}/tools ${PROJECT_SOURCE_DIR}/userlib/include)
+  foreach(folder tests examples tools)
+    add_test(NAME sources.includes.${folder} COMMAND ${check_includes} ${PROJECT_SOURCE_DIR}/${folder} ${roots} --
+                                                     gtest/gtest.h ${USERLIB_PRECOMPILED_HEADERS})
+  endforeach()
   set(place ${CMAKE_CURRENT_BINARY_DIR}/includes)
   file(WRITE ${place}/own.h "#include <string>\nstd::string text();\n")
   file(WRITE ${place}/good.cpp "#include \"own.h\"\n// not a std::vector\nstd::string text() { return \"std::array\"; }\n")

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 #include <tuple>
+#include <utility>
 
 #include "display.h"
 #include "table.h"
