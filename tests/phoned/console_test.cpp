@@ -314,6 +314,19 @@ TEST_F(ConsoleTest, ASavedFileTakesThePlaceOfTheOldOne) {
   EXPECT_FALSE(std::filesystem::exists(ini + ".new"));
 }
 
+// Some file systems rename in two steps. A power cut between them leaves the new file with both names.
+TEST_F(ConsoleTest, AFileThatIsHalfRenamedIsReplacedTheNextTime) {
+  const std::string ini = directory_.file("phoned.ini");
+  ask("tr save " + ini);
+  std::filesystem::create_hard_link(ini, ini + ".new");
+  std::ifstream old(ini);
+  ask("tr changeall 48");
+  EXPECT_EQ(ask("tr save " + ini), "Actual tracelevel is saved in file " + ini + "\n");
+  EXPECT_NE(std::string(std::istreambuf_iterator<char>(old), {}).find("2;\"Line\";113\n"), std::string::npos);
+  EXPECT_NE(TemporaryFile::content_of(ini).find("2;\"Line\";48\n"), std::string::npos);
+  EXPECT_FALSE(std::filesystem::exists(ini + ".new"));
+}
+
 TEST_F(ConsoleTest, AFileWithTwoNamesKeepsBoth) {
   const std::string ini = directory_.file("phoned.ini");
   ask("tr save " + ini);

@@ -27,7 +27,7 @@ std::string resolve(const std::string& path) {
 bool can_be_replaced(const std::string& file) {
   struct stat status = {};
   const std::string directory = std::filesystem::path(file).parent_path().string();
-  if (file.empty() || access(directory.c_str(), W_OK | X_OK) != 0) {
+  if (access(directory.c_str(), W_OK | X_OK) != 0) {
     return false;
   }
   if (lstat(file.c_str(), &status) != 0) {
@@ -60,11 +60,15 @@ void sync_directory_of(const std::string& file) {
 
 bool save_masks(const std::string& path) {
   const std::string file = resolve(path);
-  if (!can_be_replaced(file)) {
+  if (file.empty()) {
     return NUV_Sysloglevel_saveInitFile(path.c_str());
   }
   const std::string beside = file + ".new";
-  unlink(beside.c_str());  // left behind by a power cut
+  // Left behind by a power cut; a second name of the file itself, if that came between the two steps of a rename.
+  unlink(beside.c_str());
+  if (!can_be_replaced(file)) {
+    return NUV_Sysloglevel_saveInitFile(path.c_str());
+  }
   if (!NUV_Sysloglevel_saveInitFile(beside.c_str()) || !sync_to_disk(beside, file) ||
       std::rename(beside.c_str(), file.c_str()) != 0) {
     unlink(beside.c_str());
