@@ -700,7 +700,7 @@ TEST(ConsoleFifo, CountsAnswersThatHaveNoRoom) {
   const Phoned phoned({"--fifo", in, "--fifo-out", out, "--statistics", "1"});
   ASSERT_NE(phoned.port(), 0);
   const int answers = open(out.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
-  for (const size_t size : {4096, 1}) {
+  for (const size_t size : {size_t{4096}, size_t{1}}) {
     while (write(answers, std::string(size, '.').data(), size) > 0) {
     }
   }
