@@ -13,15 +13,18 @@ TRANSCRIPTS = recipes.DEVICE / "transcripts"
 
 
 class DeviceTest(unittest.TestCase):
-    """A test with boards whose consoles are written down in a file of the test's name."""
+    """A test with boards whose consoles are written down in files of the test's name."""
 
     def setUp(self):
         TRANSCRIPTS.mkdir(exist_ok=True)
-        self.transcript = TRANSCRIPTS / (self.id().split(".", 1)[-1] + ".txt")
-        self.transcript.unlink(missing_ok=True)
+        self.name = self.id().split(".", 1)[-1]
+        self.transcripts = TRANSCRIPTS / (self.name + ".*")
+        for file in TRANSCRIPTS.glob(self.transcripts.name):
+            file.unlink()
 
-    def board(self, **options):
-        return board.Board(transcript=self.transcript, **options)
+    def board(self, which="", **options):
+        """Boards that are on at the same time need different words for which one it is."""
+        return board.Board(transcript=TRANSCRIPTS / (self.name + which + ".txt"), **options)
 
     def booted(self, **options):
         """A board with a shell, whose power is cut at the end of the test."""
@@ -66,7 +69,7 @@ class Result(unittest.TestResult):
 
     def _fail(self, test, list_of_problems):
         print(list_of_problems[-1][1], end="")
-        self._tell(test, "FAILED, see %s" % getattr(test, "transcript", "above"))
+        self._tell(test, "FAILED, see %s" % getattr(test, "transcripts", "above"))
 
 
 def all_tests(suite):
