@@ -38,4 +38,4 @@ class Calls(DeviceTest):
         # /etc/quiet is on the flash, as the system is read-only.
         self.assertNotEqual(device.run("touch /etc/other")[0], 0)
         device.check("touch /flash/quiet && [ -e /etc/quiet ] && rm /flash/quiet && [ ! -e /etc/quiet ]")
-        self.assertIn("farewell", device.power_off() + "farewell")
+        self.assertIn("Power down", device.power_off())
