@@ -45,8 +45,8 @@ void keep_mode(const std::string& file, int fd) {
 }
 
 // Some file systems write the new name before the bytes, if they are not told.
-bool sync_to_disk(const std::string& file, const std::string& mode_of) {
-  const UniqueFd fd(open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+bool sync_to_disk(const std::string& written, const std::string& mode_of) {
+  const UniqueFd fd(open(written.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
   keep_mode(mode_of, fd.get());
   return fsync(fd.get()) == 0;
 }
