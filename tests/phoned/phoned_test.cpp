@@ -235,7 +235,7 @@ TEST(PhonedTime, ServesAllLinesAtOnce) {
   constexpr int kLines = 256;
   constexpr int kCards = 16;
   // Long enough for all lines to have dialled before the first one's time is up.
-  const Phoned phoned({"--map", kPlan, "--interdigit", Program::kIsEmulated ? "10000" : "3000"});
+  const Phoned phoned({"--map", kPlan, "--interdigit", Program::kIsEmulated ? "10000" : "6000"});
   std::vector<std::unique_ptr<UdpSocket>> cards;
   for (int i = 0; i < kCards; ++i) {
     cards.push_back(std::make_unique<UdpSocket>(phoned.port()));
