@@ -7,25 +7,25 @@ if(Python3_FOUND)
   set(pages ${CMAKE_CURRENT_SOURCE_DIR}/man)
   function(add_docs_check name)
     list(POP_FRONT ARGN script)
-    add_test(NAME docs.${name} COMMAND Python3::Interpreter ${CMAKE_CURRENT_SOURCE_DIR}/tools/${script} ${ARGN}
+    add_test(NAME docs.${name} COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/tools/${script} ${ARGN}
              COMMAND_EXPAND_LISTS)
   endfunction()
 
   # Every contract stands in one page, which is what the sources say. The check must notice what differs.
   add_docs_check(contracts contracts_page.py --check ${PROJECT_SOURCE_DIR})
-  add_test(NAME docs.contracts.notices COMMAND Python3::Interpreter
+  add_test(NAME docs.contracts.notices COMMAND ${Python3_EXECUTABLE}
                                                ${PROJECT_SOURCE_DIR}/tests/tools/docs/contracts_test.py)
   # Includes point down; the picture of them is the one that they make. The check must notice each way of breaking that.
   add_docs_check(layers check_layers.py ${PROJECT_SOURCE_DIR})
   add_docs_check(include_graph include_graph.py --check ${PROJECT_SOURCE_DIR})
-  add_test(NAME docs.layers.notices COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/tests/tools/docs/layers_test.py)
+  add_test(NAME docs.layers.notices COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/tests/tools/docs/layers_test.py)
   add_docs_check(code_in_headers check_headers.py ${headers} ${examples})
   add_docs_check(comment_share comment_share.py --check ${headers})
-  add_test(NAME docs.comment_share.notices COMMAND Python3::Interpreter
+  add_test(NAME docs.comment_share.notices COMMAND ${Python3_EXECUTABLE}
                                                    ${PROJECT_SOURCE_DIR}/tests/tools/docs/comment_share_test.py)
   add_docs_check(code_in_pages code_in_pages.py --check ${PROJECT_SOURCE_DIR})
   add_docs_check(figures figures.py --check ${CMAKE_CURRENT_SOURCE_DIR}/figures)
-  add_test(NAME docs.pages.notice COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/tests/tools/docs/pages_test.py)
+  add_test(NAME docs.pages.notice COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/tests/tools/docs/pages_test.py)
   add_docs_check(links.tree check_links.py tree ${PROJECT_SOURCE_DIR})
   if(USERLIB_INSTALL)
     add_docs_check(links.installed check_links.py installed ${CMAKE_COMMAND} ${PROJECT_BINARY_DIR})
@@ -40,7 +40,7 @@ if(Python3_FOUND)
     set_tests_properties(docs.links.html docs.links.installed PROPERTIES FIXTURES_REQUIRED reference)
     find_program(CHROMIUM chromium)
     if(CHROMIUM)
-      add_test(NAME docs.browser COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/tests/tools/docs/browser_test.py
+      add_test(NAME docs.browser COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/tests/tools/docs/browser_test.py
                                          ${CHROMIUM} ${CMAKE_CURRENT_BINARY_DIR}/html)
       set_tests_properties(docs.browser PROPERTIES FIXTURES_REQUIRED reference TIMEOUT 900)
     endif()
@@ -49,7 +49,7 @@ if(Python3_FOUND)
   # The pages that the build writes, as they are now.
   add_test(NAME docs.man.written COMMAND ${USERLIB_MAN_COMMAND})
   set_tests_properties(docs.man.written PROPERTIES FIXTURES_SETUP man)
-  add_test(NAME docs.man.installed COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/tests/tools/docs/man_install_test.py
+  add_test(NAME docs.man.installed COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/tests/tools/docs/man_install_test.py
                                            ${CMAKE_COMMAND} ${CMAKE_GENERATOR})
   add_docs_check(man.declarations check_man.py ${PROJECT_SOURCE_DIR}/userlib/userlib.map ${USERLIB_MAN_TREE}/man3
                  ${CMAKE_CURRENT_BINARY_DIR}/check_man ${CMAKE_C_COMPILER} -std=c99 -pedantic -I${headers})
@@ -81,7 +81,7 @@ if(Python3_FOUND AND USERLIB_CERT AND CMAKE_BUILD_TYPE STREQUAL RelWithDebInfo A
   add_docs_check(calls calls.py ${porting} ${CMAKE_NM} $<TARGET_OBJECTS:userlib_objects>)
   add_custom_target(
     docs_calls
-    COMMAND Python3::Interpreter ${CMAKE_CURRENT_SOURCE_DIR}/tools/calls.py --update ${porting} ${CMAKE_NM}
+    COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/tools/calls.py --update ${porting} ${CMAKE_NM}
             $<TARGET_OBJECTS:userlib_objects>
     DEPENDS userlib_objects
     COMMENT "Writing the calls of each family to ${porting}"

@@ -69,8 +69,8 @@ if(USERLIB_RECORDS AND Python3_FOUND)
   add_executable(print_records print_records.c)
   target_include_directories(print_records PRIVATE ${USERLIB_INCLUDE_DIR} ${records})
   target_link_libraries(print_records PRIVATE userlib_options)
-  add_test(NAME records.json.notices COMMAND Python3::Interpreter ${CMAKE_CURRENT_SOURCE_DIR}/check_records_test.py)
-  add_test(NAME records.json COMMAND Python3::Interpreter ${CMAKE_CURRENT_SOURCE_DIR}/check_records.py ${USERLIB_RECORDS}
+  add_test(NAME records.json.notices COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/check_records_test.py)
+  add_test(NAME records.json COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/check_records.py ${USERLIB_RECORDS}
                                      ${USERLIB_INCLUDE_DIR} ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:print_records>)
 endif()
 
