@@ -44,6 +44,8 @@ def complaint(name, share):
 
 def main():
     headers = sorted(Path(sys.argv[-1]).glob("*.h"))
+    if not headers:
+        sys.exit("comment_share.py: '%s' is not a folder with headers" % sys.argv[-1])
     found = {path.name: counts(path.read_text(encoding="utf-8")) for path in headers}
     complaints = []
     for name, (comments, lines) in found.items():
@@ -56,7 +58,7 @@ def main():
     complaints = [each for each in complaints if each]
     if sys.argv[1] == "--check":
         print("\n".join(complaints))
-        sys.exit(bool(complaints) or not headers)
+        sys.exit(bool(complaints))
 
 
 if __name__ == "__main__":
