@@ -80,14 +80,14 @@ TEST_F(StopTest, ADigitThatCameInTimeCountsBesideASignal) {
 }
 
 TEST_F(StopTest, EveryLineGetsItsOutcomeOnce) {
-  start({"--interdigit", "500"});
+  start({"--interdigit", "2500"});
   UdpSocket card(phoned_->port());
   for (int line = 0; line < 100; ++line) {
     const std::string name = std::to_string(line);
     ASSERT_EQ(card.ask(name + " offhook"), name + " ready");
     ASSERT_EQ(card.ask(name + " digit 0"), name + " more 0");
   }
-  stand_still(Milliseconds(1500), [&card] { card.send("100 onhook"); });
+  stand_still(Milliseconds(3500), [&card] { card.send("100 onhook"); });
   std::set<std::string> outcomes;
   for (int line = 0; line < 101; ++line) {
     EXPECT_TRUE(outcomes.insert(card.receive()).second);
