@@ -8,6 +8,7 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <deque>
 #include <functional>
@@ -55,10 +56,12 @@ constexpr bool kStays = !std::is_move_constructible_v<Owner> && !std::is_move_as
 
 static_assert(kMoves<userlib::Memory> && kMoves<userlib::Frame> && kMoves<userlib::MessageData> &&
               kMoves<userlib::Message> && kMoves<userlib::IndexPool> && kMoves<userlib::Pipe> &&
-              kMoves<userlib::UdpServer> && kMoves<userlib::UdpClient> && kMoves<userlib::DigitMap>);
+              kMoves<userlib::UdpServer> && kMoves<userlib::UdpClient> && kMoves<userlib::DigitMap> &&
+              kMoves<userlib::UniqueFd>);
 static_assert(kStays<Reactor> && kStays<Timer> && kStays<Watch> && kStays<userlib::IndexMap<1>> &&
               kStays<userlib::Console<1>> && kStays<userlib::Command> && kStays<userlib::Daemon> &&
-              kStays<userlib::Tracing> && kStays<userlib::Owned<Level, NUV_Level_construct, NUV_Level_destruct>>);
+              kStays<userlib::Tracing> && kStays<userlib::Signals> &&
+              kStays<userlib::Owned<Level, NUV_Level_construct, NUV_Level_destruct>>);
 
 std::pair<int64_t, int64_t> pair_of(const timeval& time) {
   return {time.tv_sec, time.tv_usec};
@@ -1110,6 +1113,26 @@ TEST(UserlibHppPipe, SaysThatTheSystemGivesNone) {
   EXPECT_EQ(pipe.write_fd(), -1);
 }
 
+TEST(UserlibHppUniqueFd, ClosesItsDescriptorOnce) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  EXPECT_FALSE(userlib::UniqueFd());
+  {
+    userlib::UniqueFd fd(ends[0]);
+    EXPECT_TRUE(fd);
+    userlib::UniqueFd moved(std::move(fd));
+    EXPECT_EQ(fd.get(), -1);  // NOLINT(bugprone-use-after-move)
+    EXPECT_EQ(moved.get(), ends[0]);
+    fd = std::move(moved);
+    EXPECT_EQ(fd.get(), ends[0]);
+    EXPECT_TRUE(support::is_open_descriptor(ends[0]));
+    fd.reset(ends[1]);
+    EXPECT_FALSE(support::is_open_descriptor(ends[0]));
+    EXPECT_EQ(fd.get(), ends[1]);
+  }
+  EXPECT_FALSE(support::is_open_descriptor(ends[1]));
+}
+
 TEST(UserlibHppUdp, CarriesDatagramsBetweenClientAndServer) {
   CapturedStdout out;
   userlib::Pipe to_client;
@@ -1237,6 +1260,58 @@ TEST(UserlibHppDaemon, TakesItsPidFileAlong) {
     EXPECT_TRUE(daemon.has_pid_file());
   }
   EXPECT_EQ(rmdir(directory), 0);
+}
+
+TEST(UserlibHppSignals, ComeInTheirOrder) {
+  userlib::Signals signals;
+  EXPECT_EQ(signals.fd(), -1);
+  ASSERT_TRUE(signals.open({SIGUSR1, SIGUSR2}));
+  EXPECT_EQ(signals.take(), 0);
+  raise(SIGUSR2);
+  raise(SIGUSR1);
+  raise(SIGUSR2);
+  for (const int signal : {SIGUSR2, SIGUSR1, SIGUSR2, 0}) {
+    EXPECT_EQ(signals.take(), signal);
+  }
+}
+
+TEST(UserlibHppSignals, EndTheWaitOfTheLoop) {
+  Reactor loop;
+  userlib::Signals signals;
+  std::vector<int> taken;
+  Watch watch(loop, [&] { taken.push_back(signals.take()); });
+  ASSERT_TRUE(signals.open({SIGUSR1}));
+  ASSERT_TRUE(watch.read_external(signals.fd()));
+  raise(SIGUSR1);
+  loop.process();
+  EXPECT_EQ(taken, std::vector<int>{SIGUSR1});
+}
+
+TEST(UserlibHppSignals, LeaveErrnoAlone) {
+  userlib::Signals signals;
+  ASSERT_TRUE(signals.open({SIGUSR1}));
+  // The last of them find the pipe full, and must not wait until it is read: nobody else would read it.
+  for (int i = 0; i < 70000; ++i) {
+    errno = ENOENT;
+    raise(SIGUSR1);
+    ASSERT_EQ(errno, ENOENT);
+  }
+  EXPECT_EQ(signals.take(), SIGUSR1);
+}
+
+TEST(UserlibHppSignals, AreIgnoredWhenNobodyListensAnyMore) {
+  {
+    userlib::Signals signals;
+    ASSERT_TRUE(signals.open({SIGUSR1}));
+  }
+  raise(SIGUSR1);
+}
+
+TEST(UserlibHppSignals, SayThatTheSystemGivesNoPipe) {
+  const FaultInjector fault("pipe", 1, EMFILE);
+  userlib::Signals signals;
+  EXPECT_FALSE(signals.open({SIGUSR1}));
+  EXPECT_EQ(errno, EMFILE);
 }
 
 TEST(UserlibHppOwned, ConstructsAndDestructsAnyRecord) {

@@ -19,12 +19,12 @@
  *
  * What there is, in a header for each part, which may be included alone:
  *
- *     userlib_core.hpp       Memory, Owned<...>
+ *     userlib_core.hpp       Memory, UniqueFd, Owned<...>
  *     userlib_containers.hpp Frame, IndexPool, IndexMap<N>
  *     userlib_loop.hpp       Reactor, Watch, Timer
  *     userlib_messaging.hpp  MessageData, Message, Pipe, UdpServer, UdpClient
  *     userlib_tracing.hpp    Tracing
- *     userlib_process.hpp    Console<N>, Command, Daemon
+ *     userlib_process.hpp    Console<N>, Command, Daemon, Signals
  *     userlib_telephony.hpp  DigitMap
  *
  * It takes C++17, with or without exceptions and run-time type information, and nothing of the C++ run time: no heap,
@@ -35,8 +35,9 @@
  * Rules of life:
  *
  *  - Memory, Frame, MessageData and Message move as their records do, and leave an empty one behind. IndexPool, Pipe,
- *    UdpServer, UdpClient and DigitMap move too, and leave one behind that owns nothing. All others stay where they are
- *    made, because something points to them; they can be members, and live in std::optional or the nodes of a std::map.
+ *    UniqueFd, UdpServer, UdpClient and DigitMap move too, and leave one behind that owns nothing. All others stay where
+ *    they are made, because something points to them; they can be members, and live in std::optional or the nodes of a
+ *    std::map.
  *  - A callable is kept inside its Timer, Watch or Command and may have the size of four pointers. It must be of a kind
  *    that needs no destructor and can be copied as bytes, such as a lambda that captures "this", pointers, references
  *    and numbers; and it must be callable as const, so what it changes lies elsewhere. A callable may destroy or stop

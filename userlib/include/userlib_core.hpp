@@ -1,6 +1,6 @@
 /** @file userlib_core.hpp
  *
- * Part of userlib.hpp: what every part needs, and blocks of bytes: Owned, Memory.
+ * Part of userlib.hpp: what every part needs, blocks of bytes, and descriptors: Owned, Memory, UniqueFd.
  */
 #ifndef USERLIB_CORE_HPP
 #define USERLIB_CORE_HPP
@@ -16,8 +16,10 @@
 #include <new>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 #include <sys/time.h>
+#include <unistd.h>
 
 #include "nuv_memory.h"
 
@@ -49,6 +51,32 @@ class Owned : Pinned {
 
  private:
   Record record_;
+};
+
+/// UniqueFd owns a descriptor of the system's, and closes it. One that was moved from owns none, which is -1.
+class UniqueFd {
+ public:
+  explicit UniqueFd(int fd = -1) : fd_(fd) {}
+  ~UniqueFd() { reset(); }
+  UniqueFd(UniqueFd&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+  UniqueFd& operator=(UniqueFd&& other) noexcept {
+    std::swap(fd_, other.fd_);
+    return *this;
+  }
+
+  int get() const { return fd_; }
+  explicit operator bool() const { return fd_ >= 0; }
+
+  /// reset closes the descriptor, and owns another one or none.
+  void reset(int fd = -1) {
+    if (fd_ >= 0) {
+      close(fd_);
+    }
+    fd_ = fd;
+  }
+
+ private:
+  int fd_;
 };
 
 /// A time as the library takes it. Durations of less than a microsecond are cut.

@@ -1,17 +1,24 @@
 /** @file userlib_process.hpp
  *
- * Part of userlib.hpp: operators and the process: Console, Command, Daemon.
+ * Part of userlib.hpp: operators and the process: Console, Command, Daemon, Signals.
  */
 #ifndef USERLIB_PROCESS_HPP
 #define USERLIB_PROCESS_HPP
 
+#include <cerrno>
+#include <csignal>
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
 #include <string_view>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "nuv_console.h"
 #include "nuv_daemon.h"
 #include "userlib_core.hpp"
+#include "userlib_messaging.hpp"
 
 namespace userlib {
 
@@ -115,6 +122,59 @@ class Daemon : Pinned {
  private:
   ::Daemon record_;
   bool has_created_ = false;
+};
+
+/// Signals brings signals into the main loop: the handler writes into a pipe, which a Watch reads. There is one at a time.
+///
+///     userlib::Watch signal_{loop_, [this] { on_signal(signals_.take()); }};
+///     ... signals_.open({SIGTERM, SIGHUP}) && signal_.read_external(signals_.fd())
+///
+/// The Watch has to be external, because the wait of the reactor does not end for internal descriptors.
+class Signals : Pinned {
+ public:
+  Signals() = default;
+  ~Signals() { write_fd_ = -1; }
+
+  /// open handles these signals from now on, also when the object has gone: they do nothing then. System calls that they
+  /// interrupt go on (SA_RESTART), but for waits such as select(). Returns false, with errno set, if there is no pipe.
+  [[nodiscard]] bool open(std::initializer_list<int> signals) {
+    if (!pipe_.open() || fcntl(pipe_.read_fd(), F_SETFL, O_NONBLOCK) != 0 ||
+        fcntl(pipe_.write_fd(), F_SETFL, O_NONBLOCK) != 0) {
+      return false;
+    }
+    write_fd_ = pipe_.write_fd();
+    struct sigaction action = {};
+    action.sa_handler = note;
+    action.sa_flags = SA_RESTART;
+    for (const int signal : signals) {
+      sigaction(signal, &action, nullptr);
+    }
+    return true;
+  }
+
+  /// fd returns the descriptor that is ready to be read while there is a signal to take, -1 before open.
+  int fd() const { return pipe_.read_fd(); }
+
+  /// take returns the number of the oldest signal that was received and not yet taken, 0 if there is none.
+  int take() {
+    char number = 0;
+    return pipe_.read(&number, sizeof number) == 1 ? number : 0;
+  }
+
+ private:
+  // Tries again where the system fails, lest a SIGTERM is lost. A signal that finds the pipe full is not needed: there is
+  // enough to take.
+  static void note(int signal) {
+    const int saved = errno;
+    const char number = static_cast<char>(signal);
+    for (int tries = 3; tries > 0 && write(write_fd_, &number, sizeof number) < 0; --tries) {
+    }
+    errno = saved;
+  }
+
+  inline static volatile std::sig_atomic_t write_fd_ = -1;
+
+  Pipe pipe_;
 };
 
 }  // namespace userlib

@@ -31,16 +31,6 @@ bool fail(const char* what, const char* value) {
   return false;
 }
 
-// The handler of signals writes a byte into this pipe, the loop does the rest.
-userlib::Pipe g_signals;
-
-void note_signal(int signal) {
-  const int saved = errno;
-  const char byte = static_cast<char>(signal);
-  static_cast<void>(!g_signals.write(&byte, 1));
-  errno = saved;
-}
-
 // ---- Shell commands: each in a child, which answers the operator itself, while the loop goes on ----
 [[noreturn]] void run_in_child(const char* command) {
   std::array<char, 4096> output;
@@ -85,39 +75,37 @@ class Service {
  private:
   // Only one gets the lock, however many start at once, and the system takes it back even from one that was killed.
   bool claim_directory() {
-    const int lock = open(NAME ".lock", O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
+    lock_.reset(open(NAME ".lock", O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
     const char* const file = daemon_.pid_file_name();
-    if (lock < 0) return fail("cannot open the lock file", NAME ".lock");
+    if (!lock_) return fail("cannot open the lock file", NAME ".lock");
     // A pid file that a killed one has left may name any process by now.
-    if (flock(lock, LOCK_EX | LOCK_NB) == 0)
+    if (flock(lock_.get(), LOCK_EX | LOCK_NB) == 0)
       return unlink(file) == 0 || errno == ENOENT || fail("cannot remove the old pid file", file);
     std::fprintf(stderr, NAME ": runs already, as process %d (%s)\n", NUV_Utility_get_pid_from_file(file), file);
     return false;
   }
 
   bool open_signals() {
-    if (!g_signals.open() || !lines_.open()) return fail("no pipes for", NAME);
-    fcntl(g_signals.write_fd(), F_SETFL, O_NONBLOCK);  // a full pipe tells enough; a handler must not wait
-    for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGCHLD}) std::signal(signal, note_signal);
+    if (!signals_.open({SIGTERM, SIGINT, SIGHUP, SIGCHLD}) || !lines_.open()) return fail("no pipes for", NAME);
     std::signal(SIGPIPE, SIG_IGN);  // an operator who goes is no reason to end
-    return signal_.read_external(g_signals.read_fd());
+    return signal_.read_external(signals_.fd());
   }
 
   // Open at both ends, or it would be at its end, and always ready, as soon as a writer has gone.
   bool open_fifo() {
     struct stat status = {};
     const bool is_there = mkfifo(NAME ".fifo", 0600) == 0 || errno == EEXIST;
-    const int fd = is_there ? open(NAME ".fifo", O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC) : -1;
-    const bool is_fifo = fd >= 0 && fstat(fd, &status) == 0 && S_ISFIFO(status.st_mode);
-    return is_fifo ? fifo_.read_external(fd) : fail("cannot open the FIFO", NAME ".fifo");
+    fifo_fd_.reset(is_there ? open(NAME ".fifo", O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC) : -1);
+    const bool is_fifo = fifo_fd_ && fstat(fifo_fd_.get(), &status) == 0 && S_ISFIFO(status.st_mode);
+    return is_fifo ? fifo_.read_external(fifo_fd_.get()) : fail("cannot open the FIFO", NAME ".fifo");
   }
 
   bool open_console() {
     unlink(kConsoleAddress.sun_path);  // left by one that was killed: the lock is ours
-    console_socket_ = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    if (bind(console_socket_, kAddress, sizeof kConsoleAddress) != 0 || listen(console_socket_, 8) != 0)
+    console_socket_.reset(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    if (bind(console_socket_.get(), kAddress, sizeof kConsoleAddress) != 0 || listen(console_socket_.get(), 8) != 0)
       return fail("cannot make the socket", kConsoleAddress.sun_path);
-    return operator_.read_external(console_socket_);
+    return operator_.read_external(console_socket_.get());
   }
 
   // ---- The service's own work ----
@@ -170,16 +158,16 @@ class Service {
   // One operator at a time; the others wait in the socket. One who says nothing is hung up on. If there was no
   // descriptor for one, nobody is accepted for as long: the socket stays ready, and the loop would never rest.
   void on_operator(int socket) {
-    connection_ = accept4(socket, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+    connection_.reset(accept4(socket, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
     operator_.stop();
-    if (!patience_.start(kForLine) || (connection_ >= 0 && !answer_.read_external(connection_))) listen_again();
+    if (!patience_.start(kForLine) || (connection_ && !answer_.read_external(connection_.get()))) listen_again();
   }
 
   void listen_again() {
     answer_.stop();
     patience_.stop();
-    if (connection_ >= 0) close(connection_);
-    is_ending_ = !operator_.read_external(console_socket_) || is_ending_;
+    connection_.reset();
+    is_ending_ = !operator_.read_external(console_socket_.get()) || is_ending_;
   }
 
   // The console takes a line from a pipe. What "help" and "tr" print on standard output goes to the operator as well.
@@ -220,11 +208,10 @@ class Service {
   }
 
   void on_signal() {
-    char byte = 0;
-    g_signals.read(&byte, 1);
-    if (byte == SIGCHLD) reap_commands();
-    if (byte == SIGTERM || byte == SIGINT) is_ending_ = true;
-    if (byte != SIGHUP) return;
+    const int signal = signals_.take();
+    if (signal == SIGCHLD) reap_commands();
+    if (signal == SIGTERM || signal == SIGINT) is_ending_ = true;
+    if (signal != SIGHUP) return;
     NUV_Sysloglevel_readInitFile(ini_file_);
     NUV_LOG_INFO(module_, "HUP: the masks are those of %s", ini_file_);
   }
@@ -232,12 +219,15 @@ class Service {
   char* const ini_file_;
   userlib::Tracing tracing_;
   const int module_ = NUV_Sysloglevel_registerModul(NAME);
+  userlib::UniqueFd lock_;  // until the pid file has gone, which is the next member's
   userlib::Daemon daemon_;
   unsigned long long count_ = 0, last_ = 0, sum_ = 0;
   char line_[16] = {};  // what has come of one from the FIFO
   size_t length_ = 0;
-  int console_socket_ = -1, connection_ = -1, running_commands_ = 0;
+  int running_commands_ = 0;
   bool is_ending_ = false;
+  userlib::UniqueFd fifo_fd_, console_socket_, connection_;
+  userlib::Signals signals_;
   userlib::Pipe lines_;
   userlib::UdpServer server_;
   userlib::Reactor loop_;
