@@ -55,11 +55,15 @@ void TraceTest::use(Output output) {
   nuv::g_trace_output.console = output == Output::kConsole || output == Output::kBoth ? 1 : 0;
 }
 
-std::vector<std::string> TraceTest::take_log_texts() {
+std::string TraceTest::without_source_lines(const std::string& text) {
   static const std::regex kSourceLine("(: nuv_[a-z_]+):[0-9]+ ");
+  return std::regex_replace(text, kSourceLine, "$1:# ");
+}
+
+std::vector<std::string> TraceTest::take_log_texts() {
   std::vector<std::string> texts;
   for (const SyslogLine& line : take_log()) {
-    texts.push_back(std::regex_replace(line.text, kSourceLine, "$1:# "));
+    texts.push_back(without_source_lines(line.text));
   }
   return texts;
 }

@@ -36,6 +36,9 @@ class TraceTest : public ::testing::Test {
   std::vector<std::string> take_log_texts();
   std::vector<std::string> take_trace_texts();
 
+  // The text with "#" for each number of a line of the library's own sources.
+  static std::string without_source_lines(const std::string& text);
+
   // A line as the facility opens the log for it.
   static SyslogLine line(int priority, std::string text, std::optional<std::string> ident = std::nullopt);
 
