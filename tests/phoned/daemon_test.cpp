@@ -152,6 +152,17 @@ TEST_F(DaemonTest, StartsOverAPidFileThatNamesNobody) {
   }
 }
 
+// A pid file on flash outlives a reboot, after which its number may be that of any other process.
+TEST_F(DaemonTest, StartsOverThePidFileOfOneWhoseNumberAnotherProcessHas) {
+  leave_pid_file(std::to_string(getpid()));
+  start(with_run_dir());
+  EXPECT_NE(daemon_, getpid());
+  expect_a_call();
+  leave_pid_file(std::to_string(getpid()));
+  Program second(PHONED, with_run_dir());
+  EXPECT_EQ(second.exit_status(), 1) << "the lock keeps it away";
+}
+
 TEST_F(DaemonTest, ReadsAMapFileWithARelativeNameAgain) {
   const std::string plan = run_dir_ + "/plan";
   std::ofstream(plan) << "110\n";

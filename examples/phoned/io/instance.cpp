@@ -90,10 +90,7 @@ void Instance::claim(const std::string& run_dir, bool is_going_to_detach) {
   lock_file_ = run_dir + "/phoned.lock";
   check_pid_file(pid_file_);
   lock();
-  // A file with the number of this very process was left behind by another one.
-  if (!daemon_->check_pid_file() && daemon_->occupied_pid_file()) {
-    throw is_running(pid_file_);
-  }
+  // Whatever number the file has: whoever wrote it is dead, as it had the lock. After a reboot others have such numbers.
   if (is_going_to_detach) {
     reserve(pid_file_);
   } else {
