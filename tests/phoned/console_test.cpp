@@ -373,6 +373,35 @@ TEST(ConsoleIniFile, NamedOneThatIsMissingIsWorthALine) {
   }
 }
 
+// A power cut may leave the front of a file, here in the middle of Line's 1023. What is left counts as nothing.
+constexpr char kTorn[] = "[TraceLevelInit Version]\n1\n\n[Level]\n0;\"TraceLevel\";0\n1;\"Phoned\";48\n2;\"Line\";10";
+
+std::string default_masks() {
+  return "0;\"TraceLevel\";113\n1;\"Phoned\";113\n2;\"Line\";113\n3;\"DialPlan\";113\n4;\"Console\";113\n\n";
+}
+
+TEST(ConsoleIniFile, DamagedOneLeavesTheDefaultMasks) {
+  const TemporaryDirectory directory;
+  const TemporaryFile torn(kTorn);
+  const std::string socket = directory.file("console");
+  const std::string saved = directory.file("saved");
+  const Phoned phoned({"--console", socket, "--ini", torn.path()});
+  ASSERT_NE(phoned.port(), 0);
+  EXPECT_EQ(phoned.err(), "phoned: init file '" + torn.path() + "' is damaged; starting with the default masks\n");
+  Operator(socket).ask("tr save " + saved);
+  EXPECT_EQ(TemporaryFile::content_of(saved), "[TraceLevelInit Version]\n1\n\n[Level]\n" + default_masks());
+  EXPECT_EQ(torn.content(), kTorn) << "it stays for whoever wants to see it";
+}
+
+// Before the masks are lost.
+TEST_F(ConsoleTest, RefusesToRestoreADamagedInitFile) {
+  const TemporaryFile torn(kTorn);
+  const std::string saved = directory_.file("saved");
+  EXPECT_EQ(ask("tr restore " + torn.path()), "error: '" + torn.path() + "' is damaged\n");
+  ask("tr save " + saved);
+  EXPECT_EQ(TemporaryFile::content_of(saved), "[TraceLevelInit Version]\n1\n\n[Level]\n" + default_masks());
+}
+
 // ---- operators who are no good ----
 
 TEST_F(ConsoleTest, NobodyKeepsPhonedFromDecidingCalls) {

@@ -319,7 +319,9 @@ int serve(const Options& options) {
     complain(problem);
   }
   open_outputs();
-  trace::open(options.ini);
+  if (const std::string problem = trace::open(options.ini); !problem.empty()) {
+    complain(problem);
+  }
   install_counting_allocator();
   DialPlan plan = load_plan(options);
   log_warnings(plan);

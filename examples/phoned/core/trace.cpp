@@ -2,14 +2,17 @@
 
 #include <cerrno>
 #include <cinttypes>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <memory>
 #include <utility>
 
 #include <poll.h>
 #include <syslog.h>
 #include <unistd.h>
 
+#include "nuv_tracelevelinit.h"
 #include "phoned/core/descriptor.h"
 #include "phoned/core/text.h"
 
@@ -67,17 +70,33 @@ void use_system_log(bool is_used) {
   g_uses_system_log = is_used;
 }
 
-void open(const std::optional<std::string>& init_file) {
+bool is_damaged(const std::string& init_file) {
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(init_file.c_str(), "re"), std::fclose);
+  if (!file) {
+    return false;
+  }
+  const TimeLimit limit;  // the library says in the system log what is wrong
+  TraceLevelInit table;
+  NUV_TraceLevelInit_construct(&table);
+  return !NUV_TraceLevelInit_restore(&table, file.get());
+}
+
+std::string open(const std::optional<std::string>& init_file) {
   const std::string path = init_file.value_or(kDefaultInitFile);
   const bool is_readable = !is_no_regular_file(path);
   // The library reports a file that it cannot open.
   const bool is_wanted = init_file || access(kDefaultInitFile, F_OK) == 0;
-  NUV_Sysloglevel_construct2(is_wanted && is_readable ? path.c_str() : "", "phoned");
+  NUV_Sysloglevel_construct2("", "phoned");
+  const bool is_bad = is_readable && is_damaged(path);
+  if (is_wanted && is_readable && !is_bad) {
+    NUV_Sysloglevel_readInitFile(path.c_str());
+  }
   modules = {NUV_Sysloglevel_registerModul("Phoned"), NUV_Sysloglevel_registerModul("Line"),
              NUV_Sysloglevel_registerModul("DialPlan"), NUV_Sysloglevel_registerModul("Console")};
   if (init_file && !is_readable) {
     throw Error("init file " + quote_path(path) + " is not a regular file; name another with --ini");
   }
+  return is_bad ? "init file " + quote_path(path) + " is damaged; starting with the default masks" : "";
 }
 
 std::string settle_time_zone() {

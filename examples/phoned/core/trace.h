@@ -58,9 +58,13 @@ bool is_behind();
 // Whether the lines go to the system log, as they do at first, or to standard output.
 void use_system_log(bool is_used);
 
+// Whether the library would give up on an init file, keeping the masks in front of the damage. It says why in the log.
+bool is_damaged(const std::string& init_file);
+
 // Reads the init file and registers the modules. A default file need not exist; one that was named and does not is reported
-// on standard output; one that is not a regular file is an Error.
-void open(const std::optional<std::string>& init_file);
+// on standard output; one that is not a regular file is an Error. Nothing of a damaged file counts: a complaint about it is
+// returned, or nothing.
+std::string open(const std::optional<std::string>& init_file);
 
 // The C library reads the file of the time zone for the first time stamp, and would block on a FIFO or a terminal. If TZ
 // names one of those, times are in UTC, and this returns why.

@@ -71,8 +71,8 @@ std::string describe(uint8_t line, const Call& call, const timeval& now) {
   return text + "\n";
 }
 
-// The library refuses a FIFO, too, but only after a restore has reset all masks, and not to the operator. It would block on a
-// terminal.
+// The library refuses a FIFO and a damaged file, too, but only after a restore has reset all masks, and not to the operator.
+// It would block on a terminal.
 void check_init_file(const std::string& command, const std::string& path) {
   struct stat status = {};
   if (stat(path.c_str(), &status) != 0) {
@@ -80,6 +80,9 @@ void check_init_file(const std::string& command, const std::string& path) {
   }
   if ((command == "save" && S_ISFIFO(status.st_mode)) || (command == "restore" && !S_ISREG(status.st_mode))) {
     throw Error(quote_path(path) + " is not a regular file");
+  }
+  if (command == "restore" && trace::is_damaged(path)) {
+    throw Error(quote_path(path) + " is damaged");
   }
 }
 
