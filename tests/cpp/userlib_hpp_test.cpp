@@ -1045,6 +1045,10 @@ TEST(UserlibHppIndexPool, HandsOutIndices) {
   EXPECT_EQ(pool.try_occupy(), std::nullopt);
   pool = std::move(moved);
   EXPECT_EQ(pool.busy(), 2U);
+  userlib::IndexPool other(9);
+  pool = std::move(other);
+  EXPECT_EQ(pool.size(), 9U);
+  EXPECT_EQ(other.size(), 0U);  // NOLINT(bugprone-use-after-move)
 }
 
 TEST(UserlibHppIndexMap, FindsValues) {
@@ -1104,6 +1108,24 @@ TEST(UserlibHppPipe, CarriesBytesAndCloses) {
   EXPECT_FALSE(support::is_open_descriptor(write_fd));
 }
 
+TEST(UserlibHppPipe, IsClosedWhenAnotherTakesItsPlace) {
+  userlib::Pipe pipe;
+  userlib::Pipe other;
+  ASSERT_TRUE(pipe.open() && other.open());
+  const int read_fd = pipe.read_fd();
+  const int write_fd = pipe.write_fd();
+  const int other_fd = other.read_fd();
+  pipe = std::move(other);
+  EXPECT_EQ(pipe.read_fd(), other_fd);
+  EXPECT_FALSE(other.is_open());  // NOLINT(bugprone-use-after-move)
+  EXPECT_FALSE(support::is_open_descriptor(read_fd));
+  EXPECT_FALSE(support::is_open_descriptor(write_fd));
+  userlib::Pipe& same = pipe;
+  pipe = std::move(same);
+  EXPECT_EQ(pipe.read_fd(), other_fd);
+  EXPECT_TRUE(support::is_open_descriptor(other_fd));
+}
+
 TEST(UserlibHppPipe, SaysThatTheSystemGivesNone) {
   FaultInjector fault("pipe", 1, EMFILE);
   userlib::Pipe pipe;
@@ -1129,6 +1151,13 @@ TEST(UserlibHppUniqueFd, ClosesItsDescriptorOnce) {
     fd.reset(ends[1]);
     EXPECT_FALSE(support::is_open_descriptor(ends[0]));
     EXPECT_EQ(fd.get(), ends[1]);
+    userlib::UniqueFd other(dup(ends[1]));
+    const int copy = other.get();
+    fd = std::move(other);
+    EXPECT_EQ(fd.get(), copy);
+    EXPECT_FALSE(other);  // NOLINT(bugprone-use-after-move)
+    EXPECT_FALSE(support::is_open_descriptor(ends[1]));
+    ends[1] = copy;
   }
   EXPECT_FALSE(support::is_open_descriptor(ends[1]));
 }
@@ -1163,8 +1192,16 @@ TEST(UserlibHppUdp, CarriesDatagramsBetweenClientAndServer) {
   client.socket_read();
   EXPECT_EQ(to_client.read(buffer, sizeof buffer), 5);
 
-  const int server_fd = server.socket();
-  const int client_fd = client.socket();
+  int server_fd = server.socket();
+  int client_fd = client.socket();
+  server = userlib::UdpServer();
+  client = userlib::UdpClient();
+  EXPECT_FALSE(support::is_open_descriptor(server_fd));
+  EXPECT_FALSE(support::is_open_descriptor(client_fd));
+  ASSERT_TRUE(server.open(0, to_server.write_fd()));
+  ASSERT_TRUE(client.open("127.0.0.1", support::bound_port(server.socket()), to_client.write_fd()));
+  server_fd = server.socket();
+  client_fd = client.socket();
   server.close();
   client.close();
   client.close();
@@ -1195,6 +1232,12 @@ TEST(UserlibHppDigitMap, Checks) {
   };
   EXPECT_EQ(check(plan, "110", DigitMap::Timer::kRunning), DigitMap::Result::kNoMatch);  // NOLINT
   plan = std::move(moved);
+  DigitMap other;
+  EXPECT_TRUE(other.set("5"));
+  moved = std::move(other);
+  other = std::move(moved);
+  EXPECT_EQ(check(moved, "5", DigitMap::Timer::kRunning), DigitMap::Result::kNoMatch);  // NOLINT
+  EXPECT_EQ(check(other, "5", DigitMap::Timer::kRunning), DigitMap::Result::kComplete);
   char pattern[8];
   EXPECT_EQ(plan.check(DigitMap::Mode::kFirst, "11", DigitMap::Timer::kRunning, pattern, sizeof pattern),
             DigitMap::Result::kComplete);

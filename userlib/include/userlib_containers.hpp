@@ -75,7 +75,7 @@ class IndexPool {
   explicit IndexPool(uint32_t size) { NUV_IndexPool_construct(&record_, size); }
   ~IndexPool() { NUV_IndexPool_destruct(&record_); }
   IndexPool(IndexPool&& other) noexcept : record_(std::exchange(other.record_, kNone)) {}
-  IndexPool& operator=(IndexPool&& other) noexcept {
+  IndexPool& operator=(IndexPool other) noexcept {
     std::swap(record_, other.record_);
     return *this;
   }

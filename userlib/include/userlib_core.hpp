@@ -59,7 +59,7 @@ class UniqueFd {
   explicit UniqueFd(int fd = -1) : fd_(fd) {}
   ~UniqueFd() { reset(); }
   UniqueFd(UniqueFd&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-  UniqueFd& operator=(UniqueFd&& other) noexcept {
+  UniqueFd& operator=(UniqueFd other) noexcept {
     std::swap(fd_, other.fd_);
     return *this;
   }

@@ -98,7 +98,7 @@ class Pipe {
   Pipe() = default;
   ~Pipe() { close(); }
   Pipe(Pipe&& other) noexcept : record_(std::exchange(other.record_, kNone)) {}
-  Pipe& operator=(Pipe&& other) noexcept {
+  Pipe& operator=(Pipe other) noexcept {
     std::swap(record_, other.record_);
     return *this;
   }
@@ -142,7 +142,7 @@ class UdpServer {
   UdpServer() = default;
   ~UdpServer() { close(); }
   UdpServer(UdpServer&& other) noexcept : record_(std::exchange(other.record_, none())) {}
-  UdpServer& operator=(UdpServer&& other) noexcept {
+  UdpServer& operator=(UdpServer other) noexcept {
     std::swap(record_, other.record_);
     return *this;
   }
@@ -195,7 +195,7 @@ class UdpClient {
   UdpClient() = default;
   ~UdpClient() { close(); }
   UdpClient(UdpClient&& other) noexcept : record_(std::exchange(other.record_, none())) {}
-  UdpClient& operator=(UdpClient&& other) noexcept {
+  UdpClient& operator=(UdpClient other) noexcept {
     std::swap(record_, other.record_);
     return *this;
   }

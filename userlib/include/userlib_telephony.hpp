@@ -31,7 +31,7 @@ class DigitMap {
   DigitMap() { NUV_DigitMap_construct(&record_); }
   ~DigitMap() { NUV_DigitMap_destruct(&record_); }
   DigitMap(DigitMap&& other) noexcept : record_(std::exchange(other.record_, nullptr)) {}
-  DigitMap& operator=(DigitMap&& other) noexcept {
+  DigitMap& operator=(DigitMap other) noexcept {
     std::swap(record_, other.record_);
     return *this;
   }
