@@ -18,31 +18,32 @@ bool is_dialled(char c) {
   return bit_of(c) != 0;
 }
 
-// Why a character that other notations have cannot stand in a pattern here; null for any other.
+// Why a character of other notations is not allowed in a pattern here; null for any other character.
 const char* refuse_foreign(char c) {
   switch (c) {
     case 'S':
     case 's':
-      return " is the short timer of other plans: must be 'T' at the end to wait, or nothing for at once";
+      return " is the short timer of other plans: must be 'T' at the end to wait, or left out to complete at once";
     case 'L':
     case 'l':
       return " is the long timer of other plans: must be 'T' at the end";
     case 'Z':
     case 'z':
-      return " asks for a long press in other plans: nothing here does";
+      return " means a long press in other plans: must be left out, as long presses are not reported here";
     case 'E':
-      return " is another plan's name of a key: must be '*'";
+      return " is the name of a key in other plans: must be '*'";
     case 'F':
-      return " is another plan's name of a key: must be '#'";
+      return " is the name of a key in other plans: must be '#'";
     case '<':
     case '>':
     case ':':
     case '=':
-      return " belongs to <dialled:sent>, which changes a number: a plan only tells when one is complete";
+      return " belongs to <dialled:sent>, which changes a number: must be left out, as a plan only tells when a number "
+             "is complete";
     case '!':
-      return " bars a number in other plans: must be left out, with a plan that has no pattern for the number";
+      return " bars a number in other plans: must be left out, and so must every pattern for that number";
     case '+':
-      return " is no key; if it repeats the symbol before it, 'x+' must be 'xx.'";
+      return " is not a key; if it repeats the symbol before it, 'x+' must be 'xx.'";
     case '?':
       return " makes the symbol before it optional in other plans: must be two patterns, 1|1x for 1x?";
     case '{':
@@ -50,13 +51,13 @@ const char* refuse_foreign(char c) {
       return " belongs to a count, or encloses other plans: 'x{3}' must be 'xxx'";
     case '"':
     case '\'':
-      return " is no part of a plan: must be left out, unless the shell takes it away";
+      return " is not part of a plan: must be left out, unless the shell removes it";
     default:
       return nullptr;
   }
 }
 
-// What is wrong with a character that no pattern may hold outside of brackets.
+// What is wrong with a character that is not allowed outside brackets.
 std::string refuse(char c, Plan::Source source) {
   const std::string name = name_of(c);
   if (const char* why = refuse_foreign(c); why != nullptr) {
@@ -71,23 +72,23 @@ std::string refuse(char c, Plan::Source source) {
     case 'd':
       return name + " cannot be dialled: must be '" + static_cast<char>(c - 'a' + 'A') + "'";
     case ']':
-      return name + " has no '[' before it: must stand behind one, as in [135]";
+      return name + " has no '[' before it: must close one, as in [135]";
     case '-':
-      return name + " stands outside of brackets: a range is written [2-5]";
+      return name + " is outside brackets: a range must be written as [2-5]";
     case ',':
     case ';':
-      return name + " does not part patterns: must be '|'";
+      return name + " does not separate patterns: must be '|'";
     case '\n':
-      return name + " does not part patterns in an argument: must be '|', or the plan must come from a file";
+      return name + " does not separate patterns in an argument: must be '|', or the plan must come from a file";
     case '\t':
     case '\r':
-      return name + (source == Plan::Source::kArgument ? " is no blank in an argument: must be ' '" : "");
+      return name + (source == Plan::Source::kArgument ? " is not a blank in an argument: must be ' '" : "");
     default:
       return name + " means nothing in a pattern: must be one of " + kSymbols;
   }
 }
 
-// A line of the plan, with a mark for every character that cannot be seen.
+// A line of the plan, with '?' for every character that cannot be printed.
 std::string printable(std::string text) {
   std::replace(text.begin(), text.end(), '\t', ' ');
   std::replace_if(
@@ -122,16 +123,16 @@ void Plan::add(size_t begin, size_t end) {
     return;
   }
   ++count_;
-  // The library would take a null character for the end of the pattern.
+  // The library would take a null character as the end of the pattern.
   const bool is_text = pattern.find('\0') == std::string::npos;
   if (is_text && map_.add(pattern.c_str())) {
     patterns_.push_back(std::move(pattern));
     places_.push_back({begin, end});
     return;
   }
-  Problem problem = find_problem(begin, end).value_or(Problem{begin, count_, "there is no memory for the pattern"});
+  Problem problem = find_problem(begin, end).value_or(Problem{begin, count_, "out of memory for the pattern"});
   if (is_in_comment(problem.at)) {
-    problem.why += "; '#' is a key to dial, and begins no comment";
+    problem.why += "; '#' is a key, and does not start a comment";
   }
   problems_.push_back(std::move(problem));
 }
@@ -152,10 +153,10 @@ std::optional<Problem> Plan::find_problem(size_t begin, size_t end) const {
     }
     if (bracket && c != ']' && c != '-' && !is_dialled(c)) {
       return Problem{at, count_,
-                     name_of(c) + " cannot stand in brackets: must be one of 0-9 A-D # * or '-', or ']' before it"};
+                     name_of(c) + " is not allowed in brackets: must be one of 0-9 A-D # * or '-', or ']' before it"};
     }
     if (!bracket && c == '.' && !has_symbol) {
-      return Problem{at, count_, "'.' repeats the symbol before it, and there is none: must stand behind one"};
+      return Problem{at, count_, "'.' repeats the symbol before it, and there is none: must follow one"};
     }
     const bool is_pattern_symbol = is_dialled(c) || c == 'x' || c == 'X' || c == '.' || c == 'T' || c == '[';
     if (!bracket && !is_pattern_symbol) {
@@ -169,7 +170,7 @@ std::optional<Problem> Plan::find_problem(size_t begin, size_t end) const {
     has_symbol = has_symbol || (c != 'T' && !bracket);
   }
   if (bracket) {
-    return Problem{*bracket, count_, "'[' is not closed: must have a ']' behind its symbols, in the same pattern"};
+    return Problem{*bracket, count_, "'[' is not closed: must have a ']' after its symbols, in the same pattern"};
   }
   return std::nullopt;
 }
@@ -190,7 +191,6 @@ std::string Plan::locate(const Problem& problem) const {
 }
 
 std::string Plan::describe(const Problem& problem) const {
-  // Long lines are shown in part.
   constexpr size_t kBefore = 50;
   constexpr size_t kShown = 72;
   const char* const line_ends = source_ == Source::kFile ? "\n" : "";

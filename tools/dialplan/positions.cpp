@@ -14,7 +14,7 @@ std::span<const uint32_t> symbols_of(const NUV_DigitMapPattern& pattern) {
   return {pattern.m_pSymbols, pattern.m_uCount};
 }
 
-// Parts every class in those that are in the mask and those that are not.
+// Splits every class into the symbols in the mask and the others.
 void split_classes(std::vector<uint32_t>& classes, uint32_t mask) {
   std::vector<uint32_t> parts;
   for (const uint32_t whole : classes) {
@@ -27,7 +27,7 @@ void split_classes(std::vector<uint32_t>& classes, uint32_t mask) {
   classes = std::move(parts);
 }
 
-// Ranks in the order of the keys, without gaps: how threads compare is all that matters.
+// Numbers the ranks in the order of the keys, without gaps: only their order matters.
 void renumber(Position& position, const std::vector<std::pair<uint32_t, uint32_t>>& keys) {
   auto order = keys;
   std::sort(order.begin(), order.end());
@@ -61,8 +61,8 @@ bool Positions::is_repeated(size_t pattern, size_t symbol) const {
   return symbol < patterns_[pattern]->m_uCount && (patterns_[pattern]->m_pSymbols[symbol] & kRepeat) != 0;
 }
 
-// Adds a thread, and in front of it those that leave out repeated symbols: the library prefers few repetitions. What is
-// known already was preferred.
+// Adds a thread, preceded by those that skip repeated symbols: the library prefers few repetitions. A thread that is
+// already there was preferred.
 void Positions::enter(Position& position, Thread thread) const {
   size_t first = position.size();
   while (first > 0 && position[first - 1].pattern == thread.pattern) {
@@ -105,7 +105,7 @@ Position Positions::after(const Position& position, uint32_t bit) const {
     keys.emplace_back(thread.rank, static_cast<uint32_t>(std::popcount(symbol & kAnyDialled)));
   }
   if (mode_ == Mode::kFirst) {
-    keys.assign(keys.size(), {0, 0});  // whoever comes first decides
+    keys.assign(keys.size(), {0, 0});  // the first pattern decides
   }
   renumber(next, keys);
   return next;
@@ -121,8 +121,8 @@ std::vector<size_t> Positions::fitting(const Position& position) const {
   return patterns;
 }
 
-// While the timer runs, a pattern without T wants more digits if it does not fit; one with T does anyhow. With repeated
-// symbols either does so only as long as the first of them may take all that come.
+// While the timer runs, a pattern without T needs more digits if it does not fit; a pattern with T always does. A
+// pattern with repeated symbols only does while its first repeated symbol can take all further digits.
 std::vector<Thread> Positions::wanting_more(const Position& position) const {
   std::vector<Thread> wanting;
   for (size_t begin = 0, end = 0; begin < position.size(); begin = end) {

@@ -1,5 +1,5 @@
-// Where dialling can get to in a plan: its patterns as one automaton. A position holds all that the library's answer
-// depends on, now and after any further digits, so that a walk over all positions tells about every dial string.
+// The patterns of a plan as one automaton. A position holds everything that the library's answer depends on, now and
+// after any further digits, so a walk over all positions covers every dial string.
 #ifndef TOOLS_DIALPLAN_POSITIONS_H
 #define TOOLS_DIALPLAN_POSITIONS_H
 
@@ -14,46 +14,46 @@
 
 namespace dialplan {
 
-// One way in which a pattern can have taken the digits so far.
+// One way in which a pattern can match the digits so far.
 struct Thread {
-  uint32_t pattern;  // its index in the plan
+  uint32_t pattern;  // index in the plan
   uint32_t symbol;   // index of the next one; the number of symbols at the end
-  uint32_t rank;     // best match: how specific the symbols were that took the digits, 0 for the most specific
+  uint32_t rank;     // best match: how specific the matching symbols were, 0 for the most specific
 
   auto operator<=>(const Thread&) const = default;
 };
 
-// The threads of one pattern stand together, in the order of the plan, each symbol once. The library takes the first of
-// them that leads to the end.
+// The threads in the order of the plan, each symbol of a pattern at most once. The library takes a pattern's first
+// thread that leads to the end.
 using Position = std::vector<Thread>;
 
 struct Verdict {
   Result result;
-  size_t pattern;  // of a complete number: the one that decides
+  size_t pattern;  // of a complete number: the pattern that decides
 };
 
 class Positions {
  public:
   Positions(const userlib::DigitMap& map, Mode mode);
 
-  // With nothing dialled.
+  // The position before the first digit.
   Position start() const;
 
-  // One digit further. Bits of one class lead to the same position.
+  // The position after one more digit. Bits of one class lead to the same position.
   Position after(const Position& position, uint32_t bit) const;
 
-  // What can be dialled, in classes that no pattern tells apart. What no pattern has is left out.
+  // The keys, in classes that no pattern tells apart. Keys that no pattern has are left out.
   const std::vector<uint32_t>& classes() const { return classes_; }
 
-  // What the plan answers here, if any digit was dialled: while the timer runs, and when it has expired.
+  // What the plan answers here, if any digit was dialled: while the timer runs, and after it has expired.
   Verdict judge(const Position& position) const;
   Verdict judge_at_timeout(const Position& position) const;
 
-  // The patterns that have all of their digits here; one may be complete only with the timer in another state, or have to
-  // wait.
+  // The patterns that have all their digits here. Some may be complete only with the timer in the other state, or have
+  // to wait.
   std::vector<size_t> fitting(const Position& position) const;
 
-  // The patterns that want more digits here, and for which a pattern that fits has to wait in best match.
+  // The patterns that need more digits here, and that a fitting pattern waits for in best match.
   std::vector<size_t> waited_for(const Position& position, size_t pattern) const;
 
   const NUV_DigitMapPattern& pattern(size_t index) const { return *patterns_[index]; }
@@ -70,7 +70,7 @@ class Positions {
 
   Mode mode_;
   std::vector<const NUV_DigitMapPattern*> patterns_;
-  std::vector<size_t> first_repeated_;  // symbol of each pattern, or their number
+  std::vector<size_t> first_repeated_;  // symbol index in each pattern, or the number of its symbols
   std::vector<uint32_t> classes_;
 };
 

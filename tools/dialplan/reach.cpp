@@ -10,7 +10,7 @@ namespace dialplan {
 
 namespace {
 
-// What is found out about one pattern on the way.
+// What the walk finds out about one pattern.
 struct Findings {
   bool decides = false;
   bool is_lost = false;
@@ -22,10 +22,10 @@ class Walk {
  public:
   Walk(const userlib::DigitMap& map, Mode mode) : positions_(map, mode), findings_(positions_.size()) {}
 
-  // Returns false where there are too many positions.
+  // Returns false if there are too many positions.
   bool run(size_t max_positions) {
     std::set<Position> known;
-    std::vector<Position> next = {positions_.start()};  // in which nothing is dialled; what is equal to it later counts
+    std::vector<Position> next = {positions_.start()};  // nothing dialled; an equal position met later counts
     while (!next.empty()) {
       const Position here = std::move(next.back());
       next.pop_back();
@@ -56,7 +56,7 @@ class Walk {
   }
 
  private:
-  // Returns whether dialling goes on here.
+  // Returns whether dialling continues here.
   bool look_at(const Position& position) {
     const Verdict now = positions_.judge(position);
     if (now.result == Result::kComplete) {
@@ -73,7 +73,7 @@ class Walk {
     return true;
   }
 
-  // Dialling ends: whoever is alive here has lost to this pattern.
+  // Dialling ends: all other live patterns have lost to this one.
   void decide(const Position& position, size_t winner) {
     for (const Thread& thread : position) {
       findings_[thread.pattern].rivals.insert(winner);
@@ -97,10 +97,10 @@ class Walk {
     }
   }
 
-  // Positions of many threads take longer: a plan in use has some tens of them.
+  // Positions with many threads take longer; a plan in use has some tens of threads in each.
   static constexpr size_t kStepsPerPosition = 1000;
 
-  size_t steps_ = 0;  // threads that were gone through
+  size_t steps_ = 0;  // threads visited
   Positions positions_;
   std::vector<Findings> findings_;
 };

@@ -1,4 +1,4 @@
-// Which patterns of a plan never decide anything, whatever is dialled.
+// Finds the patterns of a plan that never decide, whatever is dialled.
 #ifndef TOOLS_DIALPLAN_REACH_H
 #define TOOLS_DIALPLAN_REACH_H
 
@@ -10,16 +10,16 @@
 
 namespace dialplan {
 
-// A pattern that decides nowhere, and why. Both lists may be empty: then no digits fit it.
+// A pattern that never decides, and why. If both lists are empty, no digits fit it.
 struct IdlePattern {
   size_t pattern;              // index
-  std::vector<size_t> rivals;  // those that decide where it would, or sooner
-  std::vector<size_t> longer;  // those that want more digits, for which it has to wait, and at the time-out it has no T
-  bool is_lost;                // digits that begin like it are given up: a repeated symbol before the end is not grown
+  std::vector<size_t> rivals;  // patterns that decide where it would, or sooner
+  std::vector<size_t> longer;  // patterns with more digits; it waits for them, and has no T to complete at the time-out
+  bool is_lost;                // some of its digits match nothing, as the library never leaves a repeated symbol
 };
 
-// Walks over all positions that dialling can get to, and no further than where the plan has decided. Nothing comes back
-// if there are more than so many of them, or fewer that are very large.
+// Walks over all positions that dialling can reach before the plan decides. Returns nothing if there are more than
+// max_positions, or fewer but very large ones.
 std::optional<std::vector<IdlePattern>> find_idle_patterns(const userlib::DigitMap& map, Mode mode,
                                                            size_t max_positions);
 

@@ -17,7 +17,7 @@ std::string quote(std::string_view text) {
   return "'" + std::string(text.substr(0, kLongest)) + (text.size() > kLongest ? "...'" : "'");
 }
 
-// What stands in brackets, read as a list of symbols and ranges.
+// The text in brackets, read as a list of symbols and ranges.
 uint32_t list_mask(std::string_view text) {
   uint32_t mask = 0;
   for (size_t i = 0; i < text.size(); ++i) {
@@ -35,7 +35,7 @@ uint32_t list_mask(std::string_view text) {
   return mask;
 }
 
-// Looks at one plan, pattern by pattern.
+// Inspects one plan, pattern by pattern.
 class Inspector {
  public:
   explicit Inspector(const Plan& plan) : plan_(plan), text_(plan.text()) {}
@@ -61,13 +61,13 @@ class Inspector {
  private:
   void warn(size_t at, size_t pattern, std::string why) { found_.push_back({at, pattern + 1, std::move(why)}); }
 
-  // For one that can never match, or never completes: there is no use in telling that it never decides.
+  // For a pattern that can never match or complete: a second warning that it never decides would not help.
   void warn_of_dead(size_t at, size_t pattern, std::string why) {
     dead_.insert(pattern);
     warn(at, pattern, std::move(why));
   }
 
-  // The first character at or behind a place that means something; the end of the pattern if there is none.
+  // The first character from a place on that means something; the end of the pattern if there is none.
   size_t skip_fillers(size_t at, size_t end) const {
     while (at < end && plan_.is_filler(text_[at])) {
       ++at;
@@ -131,7 +131,7 @@ class Inspector {
       std::string meant = plan_.patterns()[index];
       std::erase(meant, 'T');
       warn(timer, index,
-           "'T' counts for the whole pattern wherever it stands: must be " + quote(meant + "T") + ", or two patterns");
+           "'T' applies to the whole pattern wherever it is: must be " + quote(meant + "T") + ", or two patterns");
     }
   }
 
@@ -140,14 +140,15 @@ class Inspector {
     if (pattern.back() == '.') {
       const std::string meant = pattern.find('T') == std::string::npos ? ": must be " + quote(pattern + "T")
                                                                        : ": must have its 'T' at the end";
-      warn_of_dead(text_.rfind('.', plan_.places()[index].end - 1), index,
-                   "'.' at the end never completes in best match, and in first match at once, before anything is "
-                   "repeated" +
-                       meant);
+      warn_of_dead(
+          text_.rfind('.', plan_.places()[index].end - 1), index,
+          "'.' at the end never completes in best match, and completes at once in first match, before anything is "
+          "repeated" +
+              meant);
     }
   }
 
-  // ---- keys that look like comments ----
+  // ---- keys mistaken for comments ----
 
   void look_at_keys(size_t index) {
     if (plan_.source() != Plan::Source::kFile) {
@@ -160,8 +161,7 @@ class Inspector {
       const bool is_first = at == first && at + 1 < place.end && is_blank(text_[at + 1]);
       const bool goes_on = skip_fillers(at + 1, place.end) < place.end;
       if (text_[at] == '#' && ((is_apart && at != first) || (is_first && goes_on))) {
-        warn(at, index,
-             "'#' is a key to dial, and begins no comment: the pattern is " + quote(plan_.patterns()[index]));
+        warn(at, index, "'#' is a key, and does not start a comment: the pattern is " + quote(plan_.patterns()[index]));
       }
     }
   }
@@ -173,7 +173,7 @@ class Inspector {
   struct Group {
     size_t at;
     size_t pattern;
-    bool is_at_begin;  // nothing but blanks and parentheses stand before it in its pattern
+    bool is_at_begin;  // only blanks and parentheses precede it in its pattern
     bool has_bar = false;
     size_t symbols = 0;
   };
@@ -190,7 +190,7 @@ class Inspector {
       if (c == '(') {
         open.push_back({at, pattern, symbols == 0});
       } else if (c == ')' && open.empty()) {
-        warn(at, pattern, "')' has no '(' before it: parentheses mean nothing, but something seems to be missing");
+        warn(at, pattern, "')' has no '(' before it: parentheses mean nothing, but something may be missing");
       } else if (c == ')') {
         const Group group = open.back();
         open.pop_back();
@@ -215,18 +215,18 @@ class Inspector {
       }
     }
     for (const Group& group : open) {
-      warn(group.at, group.pattern, "'(' is not closed: parentheses mean nothing, but something seems to be missing");
+      warn(group.at, group.pattern, "'(' is not closed: parentheses mean nothing, but something may be missing");
     }
   }
 
-  // Bars in parentheses that enclose whole patterns separate what they should.
+  // Bars are right in parentheses that enclose whole patterns.
   void close(const Group& group, size_t at) {
     const size_t next = skip_fillers(at + 1, text_.size());
     const bool is_at_end = next == text_.size() || plan_.is_bar(text_[next]);
     if (group.has_bar && !(group.is_at_begin && is_at_end)) {
       warn(group.at, group.pattern,
-           "parentheses mean nothing, and a bar in them separates whole patterns: alternatives must be written out, "
-           "such as 0x|1x for (0|1)x");
+           "parentheses mean nothing, and a bar in them separates whole patterns: must be written out, such as 0x|1x "
+           "for (0|1)x");
     } else if (group.symbols > 1 && !is_at_end && text_[next] == '.') {
       warn(next, group.pattern, "'.' repeats the one symbol before it, not what stands in parentheses");
     }
@@ -251,8 +251,7 @@ class Inspector {
              quote(plan_.patterns()[idle.pattern] + "T");
     }
     if (idle.is_lost) {
-      return "digits are given up behind a repeated symbol that does not allow them, unless the pattern ends there and "
-             "has no 'T'";
+      return "a digit that a repeated symbol does not allow ends dialling, unless it completes a pattern without 'T'";
     }
     return idle.rivals.empty()
                ? ""
@@ -271,7 +270,7 @@ class Inspector {
   const Plan& plan_;
   const std::string& text_;
   std::vector<Problem> found_;
-  std::set<size_t> dead_;  // patterns of which enough has been said
+  std::set<size_t> dead_;  // patterns that have had their warning
 };
 
 }  // namespace

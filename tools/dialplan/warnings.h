@@ -1,4 +1,4 @@
-// What a plan most likely does not mean as it is written: valid for the library, but a trap.
+// Likely mistakes in a plan: valid for the library, but a trap.
 #ifndef TOOLS_DIALPLAN_WARNINGS_H
 #define TOOLS_DIALPLAN_WARNINGS_H
 
@@ -9,8 +9,8 @@
 
 namespace dialplan {
 
-// To find patterns that never decide takes time and memory in proportion to the positions of a plan, whose number can
-// grow with two to the power of its length. Plans in use have some hundreds.
+// Finding patterns that never decide takes time and memory in proportion to the positions of a plan, whose number can
+// grow exponentially with its length. Plans in use have some hundreds.
 constexpr size_t kMaxWalk = 20000;
 
 struct Warnings {
@@ -18,7 +18,7 @@ struct Warnings {
   bool is_whole;               // false: there were too many positions to look for patterns that never decide
 };
 
-// Looks at a plan without problems. Which patterns decide depends on the mode.
+// Inspects a plan without problems. Which patterns decide depends on the mode.
 Warnings find_warnings(const Plan& plan, Mode mode, size_t max_positions = kMaxWalk);
 
 }  // namespace dialplan

@@ -8,7 +8,7 @@ namespace digitmap_tool {
 
 namespace {
 
-// The columns of the table but the last one, whose width does not matter.
+// All columns of the table but the last, whose width does not matter.
 constexpr size_t kColumns = 5;
 using Row = std::array<std::string, kColumns + 1>;
 
@@ -67,14 +67,14 @@ Answer ask(const Plan& plan, Mode mode, const std::string& digits, Timer timer) 
   const Result result = timer == Timer::kExpired
                             ? plan.map().check_at_timeout(mode, digits.c_str(), pattern.data(), size)
                             : plan.map().check(mode, digits.c_str(), timer, pattern.data(), size);
-  // The map notes candidates on its way, also when it comes to no result.
+  // The map writes candidates to the buffer even if it finds no match.
   pattern.resize(result == Result::kComplete ? pattern.find('\0') : 0);
   return {result, std::move(pattern)};
 }
 
 Patterns::Patterns(const Plan& plan) {
   for (const std::string& pattern : plan.patterns()) {
-    // One that there is no memory for the second time counts as dead.
+    // A pattern that no longer fits into memory counts as dead.
     static_cast<void>(alone_.emplace_back().add(pattern.c_str()));
   }
 }
@@ -95,7 +95,7 @@ State Patterns::state(size_t pattern, const std::string& digits) const {
 std::string tabulate(const Plan& plan, const std::string& digits) {
   const Patterns patterns(plan);
   std::vector<Row> rows = {{"dialled", "first match", "at time-out", "best match", "at time-out", "alive"}};
-  // A line that is off the hook has dialled nothing yet: that counts only if it is what was asked for.
+  // The row for no digits appears only if that is what was asked for.
   for (size_t length = digits.empty() ? 0 : 1; length <= digits.size(); ++length) {
     const std::string dialled = digits.substr(0, length);
     rows.push_back({dialled.empty() ? "nothing" : dialled, in_words(ask(plan, Mode::kFirst, dialled, Timer::kRunning)),

@@ -1,4 +1,4 @@
-// What the plan answers, digit by digit.
+// The answers of a plan, digit by digit.
 #ifndef TOOLS_USERLIB_DIGITMAP_ANSWERS_H
 #define TOOLS_USERLIB_DIGITMAP_ANSWERS_H
 
@@ -20,13 +20,13 @@ using dialplan::Timer;
 
 struct Answer {
   Result result;
-  std::string pattern;  // of a complete number: the one that decided
+  std::string pattern;  // of a complete number: the pattern that decided
 };
 
-// Once the timer has expired there is nothing to wait for, and no answer is undecided.
+// Once the timer has expired, no answer is undecided.
 Answer ask(const Plan& plan, Mode mode, const std::string& digits, Timer timer);
 
-// What one pattern, asked alone, makes of the digits.
+// The answer of a single pattern.
 enum class State {
   kDead,       // no match
   kWantsMore,  // more digits are needed
@@ -34,7 +34,7 @@ enum class State {
   kAtTimeOut   // complete once it has expired
 };
 
-// The states of all patterns of the plan, in its order.
+// The states of all patterns, in the order of the plan.
 class Patterns {
  public:
   explicit Patterns(const Plan& plan);
@@ -45,11 +45,11 @@ class Patterns {
   std::vector<userlib::DigitMap> alone_;
 };
 
-// A table with one line for each digit: the answers in both modes, without and with the timer, and the patterns that
-// are still alive.
+// A table with one line per digit: the answers in both modes, before and after the time-out, and the patterns that are
+// still alive.
 std::string tabulate(const Plan& plan, const std::string& digits);
 
-// The plan with one line for each pattern that tells in words what it asks for.
+// The plan with one line per pattern: the pattern, and what it matches in words.
 std::string list(const Plan& plan);
 
 }  // namespace digitmap_tool

@@ -18,10 +18,10 @@ using dialplan::Mode;
 using dialplan::Plan;
 using dialplan::Result;
 
-// What is told of a dial string.
+// The answers for one dial string.
 struct Answers {
   Result now;
-  bool is_complete_late;  // when nobody dials on; of no interest once there is a result
+  bool is_complete_late;  // after the time-out; unused once there is a result
 
   bool operator==(const Answers& other) const {
     return now == other.now && (now != Result::kUndecided || is_complete_late == other.is_complete_late);
@@ -40,7 +40,7 @@ std::string in_words(const Answers& answers) {
   return answers.is_complete_late ? "complete at the time-out" : "incomplete";
 }
 
-// A published plan as an automaton: states, of which several may be taken at once.
+// A published plan as a nondeterministic automaton.
 class Automaton {
  public:
   using States = std::vector<size_t>;  // in ascending order
@@ -89,9 +89,9 @@ class Automaton {
   static constexpr size_t kMostStates = 50000;
 
   struct State {
-    uint32_t mask = 0;  // of the symbols that lead on
+    uint32_t mask = 0;  // of the symbols that lead to the next state
     size_t next = 0;
-    std::vector<size_t> free;  // where nothing has to be dialled to get to
+    std::vector<size_t> free;  // states that it leads to without a symbol
   };
 
   size_t add(State state) {
@@ -100,7 +100,7 @@ class Automaton {
     return states_.size() - 1;
   }
 
-  // Adds what a node stands for behind a state. Returns the state in which it ends.
+  // Adds the states of a node after a state. Returns the state in which it ends.
   size_t build(const Node& node, size_t from) {
     size_t at = add({});
     states_[from].free.push_back(at);
@@ -176,12 +176,12 @@ Answers ask_library(const Plan& plan, Mode mode, const std::string& digits) {
           plan.map().check_at_timeout(mode, digits.c_str()) == Result::kComplete};
 }
 
-// One key for each class of those that neither side tells apart.
+// One key of each class that neither side tells apart.
 std::string find_keys(const Automaton& published, const dialplan::Positions& ours) {
   std::vector<uint32_t> masks = published.masks();
   masks.insert(masks.end(), ours.classes().begin(), ours.classes().end());
   std::string keys;
-  std::set<std::vector<bool>> known = {std::vector<bool>(masks.size())};  // that of a key which is in none
+  std::set<std::vector<bool>> known = {std::vector<bool>(masks.size())};  // a key that is in no mask is left out
   for (const char key : dialplan::kDialled) {
     std::vector<bool> where(masks.size());
     std::transform(masks.begin(), masks.end(), where.begin(),
@@ -225,10 +225,10 @@ class Dialling {
   }
 
  private:
-  // States of the published plan that are looked at for one length of dial strings.
+  // States of the published plan to visit for one length of dial strings.
   static constexpr size_t kMostSteps = 500'000'000;
 
-  // A line that has dialled, and where both sides are then.
+  // The digits dialled so far, and where they lead on both sides.
   struct Line {
     std::string digits;
     Automaton::States states;
@@ -255,7 +255,7 @@ class Dialling {
     return next;
   }
 
-  // Returns whether more may be dialled.
+  // Returns whether dialling continues.
   bool look_at(const Line& line) {
     ++(is_selecting_ ? result_.positions : result_.strings);
     const Answers theirs = published_.answer(line.states, form_);

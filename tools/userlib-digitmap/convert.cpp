@@ -23,7 +23,8 @@ std::string join(const std::vector<std::string>& patterns) {
   return text;
 }
 
-// A published plan decides as first match does. What never decides then would only make others wait in best match.
+// A published plan decides as first match does. A pattern that never decides then would only make others wait in best
+// match.
 std::vector<std::string> drop_idle_patterns(std::vector<std::string>& patterns) {
   const Plan plan(join(patterns), Plan::Source::kArgument);
   const auto idle = dialplan::find_idle_patterns(plan.map(), Mode::kFirst, dialplan::kMaxWalk);
@@ -47,7 +48,7 @@ Conversion failed(const std::string& why) {
   return conversion;
 }
 
-// One way to write the plan, compared with it.
+// Compares one way to write the plan with the published plan.
 Conversion try_out(const Published& published, Rewritten rewritten, Form form, Mode mode, size_t length) {
   if (!rewritten.why.empty()) {
     return failed(rewritten.why);
@@ -58,7 +59,7 @@ Conversion try_out(const Published& published, Rewritten rewritten, Form form, M
   }
   const Plan plan(join(rewritten.patterns), Plan::Source::kArgument);
   if (plan.text().size() > Plan::kMaxText || !plan.problems().empty()) {
-    return failed("written out, it is longer than a plan may be");
+    return failed("written out, it is longer than " + std::to_string(Plan::kMaxText) + " characters");
   }
   conversion.comparison = compare(published.plan, form, plan, mode, length);
   if (!conversion.comparison.is_same) {

@@ -12,10 +12,10 @@ namespace digitmap_tool {
 
 namespace {
 
-// How far into one pattern dialling has got: index of the pattern, and of its next symbol.
+// A place in a pattern: index of the pattern, and of its next symbol.
 using Place = std::pair<size_t, size_t>;
 
-// In ascending order, each once. Equal sets have equal futures.
+// In ascending order, each once. Equal sets lead to equal subtrees.
 using Places = std::vector<Place>;
 
 struct Edge {
@@ -40,13 +40,13 @@ constexpr Style kNoMatch = {"#f9d0d0", "#b71c1c", "no match"};
 struct Node {
   Places places;
   size_t parent;       // the root is its own
-  std::string digits;  // a shortest way to get here
+  std::string digits;  // a shortest way here
   std::vector<Edge> edges;
   Style style = kMore;
   std::string winner;  // the pattern that decides here, if one does
 };
 
-// Patterns that are alive at a node, each once.
+// The patterns that are alive at a node, each once.
 std::vector<size_t> alive_at(const Node& node) {
   std::vector<size_t> patterns;
   for (const Place& place : node.places) {
@@ -57,12 +57,12 @@ std::vector<size_t> alive_at(const Node& node) {
   return patterns;
 }
 
-// Where dialling can get to. Nobody dials on when the plan has decided, so nothing grows behind such a node.
+// The positions that dialling can reach. A node where the plan has decided has no children.
 class Tree {
  public:
   enum class Shape {
-    kTree,   // two nodes are one only if the second lies behind the first and is no different: then there is a loop
-    kShared  // all nodes that are no different are one
+    kTree,   // a node that equals one of its ancestors loops back to it
+    kShared  // equal nodes are one
   };
 
   Tree(const Plan& plan, Mode mode, Shape shape) : plan_(plan), mode_(mode), shape_(shape) {
@@ -71,7 +71,7 @@ class Tree {
     }
   }
 
-  // Finds all nodes, those with fewer digits first. Returns false if there are too many.
+  // Finds all nodes, breadth first. Returns false if there are too many.
   bool grow() {
     Places start;
     for (size_t i = 0; i < patterns_.size(); ++i) {
@@ -96,7 +96,7 @@ class Tree {
  private:
   bool is_end(const Place& place) const { return place.second == patterns_[place.first]->m_uCount; }
 
-  // Adds a place, and those behind it that repeated symbols let in without a digit.
+  // Adds a place, and those after it that skipping repeated symbols leads to.
   void enter(Places& places, Place place) const {
     places.push_back(place);
     while (!is_end(place) && (patterns_[place.first]->m_pSymbols[place.second] & dialplan::kRepeat) != 0) {
@@ -129,7 +129,7 @@ class Tree {
     return nodes_.size() - 1;
   }
 
-  // The node that is no different, as the shape sees it.
+  // The node that equals these places, within the limits of the shape.
   std::optional<size_t> find(const Places& places, size_t from, const std::vector<Edge>& edges) const {
     if (shape_ == Shape::kShared) {
       const auto found = index_.find(places);
@@ -170,7 +170,7 @@ class Tree {
     nodes_[from].edges = std::move(edges);
   }
 
-  // Finds out what the plan answers at a node. Returns whether it has decided, and no digit is asked for any more.
+  // Sets the plan's answer at a node. Returns whether the plan has decided there.
   bool judge(Node& node) const {
     const Answer now = ask(plan_, mode_, node.digits, Timer::kRunning);
     const Answer later = ask(plan_, mode_, node.digits, Timer::kExpired);
@@ -202,7 +202,7 @@ class Tree {
   Shape shape_;
   std::vector<const NUV_DigitMapPattern*> patterns_;
   std::vector<Node> nodes_;
-  std::map<Places, size_t> index_;  // of a shared shape
+  std::map<Places, size_t> index_;  // used by kShared
 };
 
 std::string escape(const std::string& text) {
@@ -228,13 +228,13 @@ std::string escape(const std::string& text) {
   return safe;
 }
 
-// A pattern for a label, cut where it would make a node too wide.
+// A pattern for a label, cut if it is too wide for a node.
 std::string shorten(const std::string& pattern) {
   constexpr size_t kLongest = 32;
   return escape(pattern.size() <= kLongest ? pattern : pattern.substr(0, kLongest - 3) + "...");
 }
 
-// Texts below each other, but not too many of them.
+// Texts below each other, up to a limit.
 std::string stack(const std::vector<std::string>& texts, const std::string& separator = "<BR/>") {
   constexpr size_t kMost = 6;
   const size_t shown = texts.size() > kMost ? kMost - 1 : texts.size();
@@ -249,7 +249,8 @@ std::string in_grey(const std::string& label) {
   return "<FONT COLOR=\"#757575\">" + label + "</FONT>";
 }
 
-// What stands in a node: who decides, and below it whoever else is alive. Nothing where a single pattern goes on.
+// The label of a node: the pattern that decides, and below it the others that are alive. Empty if a single pattern goes
+// on.
 std::string label_of(const Tree& tree, const Node& node) {
   if (node.digits.empty()) {
     return "off the hook";
@@ -293,7 +294,7 @@ std::string legend_row(const Style& style) {
                     style.meaning);
 }
 
-// Patterns that decide nowhere: others are more specific, come earlier, or decide too soon.
+// Patterns that never decide: others are more specific, come earlier, or decide too soon.
 std::vector<std::string> find_idle_patterns(const Plan& plan, Mode mode) {
   std::vector<std::string> texts;
   const auto idle = dialplan::find_idle_patterns(plan.map(), mode, dialplan::kMaxWalk);

@@ -1,5 +1,4 @@
-// userlib-digitmap shows those who write dial plans what a plan will answer, which patterns overlap, and why one does
-// not parse.
+// userlib-digitmap shows authors of dial plans what a plan answers, which patterns overlap, and why one does not parse.
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -22,7 +21,7 @@
 namespace digitmap_tool {
 namespace {
 
-// What scripts can tell apart. From 64 on these are the numbers of <sysexits.h>.
+// Exit statuses for scripts. From 64 on they are those of <sysexits.h>.
 enum Status {
   kComplete = 0,
   kUndecided = 1,
@@ -37,33 +36,33 @@ enum Status {
 };
 
 constexpr char kHelp[] =
-    R"(userlib-digitmap shows what a dial plan answers, digit by digit, and what in it means something else than it seems to.
+    R"(userlib-digitmap shows what a dial plan answers, digit by digit, and warns of likely mistakes in it.
 
   userlib-digitmap [OPTIONS] MAP [DIGITS...]
   userlib-digitmap [OPTIONS] --file FILE [DIGITS...]
 
 MAP is the plan itself, such as '0x.T|110|[1-9]xxx', or @FILE; '-' as FILE is the standard input. In a file, line ends
-part patterns as bars do. For each of DIGITS there is a table: what the plan answers after each digit, by first and by
-best match, while the timer runs and when it has expired, and which patterns are still alive. Without DIGITS the
-patterns are listed in words.
+separate patterns as bars do. Prints a table for each of DIGITS: what the plan answers after each digit, by first and by
+best match, while the timer runs and after it has expired, and which patterns are still alive. Without DIGITS, lists the
+patterns in words.
 
 Options:
   -f, --file FILE       read the plan from FILE
   -g, --graph SVG       draw the plan as a tree of positions with graphviz; '-' is the standard output
-      --dot             print that tree in the language of graphviz, and nothing else
-      --check           print the warnings about the plan, and nothing else
-      --convert[=FORM]  MAP is a published plan: print one of userlib's that means the same. FORM: mgcp (RFC 2705, RFC
-                        3435), or h248 (also most telephones: a number waits as long as more digits could belong to it)
-      --length N        compare both on all dial strings of up to N digits; without it 5
-      --first           exit status, tree, warnings and conversion by first match; without it by best match
-      --timer           exit status as when the timer has expired
+      --dot             print only that tree, in the language of graphviz
+      --check           print only the warnings about the plan
+      --convert[=FORM]  MAP is a published plan: print a plan for userlib that means the same. FORM: mgcp (the default;
+                        RFC 2705, RFC 3435), or h248 (also most telephones: waits while more digits could follow)
+      --length N        compare both on all dial strings of up to N digits (default: 5)
+      --first           exit status, tree, warnings and conversion by first match instead of best match
+      --timer           exit status as after the timer has expired
   -q, --quiet           print no tables, lists, warnings and notes
-  -h, --help            print this and end
-      --version         print the version and end
+  -h, --help            print this help and exit
+      --version         print the version and exit
 
 Exit status: 0 all DIGITS are complete, 1 some are undecided, or --check has a warning, 2 some match nothing; 64 the
-command line is wrong, 65 the plan is, or cannot be converted, 66 its file cannot be read, 69 dot cannot be started, 70
-dot has failed, 74 the output cannot be written.
+command line is wrong, 65 the plan is wrong or cannot be converted, 66 the plan cannot be read, 69 dot cannot be
+started, 70 dot has failed, 74 the output cannot be written.
 )";
 
 int complain(Status status, const std::string& why) {
@@ -72,10 +71,10 @@ int complain(Status status, const std::string& why) {
 }
 
 int refuse_usage(const std::string& why) {
-  return complain(kUsage, why + "; --help shows how it is done");
+  return complain(kUsage, why + "; see --help");
 }
 
-// The content of a file, cut behind one byte more than a plan may have; null, with errno set, if it cannot be read.
+// The content of a file, cut one byte after the longest allowed plan; null, with errno set, if it cannot be read.
 std::optional<std::string> read_file(const std::string& path) {
   const bool is_stdin = path == "-";
   FILE* file = is_stdin ? stdin : std::fopen(path.c_str(), "r");
@@ -93,10 +92,10 @@ std::optional<std::string> read_file(const std::string& path) {
   return is_good ? std::optional(content) : std::nullopt;
 }
 
-// What cannot be dialled in the digits, in words; empty if all of them can.
+// What is wrong with digits to dial, in words; empty if nothing is.
 std::string find_undialled(const std::string& digits) {
   if (digits.size() > kMaxDigits) {
-    return "digits " + quote(digits) + " are too many: at most " + std::to_string(kMaxDigits) + " are looked at";
+    return "digits " + quote(digits) + " are too many: must be at most " + std::to_string(kMaxDigits);
   }
   const size_t at = digits.find_first_not_of(dialplan::kDialled);
   if (at == std::string::npos) {
@@ -106,7 +105,7 @@ std::string find_undialled(const std::string& digits) {
          " cannot be dialled: must be one of 0-9 A-D # *";
 }
 
-// Whether everything that was printed has arrived.
+// Checks that all output was written.
 int finish(int status) {
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
     return complain(kNoOutput, std::string("the output cannot be written: ") + std::strerror(errno));
@@ -139,12 +138,12 @@ int write_picture(const std::string& path, const std::string& svg) {
   return 0;
 }
 
-// Draws what the options ask for. Returns 0 or an exit status.
+// Draws the graph that the options ask for. Returns 0 or an exit status.
 int draw_plan(const Options& options, const Plan& plan) {
   const auto graph = draw(plan, options.mode);
   if (!graph) {
-    return complain(kBadPlan, "the plan has more than " + std::to_string(kMaxPositions) +
-                                  " positions: nobody can look at its tree");
+    return complain(kBadPlan,
+                    "the plan has more than " + std::to_string(kMaxPositions) + " positions, too many to draw");
   }
   if (options.wants_dot) {
     std::fputs(graph->c_str(), stdout);
@@ -174,7 +173,7 @@ int status_of(Result result) {
   return kNoMatch;
 }
 
-// Prints a table for each of the digits. Returns the worst of their results.
+// Prints a table for each dial string. Returns the worst of their results.
 int answer(const Options& options, const Plan& plan, const std::vector<std::string>& all_digits) {
   int status = kComplete;
   bool is_first = true;
@@ -188,7 +187,7 @@ int answer(const Options& options, const Plan& plan, const std::vector<std::stri
   return status;
 }
 
-// Prints what the plan most likely does not mean. Returns whether there is anything.
+// Prints the warnings. Returns whether there are any.
 bool warn(const Options& options, const Plan& plan) {
   const dialplan::Warnings warnings = dialplan::find_warnings(plan, options.mode);
   if (options.is_quiet) {
@@ -200,7 +199,7 @@ bool warn(const Options& options, const Plan& plan) {
   if (!warnings.is_whole) {
     std::fprintf(stderr,
                  "userlib-digitmap: note: the plan has more than %zu positions; patterns that never decide were not "
-                 "looked for\n",
+                 "searched for\n",
                  dialplan::kMaxWalk);
   }
   return !warnings.found.empty();
@@ -221,7 +220,7 @@ int convert_plan(const Options& options, const std::string& text) {
   const Comparison& made = conversion.comparison;
   std::fprintf(stderr,
                "userlib-digitmap: the same for all dial strings of up to %zu digits (%zu were compared), and at %s%zu "
-               "positions that longer ones get to\n",
+               "positions that longer ones reach\n",
                made.length, made.strings, made.is_whole ? "all " : "the first ", made.positions);
   return 0;
 }
@@ -245,7 +244,7 @@ int look_at(const Options& options, const Plan& plan, const std::vector<std::str
       return status;
     }
   }
-  // What is drawn on the standard output stands there alone.
+  // A drawing on the standard output must be alone there.
   Options choice = options;
   choice.is_quiet = options.is_quiet || options.wants_dot || options.graph == "-";
   if (all_digits.empty() && !choice.is_quiet) {
@@ -254,7 +253,7 @@ int look_at(const Options& options, const Plan& plan, const std::vector<std::str
   return answer(choice, plan, all_digits);
 }
 
-// What is wrong with digits that a plan is to be asked about, in words; empty if nothing is.
+// What is wrong with the digits on the command line, in words; empty if nothing is.
 std::string refuse_digits(const Options& options, const std::vector<std::string>& all_digits) {
   if (!all_digits.empty() && (options.wants_check || options.convert)) {
     return "--check and --convert take no digits";
@@ -282,7 +281,7 @@ int run(std::vector<std::string> words) {
   std::string text;
   if (!options.file) {
     if (all_digits.empty()) {
-      return refuse_usage("there is no dial plan: must be MAP, @FILE or --file FILE");
+      return refuse_usage("no dial plan given: must be MAP, @FILE or --file FILE");
     }
     text = all_digits.front();
     all_digits.erase(all_digits.begin());
@@ -302,7 +301,7 @@ int run(std::vector<std::string> words) {
   }
   if (text.size() > Plan::kMaxText) {
     return complain(kBadPlan,
-                    "the plan is too long: at most " + std::to_string(Plan::kMaxText) + " characters are read");
+                    "the plan is too long: must have at most " + std::to_string(Plan::kMaxText) + " characters");
   }
   if (options.convert) {
     return finish(convert_plan(options, text));

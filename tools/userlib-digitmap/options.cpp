@@ -6,7 +6,7 @@ namespace digitmap_tool {
 
 namespace {
 
-// Reads one command line. The first thing that is wrong ends the walk.
+// Reads one command line, up to the first mistake.
 class CommandLine {
  public:
   explicit CommandLine(std::vector<std::string> words) : words_(std::move(words)) {}
@@ -43,7 +43,7 @@ class CommandLine {
     } else if (name == "--convert") {
       take_form(equals == std::string::npos ? "mgcp" : word.substr(equals + 1), options);
     } else if (equals != std::string::npos) {
-      why_ = "option " + quote(word) + " is not known, or takes no value";
+      why_ = "option " + quote(word) + " is unknown, or takes no value";
     } else if (name == "--dot") {
       options.wants_dot = true;
     } else if (name == "--check") {
@@ -59,7 +59,7 @@ class CommandLine {
     } else if (name == "--version") {
       options.wants_version = true;
     } else {
-      why_ = "option " + quote(word) + " is not known";
+      why_ = "option " + quote(word) + " is unknown";
     }
   }
 
@@ -78,7 +78,7 @@ class CommandLine {
     } else if (name == "h248") {
       options.convert = Form::kH248;
     } else {
-      why_ = "form " + quote(name) + " is not known: must be mgcp or h248";
+      why_ = "form " + quote(name) + " is unknown: must be mgcp or h248";
     }
   }
 
@@ -87,7 +87,7 @@ class CommandLine {
       return word.substr(equals + 1);
     }
     if (at_ == words_.size()) {
-      why_ = "option " + quote(word) + " wants a value: " + what;
+      why_ = "option " + quote(word) + " needs a value: " + what;
       return {};
     }
     return words_[at_++];
@@ -98,17 +98,17 @@ class CommandLine {
   std::string why_;
 };
 
-// What excludes each other, in words; empty if nothing does.
+// Options that exclude each other, in words; empty if there are none.
 std::string find_conflict(const Options& options) {
   if (options.wants_dot && options.graph) {
-    return "--dot and --graph exclude each other";
+    return "--dot and --graph cannot be combined";
   }
   const bool wants_drawing = options.wants_dot || options.graph;
   if (options.wants_check && (options.convert || wants_drawing)) {
-    return "--check is of a plan, and stands alone";
+    return "--check cannot be combined with --convert, --dot or --graph";
   }
   if (options.convert && wants_drawing) {
-    return "--convert prints a plan, and stands alone";
+    return "--convert cannot be combined with --dot or --graph";
   }
   return {};
 }

@@ -29,10 +29,10 @@ struct Options {
   std::vector<std::string> words;  // map and digits
 };
 
-// Reads the words behind the program's name. Returns what is wrong with them; nothing if they are right.
+// Reads the words after the program's name. Returns what is wrong with them; nothing if they are right.
 std::optional<std::string> read_options(std::vector<std::string> words, Options& options);
 
-// Text from outside, between quotes, fit for a terminal.
+// Untrusted text in quotes, safe to print on a terminal.
 std::string quote(std::string_view text);
 
 }  // namespace digitmap_tool

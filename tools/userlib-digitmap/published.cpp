@@ -25,7 +25,7 @@ bool is_blank(char c) {
   return c == ' ' || c == '\t' || c == '\r';
 }
 
-// The bit of a key, by any of the names that it has.
+// The bit of a key, by any of its names.
 uint32_t key_bit(char c) {
   switch (c) {
     case 'a':
@@ -50,12 +50,12 @@ const char* why_not(char c) {
     case '>':
     case ':':
     case '=':
-      return " belongs to a substitution, which changes the number: a plan here only tells when one is complete";
+      return " belongs to a substitution, which changes the number: a plan here only tells when a number is complete";
     case '!':
     case '^':
-      return " bars numbers or leaves them out: a plan here only says which are taken";
+      return " bars numbers or leaves them out: a plan here only lists the allowed ones";
     case '+':
-      return " is no key, and has nothing before it to repeat";
+      return " is not a key, and has nothing before it to repeat";
     case '.':
     case '?':
     case '{':
@@ -63,10 +63,10 @@ const char* why_not(char c) {
       return " has nothing before it to repeat";
     case '@':
     case '\\':
-      return " stands for characters that are no keys";
+      return " stands for characters that are not keys";
     case 'Z':
     case 'z':
-      return " asks for a long press: no key here tells how long it was pressed";
+      return " means a long press: keys here do not report how long they were pressed";
     case 'L':
     case 'l':
     case 'S':
@@ -79,11 +79,11 @@ const char* why_not(char c) {
     case ')':
       return " has no '(' before it";
     default:
-      return " has no meaning in the plans that are known here";
+      return " has no meaning in any plan known here";
   }
 }
 
-// Goes through the text once. The first thing that is wrong ends it.
+// Reads the text in one pass, up to the first mistake.
 class Reader {
  public:
   Reader(const std::string& text, Form form) : text_(text), form_(form) {}
@@ -96,7 +96,7 @@ class Reader {
     if (published_.why.empty() && at_ < end_) {
       refuse(at_, why_not(text_[at_]));
     }
-    // Bars at the ends of a plan and empty lines are no patterns.
+    // Bars at the ends of a plan and empty lines make no patterns.
     std::erase_if(published_.plan.parts, [](const Node& pattern) { return pattern.parts.empty(); });
     if (published_.why.empty() && published_.plan.parts.empty()) {
       published_.why = "the plan holds no pattern";
@@ -119,7 +119,7 @@ class Reader {
     }
   }
 
-  // Takes away what encloses the whole plan. Returns whether it was there.
+  // Removes a pair that encloses the whole plan. Returns whether there was one.
   bool strip(char open, char close) {
     const auto is_space = [](char c) { return is_blank(c) || c == '\n'; };
     size_t begin = at_;
@@ -199,7 +199,7 @@ class Reader {
         return symbol(kAnyDigit);
       case 'X':
         if (form_ == Form::kH248) {
-          refuse(at_, " means 'x' to some and '[x*]' or more to others: must be written as what is meant");
+          refuse(at_, " means 'x' in some plans and '[x*]' or more in others: must be one of these");
           return {Node::Kind::kSequence};
         }
         return symbol(kAnyDigit);
@@ -211,7 +211,7 @@ class Reader {
       case 'L':
       case 'l':
         if (form_ == Form::kMgcp) {
-          refuse(at_, " waits in plans as of H.248 and does not in others: must be 'T', or nothing");
+          refuse(at_, " waits in H.248 plans and does not in others: must be 'T', or nothing");
           return {Node::Kind::kSequence};
         }
         return take_other_timer();
@@ -229,7 +229,7 @@ class Reader {
     const size_t begin = at_;
     ++at_;
     if (depth == kDeepest) {
-      refuse(begin, " is nested too deep");
+      refuse(begin, " is nested too deeply");
       return {Node::Kind::kSequence};
     }
     Node choice = take_choice(depth + 1);
@@ -239,14 +239,14 @@ class Reader {
     return choice;
   }
 
-  // T, or T4 for a timer of so many seconds, T0 for none.
+  // T, or T4 for a timer of 4 seconds, T0 for none.
   Node take_timer_with_seconds() {
     const size_t begin = at_++;
     const bool has_count = at_ < end_ && is_digit(text_[at_]);
     const bool is_zero = has_count && text_[at_] == '0';
     at_ += has_count ? 1 : 0;
     if (has_count && !is_at_end()) {
-      refuse(begin, " stands in the middle of a pattern");
+      refuse(begin, " is in the middle of a pattern");
     } else if (has_count && !is_zero) {
       lose("how long " + name_of(text_[begin]) + " waits");
     }
@@ -259,8 +259,8 @@ class Reader {
     return at_ == end_ || text_[at_] == '|' || text_[at_] == ')' || text_[at_] == '\n';
   }
 
-  // A short or long timer. At the end of a pattern it ends the number, S0 at once and S2 after so many seconds. Before a
-  // digit it only tells how long to wait for that.
+  // A short or long timer. At the end of a pattern it ends the number: S0 at once, S2 after 2 seconds. Before a digit
+  // it only tells how long to wait for that digit.
   Node take_other_timer() {
     const size_t begin = at_++;
     const bool is_long = text_[begin] == 'L' || text_[begin] == 'l';
@@ -275,7 +275,7 @@ class Reader {
       return {Node::Kind::kSequence};
     }
     if (is_long && !count.empty()) {
-      refuse(begin, " before a number at the end: seconds, or digits to dial?");
+      refuse(begin, " before a number at the end is ambiguous: it may mean seconds, or digits to dial");
       return {Node::Kind::kSequence};
     }
     if (count == "0") {
@@ -323,13 +323,13 @@ class Reader {
       return kTimer;
     }
     if (key_bit(c) == 0) {
-      refuse(first, c == '^' ? " in brackets leaves keys out, of a set that differs from plan to plan"
-                             : " is no key, and cannot stand in brackets");
+      refuse(first, c == '^' ? " in brackets excludes keys, from a set that differs between plans"
+                             : " is not a key, and not allowed in brackets");
     }
     return key_bit(c);
   }
 
-  // Both ends must be digits, or both letters: what lies between others is not said anywhere.
+  // Both ends must be digits, or both letters: no standard defines other ranges.
   uint32_t range(size_t first) {
     const uint32_t low = key_bit(text_[first]);
     const uint32_t high = key_bit(text_[first + 2]);
@@ -337,7 +337,7 @@ class Reader {
     const bool is_known =
         ((low & kAnyDigit) != 0 && (high & kAnyDigit) != 0) || ((low & letters) != 0 && (high & letters) != 0);
     if (!is_known || low > high) {
-      refuse(first, " begins a range that runs backwards, or is none of digits or letters");
+      refuse(first, " begins a range that runs backwards, or whose ends are not both digits or both letters");
       return 0;
     }
     return (high << 1) - low;
@@ -356,7 +356,7 @@ class Reader {
   Node take_repeats(Node node) {
     for (size_t i = 0; published_.why.empty(); ++i) {
       if (i == kDeepest) {
-        refuse(at_ - 1, " repeats what is repeated too often");
+        refuse(at_ - 1, " follows too many other repetitions");
       } else if (is_at('.') || is_at('+')) {
         node = take_unlimited(std::move(node));
       } else if (take('?')) {
@@ -370,8 +370,8 @@ class Reader {
     return node;
   }
 
-  // Plans in braces write "+" for once or more, and mean that by "." in part, too. Elsewhere "." is any number of times,
-  // and so is "+" to some.
+  // Plans in braces write "+" for once or more, and some of them "." too. Elsewhere "." means any number of times, and
+  // "+" does in some.
   Node take_unlimited(Node node) {
     const bool is_plus = text_[at_] == '+';
     if (is_plus != is_braced_) {
@@ -407,7 +407,7 @@ class Reader {
     const bool is_good = has_number && most >= least && least <= kMostRepetitions &&
                          (most <= kMostRepetitions || most == kUnlimited) && take('}');
     if (!is_good) {
-      refuse(begin, " is no count: must be {3}, {3,} or {3,5}, up to " + std::to_string(kMostRepetitions));
+      refuse(begin, " is not a count: must be {3}, {3,} or {3,5}, up to " + std::to_string(kMostRepetitions));
     }
     return repeat(std::move(node), least, most);
   }
@@ -417,7 +417,7 @@ class Reader {
   bool is_braced_ = false;
   size_t at_ = 0;
   size_t end_ = text_.size();
-  size_t depth_ = 0;  // of parentheses; within them a line end is a blank
+  size_t depth_ = 0;  // of parentheses; in them a line end is a blank
   Published published_;
 };
 

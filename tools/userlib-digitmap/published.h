@@ -1,5 +1,5 @@
-// Dial plans as manuals and standards publish them: the digit maps of MGCP (RFC 2705, RFC 3435) and H.248, with what
-// telephones and adapters add.
+// Dial plans as manuals and standards publish them: the digit maps of MGCP (RFC 2705, RFC 3435) and H.248, with the
+// extensions of telephones and adapters.
 #ifndef TOOLS_USERLIB_DIGITMAP_PUBLISHED_H
 #define TOOLS_USERLIB_DIGITMAP_PUBLISHED_H
 
@@ -11,14 +11,14 @@
 
 namespace digitmap_tool {
 
-// What a plan means whose patterns do not say when they are complete.
+// When a pattern is complete that does not say so itself.
 enum class Form {
   kMgcp,  // at once
-  kH248  // at once if no more digits could fit any pattern, else when the time is up; so do most telephones and adapters
+  kH248   // at once if no more digits could fit any pattern, else at the time-out; as in most telephones and adapters
 };
 
-// Bits of a node's mask behind those of the keys.
-constexpr uint32_t kTimer = 0x10000;   // the end of a number, when the time is up
+// Bits of a node's mask above those of the keys.
+constexpr uint32_t kTimer = 0x10000;   // the end of a number, at the time-out
 constexpr uint32_t kAtOnce = 0x20000;  // the end of a number, without waiting
 
 constexpr size_t kUnlimited = SIZE_MAX;
@@ -27,9 +27,9 @@ constexpr size_t kUnlimited = SIZE_MAX;
 struct Node {
   enum class Kind {
     kSymbol,    // one of a mask
-    kSequence,  // one part after the other
+    kSequence,  // all parts in order
     kChoice,    // one of the parts
-    kRepeat     // the one part, so many times
+    kRepeat     // its only part, repeated
   };
 
   Kind kind;
@@ -42,11 +42,11 @@ struct Node {
 struct Published {
   Node plan = {Node::Kind::kChoice};  // its parts are the patterns
 
-  // Why it cannot be read, and where; "why" is empty if it can.
+  // What is wrong, and where; empty if nothing is.
   std::string why;
   size_t at = 0;
 
-  // What has no meaning for a plan, and is lost.
+  // What the library's plans cannot express, and is lost.
   std::vector<std::string> losses;
 };
 

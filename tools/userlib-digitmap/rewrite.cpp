@@ -19,14 +19,14 @@ constexpr size_t kLongestPattern = 100;
 // One pattern: masks of keys, of which some may repeat.
 struct Pattern {
   std::vector<uint32_t> symbols;
-  uint32_t end = 0;  // kTimer, kAtOnce, or 0: it does not say
+  uint32_t end = 0;  // kTimer, kAtOnce, or 0 if unspecified
 
   bool operator==(const Pattern&) const = default;
 };
 
 using Patterns = std::vector<Pattern>;
 
-// Multiplies a plan out. The first thing that cannot be said ends it.
+// Multiplies a plan out, up to the first part that has no equivalent.
 class Expansion {
  public:
   Patterns expand(const Node& node) {
@@ -95,7 +95,7 @@ class Expansion {
     uint32_t mask = 0;
     for (const Pattern& each : once) {
       if (each.symbols.size() != 1 || (each.symbols[0] & kRepeat) != 0 || each.end != 0) {
-        refuse("a group of several symbols is repeated without a limit, and only one symbol can be");
+        refuse("a group of several symbols is repeated without a limit: must be a single symbol");
         return kRepeat;
       }
       mask |= each.symbols[0];
@@ -109,7 +109,7 @@ class Expansion {
       for (const Pattern& tail : tails) {
         const bool goes_on = !tail.symbols.empty() || (tail.end != 0 && tail.end != head.end);
         if (head.end != 0 && goes_on) {
-          refuse("a timer stands in the middle of a pattern, and it can only stand at the end");
+          refuse("a timer is in the middle of a pattern: must be at its end");
           return {};
         }
         if (head.symbols.size() + tail.symbols.size() > kLongestPattern) {
@@ -146,7 +146,7 @@ class Expansion {
   std::string why_;
 };
 
-// ---- when a number is complete that could be longer ----
+// ---- complete numbers that could be longer ----
 
 bool repeats(uint32_t symbol) {
   return (symbol & kRepeat) != 0;
@@ -156,7 +156,7 @@ bool can_repeat(const Pattern& pattern) {
   return std::any_of(pattern.symbols.begin(), pattern.symbols.end(), repeats);
 }
 
-// Collects those beginnings of a pattern, of a length, behind which it has room for more.
+// Collects the beginnings of a pattern, of a given length, that more digits can follow.
 void collect_beginnings(const Pattern& pattern, size_t at, size_t length, std::vector<uint32_t>& begun,
                         Patterns& beginnings) {
   if (at == pattern.symbols.size() || beginnings.size() > kMostPatterns) {
@@ -175,7 +175,7 @@ void collect_beginnings(const Pattern& pattern, size_t at, size_t length, std::v
   }
 }
 
-// What two patterns of one length without repetitions have in common.
+// The numbers common to two patterns of equal length without repetitions.
 std::optional<Pattern> common(const Pattern& a, const Pattern& b) {
   Pattern both = a;
   for (size_t i = 0; i < a.symbols.size(); ++i) {
@@ -187,7 +187,7 @@ std::optional<Pattern> common(const Pattern& a, const Pattern& b) {
   return both;
 }
 
-// What is in a pattern and not in another, of the same length, that is a part of it.
+// The numbers of a pattern that are not in another of equal length, which is a subset of it.
 Patterns difference(Pattern whole, const Pattern& part) {
   Patterns rest;
   for (size_t i = 0; i < whole.symbols.size(); ++i) {
@@ -201,7 +201,8 @@ Patterns difference(Pattern whole, const Pattern& part) {
   return rest;
 }
 
-// Whether every number of a pattern begins a longer one: its last repeated symbol allows whatever stands behind it, too.
+// Whether every number of a pattern begins a longer one: its last repeated symbol also allows all symbols that follow
+// it.
 bool can_grow(const Pattern& pattern) {
   const auto& symbols = pattern.symbols;
   const auto last = std::find_if(symbols.rbegin(), symbols.rend(), repeats);
@@ -209,7 +210,7 @@ bool can_grow(const Pattern& pattern) {
          std::all_of(symbols.rbegin(), last, [&](uint32_t symbol) { return (symbol & ~*last) == 0; });
 }
 
-// Parts a pattern in the numbers that more digits could belong to, which get a timer, and the others.
+// Splits a pattern into the numbers that more digits could follow, which get a timer, and the others.
 Patterns part_by_length(const Pattern& pattern, const Patterns& plan) {
   if (can_grow(pattern)) {
     return {{pattern.symbols, kTimer}};
@@ -251,7 +252,7 @@ Patterns part_all(const Patterns& plan) {
   return all;
 }
 
-// A number is complete at once, so what could repeat at its end is not dialled any more. A key is dialled in any case.
+// A number is complete at once, so a repetition at its end is never dialled. At least one key is dialled.
 void cut_open_ends(Patterns& plan) {
   for (Pattern& pattern : plan) {
     while (pattern.end != kTimer && !pattern.symbols.empty() && repeats(pattern.symbols.back())) {
@@ -264,7 +265,7 @@ void cut_open_ends(Patterns& plan) {
   }
 }
 
-// Takes away from a pattern what begins with a number that is complete at once.
+// Removes from a pattern the numbers that begin with one that is complete at once.
 Patterns remove_beginning(const Pattern& pattern, const Pattern& number) {
   const size_t length = number.symbols.size();
   if (number.end == kTimer || can_repeat(number) || pattern.symbols.size() <= length) {

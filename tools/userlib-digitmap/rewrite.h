@@ -14,14 +14,14 @@ constexpr size_t kMostPatterns = 500;
 
 struct Rewritten {
   std::vector<std::string> patterns;
-  std::string why;  // why there are none
+  std::string why;  // why there are no patterns
 };
 
-// Whether patterns may have digits in common behind which one of them is complete at once. The other is not dialled any
-// more then, but best match would wait for it where it is as specific.
+// Whether a pattern may keep numbers that begin with a number that is complete at once. They can no longer be dialled,
+// but best match would wait for them if they are as specific.
 enum class Overlap { kKept, kRemoved };
 
-// What comes out is meant to be the same as the plan, and still has to be compared with it.
+// The result should mean the same as the plan; the caller compares the two.
 Rewritten rewrite(const Node& plan, Form form, Overlap overlap = Overlap::kKept);
 
 }  // namespace digitmap_tool

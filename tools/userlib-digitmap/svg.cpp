@@ -28,7 +28,7 @@ bool write_all(FILE* file, const std::string& text) {
   return std::fwrite(text.data(), 1, text.size(), file) == text.size() && std::fflush(file) == 0;
 }
 
-// What somebody else has written to the file.
+// Everything that another process has written to the file.
 std::string read_all(FILE* file) {
   std::string text;
   std::array<char, 4096> buffer;
@@ -39,7 +39,7 @@ std::string read_all(FILE* file) {
   return text;
 }
 
-// Starts dot between the two files. Returns 0 or an error number.
+// Starts dot with the two files as its input and output. Returns 0 or an error number.
 int start_dot(pid_t& pid, FILE* in, FILE* out) {
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
@@ -53,7 +53,7 @@ int start_dot(pid_t& pid, FILE* in, FILE* out) {
   return problem;
 }
 
-// Returns the status of waitpid.
+// Returns the status from waitpid().
 int wait_for(pid_t pid) {
   int status = 0;
   while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
@@ -64,17 +64,17 @@ int wait_for(pid_t pid) {
 }  // namespace
 
 Picture make_svg(const std::string& graph) {
-  // Files between the two programs, not pipes: neither has to wait for the other, and both may die.
+  // Files instead of pipes: neither process waits for the other, and either may die.
   const File in(std::tmpfile());
   const File out(std::tmpfile());
   if (in == nullptr || out == nullptr || !write_all(in.get(), graph)) {
-    return failed(std::string("there is no room for a temporary file: ") + std::strerror(errno));
+    return failed(std::string("a temporary file cannot be created: ") + std::strerror(errno));
   }
   std::rewind(in.get());
   pid_t pid = -1;
   if (const int problem = start_dot(pid, in.get(), out.get()); problem != 0) {
     if (problem == ENOENT) {
-      return {Picture::Outcome::kNoDot, {}, "the program 'dot' is not there: install graphviz, or take --dot"};
+      return {Picture::Outcome::kNoDot, {}, "the program 'dot' is missing: install graphviz, or use --dot"};
     }
     return {Picture::Outcome::kNoDot, {}, std::string("the program 'dot' does not start: ") + std::strerror(problem)};
   }
@@ -87,7 +87,7 @@ Picture make_svg(const std::string& graph) {
   }
   std::string svg = read_all(out.get());
   if (svg.empty()) {
-    return failed("the program 'dot' has made nothing");
+    return failed("the program 'dot' has printed nothing");
   }
   return {Picture::Outcome::kMade, std::move(svg), {}};
 }

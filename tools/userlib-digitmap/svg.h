@@ -1,4 +1,4 @@
-// Makes pictures of graphs with the program "dot" of graphviz.
+// Draws graphs with the program "dot" of graphviz.
 #ifndef TOOLS_USERLIB_DIGITMAP_SVG_H
 #define TOOLS_USERLIB_DIGITMAP_SVG_H
 
@@ -14,7 +14,7 @@ struct Picture {
   std::string why;  // if not
 };
 
-// Has "dot", which is looked for in PATH, turn the graph into an SVG. What dot has to say goes to standard error.
+// Turns the graph into an SVG with the "dot" found in PATH. Messages of dot go to standard error.
 Picture make_svg(const std::string& graph);
 
 }  // namespace digitmap_tool

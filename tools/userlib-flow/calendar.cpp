@@ -13,14 +13,14 @@ constexpr std::string_view kMonths = "JanFebMarAprMayJunJulAugSepOctNovDec";
 constexpr size_t kStampLength = 15;
 constexpr time_t kDay = 86'400;
 constexpr int kInvalid = -1;
-// A date that is there once in four years is found within so many, also across a century without a leap year.
+// 29 February is at most eight years back, even across a century without a leap year.
 constexpr int kYearsBack = 8;
 
 int digit(char c) {
   return c >= '0' && c <= '9' ? c - '0' : kInvalid;
 }
 
-// Two or four digits; kInvalid if one is none.
+// Two or four digits; kInvalid for another text.
 int number(std::string_view text) {
   int value = 0;
   for (const char c : text) {
@@ -42,7 +42,7 @@ int month(std::string_view name) {
   return kInvalid;
 }
 
-// Days since 1970, in the calendar that has always been ours: years begin in March here, leap days end them.
+// Days since 1970 in the Gregorian calendar. Years begin in March here, so that leap days end them.
 int64_t days(int year, int month, int day) {
   const int64_t shifted = year - (month <= 2 ? 1 : 0);
   const int64_t era = (shifted >= 0 ? shifted : shifted - 399) / 400;
@@ -69,10 +69,10 @@ std::optional<time_t> local_time(int year, int month, int day, int hour) {
   parts.tm_hour = hour;
   parts.tm_isdst = -1;
   const time_t time = mktime(&parts);
-  return parts.tm_mday == day ? std::optional(time) : std::nullopt;  // there is not a 29 February every year
+  return parts.tm_mday == day ? std::optional(time) : std::nullopt;  // 29 February does not exist in every year
 }
 
-// Seconds east of UTC of "Z", "+01", "+0100" or "+01:00", which is taken off the front.
+// Takes "Z", "+01", "+0100" or "+01:00" off the front. Returns seconds east of UTC.
 std::optional<Time> take_zone(std::string_view& text) {
   if (!text.empty() && text[0] == 'Z') {
     text.remove_prefix(1);
@@ -92,7 +92,7 @@ std::optional<Time> take_zone(std::string_view& text) {
   return sign * seconds;
 }
 
-// The parts of a time in the zone TZ, for the eye.
+// The parts of a time in the zone TZ.
 tm local_parts(Time time) {
   Time seconds = time / kSecond;
   if (time % kSecond < 0) {
@@ -205,7 +205,7 @@ std::string date_text(Time time) {
 std::string span_text(Time span) {
   struct Unit {
     double size;
-    double limit;  // up to which it suits
+    double limit;  // up to which the unit is used
     const char* name;
   };
   constexpr Unit kUnits[] = {{1, 1e3, "us"},        {1e3, 1e6, "ms"},         {1e6, 120e6, "s"},

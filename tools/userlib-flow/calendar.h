@@ -11,22 +11,22 @@
 
 namespace flow_tool {
 
-// Microseconds since 1970 in UTC, the axis on which lines of several logs are put in order.
+// Microseconds since 1970 in UTC, by which lines of several logs are sorted.
 using Time = int64_t;
 constexpr Time kNoTime = INT64_MIN;
 constexpr Time kSecond = 1'000'000;
 
-// Times that come without a zone are those of TZ. Times that come without a year are of the last year in which they lie
-// at most a day ahead of now.
+// Times without a zone are in TZ. Times without a year are of the last year in which they are at most a day ahead of
+// now.
 class Calendar {
  public:
   explicit Calendar(time_t now) : now_(now) {}
 
-  // Each of these takes its text off the front, and gives kNoTime, taking nothing, if there is none.
+  // Each of these takes its text off the front. If there is none, it takes nothing and returns kNoTime.
   //
-  // "Mar  5 09:04:07" or "Mar 05 09:04:07", and no more: fractions follow in several ways.
+  // "Mar  5 09:04:07" or "Mar 05 09:04:07", without the fractions that follow in several forms.
   Time take_stamp(std::string_view& text);
-  // "2026-03-05T09:04:07", or with a blank instead of the T, with a fraction and a zone if they are there.
+  // "2026-03-05T09:04:07", or with a blank instead of the T, and an optional fraction and zone.
   Time take_iso(std::string_view& text);
 
  private:
@@ -35,19 +35,19 @@ class Calendar {
   Time begin_of_hour(std::string_view text);
 
   time_t now_;
-  // Neighbours mostly are of the same hour: the C library is asked once for all of them.
+  // Neighbouring lines mostly share the hour, so the C library converts it only once.
   std::array<char, kHourLength> hour_ = {};
   Time begin_of_hour_ = kNoTime;
 };
 
-// Takes ".042" or ",042123" off the front, in microseconds; 0 if there is none.
+// Takes ".042" or ",042123" off the front. Returns microseconds; 0 if there is no fraction.
 Time take_fraction(std::string_view& text);
 
 // "09:04:07.042", in the zone TZ.
 std::string clock_text(Time time);
 // "2026-03-05 09:04:07.042"
 std::string date_text(Time time);
-// "12.3 ms": three digits that count, and the unit that suits.
+// "12.3 ms": three significant digits and a suitable unit.
 std::string span_text(Time span);
 
 }  // namespace flow_tool

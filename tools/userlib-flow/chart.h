@@ -1,4 +1,4 @@
-// A sequence chart, whichever way it is drawn: who takes part, and what happened one after the other.
+// A sequence chart in any output format: the lanes, and the items in order.
 #ifndef TOOLS_USERLIB_FLOW_CHART_H
 #define TOOLS_USERLIB_FLOW_CHART_H
 
@@ -17,31 +17,31 @@ struct ChartItem {
   What what = What::kNote;
   Time time = kNoTime;
   Type type = kNoType;
-  bool is_received = false;  // a message that its writer got, else one that it sent
+  bool is_received = false;  // a message that its writer received, else one that it sent
   size_t from = 0;           // lanes of a message
   size_t to = 0;
-  std::string label;                 // the message, the note, or how long nothing happened
-  std::vector<std::string> details;  // the whole line, and those of a dump that belongs to it
+  std::string label;                 // the message, the note, or the length of the gap
+  std::vector<std::string> details;  // the whole line, and the lines of its dump
 };
 
 struct Chart {
   std::vector<std::string> lanes;  // in order of their first use
   std::vector<ChartItem> items;
   size_t messages = 0;
-  size_t left_out = 0;  // records for which there was no room
+  size_t left_out = 0;  // records beyond the limit
 };
 
-// Makes records into items one by one.
+// Turns records into items one by one.
 class ChartMaker {
  public:
-  // As many lanes as anybody can look at.
+  // More lanes would be unreadable.
   static constexpr size_t kMostLanes = 64;
 
-  // A gap is a time of at least so long in which nothing happened.
+  // A gap is a time in which nothing happened for at least this long.
   ChartMaker(LaneBy by, Time gap) : lanes_(by, kMostLanes), gap_(gap) {}
 
-  // Adds a gap, if there is one, and the record's item, or the dump to the item that it belongs to. Returns false, and adds
-  // nothing, if there is no lane for the record any more.
+  // Adds a gap, if there is one, and the record's item, or a dump to the item that it belongs to. Returns false, and
+  // adds nothing, if there is no lane left for the record.
   bool add(const Record& record, std::vector<ChartItem>& items);
 
   const std::vector<std::string>& lanes() const { return lanes_.names(); }
@@ -56,7 +56,7 @@ class ChartMaker {
   size_t last_input_ = 0;
 };
 
-// A chart that holds so many records at most; those behind them are counted.
+// A chart of at most this many records; further ones are only counted.
 class ChartBuilder {
  public:
   ChartBuilder(LaneBy by, Time gap, size_t most) : maker_(by, gap), most_(most) {}

@@ -10,7 +10,7 @@ namespace {
 
 struct Character {
   uint32_t code;
-  size_t length;  // in bytes; 0 where there is no valid character
+  size_t length;  // in bytes; 0 if there is no valid character
 };
 
 struct Range {
@@ -28,7 +28,7 @@ constexpr std::array<Range, 9> kWide = {{{0x1100, 0x115F},
                                          {0x1F300, 0x1FAFF},
                                          {0x20000, 0x3FFFD}}};
 constexpr std::array<Range, 4> kNarrowest = {{{0x300, 0x36F}, {0x200B, 0x200F}, {0xFE00, 0xFE0F}, {0x202A, 0x202E}}};
-constexpr uint32_t kFirstPrintable = 0xA0;  // behind the second set of control characters
+constexpr uint32_t kFirstPrintable = 0xA0;  // after the second set of control characters
 
 template <size_t kSize>
 bool holds(const std::array<Range, kSize>& ranges, uint32_t code) {
@@ -40,7 +40,7 @@ Character first_character(std::string_view text) {
   struct Form {
     uint8_t mask;
     uint8_t lead;
-    uint32_t least;  // what is less has a shorter form, and must have it
+    uint32_t least;  // smaller codes must have a shorter form
   };
   constexpr std::array<Form, 3> kForms = {{{0xE0, 0xC0, 0x80}, {0xF0, 0xE0, 0x800}, {0xF8, 0xF0, 0x10000}}};
   const auto lead = static_cast<uint8_t>(text[0]);
@@ -72,7 +72,7 @@ size_t columns_of(uint32_t code) {
   return holds(kWide, code) ? 2 : holds(kNarrowest, code) ? 0 : 1;
 }
 
-// Marks that turn the direction of writing would let a line read otherwise than it is.
+// Marks that change the direction of writing could disguise a line.
 bool is_printable(uint32_t code) {
   const bool turns = (code >= 0x200E && code <= 0x200F) || (code >= 0x202A && code <= 0x202E) ||
                      (code >= 0x2066 && code <= 0x2069) || code == 0x2028 || code == 0x2029;

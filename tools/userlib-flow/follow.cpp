@@ -10,7 +10,7 @@ namespace {
 
 constexpr useconds_t kPauseMicroseconds = 100'000;
 
-// Keeps the last item only: a dump may still join it.
+// Keeps only the last item, as a dump may still follow it.
 class GrowingChart {
  public:
   GrowingChart(const Options& options, const TextStyle& style)
@@ -59,7 +59,7 @@ bool follow(Merge& merge, const Options& options, const TextStyle& style) {
     const Record* record = merge.next(Input::End::kStay);
     if (record != nullptr) {
       selection.take(*record);
-      // What there is of the standard input comes in pieces, and nobody knows when the next one does.
+      // The next read of standard input may block, so flush each row first.
       if (!is_stdin) {
         continue;
       }

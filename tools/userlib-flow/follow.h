@@ -1,4 +1,4 @@
-// A chart that grows while the logs do.
+// A chart that grows with the logs.
 #ifndef TOOLS_USERLIB_FLOW_FOLLOW_H
 #define TOOLS_USERLIB_FLOW_FOLLOW_H
 
@@ -8,9 +8,9 @@
 
 namespace flow_tool {
 
-// Prints rows on the standard output as lines come, and the lanes anew when there is one more. Ends when nothing more can
-// be chosen, when the standard input, if that is what is followed, ends, or when nobody reads any more. Returns whether
-// everything could be written.
+// Prints rows to the standard output as lines arrive, and the lanes again when one is added. Ends when no later record
+// can match, when the followed standard input ends, or when the reader closes the output. Returns whether all writes
+// succeeded.
 bool follow(Merge& merge, const Options& options, const TextStyle& style);
 
 }  // namespace flow_tool

@@ -1,4 +1,4 @@
-// Quantiles of any number of times, in memory that does not grow.
+// Quantiles of any number of times, in constant memory.
 #ifndef TOOLS_USERLIB_FLOW_HISTOGRAM_H
 #define TOOLS_USERLIB_FLOW_HISTOGRAM_H
 
@@ -8,19 +8,19 @@
 
 namespace flow_tool {
 
-// Counts values from 0 on. Values below 64 are kept as they are; above that each power of two is divided into 32 parts,
-// and what comes back is the middle of a part: at most 1/64, 1.6 %, beside the value.
+// Values below 64 are counted exactly; above that, each power of two is divided into 32 buckets, and the middle of a
+// bucket is at most 1/64, 1.6 %, off the value.
 class Histogram {
  public:
   void add(uint64_t value);
 
-  // The least value that the given part of all values, above 0 and up to 1, does not exceed. 0 without values.
+  // The least value that this fraction of all values (above 0, up to 1) does not exceed. 0 without values.
   uint64_t quantile(double part) const;
 
   uint64_t count() const { return count_; }
 
  private:
-  static constexpr unsigned kBits = 5;       // of a value that count beside its highest one
+  static constexpr unsigned kBits = 5;       // significant bits below the highest one
   static constexpr unsigned kMostBits = 47;  // 2^47 microseconds are four years
   static constexpr size_t kSize = (kMostBits - kBits + 1) << kBits;
 

@@ -105,14 +105,14 @@ bool Input::reopen_if_rotated() {
   if (!is_other && !(S_ISREG(ours.st_mode) && ours.st_size < lseek(file_.fd(), 0, SEEK_CUR))) {
     return false;
   }
-  // What was written between the last look and the rotation is read first.
+  // Read first what was written between the last read and the rotation.
   if (!std::exchange(is_rotated_, true)) {
     return false;
   }
   is_rotated_ = false;
   InputFile file(name_);
   if (file.fd() < 0) {
-    return false;  // it is there again soon
+    return false;  // the new file will appear soon
   }
   file_ = std::move(file);
   lines_.reopen(file_.fd());

@@ -1,4 +1,4 @@
-// A log: a file or the standard input, read record by record.
+// Reads a log, a file or the standard input, record by record.
 #ifndef TOOLS_USERLIB_FLOW_INPUT_H
 #define TOOLS_USERLIB_FLOW_INPUT_H
 
@@ -11,20 +11,20 @@
 
 namespace flow_tool {
 
-// What became of the lines.
+// The number of lines by outcome.
 struct Counts {
   size_t lines = 0;
   size_t traces = 0;
   size_t foreign = 0;
   size_t broken = 0;
-  size_t cut = 0;  // some of those counted above, too
+  size_t cut = 0;  // also counted above
 
   Counts& operator+=(const Counts& other);
   // "1,234 lines: 1,200 traces, 30 foreign, 4 broken, 1 cut"
   std::string text() const;
 };
 
-// A descriptor that closes itself, but for the standard input.
+// An fd that closes itself unless it is the standard input.
 class InputFile {
  public:
   InputFile() = default;
@@ -43,21 +43,21 @@ class Input {
  public:
   enum class End : uint8_t { kStay, kTakeRest };
 
-  // The name "-" is the standard input. A file that cannot be opened, or read, tells so by error().
+  // The name "-" is the standard input. If a file cannot be opened or read, error() is set.
   Input(std::string name, size_t index, time_t now);
 
-  // Reads on to the next line of the library. Returns false at the end. With kStay, a last line without its newline
-  // waits for the rest, and one can ask again.
+  // Reads to the next line of the library. Returns false at the end. With kStay, a last line without its newline waits
+  // for the rest, and advance() can be called again.
   bool advance(End end);
 
   // The record of the last successful advance(), until the next.
   const Record& record() const { return record_; }
-  // Its time; that of the last line before it that had one if it has none. Never goes back, so that the lines of an input
-  // keep their order whatever clock wrote them.
+  // The record's time, or that of the last line before it with a time. Never decreases, so that the lines of an input
+  // keep their order even if the clock was set back.
   Time order() const { return order_; }
 
-  // To be asked at the end of the input. When the file turns out twice in a row to be a shorter or another one than when it
-  // was opened, it is read from its beginning, and the answer is yes.
+  // Called at the end of the input. If the file has been shorter than before, or another file, twice in a row, reopens
+  // it at its beginning and returns true.
   bool reopen_if_rotated();
 
   const std::string& name() const { return name_; }

@@ -9,7 +9,7 @@ namespace flow_tool {
 
 namespace {
 
-// How a string of JSON is read: to the end of the string, or not at all.
+// Reads values off the front of a JSON text.
 class Scanner {
  public:
   explicit Scanner(std::string_view text) : rest_(text) {}
@@ -50,7 +50,7 @@ class Scanner {
     return take('"');
   }
 
-  // A string, or an array of bytes, as which the journal prints what is no UTF-8. Anything else gives an empty text.
+  // A string, or an array of bytes, which the journal prints for invalid UTF-8. Any other value gives an empty text.
   bool read_value(std::string& text) {
     skip_blanks();
     if (!rest_.empty() && rest_[0] == '"') {
@@ -69,7 +69,7 @@ class Scanner {
     do {
       skip_blanks();
       if (!rest_.empty() && rest_[0] == '"') {
-        // A field that the entry has more than once: the last one counts.
+        // For a field that the entry has more than once, the last value counts.
         if (!read_string(several)) {
           return false;
         }

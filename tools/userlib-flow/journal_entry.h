@@ -1,4 +1,4 @@
-// Reads an entry of the journal as "journalctl -o json" prints it: one object a line.
+// Reads an entry of the journal as "journalctl -o json" prints it: one object per line.
 #ifndef TOOLS_USERLIB_FLOW_JOURNAL_ENTRY_H
 #define TOOLS_USERLIB_FLOW_JOURNAL_ENTRY_H
 
@@ -7,18 +7,18 @@
 
 namespace flow_tool {
 
-// The fields that matter here; empty where the entry has none.
+// The fields used here; empty if the entry does not have them.
 struct JournalEntry {
   std::string message;
   std::string ident;
-  std::string pid;         // as the writer told the log
-  std::string sender_pid;  // as the journal knows it
+  std::string pid;         // as the writer logged it
+  std::string sender_pid;  // as the journal determined it
   std::string time;        // microseconds since 1970
   std::string facility;
   std::string priority;
 };
 
-// Returns false for a line that is no such object, cut ones included. The strings keep their memory for the next entry.
+// Returns false for a line that is not such an object, or is cut. The strings keep their memory for the next entry.
 bool read_journal_entry(std::string_view line, JournalEntry& entry);
 
 }  // namespace flow_tool

@@ -1,4 +1,4 @@
-// Who takes part in a flow of messages.
+// The participants of a message flow.
 #ifndef TOOLS_USERLIB_FLOW_LANE_H
 #define TOOLS_USERLIB_FLOW_LANE_H
 
@@ -13,14 +13,14 @@ namespace flow_tool {
 // A lane for each name, or for each name and number.
 enum class LaneBy : uint8_t { kName, kNumber };
 
-// Lanes in the order of their first use, as many as there is room for.
+// Lanes in the order of their first use, up to a limit.
 class Lanes {
  public:
   static constexpr size_t kNone = SIZE_MAX;
 
   Lanes(LaneBy by, size_t most) : by_(by), most_(most) {}
 
-  // The place of the lane, which is added if it is new; kNone if there is no room for it.
+  // The index of the lane, which is added if it is new; kNone if the limit is reached.
   size_t place(std::string_view name, uint32_t number);
 
   const std::vector<std::string>& names() const { return names_; }

@@ -23,7 +23,7 @@ bool is_digit(char c) {
   return c >= '0' && c <= '9';
 }
 
-// The text up to the next blank, which goes as well.
+// Takes the text up to the next blank, and the blank.
 std::string_view take_word(std::string_view& text) {
   const size_t end = std::min(text.find(' '), text.size());
   const std::string_view word = text.substr(0, end);
@@ -38,7 +38,7 @@ std::optional<Number> number_of(std::string_view text) {
   return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
 }
 
-// ":042" behind a stamp of the console, in milliseconds.
+// ":042" after a time stamp of the console, in milliseconds.
 std::optional<int> take_milliseconds(std::string_view& text) {
   constexpr size_t kLength = 4;
   if (text.size() < kLength || text[0] != ':' || !is_digit(text[1]) || !is_digit(text[2]) || !is_digit(text[3])) {
@@ -62,7 +62,7 @@ std::optional<int> place_in(const std::array<std::string_view, kSize>& names, st
   return found != names.end() ? std::optional(static_cast<int>(found - names.begin())) : std::nullopt;
 }
 
-// "user.notice", with the blank behind it.
+// "user.notice", with the blank that follows.
 bool take_priority(std::string_view& text, Surroundings& surroundings) {
   const size_t dot = text.find('.');
   const size_t end = text.find(' ');
@@ -94,7 +94,7 @@ void read_tag(std::string_view tag, Surroundings& surroundings, Record& record) 
   }
 }
 
-// Behind the head of RFC 5424: "-", or elements in brackets, in whose values a backslash hides quotes and brackets.
+// After the header of RFC 5424: "-", or elements in brackets, in whose values a backslash escapes quotes and brackets.
 void skip_structured_data(std::string_view& text) {
   if (has_prefix(text, "-")) {
     text.remove_prefix(1);
@@ -177,7 +177,7 @@ Verdict LineParser::parse_console(std::string_view text, Record& record) {
   return text.empty() ? Verdict::kBroken : Verdict::kForeign;
 }
 
-// Host, priority and tag stand before a message in any log, each of them not in all.
+// Before the message, a log has any of host, priority and tag.
 Verdict LineParser::parse_tagged(std::string_view text, Surroundings surroundings, Record& record) {
   if (!surroundings.severity) {
     std::string_view behind_host = text;
@@ -198,7 +198,7 @@ Verdict LineParser::parse_tagged(std::string_view text, Surroundings surrounding
   return parse_message(text, surroundings, record);
 }
 
-// While the system log is switched off, the line about a module that is not registered brings its own time.
+// With the system log off, the line about an unregistered module has a time of its own.
 Verdict LineParser::parse_message(std::string_view text, const Surroundings& surroundings, Record& record) {
   std::string_view behind = text;
   if (calendar_.take_stamp(behind) != kNoTime && take_milliseconds(behind) &&
@@ -226,7 +226,7 @@ Verdict LineParser::parse_protocol(std::string_view text, Record& record) {
   record.pid = pid.value_or(0);
   take_word(text);  // the id of the message
   skip_structured_data(text);
-  // rsyslog keeps the blank behind the tag of what came by the old protocol.
+  // rsyslog keeps the blank after the tag of messages received by the old protocol.
   text.remove_prefix(has_prefix(text, " ") ? 1 : 0);
   const Surroundings surroundings = {Place::kLog, *priority >> kFacilityShift, *priority & LOG_PRIMASK,
                                      pid.has_value()};

@@ -1,4 +1,4 @@
-// Reads one line of a log, whoever has kept it, into a record.
+// Parses one line of a log, in any known format.
 #ifndef TOOLS_USERLIB_FLOW_LINE_PARSER_H
 #define TOOLS_USERLIB_FLOW_LINE_PARSER_H
 
@@ -11,7 +11,7 @@
 
 namespace flow_tool {
 
-// It knows, by the line itself,
+// Recognises these formats by the line itself:
 //
 //     Mar  5 09:04:07:042:info:Line   text                                    the console
 //     Mar  5 09:04:07:info:text                                               the console of the plain logger
@@ -28,8 +28,8 @@ class LineParser {
  public:
   explicit LineParser(time_t now) : calendar_(now) {}
 
-  // The record's texts are good as long as the line is, and until the next call. A foreign line gives the time, the ident and the text, as far as it
-  // has them.
+  // The record's texts are valid as long as the line is, and until the next call. A foreign line gives the time, the
+  // ident and the text, if it has them.
   Verdict parse(std::string_view line, Record& record);
 
  private:

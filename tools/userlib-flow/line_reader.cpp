@@ -7,7 +7,7 @@
 
 namespace flow_tool {
 
-// A read that a signal interrupts has lost nothing, and is made again.
+// An interrupted read has lost nothing, and is repeated.
 bool LineReader::fill() {
   if (begin_ > 0) {
     std::memmove(buffer_.get(), buffer_.get() + begin_, end_ - begin_);

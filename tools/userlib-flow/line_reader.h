@@ -1,4 +1,4 @@
-// Reads a descriptor line by line, however long it is.
+// Reads an fd line by line in constant memory.
 #ifndef TOOLS_USERLIB_FLOW_LINE_READER_H
 #define TOOLS_USERLIB_FLOW_LINE_READER_H
 
@@ -10,29 +10,29 @@
 namespace flow_tool {
 
 struct Line {
-  std::string_view text;  // without the newline; good until the next line is asked for
+  std::string_view text;  // without the newline; valid until the next call
   bool is_cut;            // longer than kLongestLine, or the end of the input came before the newline
 };
 
 class LineReader {
  public:
-  // Of a longer line the rest is skipped.
+  // The rest of a longer line is skipped.
   static constexpr size_t kLongestLine = size_t{64} * 1024;
 
-  // The descriptor stays its owner's.
+  // Does not own the fd.
   explicit LineReader(int fd) : fd_(fd), buffer_(new char[kBufferSize]) {}
 
-  // The next line that ends in a newline. None at the end of what there is, and when reading fails: see error().
-  // It can be asked again later, when there is more.
+  // The next line that ends in a newline. None at the end of the data, or if reading fails: see error(). Can be called
+  // again when there is more.
   std::optional<Line> next();
 
-  // What is left at the end without a newline, if anything is.
+  // The unfinished last line, if there is one.
   std::optional<Line> take_rest();
 
   // errno of the read that failed, or 0.
   int error() const { return error_; }
 
-  // Goes on with another descriptor, as when a log has been rotated; what is left of the old one is dropped.
+  // Continues with another fd, as when a log has been rotated. Drops what is left of the old one.
   void reopen(int fd);
 
  private:
@@ -45,8 +45,8 @@ class LineReader {
   std::unique_ptr<char[]> buffer_;
   size_t begin_ = 0;
   size_t end_ = 0;
-  size_t searched_ = 0;       // how much behind begin_ is known to hold no newline
-  bool is_skipping_ = false;  // the rest of a line that was too long
+  size_t searched_ = 0;       // bytes from begin_ that hold no newline
+  bool is_skipping_ = false;  // within the rest of a line that was too long
   int error_ = 0;
 };
 

@@ -38,42 +38,42 @@ constexpr char kHelp[] =
     "Usage: userlib-flow [OPTION...] [FILE...]\n"
     "       userlib-flow mask [--module NAME] NAMES|NUMBER...\n"
     "\n"
-    "Draws what the traces of a daemon tell: who has sent what to whom. Reads traces as they stand on the console and "
-    "in\n"
-    "the logs of busybox syslogd, rsyslog and journald (short and json), several files in the order of their times; "
-    "the\n"
-    "file '-', and none at all, is the standard input.\n"
+    "Draws the message flow in the traces of a daemon: who sent what to whom. Reads the output of the console and the "
+    "logs\n"
+    "of busybox syslogd, rsyslog and journald (short and json). Several files are merged by time. Without FILE, or if "
+    "it\n"
+    "is '-', reads the standard input.\n"
     "\n"
-    "What comes out, instead of a chart for the terminal:\n"
-    "      --svg              a picture for browsers and documents\n"
+    "Output, instead of a chart for the terminal:\n"
+    "      --svg              an SVG picture for browsers and documents\n"
     "      --mermaid          the chart in the language of Mermaid, for tickets and wikis\n"
-    "      --stats            counts of lanes and messages, and how long answers took\n"
-    "  -o, --output FILE      write it to FILE\n"
-    "  -f, --follow           go on when there is more\n"
+    "      --stats            counts of lanes and messages, and the times that answers took\n"
+    "  -o, --output FILE      write to FILE\n"
+    "  -f, --follow           keep reading as the logs grow\n"
     "\n"
-    "What is chosen:\n"
-    "  -m, --module NAMES     traces of these modules, messages from or to these lanes\n"
-    "  -t, --type TYPES       such as tracemf,error; without it all but trace, debug, tracect and tracedo are drawn\n"
-    "  -l, --line N           what is about the subscriber's line N\n"
-    "  -c, --call N[:K]       the line's first call, or its K-th, from offhook to onhook\n"
+    "Selection:\n"
+    "  -m, --module NAMES     traces of these modules, and messages from or to these lanes\n"
+    "  -t, --type TYPES       such as tracemf,error (default for charts: all but trace, debug, tracect and tracedo)\n"
+    "  -l, --line N           only what is about the subscriber's line N\n"
+    "  -c, --call N[:K]       the first or K-th call of line N, from offhook to onhook\n"
     "      --since TIME       09:04:07.042, '2026-03-05 09:04' or 'Mar  5 09:04:07'\n"
     "      --until TIME\n"
-    "      --around TEXT      lines that hold TEXT, and those near them\n"
-    "      --context N        how many near them, on each side (10)\n"
+    "      --around TEXT      lines that contain TEXT, and those around them\n"
+    "      --context N        the number of lines before and after them (default: 10)\n"
     "\n"
-    "How it is drawn:\n"
-    "      --lanes HOW        a lane for each name, or for each name and number: name (the default) or number\n"
-    "      --gap SECONDS      show when nothing happened for so long (1); 0 for never\n"
-    "      --limit N          draw at most N records (5000)\n"
+    "Drawing:\n"
+    "      --lanes HOW        a lane per name (name, the default), or per name and number (number)\n"
+    "      --gap SECONDS      show a gap if nothing happened for this long (default: 1); 0 for none\n"
+    "      --limit N          draw at most N records (default: 5000)\n"
     "      --no-times         leave out the times\n"
-    "      --ascii            no other characters\n"
-    "      --width N          columns, instead of those of the terminal\n"
+    "      --ascii            use ASCII characters only\n"
+    "      --width N          columns (default: those of the terminal)\n"
     "      --colour WHEN      auto, always (as for 'less -R') or never\n"
     "\n"
-    "  -h, --help             this text\n"
-    "      --version          the version\n"
+    "  -h, --help             print this help and exit\n"
+    "      --version          print the version and exit\n"
     "\n"
-    "Status: 0 done, 1 nothing was chosen, 2 the command line is wrong, 66 an input cannot be read, 74 the output "
+    "Exit status: 0 done, 1 nothing matches, 2 the command line is wrong, 66 an input cannot be read, 74 the output "
     "cannot\n"
     "be written.\n";
 
@@ -82,7 +82,7 @@ int complain(Status status, const std::string& why) {
   return status;
 }
 
-// Prints the text on the standard output, or to the file.
+// Writes the text to the standard output, or to the file.
 int write_out(const std::optional<std::string>& file, std::string_view text) {
   const bool is_stdout = !file || *file == "-";
   FILE* out = is_stdout ? stdout : std::fopen(file->c_str(), "w");
@@ -104,7 +104,7 @@ size_t terminal_width() {
   if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {
     return size.ws_col;
   }
-  // In front of a pager, which sits on the same terminal.
+  // With a pager, the standard error is still the terminal.
   if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {
     return size.ws_col;
   }
@@ -125,7 +125,7 @@ TextStyle style_of(const Options& options) {
           options.has_times};
 }
 
-// Complains about the inputs that could not be read.
+// Reports the inputs that could not be read.
 int check_inputs(const Merge& merge) {
   int status = kDone;
   for (const Input& input : merge.inputs()) {
@@ -172,12 +172,12 @@ int draw_chart(const Options& options, Merge& merge) {
   const Chart chart = builder.finish();
   const int input_status = check_inputs(merge);
   if (chart.items.empty()) {
-    return input_status != kDone ? input_status : complain(kNothing, "nothing was chosen; " + merge.counts().text());
+    return input_status != kDone ? input_status : complain(kNothing, "nothing matches; " + merge.counts().text());
   }
   const int status = write_out(options.file, draw(options, chart));
   if (chart.left_out > 0) {
     complain(kDone, with_commas(chart.left_out) +
-                        " more are left out: choose with --since, --call or --line, or raise " + "--limit " +
+                        " more are left out: select with --since, --call or --line, or raise --limit " +
                         std::to_string(options.limit));
   }
   return status != kDone ? status : input_status;
@@ -195,7 +195,7 @@ int answer_masks(const Options& options) {
   return write_out(options.file, text);
 }
 
-// A chart has enough to show without what is for those who look for a bug; they name it.
+// Charts leave out the types for debugging unless --type asks for them.
 void choose_types(Options& options) {
   if (!options.has_type && options.output != Output::kStatistics) {
     options.choice.types &= ~(1U << NUV_SYSLOGLEVEL_TRACE | 1U << NUV_SYSLOGLEVEL_DEBUG |
@@ -221,7 +221,7 @@ int look_at_logs(Options& options) {
 int run(const std::vector<std::string>& words) {
   Options options;
   if (const auto problem = read_options(words, time(nullptr), options)) {
-    return complain(kUsage, *problem + "; --help shows how it is done");
+    return complain(kUsage, *problem + "; see --help");
   }
   if (options.wants_help) {
     return write_out({}, kHelp);

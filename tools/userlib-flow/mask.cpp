@@ -37,7 +37,7 @@ std::variant<uint32_t, MaskError> read_mask_names(std::string_view names) {
     const std::string_view name = names.substr(begin, end - begin);
     const Type type = type_named(name);
     if (type == kNoType) {
-      return MaskError{quote(name) + " is no trace type: must be all, none, or of " + all_names() +
+      return MaskError{quote(name) + " is not a trace type: must be all, none, or some of " + all_names() +
                        ", with commas between them"};
     }
     mask |= 1U << type;
@@ -61,7 +61,7 @@ std::variant<std::string, MaskError> answer_mask(std::string_view word, const st
     uint32_t mask = 0;
     const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), mask);
     if (error != std::errc() || mask > kGreatestMask) {
-      return MaskError{quote(word) + " is no mask: must be a number from 0 to " + std::to_string(kGreatestMask)};
+      return MaskError{quote(word) + " is not a mask: must be a number from 0 to " + std::to_string(kGreatestMask)};
     }
     return names_in_mask(mask) + "\n";
   }

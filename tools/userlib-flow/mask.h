@@ -1,4 +1,4 @@
-// The arithmetic of trace masks, which nobody does in his head.
+// Converts trace masks to type names and back.
 #ifndef TOOLS_USERLIB_FLOW_MASK_H
 #define TOOLS_USERLIB_FLOW_MASK_H
 
@@ -15,14 +15,14 @@ struct MaskError {
 
 constexpr uint32_t kGreatestMask = 1023;
 
-// "info,error" and the like as a mask; "none" is 0, "all" is 1023.
+// Names such as "info,error" as a mask; "none" is 0, "all" is 1023.
 std::variant<uint32_t, MaskError> read_mask_names(std::string_view names);
 
-// The names in a mask of 0 to 1023, with commas between them; "none" for 0.
+// The names in a mask of 0 to 1023, separated by commas; "none" for 0.
 std::string names_in_mask(uint32_t mask);
 
-// What is printed for one word: for names the number and the line for a daemon's console, for a number its names. The
-// line is for the module, or for all of them if that is empty.
+// The output for one word: for names, the mask and the command for a daemon's console; for a mask, its names. The
+// command is for the module, or for all modules if that is empty.
 std::variant<std::string, MaskError> answer_mask(std::string_view word, const std::string& module);
 
 }  // namespace flow_tool

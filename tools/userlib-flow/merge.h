@@ -1,4 +1,4 @@
-// Several logs as one, in the order of their times.
+// Merges several logs by time.
 #ifndef TOOLS_USERLIB_FLOW_MERGE_H
 #define TOOLS_USERLIB_FLOW_MERGE_H
 
@@ -9,16 +9,16 @@
 
 namespace flow_tool {
 
-// Holds one line of each input at a time, whatever their sizes.
+// Holds only one line of each input.
 class Merge {
  public:
   Merge(const std::vector<std::string>& names, time_t now);
 
-  // The earliest record that is left; of those at the same time the one of the input that was named first. Null when no
-  // input has a line, with kStay a whole one. Good until the next call.
+  // The earliest record left; among equal times that of the input named first. Null if no input has a line (with kStay,
+  // a complete line). Valid until the next call.
   const Record* next(Input::End end);
 
-  // Looks for inputs that are another file now.
+  // Reopens inputs whose file has been replaced.
   void reopen_rotated();
 
   const std::vector<Input>& inputs() const { return inputs_; }
@@ -26,7 +26,7 @@ class Merge {
 
  private:
   std::vector<Input> inputs_;
-  std::vector<char> is_loaded_;  // whether the input's record is still to come
+  std::vector<char> is_loaded_;  // whether the input's record is still to be returned
 };
 
 }  // namespace flow_tool

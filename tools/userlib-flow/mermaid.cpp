@@ -4,7 +4,7 @@ namespace flow_tool {
 
 namespace {
 
-// What ends a statement, begins a character's code or looks like a tag is written as a code itself.
+// Writes characters that end a statement, begin a character code or look like a tag as codes.
 std::string escape(const std::string& text) {
   std::string result;
   for (const char c : text) {

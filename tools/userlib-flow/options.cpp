@@ -20,7 +20,7 @@ constexpr size_t kMostContext = 10'000;
 constexpr uint32_t kGreatestLine = 65'535;
 constexpr Time kLongestGap = 1'000'000 * kSecond;
 
-// What is wrong with a value, and what would be right.
+// A message that names the bad value, and what would be right.
 std::string wrong(std::string_view name, std::string_view value, std::string_view right) {
   return "option " + std::string(name) + ": " + quote(value) + " must be " + std::string(right);
 }
@@ -122,7 +122,7 @@ void take_modules(std::string_view value, Options& options) {
   }
 }
 
-// Reads one command line. The first word that is wrong ends the walk.
+// Reads one command line, up to the first mistake.
 class CommandLine {
  public:
   CommandLine(const std::vector<std::string>& words, time_t now, Options& options)
@@ -162,15 +162,15 @@ class CommandLine {
       return equals == std::string::npos ? std::nullopt : Problem("option " + quote(word) + " takes no value");
     }
     if (!wants_value(name)) {
-      return "option " + quote(word) + " is not known";
+      return "option " + quote(word) + " is unknown";
     }
     if (equals == std::string::npos && at_ == words_.size()) {
-      return "option " + name + " wants a value";
+      return "option " + name + " needs a value";
     }
     return take_value(name, equals != std::string::npos ? word.substr(equals + 1) : words_[at_++]);
   }
 
-  // Sets what the option stands for, if it is one of these.
+  // Handles the options without a value. Returns whether this is one.
   bool takes_no_value(const std::string& name) {
     if (name == "--svg" || name == "--mermaid" || name == "--stats") {
       ++outputs_;
@@ -250,17 +250,17 @@ class CommandLine {
 
   Problem check() const {
     if (outputs_ > 1) {
-      return "--svg, --mermaid and --stats exclude each other";
+      return "--svg, --mermaid and --stats cannot be combined";
     }
     if (options_.follows && options_.output != Output::kText) {
-      return "--follow prints a chart as text: it excludes --svg, --mermaid and --stats";
+      return "--follow prints a text chart: it cannot be combined with --svg, --mermaid or --stats";
     }
     if (options_.follows && options_.inputs.size() > 1 &&
         std::find(options_.inputs.begin(), options_.inputs.end(), "-") != options_.inputs.end()) {
-      return "--follow reads the standard input alone, or files";
+      return "--follow reads either the standard input or files";
     }
     if (options_.follows && options_.file) {
-      return "--follow prints on the standard output: it excludes --output";
+      return "--follow prints to the standard output: it cannot be combined with --output";
     }
     return {};
   }
@@ -280,11 +280,11 @@ std::optional<std::string> read_options(const std::vector<std::string>& words, t
   }
   if (options.is_mask) {
     if (options.choice.modules.size() > 1) {
-      return "option --module: mask takes the name of one module";
+      return "option --module: mask takes only one module";
     }
     options.mask_module = options.choice.modules.empty() ? "" : options.choice.modules.front();
     if (options.masks.empty() && !options.wants_help && !options.wants_version) {
-      return "mask wants names, such as info,error,tracemf, or a number from 0 to 1023";
+      return "mask needs names, such as info,error,tracemf, or a number from 0 to 1023";
     }
   }
   if (options.inputs.empty()) {

@@ -36,8 +36,7 @@ struct Options {
   std::vector<std::string> masks;
 };
 
-// Reads the words of a command line. Returns what is wrong with the first bad one, and what would be right; nothing if
-// all are good.
+// Reads the words of a command line. Returns a message about the first bad one; nothing if all are good.
 std::optional<std::string> read_options(const std::vector<std::string>& words, time_t now, Options& options);
 
 }  // namespace flow_tool

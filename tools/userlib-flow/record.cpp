@@ -16,7 +16,7 @@ bool is_digit(char c) {
   return c >= '0' && c <= '9';
 }
 
-// What is dialled counts as a number, too.
+// Dialled digits count as a number, too.
 bool is_number(std::string_view word) {
   return std::all_of(word.begin(), word.end(), [](char c) { return is_digit(c) || c == '#' || c == '*'; });
 }
@@ -28,7 +28,7 @@ KeptRecord::KeptRecord(const Record& record) : record_(record) {
   for (const auto text : kTexts) {
     size += (record.*text).size();
   }
-  // A text this long is never kept inside the string itself, so that the views survive when this is moved.
+  // A string of this size keeps its text on the heap, so the views survive a move.
   memory_.reserve(std::max<size_t>(size, 64));
   for (const auto text : kTexts) {
     const size_t begin = memory_.size();

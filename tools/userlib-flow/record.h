@@ -1,4 +1,4 @@
-// What a line of a log tells, once it is read.
+// A parsed line of a log.
 #ifndef TOOLS_USERLIB_FLOW_RECORD_H
 #define TOOLS_USERLIB_FLOW_RECORD_H
 
@@ -12,33 +12,33 @@
 
 namespace flow_tool {
 
-// The ten trace types; the plain logger's are the first six of them.
+// The ten trace types; the plain logger has the first six.
 using Type = uint32_t;
 constexpr Type kTypes = NUV_SYSLOGLEVEL_TRACEDO + 1;
 constexpr Type kNoType = kTypes;
 
-// Which of the library's lines it is, and with that, which fields of the record hold something.
+// The kind of line, which determines the fields that are set.
 enum class Kind : uint8_t {
   kMessage,       // from, from_number, text, to, to_number, is_received
   kLocated,       // module, file, source_line, text
   kShort,         // module, text
   kDump,          // module, text (the title), hex
   kGuiOutput,     // module, text
-  kReport,        // file, source_line, text: a contract check has failed
+  kReport,        // file, source_line, text: a failed contract check
   kStatus,        // text
-  kUnregistered,  // text: what a module that is not registered had to say
+  kUnregistered,  // text: a message of an unregistered module
   kPlainLocated,  // file, source_line, text: the logger without modules
   kPlainShort,    // text
   kPlainDump,     // text (the title), hex
 };
 
-// Texts point into the line, or into memory of the reader: they are good until the next line is read.
+// Texts point into the line, or into memory of the reader: they are valid until the next line is read.
 struct Record {
   Kind kind = Kind::kStatus;
   Type type = kNoType;
   bool is_received = false;  // "RX", else "TX"
   Time time = kNoTime;
-  std::string_view line;   // the whole line as it was found
+  std::string_view line;   // the whole line
   std::string_view ident;  // who wrote it; empty on the console
   uint32_t pid = 0;
   std::string_view module;
@@ -54,7 +54,7 @@ struct Record {
   size_t number = 0;  // of the line in its input, from 1
 };
 
-// A record with memory of its own.
+// A record that owns its texts.
 class KeptRecord {
  public:
   explicit KeptRecord(const Record& record);
@@ -73,10 +73,10 @@ class KeptRecord {
 // The type with this name, as the library prints it; kNoType if there is none.
 Type type_named(std::string_view name);
 
-// "offhook" of "3 offhook": the first word that is no number. The whole message if it has no such word.
+// "offhook" of "3 offhook": the first word that is not a number. The whole message if it has none.
 std::string_view name_of_message(std::string_view message);
 
-// "3" of "3 offhook", for daemons that begin a message with the number of the line that it is about; else empty.
+// "3" of "3 offhook", for daemons that begin messages with the number of the subscriber's line; else empty.
 std::string_view subject_of_message(std::string_view message);
 
 }  // namespace flow_tool

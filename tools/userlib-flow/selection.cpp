@@ -14,7 +14,7 @@ constexpr bool is_word_character(char c) {
   return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
-// Whether the word stands in the text, with something else on both sides.
+// Whether the text contains the word as a whole word.
 bool has_word(std::string_view text, std::string_view word) {
   for (size_t at = text.find(word); at != std::string_view::npos; at = text.find(word, at + 1)) {
     const size_t end = at + word.size();
@@ -26,7 +26,7 @@ bool has_word(std::string_view text, std::string_view word) {
   return false;
 }
 
-// "09", "09:04", "09:04:07", "09:04:07.042" since midnight.
+// "09", "09:04", "09:04:07" or "09:04:07.042", as the time since midnight.
 std::optional<Time> read_clock(std::string_view text) {
   std::string date = "1970-01-01T";
   date += text;
@@ -97,12 +97,12 @@ bool Selection::suits(const Record& record) const {
   const auto is_chosen = [this](std::string_view name) {
     return std::find(choice_.modules.begin(), choice_.modules.end(), name) != choice_.modules.end();
   };
-  // A message tells no module; the ends of its way stand in for it.
+  // A message has no module; its sender and receiver stand in for it.
   return choice_.modules.empty() ||
          (record.kind == Kind::kMessage ? is_chosen(record.from) || is_chosen(record.to) : is_chosen(record.module));
 }
 
-// A dump says nothing about a line by itself. It belongs to what was written before it.
+// A dump does not name a line by itself; it belongs to the record before it.
 bool Selection::is_of_line(const Record& record) {
   if (record.kind != Kind::kDump && record.kind != Kind::kPlainDump) {
     is_of_line_ = (!choice_.line || is_about_line(record, *choice_.line)) && (!choice_.call || is_of_call(record));
@@ -110,8 +110,8 @@ bool Selection::is_of_line(const Record& record) {
   return is_of_line_ || (!choice_.line && !choice_.call);
 }
 
-// A call begins when somebody tells that the receiver was lifted, and ends when he has got the answer to the news that it
-// was put back.
+// A call begins with the message that the receiver was lifted, and ends when its sender gets the answer to the message
+// that it was put back.
 bool Selection::is_of_call(const Record& record) {
   if (stage_ == Stage::kOver || !is_about_line(record, choice_.call->line)) {
     return false;

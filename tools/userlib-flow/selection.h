@@ -1,4 +1,4 @@
-// Which records one wants to see.
+// Selects the records to show.
 #ifndef TOOLS_USERLIB_FLOW_SELECTION_H
 #define TOOLS_USERLIB_FLOW_SELECTION_H
 
@@ -15,18 +15,18 @@
 
 namespace flow_tool {
 
-// A time that somebody has typed: a date with a time, or a time of the day on which the log begins.
+// A time from the command line: a date with a time, or a time on the day on which the log begins.
 struct Moment {
   std::optional<Time> time;
   Time of_day = 0;
 
-  // "09:04", "09:04:07", "09:04:07.042", the same behind "2026-03-05 ", or "Mar  5 09:04:07"; none for other texts.
+  // "09:04", "09:04:07", "09:04:07.042", the same after "2026-03-05 ", or "Mar  5 09:04:07"; none for other texts.
   static std::optional<Moment> read(std::string_view text, time_t now);
 
   Time on_day_of(Time day) const;
 };
 
-// One call of a subscriber: the so-manieth of those in the log, from 1.
+// A call of a subscriber, by its number in the log, from 1.
 struct Call {
   uint32_t line = 0;
   uint32_t number = 1;
@@ -34,28 +34,28 @@ struct Call {
 
 struct Choice {
   std::vector<std::string> modules;  // empty: any
-  uint32_t types = UINT32_MAX;       // a bit a type, as in a mask; the bit behind them for lines without a type
+  uint32_t types = UINT32_MAX;       // a bit per type, as in a mask; the next bit for lines without a type
   std::optional<uint32_t> line;
   std::optional<Moment> since;
   std::optional<Moment> until;
   std::optional<std::string> around;
-  size_t context = 10;  // records on each side of what `around` finds
+  size_t context = 10;  // records before and after a match of `around`
   std::optional<Call> call;
 };
 
-// Whether a record is about a subscriber's line: its message begins with the number, or its text names it.
+// Whether a record is about a subscriber's line: its message begins with the number, or its text names the line.
 bool is_about_line(const Record& record, uint32_t line);
 
 class Selection {
  public:
   using Sink = std::function<void(const Record&)>;
 
-  // The sink gets what is chosen, in order. With `around`, also records that were read before.
+  // The sink gets the selected records in order. With `around`, also records that were read before a match.
   Selection(Choice choice, Sink sink) : choice_(std::move(choice)), sink_(std::move(sink)) {}
 
   void take(const Record& record);
 
-  // Whether nothing that is still to come can be chosen.
+  // Whether no later record can be selected.
   bool is_complete() const { return stage_ == Stage::kOver; }
 
  private:
@@ -72,9 +72,9 @@ class Selection {
   std::optional<Time> since_;
   std::optional<Time> until_;
   Stage stage_ = Stage::kBefore;
-  bool is_of_line_ = false;  // the last record that was no dump
+  bool is_of_line_ = false;  // of the last record that was not a dump
   uint32_t calls_ = 0;
-  std::string caller_;  // who has told of the receiver that was lifted
+  std::string caller_;  // the sender of the message that began the call
   std::deque<KeptRecord> before_;
   size_t still_around_ = 0;
 };

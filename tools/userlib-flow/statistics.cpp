@@ -74,7 +74,7 @@ Statistics::Waiting& Statistics::slot_of(const Record& record, bool is_request, 
 }
 
 void Statistics::note_latency(Flow& flow, const Waiting& request, const Record& answer) {
-  // A clock that was put back makes no answer come before its question.
+  // The clock may have been set back between request and answer.
   const Time latency = std::max<Time>(answer.time - request.since, 0);
   if (!flow.latencies) {
     flow.latencies = std::make_unique<Histogram>();
@@ -196,8 +196,7 @@ std::string Statistics::print_latencies(const Merge& merge) const {
     return {};
   }
   const std::string unasked =
-      unasked_ > 0 ? with_commas(unasked_) + (unasked_ == 1 ? " message" : " messages") + " that nobody had asked for\n"
-                   : "";
+      unasked_ > 0 ? with_commas(unasked_) + (unasked_ == 1 ? " answer" : " answers") + " without a request\n" : "";
   return "\n" + print_table(rows, 4) + unasked + "\n" + worst;
 }
 

@@ -1,4 +1,4 @@
-// Numbers of a log of any length, in memory that does not grow with it.
+// Statistics of a log of any length, in constant memory.
 #ifndef TOOLS_USERLIB_FLOW_STATISTICS_H
 #define TOOLS_USERLIB_FLOW_STATISTICS_H
 
@@ -17,12 +17,12 @@
 
 namespace flow_tool {
 
-// Who speaks first between two lanes asks; what he says are requests, what comes back are answers. A request is answered
-// by the next message that goes the other way between the same two ends, and, where messages begin with the number of a
-// subscriber's line, about the same line. Where a request follows another that has no answer, the latter stays without.
+// Between two lanes, the first to send makes requests; messages the other way are answers. The next message the other
+// way between the same two ends answers a request; if messages begin with the number of a subscriber's line, it must be
+// about the same line. A request that is followed by another before its answer stays without one.
 class Statistics {
  public:
-  // What there is more of is counted together, as "others".
+  // Further ones are counted together, as "others".
   static constexpr size_t kMostLanes = 256;
   static constexpr size_t kMostFlows = 1024;
 
@@ -30,7 +30,7 @@ class Statistics {
 
   void take(const Record& record);
 
-  // All of it as tables. The merge names the inputs, and tells what became of their lines.
+  // The statistics as tables. The merge gives the names and line counts of the inputs.
   std::string text(const Merge& merge) const;
 
  private:
@@ -38,12 +38,12 @@ class Statistics {
     size_t sent = 0;
     size_t received = 0;
   };
-  // A line, by its input and its number there.
+  // A line of an input.
   struct Place {
     size_t input = 0;
     size_t number = 0;
   };
-  // Messages of one name from one lane to another, and the answers to them.
+  // Messages of one name from one lane to another, and their answers.
   struct Flow {
     std::string name;
     size_t from;
@@ -56,10 +56,10 @@ class Statistics {
     Place answer;
     std::string answer_line;
   };
-  // A request without an answer so far. There is one slot for all requests with the same hash.
+  // A request without an answer so far. Requests with the same hash share one slot.
   struct Waiting {
     uint64_t key = 0;
-    Flow* flow = nullptr;  // null: nobody waits
+    Flow* flow = nullptr;  // null: the slot is free
     Time since = kNoTime;
     Place asked;
   };
@@ -80,12 +80,12 @@ class Statistics {
 
   Lanes lanes_;
   std::vector<Traffic> traffic_;  // of each lane, and of the others
-  std::vector<char> asks_;        // who asks, for each pair of lanes: 0 nobody yet, 1 the first, 2 the second
+  std::vector<char> asks_;        // who makes requests, per pair of lanes: 0 unknown, 1 the first, 2 the second
   std::vector<std::unique_ptr<Flow>> flows_;
   std::unordered_map<std::string, Flow*> flow_by_key_;
   std::string wanted_;
   size_t other_messages_ = 0;
-  size_t unasked_ = 0;  // answers to nothing
+  size_t unasked_ = 0;  // answers without a request
   std::vector<Waiting> waiting_;
   std::array<size_t, kTypes + 1> types_ = {};
   Time first_ = kNoTime;

@@ -13,18 +13,18 @@ namespace flow_tool {
 
 namespace {
 
-// In pixels, down the picture.
+// Vertical sizes, in pixels.
 constexpr int kRow = 34;
 constexpr int kHead = 52;
 constexpr int kGap = 40;
 constexpr int kMargin = 14;
-constexpr int kRowsUnderHead = 30;  // then the lanes are named again
+constexpr int kRowsUnderHead = 30;  // after these the lane names are repeated
 
-// Across the picture: in parts of its width, whatever that is.
+// Horizontal sizes.
 constexpr double kTimesPercent = 14;
-constexpr double kNarrowest = 390;  // pixels: what is there on a telephone
-constexpr double kWide = 700;       // from here on the wide texts are shown
-constexpr double kLaneNeeds = 66;   // with more lanes the picture is wider than a telephone, and scrolls
+constexpr double kNarrowest = 390;  // pixels: the width of a phone
+constexpr double kWide = 700;       // pixels: shows the wide texts from here on
+constexpr double kLaneNeeds = 66;   // pixels: with too many lanes for a phone, the picture is wider and scrolls
 constexpr double kNarrowLetter = 6.1;
 constexpr double kWideLetter = 7.3;
 constexpr double kNoteInset = 26;
@@ -103,7 +103,7 @@ std::string attribute(const char* name, int value) {
   return attribute(name, std::to_string(value));
 }
 
-// How many letters go into a part of the width.
+// The number of letters that fit into a part of the width.
 size_t letters(double part, double width, double letter) {
   return static_cast<size_t>(std::max(part / 100 * width / letter, 1.0));
 }
@@ -139,7 +139,7 @@ class Drawing {
     return left_ + (100 - left_) * (static_cast<double>(lane) + 0.5) / static_cast<double>(chart_.lanes.size());
   }
 
-  // The text twice where a narrow picture has less room for it.
+  // Writes the text twice, cut and in full, if a narrow picture has less room for it.
   void write(const std::string& attributes, const std::string& kind, double room, const std::string& text) {
     const std::string wide = cut_to(text, letters(room, std::max(kWide, least_width_), kWideLetter), "…");
     const std::string narrow = cut_to(text, letters(room, least_width_, kNarrowLetter), "…");
@@ -196,7 +196,7 @@ class Drawing {
     body_ += "<g" + attribute("class", kind) + "><title>" + escape(title) + "</title><rect class=\"hit\" x=\"0\" " +
              "width=\"100%\"" + attribute("y", y_) + attribute("height", kRow) + "/>";
     if (has_times_ && item.time != kNoTime) {
-      // On a telephone seconds have to do.
+      // A phone has room for seconds only.
       const std::string clock = clock_text(item.time);
       const std::string place = " x=\"8\"" + attribute("y", y_ + 26);
       body_ += "<text class=\"time wide\"" + place + ">" + clock + "</text><text class=\"time narrow\"" + place + ">" +
@@ -217,7 +217,7 @@ class Drawing {
     const double to = centre(item.to);
     const double middle = (from + to) / 2;
     if (item.from == item.to) {
-      // A way round from a lane to itself is made of pixels, and so in a picture of its own.
+      // A loop from a lane to itself has a size in pixels, so it needs a nested picture.
       body_ += "<svg overflow=\"visible\"" + attribute("x", percent(from)) + attribute("y", y_) +
                "><path class=\"way\" d=\"M0 12 h18 v14 h-16\" marker-end=\"url(#" + kind + ")\"/></svg>";
     } else {
@@ -298,7 +298,7 @@ class Drawing {
   int y_ = 0;
   int lanes_from_ = 0;
   double name_room_ = 0;
-  std::vector<std::pair<size_t, int>> names_again_;  // lanes and where they are named again, on top of all else
+  std::vector<std::pair<size_t, int>> names_again_;  // lanes and the heights at which to repeat their names, drawn last
   std::string lane_lines_;
   std::string body_;
 };

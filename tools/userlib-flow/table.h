@@ -10,7 +10,7 @@ namespace flow_tool {
 
 using Row = std::vector<std::string>;
 
-// The rows below each other, each column as wide as it needs, the last so many of them aligned to the right.
+// The rows as lines of text, each column as wide as its widest cell, the last `numbers` columns right-aligned.
 std::string print_table(const std::vector<Row>& rows, size_t numbers);
 
 }  // namespace flow_tool

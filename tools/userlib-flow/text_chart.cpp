@@ -32,7 +32,7 @@ struct TextChart::Glyphs {
   std::string loop;
 };
 
-// One row, cell by cell. A character that takes two columns leaves the cell behind it empty.
+// One row, cell by cell. A character two columns wide leaves the next cell empty.
 class TextChart::Canvas {
  public:
   explicit Canvas(size_t width) : cells_(width, " ") {}
@@ -43,7 +43,7 @@ class TextChart::Canvas {
     }
   }
 
-  // Returns the column behind the text. What does not fit is left out.
+  // Returns the column after the text. Text that does not fit is left out.
   size_t write(size_t column, const std::string& text) {
     for (size_t at = 0; at < text.size() && column < cells_.size();) {
       const size_t length = length_of_character(text, at);
@@ -98,7 +98,7 @@ TextChart::TextChart(const TextStyle& style, const std::vector<std::string>& lan
   }
 }
 
-// From edge to edge: the outer lanes are as far out as their names let them.
+// Spreads the lanes over the width; the outer ones are as far out as their names allow.
 void TextChart::place_lanes() {
   const size_t room = style_.width > time_width_ ? style_.width - time_width_ : 0;
   margin_ = std::min(columns_of(lanes_.front()) / 2, kMostMargin);
@@ -150,7 +150,7 @@ std::string TextChart::head() const {
   return finish(canvas) + finish(line);
 }
 
-// "│── 3 offhook ──▶│": the label in the middle, between what is left of the line.
+// "│── 3 offhook ──▶│": the label in the middle of the arrow.
 TextChart::Span TextChart::draw_arrow(Canvas& canvas, const ChartItem& item) const {
   const size_t left = centre(std::min(item.from, item.to)) + 1;
   const size_t right = centre(std::max(item.from, item.to));
@@ -168,7 +168,7 @@ TextChart::Span TextChart::draw_arrow(Canvas& canvas, const ChartItem& item) con
   return {left, right};
 }
 
-// From a lane to itself: beside it, on the side where there is room.
+// From a lane to itself: a loop on the side with room.
 TextChart::Span TextChart::draw_loop(Canvas& canvas, const ChartItem& item) const {
   const std::string label = " " + shown(item.label) + " ";
   const size_t lane = centre(item.from);

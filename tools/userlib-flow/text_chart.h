@@ -1,4 +1,4 @@
-// A chart for a terminal.
+// Draws a chart for a terminal.
 #ifndef TOOLS_USERLIB_FLOW_TEXT_CHART_H
 #define TOOLS_USERLIB_FLOW_TEXT_CHART_H
 
@@ -16,8 +16,8 @@ struct TextStyle {
   bool has_times = true;
 };
 
-// Prints rows of at most the width. Where there are more lanes than fit side by side, a message is a line "from -> to"
-// instead of an arrow.
+// Rows have at most the given width. If there are more lanes than fit, a message is a line "from -> to" instead of an
+// arrow.
 class TextChart {
  public:
   TextChart(const TextStyle& style, const std::vector<std::string>& lanes);
@@ -40,7 +40,7 @@ class TextChart {
   std::string time_of(const ChartItem& item) const;
   std::string coloured(const std::string& text, Type type) const;
   void draw_lanes(Canvas& canvas, const std::string& line) const;
-  // Each of these tells the columns of what it has drawn: from the first to behind the last.
+  // Each of these returns the columns drawn: the first, and one past the last.
   Span draw_arrow(Canvas& canvas, const ChartItem& item) const;
   Span draw_loop(Canvas& canvas, const ChartItem& item) const;
   Span draw_note(Canvas& canvas, const ChartItem& item) const;
@@ -50,8 +50,8 @@ class TextChart {
   TextStyle style_;
   std::vector<std::string> lanes_;
   size_t time_width_;
-  size_t margin_ = 0;   // what the name of the first lane needs on its left
-  size_t spacing_ = 0;  // from one lane to the next
+  size_t margin_ = 0;   // columns left of the first lane, for its name
+  size_t spacing_ = 0;  // columns from one lane to the next
   bool is_list_ = false;
 };
 

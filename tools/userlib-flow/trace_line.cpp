@@ -10,7 +10,7 @@ namespace flow_tool {
 
 namespace {
 
-constexpr size_t kLongestModule = 11;  // of an init file; those that register have ten characters at most
+constexpr size_t kLongestModule = 11;  // in an init file; modules that register have at most ten characters
 constexpr std::string_view kThreeBlanks = "   ";
 constexpr std::string_view kNotRegistered = "Module not registered for message: ";
 constexpr std::string_view kNobody = "sysloglevel";
@@ -39,7 +39,7 @@ std::optional<uint32_t> take_signed(std::string_view& text) {
   return number && is_negative ? std::optional(0 - *number) : number;
 }
 
-// "NAME:12" that is the whole text; a name may hold colons.
+// "NAME:12" as the whole text; a name may contain colons.
 bool read_endpoint(std::string_view text, std::string_view& name, uint32_t& number) {
   const size_t colon = text.rfind(':');
   if (colon == std::string_view::npos) {
@@ -52,7 +52,7 @@ bool read_endpoint(std::string_view text, std::string_view& name, uint32_t& numb
   return value && digits.empty();
 }
 
-// "FROM:1 -->MESSAGE--> TO:2  RX". What stands between the outermost arrows is the message.
+// "FROM:1 -->MESSAGE--> TO:2  RX". The message is the text between the outermost arrows.
 bool read_flow(std::string_view text, Record& record) {
   constexpr std::string_view kLeave = " -->";
   constexpr std::string_view kArrive = "--> ";
@@ -106,7 +106,7 @@ bool read_plain_place(std::string_view text, Record& record) {
   return true;
 }
 
-// "MODULE: REST"; the rest comes back.
+// "MODULE: REST". Returns the rest.
 std::optional<std::string_view> take_module(std::string_view text, Record& record) {
   const size_t end = text.find(": ");
   if (end > kLongestModule) {
@@ -134,7 +134,7 @@ bool is_hex_line(std::string_view text) {
   return true;
 }
 
-// "TITLE<separator>01 AB"; a title may hold anything.
+// "TITLE<separator>01 AB"; a title may contain anything.
 bool read_dump(std::string_view text, std::string_view separator, Record& record) {
   const size_t end = text.rfind(separator);
   if (end == std::string_view::npos || !is_hex_line(text.substr(end + separator.size()))) {
@@ -160,7 +160,7 @@ bool read_unregistered(std::string_view text, Record& record) {
   return true;
 }
 
-// The text of a contract check ends in a newline, which logs keep in one way or another.
+// The text of a contract check ends in a newline, which each log keeps in its own way.
 std::string_view without_newline(std::string_view text) {
   if (text.size() >= kNewlineInLog.size() && text.substr(text.size() - kNewlineInLog.size()) == kNewlineInLog) {
     text.remove_suffix(kNewlineInLog.size());
@@ -176,7 +176,7 @@ Verdict as(Kind kind, Record& record) {
   return Verdict::kTrace;
 }
 
-// Each of these gets what stands behind "TYPE:".
+// Each of these gets the text after "TYPE:".
 
 Verdict read_message(std::string_view text, Record& record) {
   if (!has_prefix(text, " ")) {
@@ -255,7 +255,8 @@ Verdict read_typed(std::string_view text, const Surroundings& surroundings, Reco
   }
 }
 
-// GUI output has no type: a module, and a text. Where the priority is not kept, any word in front might be a module.
+// GUI output has no type, only a module and a text. If the log does not keep the priority, any first word might be a
+// module.
 bool may_be_gui_output(std::string_view text, const Surroundings& surroundings) {
   const size_t end = text.find(": ");
   if (end > kLongestModule) {
@@ -293,7 +294,7 @@ Verdict read_untyped(std::string_view text, const Surroundings& surroundings, Re
   return Verdict::kForeign;
 }
 
-// Types with one initial are few: a line is compared with those only.
+// Compares the line only with the few types of the same initial.
 Type type_in_front(std::string_view text) {
   struct Name {
     std::string_view text;

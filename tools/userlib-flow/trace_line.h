@@ -1,4 +1,4 @@
-// Reads what the library itself has written: a trace line without what a log daemon puts in front of it.
+// Parses what the library itself writes: a trace line without the prefix of a log daemon.
 #ifndef TOOLS_USERLIB_FLOW_TRACE_LINE_H
 #define TOOLS_USERLIB_FLOW_TRACE_LINE_H
 
@@ -11,11 +11,11 @@ namespace flow_tool {
 
 enum class Verdict : uint8_t {
   kTrace,    // a line of the library
-  kForeign,  // somebody else's
-  kBroken,   // begins like a line of the library, and ends before it should
+  kForeign,  // not a line of the library
+  kBroken,   // begins like a line of the library, but ends too early
 };
 
-// What is known about a line before its text is looked at. Where a log does not keep the priority, the text decides.
+// What the prefix of a line tells. If a log does not keep the priority, the text decides.
 struct Surroundings {
   enum class Place : uint8_t { kConsole, kPlainConsole, kLog };
   Place place = Place::kLog;
@@ -24,7 +24,7 @@ struct Surroundings {
   bool has_pid = false;
 };
 
-// Fills the kind, the type and the fields of this kind; the text of a foreign line, too.
+// Sets the kind, the type and the fields of that kind; for a foreign line, the text.
 Verdict read_trace_line(std::string_view text, const Surroundings& surroundings, Record& record);
 
 }  // namespace flow_tool

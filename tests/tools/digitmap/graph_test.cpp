@@ -16,7 +16,7 @@ namespace {
 
 struct DrawnNode {
   std::string label;
-  std::string meaning;  // what its tooltip says behind the digits
+  std::string meaning;  // the tooltip after the digits
   std::map<char, int> edges;
 };
 
@@ -57,7 +57,7 @@ std::map<int, DrawnNode> read_graph(const std::string& graph) {
   return nodes;
 }
 
-// Whether a drawn node says what the plan answers to these digits.
+// Checks that a drawn node shows the plan's answer to these digits.
 void expect_right_answer(const DrawnNode& node, const Plan& plan, Mode mode, const std::string& digits) {
   const Answer now = ask(plan, mode, digits, Timer::kRunning);
   const Answer later = ask(plan, mode, digits, Timer::kExpired);
@@ -132,7 +132,7 @@ TEST(DigitmapToolGraph, PartsDigitsWherePatternsDiffer) {
 
 TEST(DigitmapToolGraph, EndsWhereThePlanHasDecided) {
   const Plan plan("11|11x", Plan::Source::kArgument);
-  // By first match, 11 is complete and nobody dials 11x. By best match it has to wait.
+  // By first match, 11 is complete and 11x is never dialled. By best match 11 has to wait.
   const auto first = read_graph(*draw(plan, Mode::kFirst));
   ASSERT_EQ(first.size(), 3U);
   EXPECT_EQ(first.at(2).label, "<B>11</B><BR/><FONT COLOR=\"#757575\">11x</FONT>");
@@ -184,13 +184,13 @@ TEST(DigitmapToolGraph, StopsAtTooManyPositions) {
   ASSERT_TRUE(largest);
   EXPECT_EQ(read_graph(*largest).size(), kMaxPositions);
   EXPECT_FALSE(draw(chain(kMaxPositions), Mode::kBest));
-  // Every digit of the last twelve makes a difference: 2 to the power of 12 sets of places.
+  // Each of the last twelve digits makes a difference: 2^12 sets of places.
   EXPECT_FALSE(draw(Plan("x.1xxxxxxxxxxxT", Plan::Source::kArgument), Mode::kBest));
 }
 
 TEST(DigitmapToolGraph, SharesPositionsBeforeItGivesUp) {
-  // Whether the last digit was a 0 makes a difference at each of ten positions: 2 to the power of 10 ways in a tree,
-  // but what was dialled before the last digit is forgotten.
+  // At each of ten positions only the last digit makes a difference, by being 0 or not: 2^10 paths in a tree, but few
+  // distinct positions.
   std::string text = "xxxxxxxxxxT";
   for (size_t i = 0; i < 10; ++i) {
     text += "|" + std::string(i, 'x') + "0A";
@@ -200,7 +200,7 @@ TEST(DigitmapToolGraph, SharesPositionsBeforeItGivesUp) {
   ASSERT_TRUE(graph);
   const auto nodes = read_graph(*graph);
   EXPECT_LE(nodes.size(), kMaxPositions);
-  // In a tree only one way leads from the root side to each node.
+  // In a tree only one edge leads to each node.
   std::map<int, int> ways;
   for (const auto& [from, node] : nodes) {
     std::set<int> next;

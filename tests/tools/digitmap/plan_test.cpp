@@ -54,7 +54,7 @@ TEST(DigitmapToolPlan, TakesWhatTheLibraryTakes) {
   EXPECT_GT(bad, 1000U);
 }
 
-// Each place that is complained about lies in its pattern, and is the first at which no continuation would help.
+// Each reported place is in its pattern, and is the first that no continuation could repair.
 TEST(DigitmapToolPlan, FindsTheFirstWrongCharacter) {
   std::mt19937 random(2);
   size_t looked_at = 0;
@@ -71,7 +71,7 @@ TEST(DigitmapToolPlan, FindsTheFirstWrongCharacter) {
     ASSERT_LT(problem.at, text.size());
     EXPECT_EQ(problem.why.find("memory"), std::string::npos);
     const std::string before = text.substr(0, problem.at);
-    // What stands before it can be continued to a pattern; with it, only a bracket that nobody closes can.
+    // The text before it can be continued to a pattern; with it, only an unclosed bracket can.
     const bool is_good_before = Plan(before, Plan::Source::kArgument).problems().empty() ||
                                 Plan(before + "]", Plan::Source::kArgument).problems().empty();
     EXPECT_TRUE(is_good_before);
@@ -99,28 +99,28 @@ TEST(DigitmapToolPlan, SaysWhatIsWrongAndWhatWouldBeRight) {
        "pattern 1, position 5: 'e' means nothing in a pattern: must be one of 0-9 A-D # * x [135] [2-5] . T\n"
        "  ( 1 e )\n      ^\n"},
       {"nothing to repeat", "1|.", Plan::Source::kArgument,
-       "pattern 2, position 3: '.' repeats the symbol before it, and there is none: must stand behind one\n"
+       "pattern 2, position 3: '.' repeats the symbol before it, and there is none: must follow one\n"
        "  1|.\n    ^\n"},
       {"the timer cannot be repeated alone", "T.", Plan::Source::kArgument,
-       "pattern 1, position 2: '.' repeats the symbol before it, and there is none: must stand behind one\n"
+       "pattern 1, position 2: '.' repeats the symbol before it, and there is none: must follow one\n"
        "  T.\n   ^\n"},
       {"open bracket", "[12|3", Plan::Source::kArgument,
-       "pattern 1, position 1: '[' is not closed: must have a ']' behind its symbols, in the same pattern\n"
+       "pattern 1, position 1: '[' is not closed: must have a ']' after its symbols, in the same pattern\n"
        "  [12|3\n  ^\n"},
       {"wildcard in brackets", "[1x]", Plan::Source::kArgument,
-       "pattern 1, position 3: 'x' cannot stand in brackets: must be one of 0-9 A-D # * or '-', or ']' before it\n"
+       "pattern 1, position 3: 'x' is not allowed in brackets: must be one of 0-9 A-D # * or '-', or ']' before it\n"
        "  [1x]\n    ^\n"},
       {"closed twice", "[1]]", Plan::Source::kArgument,
-       "pattern 1, position 4: ']' has no '[' before it: must stand behind one, as in [135]\n  [1]]\n     ^\n"},
+       "pattern 1, position 4: ']' has no '[' before it: must close one, as in [135]\n  [1]]\n     ^\n"},
       {"range without brackets", "1-2", Plan::Source::kArgument,
-       "pattern 1, position 2: '-' stands outside of brackets: a range is written [2-5]\n  1-2\n   ^\n"},
+       "pattern 1, position 2: '-' is outside brackets: a range must be written as [2-5]\n  1-2\n   ^\n"},
       {"comma", "1,2", Plan::Source::kArgument,
-       "pattern 1, position 2: ',' does not part patterns: must be '|'\n  1,2\n   ^\n"},
+       "pattern 1, position 2: ',' does not separate patterns: must be '|'\n  1,2\n   ^\n"},
       {"line end in an argument", "1\n2", Plan::Source::kArgument,
-       "pattern 1, position 2: byte 0x0a does not part patterns in an argument: must be '|', or the plan must come "
+       "pattern 1, position 2: byte 0x0a does not separate patterns in an argument: must be '|', or the plan must come "
        "from a file\n  1?2\n   ^\n"},
       {"tab in an argument", "1\t2", Plan::Source::kArgument,
-       "pattern 1, position 2: byte 0x09 is no blank in an argument: must be ' '\n  1 2\n   ^\n"},
+       "pattern 1, position 2: byte 0x09 is not a blank in an argument: must be ' '\n  1 2\n   ^\n"},
       {"null character", std::string("1\0002", 3), Plan::Source::kFile,
        "pattern 1, line 1, position 2: byte 0x00 means nothing in a pattern: must be one of 0-9 A-D # * x [135] "
        "[2-5] . T\n  1?2\n   ^\n"},

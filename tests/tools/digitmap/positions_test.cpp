@@ -41,7 +41,7 @@ Position position_of(const Positions& positions, const std::string& digits) {
   return position;
 }
 
-// The pattern that the library names, where a result is complete.
+// The pattern that the library names if a number is complete.
 std::string answer(const Plan& plan, Mode mode, const std::string& digits, bool is_late) {
   std::array<char, 64> pattern = {};
   const Result result = is_late
@@ -102,7 +102,7 @@ std::set<size_t> idle_patterns(const Plan& plan, Mode mode) {
   return idle;
 }
 
-// Dials everything up to a length, as far as the plan has not decided, and strikes out what decides.
+// Dials all strings up to a length until the plan decides, and removes the patterns that decide.
 void strike_out(const Plan& plan, Mode mode, const std::string& digits, size_t longest, std::set<std::string>& idle) {
   for (const char key : {'0', '1', '2', '3', '#'}) {
     const std::string longer = digits + key;
@@ -124,7 +124,7 @@ TEST(DialplanReach, FindsWhatNoDialStringBringsAbout) {
     const Plan plan(random_plan(random), Plan::Source::kArgument);
     SCOPED_TRACE(plan.text());
     for (const Mode mode : {Mode::kFirst, Mode::kBest}) {
-      // A pattern that stands twice decides where it stands first.
+      // Of two equal patterns, the first one decides.
       std::set<std::string> expected(plan.patterns().begin(), plan.patterns().end());
       strike_out(plan, mode, "", 6, expected);
       std::set<std::string> idle;

@@ -129,7 +129,7 @@ TEST(DigitmapTool, ReadsPlansFromFiles) {
   EXPECT_EQ(run({"@-"}, "110|\n\n0x.T").out, expected);
   EXPECT_EQ(run({"-f", "-"}, "110\r\n0x.T\r\n").out, expected);
   EXPECT_EQ(run({"-f", file.path(), "110", "2"}).status, 2);
-  // A word that begins with @ is no plan from a file if there is one already.
+  // A second plan is taken as digits.
   EXPECT_EQ(run({"-f", file.path(), "@" + file.path()}).status, 64);
 }
 
@@ -142,57 +142,47 @@ TEST(DigitmapTool, SaysWhatIsWrong) {
     int status;
     std::string complaint;
   } kCases[] = {
-      {"nothing", {}, 64, "there is no dial plan: must be MAP, @FILE or --file FILE; --help shows how it is done\n"},
-      {"unknown option", {"--grpah", "1"}, 64, "option '--grpah' is not known; --help shows how it is done\n"},
-      {"option with control characters",
-       {"-\033[31m"},
-       64,
-       "option '-?[31m' is not known; --help shows how it is done\n"},
-      {"flag with a value",
-       {"--first=1", "1"},
-       64,
-       "option '--first=1' is not known, or takes no value; --help shows how it is done\n"},
+      {"nothing", {}, 64, "no dial plan given: must be MAP, @FILE or --file FILE; see --help\n"},
+      {"unknown option", {"--grpah", "1"}, 64, "option '--grpah' is unknown; see --help\n"},
+      {"option with control characters", {"-\033[31m"}, 64, "option '-?[31m' is unknown; see --help\n"},
+      {"flag with a value", {"--first=1", "1"}, 64, "option '--first=1' is unknown, or takes no value; see --help\n"},
       {"no value",
        {"1", "--graph"},
        64,
-       "option '--graph' wants a value: the name of an SVG file to write; --help shows how it is done\n"},
+       "option '--graph' needs a value: the name of an SVG file to write; see --help\n"},
       {"no value of a file",
        {"-f"},
        64,
-       "option '-f' wants a value: the name of a file with a dial plan; --help shows how it is done\n"},
-      {"two kinds of graph",
-       {"--dot", "-g", "x", "1"},
-       64,
-       "--dot and --graph exclude each other; --help shows how it is done\n"},
+       "option '-f' needs a value: the name of a file with a dial plan; see --help\n"},
+      {"two kinds of graph", {"--dot", "-g", "x", "1"}, 64, "--dot and --graph cannot be combined; see --help\n"},
       {"undialled digits",
        {"1", "12x"},
        64,
-       "digits '12x': 'x' at position 3 cannot be dialled: must be one of 0-9 A-D # *; --help shows how it is done\n"},
+       "digits '12x': 'x' at position 3 cannot be dialled: must be one of 0-9 A-D # *; see --help\n"},
       {"blanks in digits",
        {"1", "1 2"},
        64,
-       "digits '1 2': ' ' at position 2 cannot be dialled: must be one of 0-9 A-D # *; --help shows how it is done\n"},
+       "digits '1 2': ' ' at position 2 cannot be dialled: must be one of 0-9 A-D # *; see --help\n"},
       {"too many digits",
        {"1", std::string(65, '1')},
        64,
-       "digits '" + std::string(65, '1') + "' are too many: at most 64 are looked at; --help shows how it is done\n"},
+       "digits '" + std::string(65, '1') + "' are too many: must be at most 64; see --help\n"},
       {"far too many digits",
        {"1", std::string(100000, '1')},
        64,
-       "digits '" + std::string(80, '1') +
-           "...' are too many: at most 64 are looked at; --help shows how it is done\n"},
+       "digits '" + std::string(80, '1') + "...' are too many: must be at most 64; see --help\n"},
       {"no pattern", {"( | )"}, 65, "the plan holds no pattern: must be one or more, such as '110|0x.T'\n"},
       {"empty file", {"@" + empty.path()}, 65, "the plan holds no pattern: must be one or more, such as '110|0x.T'\n"},
-      {"too long", {std::string(16385, '1')}, 65, "the plan is too long: at most 16384 characters are read\n"},
-      {"large file", {"@" + large.path()}, 65, "the plan is too long: at most 16384 characters are read\n"},
-      {"file without end", {"@/dev/zero"}, 65, "the plan is too long: at most 16384 characters are read\n"},
+      {"too long", {std::string(16385, '1')}, 65, "the plan is too long: must have at most 16384 characters\n"},
+      {"large file", {"@" + large.path()}, 65, "the plan is too long: must have at most 16384 characters\n"},
+      {"file without end", {"@/dev/zero"}, 65, "the plan is too long: must have at most 16384 characters\n"},
       {"no file", {"@/no/such/file"}, 66, "plan '/no/such/file' cannot be read: No such file or directory\n"},
       {"directory", {"@/"}, 66, "plan '/' cannot be read: Is a directory\n"},
       {"no name", {"@"}, 66, "plan '' cannot be read: No such file or directory\n"},
       {"too many positions",
        {"--dot", std::string(500, '1')},
        65,
-       "the plan has more than 500 positions: nobody can look at its tree\n"},
+       "the plan has more than 500 positions, too many to draw\n"},
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.name);
@@ -232,19 +222,17 @@ TEST(DigitmapTool, ChecksByTheModeThatIsAskedFor) {
             "userlib-digitmap: warning: pattern 2, position 5: '112' never decides: '1xx' does wherever it would, or "
             "sooner\n  1xx|112\n      ^\n");
   const TemporaryFile file("110 # 112\n");
-  EXPECT_EQ(
-      run({"--check", "@" + file.path()}).err,
-      "userlib-digitmap: warning: pattern 1, line 1, position 5: '#' is a key to dial, and begins no comment: the "
-      "pattern is '110#112'\n  110 # 112\n      ^\n");
+  EXPECT_EQ(run({"--check", "@" + file.path()}).err,
+            "userlib-digitmap: warning: pattern 1, line 1, position 5: '#' is a key, and does not start a comment: the "
+            "pattern is '110#112'\n  110 # 112\n      ^\n");
 }
 
 TEST(DigitmapTool, SaysWhereItsCheckHasStopped) {
   const Outcome outcome = run({"--check", "x.1" + std::string(20, 'x') + "T|1|10"});
   EXPECT_EQ(outcome.status, 0);
-  EXPECT_EQ(
-      outcome.err,
-      "userlib-digitmap: note: the plan has more than 20000 positions; patterns that never decide were not looked "
-      "for\n");
+  EXPECT_EQ(outcome.err,
+            "userlib-digitmap: note: the plan has more than 20000 positions; patterns that never decide were not "
+            "searched for\n");
 }
 
 TEST(DigitmapTool, ConvertsPublishedPlans) {
@@ -253,7 +241,7 @@ TEST(DigitmapTool, ConvertsPublishedPlans) {
   EXPECT_EQ(outcome.out, "0T|1[2356789]x|110|112\n");
   EXPECT_EQ(outcome.err,
             "userlib-digitmap: the same for all dial strings of up to 5 digits (30 were compared), and at all 0 "
-            "positions that longer ones get to\n");
+            "positions that longer ones reach\n");
   outcome = run({"--convert=h248", "--length", "2", "(9,[2-9]11S0|9,1xxx|xx.S2)"});
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.out, "9[2-9]11|91xxxT|xx.T\n");
@@ -279,7 +267,7 @@ TEST(DigitmapTool, SaysWhatItCannotConvert) {
        {"--convert=h248", "1|<9:>x"},
        65,
        "the plan cannot be converted: position 3: '<' belongs to a substitution, which changes the number: a plan here "
-       "only tells when one is complete\n"},
+       "only tells when a number is complete\n"},
       {"more digits behind a repeated symbol",
        {"--convert", "x.#5"},
        65,
@@ -292,32 +280,23 @@ TEST(DigitmapTool, SaysWhatItCannotConvert) {
       {"timer in the middle",
        {"--convert", "1T2"},
        65,
-       "the plan cannot be converted: a timer stands in the middle of a pattern, and it can only stand at the end\n"},
-      {"unknown form",
-       {"--convert=sip", "1"},
-       64,
-       "form 'sip' is not known: must be mgcp or h248; --help shows how it is done\n"},
-      {"no length",
-       {"--convert", "--length=0", "1"},
-       64,
-       "length '0' must be a number from 1 to 64; --help shows how it is done\n"},
+       "the plan cannot be converted: a timer is in the middle of a pattern: must be at its end\n"},
+      {"unknown form", {"--convert=sip", "1"}, 64, "form 'sip' is unknown: must be mgcp or h248; see --help\n"},
+      {"no length", {"--convert", "--length=0", "1"}, 64, "length '0' must be a number from 1 to 64; see --help\n"},
       {"great length",
        {"--convert", "--length=65", "1"},
        64,
-       "length '65' must be a number from 1 to 64; --help shows how it is done\n"},
-      {"digits", {"--convert", "1", "1"}, 64, "--check and --convert take no digits; --help shows how it is done\n"},
-      {"digits to check",
-       {"--check", "1", "1"},
-       64,
-       "--check and --convert take no digits; --help shows how it is done\n"},
+       "length '65' must be a number from 1 to 64; see --help\n"},
+      {"digits", {"--convert", "1", "1"}, 64, "--check and --convert take no digits; see --help\n"},
+      {"digits to check", {"--check", "1", "1"}, 64, "--check and --convert take no digits; see --help\n"},
       {"a check and a picture",
        {"--check", "--dot", "1"},
        64,
-       "--check is of a plan, and stands alone; --help shows how it is done\n"},
+       "--check cannot be combined with --convert, --dot or --graph; see --help\n"},
       {"a conversion and a picture",
        {"--convert", "-g", "x", "1"},
        64,
-       "--convert prints a plan, and stands alone; --help shows how it is done\n"},
+       "--convert cannot be combined with --dot or --graph; see --help\n"},
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.name);
@@ -341,7 +320,7 @@ TEST(DigitmapTool, ComplainsOfEachPatternThatDoesNotParse) {
             "userlib-digitmap: pattern 1, position 1: 'a' cannot be dialled: must be 'A'\n"
             "  a|110|[\n"
             "  ^\n"
-            "userlib-digitmap: pattern 3, position 7: '[' is not closed: must have a ']' behind its symbols, in the "
+            "userlib-digitmap: pattern 3, position 7: '[' is not closed: must have a ']' after its symbols, in the "
             "same pattern\n"
             "  a|110|[\n"
             "        ^\n");
@@ -396,7 +375,7 @@ TEST(DigitmapTool, PrintsAGraph) {
 
 TEST(DigitmapTool, DrawsAWellFormedPicture) {
   if (*DOT == '\0' || *XMLLINT == '\0') {
-    GTEST_SKIP() << "there is no dot or no xmllint";
+    GTEST_SKIP() << "needs dot and xmllint";
   }
   for (const char* plan : {"110|112|1[2-9]x|[2-9]x.T|0x.T|*xx|#xx", "T", "1.2.3.T|[5-2]|A", "11|11x|1xxxT"}) {
     SCOPED_TRACE(plan);
@@ -441,7 +420,7 @@ TEST(DigitmapTool, SaysWhyThereIsNoPicture) {
   } kCases[] = {
       {"fails", kShebang + "echo half; exit 3\n", 70, "the program 'dot' has failed with status 3\n"},
       {"dies", kShebang + "echo half; kill -TERM $$\n", 70, "the program 'dot' was ended by signal 15\n"},
-      {"does nothing", kShebang, 70, "the program 'dot' has made nothing\n"},
+      {"does nothing", kShebang, 70, "the program 'dot' has printed nothing\n"},
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.name);
@@ -449,7 +428,7 @@ TEST(DigitmapTool, SaysWhyThereIsNoPicture) {
   }
 }
 
-// The emulated posix_spawn() says so only by the status of a child, which any program may have.
+// Under emulation, posix_spawn() succeeds even if the program does not exist; the child then exits with 127.
 bool spawning_nothing_fails() {
   pid_t pid = 0;
   std::string name = "/nonexistent";
@@ -463,9 +442,9 @@ bool spawning_nothing_fails() {
 
 TEST(DigitmapTool, SaysWhyNothingDrawsThePicture) {
   if (!spawning_nothing_fails()) {
-    GTEST_SKIP() << "posix_spawn() does not tell that there is nothing to start, as under an emulator of the user mode";
+    GTEST_SKIP() << "posix_spawn() does not report missing programs, as under user-mode emulation";
   }
-  expect_no_picture("", 69, "the program 'dot' is not there: install graphviz, or take --dot\n");
+  expect_no_picture("", 69, "the program 'dot' is missing: install graphviz, or use --dot\n");
   expect_no_picture("\001\002", 69, "the program 'dot' does not start: Exec format error\n");
 }
 
@@ -480,7 +459,7 @@ TEST(DigitmapTool, NoticesThatAPictureCannotBeWritten) {
 }
 
 TEST(DigitmapTool, WantsDotToReadItsGraph) {
-  // What the program gets is the graph, whole.
+  // dot gets the whole graph on its standard input.
   const PathWithDot path(
       "#!/bin/sh\n[ \"$*\" = -Tsvg ] && while IFS= read -r line; do printf '%s\\n' \"$line\"; done\n");
   const TemporaryFile picture;

@@ -1,5 +1,5 @@
-// Dial plans that standards, manuals and their readers have published: which of them --convert rewrites, why not the
-// others, and that none changes its meaning on the way.
+// Dial plans from standards, manuals and their readers: which of them --convert rewrites, why not the others, and that
+// none changes its meaning.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -24,7 +24,7 @@ struct PublishedPlan {
   Form form;
   const char* plan;
   const char* source;
-  const char* why_not;  // part of what the conversion says; empty: it converts
+  const char* why_not;  // part of the error; empty if it converts
 };
 
 constexpr char kSubstitution[] = "belongs to a substitution";
@@ -39,9 +39,9 @@ const PublishedPlan kPlans[] = {
     {kMgcp, "(0| 00|[1-7]xxx|8xxxxxxx|#xxxxxxx|*xx|91xxxxxxxxxx|9011x.T|[0-9*].#)", "InnoMedia MTA8328 guide, 4.1.5",
      ""},
     {kMgcp, "11xS|00[1-7]xxx|8xxxxxxx|#xxxxxxx|*xx|91xxxxxxxxxx|9011x|xx.T", "AudioCodes MP-11x manual, table 23-1",
-     "'S' waits in plans as of H.248 and does not in others"},
+     "'S' waits in H.248 plans and does not in others"},
     {kMgcp, "(11xS|00T|[1-7]xxx|8xxxxxxx|#xxxxxxx|*xx|91xxxxxxxxxx|9011x.T)", "AudioCodes Mediant/TP-1610 manual 5.0",
-     "'S' waits in plans as of H.248 and does not in others"},
+     "'S' waits in H.248 plans and does not in others"},
     {kMgcp, "(123 | 1234)", "AudioCodes Mediant 1000 manual 5.4, page 489", ""},
     {kMgcp, "[2-8]xxxxxxx|13xxxxxxxxx|0xxxxxxxxxx|9xxxx|1[0124-9]x|*|#|x.#|[0-9*#].T", "Huawei UAC3000, DigitMap", ""},
     {kMgcp, "(011x.#|001x.T)", "Mediatrix 1204 manual, table 158", ""},
@@ -67,7 +67,7 @@ const PublishedPlan kPlans[] = {
      "a Polycom provisioning template from the Netherlands", ""},
     {kMgcp, "R9RRxxxxxxx", "Polycom SIP 2.1 bulletin", "'R' has no meaning"},
     {kMgcp, "R555R604R", "Polycom UC Software guide", "'R' has no meaning"},
-    {kMgcp, "0xxxS|33xxH", "Polycom IP 320 guide, page 205", "'S' waits in plans as of H.248"},
+    {kMgcp, "0xxxS|33xxH", "Polycom IP 320 guide, page 205", "'S' waits in H.248 plans"},
     // ---- Sipura, Linksys, Cisco ----
     {kH248, "(*xx|[3469]11|0|00|[2-9]xxxxxx|1xxx[2-9]xxxxxx|xxxxxxxxxxxx.)", "Sipura SPA-2000 guide 3.4.5.4", ""},
     {kH248, "( *xx | [3469]11|0|00|<:1408>[2-9]xxxxxx | 1[2-9]xx[2-9]xxxxxx | 011x. )", "Sipura SPA-2000 guide 6.1",
@@ -125,7 +125,7 @@ std::string name_of(const PublishedPlan& row) {
   return std::string(row.plan) + " (" + row.source + ")";
 }
 
-// All of them for daemons that take the best match, as phoned does.
+// All of them for daemons that use best match, as phoned does.
 const std::vector<Conversion>& conversions() {
   static const std::vector<Conversion> all = [] {
     std::vector<Conversion> each;
@@ -164,14 +164,14 @@ TEST(PublishedPlans, AreComparedOnAllDialStringsOfFiveDigits) {
   }
 }
 
-// ---- a second opinion, by regular expressions that are made of the plan's text alone ----
+// ---- a second opinion: regular expressions made from the plan's text ----
 
 struct Expression {
   std::regex regex;
   bool has_timer;
 };
 
-// What stands between bars that are in no parentheses.
+// The texts between bars that are outside parentheses.
 std::vector<std::string> alternatives_of(std::string text) {
   std::erase_if(text, [](char c) { return std::string_view("{}\" ,").find(c) != std::string_view::npos; });
   // Parentheses around the whole plan.
@@ -224,7 +224,7 @@ class SecondOpinion {
   SecondOpinion(const PublishedPlan& row, const std::string& converted)
       : form_(row.form), expressions_(expressions_of(row.plan)), ours_(converted, Plan::Source::kArgument) {}
 
-  // Returns whether dialling goes on behind these digits.
+  // Returns whether dialling continues after these digits.
   bool agree(const std::string& digits) {
     bool fits_at_once = false;
     bool fits_late = false;
@@ -240,7 +240,7 @@ class SecondOpinion {
       EXPECT_EQ(is_now, fits_at_once) << digits;
       EXPECT_TRUE(is_now || is_late == fits_late) << digits;
     } else {
-      // Whether it waits depends on what else fits; that it is a number does not.
+      // Other patterns affect whether it waits, but not whether it is a complete number.
       EXPECT_EQ(is_now || is_late, fits_at_once || fits_late) << digits;
     }
     fits_ += fits_at_once || fits_late ? 1 : 0;
@@ -277,7 +277,7 @@ std::string sample_of(const std::string& alternative, std::mt19937& random) {
   return digits;
 }
 
-// Keys one after the other, as likely as not such that lead somewhere.
+// Random keys, mostly such that continue a pattern.
 std::string random_digits(const Plan& plan, std::mt19937& random) {
   static const std::string kKeys = "0123456789*#";
   std::string digits;

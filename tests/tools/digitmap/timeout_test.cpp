@@ -1,4 +1,4 @@
-// What happens when nobody dials on: the tool and phoned tell the same for every plan, and both what a plain model tells.
+// At the time-out, the tool, phoned and a simple model give the same answer for every plan.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -38,7 +38,7 @@ std::string told_by_phoned(const phoned::DialPlan& plan, const std::string& digi
   return verdict.pattern;
 }
 
-// Those that the digits complete compete among themselves.
+// Only patterns that the digits complete take part.
 std::string told_by_model(const Plan& plan, const std::string& digits) {
   DigitMapModel complete;
   for (const std::string& pattern : plan.patterns()) {

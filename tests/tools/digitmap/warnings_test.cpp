@@ -24,11 +24,12 @@ using Words = std::vector<std::string>;
 
 TEST(DialplanWarnings, SayWhatIsMeantMostLikely) {
   const std::string bars =
-      "parentheses mean nothing, and a bar in them separates whole patterns: alternatives must be written out, such as "
-      "0x|1x for (0|1)x";
+      "parentheses mean nothing, and a bar in them separates whole patterns: must be written out, such as 0x|1x for "
+      "(0|1)x";
   const std::string open_end =
-      "'.' at the end never completes in best match, and in first match at once, before anything is repeated: ";
-  const std::string no_group = "parentheses mean nothing, but something seems to be missing";
+      "'.' at the end never completes in best match, and completes at once in first match, before anything is "
+      "repeated: ";
+  const std::string no_group = "parentheses mean nothing, but something may be missing";
   const struct {
     const char* plan;
     Words warnings;
@@ -39,7 +40,7 @@ TEST(DialplanWarnings, SayWhatIsMeantMostLikely) {
       {"[13-5]", {"1 '[13-5]' is one range from its first symbol to its last, 1-5: must be '[1345]' for 1 3-5"}},
       {"[2-46-8]",
        {"1 '[2-46-8]' is one range from its first symbol to its last, 2-8: must be '[234678]' for 2-4 6-8"}},
-      // These take what they say.
+      // Ranges that are right.
       {"[1-45]1|[2-5]#|[0-34-9]A|[135]B|[0-*]C", {}},
       {"1[9-1]", {"2 '[9-1]' matches nothing: must be '[1-9]'"}},
       {"1[]|2", {"2 '[]' matches nothing: must hold symbols, such as [135]"}},
@@ -48,23 +49,23 @@ TEST(DialplanWarnings, SayWhatIsMeantMostLikely) {
       {"(0|1)x", {"1 " + bars}},
       {"1(0|2)|9", {"2 " + bars}},
       {"((0|1)x|2)", {"2 " + bars}},
-      // Parentheses around whole patterns do no harm.
+      // Parentheses around whole patterns are harmless.
       {"(110|0x.T)|(*xx)", {}},
       {"((110|(112)))|( 1 ) 9", {}},
       {"(110|112", {"1 '(' is not closed: " + no_group}},
       {"110)|112", {"4 ')' has no '(' before it: " + no_group}},
       {"(12).T", {"5 '.' repeats the one symbol before it, not what stands in parentheses"}},
       {"0(x).T", {}},
-      {"12T3", {"3 'T' counts for the whole pattern wherever it stands: must be '123T', or two patterns"}},
-      {"1Tx.T", {"2 'T' counts for the whole pattern wherever it stands: must be '1x.T', or two patterns"}},
+      {"12T3", {"3 'T' applies to the whole pattern wherever it is: must be '123T', or two patterns"}},
+      {"1Tx.T", {"2 'T' applies to the whole pattern wherever it is: must be '1x.T', or two patterns"}},
       {"12 T T", {}},
       {"0x.", {"3 " + open_end + "must be '0x.T'"}},
       {"0x . ", {"4 " + open_end + "must be '0x.T'"}},
       {"0xT.",
-       {"3 'T' counts for the whole pattern wherever it stands: must be '0x.T', or two patterns",
+       {"3 'T' applies to the whole pattern wherever it is: must be '0x.T', or two patterns",
         "4 " + open_end + "must have its 'T' at the end"}},
       {"110|0x.T|*x.#", {}},
-      // In an argument there are no lines.
+      // An argument has no lines.
       {"110 #112", {}},
   };
   for (const auto& c : kCases) {
@@ -104,10 +105,10 @@ TEST(DialplanWarnings, NameWhatKeepsAPatternFromDeciding) {
         "28 '8T' never decides: 'xT' does wherever it would, or sooner",
         "31 '9T' never decides: 'xT' does wherever it would, or sooner"}},
       {"x.#5",
-       {"1 'x.#5' never decides: digits are given up behind a repeated symbol that does not allow them, unless the "
-        "pattern ends there and has no 'T'"},
-       {"1 'x.#5' never decides: digits are given up behind a repeated symbol that does not allow them, unless the "
-        "pattern ends there and has no 'T'"}},
+       {"1 'x.#5' never decides: a digit that a repeated symbol does not allow ends dialling, unless it completes a "
+        "pattern without 'T'"},
+       {"1 'x.#5' never decides: a digit that a repeated symbol does not allow ends dialling, unless it completes a "
+        "pattern without 'T'"}},
       {"x.#|[1-3].xT", {}, {}},
       {"11T|11x", {}, {}},
   };
@@ -120,7 +121,7 @@ TEST(DialplanWarnings, NameWhatKeepsAPatternFromDeciding) {
 
 TEST(DialplanWarnings, TakeNoKeyForAComment) {
   const auto in_file = [](const char* text) { return warnings_of(text, Mode::kBest, Plan::Source::kFile); };
-  const std::string no_comment = "'#' is a key to dial, and begins no comment: the pattern is ";
+  const std::string no_comment = "'#' is a key, and does not start a comment: the pattern is ";
   EXPECT_EQ(in_file("110 # 112\n0"), Words({"5 " + no_comment + "'110#112'"}));
   EXPECT_EQ(in_file("110\t#\n0"), Words({"5 " + no_comment + "'110#'"}));
   EXPECT_EQ(in_file("# 1\n0"), Words({"1 " + no_comment + "'#1'"}));
@@ -130,7 +131,7 @@ TEST(DialplanWarnings, TakeNoKeyForAComment) {
   EXPECT_EQ(
       plan.locate(plan.problems()[0]),
       "pattern 2, line 2, position 7: 'f' means nothing in a pattern: must be one of 0-9 A-D # * x [135] [2-5] . T; "
-      "'#' is a key to dial, and begins no comment");
+      "'#' is a key, and does not start a comment");
 }
 
 TEST(DialplanWarnings, SayWhereTheyStopped) {
@@ -146,18 +147,20 @@ TEST(DialplanWarnings, TellWhatOtherNotationsMean) {
     const char* plan;
     const char* why;
   } kCases[] = {
-      {"1S", "'S' is the short timer of other plans: must be 'T' at the end to wait, or nothing for at once"},
+      {"1S", "'S' is the short timer of other plans: must be 'T' at the end to wait, or left out to complete at once"},
       {"1L", "'L' is the long timer of other plans: must be 'T' at the end"},
-      {"Z1", "'Z' asks for a long press in other plans: nothing here does"},
-      {"<9:>x", "'<' belongs to <dialled:sent>, which changes a number: a plan only tells when one is complete"},
-      {"1900x!", "'!' bars a number in other plans: must be left out, with a plan that has no pattern for the number"},
-      {"x+", "'+' is no key; if it repeats the symbol before it, 'x+' must be 'xx.'"},
+      {"Z1", "'Z' means a long press in other plans: must be left out, as long presses are not reported here"},
+      {"<9:>x",
+       "'<' belongs to <dialled:sent>, which changes a number: must be left out, as a plan only tells when a number is "
+       "complete"},
+      {"1900x!", "'!' bars a number in other plans: must be left out, and so must every pattern for that number"},
+      {"x+", "'+' is not a key; if it repeats the symbol before it, 'x+' must be 'xx.'"},
       {"1x?", "'?' makes the symbol before it optional in other plans: must be two patterns, 1|1x for 1x?"},
       {"x{3}", "'{' belongs to a count, or encloses other plans: 'x{3}' must be 'xxx'"},
-      {"\"110\"", "'\"' is no part of a plan: must be left out, unless the shell takes it away"},
-      {"'110'", "''' is no part of a plan: must be left out, unless the shell takes it away"},
-      {"Exx", "'E' is another plan's name of a key: must be '*'"},
-      {"Fxx", "'F' is another plan's name of a key: must be '#'"},
+      {"\"110\"", "'\"' is not part of a plan: must be left out, unless the shell removes it"},
+      {"'110'", "''' is not part of a plan: must be left out, unless the shell removes it"},
+      {"Exx", "'E' is the name of a key in other plans: must be '*'"},
+      {"Fxx", "'F' is the name of a key in other plans: must be '#'"},
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.plan);

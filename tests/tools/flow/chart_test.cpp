@@ -1,4 +1,4 @@
-// From a log to a chart, in all the ways in which it is drawn.
+// From a log to a chart, in all output formats.
 #include "userlib-flow/chart.h"
 
 #include <gtest/gtest.h>
@@ -113,7 +113,7 @@ TEST(TextChart, IsDrawnInAscii) {
             "  |                    |@ 3 itself          |\n");
 }
 
-// Whatever the width and the number of lanes, and whatever the letters are.
+// For any width, any number of lanes and any letters.
 TEST(TextChart, FitsItsWidth) {
   std::string log;
   for (int lanes = 0; lanes < 20; ++lanes) {

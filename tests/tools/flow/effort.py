@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Lets userlib-flow count a long log with little memory, and compares its effort with that of grep.
+"""Has userlib-flow count a long log with little memory, and compares its CPU time with that of grep.
 
     effort.py USERLIB-FLOW
 
-The memory must not grow with the log: a limit leaves room for a few bytes a line only. The time is that of the processor, as
-a ratio to `grep -c` over the same file in the same run. The bar of benchmarks/flow.toml is narrower; this one sees a mistake.
+The memory must not grow with the log: the limit allows only a few bytes per line. The CPU time is a ratio to that of
+`grep -c` over the same file in the same run. benchmarks/flow.toml has a tighter limit; this one only finds gross mistakes.
 """
 import os
 import resource
@@ -13,7 +13,7 @@ import sys
 import tempfile
 
 LINES = 1_000_000
-MOST_DATA = 8 << 20  # bytes of memory that can be written to
+MOST_DATA = 8 << 20  # bytes of writable memory
 RUNS = 3
 MOST_OF_GREP = 16.0
 LINES_OF_A_CALL = (
@@ -39,19 +39,19 @@ def limit_memory():
 
 
 def measure(*command):
-    """What the program printed, and the seconds of a processor that it took."""
+    """The output of the command, and its CPU time in seconds."""
     with tempfile.TemporaryFile() as output:
         child = subprocess.Popen(command, stdout=output, preexec_fn=limit_memory)
         status, usage = os.wait4(child.pid, 0)[1:]
         child.returncode = os.waitstatus_to_exitcode(status)
         if child.returncode != 0:
-            sys.exit("effort: %s ends with status %d" % (" ".join(map(str, command)), child.returncode))
+            sys.exit("effort: %s exits with status %d" % (" ".join(map(str, command)), child.returncode))
         output.seek(0)
         return output.read().decode(), usage.ru_utime + usage.ru_stime
 
 
 def least_of(*command):
-    """The output, and the least seconds of some runs."""
+    """The output, and the least CPU time of several runs."""
     runs = [measure(*command) for _ in range(RUNS)]
     return runs[0][0], min(seconds for _, seconds in runs)
 
@@ -65,7 +65,7 @@ def main(flow):
     if "{0:,} lines: {0:,} traces, 0 foreign, 0 broken, 0 cut\n".format(LINES) not in counted:
         sys.exit("effort: not all lines are counted:\n" + counted)
     if seconds > MOST_OF_GREP * grep:
-        sys.exit("effort: more than %.0f times the effort of grep" % MOST_OF_GREP)
+        sys.exit("effort: must take at most %.0f times as long as grep" % MOST_OF_GREP)
 
 
 if len(sys.argv) != 2:

@@ -1,4 +1,4 @@
-// What the library itself prints, on the console and to the log, is read back as what was said.
+// Whatever the library prints to the console and to the log can be read back.
 #include <gtest/gtest.h>
 #include <sys/time.h>
 #include <syslog.h>
@@ -34,7 +34,7 @@ constexpr char kIdent[] = "phoned";
 constexpr char kTag[] = "phoned[77]: ";
 constexpr uint32_t kPid = 77;
 
-// A fixed time, as each of the logs writes it: 2026-03-05 09:04:07.042 in UTC.
+// A fixed time in the format of each log: 2026-03-05 09:04:07.042 in UTC.
 constexpr time_t kNow = 1'772'701'447;
 constexpr Time kTime = kNow * kSecond + 42'000;
 
@@ -61,7 +61,7 @@ class Random {
 constexpr char kWords[] = "abc XYZ 0123456789:;,.->#<>()[]{}'\"\\/*%&=";
 constexpr char kNames[] = "abcXYZ0189_.";
 
-// What was said to the library, as a record should tell it.
+// What was passed to the library, and should be in the record.
 struct Said {
   Kind kind;
   Type type;
@@ -96,7 +96,7 @@ bool is_plain(const Said& said) {
   return said.kind == Kind::kPlainDump || said.kind == Kind::kPlainLocated || said.kind == Kind::kPlainShort;
 }
 
-// By the same clock as the library's, whose last part time() may be behind.
+// The time by the library's own clock; time() may lag behind it.
 Time now_in_milliseconds() {
   timeval now = {};
   gettimeofday(&now, nullptr);
@@ -111,7 +111,7 @@ std::string json_string(const std::string& text) {
   return result + "\"";
 }
 
-// How a log keeps a line that was written with this priority and this tag.
+// The line that a log has for a message with this priority and tag.
 struct Log {
   const char* name;
   bool keeps_priority;
@@ -185,10 +185,10 @@ class LibraryOutput : public ::testing::Test {
     tzset();
   }
 
-  // A module of the registry, which has room for 60.
+  // Registers a module; the registry has room for 60.
   static int module(const std::string& name) { return NUV_Sysloglevel_registerModul(name.c_str()); }
 
-  // Says it to the console and to the log; both, and the log in each of its forms, have to tell the same.
+  // Prints to the console and to the log. Both, the log in all formats, must read back the same.
   static void try_both(const Said& said, const std::function<void()>& say) {
     SCOPED_TRACE("said '" + said.text + "' of '" + said.module + "' in '" + said.file + "'");
     try_console(said, say);
@@ -199,7 +199,7 @@ class LibraryOutput : public ::testing::Test {
     support::CapturedStdout console;
     NUV_Sysloglevel_set(0);
     NUV_Syslog_set(0);
-    // The plain logger asks the clock that time() reads, which may be some milliseconds behind the other one.
+    // The plain logger uses the clock of time(), which may be some milliseconds behind.
     const Time before = is_plain(said) ? time(nullptr) * kSecond : now_in_milliseconds();
     say();
     const std::string line = console.take();
@@ -230,7 +230,7 @@ class LibraryOutput : public ::testing::Test {
       EXPECT_EQ(record.ident, tag.substr(0, tag.find_first_of("[:"))) << kept;
       EXPECT_EQ(record.pid, has_pid ? kPid : 0) << kept;
       EXPECT_EQ(record.time / kSecond, kTime / kSecond) << kept;
-      // Without its priority such a line is like any other's.
+      // Without its priority, the line looks like a foreign one.
       if (!log.keeps_priority && (said.kind == Kind::kStatus || said.kind == Kind::kPlainDump)) {
         EXPECT_EQ(verdict, Verdict::kForeign) << kept;
         continue;
@@ -323,7 +323,7 @@ TEST_F(LibraryOutput, IsReadBackAsDump) {
     try_both(said, [&] { NUV_Sysloglevel_dump(handle, "x.c", 7, said.text.c_str(), data.data(), length); });
     said.kind = Kind::kPlainDump;
     said.module = "";
-    // Such a title is like the beginning of a line of another kind.
+    // This title looks like the beginning of another kind of line.
     said.text = "title " + said.text;
     try_both(said, [&] { NUV_Syslog_dump("x.c", 7, said.text.c_str(), data.data(), length); });
   }
@@ -342,7 +342,7 @@ TEST_F(LibraryOutput, IsReadBackAsGuiOutput) {
 TEST_F(LibraryOutput, IsReadBackAsReport) {
   Random random(6);
   for (int i = 0; i < kRounds; ++i) {
-    // The text of a check ends in a newline, which is not part of what it says; nor are blanks in front of it.
+    // The text of a check ends in a newline, which is not part of the message; nor are blanks before it.
     const std::string text = random.text(kWords, 0, 60) + ".";
     const std::string file = random.text(kNames, 1, 20);
     const auto line = static_cast<uint32_t>(random.below(5000));
@@ -366,7 +366,7 @@ TEST_F(LibraryOutput, IsReadBackFromThePlainLogger) {
     const std::string file = random.text("abcXYZ_.", 1, 20);
     const auto line = static_cast<uint32_t>(random.below(5000));
     const std::string text = random.text(kWords, 0, 60);
-    // Where the priority is lost, a blank in front and three in the middle make it another's line.
+    // Without the priority, a blank in front and three in the middle make it a foreign line.
     const std::string solid = "x" + random.text("abc:XYZ0189->#", 0, 60);
     using Write = void (*)(const char*, uint32_t, const char*);
     const std::pair<Type, Write> kShort[] = {{NUV_SYSLOGLEVEL_INFO, NUV_Syslog_info},
@@ -385,7 +385,7 @@ TEST_F(LibraryOutput, IsReadBackFromThePlainLogger) {
   }
 }
 
-// The line about a module that is not registered goes to the log in any case, with its own time if the log is off.
+// The line about an unregistered module always goes to the log, with a time of its own if the log is off.
 TEST_F(LibraryOutput, IsReadBackFromModulesThatAreNotRegistered) {
   const std::pair<std::string, std::function<void()>> kCases[] = {
       {"some text", [] { NUV_Sysloglevel_info(-1, "x.c", 7, "some text"); }},

@@ -1,4 +1,4 @@
-// Lines that no library prints as they stand: cut ones, foreign ones, what log daemons do to texts.
+// Lines that the library does not print like this: cut lines, foreign lines, texts changed by log daemons.
 #include "userlib-flow/line_parser.h"
 
 #include <gtest/gtest.h>
@@ -70,7 +70,7 @@ TEST_F(LineParserTest, TakesCutLinesForBroken) {
   }
 }
 
-// Whatever of a line gets lost at its end, reading goes on, and no other message is made of it.
+// A line cut anywhere must not be taken for another message.
 TEST_F(LineParserTest, SurvivesEachCut) {
   const std::string whole =
       "Mar  5 09:04:07 box user.debug phoned[7]: tracemf: card:34017 -->3 offhook--> channel:7171  RX";
@@ -99,7 +99,7 @@ TEST_F(LineParserTest, DropsTheNewlineOfAReportAsLogsKeepIt) {
 }
 
 TEST_F(LineParserTest, ReadsTheJournalsWays) {
-  // A text that is no UTF-8 is an array of bytes; escapes of all kinds; fields in any order, and more than once.
+  // Invalid UTF-8 is an array of bytes; escapes of all kinds; fields in any order, and more than once.
   ASSERT_EQ(parse(R"({"_PID":"7","MESSAGE":[105,110,102,111,58,76,32,32,32,228],"X":null,"Y":["a","b"],"Z":12.5 })"),
             Verdict::kTrace);
   EXPECT_EQ(record_.module, "L");
@@ -125,7 +125,7 @@ TEST_F(LineParserTest, ReadsStructuredData) {
 TEST_F(LineParserTest, GivesYearlessTimesTheirYear) {
   ASSERT_EQ(parse("Mar  5 09:04:07:042:info:L   x"), Verdict::kTrace);
   EXPECT_EQ(record_.time, kNow * kSecond + 42'000);
-  // In March, December is of last year; the last 29 February was two years ago.
+  // In March, December was last year; the last 29 February was two years ago.
   ASSERT_EQ(parse("Dec 31 00:00:00:000:info:L   x"), Verdict::kTrace);
   EXPECT_EQ(record_.time, Time{1'767'139'200} * kSecond);
   ASSERT_EQ(parse("Feb 29 00:00:00:000:info:L   x"), Verdict::kTrace);

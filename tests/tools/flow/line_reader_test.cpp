@@ -17,7 +17,7 @@ using support::TemporaryFile;
 
 constexpr time_t kNow = 1'772'701'447;
 
-// The lines of an input, with "~" behind those that are cut.
+// The lines of an input, with "~" after cut ones.
 std::vector<std::string> lines_of(const std::string& content) {
   const TemporaryFile file(content);
   const InputFile input(file.path());
@@ -49,7 +49,7 @@ TEST(LineReader, CutsLinesThatAreTooLongAndGoesOnBehindThem) {
   }
 }
 
-// However the pieces come, also over the end of the buffer.
+// For pieces of any size, also across the end of the buffer.
 TEST(LineReader, FindsLinesAcrossPieces) {
   std::string content;
   std::vector<std::string> expected;
@@ -92,7 +92,7 @@ TEST(Merge, PutsLinesOfSeveralFilesInOrderAndKeepsThatOfEach) {
   tzset();
   const TemporaryFile console(
       "Mar  5 09:04:07:100:info:L   1\nnothing\nMar  5 09:04:07:300:info:L   3\n"
-      // A clock that was put back keeps no other file from its turn.
+      // A clock that was set back does not hold up the other files.
       "Mar  5 08:00:00:000:info:L   4\nMar  5 09:04:07:900:info:L   7\n");
   const TemporaryFile log(
       "2026-03-05T10:04:07.200000+01:00 box p[1]: info:L   2\n2026-03-05T10:04:07.400000+01:00 box p[1]: info:L   5\n"

@@ -26,7 +26,7 @@ TEST(Mask, TellsTheNames) {
   EXPECT_EQ(answer("1023"), "info,trace,debug,dump,warning,error,guioutput,tracemf,tracect,tracedo\n");
 }
 
-// Each mask has names that give it back.
+// The names of each mask convert back to it.
 TEST(Mask, GoesBothWays) {
   for (uint32_t mask = 0; mask <= kGreatestMask; ++mask) {
     const auto read = read_mask_names(names_in_mask(mask));
@@ -36,10 +36,11 @@ TEST(Mask, GoesBothWays) {
 }
 
 TEST(Mask, RefusesWhatIsNone) {
-  EXPECT_EQ(answer("1024"), "error: '1024' is no mask: must be a number from 0 to 1023");
-  EXPECT_EQ(answer("99999999999"), "error: '99999999999' is no mask: must be a number from 0 to 1023");
+  EXPECT_EQ(answer("1024"), "error: '1024' is not a mask: must be a number from 0 to 1023");
+  EXPECT_EQ(answer("99999999999"), "error: '99999999999' is not a mask: must be a number from 0 to 1023");
   for (const char* word : {"", "infoo", "info,", ",info", "info, error", "-1", "unknown"}) {
-    EXPECT_NE(answer(word).find(" is no trace type: must be all, none, or of info, trace, debug, "), std::string::npos)
+    EXPECT_NE(answer(word).find(" is not a trace type: must be all, none, or some of info, trace, debug, "),
+              std::string::npos)
         << word;
   }
 }

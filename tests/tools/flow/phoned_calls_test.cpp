@@ -1,5 +1,5 @@
-// The calls of the demo as phoned writes them to its console and to a real system log: they are the same picture. The log
-// needs rsyslog, and root for a mount namespace in which /dev/log is ours.
+// The calls of the demo give the same picture from phoned's console and from a real system log. The log needs rsyslog,
+// and root for a mount namespace with our own /dev/log.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -34,7 +34,7 @@ std::string run(const std::string& path, const Words& words) {
   return program.out();
 }
 
-// What stands behind a text that the program prints, up to the end of the line.
+// The rest of the line after a text that the program prints.
 std::string text_behind(const Program& program, const std::string& text) {
   EXPECT_TRUE(program.says(text)) << program.err();
   const std::string out = program.out();
@@ -48,7 +48,7 @@ Words phoned_in(const std::string& place, const std::string& masks) {
           "--ini",        masks,          "--map",     "110 | 112 | 11T | 118xx | 12 | 12x | 0x.T | [2-9]xxx | *2x"};
 }
 
-// The demo's calls that take no turns with others, and then the end.
+// The demo's calls that do not overlap others, then the end.
 void call(const Program& phoned, const std::string& place, const std::string& first_line) {
   const std::string port = text_behind(phoned, "phoned: listening on port ");
   if (!first_line.empty()) {
@@ -60,7 +60,7 @@ void call(const Program& phoned, const std::string& place, const std::string& fi
   run(PHONECTL, {"console", place + "/console", "stop"});
 }
 
-// A picture without what differs from run to run: the whole lines of its tooltips, with their times and ports.
+// The picture without its tooltips, whose times and ports differ between runs.
 std::string without_tooltips(std::string svg) {
   for (size_t begin = svg.find("<title>"); begin != std::string::npos; begin = svg.find("<title>", begin + 1)) {
     const size_t end = svg.find("</title>", begin);
@@ -94,7 +94,7 @@ bool can_have_a_world_of_its_own() {
          Program(kUnshare, words).exit_status() == 0;
 }
 
-// What phoned writes to its console.
+// The output of phoned on its console.
 std::string console_log(const std::string& masks) {
   const std::string place = directory();
   const Words words = phoned_in(place, masks);
@@ -105,7 +105,7 @@ std::string console_log(const std::string& masks) {
   return phoned.out();
 }
 
-// Has a real log daemon write the logs into a folder. It comes first, where there is not enough of the processor for two.
+// Has a real log daemon write the logs to a folder. It gets priority if the CPU is too busy for both.
 void write_system_logs(const std::string& place, const std::string& masks) {
   Words words = kPrivately;
   words.insert(words.end(), {SYSTEM_LOG, place, kRsyslogd, "/usr/bin/nice", "-n", "19"});
@@ -116,7 +116,7 @@ void write_system_logs(const std::string& place, const std::string& masks) {
   EXPECT_EQ(world.exit_status(), 0) << world.err();
 }
 
-// phoned waits for no log daemon: a line that finds no room is lost, and phoned says so.
+// phoned does not wait for the log daemon: if its buffer is full, a line is lost, and phoned reports that.
 bool has_lost_lines(const std::string& place) {
   return TemporaryFile::content_of(place + "/traditional").find(" lines could not be written") != std::string::npos;
 }
@@ -124,7 +124,7 @@ bool has_lost_lines(const std::string& place) {
 TEST(CallsOfTheDemo, AreTheSamePictureFromTheConsoleAndFromASystemLog) {
   constexpr int kMostRuns = 8;
   if (!can_have_a_world_of_its_own()) {
-    GTEST_SKIP() << "this wants rsyslog, root, and a mount namespace";
+    GTEST_SKIP() << "needs rsyslog, root, and a mount namespace";
   }
   const TemporaryFile masks(kMasks);
   const TemporaryFile console(console_log(masks.path()));

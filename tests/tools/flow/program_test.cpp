@@ -1,4 +1,4 @@
-// The built program from outside.
+// Runs the built program.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -66,14 +66,14 @@ TEST(FlowTool, WritesToAFile) {
 TEST(FlowTool, SaysWhenThereIsNothing) {
   const Outcome outcome = run({"--call", "4"}, std::string(kLog) + "foreign\n");
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.err, "userlib-flow: nothing was chosen; 4 lines: 3 traces, 1 foreign, 0 broken, 0 cut\n");
+  EXPECT_EQ(outcome.err, "userlib-flow: nothing matches; 4 lines: 3 traces, 1 foreign, 0 broken, 0 cut\n");
 }
 
 TEST(FlowTool, SaysWhatIsLeftOut) {
   const Outcome outcome = run({"--limit", "1"}, kLog);
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.err,
-            "userlib-flow: 1 more are left out: choose with --since, --call or --line, or raise --limit 1\n");
+            "userlib-flow: 1 more are left out: select with --since, --call or --line, or raise --limit 1\n");
 }
 
 TEST(FlowTool, TellsOfInputsThatCannotBeReadAndDrawsTheOthers) {
@@ -94,21 +94,21 @@ TEST(FlowTool, TellsWhenItsOutputCannotBeWritten) {
   EXPECT_EQ(run({"-o", "/dev/full"}, kLog).status, 74);
 }
 
-// Each bad word is named, with what would be right.
+// Each message names the bad word, and what would be right.
 TEST(FlowTool, RefusesWhatItDoesNotUnderstand) {
   const struct {
     Words words;
     const char* why;
   } kCases[] = {
-      {{"--foo"}, "option '--foo' is not known"},
-      {{"-x"}, "option '-x' is not known"},
+      {{"--foo"}, "option '--foo' is unknown"},
+      {{"-x"}, "option '-x' is unknown"},
       {{"--svg=1"}, "option '--svg=1' takes no value"},
-      {{"--line"}, "option --line wants a value"},
+      {{"--line"}, "option --line needs a value"},
       {{"--line", "x"}, "option --line: 'x' must be the number of a subscriber's line, 0 to 65535"},
       {{"--call", "3:0"},
        "option --call: '3:0' must be the number of a subscriber's line, such as 3, or 3:2 for its second call"},
       {{"--type", "infoo"},
-       "option --type: 'infoo' is no trace type: must be all, none, or of info, trace, debug, dump, "
+       "option --type: 'infoo' is not a trace type: must be all, none, or some of info, trace, debug, dump, "
        "warning, error, guioutput, tracemf, tracect, tracedo, with commas between them"},
       {{"--since", "soon"},
        "option --since: 'soon' must be a time, such as 09:04:07.042, '2026-03-05 09:04' or 'Mar  5 09:04:07'"},
@@ -120,17 +120,17 @@ TEST(FlowTool, RefusesWhatItDoesNotUnderstand) {
       {{"--gap", "1."}, "option --gap: '1.' must be seconds, such as 0.5; 0 for no gaps"},
       {{"--colour", "red"}, "option --colour: 'red' must be one of auto always never"},
       {{"--lanes", "all"}, "option --lanes: 'all' must be one of name number"},
-      {{"--svg", "--stats"}, "--svg, --mermaid and --stats exclude each other"},
-      {{"-f", "--svg"}, "--follow prints a chart as text: it excludes --svg, --mermaid and --stats"},
-      {{"-f", "-o", "x"}, "--follow prints on the standard output: it excludes --output"},
-      {{"-f", "-", "x"}, "--follow reads the standard input alone, or files"},
-      {{"mask"}, "mask wants names, such as info,error,tracemf, or a number from 0 to 1023"},
-      {{"mask", "-m", "a,b", "1"}, "option --module: mask takes the name of one module"},
+      {{"--svg", "--stats"}, "--svg, --mermaid and --stats cannot be combined"},
+      {{"-f", "--svg"}, "--follow prints a text chart: it cannot be combined with --svg, --mermaid or --stats"},
+      {{"-f", "-o", "x"}, "--follow prints to the standard output: it cannot be combined with --output"},
+      {{"-f", "-", "x"}, "--follow reads either the standard input or files"},
+      {{"mask"}, "mask needs names, such as info,error,tracemf, or a number from 0 to 1023"},
+      {{"mask", "-m", "a,b", "1"}, "option --module: mask takes only one module"},
   };
   for (const auto& row : kCases) {
     const Outcome outcome = run(row.words);
     EXPECT_EQ(outcome.status, 2) << row.why;
-    EXPECT_EQ(outcome.err, std::string("userlib-flow: ") + row.why + "; --help shows how it is done\n");
+    EXPECT_EQ(outcome.err, std::string("userlib-flow: ") + row.why + "; see --help\n");
     EXPECT_EQ(outcome.out, "");
   }
 }
@@ -141,7 +141,7 @@ TEST(FlowTool, KnowsMasks) {
   EXPECT_EQ(run({"mask", "-m", "Line", "error,tracemf", "0"}).out, "160\ntr change Line 160\nnone\n");
   const Outcome outcome = run({"mask", "1024"});
   EXPECT_EQ(outcome.status, 2);
-  EXPECT_EQ(outcome.err, "userlib-flow: mask: '1024' is no mask: must be a number from 0 to 1023\n");
+  EXPECT_EQ(outcome.err, "userlib-flow: mask: '1024' is not a mask: must be a number from 0 to 1023\n");
 }
 
 TEST(FlowTool, HasHelpAndAVersion) {
@@ -155,7 +155,7 @@ void append(const TemporaryFile& file, const std::string& text) {
   std::fclose(stream);
 }
 
-// Line by line, with a lane more, over half a line, and over a log that is rotated.
+// Follows line by line, across an added lane, half a line, and a rotated log.
 TEST(FlowTool, FollowsALog) {
   setenv("TZ", "UTC", 1);
   const TemporaryFile file(kLog);

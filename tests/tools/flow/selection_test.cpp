@@ -14,7 +14,7 @@ namespace {
 
 constexpr time_t kNow = 1'772'701'447;  // 2026-03-05 09:04:07 in UTC
 
-// What is chosen of a log, each record by its text.
+// The texts of the records that are selected from a log.
 std::string chosen(const Choice& choice, const std::string& log) {
   setenv("TZ", "UTC", 1);
   tzset();
@@ -109,7 +109,7 @@ TEST(Selection, ShowsWhatIsAroundAText) {
   EXPECT_EQ(chosen(choice, kLog), "d, 4 m, e, up, ");
 }
 
-// Two calls of line 3 with one of line 4 in between, and what goes on besides.
+// Two calls of line 3 with one of line 4 in between, and other records.
 const std::string kCalls = "Mar  5 09:04:00:000:info:Line   line 3: too early\n" +
                            message(1, "card", "3 dial 1", "channel") + message(1, "card", "3 offhook", "channel") +
                            message(1, "channel", "3 offhook", "layer") + message(1, "channel", "3 ready", "card") +

@@ -61,7 +61,7 @@ TEST(Statistics, CountsAndMeasures) {
             "\n"
             "request  from  to       answers      p50      p99   worst\n"
             "dial     card  channel        2  10.1 ms  99.3 ms  100 ms\n"
-            "1 message that nobody had asked for\n"
+            "1 answer without a request\n"
             "\n"
             "worst dial, card to channel: asked LOG:1, answered LOG:4\n"
             "  Mar  5 09:04:00:100:tracemf: channel:2 -->3 more 11--> card:1  TX\n");
@@ -91,7 +91,7 @@ TEST(Statistics, LetsNoAnswerComeBeforeItsRequest) {
   EXPECT_NE(text.find("m        a     b         1  0 us  0 us   0 us"), std::string::npos) << text;
 }
 
-// Beside the exact quantiles of the same values.
+// Compared with the exact quantiles of the same values.
 TEST(Histogram, KeepsItsPromise) {
   uint64_t state = 1;
   for (const unsigned bits : {3U, 6U, 7U, 12U, 20U, 40U}) {

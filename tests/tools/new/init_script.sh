@@ -1,5 +1,5 @@
 #!/bin/sh
-# The init script with the shell and the start-stop-daemon of busybox: init_script.sh <busybox> <script> <program>
+# Runs the init script with the shell and the start-stop-daemon of busybox: init_script.sh <busybox> <script> <program>
 set -eu
 busybox=$1 script=$2
 PROGRAM=$(realpath "$3")
@@ -21,9 +21,9 @@ init() {
 
 init start >"$work/said" 2>&1 || fail "does not start: $(cat "$work/said")"
 first=$(cat "$DIRECTORY/sampled.pid")
-init status | grep -q '^sampled: 0 samples' || fail 'does not tell its state'
+init status | grep -q '^sampled: 0 samples' || fail 'does not print its state'
 init start >"$work/said" 2>&1 || true
-[ "$(cat "$DIRECTORY/sampled.pid")" = "$first" ] || fail 'has started twice'
+[ "$(cat "$DIRECTORY/sampled.pid")" = "$first" ] || fail 'starts twice'
 "$PROGRAM" -a "$DIRECTORY" 'tr change sampled 48' >/dev/null
 "$PROGRAM" -a "$DIRECTORY" 'tr save' >/dev/null
 "$PROGRAM" -a "$DIRECTORY" 'tr changeall 0' >/dev/null
@@ -35,10 +35,10 @@ until "$PROGRAM" -a "$DIRECTORY" 'tr show' | grep -q 'sampled .*: 48 '; do
   sleep 0.1
 done
 init restart >"$work/said" 2>&1 || fail "does not restart: $(cat "$work/said")"
-[ "$(cat "$DIRECTORY/sampled.pid")" != "$first" ] || fail 'is the same after a restart'
+[ "$(cat "$DIRECTORY/sampled.pid")" != "$first" ] || fail 'has the same pid after a restart'
 init stop
-[ ! -e "$DIRECTORY/sampled.pid" ] || fail 'has not stopped'
+[ ! -e "$DIRECTORY/sampled.pid" ] || fail 'does not stop'
 init stop || fail 'cannot be stopped twice'
 status=0
 init status >"$work/said" || status=$?
-[ "$status" -eq 3 ] && grep -q 'does not run' "$work/said" || fail "the status of nothing is $status"
+[ "$status" -eq 3 ] && grep -q 'does not run' "$work/said" || fail "the status of a stopped service is $status"

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Operators who say nothing, hang up before the answer, or talk too much do the service no harm.
+"""Operators who send nothing, hang up before the answer, or send too much must not harm the service.
 
     rude_operators.py <program>
 """
@@ -55,11 +55,11 @@ with tempfile.TemporaryDirectory() as work:
             assert service.poll() is None, "does not start"
             time.sleep(0.05)
 
-        # Nobody else's work waits for one who is silent; another operator does, for five seconds.
+        # A silent operator delays other operators by five seconds, and nothing else.
         silent = connect()
         expect_alive(port)
         assert ask(b"state") == b"sampled: 0 samples, last 0, mean 0\n"
-        assert silent.recv(1) == b"", "is not hung up on"
+        assert silent.recv(1) == b"", "the silent operator is still connected"
 
         for _ in range(50):
             with connect() as operator:
@@ -73,7 +73,7 @@ with tempfile.TemporaryDirectory() as work:
         assert ask(b"\0state") == b""
         expect_alive(port)
 
-        # Nobody reads the answer, which is longer than a socket holds.
+        # Nobody reads the answer, which exceeds the socket's buffer.
         greedy = connect()
         greedy.sendall(b'run "yes | head -c 4000"')
         expect_alive(port)

@@ -1,5 +1,5 @@
 #!/bin/sh
-# A service that fits on a few pages, whatever is added to it: size.sh <examples/service>
+# Fails if a service has more than 300 lines: size.sh <examples/service>
 set -eu
 for file in "$1/c/sampled.c" "$1/cxx/sampled.cpp"; do
   lines=$(wc -l <"$file")

@@ -1,9 +1,9 @@
 #!/bin/sh
-# Writes a service with the installed tool, builds it against the installed library, and runs its own test:
+# Writes a service with the installed tool, builds it against the installed library, and runs its test:
 #
 #   written.sh <prefix> c|cxx make|cmake|strict
 #
-# "strict" builds it with all warnings as errors, and runs nothing.
+# "strict" only builds it, with all warnings as errors.
 set -eu
 prefix=$1 language=$2 build=$3
 PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name userlib.pc)")
@@ -38,7 +38,7 @@ if [ "$build" = make ]; then
   PKG_CONFIG_PATH='' PKG_CONFIG_LIBDIR=/nowhere make 2>said && exit 1
   grep -q 'finds no userlib: install libuserlib-dev, or set PKG_CONFIG_PATH' said
 fi
-# systemd reads the unit as it stands; where the program is makes no difference to that.
+# systemd checks that the unit's program exists, so name one that does.
 if command -v systemd-analyze >/dev/null; then
   sed 's,/usr/local/sbin/hello,/bin/true,' hello.service >"$work/hello.service"
   systemd-analyze verify --man=no "$work/hello.service"
