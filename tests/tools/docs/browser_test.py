@@ -1,21 +1,22 @@
 #!/usr/bin/env python3
-"""Opens every page of the reference in a real browser, as narrow as a telephone and as wide as a screen, light and dark.
+"""Opens every page of the reference in a real browser, at the width of a phone and of a screen, light and dark.
 
     browser_test.py CHROMIUM FOLDER [--screenshots FOLDER [PAGE...]]
 
-No page is wider than the screen, a wide table or picture scrolls in its own box, with its headings, all texts stand out from
-what is behind them, the search finds what the pages say, and the console has no complaint.
+No page is wider than the screen, a wide table or picture scrolls in its own box, with its headings, all texts have enough
+contrast, the search finds the text of the pages, and the console logs no error.
 """
 import sys
 from pathlib import Path
 
 from chromium import Chromium
 
-WIDTHS = (390, 1280)
+sys.path.insert(0, str(Path(__file__).resolve().parents[1]))
+from readable import CONTRAST, LEAST_CONTRAST, WIDTHS  # noqa: E402
+
 SCHEMES = ("light", "dark")
-LEAST_CONTRAST = 4.5  # what is asked of texts of this size
 LEAST_LETTER = 12  # pixels
-# What is looked for, and what has to be among the first results.
+# Search words, and a link that must be among the first results.
 SEARCHES = {
     "setTimeout": "NUV_Select_setTimeout()",
     "SIGTERM": "",
@@ -23,21 +24,14 @@ SEARCHES = {
     "a full set of timers": "Removing from a full set of timers",
 }
 
-# What a page is measured by: results are texts that say what is wrong.
+# Measures a page. "wrong" lists messages about what is wrong.
 MEASURE = """(() => {
   const wrong = [], seen = new Set();
   function colour(text) {
     const parts = text.match(/[0-9.]+/g).map(Number);
     return {rgb: parts.slice(0, 3), alpha: parts.length > 3 ? parts[3] : 1};
   }
-  function luminance(rgb) {
-    const [r, g, b] = rgb.map(v => { v /= 255; return v <= 0.03928 ? v / 12.92 : ((v + 0.055) / 1.055) ** 2.4; });
-    return 0.2126 * r + 0.7152 * g + 0.0722 * b;
-  }
-  function contrast(a, b) {
-    const [dark, light] = [luminance(a), luminance(b)].sort((x, y) => x - y);
-    return (light + 0.05) / (dark + 0.05);
-  }
+  %(functions)s
   function ground(element) {
     for (let at = element; at; at = at.parentElement) {
       const found = colour(getComputedStyle(at).backgroundColor);
@@ -78,10 +72,10 @@ MEASURE = """(() => {
       wrong.push(`'${text.slice(0, 40)}' reaches to ${box.right.toFixed(0)}`);
   }
   if (!texts)
-    wrong.push("there is nothing on the page");
+    wrong.push("the page is empty");
   for (const picture of document.images)
     if (!picture.complete || picture.naturalWidth === 0)
-      wrong.push(`the picture ${picture.src} is not there`);
+      wrong.push(`the picture ${picture.src} is missing`);
   for (const table of document.querySelectorAll("table.markdownTable")) {
     const heads = [...table.querySelectorAll("th")];
     if (!heads.length || heads.some(head => !head.checkVisibility()))
@@ -93,7 +87,7 @@ MEASURE = """(() => {
   }
   return {wrong: wrong, ground: ground(document.body),
           scrolling: [...document.querySelectorAll(".wide")].filter(box => box.scrollWidth > box.clientWidth).length};
-})()""" % {"contrast": LEAST_CONTRAST, "letter": LEAST_LETTER}
+})()""" % {"functions": CONTRAST, "contrast": LEAST_CONTRAST, "letter": LEAST_LETTER}
 
 RESULTS = "[...document.querySelectorAll('#results li')].map(item => ({text: item.textContent, " \
           "link: item.querySelector('a').textContent, address: item.querySelector('a').href}))"
@@ -104,7 +98,7 @@ def problems(browser, width, scheme):
     measured = browser.evaluate(MEASURE)
     yield from measured["wrong"]
     if (sum(measured["ground"]) < 3 * 128) != (scheme == "dark"):
-        yield "the page has the colour %s" % measured["ground"]
+        yield "the page has the wrong colour %s" % measured["ground"]
     problems.scrolling += measured["scrolling"] if width == min(WIDTHS) else 0
 
 
@@ -119,7 +113,7 @@ def check_page(browser, path, query=""):
             for problem in problems(browser, width, scheme):
                 yield "%s, %d pixels, %s: %s" % (path.name, width, scheme, problem)
     for complaint in browser.console:
-        yield "%s: the console says: %s" % (path.name, complaint)
+        yield "%s: the console logs: %s" % (path.name, complaint)
 
 
 def check_search(browser, folder):
@@ -129,28 +123,28 @@ def check_search(browser, folder):
         if not found:
             yield "the search finds nothing for '%s'" % question
         if any(word.lower() not in row["text"].lower() for row in found[:3] for word in question.split()[:1]):
-            yield "'%s' is not to be seen in what the search finds" % question
+            yield "'%s' is not in the text of the first results" % question
         if wanted not in [row["link"] for row in found[:5]] and wanted:
             yield "'%s' is not among the first results for '%s'" % (wanted, question)
         for row in found[:3]:
             browser.open(row["address"])
             if "#" in row["address"] and not browser.evaluate("!!document.querySelector(':target')"):
-                yield "the search leads to %s, where nothing is" % row["address"]
+                yield "the search links to %s, which does not exist" % row["address"]
     yield from check_guide(browser, folder)
     browser.open((folder / "search.html").as_uri() + "?q=nothing-has-this-name")
     if browser.evaluate("document.querySelector('#summary').textContent") != "Nothing found.":
-        yield "the search finds what is not there"
-    # From the field of any page.
+        yield "the search finds 'nothing-has-this-name'"
+    # From the search field of a page.
     browser.open((folder / "index.html").as_uri())
     browser.evaluate("document.querySelector('header input').value = 'setTimeout'; document.querySelector('header form').submit()")
     while browser.receive().get("method") != "Page.loadEventFired":
         pass
     if not browser.evaluate(RESULTS):
-        yield "the field of a page leads to no results"
+        yield "the search field of a page finds nothing"
 
 
 def check_guide(browser, folder):
-    """The guide's text is found: some sentence of it, word by word."""
+    """The search finds a sentence of the guide by its words."""
     browser.open((folder / "guide.html").as_uri())
     paragraph = browser.evaluate("[...document.querySelectorAll('.contents p')].map(p => p.textContent.trim())"
                                  ".find(text => text.length > 150)")
@@ -172,6 +166,8 @@ def screenshots(browser, folder, target, names):
 
 
 def main():
+    if len(sys.argv) < 3 or sys.argv[3:4] not in ([], ["--screenshots"]) or len(sys.argv) == 4:
+        sys.exit(__doc__)
     folder = Path(sys.argv[2]).resolve()
     with Chromium(sys.argv[1]) as browser:
         if sys.argv[3:4] == ["--screenshots"]:

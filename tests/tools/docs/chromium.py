@@ -1,4 +1,4 @@
-"""A headless Chromium, told what to do through a pair of pipes: which page, how wide, light or dark."""
+"""A headless Chromium, controlled through a pair of pipes."""
 import base64
 import json
 import os
@@ -10,7 +10,7 @@ OPTIONS = ["--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm
 
 
 class Chromium:
-    """Use it in a "with" statement. console is what pages have complained about since it was emptied."""
+    """Use it in a "with" statement. console has what pages have logged since it was last cleared."""
 
     def __init__(self, program):
         self.program = program
@@ -21,7 +21,7 @@ class Chromium:
         commands, self.commands = os.pipe()
         self.answers, answers = os.pipe()
 
-        # The browser reads from descriptor 3 and writes to 4. The first copies keep the two from closing each other.
+        # The browser reads from fd 3 and writes to fd 4. Copy both out of the way first, as either may be 3 or 4.
         def hand_over():
             read, write = os.dup(commands), os.dup(answers)
             high_read, high_write = 100, 101
@@ -57,7 +57,7 @@ class Chromium:
         while b"\0" not in self.buffer:
             piece = os.read(self.answers, 1 << 16)
             if not piece:
-                raise EOFError("the browser has gone")
+                raise EOFError("the browser has exited")
             self.buffer += piece
         message, _, self.buffer = self.buffer.partition(b"\0")
         message = json.loads(message)

@@ -1,10 +1,9 @@
 #!/usr/bin/env python3
-"""Opens a picture of userlib-flow in a real browser, as narrow as a telephone and as wide as a screen, light and dark.
+"""Opens a picture of userlib-flow in a real browser, at the width of a phone and of a screen, light and dark.
 
     browser.py CHROMIUM PICTURE
 
-Nothing may stick out of the picture or stand in the way of something else, and all texts have to be readable: large
-enough, and dark enough on what is behind them.
+Nothing may overflow the picture or overlap, and all texts must be large enough and have enough contrast.
 """
 import base64
 import html
@@ -15,24 +14,18 @@ import sys
 import tempfile
 from pathlib import Path
 
-WIDTHS = (390, 1280)
+sys.path.insert(0, str(Path(__file__).resolve().parents[1]))
+from readable import CONTRAST, LEAST_CONTRAST, WIDTHS  # noqa: E402
+
 SCHEMES = {"dark": 0, "light": 1}
 LEAST_LETTER = 9.5  # pixels
-LEAST_CONTRAST = 4.5  # what is asked of texts of this size
 
-# Measures the picture in a frame of each width, in which the picture's own rules see that width.
+# Measures the picture in a frame of each width, so that the picture's media queries see that width.
 PAGE = """<!doctype html><meta charset="utf-8"><body style="margin:0">
 <script>
 const picture = new TextDecoder().decode(Uint8Array.from(atob("%s"), c => c.charCodeAt(0)));
 function colour(text) { return text.match(/[0-9.]+/g).slice(0, 3).map(Number); }
-function luminance(rgb) {
-  const [r, g, b] = rgb.map(v => { v /= 255; return v <= 0.03928 ? v / 12.92 : ((v + 0.055) / 1.055) ** 2.4; });
-  return 0.2126 * r + 0.7152 * g + 0.0722 * b;
-}
-function contrast(a, b) {
-  const [dark, light] = [luminance(a), luminance(b)].sort((x, y) => x - y);
-  return (light + 0.05) / (dark + 0.05);
-}
+%s
 function measure(frame) {
   const doc = frame.contentDocument, view = frame.contentWindow;
   const page = colour(view.getComputedStyle(doc.querySelector(".page")).fill);
@@ -67,7 +60,7 @@ document.body.append(out);
 
 
 def measure(chromium, picture, scheme):
-    page = PAGE % (base64.b64encode(picture.read_bytes()).decode(), list(WIDTHS))
+    page = PAGE % (base64.b64encode(picture.read_bytes()).decode(), CONTRAST, list(WIDTHS))
     with tempfile.TemporaryDirectory() as folder:
         path = Path(folder) / "page.html"
         path.write_text(page, encoding="utf-8")
@@ -88,9 +81,9 @@ def problems(measured, width, scheme):
     if measured["scrolls"] > 0:
         yield f"{where}the picture is {measured['scrolls']} pixels too wide"
     if not measured["texts"] or not measured["lines"]:
-        yield f"{where}there is nothing in the picture"
+        yield f"{where}the picture is empty"
     if (sum(measured["page"]) < 3 * 128) != (scheme == "dark"):
-        yield f"{where}the page has the colour {measured['page']}"
+        yield f"{where}the page has the wrong colour {measured['page']}"
     for text in measured["texts"]:
         name = f"{where}'{text['text']}' ({text['kind']})"
         if text["left"] < 0 or text["right"] > width:
@@ -109,6 +102,8 @@ def problems(measured, width, scheme):
 
 
 def main():
+    if len(sys.argv) != 3:
+        sys.exit(__doc__)
     chromium, picture = sys.argv[1], Path(sys.argv[2])
     found = []
     for scheme in SCHEMES:
