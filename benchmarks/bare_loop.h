@@ -1,4 +1,4 @@
-// A reactor with nothing in it: the system calls of ours, and plain loops.
+// A minimal reactor: the system calls of ours, and plain loops.
 #ifndef BENCHMARKS_BARE_LOOP_H
 #define BENCHMARKS_BARE_LOOP_H
 
@@ -17,7 +17,7 @@
 
 class BareLoop {
  public:
-  // Waits for descriptors and one internal one, or none (-1), beside timers that are due after so many seconds and more.
+  // Waits for the descriptors and an internal one (-1 for none), with timers that are due after `seconds` and more.
   BareLoop(const std::vector<int>& external, int internal, int timers, int seconds, NUV_SelectRecvFunc callback)
       : internal_(internal), has_timers_(timers > 0) {
     FD_ZERO(&all_.read);
@@ -33,7 +33,7 @@ class BareLoop {
     clock_gettime(CLOCK_MONOTONIC, &mark_);
   }
 
-  // Returns the timers that were due: none, if all is well.
+  // Returns the number of timers that were due, which should be 0.
   uint64_t turn() {
     if (internal_ >= 0) {
       Sets sets = none_;
@@ -115,7 +115,7 @@ class BareLoop {
   timespec mark_;
 };
 
-// A scan of the same array: ages each timer, and calls those that are due.
+// Scans the array: ages each timer, and calls those that are due.
 inline void scan_timers(TimeoutSet& set, const timeval& elapsed) {
   for (uint32_t i = 0; i < set.m_uCount; ++i) {
     NUV_TimeoutRecv& timer = set.m_rgRecv[i];

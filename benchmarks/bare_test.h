@@ -1,4 +1,4 @@
-// One test of a mask behind the border of a shared library, and nothing else.
+// Only tests a mask, in a shared library.
 #ifndef BENCHMARKS_BARE_TEST_H
 #define BENCHMARKS_BARE_TEST_H
 

@@ -1,4 +1,4 @@
-// What does a command cost beside the bare start of its shell, and does the size of the daemon matter?
+// What does a command cost compared with the bare start of its shell, and does the size of the daemon matter?
 #include <benchmark/benchmark.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
@@ -19,9 +19,9 @@ namespace {
 
 constexpr char kCommand[] = "true";
 constexpr size_t kMebibyte = size_t{1} << 20;
-constexpr int kPairs = 50;  // of commands and bare starts in a repetition
+constexpr int kPairs = 50;  // of commands and bare starts per repetition
 
-// Memory of the daemon that is there: every page of it has been written to.
+// Resident memory of the daemon: every page has been written to.
 class Resident {
  public:
   explicit Resident(size_t size)
@@ -29,7 +29,7 @@ class Resident {
     if (address_ == MAP_FAILED) {
       return;
     }
-    // Small pages, as a heap that has grown has them. A fork copies the table of them all.
+    // Small pages, as in a grown heap. A fork copies the whole page table.
     madvise(address_, size_, MADV_NOHUGEPAGE);
     std::fill_n(static_cast<volatile char*>(address_), size_, '\1');
   }
@@ -48,7 +48,7 @@ class Resident {
   size_t size_;
 };
 
-// As many descriptors as wanted, or as the machine allows.
+// Sets the limit of descriptors to the wanted number, or as high as the machine allows.
 class DescriptorLimit {
  public:
   explicit DescriptorLimit(rlim_t wanted) {
@@ -86,15 +86,15 @@ constexpr Daemon kDaemons[] = {
     {"256_mib/1048576_descriptors", 256 * kMebibyte, 1048576},
 };
 
-// Each of the following gives the status that the command ended with, or -1.
+// Each of the following returns the exit status of the command, or -1.
 
 int with_userlib() {
   std::array<char, 256> output = {};
   return NUV_Execute_Command(kCommand, output.data(), static_cast<int32_t>(output.size()));
 }
 
-// The least that it takes to have a shell's output: no null device, no descriptor closed that the shell should not have,
-// no signal kept from being taken in the parent's memory.
+// The least work to get a shell's output: no null device, no closing of descriptors, no protection from signals while
+// the child runs in the parent's memory.
 int with_vfork() {
   std::array<int, 2> ends = {};
   if (pipe(ends.data()) != 0) {
@@ -129,7 +129,7 @@ int with_popen() {
 
 using Execute = int (*)();
 
-// In microseconds. Less than nothing when the command failed.
+// In microseconds; negative if the command failed.
 double time_of(Execute execute) {
   const auto start = std::chrono::steady_clock::now();
   if (execute() != 0) {
@@ -144,8 +144,8 @@ double median(std::vector<double> values) {
   return *middle;
 }
 
-// Every command is followed by a bare start, and compared with that one: what else the machine does changes from one
-// second to the next, and would show in a comparison of sides that run one after the other.
+// Compares every command with a bare start right after it: the load of the machine changes from second to second, which
+// would distort a comparison of sides that run one after the other.
 void run(benchmark::State& state, const Daemon& daemon, Execute execute) {
   const DescriptorLimit limit(daemon.descriptors);
   const Resident memory(daemon.memory);
@@ -181,7 +181,7 @@ void add(const Daemon& daemon, const char* side, const Daemon& measured, Execute
     add(daemon, "userlib", daemon, with_userlib);
     add(daemon, "limit", daemon, with_vfork);
     add(daemon, "popen", daemon, with_popen);
-    // Our own call from the smallest daemon, beside that from each of the others.
+    // Our own call from the smallest daemon, compared with that from each of the others.
     if (&daemon != &kDaemons[0]) {
       add(daemon, "smallest", kDaemons[0], with_userlib);
     }

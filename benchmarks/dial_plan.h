@@ -1,4 +1,4 @@
-// Dial plans, and numbers that are dialled: the same ones in every run and on every machine.
+// Dial plans, and numbers to dial: the same in every run and on every machine.
 #ifndef BENCHMARKS_DIAL_PLAN_H
 #define BENCHMARKS_DIAL_PLAN_H
 
@@ -13,10 +13,9 @@ using Texts = std::vector<std::string>;
 
 constexpr size_t kDigits = 10;
 constexpr size_t kNumbers = 20;
-// The loop round a check that takes 50 nanoseconds must not be half of what is measured.
+// Keeps the overhead of the loop small beside checks of 50 nanoseconds.
 constexpr size_t kAsked = kNumbers * kDigits;
 
-// The same numbers in every run and on every machine.
 class Random {
  public:
   size_t below(size_t limit) {
@@ -28,8 +27,8 @@ class Random {
   uint64_t state_ = 4711;
 };
 
-// The kinds of patterns in a plan: area codes in front of subscriber numbers, short codes, numbers without an end. d is
-// any digit, h a high one.
+// The kinds of patterns in a plan: area codes with subscriber numbers, short codes, open-ended numbers. d is any digit,
+// h a high one.
 constexpr const char* kKinds[] = {
     "00hddx.T",       "1ddd",           "hd[2-h]xxx",     "hd[2-h]xxx",     "0hdd[1-h]xxxxx",
     "0hdd[1-h]xxxxx", "0hdd[1-h]xxxxx", "0hdd[1-h]xxxxx", "0hdd[1-h]xxxxx", "0hdd[1-h]xxxxx",
@@ -69,7 +68,7 @@ inline std::string join(const Texts& plan, const char* between) {
   return text;
 }
 
-// Digits that some pattern would take, as far as it goes, and any digits behind it; every fifth number is just dialled.
+// Digits that a pattern takes, followed by random digits; every fifth number is random.
 inline Texts make_numbers(const Texts& plan) {
   Random random;
   Texts numbers;
@@ -95,7 +94,7 @@ inline Texts make_numbers(const Texts& plan) {
   return numbers;
 }
 
-// What was dialled after each digit of each number.
+// All prefixes of all numbers.
 inline Texts make_questions(const Texts& plan) {
   Texts questions;
   for (const std::string& number : make_numbers(plan)) {

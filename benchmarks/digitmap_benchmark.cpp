@@ -1,4 +1,5 @@
-// What does it cost to ask a dial plan after each digit, beside regular expressions that answer the same question?
+// What does it cost to check a dial plan after each digit, compared with regular expressions that answer the same
+// question?
 #define PCRE2_CODE_UNIT_WIDTH 8
 #include <benchmark/benchmark.h>
 #include <malloc.h>
@@ -22,9 +23,8 @@
 
 // ---- memory ----
 //
-// Every side takes its memory from malloc(), directly or through operator new: this program stands in for it and counts
-// the bytes that are out, as the C library has rounded them. Machine code of PCRE2 comes from elsewhere, PCRE2 itself
-// tells its size.
+// Every side takes its memory from malloc(), directly or through operator new. This program replaces both, and counts
+// the allocated bytes as rounded by the C library. PCRE2 allocates its machine code elsewhere, and reports the size.
 
 extern "C" {
 void* __libc_malloc(size_t size);
@@ -66,7 +66,7 @@ namespace {
 
 // ---- the same plan as regular expressions ----
 
-// The expressions of the symbols, one by one. The end of the inter-digit time is dialled as T.
+// The expressions of the symbols, one by one. The time-out is dialled as T.
 Texts expressions_of_symbols(std::string_view pattern) {
   Texts symbols;
   while (!pattern.empty()) {
@@ -86,7 +86,7 @@ std::string expression_of_complete(std::string_view pattern) {
   return join(expressions_of_symbols(pattern), "");
 }
 
-// What can still become complete: each symbol but the last, if the ones in front of it are there.
+// Matches numbers that can still become complete: any symbol but the last, if all before it match.
 std::string expression_of_partial(std::string_view pattern) {
   std::string expression;
   const Texts symbols = expressions_of_symbols(pattern);
@@ -96,8 +96,8 @@ std::string expression_of_partial(std::string_view pattern) {
   return expression;
 }
 
-// How specific patterns are, as ranks: of two, the one with the lower rank wins. A repeated symbol stands for more copies
-// than anybody dials.
+// How specific patterns are, as ranks: of two, the one with the lower rank wins. A repeated symbol counts as more
+// copies than anybody dials.
 std::vector<size_t> ranks_of(const Texts& plan) {
   std::vector<std::vector<int>> allowed;
   for (const std::string& pattern : plan) {
@@ -108,7 +108,7 @@ std::vector<size_t> ranks_of(const Texts& plan) {
         counts.insert(counts.end(), symbol.back() == '*' ? 2 * kDigits : 1, count);
       }
     }
-    counts.push_back(INT32_MAX);  // whatever goes on at this place is more specific
+    counts.push_back(INT32_MAX);  // a pattern that continues here is more specific
     allowed.push_back(counts);
   }
   std::vector<std::vector<int>> sorted = allowed;
@@ -122,17 +122,17 @@ std::vector<size_t> ranks_of(const Texts& plan) {
 
 // ---- the sides ----
 
-// Side: made from a plan, it answers first() and best() after each digit and tells where memory is that nobody asked
-// malloc() for.
+// A side is made from a plan, answers first() and best() after each digit, and returns in other_bytes() its memory that
+// is not from malloc().
 
 struct Answer {
   int32_t result = NUV_DIGITMAP_NO_MATCH;
-  std::string_view pattern;  // the complete one's text
+  std::string_view pattern;  // the text of the complete pattern
 
   bool operator==(const Answer&) const = default;
 };
 
-// What best match makes of all patterns that are complete or can still become so.
+// Finds the best match among all patterns that are complete or can still become so.
 class BestMatch {
  public:
   explicit BestMatch(const std::vector<size_t>& ranks) : ranks_(ranks) {}
@@ -148,7 +148,7 @@ class BestMatch {
   }
 
  private:
-  using Ranked = std::pair<size_t, size_t>;  // rank and pattern: among equals, the first counts
+  using Ranked = std::pair<size_t, size_t>;  // rank and pattern: among equals, the first wins
   static constexpr Ranked kNone = {SIZE_MAX, SIZE_MAX};
 
   const std::vector<size_t>& ranks_;
@@ -171,7 +171,7 @@ class Userlib {
   Answer first(const std::string& dialled) { return ask(NUV_DIGITMAP_FIRST_MATCH, dialled); }
   Answer best(const std::string& dialled) { return ask(NUV_DIGITMAP_BEST_MATCH, dialled); }
 
-  // The tables that a check has on the stack.
+  // The tables of a check on the stack.
   static size_t other_bytes() { return 2 * 256; }
 
  private:
@@ -185,7 +185,7 @@ class Userlib {
   std::array<char, 64> text_ = {};
 };
 
-// Two sets: which patterns are complete, and which can still become so?
+// Two sets: the patterns that are complete, and those that can still become so.
 class Re2 {
  public:
   explicit Re2(const Texts& plan)
@@ -234,7 +234,7 @@ class Re2 {
   std::vector<int> indices_;
 };
 
-// One expression, compiled to machine code that knows about partial matches.
+// One expression, compiled to machine code with partial matching.
 class Pcre2Expression {
  public:
   explicit Pcre2Expression(const std::string& alternatives) {
@@ -281,7 +281,7 @@ class Pcre2Data {
   pcre2_match_data* data_;
 };
 
-// An expression a pattern, asked one after the other.
+// One expression per pattern, checked one after the other.
 class Pcre2 {
  public:
   explicit Pcre2(const Texts& plan) : plan_(plan), ranks_(ranks_of(plan)) {
@@ -357,7 +357,7 @@ class Alternation {
 constexpr auto kFirst = [](auto& side, const std::string& dialled) { return side.first(dialled); };
 constexpr auto kBest = [](auto& side, const std::string& dialled) { return side.best(dialled); };
 
-// What the plain reading of the patterns says, to compare with.
+// The answer by a plain reading of the patterns, to compare with.
 template <typename Mode>
 std::vector<Answer> expected_answers(const Texts& plan, const Texts& questions, Mode mode) {
   Pcre2 model(plan);
@@ -395,17 +395,17 @@ void ask_plan(benchmark::State& state, size_t size, Mode mode) {
 
 // ---- growth ----
 //
-// One big question beside the small ones that have as many patterns, symbols or digits together: what grows in
-// proportion takes as long as they do.
+// Compares one large check with small ones that have as many patterns, symbols or digits in total: if the cost is
+// linear, the times are equal.
 
 struct Amount {
   size_t maps;
   size_t patterns;  // of each map
-  size_t repeats;   // of each pattern; none: a plan like those above
+  size_t repeats;   // of each pattern; 0: a plan like those above
   size_t digits;
 };
 
-// Digits could be shared out among the repeated symbols in any way, and none is complete.
+// Digits can be divided among the repeated symbols in many ways, and no number is complete.
 Texts make_hostile_plan(size_t size, size_t repeats) {
   std::string pattern;
   for (size_t i = 0; i < repeats; ++i) {
@@ -458,7 +458,7 @@ const bool kRegistered = [] {
     register_plan<Userlib>("first_match", size, kFirst, "userlib");
     register_plan<Re2>("first_match", size, kFirst, "re2");
     register_plan<Pcre2>("first_match", size, kFirst, "pcre2");
-    if (size < 1000) {  // of which PCRE2 makes no expression: it is too long
+    if (size < 1000) {  // larger plans are too long for an expression of PCRE2
       register_plan<Alternation>("without_pattern", size, kFirst, "pcre2");
     }
     register_plan<Userlib>("best_match", size, kBest, "userlib");

@@ -1,4 +1,4 @@
-// What does it cost to get numbers out of a log, beside a search for one word?
+// What do the statistics of a log cost, compared with a search for one word?
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <spawn.h>
@@ -19,7 +19,7 @@ constexpr unsigned kSubscribers = 256;
 
 using Words = std::vector<std::string>;
 
-// A log of its own for each run, which goes with it.
+// A temporary log for each run.
 class Log {
  public:
   enum class Kind { kConsole, kRsyslog };
@@ -74,11 +74,11 @@ class Log {
 
 struct Effort {
   bool is_good = false;
-  double seconds = 0;  // of one processor
+  double seconds = 0;  // CPU time
   double resident = 0;
 };
 
-// The answer goes to a file: grep, which sees that it writes to the null device, would look for the first match only.
+// The output goes to a file: if grep writes to the null device, it stops at the first match.
 Effort run_program(const Words& words, const std::string& answer_path) {
   std::vector<char*> arguments;
   for (const std::string& word : words) {

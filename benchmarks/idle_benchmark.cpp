@@ -1,5 +1,5 @@
-// Does a daemon that mostly sleeps pay for what makes a busy one quick? A descriptor out of a hundred becomes ready every half
-// millisecond; counted are the system calls that wait and the processor time, for one event.
+// Does a daemon that mostly sleeps pay for what makes a busy one quick? One descriptor of a hundred becomes ready every
+// half millisecond; measures CPU time and waiting system calls per event.
 #include <benchmark/benchmark.h>
 #include <dlfcn.h>
 #include <event2/event.h>
@@ -15,7 +15,7 @@
 
 #include "nuv_select.h"
 
-#undef EV_READ  // libevent's; libev has its own
+#undef EV_READ  // of libevent; libev defines its own
 #undef EV_WRITE
 #undef EV_TIMEOUT
 #undef EV_SIGNAL
@@ -28,7 +28,7 @@ uint64_t g_events = 0;
 
 }  // namespace
 
-// All libraries find this one before the C library's.
+// Replaces the C library's select() for all libraries.
 extern "C" int select(int count, fd_set* read_fds, fd_set* write_fds, fd_set* except_fds, timeval* wait) {
   using Function = int (*)(int, fd_set*, fd_set*, fd_set*, timeval*);
   static const auto real = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "select"));
@@ -41,7 +41,7 @@ namespace {
 constexpr int kDescriptors = 100;
 constexpr long kPeriodNanoseconds = 500000;
 
-// Idle descriptors, and after them one that becomes ready with every period.
+// Idle descriptors, followed by one that becomes ready every period.
 class Descriptors {
  public:
   Descriptors() {
@@ -94,7 +94,7 @@ class Userlib {
   Select reactor_;
 };
 
-// Waits and nothing else.
+// Only waits.
 class Bare {
  public:
   explicit Bare(const Descriptors& fds) : last_(fds.all().back()) {
@@ -146,7 +146,7 @@ class Libevent {
   void turn() { event_base_loop(base_, EVLOOP_ONCE); }
 
  private:
-  static constexpr short kReadable = 2;  // libevent's EV_READ
+  static constexpr short kReadable = 2;  // EV_READ of libevent
   static void on_event(evutil_socket_t fd, short, void*) { take_event(fd); }
 
   event_base* base_;

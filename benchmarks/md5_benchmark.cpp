@@ -1,4 +1,4 @@
-// How fast is NUV_MDUpdate() beside OpenSSL's MD5?
+// How fast is NUV_MDUpdate() compared with OpenSSL's MD5?
 #include <benchmark/benchmark.h>
 #include <openssl/evp.h>
 

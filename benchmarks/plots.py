@@ -1,5 +1,5 @@
-"""Plots of measured times, as SVG written by hand: readable on light and dark ground, in colours that colour-blind readers
-can tell apart, with our side in front.
+"""Plots of measured times as SVG: readable on light and dark ground, in colours that colour-blind readers can tell apart,
+with our side in front.
 """
 
 import math
@@ -7,7 +7,7 @@ import re
 from html import escape
 
 FONT = "font-family: -apple-system, 'Segoe UI', Helvetica, Arial, 'DejaVu Sans', sans-serif"
-# Ours, the limit, and the peers in turn; each with its colour on light and on dark ground.
+# Ours, the limit, and the peers in turn, each with its colours on light and on dark ground.
 OURS_COLOUR = ("#0063b1", "#5db8ff")
 LIMIT_COLOUR = ("#6b6b6b", "#a8a8a8")
 PEER_COLOURS = [
@@ -58,7 +58,7 @@ def line(x1, y1, x2, y2, classes="grid", more=""):
 
 
 def marker(shape, x, y, size, classes):
-    """One shape a peer, so that colour is not the only difference."""
+    """Each peer has its own shape, so that colour is not the only difference."""
     tail = f'class="{classes}" stroke-width="1.5"/>'
     points = {
         "square": [(-1, -1), (1, -1), (1, 1), (-1, 1)],
@@ -87,7 +87,7 @@ def duration(nanoseconds):
 
 
 class LogAxis:
-    """From values to places, and where the marks of the axis are."""
+    """Converts values to positions, and places the ticks."""
 
     def __init__(self, values, start, end):
         low, high = math.log10(min(values)), math.log10(max(values))
@@ -111,7 +111,7 @@ class LogAxis:
 
 
 def spread_labels(labels, distance, low, high):
-    """Moves the places of (place, text, ...) apart until none overlaps its neighbour; keeps them between low and high."""
+    """Moves labels (place, text, ...) apart until none overlaps its neighbour, between low and high."""
     labels = sorted(labels)
     places = [label[0] for label in labels]
     for _ in range(200):
@@ -163,7 +163,7 @@ def line_plot(title, family, points, sides, ours, limit):
         body += [line(x, bottom, x, bottom + 5), text(x, bottom + 22, f"{number:g}", "soft", "middle")]
     body.append(text((left + right) / 2, bottom + 44, f"{family.strip('/')} …", "soft", "middle"))
     labels = []
-    # The last one drawn lies in front.
+    # The last one drawn is in front.
     for side in sorted(in_order(points.values(), ours, limit), key=lambda each: (each == ours, each != limit)):
         i = sides.index(side)
         has = [number for number in numbers if side in points[number]]
@@ -186,7 +186,7 @@ def line_plot(title, family, points, sides, ours, limit):
 
 
 def dot_plot(title, cases, sides, ours, limit):
-    # About 7 units a letter; the longest name decides.
+    # About 7 units per letter of the longest name.
     left = 30 + max(len(case) for case in cases) * 7.3
     right = WIDTH - 40
     legend = MARGIN_TOP
@@ -230,7 +230,7 @@ def limit_mark(x, y, i):
     return line(x, y - 10, x, y + 10, f"s{i}", ' style="stroke-width:3"')
 
 
-# ---- Which plots a question gets ----
+# ---- The plots of a question ----
 
 
 def in_order(measured, ours, limit):
@@ -239,7 +239,7 @@ def in_order(measured, ours, limit):
 
 
 def families_of(cases):
-    """Cases that differ in one number only, where there are at least three: prefix -> number -> case."""
+    """Groups of at least three cases that differ only in a number: prefix -> number -> case."""
     families = {}
     for case in cases:
         match = re.fullmatch(r"(.*/|)(\d+)", case)
@@ -252,7 +252,7 @@ def draw(title, cases, ours, limit):
     """Yields (suffix of the file name, SVG). cases: case -> side -> object with median()."""
     medians = {case: {side: max(measured.median(), 0.01) for side, measured in sides.items()}
                for case, sides in cases.items()}
-    # A side looks the same in all plots of a question.
+    # A side has the same style in all plots of a question.
     sides = in_order(medians.values(), ours, limit)
     alone = dict(medians)
     for prefix, numbers in families_of(medians).items():

@@ -1,5 +1,5 @@
-// What does it cost to bring one event from the kernel to its callback? Descriptors that are ready stay ready: nothing but
-// the loop is measured.
+// What does it cost to bring one event from the kernel to its callback? Ready descriptors stay ready, so that only the
+// loop is measured.
 #include <benchmark/benchmark.h>
 #include <glib-unix.h>
 #include <glib.h>
@@ -26,7 +26,7 @@
 #include "nuv_select.h"
 
 #include <ev.h>
-// Both peers have an EV_READ, each with a value of its own.
+// libevent and libev define EV_READ with different values.
 constexpr int kEvRead = EV_READ;
 #include <event2/event.h>
 
@@ -37,7 +37,7 @@ struct Scene {
   int descriptors = 1;
   int active = 1;
   int timers = 0;
-  bool internal = false;  // one more descriptor, of the class that is polled first
+  bool internal = false;  // one more descriptor, of the internal class
 };
 
 uint64_t g_events = 0;
@@ -46,7 +46,7 @@ int open_eventfd(uint64_t value) {
   return eventfd(static_cast<unsigned>(value), EFD_NONBLOCK | EFD_CLOEXEC);
 }
 
-// The descriptors of a scene, numbered from the lowest free one, as a daemon's are. The highest ones are ready.
+// The descriptors of a scene, numbered from the lowest free one, as in a daemon. The highest ones are ready.
 class Descriptors {
  public:
   explicit Descriptors(const Scene& scene) {
@@ -75,9 +75,9 @@ class Descriptors {
   int internal_ = -1;
 };
 
-// select() goes through as many bits as the process's table of descriptors has, which never shrinks. So that a scene with one
-// descriptor does not pay for one with a thousand, each gets a table of its own: the kernel copies what is open when a
-// table is unshared, and another process must have shared it before.
+// select() visits as many bits as the process's descriptor table has, and the table never shrinks. Each scene gets a
+// table of its own, so that one with a single descriptor does not pay for one with a thousand: the kernel copies only
+// the open descriptors when a table that was shared with another process is unshared.
 void use_small_table() {
   const long sharer = syscall(SYS_clone, CLONE_FILES | SIGCHLD, nullptr, nullptr, nullptr, 0L);
   if (sharer == 0) {
@@ -90,7 +90,7 @@ void use_small_table() {
   waitpid(static_cast<pid_t>(sharer), nullptr, 0);
 }
 
-// Timers that are pending and stay so: a thousand seconds ahead, and some.
+// Timers that stay pending: a thousand seconds ahead and more.
 constexpr int kFarSeconds = 1000;
 
 // ---- userlib ----
@@ -140,7 +140,7 @@ class Bare {
   BareLoop loop_;
 };
 
-// ---- libevent, its back end for select() ----
+// ---- libevent, with its back end for select() ----
 
 class Libevent {
  public:
@@ -180,7 +180,7 @@ class Libevent {
   std::vector<event*> events_;
 };
 
-// ---- libev, its back end for select() ----
+// ---- libev, with its back end for select() ----
 
 class Libev {
  public:
@@ -393,7 +393,7 @@ void add_all(const Scene& scene) {
   add<Userlib>(scene, "userlib");
   add<Bare>(scene, "limit");
   if (scene.internal) {
-    return;  // the peers have no class of descriptors that is polled first
+    return;  // the peers have no internal descriptors
   }
   add<Libevent>(scene, "libevent");
   add<Libev>(scene, "libev");
@@ -406,8 +406,8 @@ void add_all(const Scene& scene) {
   const rlimit limit = {4096, 4096};
   setrlimit(RLIMIT_NOFILE, &limit);
   {
-    // Some peers keep a descriptor for the whole process, from their first loop on. It has to be a low one: a high one would
-    // keep every table large.
+    // From their first loop on, some peers keep a descriptor for the whole process. It must be a low one, as a high one
+    // would keep every table large.
     const Scene scene;
     const Descriptors fds(scene);
     const Libuv libuv(scene, fds);

@@ -1,8 +1,7 @@
-// What do frames, messages and indices cost beside the same work and the same checks written where they are needed?
+// What do frames, messages and indices cost compared with the same work and checks written by hand?
 //
-// "called" calls functions that are written by hand, as a daemon calls functions of another of its files; so does the
-// library's side, which only goes a longer way through the table of the shared object. With "inline" the compiler puts
-// them in the place of their calls.
+// "called" calls handwritten functions, as a daemon calls functions of another of its files; calls of the library go
+// through the PLT in addition. "inline" lets the compiler inline them.
 #include <benchmark/benchmark.h>
 
 #include "records_work.h"

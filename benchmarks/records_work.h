@@ -1,6 +1,5 @@
-// Work with frames, messages and indices: by the library, and by functions as a daemon's author would write them without
-// it, on the same records. Those check what the library checks, in the same order and with the same reports, each fact
-// once.
+// Work with frames, messages and indices: by the library, and by handwritten functions on the same records. Those check
+// what the library checks, in the same order and with the same reports, each fact once.
 #ifndef BENCHMARKS_RECORDS_WORK_H
 #define BENCHMARKS_RECORDS_WORK_H
 
@@ -23,15 +22,15 @@ namespace records_work {
 #define REQUIRE_THAT(condition) CHECK_THAT(NUV_ASSERT_REQUIRE, condition)
 #define ENSURE_THAT(condition)  CHECK_THAT(NUV_ASSERT_ENSURE, condition)
 
-// Lets the compiler know nothing of a value, nor of what the record behind a pointer holds. Without it, work that is
-// written where it is needed would be folded into one operation, or into none.
+// Hides a value, and the record behind a pointer, from the optimiser. Otherwise it would fold inlined work into one
+// operation, or none.
 template <typename Value>
 Value opaque(Value value) {
   asm volatile("" : "+r"(value) : : "memory");
   return value;
 }
 
-// Calls the function instead of letting the compiler put it here.
+// Calls the function, and keeps the compiler from inlining it.
 template <auto kFunction, typename... Arguments>
 [[gnu::noinline]] auto called(Arguments... arguments) {
   return kFunction(arguments...);
@@ -81,7 +80,7 @@ inline void expand_rear(Frame* frame, uint32_t offset) {
 
 // ---- Message ----
 
-// The allocator's other half, which an empty block gets.
+// The release function for an empty block.
 inline NUV_MemoryFree g_free = [](void*, uint32_t) {};
 
 inline Memory empty_block() {
@@ -180,42 +179,29 @@ inline uint32_t find_key(const IndexMap* map, int32_t key) {
 #undef REQUIRE_THAT
 #undef CHECK_THAT
 
-// ---- The sides, and what each of them does over and over ----
+// ---- The sides, and their repeated work ----
 
-struct FrameByHand {
+template <auto kReduceFront, auto kReduceRear, auto kExpandFront, auto kExpandRear>
+struct FrameSide {
   static void strip(Frame* frame, uint32_t header, uint32_t trailer) {
-    reduce_front(frame, opaque(header));
-    reduce_rear(frame, opaque(trailer));
+    kReduceFront(frame, opaque(header));
+    kReduceRear(frame, opaque(trailer));
   }
   static void give_back(Frame* frame, uint32_t header, uint32_t trailer) {
-    expand_front(frame, opaque(header));
-    expand_rear(frame, opaque(trailer));
+    kExpandFront(frame, opaque(header));
+    kExpandRear(frame, opaque(trailer));
   }
 };
 
-struct FrameCalled {
-  static void strip(Frame* frame, uint32_t header, uint32_t trailer) {
-    called<reduce_front>(frame, opaque(header));
-    called<reduce_rear>(frame, opaque(trailer));
-  }
-  static void give_back(Frame* frame, uint32_t header, uint32_t trailer) {
-    called<expand_front>(frame, opaque(header));
-    called<expand_rear>(frame, opaque(trailer));
-  }
-};
+template <auto kFunction>
+constexpr auto kCalled = called<kFunction, Frame*, uint32_t>;
 
-struct FrameUserlib {
-  static void strip(Frame* frame, uint32_t header, uint32_t trailer) {
-    NUV_Frame_reduceFront(frame, opaque(header));
-    NUV_Frame_reduceRear(frame, opaque(trailer));
-  }
-  static void give_back(Frame* frame, uint32_t header, uint32_t trailer) {
-    NUV_Frame_expandFront(frame, opaque(header));
-    NUV_Frame_expandRear(frame, opaque(trailer));
-  }
-};
+using FrameByHand = FrameSide<reduce_front, reduce_rear, expand_front, expand_rear>;
+using FrameCalled = FrameSide<kCalled<reduce_front>, kCalled<reduce_rear>, kCalled<expand_front>, kCalled<expand_rear>>;
+using FrameUserlib =
+    FrameSide<NUV_Frame_reduceFront, NUV_Frame_reduceRear, NUV_Frame_expandFront, NUV_Frame_expandRear>;
 
-// A layer takes header and trailer off a frame, and the answer gets them back.
+// A layer takes header and trailer off a frame, and puts them back for the answer.
 template <typename Side>
 class ReduceAndExpand {
  public:
@@ -257,7 +243,7 @@ inline Memory payload() {
   return {bytes.data(), static_cast<uint32_t>(bytes.size()), [](void*, uint32_t size) { g_released += size; }};
 }
 
-// Every block goes where one was before, which is released.
+// Every block replaces an earlier one, which is released.
 template <typename Side>
 class AddItems {
  public:
@@ -279,7 +265,7 @@ class AddItems {
   Message message_;
 };
 
-// Five items go from one message to another and back.
+// Moves five items from one message to another and back.
 template <typename Side>
 class MoveItems {
  public:
@@ -327,7 +313,7 @@ struct PoolUserlib {
   static void release(IndexPool* pool, uint32_t index) { NUV_IndexPool_release(pool, index); }
 };
 
-// A pool for the timers of a reactor, half of them running.
+// A pool for the timers of a reactor, half of them in use.
 template <typename Side>
 class OccupyAndRelease {
  public:
@@ -364,7 +350,7 @@ struct MapUserlib {
   static uint32_t find(const IndexMap* map, int32_t key) { return NUV_IndexMap_find(map, key); }
 };
 
-// Looks for every key of a map of 60 in its turn, in another order than that of the positions.
+// Looks up every key of a map of 60, in another order than that of the positions.
 template <typename Side>
 class FindKeys {
  public:

@@ -1,12 +1,11 @@
 #!/usr/bin/env python3
-"""What the benchmarks measured: a table in the terminal, the page and its plots, and whether a bar is missed.
+"""Reports benchmark results: prints tables, writes the page and its plots, and fails if a bar is missed.
 
 report.py --results DIR [--bars DIR] [--page FILE --plots DIR] [--quiet] QUESTION...
 
-DIR/<question>.json is what the program of a question wrote (Google Benchmark's JSON, with repetitions), and
-DIR/<question>.device.json, if it is there, what it wrote with the library as devices have it. <question>.toml beside the
-program holds the bars, which are about the first one. Ends with 0 when every bar is met, 1 when one is missed, 2 when the
-input makes no sense.
+DIR/<question>.json is the output of a question's program (Google Benchmark's JSON, with repetitions), and the optional
+DIR/<question>.device.json the output with the library as built for devices. <question>.toml beside the program has the
+bars, which apply to the former. Exits with 0 if every bar is met, 1 if one is missed, 2 if the input is invalid.
 """
 
 import argparse
@@ -32,7 +31,7 @@ LIMIT = "limit"
 TO_NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
 # Google Benchmark appends these to the name of a benchmark that asks for them.
 NAME_SUFFIXES = re.compile(r"/(real_time|manual_time|process_time|(iterations|repeats|min_time|min_warmup_time):[^/]*)")
-# What a repetition carries besides the counters of the program.
+# The fields of a repetition that are not counters of the program.
 STANDARD_FIELDS = {
     "name", "family_index", "per_family_instance_index", "run_name", "run_type", "repetitions", "repetition_index",
     "threads", "iterations", "real_time", "cpu_time", "time_unit", "label", "error_occurred", "error_message",
@@ -52,7 +51,7 @@ PEER_PACKAGES = {
 
 
 class InputError(Exception):
-    """The results or the bars cannot be used; the text says why."""
+    """The results or the bars are invalid; the text says why."""
 
 
 # ---- Bars ----
@@ -79,7 +78,7 @@ class Question:
     question: str
     note: str
     bars: list
-    has_plot: bool = True  # not where a counter tells more than the times
+    has_plot: bool = True  # false if a counter matters more than the times
 
 
 def check_fields(table, fields, required, where):
@@ -113,9 +112,9 @@ def read_question(directory, name):
     try:
         table = tomllib.loads(path.read_text(encoding="utf-8"))
     except FileNotFoundError:
-        raise InputError(f"{path}: there is no such file") from None
+        raise InputError(f"{path}: no such file") from None
     except (tomllib.TOMLDecodeError, UnicodeDecodeError) as error:
-        raise InputError(f"{path}: no valid TOML: {error}") from None
+        raise InputError(f"{path}: not valid TOML: {error}") from None
     check_fields(table, QUESTION_FIELDS, ["question", "note"], path)
     bars = [read_bar(bar, f"{path}: bar {i + 1}") for i, bar in enumerate(table.get("bar", []))]
     return Question(name, table["question"], table["note"].strip(), bars, table.get("plot", True))
@@ -126,7 +125,7 @@ def read_question(directory, name):
 
 @dataclass
 class Side:
-    """What was measured of one side of a case: one value a repetition."""
+    """The measurements of one side of a case: one value per repetition."""
 
     nanoseconds: list = field(default_factory=list)
     counters: dict = field(default_factory=dict)
@@ -135,7 +134,7 @@ class Side:
         return statistics.median(self.counters[counter] if counter else self.nanoseconds)
 
     def spread(self):
-        """Half the distance between the quartiles, as a part of the median."""
+        """Half the interquartile range, as a fraction of the median."""
         if len(self.nanoseconds) < 4:
             return 0.0
         low, _, high = statistics.quantiles(self.nanoseconds, n=4)
@@ -146,7 +145,7 @@ class Side:
 class Results:
     cases: dict  # case -> side -> Side, in the order of the program
     context: dict
-    device: dict = field(default_factory=dict)  # cases of the run with the library as devices have it
+    device: dict = field(default_factory=dict)  # the same for the library as built for devices
 
     @property
     def repetitions(self):
@@ -164,11 +163,11 @@ def read_results(directory, name):
         document = json.loads(path.read_text(encoding="utf-8"))
         runs = document["benchmarks"]
     except FileNotFoundError:
-        raise InputError(f"{path}: there is no such file") from None
+        raise InputError(f"{path}: no such file") from None
     except (ValueError, KeyError, TypeError) as error:
-        raise InputError(f"{path}: no results of a benchmark: {error!r}") from None
+        raise InputError(f"{path}: not the results of a benchmark: {error!r}") from None
     results = Results({}, document.get("context", {}))
-    # Random interleaving has shuffled them; the program's order is the readable one.
+    # Random interleaving has shuffled the runs; restore the program's order.
     for run in sorted(runs, key=lambda each: (each.get("family_index", 0), each.get("per_family_instance_index", 0))):
         if run.get("error_occurred"):
             raise InputError(f"{path}: {run['name']}: {run.get('error_message', 'it failed')}")
@@ -247,7 +246,7 @@ def judge(question, results):
 
 
 def number(value):
-    """Three digits that count, and no exponent."""
+    """Three significant digits, and no exponent."""
     if value == 0:
         return "0"
     if math.isinf(value):
@@ -280,7 +279,7 @@ def verdict_text(verdict):
 
 
 def ratios(measured, has_limit, has_peers):
-    """Ours by the limit and by the best peer, as far as a table has them."""
+    """The ratios of ours to the limit and to the best peer, as far as the table has these columns."""
     medians = {side: measured[side].median() for side in measured}
     cells = []
     if has_limit:
@@ -293,7 +292,7 @@ def ratios(measured, has_limit, has_peers):
 
 
 def time_rows(results):
-    """Header and rows of the table of times. What devices have was measured in a run of its own, and has ratios of its own."""
+    """Header and rows of the table of times. The device's build was measured in a run of its own, with its own ratios."""
     sides = results.sides()
     has_limit = LIMIT in sides
     has_peers = bool(peers_of(sides))
@@ -347,7 +346,7 @@ def as_markdown(header, rows, left=1):
 
 
 def reasons(verdicts, all_misses):
-    """(cases, reason) for each reason why bars are missed; only those that pass in spite of it, unless told."""
+    """(cases, reason) for each reason why bars are missed: those that still pass, or all."""
     cases = {}
     for verdict in verdicts:
         if verdict.bar.reason and not verdict.is_met and (verdict.passes or all_misses):
@@ -379,7 +378,7 @@ def command_output(*command):
 
 
 def machine_line(results):
-    """Processor, kernel and compiler. Nothing that tells which machine it was."""
+    """Processor, kernel and compiler, but nothing that identifies the machine."""
     model = "an unnamed processor"
     try:
         names = re.findall(r"^model name\s*:\s*(.*)$", Path("/proc/cpuinfo").read_text(encoding="utf-8"), re.MULTILINE)
@@ -395,7 +394,7 @@ def machine_line(results):
 
 
 def load_text(results):
-    """What else the machine had to do, as the programs found it when they began."""
+    """The load of the machine when the programs started."""
     loads = [r.context["load_avg"][0] for r in results if r.context.get("load_avg")]
     return f"load {min(loads):.1f} to {max(loads):.1f}" if loads else ""
 
@@ -427,51 +426,50 @@ def question_section(question, results, verdicts, plot_names):
 
 HOW = """# Benchmarks
 
-One program a question, in `benchmarks`: our call, the calls of the libraries that a daemon might use instead
-(the peers), and the same work done with nothing but system calls or plain loops (the limit) stand side by side in it, and
-their repetitions are run in random order. What counts is the ratio of the medians: both sides have had the same machine at
-the same time, so that the ratio holds where nanoseconds do not. A bar is the greatest ratio that is accepted.
+`benchmarks` has one program per question. It compares our call with the calls of libraries that a daemon might use instead
+(the peers), and with the same work done by system calls or plain loops alone (the limit); their repetitions run in random
+order. What counts is the ratio of the medians: both sides had the same machine at the same time, so the ratio carries over
+to other machines where nanoseconds do not. A bar is the greatest ratio that is accepted.
 
-    scripts/bench                           all questions, and this page with its plots anew
-    scripts/bench --repetitions 20 reactor  only some, without touching this page
+    scripts/bench                           all questions; writes this page and its plots
+    scripts/bench --repetitions 20 reactor  only some, without changing this page
 
-Installs the peers from Debian's packages, builds the preset `bench` and fails when a bar is missed. A question with a missed
-bar is measured again as a whole, with twice the repetitions, two times at most; what was measured last counts for all of its
-cases. Times are processor time of the thread that is measured, unless the question says otherwise.
+The script installs the peers from Debian's packages, builds the preset `bench` and fails if a bar is missed. A question with
+a missed bar is measured again as a whole, with twice the repetitions, at most twice; the last measurement counts for all of
+its cases. Times are CPU time of the measured thread, unless the question says otherwise.
 
-What makes it fair: both sides do the same work on the same descriptors, bytes and texts, in the same process; what they
-deliver is checked, and a wrong result fails the run; all are shared libraries as they ship: the peers as their Debian
-packages have them, ours as its own packages have it, with Debian's usual optimisation (-O2). The bars hold for that.
+To be fair, both sides do the same work on the same descriptors, bytes and texts, in the same process. Their results are
+checked, and a wrong result fails the run. All are shared libraries as they ship: the peers as in their Debian packages, ours
+as in its own packages, with Debian's usual optimisation (-O2). The bars apply to that.
 
-`device` is ours as devices have it, with -Os and link-time optimisation, measured in a run of its own with the same program;
-its ratios are those of that run.
+`device` is our library as built for devices, with -Os and link-time optimisation, measured in a run of its own with the same
+program; its ratios are those of that run.
 
-What spoils a measurement is named before anything is measured: a file `/etc/quiet`, too few descriptors, preloaded libraries,
-a machine with other work. A bar of a few nanoseconds leaves room for another machine, on which the same ratio was 1.6
-instead of 1.2: what holds such an operation closely is the count of its instructions.
+Before measuring, the script checks for what would spoil the results: a file `/etc/quiet`, too few descriptors, preloaded
+libraries, a busy machine. A bar of a few nanoseconds leaves room for other machines, on which the same ratio was 1.6 instead
+of 1.2: such an operation has a closer limit by its count of instructions.
 """
 
 
 COUNTED = """## Counted in instructions
 
-What one operation takes outside of the kernel, in instructions: a figure that neither the load of the machine nor its age
-touches. `package` is the library as Debian's packages have it (-O2), `device` as devices have it (-Os and link-time
-optimisation); `by hand` is the same work in the program itself, as far as that can be said: a loop around `select()`, an
-array of timers, a mask, `printf()`, each pattern symbol by symbol, and functions that check what the library checks. It
-keeps no promise that it does not need: no callback changes its set, no descriptor has an owner, no handle is wrong. The
-program that calls is compiled with -O2, and calls a shared object.
+The instructions that one operation takes outside the kernel, a figure that depends neither on the load nor on the age of the
+machine. `package` is the library as in Debian's packages (-O2), `device` as on devices (-Os and link-time optimisation);
+`by hand` is comparable work in the program itself: a loop around `select()`, an array of timers, a mask, `printf()`, each
+pattern symbol by symbol, and functions with the library's checks. It leaves out what it does not need: no callback changes
+its set, no descriptor has an owner, no handle is wrong. The calling program is compiled with -O2, and calls a shared object.
 
-`scripts/instructions` counts, with valgrind on x86-64 and with a plugin of QEMU's emulators of the user mode for other
-processors (`--target mips`): each question runs N times and 2 N times, and the difference holds nothing of the start.
-`scripts/instructions --check` fails when anything takes more than 3 % more than what is kept in
-`benchmarks/instructions`, and `--update` keeps the new figures and writes these tables.
+`scripts/instructions` counts with valgrind on x86-64, and with a plugin of QEMU's user-mode emulators for other processors
+(`--target mips`). Each question runs N times and 2 N times, so that the difference excludes the start.
+`scripts/instructions --check` fails if anything takes over 3 % more than the figures in `benchmarks/instructions`, and
+`--update` stores the new figures and writes these tables.
 
 """
 COUNTS = re.compile(r"<!-- instructions -->\n.*?<!-- end -->\n", re.S)
 
 
 def counted_section(page):
-    """The tables that scripts/instructions has written into the page stay."""
+    """The section with the tables that scripts/instructions wrote to the page."""
     text = page.read_text(encoding="utf-8") if page.exists() else ""
     kept = COUNTS.search(text)
     return COUNTED + (kept.group(0) if kept else "<!-- instructions -->\n<!-- end -->\n")
@@ -512,11 +510,11 @@ def parse_arguments(arguments):
     parser.add_argument("--bars", default=Path(__file__).parent, help="directory with <question>.toml")
     parser.add_argument("--page", help="Markdown file to write")
     parser.add_argument("--plots", help="directory for the plots of the page")
-    parser.add_argument("--quiet", action="store_true", help="print only what is missed")
+    parser.add_argument("--quiet", action="store_true", help="print only missed bars")
     parser.add_argument("questions", nargs="+", metavar="QUESTION")
     options = parser.parse_args(arguments)
     if bool(options.page) != bool(options.plots):
-        parser.error("--page and --plots go together")
+        parser.error("--page and --plots must be given together")
     return options
 
 

@@ -29,7 +29,7 @@ bool runs(const char* path) {
          waitpid(child, &status, 0) == child && status == 0;
 }
 
-// The memory of the idle program, in KiB: all of it, and what it shares with nobody.
+// The memory of the idle program, in KiB: in total, and private.
 struct Footprint {
   double resident = 0;
   double own = 0;

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Names what spoils a measurement on this machine, before anything is measured: surroundings.py QUESTION...
+"""Checks before a benchmark whether this machine is suitable: surroundings.py QUESTION...
 
-Ends with 1 if a question cannot be measured here, and says what to do; what only makes the figures worse is a warning.
+Exits with 1 if a question cannot be measured here, and says what to do; prints a warning if figures would only be worse.
 """
 
 import argparse
@@ -10,32 +10,31 @@ import resource
 import sys
 from pathlib import Path
 
-# What the largest scene of the reactor opens, and what a program has open anyway.
+# The files that the largest scene of the reactor opens, and those that a program has open anyway.
 DESCRIPTORS = 1000 + 24
 
 
 def obstacles(questions, root, environment, descriptors):
-    """What is in the way of a question, or would make a result wrong, and what to do."""
+    """What prevents a measurement, or would make a result wrong, and what to do."""
     if "trace" in questions and (root / "etc/quiet").exists():
-        yield ("/etc/quiet is there, and keeps traces off the console: 'trace' has no lines to measure. Move the file away "
-               "and back again, or leave the question out")
+        yield ("/etc/quiet exists, and keeps traces off the console: 'trace' has no lines to measure. Move it away, or "
+               "leave the question out")
     if "reactor" in questions and descriptors < DESCRIPTORS:
-        yield (f"a process may open {descriptors} files, and 'reactor' opens {DESCRIPTORS}: raise the limit (ulimit -Hn), or "
+        yield (f"a process can open {descriptors} files, and 'reactor' needs {DESCRIPTORS}: raise the limit (ulimit -Hn), or "
                "leave the question out")
     for variable in ("LD_PRELOAD", "LD_LIBRARY_PATH"):
         if environment.get(variable):
-            yield (f"{variable} is '{environment[variable]}': something else than the libraries in question might be "
-                   "measured. Unset it")
+            yield f"{variable} is '{environment[variable]}', so other libraries might be measured: unset it"
 
 
 def nuisances(root, load, processors):
-    """What makes the figures of all questions worse."""
+    """What makes all figures worse."""
     if load > processors / 4:
-        yield (f"the machine has other work: its load is {load:.1f} with {processors} processors, and should be below "
-               f"{processors / 4:.1f}. Ratios suffer less than times; scripts/instructions does not suffer")
+        yield (f"the machine is busy: its load is {load:.1f} on {processors} processors, and should be below "
+               f"{processors / 4:.1f}. This affects ratios less than times, and scripts/instructions not at all")
     governor = root / "sys/devices/system/cpu/cpu0/cpufreq/scaling_governor"
     if governor.exists() and governor.read_text(encoding="utf-8").strip() == "powersave":
-        yield f"the processor changes its pace: {governor} is 'powersave', and should be 'performance'"
+        yield f"the processor changes its clock rate: {governor} is 'powersave', and should be 'performance'"
 
 
 def main(arguments, root=Path("/"), environment=None, descriptors=None, load=None, processors=None):

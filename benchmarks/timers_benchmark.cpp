@@ -1,4 +1,4 @@
-// What do the timers of a reactor cost: to arm, to arm anew, to remove, and when all of them are due at once?
+// What do the timers of a reactor cost: to arm, to rearm, to remove, and to expire all at once?
 #include <benchmark/benchmark.h>
 #include <event2/event.h>
 #include <sys/time.h>
@@ -16,7 +16,7 @@
 #include "bare_loop.h"
 #include "nuv_select.h"
 
-#undef EV_READ  // libevent's; libev has its own
+#undef EV_READ  // of libevent; libev defines its own
 #undef EV_WRITE
 #undef EV_TIMEOUT
 #undef EV_SIGNAL
@@ -24,12 +24,12 @@
 
 namespace {
 
-// One less than the set holds: of a full set no timer can be removed.
+// One less than the set holds: no timer can be removed from a full set.
 constexpr size_t kTimers = NUV_TIMEOUTSET_SIZE - 1;
 
 uint64_t g_expiries = 0;
 
-// Delays without order, the same ones for everybody, between 1000 and 2000 seconds.
+// Unordered delays between 1000 and 2000 seconds, the same for all sides.
 const std::array<timeval, kTimers>& delays() {
   static const auto result = [] {
     std::array<timeval, kTimers> times;
@@ -43,7 +43,7 @@ const std::array<timeval, kTimers>& delays() {
   return result;
 }
 
-// The timers in an order that is not that of arming.
+// The timers in another order than that of arming.
 const std::array<size_t, kTimers>& shuffled() {
   static const auto result = [] {
     std::array<size_t, kTimers> order;
@@ -76,7 +76,7 @@ class Userlib {
   std::array<uint32_t, kTimers> ids_ = {};
 };
 
-// Nothing but the record written to an array, and found there by its place.
+// Only writes the record to an array, and finds it there by its index.
 class Bare {
  public:
   void arm(size_t i) {
@@ -199,7 +199,7 @@ class Libuv {
   std::array<uint64_t, kTimers> milliseconds_ = {};
 };
 
-// ---- Arming, arming anew, removing: the time for one timer of 79 ----
+// ---- Arming, rearming, removing: the time for one timer of 79 ----
 
 enum class Step { kArm, kUpdate, kRemove };
 
@@ -216,7 +216,7 @@ double seconds_of(Function function) {
   return seconds_now() - start;
 }
 
-// The seconds of one round of a step, or less than 0 if another number of timers than all and then none was armed.
+// The seconds of one round of a step; negative if at first not all timers, or in the end not none, were armed.
 template <typename Timers>
 double seconds_of_step(Timers& timers, Step measured) {
   const double arming = seconds_of([&] {
@@ -241,8 +241,8 @@ double seconds_of_step(Timers& timers, Step measured) {
   return measured == Step::kArm ? arming : measured == Step::kUpdate ? updating : removing;
 }
 
-// A repetition is the median of many rounds: one in which another program had the processor would weigh as much as a
-// thousand others.
+// A repetition is the median of many rounds, as in an average one interrupted round would weigh as much as a thousand
+// others.
 template <typename Timers>
 void run(benchmark::State& state, Step measured) {
   constexpr size_t kRounds = 4001;
@@ -262,7 +262,7 @@ void run(benchmark::State& state, Step measured) {
   }
 }
 
-// ---- 80 timers that are due at once and arm themselves again: the time for all of them ----
+// ---- 80 timers that expire at once and rearm themselves: the time for all of them ----
 
 constexpr timeval kPeriod = {0, 20000};
 
@@ -285,7 +285,7 @@ void run_expiries(benchmark::State& state, void (*process)(TimeoutSet&, const ti
     expected += NUV_TIMEOUTSET_SIZE;
   }
   if (g_expiries != expected) {
-    state.SkipWithError("not all timers have fired once a turn");
+    state.SkipWithError("not all timers have fired once per turn");
   }
   g_expiries = 0;
   NUV_TimeoutSet_destruct(&set);

@@ -1,5 +1,5 @@
-// What does a line cost that nobody wants to see, and what one that is written?
-#define SPDLOG_ACTIVE_LEVEL SPDLOG_LEVEL_TRACE  // the level is looked at when the program runs, as ours is
+// What does a suppressed line cost, and a printed one?
+#define SPDLOG_ACTIVE_LEVEL SPDLOG_LEVEL_TRACE  // check the level at run time, as ours does
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <spdlog/sinks/basic_file_sink.h>
@@ -20,17 +20,17 @@
 
 namespace {
 
-// The loop around a call that takes two nanoseconds must not be half of what is measured.
+// Keeps the overhead of the loop small beside calls of two nanoseconds.
 constexpr int kBatch = 64;
 
 constexpr char kModule[] = "Line";
 constexpr char kText[] = "off hook, 4711 waits for the first digit";
 
-// A daemon keeps its handles and loggers where all its functions find them.
+// Global, as handles and loggers are in daemons.
 int g_module;
 std::shared_ptr<spdlog::logger> g_logger;
 
-// What a daemon does once when it starts.
+// A daemon does this once at its start.
 void register_module(uint32_t mask) {
   NUV_Sysloglevel_construct("");
   g_module = NUV_Sysloglevel_registerModul(kModule);
@@ -45,8 +45,7 @@ void make_logger(const std::string& path, spdlog::level::level_enum level) {
 
 // ---- a suppressed line ----
 
-// Two places that trace, as every daemon has more than one: compilers treat a template that is called once as part of its
-// caller.
+// Two trace statements, as every daemon has more than one: compilers inline a template that is called only once.
 
 void suppressed_userlib(benchmark::State& state) {
   register_module(NUV_SYSLOGLEVEL_DEFAULT_MASK);
@@ -60,7 +59,7 @@ void suppressed_userlib(benchmark::State& state) {
   }
 }
 
-// The macro that looks up its logger by itself, as ours looks up its module.
+// The macro that looks up its logger, as ours looks up its module.
 void suppressed_spdlog(benchmark::State& state) {
   spdlog::set_level(spdlog::level::err);
   while (state.KeepRunningBatch(kBatch)) {
@@ -73,7 +72,7 @@ void suppressed_spdlog(benchmark::State& state) {
   }
 }
 
-// The macro for those who keep a pointer to the logger.
+// The macro that takes a pointer to the logger.
 void suppressed_spdlog_logger(benchmark::State& state) {
   make_logger("/dev/null", spdlog::level::err);
   while (state.KeepRunningBatch(kBatch)) {
@@ -103,12 +102,12 @@ void suppressed_limit(benchmark::State& state) {
 
 // ---- a line for the console, which is a file ----
 
-// A line as all sides write it; only the time differs.
+// A line as all sides write it, apart from the time.
 constexpr char kExampleLine[] =
     "Mar  5 09:04:07:042:debug:Line: trace_benchmark.cpp:100   off hook, 4711 waits for the first digit\n";
 constexpr size_t kStampLength = 19;
 
-// The file that takes the lines. It is emptied now and then, so that the disk does not fill.
+// The file for the lines. It is truncated now and then, so that the disk does not fill up.
 class Target {
  public:
   Target() : path_(std::filesystem::temp_directory_path() / ("trace_benchmark." + std::to_string(getpid()))) {
@@ -122,8 +121,8 @@ class Target {
   int open() const { return ::open(path_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600); }
   void empty() const { std::ofstream(path_, std::ios::trunc); }
 
-  // Refuses a file whose last line is not like the example. (The first may lack its head, which a buffer has written
-  // before the file was emptied.)
+  // Refuses a file whose last line is not like the example. (The first may lack its beginning, written before the file
+  // was truncated.)
   void check(benchmark::State& state) const {
     std::ifstream lines(path_);
     std::string last;
@@ -139,7 +138,7 @@ class Target {
   std::filesystem::path path_;
 };
 
-// Leads standard output into the file and back again.
+// Redirects standard output to the file and back.
 class RedirectedStdout {
  public:
   explicit RedirectedStdout(const Target& target) : saved_(dup(STDOUT_FILENO)) {
@@ -177,7 +176,7 @@ void write_lines(benchmark::State& state, const Target& target, Call call) {
 
 void console_userlib(benchmark::State& state, bool flushed) {
   if (access("/etc/quiet", F_OK) == 0) {
-    state.SkipWithError("/etc/quiet is there, and keeps traces off the console: move it away");
+    state.SkipWithError("/etc/quiet exists, and keeps traces off the console: move it away");
     return;
   }
   register_module(1U << NUV_SYSLOGLEVEL_DEBUG);

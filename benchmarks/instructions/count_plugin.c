@@ -1,7 +1,7 @@
-/* A plugin for the emulators of QEMU: counts the instructions of a program, and prints the sum when it ends.
+/* A plugin for QEMU's emulators: counts the instructions of a program, and prints the sum at its end.
  *
- * Debian has the plugin interface in its emulators, but no package with its header. This is the part that is needed, as
- * version 1 of the interface has it. */
+ * Debian's emulators support plugins, but no package has the header. These are the declarations needed here, from
+ * version 1 of the interface. */
 #include <inttypes.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -22,7 +22,7 @@ enum { ADD = 0 };
 
 static uint64_t g_instructions;
 
-/* A block is counted each time that it runs. */
+/* Adds a block's instructions each time it runs. */
 static void on_translation(uint64_t a_id, struct qemu_plugin_tb* a_block) {
   (void)a_id;
   qemu_plugin_register_vcpu_tb_exec_inline(a_block, ADD, &g_instructions, qemu_plugin_tb_n_insns(a_block));

@@ -1,7 +1,7 @@
-// Does one thing over and over, so that scripts/instructions can count what it takes: counted QUESTION TIMES.
+// Repeats one operation, so that scripts/instructions can count its instructions: counted QUESTION TIMES.
 //
-// Nothing here depends on the machine, the hour or the load: clocks tick as often as they are read, and descriptors that
-// are ready stay ready. Ends with 1 if the work has not left what it should have, with 2 if it is asked for something else.
+// Nothing here depends on the machine, the time or the load: clocks tick each time they are read, and ready descriptors
+// stay ready. Exits with 1 if the work has a wrong result, with 2 if the arguments are wrong.
 #include <fcntl.h>
 #include <sys/time.h>
 #include <time.h>
@@ -23,7 +23,7 @@
 #include "nuv_select.h"
 #include "nuv_sysloglevel.h"
 
-// ---- A machine that is alike everywhere: the library calls these instead of the C library's ----
+// ---- A reproducible machine: the library calls these instead of the C library's functions ----
 
 namespace {
 
@@ -42,13 +42,13 @@ extern "C" int clock_gettime(clockid_t /*clock*/, timespec* now) noexcept {
   return 0;
 }
 
-// Always the same second, whose date is worked out once.
+// Always the same second, so that its date is computed once.
 extern "C" int gettimeofday(timeval* now, void* /*zone*/) noexcept {
   *now = {1700000000, 42000};
   return 0;
 }
 
-// No file keeps traces off the console.
+// /etc/quiet does not exist.
 extern "C" int access(const char* /*path*/, int /*mode*/) noexcept {
   return -1;
 }
@@ -63,7 +63,7 @@ void fail(const char* what) {
   std::exit(1);
 }
 
-// What all others are measured against: the loop, and nothing in it.
+// The empty loop, which is subtracted from all others.
 void nothing(uint32_t times) {
   for (uint32_t i = 0; i < times; ++i) {
     opaque(i);
@@ -94,7 +94,7 @@ int32_t on_far_timer(void*, timeval*, uint32_t) {
   return 1;
 }
 
-// The reading ends of pipes, of which the highest one is ready.
+// The read ends of pipes, of which the highest is ready.
 std::vector<int> open_descriptors(int count) {
   constexpr int kLowest = 32;
   int idle[2];
@@ -143,16 +143,16 @@ void bare_events(uint32_t times) {
 
 // ---- Timers ----
 
-constexpr uint32_t kTimers = NUV_TIMEOUTSET_SIZE - 1;  // of a full set no timer can be removed
+constexpr uint32_t kTimers = NUV_TIMEOUTSET_SIZE - 1;  // no timer can be removed from a full set
 
-// Delays in no order.
+// Unordered delays.
 timeval delay(uint32_t i) {
   return {static_cast<time_t>(1000 + i * 37 % kTimers), 0};
 }
 
 enum Depth { kRestarted, kArmed, kUpdated, kRemoved };
 
-// A reactor's timers are armed, then given other delays, then removed, or as much of this as is asked for.
+// Arms a reactor's timers, changes their delays, and removes them, as far as kDepth says.
 template <Depth kDepth>
 void timers(uint32_t times) {
   static Select reactor;
@@ -177,7 +177,7 @@ void timers(uint32_t times) {
   }
 }
 
-// The same in an array, where each timer is found by its place.
+// The same with an array, where each timer is found by its index.
 template <Depth kDepth>
 void bare_timers(uint32_t times) {
   static std::array<NUV_TimeoutRecv, kTimers> array;
@@ -213,7 +213,7 @@ void process_all(TimeoutSet& set, const timeval& elapsed) {
   NUV_TimeoutSet_process(&set, NUV_TIMEOUT_UNLIMITED, &elapsed);
 }
 
-// All timers are due in the same turn, and arm themselves again.
+// All timers expire in the same turn, and rearm themselves.
 template <auto kProcess>
 void expiries(uint32_t times) {
   TimeoutSet set;
@@ -225,7 +225,7 @@ void expiries(uint32_t times) {
     called<kProcess, TimeoutSet&, const timeval&>(set, kPeriod);
   }
   if (g_calls != times * NUV_TIMEOUTSET_SIZE) {
-    fail("not all timers have fired once a turn");
+    fail("not all timers have fired once per turn");
   }
 }
 
@@ -253,7 +253,7 @@ bool is_wanted(int module, uint32_t type) {
   return (g_masks[static_cast<size_t>(module)] >> type & 1U) != 0;
 }
 
-// The mask of a module, behind a function.
+// A function that tests the mask of a module.
 void bare_suppressed(uint32_t times) {
   for (uint32_t i = 0; i < times; ++i) {
     if (called<is_wanted>(opaque(g_module), uint32_t{NUV_SYSLOGLEVEL_DEBUG})) {
@@ -271,7 +271,7 @@ void lines(uint32_t times) {
   }
 }
 
-// Such a line printed, with a date that is there already.
+// Prints such a line, with a date computed before.
 void bare_lines(uint32_t times) {
   for (uint32_t i = 0; i < times; ++i) {
     std::printf("%s:%03u:debug:%s: %s:%u   %s\n", opaque("Nov 14 22:13:20"), 42U, opaque("Line"), opaque("card.c"),
@@ -283,7 +283,7 @@ void bare_lines(uint32_t times) {
 
 constexpr size_t kPatterns = 100;
 
-// Whether a symbol at the front of a pattern takes a digit, and how long the symbol is.
+// Whether the first symbol of a pattern takes a digit, and the length of the symbol.
 bool takes(const char* symbol, char digit, size_t& length) {
   if (*symbol == '[') {
     length = 5;
@@ -293,7 +293,7 @@ bool takes(const char* symbol, char digit, size_t& length) {
   return *symbol == 'x' || *symbol == digit;
 }
 
-// What comes to mind first: each pattern, symbol by symbol. Complete is 2, 1 what more digits may complete.
+// The obvious way: symbol by symbol. 2 is complete, 1 needs more digits, 0 is no match.
 int match(const char* pattern, const char* dialled) {
   while (*pattern != '\0' && *pattern != 'T') {
     size_t length = 0;
@@ -302,7 +302,7 @@ int match(const char* pattern, const char* dialled) {
     }
     const bool is_taken = takes(pattern, *dialled, length);
     if (pattern[length] == '.') {
-      // In these plans nothing but the end of the inter-digit time follows a repetition.
+      // In these plans only T follows a repetition.
       while (takes(pattern, *dialled, length) && *dialled != '\0') {
         ++dialled;
       }
@@ -317,7 +317,7 @@ int match(const char* pattern, const char* dialled) {
   return *pattern == 'T' ? (*dialled == '\0' ? 1 : 0) : *dialled == '\0' ? 2 : 0;
 }
 
-// The first pattern that is complete decides; without one, any that can still become so.
+// The first complete pattern decides; otherwise any that can still become complete.
 int first_match(const Texts& plan, const char* dialled) {
   int best = 0;
   for (const std::string& pattern : plan) {
@@ -350,10 +350,10 @@ void digits(uint32_t times) {
     }
   }
   NUV_DigitMap_destruct(&map);
-  // Best match waits where first match decides.
+  // Where first match decides, best match may have to wait.
   const size_t expected = times * complete_by_hand(plan, questions);
   if (kMode == NUV_DIGITMAP_FIRST_MATCH ? complete != expected : complete == 0 || complete > expected) {
-    fail("another number of numbers is complete than by hand");
+    fail("the count of complete numbers differs from that by hand");
   }
 }
 
@@ -421,6 +421,6 @@ int main(int argc, char** argv) {
       return 0;
     }
   }
-  std::fprintf(stderr, "counted: must be given a question and how often to do it\n");
+  std::fprintf(stderr, "usage: counted QUESTION TIMES\n");
   return 2;
 }

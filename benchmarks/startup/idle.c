@@ -1,4 +1,4 @@
-/* A daemon that does nothing. With an argument it tells how much memory it takes to do so. */
+/* A daemon that does nothing. With an argument it prints its memory use. */
 #include <stdio.h>
 
 #ifdef WITH_USERLIB

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What benchmarks/report.py makes of results and bars, right ones and wrong ones."""
+"""Tests benchmarks/report.py with valid and invalid results and bars."""
 
 import contextlib
 import io
@@ -23,7 +23,7 @@ def bar(case, against, at_most, more=""):
 
 
 def runs(name, times, unit="ns", family=0, **more):
-    """The repetitions of one benchmark, with an aggregate that has to be left alone."""
+    """The repetitions of one benchmark, and an aggregate that must be ignored."""
     result = [
         {"name": name, "run_name": name, "run_type": "iteration", "family_index": family, "repetition_index": i,
          "iterations": 100, "real_time": time * 2, "cpu_time": time, "time_unit": unit, **more}
@@ -77,7 +77,7 @@ class ReportTest(unittest.TestCase):
                   + runs("size/1/libone", [160] * 5, family=2))
         (self.directory / "speed.device.json").write_text(json.dumps({"benchmarks": device}), encoding="utf-8")
         status, out, err = self.report(NOTE + bar("size/1", ["limit"], 1.2))
-        self.assertEqual((status, err), (0, ""))  # the bar is about the other run
+        self.assertEqual((status, err), (0, ""))  # the bar is for the other run
         self.assertTrue(out.splitlines()[3].endswith("device  device / limit  device / best peer"))
         self.assertEqual(self.row(out, "size/1")[5:], ["1.20", "0.50", "80.0", "4.00", "0.50"])
 
@@ -169,7 +169,7 @@ class ReportTest(unittest.TestCase):
             ("case that was not measured", NOTE + bar("size/2", ["limit"], 1), "case 'size/2' was not measured\n"),
             ("side that was not measured", NOTE + bar("size/1", ["libsix"], 1), "was not measured for 'libsix'"),
             ("counter that nobody has", NOTE + bar("size/1", ["limit"], 1, 'counter = "x"'), "no counter 'x'"),
-            ("broken TOML", NOTE + "[[bar]\n", "speed.toml: no valid TOML:"),
+            ("broken TOML", NOTE + "[[bar]\n", "speed.toml: not valid TOML:"),
             ("no question", 'note = "x"', "'question' is missing"),
             ("bar without ratio", NOTE + '[[bar]]\ncase = "size/1"\nagainst = ["limit"]', "'at_most' is missing"),
             ("unknown key", NOTE + bar("size/1", ["limit"], 1, "atmost = 2"), "unknown key 'atmost'"),
@@ -202,16 +202,16 @@ class ReportTest(unittest.TestCase):
         (self.directory / "speed.json").write_text("{", encoding="utf-8")
         status, _, err = self.run_main(["speed"])
         self.assertEqual(status, 2)
-        self.assertIn("speed.json: no results of a benchmark", err)
+        self.assertIn("speed.json: not the results of a benchmark", err)
 
     def test_refuses_missing_files(self):
         status, _, err = self.run_main(["speed"])
         self.assertEqual(status, 2)
-        self.assertIn("speed.toml: there is no such file", err)
+        self.assertIn("speed.toml: no such file", err)
         (self.directory / "speed.toml").write_text(NOTE, encoding="utf-8")
         status, _, err = self.run_main(["speed"])
         self.assertEqual(status, 2)
-        self.assertIn("speed.json: there is no such file", err)
+        self.assertIn("speed.json: no such file", err)
 
     # ---- The page ----
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What benchmarks/surroundings.py says about machines on which something spoils a measurement."""
+"""Tests the messages of benchmarks/surroundings.py about unsuitable machines."""
 
 import contextlib
 import io
@@ -29,7 +29,7 @@ class SurroundingsTest(unittest.TestCase):
         path.write_text(text, encoding="utf-8")
 
     def ask(self, *questions, **machine):
-        """Returns (exit status, what was said)."""
+        """Returns (exit status, standard error)."""
         kind = {"environment": {}, "descriptors": 4096, "load": 0.1, "processors": 2}
         err = io.StringIO()
         with contextlib.redirect_stderr(err):
@@ -44,14 +44,14 @@ class SurroundingsTest(unittest.TestCase):
         self.write("etc/quiet", "")
         status, said = self.ask("md5", "trace")
         self.assertEqual(status, 1)
-        self.assertIn("/etc/quiet is there", said)
-        self.assertIn("Move the file away", said)
+        self.assertIn("/etc/quiet exists", said)
+        self.assertIn("Move it away", said)
         self.assertEqual(self.ask("md5", "reactor"), (0, ""))
 
     def test_refuses_the_reactor_where_too_few_files_may_be_open(self):
         status, said = self.ask("reactor", descriptors=512)
         self.assertEqual(status, 1)
-        self.assertIn("may open 512 files", said)
+        self.assertIn("can open 512 files", said)
         self.assertEqual(self.ask("timers", descriptors=512), (0, ""))
         self.assertEqual(self.ask("reactor", descriptors=resource.RLIM_INFINITY), (0, ""))
 
@@ -65,7 +65,7 @@ class SurroundingsTest(unittest.TestCase):
     def test_warns_of_a_busy_machine(self):
         status, said = self.ask("md5", load=3.5)
         self.assertEqual(status, 0)
-        self.assertIn("warning: the machine has other work: its load is 3.5 with 2 processors", said)
+        self.assertIn("warning: the machine is busy: its load is 3.5 on 2 processors", said)
 
     def test_warns_of_a_processor_that_saves_power(self):
         self.write(GOVERNOR, "powersave\n")
