@@ -1,6 +1,6 @@
-# The man pages as a tree that man can look into. Those of section 3 are written when the library is built, one for each
-# family from its header, and for each function one more that leads to its family's, so that both "man nuv_frame" and
-# "man NUV_Frame_swap" find it. That takes Python; without it there is everything but section 3.
+# The man pages as a tree that man can search. The build writes section 3 from the headers: a page for each family, and
+# for each function a link to it, so that both "man nuv_frame" and "man NUV_Frame_swap" work. Without Python, section 3
+# is left out.
 set(USERLIB_MAN_TREE ${CMAKE_CURRENT_BINARY_DIR}/man)
 file(GLOB pages CONFIGURE_DEPENDS man/*.[1-8])
 foreach(page IN LISTS pages)
@@ -11,7 +11,7 @@ endforeach()
 
 find_package(Python3 COMPONENTS Interpreter)
 if(Python3_FOUND)
-  # -B: a build leaves nothing in the sources.
+  # -B: write no bytecode into the source tree.
   set(USERLIB_MAN_COMMAND ${Python3_EXECUTABLE} -B ${CMAKE_CURRENT_SOURCE_DIR}/tools/man_pages.py --output
                           ${USERLIB_MAN_TREE}/man3 ${PROJECT_SOURCE_DIR})
   file(GLOB read CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/userlib/include/*.h families/*.md examples/*.c examples/*.out examples/*.in
@@ -26,8 +26,8 @@ if(Python3_FOUND)
   add_custom_target(man ALL DEPENDS ${CMAKE_CURRENT_BINARY_DIR}/man3.stamp)
   set(USERLIB_MAN_HINT "the target \\\"man\\\" was not built")
 else()
-  message(STATUS "There is no Python 3, so the man pages of section 3 are left out")
-  set(USERLIB_MAN_HINT "they are written with Python 3, which was not found when the build was configured")
+  message(STATUS "Python 3 not found: the man pages of section 3 are left out")
+  set(USERLIB_MAN_HINT "writing them needs Python 3, which was not found when the build was configured")
 endif()
 
 if(USERLIB_INSTALL)

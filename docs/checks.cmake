@@ -1,5 +1,5 @@
-# What keeps the documentation true: contract tables, declarations, options and code are compared with what they are about.
-# The examples themselves are tests of their own.
+# Checks of the documentation: compares contract tables, declarations, options and code with their sources. The examples
+# are tests of their own.
 find_package(Python3 COMPONENTS Interpreter)
 if(Python3_FOUND)
   set(examples ${CMAKE_CURRENT_SOURCE_DIR}/examples)
@@ -11,11 +11,11 @@ if(Python3_FOUND)
              COMMAND_EXPAND_LISTS)
   endfunction()
 
-  # Every contract stands in one page, which is what the sources say. The check must notice what differs.
+  # One page lists all contracts of the sources. A test of the check itself follows.
   add_docs_check(contracts contracts_page.py --check ${PROJECT_SOURCE_DIR})
   add_test(NAME docs.contracts.notices COMMAND ${Python3_EXECUTABLE}
                                                ${PROJECT_SOURCE_DIR}/tests/tools/docs/contracts_test.py)
-  # Includes point down; the picture of them is the one that they make. The check must notice each way of breaking that.
+  # Includes point down, and their picture is up to date. A test of both checks follows.
   add_docs_check(layers check_layers.py ${PROJECT_SOURCE_DIR})
   add_docs_check(include_graph include_graph.py --check ${PROJECT_SOURCE_DIR})
   add_test(NAME docs.layers.notices COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/tests/tools/docs/layers_test.py)
@@ -25,15 +25,16 @@ if(Python3_FOUND)
                                                    ${PROJECT_SOURCE_DIR}/tests/tools/docs/comment_share_test.py)
   add_docs_check(code_in_pages code_in_pages.py --check ${PROJECT_SOURCE_DIR})
   add_docs_check(figures figures.py --check ${CMAKE_CURRENT_SOURCE_DIR}/figures)
+  add_test(NAME docs.arguments COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/tests/tools/docs/arguments_test.py)
   add_test(NAME docs.pages.notice COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/tests/tools/docs/pages_test.py)
   add_docs_check(links.tree check_links.py tree ${PROJECT_SOURCE_DIR})
   if(USERLIB_INSTALL)
     add_docs_check(links.installed check_links.py installed ${CMAKE_COMMAND} ${PROJECT_BINARY_DIR})
-    # To install writes a file into the build tree, too.
+    # An installation also writes to the build tree.
     set_tests_properties(docs.links.installed PROPERTIES RESOURCE_LOCK install)
   endif()
   if(USERLIB_BUILD_DOCS)
-    # The reference is built by the tests that look at it.
+    # A fixture builds the reference for the tests that read it.
     add_test(NAME docs.html COMMAND ${CMAKE_COMMAND} --build ${PROJECT_BINARY_DIR} --target docs)
     set_tests_properties(docs.html PROPERTIES FIXTURES_SETUP reference TIMEOUT 600)
     add_docs_check(links.html check_links.py html ${CMAKE_CURRENT_BINARY_DIR}/html)
@@ -46,7 +47,7 @@ if(Python3_FOUND)
     endif()
   endif()
   add_docs_check(man.up_to_date man_pages.py --check ${PROJECT_SOURCE_DIR})
-  # The pages that the build writes, as they are now.
+  # Writes the current pages.
   add_test(NAME docs.man.written COMMAND ${USERLIB_MAN_COMMAND})
   set_tests_properties(docs.man.written PROPERTIES FIXTURES_SETUP man)
   add_test(NAME docs.man.installed COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/tests/tools/docs/man_install_test.py
@@ -73,8 +74,8 @@ if(MANDOC AND Python3_FOUND)
   set_tests_properties(docs.man.lint PROPERTIES FIXTURES_REQUIRED man)
 endif()
 
-# Which calls of the C library a family needs, in the page for those who port it. Instrumented objects, and those of other
-# compilers, ask for more or less than the sources do.
+# The porting page lists the C library calls of each family. Instrumented objects, and those of other compilers, have
+# other undefined symbols.
 if(Python3_FOUND AND USERLIB_CERT AND CMAKE_BUILD_TYPE STREQUAL RelWithDebInfo AND CMAKE_CXX_COMPILER_ID STREQUAL GNU
    AND NOT USERLIB_SANITIZE AND NOT CMAKE_INTERPROCEDURAL_OPTIMIZATION)
   set(porting ${CMAKE_CURRENT_SOURCE_DIR}/porting.md)
@@ -86,12 +87,12 @@ if(Python3_FOUND AND USERLIB_CERT AND CMAKE_BUILD_TYPE STREQUAL RelWithDebInfo A
     DEPENDS userlib_objects
     COMMENT "Writing the calls of each family to ${porting}"
     COMMAND_EXPAND_LISTS VERBATIM)
-  # The check itself must notice a call that the page forgets and one that is not made.
+  # The check must find a call that is missing on the page, and one that is not made.
   file(READ ${porting} page)
   string(REPLACE "| `nuv_pipe` | `close`," "| `nuv_pipe` | `fsync`," page "${page}")
   file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/porting.md "${page}")
-  foreach(case "missing;nuv_pipe: calls close, which is not in the page"
-               "left_over;nuv_pipe: does not call fsync, which is in the page")
+  foreach(case "missing;nuv_pipe: calls close, which is not on the page"
+               "left_over;nuv_pipe: does not call fsync, which is on the page")
     list(GET case 0 name)
     list(GET case 1 complaint)
     add_docs_check(calls.notices_${name} calls.py ${CMAKE_CURRENT_BINARY_DIR}/porting.md ${CMAKE_NM}

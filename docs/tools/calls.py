@@ -1,19 +1,21 @@
 #!/usr/bin/env python3
-"""Compares the calls of the C library and OpenSSL that a page lists by family with those that the objects ask for.
+"""Compares the calls of the C library and OpenSSL that a page lists by family with the undefined symbols of the objects.
 
     calls.py [--update] <page> <nm> <object file>...
 
-The page's table lies between <!-- calls --> and <!-- end -->; --update writes it. What compilers put in by themselves
-is not listed, and a name that hardening has given to a call counts as the call.
+The page's table is between <!-- calls --> and <!-- end -->; --update writes it. Calls that compilers insert are not
+listed, and the names of fortified calls count as the plain calls.
 """
 import re
 import subprocess
 import sys
 from pathlib import Path
 
-# Whatever they are compiled with, objects ask for some of these where the source does not, or the other way round.
+import command
+
+# Calls that compilers insert or replace, depending on the options.
 COMPILERS_OWN = re.compile(r"mem(cpy|move|set|cmp)|strlen|_GLOBAL_OFFSET_TABLE_|__stack_chk_\w+|__popcount\w+|__fdelt_chk")
-SAID_OTHERWISE = {"__errno_location": "errno", "puts": "printf", "putchar": "printf", "fwrite": "fputs"}
+SOURCE_NAMES = {"__errno_location": "errno", "puts": "printf", "putchar": "printf", "fwrite": "fputs"}
 
 
 def family(path):
@@ -23,7 +25,7 @@ def family(path):
 def name_in_source(name):
     name = name.split("@")[0]
     name = re.sub(r"^__isoc\d+_", "", re.sub(r"^__(\w+)_chk$", r"\1", name))
-    return SAID_OTHERWISE.get(name, name)
+    return SOURCE_NAMES.get(name, name)
 
 
 def calls_of(nm, objects):
@@ -48,32 +50,29 @@ def as_table(calls):
     return "| family | calls |\n|---|---|\n" + "\n".join(rows) + "\n"
 
 
-def main():
-    arguments = sys.argv[1:]
-    update = arguments[:1] == ["--update"]
-    page, nm, *objects = arguments[update:]
+def main(page, nm, *objects, update=False):
     text = Path(page).read_text(encoding="utf-8")
     found = re.search(r"(?<=<!-- calls -->\n).*?(?=<!-- end -->)", text, re.S)
     if not found:
-        sys.exit("%s has no table of calls" % page)
+        sys.exit("%s: has no table of calls" % page)
     calls = calls_of(nm, objects)
     if update:
         Path(page).write_text(text[:found.start()] + as_table(calls) + text[found.end():], encoding="utf-8")
         return 0
-    told = {name: set(re.findall(r"`(\w+)`", names)) for name, names in
+    listed = {name: set(re.findall(r"`(\w+)`", names)) for name, names in
             re.findall(r"^\| `(\w+)` \| (.*) \|$", found.group(), re.M)}
     wrong = 0
-    for name in sorted(told.keys() | calls.keys()):
-        for call in sorted(calls.get(name, set()) - told.get(name, set())):
-            print("%s: calls %s, which is not in the page" % (name, call))
+    for name in sorted(listed.keys() | calls.keys()):
+        for call in sorted(calls.get(name, set()) - listed.get(name, set())):
+            print("%s: calls %s, which is not on the page" % (name, call))
             wrong += 1
-        for call in sorted(told.get(name, set()) - calls.get(name, set())):
-            print("%s: does not call %s, which is in the page" % (name, call))
+        for call in sorted(listed.get(name, set()) - calls.get(name, set())):
+            print("%s: does not call %s, which is on the page" % (name, call))
             wrong += 1
     if wrong:
-        print("the target docs_calls writes the table anew")
+        print("to update the table, build the target docs_calls")
     print("%d calls" % len(set().union(*calls.values())))
     return 1 if wrong or not calls else 0
 
 
-sys.exit(main())
+command.run(main, __doc__)

@@ -1,14 +1,15 @@
 #!/usr/bin/env python3
-"""Looks for the code that the headers show as examples in the example programs, which are compiled and run.
+"""Checks that the example code in the headers comes from the example programs, which are compiled and run.
 
     check_headers.py <folder of public headers> <folder of examples>
 
-Each line of code in a comment must stand in docs/examples/<family>.c, in the same order; "..." leaves some out. Blanks and
-comments do not matter.
+Each line of code in a comment must be in docs/examples/<family>.c, in the same order; "..." leaves some out. White space
+and comments are ignored.
 """
 import re
-import sys
 from pathlib import Path
+
+import command
 
 COMMENT = re.compile(r"/\*\*.*?\*/", re.S)
 CODE = re.compile(r"^ \*(?: {5,}\S.*)?$")
@@ -20,7 +21,7 @@ def bare(code):
 
 
 def blocks(header):
-    """The runs of indented lines in the comments of a header that are code: some line ends like a statement."""
+    """The blocks of code in the comments of a header: indented lines, at least one of which ends like a statement."""
     for comment in COMMENT.findall(header):
         block = []
         for line in comment.split("\n") + ["end"]:
@@ -32,11 +33,10 @@ def blocks(header):
             block = []
 
 
-def main():
-    headers, examples = Path(sys.argv[1]), Path(sys.argv[2])
+def main(headers, examples):
     lines = failures = 0
-    for header in sorted(headers.glob("nuv_*.h")):
-        path = examples / (header.stem[len("nuv_") :] + ".c")
+    for header in sorted(Path(headers).glob("nuv_*.h")):
+        path = Path(examples) / (header.stem[len("nuv_") :] + ".c")
         for block in blocks(header.read_text()):
             example, position = bare(path.read_text()), 0
             for line in block:
@@ -52,7 +52,7 @@ def main():
                 else:
                     position = found + len(code)
     print("%d lines of code in the headers" % lines)
-    sys.exit(failures > 0 or lines == 0)
+    return int(failures > 0 or lines == 0)
 
 
-main()
+command.run(main, __doc__)

@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
-"""Compares the includes of the library with the layers: the code map of README.md, read from the bottom up.
+"""Checks the includes of the library against the layers: the code map of README.md, read from the bottom up.
 
     check_layers.py <source tree>
 
-A file lies in the folder of its part, and includes only what lies in its own folder or below. Inside a folder, too, arrows
-make no circle. Which parts use which others stands in README.md. The exceptions are those that docs/architecture.md names.
+A file is in the folder of its part, and includes only files of its own folder or below. There are no circles within a
+folder either. README.md says which parts use which others. docs/architecture.md names the exceptions.
 """
-import sys
 from pathlib import Path
 
+import command
 from includes import CodeMap, Tree
 
 
@@ -16,11 +16,11 @@ def misplaced(tree, code_map):
     for path in tree.sources:
         part = code_map.part_of(path.stem)
         if part and part.folder != path.parent.name:
-            yield "%s: README.md has its family in %s" % (tree.name(path), part.folder)
+            yield "%s: README.md lists its family under %s" % (tree.name(path), part.folder)
         if not part and (path.suffix == ".cpp" or path.parent.name not in code_map.folders):
-            yield "%s: belongs to no row of the code map in README.md" % tree.name(path)
+            yield "%s: is in no row of the code map in README.md" % tree.name(path)
     for path, text in tree.unknown:
-        yield '%s: includes "%s", which is no header of one part' % (tree.name(path), text)
+        yield '%s: includes "%s", which is not the header of a part' % (tree.name(path), text)
 
 
 def upwards(tree, code_map):
@@ -34,7 +34,7 @@ def upwards(tree, code_map):
 
 
 def circles(arrows):
-    """Takes away parts that use no other, until only those on a circle, or above one, are left."""
+    """Removes parts that use no other until only those on a circle, or above one, are left."""
     left = {part: {used for user, used in arrows if user == part} for arrow in arrows for part in arrow}
     while free := [part for part in left if not left[part] & left.keys()]:
         for part in free:
@@ -49,13 +49,13 @@ def differences(tree, code_map, arrows):
         used = {other for user, other in arrows if user == part}
         for other in sorted(used - code_map.uses[part], key=lambda other: other.name):
             include = arrows[part, other]
-            yield "README.md: %s uses %s, which is not said: %s includes \"%s\"" % (
+            yield "README.md: does not list that %s uses %s: %s includes \"%s\"" % (
                 part.name, other.name, tree.name(include.path), include.text)
         for other in sorted(str(getattr(other, "name", other)) for other in code_map.uses[part] - used):
-            yield "README.md: %s does not use %s, which is said" % (part.name, other)
+            yield "README.md: lists that %s uses %s, which it does not" % (part.name, other)
     for names, arrow in zip(code_map.named_exceptions, code_map.exceptions):
         if arrow not in arrows:
-            yield "docs/architecture.md: an exception that nothing needs: %s uses %s" % names
+            yield "docs/architecture.md: unnecessary exception: %s uses %s" % names
 
 
 def complaints(root):
@@ -69,11 +69,10 @@ def complaints(root):
     yield from differences(tree, code_map, arrows)
 
 
-def main():
-    found = list(complaints(Path(sys.argv[1])))
-    print("\n".join(found) or "every include keeps to the layers")
+def main(root):
+    found = list(complaints(Path(root)))
+    print("\n".join(found) or "all includes respect the layers")
     return 1 if found else 0
 
 
-if __name__ == "__main__":
-    sys.exit(main())
+command.run(main, __doc__)

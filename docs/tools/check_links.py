@@ -1,23 +1,23 @@
 #!/usr/bin/env python3
-"""Follows each link of the documentation, as far as it stays on this machine.
+"""Checks the links of the documentation, except those to other sites.
 
     check_links.py tree <project folder>       the Markdown of a checkout
-    check_links.py pages <folder>              the Markdown of an installed copy, and whatever HTML stands beside it
+    check_links.py pages <folder>              the Markdown of an installed copy, and any HTML beside it
     check_links.py html <folder>               the reference in HTML
-    check_links.py installed <cmake> <build>   what the component Documentation installs, as "pages" does
+    check_links.py installed <cmake> <build>   the same for what the component Documentation installs
 
-A link leads to a file or folder, and its anchor to a heading or a name in there. Markdown holds no command of Doxygen's,
-since a forge and a terminal would show it; HTML loads nothing from elsewhere, and has no table whose head is empty.
+The target of a link exists, and so does its anchor, a heading or a name. Markdown has no Doxygen commands, which other
+viewers would show; HTML loads nothing from other sites, and has no table with an empty heading row.
 """
 import os
 import re
 import subprocess
-import sys
 import tempfile
 from html.parser import HTMLParser
 from pathlib import Path
 from urllib.parse import unquote
 
+import command
 import markdown
 
 ELSEWHERE = re.compile(r"^(?:https?|mailto|javascript):")
@@ -26,7 +26,7 @@ DIRECTIVE = re.compile(r"@(?:ref|subpage|page|section|image|include|see)\b|\\(?:
 
 
 class Html(HTMLParser):
-    """What a page of HTML leads to, loads, and can be led to at."""
+    """The links, loaded files and anchors of an HTML page."""
 
     def __init__(self, path):
         super().__init__()
@@ -87,13 +87,13 @@ class Checker:
         path = path.partition("?")[0]
         found = Path(os.path.normpath(page.parent / path)) if path else page
         if not found.exists():
-            self.complain(page, line, "'%s' leads to nothing" % target)
+            self.complain(page, line, "'%s' does not exist" % target)
         elif self.root not in (found, *found.parents):
-            self.complain(page, line, "'%s' leads out of the folder" % target)
+            self.complain(page, line, "'%s' is outside the folder" % target)
         elif self.is_left_out(found):
             self.complain(page, line, "'%s' is not part of the project" % target)
         elif anchor and self.anchors(found) is not None and anchor not in self.anchors(found):
-            self.complain(page, line, "'%s': no heading of %s has this anchor" % (target, found.name))
+            self.complain(page, line, "'%s': %s has no such anchor" % (target, found.name))
 
     def is_left_out(self, path):
         return False
@@ -104,7 +104,7 @@ class Checker:
             self.follow(page, line, target)
         plain = markdown.prose(text)
         for match in DIRECTIVE.finditer(plain):
-            self.complain(page, plain.count("\n", 0, match.start()) + 1, "'%s' means something to Doxygen only" % match.group())
+            self.complain(page, plain.count("\n", 0, match.start()) + 1, "'%s' is a command of Doxygen" % match.group())
 
     def html(self, page):
         found = Html(page)
@@ -112,15 +112,15 @@ class Checker:
             self.follow(page, line, target)
         for line, target in found.loads:
             if re.match(r"(?:[a-z]+:)?//", target):
-                self.complain(page, line, "'%s' is loaded from elsewhere" % target)
+                self.complain(page, line, "'%s' is loaded from another site" % target)
             else:
                 self.follow(page, line, target)
         for line in found.empty_heads:
-            self.complain(page, line, "a table has an empty head")
+            self.complain(page, line, "a table has an empty heading row")
 
 
 class TreeChecker(Checker):
-    """A checkout: what git would not have in it is no target either."""
+    """A checkout: files that git ignores are not valid targets."""
 
     def __init__(self, root):
         super().__init__(root)
@@ -150,18 +150,23 @@ def check(mode, root):
     for page in html_pages:
         checker.html(page)
     print("\n".join(checker.complaints))
-    print("%d links of %d pages, %d lead to nothing" % (checker.count, len(pages) + len(html_pages), len(checker.complaints)))
-    sys.exit(bool(checker.complaints) or not checker.count)
+    print("%d links on %d pages, %d problems" % (checker.count, len(pages) + len(html_pages), len(checker.complaints)))
+    return int(bool(checker.complaints) or not checker.count)
 
 
-def main():
-    if sys.argv[1] != "installed":
-        check(*sys.argv[1:])
-    cmake, build = sys.argv[2:]
+def check_installed(cmake, build):
     with tempfile.TemporaryDirectory() as prefix:
         subprocess.run([cmake, "--install", build, "--prefix", prefix, "--component", "Documentation"], check=True,
                        stdout=subprocess.DEVNULL)
-        check("pages", prefix)
+        return check("pages", prefix)
 
 
-main()
+def main(mode, *places):
+    if mode == "installed" and len(places) == 2:
+        return check_installed(*places)
+    if mode not in ("tree", "pages", "html") or len(places) != 1:
+        raise command.UsageError("unknown mode '%s', or not the arguments that it needs" % mode)
+    return check(mode, *places)
+
+
+command.run(main, __doc__)

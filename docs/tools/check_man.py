@@ -1,17 +1,18 @@
 #!/usr/bin/env python3
-"""Looks for every exported name in the man pages of section 3, and compiles what the pages declare.
+"""Checks that the man pages of section 3 have every exported name, and compiles their declarations.
 
-    check_man.py <version script> <folder of man pages> <scratch folder> <C compiler> [<option>...]
+    check_man.py <version script> <folder of man pages> <scratch folder> <C compiler> -I<folder of headers> [<option>...]
 
-Each name of the version script, and each inline function of a header, stands in the NAME and the SYNOPSIS of exactly one page, and nothing else does. The
-declarations of all SYNOPSIS sections are put behind #include <userlib.h> into one C file: a compiler refuses those that
-are not the headers' own.
+Each name of the version script, and each inline function of a header, is in the NAME and the SYNOPSIS of exactly one page,
+and no other names are. The declarations of all SYNOPSIS sections go into one C file after #include <userlib.h>: the
+compiler refuses those that contradict the headers.
 """
 import re
 import subprocess
 import sys
 from pathlib import Path
 
+import command
 import headers
 
 
@@ -34,11 +35,15 @@ def declarations(lines):
             yield re.search(r"(\w+)(?:\[\w+\])? ;$", text).group(1), text
 
 
-def main():
-    script, pages, scratch, *compiler = sys.argv[1:]
+def main(script, pages, scratch, *compiler):
     text = re.sub(r"#[^\n]*", "", Path(script).read_text(encoding="utf-8"))
-    exported = set(re.findall(r"(\w+);", re.search(r"global:(.*?)local:", text, re.S).group(1)))
-    folder = next(option[len("-I") :] for option in compiler if option.startswith("-I"))
+    listed = re.search(r"global:(.*?)local:", text, re.S)
+    if not listed:
+        sys.exit("%s: has no names between 'global:' and 'local:'" % script)
+    exported = set(re.findall(r"(\w+);", listed.group(1)))
+    folder = next((option[len("-I") :] for option in compiler if option.startswith("-I")), None)
+    if folder is None:
+        raise command.UsageError("the compiler needs an option -I<folder of headers>")
     for header in Path(folder).glob("nuv_*.h"):
         exported |= {each.name for item in headers.items(header) for each in item.declarations if each.is_inline}
     complaints, code = [], ["#include <userlib.h>"]
@@ -60,9 +65,9 @@ def main():
     source = Path(scratch) / "synopses.c"
     source.parent.mkdir(parents=True, exist_ok=True)
     source.write_text("\n".join(code) + "\n", encoding="utf-8")
-    compiled = subprocess.run(compiler + ["-fsyntax-only", "-Werror", str(source)], check=False)
+    compiled = subprocess.run([*compiler, "-fsyntax-only", "-Werror", source], check=False)
     print("\n".join(complaints + ["%d declarations" % (len(code) // 2)]))
-    sys.exit(bool(complaints) or not exported or compiled.returncode != 0)
+    return int(bool(complaints) or not exported or compiled.returncode != 0)
 
 
-main()
+command.run(main, __doc__)

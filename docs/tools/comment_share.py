@@ -1,17 +1,18 @@
 #!/usr/bin/env python3
-"""Measures how much of each public header is comment.
+"""Measures the share of comment in each public header.
 
     comment_share.py [--check] <folder of public headers>
 
-Counts the lines of a header that hold nothing but comment, as a share of those that are not empty. A comment behind code
-does not count: the line is code. With --check a share outside of 45 to 55 % is complained about, but for the headers that
-have a reason to differ, which stand in this script and must still have it.
+Counts the lines of a header with nothing but comment, as a share of the lines that are not empty. A line with code counts
+as code. With --check a share outside 45 to 55 % is an error, except for the headers in REASONS, which must need it.
 """
 import sys
 from pathlib import Path
 
+import command
+
 LEAST, MOST = 45, 55
-# Between which shares a header may differ, and why.
+# Headers with limits of their own, and why.
 REASONS = {
     "nuv_cert_verify.h": (56, 62, "four functions, and an example that they need"),
     "nuv_timer.h": (28, 44, "the bodies of its functions are code"),
@@ -20,7 +21,7 @@ REASONS = {
 
 
 def counts(text):
-    """The lines that are comment alone, and those that are not empty."""
+    """The numbers of lines with only comment, and of lines that are not empty."""
     comments = lines = 0
     is_inside = False
     for line in map(str.strip, text.split("\n")):
@@ -36,16 +37,16 @@ def counts(text):
 def complaint(name, share):
     least, most, reason = REASONS.get(name, (LEAST, MOST, None))
     if not least <= share <= most:
-        return "%s: %.1f %% comment; it should have %d to %d %%" % (name, share, least, most)
+        return "%s: %.1f %% comment: must be %d to %d %%" % (name, share, least, most)
     if reason and LEAST <= share <= MOST:
-        return "%s: %.1f %% comment needs no reason; take it out of REASONS" % (name, share)
+        return "%s: %.1f %% comment: must be removed from REASONS" % (name, share)
     return None
 
 
-def main():
-    headers = sorted(Path(sys.argv[-1]).glob("*.h"))
+def main(folder, *, check=False):
+    headers = sorted(Path(folder).glob("*.h"))
     if not headers:
-        sys.exit("comment_share.py: '%s' is not a folder with headers" % sys.argv[-1])
+        sys.exit("comment_share.py: '%s': must be a folder with headers" % folder)
     found = {path.name: counts(path.read_text(encoding="utf-8")) for path in headers}
     complaints = []
     for name, (comments, lines) in found.items():
@@ -54,12 +55,12 @@ def main():
         complaints.append(complaint(name, share))
     comments, lines = (sum(column) for column in zip(*found.values()))
     print("%-24s %4d of %4d  %5.1f %%" % ("all", comments, lines, 100 * comments / lines))
-    complaints += ["%s: is not among the headers" % name for name in REASONS if name not in found]
+    complaints += ["%s: in REASONS, but not among the headers" % name for name in REASONS if name not in found]
     complaints = [each for each in complaints if each]
-    if sys.argv[1] == "--check":
+    if check:
         print("\n".join(complaints))
-        sys.exit(bool(complaints))
+    return int(check and bool(complaints))
 
 
 if __name__ == "__main__":
-    main()
+    command.run(main, __doc__)

@@ -1,5 +1,5 @@
-"""The contracts of the library, read from its sources: what each check reports, under which family, as which class, and in
-which functions."""
+"""Reads the contracts of the library from its sources: the text, family and class of each check, and the functions that
+run it."""
 import re
 from pathlib import Path
 
@@ -19,7 +19,7 @@ CHECK = re.compile(r"\b(" + "|".join(sorted(CLASSES, key=len, reverse=True)) + r
 FAMILY = re.compile(r'constexpr char kFamily\[\] = "(\w+)";')
 LITERAL = re.compile(r'"((?:[^"\\]|\\.)*)"')
 COMMENT = re.compile(r'"(?:[^"\\\n]|\\.)*"|//[^\n]*|/\*.*?\*/', re.S)
-# Functions and records begin at the left margin, and so does the bracket that ends them.
+# Functions and records begin at the left margin, and so do their closing brackets.
 DEFINITION = re.compile(r"^(?![}#\s])[^;{}]*\{\n.*?^\};?$", re.M | re.S)
 RECORD = re.compile(r"^(?:template <[^>]*>\s*)?(?:class|struct) (\w+)")
 NOT_A_BODY = re.compile(r'^(?:namespace|extern|enum)\b|^[^({]*= *\{')
@@ -30,7 +30,7 @@ def without_comments(source):
 
 
 def arguments(source, start):
-    """The arguments of the macro whose opening bracket ends at start, split at the commas that separate them."""
+    """The arguments of the macro whose opening bracket ends at start."""
     depth, begin, parts, i = 1, start, [], start
     while depth > 0:
         character = source[i]
@@ -51,13 +51,13 @@ def arguments(source, start):
 
 
 def as_text(expression):
-    """What the preprocessor makes of an expression: each run of blanks and line ends is one blank."""
+    """The expression as the preprocessor stringifies it: white space becomes one blank."""
     return re.sub(r"\s+", " ", expression).strip()
 
 
 def texts(macro, source, start):
-    """Pairs of a text that a check can report, and the object that holds it: None for a literal. A text that is no literal
-    names a member, whose values are looked up."""
+    """Pairs of a text that a check can report, and the object that holds it, or None for a literal. Other texts name a
+    member, whose values are looked up."""
     parts = arguments(source, start)
     if not macro.endswith("_TEXT"):
         return [(as_text(",".join(parts)), None)]
@@ -67,14 +67,14 @@ def texts(macro, source, start):
     member = parts[-1].strip().split(".")[-1]
     record = re.search(r"struct (\w+) \{[^}]*\b%s;" % re.escape(member), source)
     if not record:
-        raise SystemExit("contracts: cannot tell what '%s' is" % parts[-1].strip())
+        raise SystemExit("contracts: '%s': must be a literal or a member of a record in the same file" % parts[-1].strip())
     objects = re.findall(r'constexpr %s (\w+) = \{[^"]*"([^"]*)"\};' % record.group(1), source)
     return [(text, name) for name, text in objects]
 
 
 def definitions(source):
-    """Triples of a function's name, where its definition begins and where it ends; a record counts as one function."""
-    # Namespaces are no bodies: their brackets would hide what they hold.
+    """Triples of a function's name, and the begin and end of its definition; a record counts as one function."""
+    # Blank out the brackets of namespaces, which would hide their content.
     source = re.sub(r"^(?:namespace[^{;\n]*|extern \"C\" )\{", lambda match: ";" + " " * (len(match.group()) - 1), source,
                     flags=re.M)
     for match in DEFINITION.finditer(source):
@@ -89,7 +89,7 @@ def definitions(source):
 
 
 class Sources:
-    """Every source of the library, and which functions call which."""
+    """Every source of the library, and the calls between functions."""
 
     def __init__(self, folder):
         paths = [path for path in sorted(Path(folder).glob("*/*")) if path.name != "contract.h"]
@@ -102,10 +102,10 @@ class Sources:
         for name, start, end in self.functions[path]:
             if start <= position < end:
                 return name
-        raise SystemExit("contracts: %s has a check outside of a function" % path.name)
+        raise SystemExit("contracts: %s: has a check outside a function" % path.name)
 
     def callers(self, path, name):
-        """The functions that name a helper: of its own file, or of any if a private header declares it."""
+        """The functions that name a helper: in its own file, or in any if a private header declares it."""
         word = re.compile(r"\b%s\b" % re.escape(name))
         is_shared = any(word.search(text) for other, text in self.texts.items() if other.suffix == ".h")
         for other in self.texts if is_shared else [path]:
@@ -114,8 +114,8 @@ class Sources:
                     yield other, caller, self.texts[other][start:end]
 
     def checking(self, path, name, holder=None, seen=()):
-        """The exported functions that run a check: the one that it stands in, or those that call the helper that it stands
-        in. If its text comes from an object, only those on whose way that object is named."""
+        """The exported functions that run a check, directly or through helpers. If its text comes from an object, only those
+        whose calls name that object."""
         if name in self.exported:
             return set() if holder else {name}
         result = set()
@@ -127,14 +127,14 @@ class Sources:
 
 
 def contracts(source_folder):
-    """Maps each name under which contracts are reported to its contracts in the order of the sources: each pair of class
-    and text to the set of exported functions that check it."""
+    """Maps each reported name to its contracts in the order of the sources: each pair of class and text to the set of
+    exported functions that check it."""
     sources, found = Sources(source_folder), {}
     for path, text in sources.texts.items():
         family = FAMILY.search(text)
         for check in CHECK.finditer(text):
             if not family:
-                raise SystemExit("contracts: %s has a check but no kFamily" % path.name)
+                raise SystemExit("contracts: %s: has a check but no kFamily" % path.name)
             function = sources.around(path, check.start())
             for report, holder in texts(check.group(1), text, check.end()):
                 rows = found.setdefault(family.group(1), {})
@@ -142,12 +142,12 @@ def contracts(source_folder):
                 rows.setdefault(row, set()).update(sources.checking(path, function, holder))
     unreached = ["%s: %s: %s" % ((name,) + row) for name, rows in found.items() for row, where in rows.items() if not where]
     if unreached:
-        raise SystemExit("contracts: no exported function leads to " + ", ".join(unreached))
+        raise SystemExit("contracts: no exported function reaches " + ", ".join(unreached))
     return found
 
 
 def reporters(source_folder):
-    """Maps each name under which contracts are reported to the exported functions of its source files."""
+    """Maps each reported name to the exported functions of its source files."""
     sources, found = Sources(source_folder), {}
     for path, text in sources.texts.items():
         family = FAMILY.search(text)

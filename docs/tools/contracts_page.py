@@ -1,17 +1,17 @@
 #!/usr/bin/env python3
-"""Writes docs/contracts.md, the page of everything that a contract can report, from the sources.
+"""Writes docs/contracts.md, the list of all contract reports, from the sources.
 
     contracts_page.py [--check] <project folder>
 
-A row has what the source says: the class, the text, the functions that check it. What it means is written by hand, in the
-page itself, and kept. A contract that is new gets a row without a meaning. With --check nothing is written: the page must
-be what would be written, each row must have a meaning, and what a header quotes and looks like a condition must be a text
-of its family. Each header has a page in docs/families, and each page that has contracts leads to this one.
+A row has the class, the text, and the functions that check it, all from the source. Its meaning is written by hand on the
+page itself, and kept. A new contract gets a row without a meaning. With --check nothing is written: the page must be up to
+date, each row must have a meaning, and each quotation in a header that looks like a condition must be a text of its family.
+Each header has a page in docs/families, and each page with contracts links to this one.
 """
 import re
-import sys
 from pathlib import Path
 
+import command
 import headers
 from contracts import contracts, reporters
 
@@ -43,7 +43,7 @@ CONDITION = re.compile(r" (?:==|!=|<|>|<=|>=) |is_null")
 
 
 def rows_of(page):
-    """What the page says: maps each name to its rows, each a class, a text, those who check it, and what it means."""
+    """The rows of the page by name: class, text, functions, meaning."""
     name, found = None, {}
     for line in page.split("\n"):
         heading, row = HEADING.match(line), ROW.match(line)
@@ -55,7 +55,7 @@ def rows_of(page):
 
 
 def short(name, functions):
-    """Maps the functions to what a table calls them."""
+    """Maps the functions to their names in a table."""
     family = name[len("nuv_") :].replace("_access", "").replace("_", "")
     return {function: re.sub(r"^NUV_%s_(?=[a-z])" % family, "", function, flags=re.I) for function in functions}
 
@@ -84,7 +84,7 @@ def page_of(project, meanings):
 
 
 def belongs(name, family):
-    """Tells whether contracts that are reported under the name are those of the family: nuv_level_access of nuv_level."""
+    """Whether a reported name belongs to a family, as nuv_level_access does to nuv_level."""
     return (name + "_").startswith(family + "_")
 
 
@@ -100,7 +100,7 @@ def misquoted(header, rows):
 
 def family_complaints(project, rows):
     for header in sorted((project / "userlib/include").glob("nuv_*.h")):
-        yield from ("%s: quotes what nobody checks: %s" % (header.name, text) for text in misquoted(header, rows))
+        yield from ("%s: quotes a contract that no function checks: %s" % (header.name, text) for text in misquoted(header, rows))
         if header.stem == "nuv_api":
             continue
         page = project / "docs/families" / (header.stem[len("nuv_") :] + ".md")
@@ -108,28 +108,27 @@ def family_complaints(project, rows):
         if not page.exists():
             yield "%s: has no page" % header.name
         elif has_contracts != ("../contracts.md#" in page.read_text(encoding="utf-8")):
-            yield "%s: %s" % (page.name, "does not lead to its contracts" if has_contracts else "has no contracts to lead to")
+            yield "%s: %s" % (page.name, "does not link to its contracts" if has_contracts else "links to contracts, but has none")
 
 
-def main():
-    is_check = sys.argv[1] == "--check"
-    project = Path(sys.argv[-1])
+def main(project, *, check=False):
+    project = Path(project)
     path = project / "docs/contracts.md"
     before = path.read_text(encoding="utf-8") if path.exists() else ""
     meanings = {(name, kind, text): meaning for name, rows in rows_of(before).items() for kind, text, _, meaning in rows}
     page = page_of(project, meanings)
-    if not is_check:
+    if not check:
         path.write_text(page, encoding="utf-8")
     rows = rows_of(page)
-    complaints = ["%s: has no meaning in docs/contracts.md: %s: %s" % (name, kind, text)
+    complaints = ["%s: needs a meaning in docs/contracts.md: %s: %s" % (name, kind, text)
                   for name, of_name in rows.items() for kind, text, _, meaning in of_name if not meaning]
-    if is_check and page != before:
-        complaints.append("docs/contracts.md: not what docs/tools/contracts_page.py would write; run it")
-    if is_check:
+    if check and page != before:
+        complaints.append("docs/contracts.md: is out of date: run docs/tools/contracts_page.py .")
+    if check:
         complaints += family_complaints(project, rows)
     print("\n".join(complaints + ["%d contracts" % sum(map(len, rows.values()))]))
-    sys.exit(bool(complaints) or not rows)
+    return int(bool(complaints) or not rows)
 
 
 if __name__ == "__main__":
-    main()
+    command.run(main, __doc__)

@@ -1,17 +1,21 @@
 #!/usr/bin/env python3
-"""Prints the C++ header as Doxygen should see it.
+"""Prints a C++ header for Doxygen.
 
-Many of its members do nothing but call the operation of the record that they are named after, and have no comment. Here
-they get one that leads to that operation. Lines keep their numbers.
+    cpp_filter.py <header>
+
+Many members only call the operation of the same name, and have no comment. They get one that links to the operation. Line
+numbers stay the same.
 """
 import re
 import sys
 from pathlib import Path
 
+import command
+
 OPERATION = re.compile(r"\bNUV_[A-Z]\w+_\w+(?=\()")
 LABEL = re.compile(r"^ ?(public|private|protected):")
 CLASS = re.compile(r"^(?:class|struct) (\w+)[^;]*\{")
-# Brackets of code, not those in texts, characters and comments.
+# Strings, characters and comments, whose brackets do not count.
 HIDDEN = re.compile(r'"(?:[^"\\\n]|\\.)*"|\'(?:[^\'\\\n]|\\.)*\'|//.*')
 
 
@@ -74,7 +78,7 @@ def documented(lines):
                 said = words_for(member, owner) or ("Like the one above." if previous else "See %s." % owner)
                 lines[i] = "  /** %s */ %s" % (said, line.lstrip())
             if CLASS.match(member[2:]):
-                # A class in a class: the same, two blanks further to the right.
+                # A nested class: the same, indented by two more blanks.
                 inner = documented([inside[2:] for inside in lines[i:end]])
                 lines[i:end] = ["  " + inside if inside else "" for inside in inner]
             previous = member
@@ -84,4 +88,8 @@ def documented(lines):
     return lines
 
 
-sys.stdout.write("\n".join(documented(Path(sys.argv[1]).read_text(encoding="utf-8").split("\n"))))
+def main(header):
+    sys.stdout.write("\n".join(documented(Path(header).read_text(encoding="utf-8").split("\n"))))
+
+
+command.run(main, __doc__)

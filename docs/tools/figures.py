@@ -1,17 +1,18 @@
 #!/usr/bin/env python3
-"""Draws docs/figures/*.dot with Graphviz, for pages that are read light and dark.
+"""Draws docs/figures/*.dot with Graphviz, for light and dark pages.
 
     figures.py [--check] <folder of figures>
 
-A picture says of which text it was drawn. With --check nothing is drawn: each picture of another text is complained about.
+A picture contains a checksum of its source. With --check nothing is drawn, and each outdated picture is an error.
 """
 import hashlib
 import re
 import subprocess
-import sys
 from pathlib import Path
 
-# The colours of the drawings, and what they are on a dark page.
+import command
+
+# The colours of the drawings, and those to replace them on a dark page.
 DARK = {
     "#eef3f6": "#1d2a33", "#9fb4c0": "#5f7685", "#51606a": "#a9b6c0", "#f1e0ea": "#3a2433", "#f5ead3": "#362c16",
     "#f6d9d5": "#3f211d", "#e3efdc": "#22311b", "black": "#e6edf2",
@@ -33,22 +34,21 @@ def drawn(source):
     svg = re.sub(r"<!--.*?-->\n?", "", svg[svg.index("<svg") :], flags=re.S)
     strange = set(re.findall(r'(?:fill|stroke)="([^"]*)"', svg)) - set(DARK) - {"none", "transparent"}
     if strange:
-        raise SystemExit("%s: has colours without a dark one: %s" % (source.name, ", ".join(sorted(strange))))
+        raise SystemExit("%s: has colours that DARK does not list: %s" % (source.name, ", ".join(sorted(strange))))
     return re.sub(r">", ">\n%s\n%s" % (mark(source), style()), svg, count=1)
 
 
-def main():
-    is_check = sys.argv[1] == "--check"
+def main(folder, *, check=False):
     complaints = []
-    sources = sorted(Path(sys.argv[-1]).glob("*.dot"))
+    sources = sorted(Path(folder).glob("*.dot"))
     for source in sources:
         picture = source.with_suffix(".svg")
-        if not is_check:
+        if not check:
             picture.write_text(drawn(source), encoding="utf-8")
         elif not picture.exists() or mark(source) not in picture.read_text(encoding="utf-8"):
-            complaints.append("%s: was not drawn of %s as it is: run docs/tools/figures.py docs/figures" % (picture, source.name))
+            complaints.append("%s: is older than %s: run docs/tools/figures.py docs/figures" % (picture, source.name))
     print("\n".join(complaints + ["%d figures" % len(sources)]))
-    sys.exit(bool(complaints) or not sources)
+    return int(bool(complaints) or not sources)
 
 
-main()
+command.run(main, __doc__)

@@ -1,34 +1,35 @@
 #!/usr/bin/env python3
-"""Does for the reference in HTML what Doxygen leaves undone.
+"""Completes the HTML reference after Doxygen.
 
     finish_html.py <folder of pages> <folder of HTML>
 
-Brings pictures along, lets wide tables scroll, writes the page search.html with the index of all texts, and takes away what
-no page loads, and links that lead to nothing.
+Copies pictures, makes wide tables scroll, writes search.html with an index of all texts, and removes files that no page
+loads, and dead links.
 """
 import json
 import re
 import shutil
-import sys
 from html.parser import HTMLParser
 from pathlib import Path
 
+import command
+
 PICTURE = re.compile(r'<img\b[^>]*?\bsrc="([^":]+)"')
-# Links to the sections of a record, some of which lead to nothing; what a script would show when the mouse is over a name;
-# switches for folders, which stay open.
+# Links to the sections of a record, some of which are dead; pop-ups that would need a script; switches for folders,
+# which stay open.
 NOISE = re.compile(r'  <div class="summary">.*?</div>\n|<div class="ttc"[^\n]*?</div></div>\n|<div class="levels">.*?</div>|<span[^>]*class="arrow"[^>]*>.*?</span>'
                    r'|<span style="width:[0-9]+px;display:inline-block;">&#160;</span>'
                    r'|<span class="(?:icona|iconfopen|iconfclosed|icondoc)"[^>]*>(?:<span class="icon">.*?</span></span>|</span>)', re.S)
 TABLE = re.compile(r'<table class="(?:markdownTable|fieldtable|params|doxtable)">.*?</table>', re.S)
-# In the list of headers each says "userlib: " first.
+# In the list of headers each description begins with "userlib: ".
 BRIEF = re.compile(r'(<td class="desc">)Userlib: (\w)')
-# Lists of names, which would be found instead of what they lead to.
+# Lists of names, which the search would find instead of the pages that they link to.
 LISTS = re.compile(r"^(?:annotated|classes|dir_.*|files|functions.*|globals.*|hierarchy|namespaces|namespacemembers.*|pages|"
                    r"search|structs)\.html$|-members\.html$")
 
 SEARCH = """<div class="header"><div class="headertitle"><div class="title">Search</div></div></div>
 <div class="contents">
-<input id="question" type="search" aria-label="What to look for" autocomplete="off">
+<input id="question" type="search" aria-label="Search for" autocomplete="off">
 <p id="summary" role="status"></p>
 <ol id="results"></ol>
 <noscript><p>The search needs JavaScript. "Names" above lists all functions.</p></noscript>
@@ -39,7 +40,7 @@ SEARCH = """<div class="header"><div class="headertitle"><div class="title">Sear
 
 
 class Sections(HTMLParser):
-    """The texts of a page by heading: (heading, anchor, text)."""
+    """Splits a page into sections: (heading, anchor, text)."""
 
     def __init__(self, page):
         super().__init__()
@@ -126,8 +127,8 @@ def remove_unused(html):
             path.unlink()
 
 
-def main():
-    folder, html = Path(sys.argv[1]), Path(sys.argv[2])
+def main(folder, html):
+    folder, html = Path(folder), Path(html)
     rows = []
     for path in sorted(html.glob("*.html")):
         page = NOISE.sub("", path.read_text(encoding="utf-8"))
@@ -143,4 +144,4 @@ def main():
     write_search(html, rows)
 
 
-main()
+command.run(main, __doc__)

@@ -1,17 +1,21 @@
 #!/usr/bin/env python3
-"""Prints a public header as Doxygen should see it.
+"""Prints a public header for Doxygen.
 
-The headers are written to be read as they are: what is meant literally stands in double quotes. Doxygen would read tags and
-emphasis into a contract text such as "((void *)0) != a_this", so quoted words become code, and "<" is escaped elsewhere.
-A comment about a block of declarations becomes a comment of each; the lines below it have other numbers then.
+    header_filter.py <header>
+
+The headers put literal text in double quotes. Doxygen would find tags and emphasis in a contract text such as
+"((void *)0) != a_this", so quoted text becomes code, and "<" is escaped elsewhere. The comment of a block of declarations
+is repeated for each of them, which changes line numbers.
 """
 import html
 import re
 import sys
 from pathlib import Path
 
+import command
+
 COMMENT = re.compile(r'"(?:[^"\\\n]|\\.)*"|/\*\*.*?\*/', re.S)
-# A line of code: indented by four more blanks than text, which a list item's further lines never are.
+# A line of code: indented by four more blanks than text, unlike the further lines of a list item.
 CODE = re.compile(r"^ \*\s{5,}")
 QUOTED = re.compile(r'"([^"]+)"')
 
@@ -21,7 +25,7 @@ def as_code(match):
     text = re.sub(r"\n \*\s*", " ", match.group(1))
     code = "`" + text + "`"
     if re.search(r"[\\%]", text):
-        # Between backticks, Doxygen drops a "%" in front of a word and stumbles over a backslash.
+        # Between backticks, Doxygen drops a "%" before a word and misreads a backslash.
         code = "<tt>" + re.sub(r"([\\%])", r"\\\1", html.escape(text)) + "</tt>"
     return code + "\n * " * (len(lines) - 1)
 
@@ -38,7 +42,7 @@ def prose(text):
 
 
 def is_code(lines, i):
-    """An indented line is code only behind an empty line or other code."""
+    """An indented line is code only after an empty line or other code."""
     if not CODE.match(lines[i]):
         return False
     while i > 0 and CODE.match(lines[i]):
@@ -74,7 +78,7 @@ def is_end_of_declaration(line):
 
 
 def distributed(text):
-    """The text with the comment of a block repeated for each declaration that follows the first one without a gap."""
+    """The text with the comment of a block repeated for each declaration of the block."""
     result, said, lines = [], None, text.split("\n")
     for i, line in enumerate(lines):
         if line.startswith("/**"):
@@ -89,7 +93,7 @@ def distributed(text):
 
 
 def with_link(text, name):
-    """The opening comment of a family's header leads to the family's page."""
+    """The text with a link from the opening comment to the family's page."""
     family = re.match(r"nuv_(?!api)(\w+)\.h$", name)
     if not family:
         return text
@@ -97,5 +101,9 @@ def with_link(text, name):
     return text.replace("\n */", "\n" + link, 1)
 
 
-path = Path(sys.argv[1])
-sys.stdout.write(with_link(distributed(COMMENT.sub(comment, path.read_text(encoding="utf-8"))), path.name))
+def main(header):
+    path = Path(header)
+    sys.stdout.write(with_link(distributed(COMMENT.sub(comment, path.read_text(encoding="utf-8"))), path.name))
+
+
+command.run(main, __doc__)

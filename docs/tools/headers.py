@@ -1,4 +1,4 @@
-"""The public headers, read: what they declare, and what they say about it."""
+"""Reads the public headers: their declarations and comments."""
 import re
 from pathlib import Path
 
@@ -49,7 +49,7 @@ class Declaration:
 
 
 class Item:
-    """A comment, and the declarations behind it: none for a comment that stands alone, several for one about a block."""
+    """A comment and the declarations after it: none for a separate comment, several for a block."""
 
     def __init__(self, text, pieces):
         self.text = text
@@ -69,7 +69,7 @@ def plain(comment):
 
 
 def end_of_code(text, start):
-    """Where the declaration that begins at start ends: behind its semicolon, its body or the last line of its macro."""
+    """The end of the declaration that begins at start: after its semicolon, its body or the last line of its macro."""
     if text.startswith("#define", start):
         end = text.index("\n", start)
         while text[end - 1] == "\\":
@@ -87,7 +87,7 @@ def end_of_code(text, start):
 
 
 def items(path):
-    """The header's items in their order; the first one is its opening comment."""
+    """The items of the header in order; the first one is its opening comment."""
     text = Path(path).read_text(encoding="utf-8")
     found, position = [], 0
     while True:
@@ -104,7 +104,7 @@ def items(path):
             start = skipped.end()
         pieces = []
         if found and start < len(text) and not text.startswith("/*", start):
-            # Lines without a comment of their own belong to the declaration in front of them.
+            # Lines without a comment belong to the block of the declaration before them.
             end = end_of_code(text, start)
             pieces = [text[start:end]]
             while text.startswith("\n", end) and re.match(r"\n(?!\n|/\*|#else|#endif|#ifdef|\}|$)", text[end : end + 10]):
@@ -119,6 +119,6 @@ def items(path):
 
 
 def exported_names(folder):
-    """The names of what the headers of a folder declare as exported, by the name of the header's family."""
+    """The exported names in the headers of a folder, by family."""
     return {path.stem: [each.name for item in items(path) for each in item.exported]
             for path in sorted(Path(folder).glob("nuv_*.h"))}

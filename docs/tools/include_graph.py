@@ -1,24 +1,24 @@
 #!/usr/bin/env python3
-"""Draws the includes of the library: a room for each subsystem, an arrow from each part to those that it uses.
+"""Draws the includes of the library: a box for each subsystem, an arrow from each part to those that it uses.
 
     include_graph.py [--check] <source tree>
 
-Writes docs/figures/includes.svg, or with --check tells whether it is as it would be written. Nearly everything checks
-contracts: who does has a dot, and the arrows to the part that all of them use are one line at the right.
+Writes docs/figures/includes.svg, or with --check fails if that is out of date. Nearly every part checks contracts: these
+have a dot, and their arrows to the contracts are merged into one line at the right.
 """
 import itertools
-import sys
 from collections import namedtuple
 from pathlib import Path
 
+import command
 from includes import CodeMap, Tree
 
 FIGURE = "docs/figures/includes.svg"
 CONTRACTS = "nuv_assert"
-WIDTH, LEFT, RIGHT = 760, 140, 690  # boxes stand between these two
+WIDTH, LEFT, RIGHT = 760, 140, 690  # boxes are between LEFT and RIGHT
 WALLS = (40, 705)  # of the rooms
 BOX, ROW, PADDING, ALLEY, TOP = 28, 56, 14, 14, 20  # heights: a box, its row, around the rows, between rooms, above all
-GAP = 14  # between two boxes, at least
+GAP = 14  # least distance of two boxes
 
 STYLE = """text{font-family:-apple-system,'Segoe UI',Helvetica,Arial,'DejaVu Sans',sans-serif;font-size:13px}
 .ground{fill:#ffffff}.room{fill:#f1f4f6;stroke:#d5dce1}.box{fill:#ffffff;stroke:#8fa3b0}.ink{fill:#1b1b1b}.soft{fill:#5c5c5c}
@@ -29,12 +29,12 @@ STYLE = """text{font-family:-apple-system,'Segoe UI',Helvetica,Arial,'DejaVu San
 HEADS = "".join("""<marker id="%s" viewBox="0 0 8 8" refX="7" refY="4" markerWidth="8" markerHeight="8" orient="auto">
 <path class="%s" d="M0 0.5L8 4L0 7.5z"/></marker>""" % (name, name) for name in ("head", "uphead"))
 
-# The place in a row where the arrows to a part of a lower row go through.
+# The place in a row where the arrows to a part of a lower row pass through.
 Way = namedtuple("Way", "used level")
 
 
 def label(part):
-    """The families of a part, without what they begin with in common: message, data, header."""
+    """The families of a part, without their common prefix: message, data, header."""
     first, *others = part.name.split(", ")
     return ", ".join([first] + [other.removeprefix(first) for other in others])
 
@@ -49,7 +49,7 @@ def mean(values, otherwise):
 
 
 class Layout:
-    """Where everything stands: rows from the top, and in each of them boxes and ways from left to right."""
+    """The positions: rows from the top, and in each of them boxes and ways from left to right."""
 
     def __init__(self, rows, arrows, shift):
         self.rows = [[*row[i * shift % len(row):], *row[:i * shift % len(row)]] for i, row in enumerate(rows)]
@@ -73,11 +73,11 @@ class Layout:
 
     @property
     def cost(self):
-        """Of short and straight lines."""
+        """Low for short and straight lines."""
         return sum((self.x[upper] - self.x[lower]) ** 2 for upper, lower in self.steps)
 
     def steps_of(self, user, used):
-        """From row to row; arrows to the same part share their ways."""
+        """The steps of an arrow from row to row; arrows to the same part share their ways."""
         levels = range(self.level[user] + 1, self.level[used])
         stops = [user, *(Way(used, level) for level in levels), used]
         for way in stops[1:-1]:
@@ -94,7 +94,7 @@ class Layout:
             end += gap + width(item)
 
     def straighten(self, row):
-        """Moves everything towards what it is joined to, as far as the neighbours let it."""
+        """Moves everything towards its connected items, as far as the neighbours allow."""
         wanted = [(self.x[item] + mean((self.x[other] for other in self.beside[item]), self.x[item])) / 2 for item in row]
         for i, item in enumerate(row):
             low = self.x[row[i - 1]] + self.distance(row[i - 1], item) if i else LEFT + width(item) / 2
@@ -117,7 +117,7 @@ class Picture:
         self.checking = {user for user, used in arrows if used == self.contracts}
         self.down = [arrow for arrow in arrows if arrow not in self.up and arrow[1] != self.contracts]
         rows = [row for folder in reversed(code_map.folders) for row in self.rows_of(folder)]
-        # What comes out depends on the order in which everything begins.
+        # The result depends on the initial order, so try several.
         self.layout = min((Layout(rows, self.down, shift) for shift in range(20)), key=lambda layout: layout.cost)
         self.x, self.y, self.rooms, top = self.layout.x, {}, {}, TOP
         for folder, rows in itertools.groupby(zip(rows, self.layout.rows), key=lambda pair: pair[0][0].folder):
@@ -130,7 +130,7 @@ class Picture:
         self.height = top + 54
 
     def rows_of(self, folder):
-        """The parts of a subsystem: whoever uses another one of them stands above it, and the others uppermost."""
+        """The parts of a subsystem: users above the parts that they use, unconnected parts at the top."""
         parts = [part for part in self.code_map.parts if part.folder == folder]
         inside = {(user, used) for user, used in self.down if {user, used} <= set(parts)}
         inside |= {(user, self.contracts) for user in self.checking & set(parts) if self.contracts in parts}
@@ -174,7 +174,7 @@ class Picture:
         return line(way + "v%d" % BOX, head="") if isinstance(lower, Way) else line(way)
 
     def draw_contracts(self):
-        """From each room that checks contracts to a line at the right, which ends at the part that they all use."""
+        """From each room that checks contracts to a line at the right, which ends at the contracts."""
         rooms = [room for folder, room in self.rooms.items() if any(part.folder == folder for part in self.checking)]
         middles = [top + height / 2 for top, height in rooms]
         trunk = WIDTH - 24
@@ -211,19 +211,17 @@ def dot(x, y):
     return '<circle class="dot" cx="%.1f" cy="%.1f" r="4"/>' % (x, y)
 
 
-def main():
-    check = sys.argv[1] == "--check"
-    root = Path(sys.argv[-1])
+def main(root, *, check=False):
+    root = Path(root)
     code_map = CodeMap(root)
     drawn = "\n".join(Picture(code_map, Tree(root).uses(code_map)).draw())
     figure = root / FIGURE
     if not check:
         figure.write_text(drawn, encoding="utf-8")
     elif not figure.is_file() or figure.read_text(encoding="utf-8") != drawn:
-        print("%s is not what docs/tools/include_graph.py draws now; run it" % FIGURE)
+        print("%s: must be what docs/tools/include_graph.py draws: run it" % FIGURE)
         return 1
     return 0
 
 
-if __name__ == "__main__":
-    sys.exit(main())
+command.run(main, __doc__)

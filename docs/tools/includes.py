@@ -1,8 +1,7 @@
-"""The includes of the library, read from its sources, and the code map of README.md that they have to keep to.
+"""Reads the includes of the library, and the code map of README.md that they must respect.
 
-What is called a part here is one row of that map: a family, or several that make one thing together. A part owns the files
-that are named after its families. Any other header of a source folder is private to no part, and whoever includes it
-counts as a user of what it includes.
+A part is one row of that map: a family, or several that belong together. A part owns the files that are named after its
+families. Other headers of a source folder belong to no part: the parts that they include count as used by their includers.
 """
 import re
 from dataclasses import dataclass
@@ -12,7 +11,7 @@ ROW = re.compile(r"^\|(?: `(\w+)` | )\| ((?:`nuv_\w+`(?:, )?)+) \| .*? \|(?: (.*
 EXCEPTION = re.compile(r"^- `(nuv_\w+)` uses `(nuv_\w+)`: ", re.M)
 INCLUDE = re.compile(r'^#include "([^"]+)"', re.M)
 NO_FAMILY = {"OpenSSL"}
-# What any file may include: the mark of exported names.
+# The export macro, which any file may include.
 FOR_ALL = "nuv_api.h"
 
 
@@ -27,24 +26,26 @@ class Part:
 
 
 class CodeMap:
-    """The table of README.md, and the exceptions that docs/architecture.md names."""
+    """The table of README.md, and the exceptions in docs/architecture.md."""
 
     def __init__(self, root):
         self.folders, self.parts, self.uses = [], [], {}
         named = []
         for folder, families, uses in ROW.findall((root / "README.md").read_text(encoding="utf-8")):
             if folder:
-                self.folders.append(folder)  # the lowest first
+                self.folders.append(folder)  # lowest first
             part = Part(self.folders[-1], tuple(re.findall(r"`(\w+)`", families)))
             self.parts.append(part)
             named.append([use for use in uses.split(", ") if use and use not in NO_FAMILY])
+        if not self.parts:
+            raise SystemExit("%s: has no code map" % (root / "README.md"))
         for part, uses in zip(self.parts, named):
             self.uses[part] = {self.part_of("nuv_" + use) or use for use in uses}
         self.named_exceptions = EXCEPTION.findall((root / "docs/architecture.md").read_text(encoding="utf-8"))
         self.exceptions = [(self.part_of(user), self.part_of(used)) for user, used in self.named_exceptions]
 
     def part_of(self, stem):
-        """The part that a file of this name belongs to, or None. The longest name of a family decides."""
+        """The part that a file of this name belongs to, or None. The longest matching family wins."""
         named = [(len(family), part) for part in self.parts for family in part.families
                  if (stem + "_").startswith(family + "_")]
         return max(named, key=lambda entry: entry[0])[1] if named else None
@@ -55,7 +56,7 @@ class CodeMap:
 
 @dataclass(frozen=True)
 class Include:
-    """An include of a file of the library by another one."""
+    """An include between two files of the library."""
 
     path: Path
     text: str
@@ -63,7 +64,7 @@ class Include:
 
 
 class Tree:
-    """The files of the library and what they include of each other."""
+    """The files of the library and the includes between them."""
 
     def __init__(self, root):
         self.root = root
@@ -86,12 +87,12 @@ class Tree:
         return str(path.relative_to(self.root))
 
     def folder(self, path, code_map):
-        """The folder that a private file lies in; of a public header, that of its part."""
+        """The folder of a private file; for a public header, that of its part."""
         part = code_map.part_of(path.stem)
         return path.parent.name if path.parent.parent == self.places[1] else part and part.folder
 
     def uses(self, code_map):
-        """The arrows from part to part, each with the first include that it stands for."""
+        """The arrows from part to part, each with the first include that causes it."""
         arrows = {}
         for path in self.files:
             part = code_map.part_of(path.stem)
@@ -101,7 +102,7 @@ class Tree:
         return arrows
 
     def reached(self, path, code_map, seen):
-        """The parts that a file includes, also by way of headers that belong to no part."""
+        """The parts that a file includes, also through headers that belong to no part."""
         for include in self.includes:
             if include.path != path or include.target in seen:
                 continue

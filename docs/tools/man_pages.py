@@ -1,20 +1,20 @@
 #!/usr/bin/env python3
-"""Writes the man pages of section 3 from the public headers, one for each family, and the examples in the other pages.
+"""Writes the man pages of section 3 from the public headers, one per family, and the examples in the other pages.
 
     man_pages.py --output <folder> <project folder>
     man_pages.py [--check] <project folder>
 
-A page of section 3 says what the header says, then what the sections of the family's page in docs/families tell, shows the
-family's example program whole, and lists the family's contracts from docs/contracts.md. These pages are not kept: the build
-has them written to a folder of its own. The other pages are written by hand; what stands in them below a line
-'.\\" example <file> [<first>-<last>]' is taken from that file of docs/examples, and written anew without --output. With
---check nothing is written: each page that differs from what would be written is complained about.
+A page of section 3 has the text of the header, the sections of the family's page in docs/families, the whole example
+program, and the family's contracts from docs/contracts.md. These pages are not in the source tree: the build writes them to
+a folder of its own. The other pages are written by hand; the text below a line '.\\" example <file> [<first>-<last>]' comes
+from that file of docs/examples, and is updated without --output. With --check nothing is written, and each outdated page is
+an error.
 """
 import re
-import sys
 import textwrap
 from pathlib import Path
 
+import command
 import headers
 from contracts_page import rows_of
 
@@ -61,7 +61,7 @@ def literal(lines):
 
 
 def call(match):
-    """A function's name in a text, with the punctuation round it, as a macro line."""
+    """A function's name in a text, with its punctuation, as a macro line."""
     before, name, behind = match.groups()
     line = ".No \\&%s Ns Fn %s" % (before.replace('"', "\\(dq"), name) if before else ".Fn " + name
     while behind:
@@ -95,12 +95,12 @@ def paragraph(text):
 
 
 def term(text):
-    """The words of a list's term, none of which may be read as a macro."""
+    """The term of a list item, with macro names escaped."""
     return ".It " + " ".join("\\&" + word if MACRO.match(word) else word for word in text.replace("\\", "\\e").split())
 
 
 def table(rows):
-    """A table as a list: the first column is the term; the headings of the others stand in front of what they hold."""
+    """A table as a list: the first column is the term, the others are preceded by their headings."""
     cells = [[cell.strip() for cell in row.strip().strip("|").split("|")] for row in rows]
     headings, lines = cells[0], [".Bl -tag -width Ds"]
     for cell in cells[2:]:
@@ -111,7 +111,7 @@ def table(rows):
 
 
 def kind_of(line, previous):
-    """What a line of a text is: text, code, a row of a table, an item of a list or a further line of one, or blank."""
+    """The kind of a line: text, code, a row of a table, an item of a list or its continuation, or blank."""
     if not line.strip():
         return "blank"
     if line.startswith("|"):
@@ -124,7 +124,7 @@ def kind_of(line, previous):
 
 
 def blocks_of(text):
-    """Pairs of a kind and the lines of it that belong together."""
+    """Pairs of a kind and consecutive lines of that kind."""
     blocks = []
     for line in text.split("\n"):
         previous = blocks[-1][0] if blocks else "blank"
@@ -160,7 +160,7 @@ def prose(text):
 
 
 def plain_markdown(text):
-    """A text of a page without its marks: links lead to man pages where there are some."""
+    """A text of a page without Markdown; links become references to man pages if there are any."""
 
     def link(match):
         page = re.match(r"(\w+)\.md", match.group(2))
@@ -171,7 +171,7 @@ def plain_markdown(text):
 
 
 def sections(page):
-    """What the page of a family tells beyond its header: its sections, but for the example and the contracts."""
+    """The sections of a family's page, without the example and the contracts."""
     lines = []
     for section in re.split(r"^## ", page, flags=re.M)[1:]:
         title, _, text = section.partition("\n")
@@ -181,7 +181,7 @@ def sections(page):
 
 
 def declared(item):
-    """A record, constant or macro as a reader wants to see it: a macro without what it is made of."""
+    """A record, constant or macro for the reader: a function-like macro without its body."""
     if item.code.startswith("#define"):
         shown = []
         for macro in re.split(r"\n(?=#define)", item.code):
@@ -206,7 +206,7 @@ def synopsis(each):
 
 
 def without_name(item):
-    """An operation's text opens with its name, which the page shows in front of it anyway."""
+    """The text of an operation without its leading name, which the page shows anyway."""
     text, each = item.text, item.declarations[0]
     if len(item.declarations) == 1 and each.is_function and re.match(re.escape(each.name) + r"\s+[a-z]", text):
         text = text[len(each.name) :].lstrip()
@@ -215,7 +215,7 @@ def without_name(item):
 
 
 def list_term(item):
-    """What a text is about: one name, or all those of a block."""
+    """The names that a text is about: one, or all of a block."""
     macros = ["Dv " + each.name if each.is_macro else "Fn " + each.name if each.is_function else "Va " + each.name
               for each in item.declarations]
     if len(macros) == 1:
@@ -224,7 +224,7 @@ def list_term(item):
 
 
 def description(items):
-    """What stands below the opening comment: records and constants first, then the operations."""
+    """The text after the opening comment: records and constants first, then the operations."""
     constants = [item for item in items if item.code and not item.exported and "NUV_LOG_" not in item.code]
     lines = []
     if constants:
@@ -311,7 +311,7 @@ EXAMPLE = re.compile(r'^(\.\\" example (\S+)(?: (\d+)-(\d+))?\n\.Bd [^\n]*\n).*?
 
 
 def with_examples(page, project):
-    """A page that is written by hand, with its examples as they are now."""
+    """A handwritten page with its current examples."""
 
     def example(match):
         lines = (project / "docs/examples" / match.group(2)).read_text(encoding="utf-8").rstrip("\n").split("\n")
@@ -323,8 +323,8 @@ def with_examples(page, project):
 
 
 def generated(project):
-    """Maps the file name of each page of section 3 to its text: those of the families, and one for each name that leads to
-    its family's."""
+    """Maps the file name of each page of section 3 to its text: those of the families, and for each name a link to its
+    family's."""
     reports = rows_of((project / "docs/contracts.md").read_text(encoding="utf-8"))
     pages = {}
     for family, names in headers.exported_names(project / "userlib/include").items():
@@ -335,7 +335,7 @@ def generated(project):
 
 
 def write(folder, pages):
-    """Makes the folder hold these pages and no others; what has not changed is left alone."""
+    """Makes the folder hold these pages and no others; unchanged files are not touched."""
     folder.mkdir(parents=True, exist_ok=True)
     for path in folder.glob("*.3"):
         if path.name not in pages:
@@ -346,20 +346,22 @@ def write(folder, pages):
             path.write_text(text, encoding="utf-8")
 
 
-def main():
-    project = Path(sys.argv[-1])
-    if sys.argv[1] == "--output":
-        write(Path(sys.argv[2]), generated(project))
-        return
-    stale = 0
-    for path in sorted((project / "docs/man").glob("*.[1-8]")):
+def main(project, *, check=False, output=None):
+    project = Path(project)
+    if output:
+        write(Path(output), generated(project))
+        return 0
+    stale, pages = 0, sorted((project / "docs/man").glob("*.[1-8]"))
+    for path in pages:
         text = with_examples(path, project)
-        if sys.argv[1] != "--check":
+        if not check:
             path.write_text(text, encoding="utf-8")
         elif path.read_text(encoding="utf-8") != text:
-            print("%s: not what docs/tools/man_pages.py would write; run it" % path.name)
+            print("%s: is out of date: run docs/tools/man_pages.py ." % path.name)
             stale += 1
-    sys.exit(stale > 0)
+    if not pages:
+        print("%s: has no man pages" % (project / "docs/man"))
+    return int(stale > 0 or not pages)
 
 
-main()
+command.run(main, __doc__)

@@ -1,11 +1,11 @@
-"""Markdown as the pages of this project use it: headings with the anchors that forges give them, links, code left aside."""
+"""Reads Markdown as the pages of this project use it: headings with the anchors of forges, and links, but not in code."""
 import re
 from pathlib import Path
 
 FENCE = re.compile(r"^ {0,3}(```+|~~~+)(?:.*)$")
 HEADING = re.compile(r"^(#{1,6}) +(.*?)(?: +#+)?$")
 CODE_SPAN = re.compile(r"(?<!`)(`+)(?!`)(.+?)(?<!`)\1(?!`)", re.S)
-# [text](target) and ![text](target), with a title perhaps; the text may hold code, and a picture.
+# [text](target) and ![text](target), perhaps with a title; the text may contain code and a picture.
 LINK = re.compile(r'(!?)\[((?:!\[[^\]]*\]\([^)]*\)|[^\[\]])*)\]\(\s*<?([^)\s>]*)>?(?:\s+"[^"]*")?\s*\)')
 HTML_LINK = re.compile(r'<(?:a|img|object|source)\b[^>]*?\b(?:href|src|srcset|data)="([^"]*)"', re.S)
 HTML_ANCHOR = re.compile(r'\b(?:id|name)="([^"]*)"')
@@ -42,14 +42,14 @@ def pieces(text):
 
 
 def slug(heading):
-    """What GitHub, GitLab and Gitea make of a heading."""
+    """The anchor that GitHub, GitLab and Gitea give to a heading."""
     text = LINK.sub(lambda match: match.group(2), heading)
     text = CODE_SPAN.sub(lambda match: match.group(2), text)
     return re.sub(r"[^\w\- ]", "", text.lower()).replace(" ", "-")
 
 
 def headings(text):
-    """The headings of a page with level, text and anchor; one that stands twice gets a number."""
+    """The headings of a page with level, text and anchor; repeated ones get a number."""
     seen = {}
     for is_code, lines in pieces(text):
         for line in [] if is_code else lines:
@@ -62,7 +62,7 @@ def headings(text):
 
 
 def prose(text):
-    """The page without its code, blocks and spans."""
+    """The page without its code blocks and spans."""
     kept = "\n".join("\n".join("" for _ in lines) if is_code else "\n".join(lines) for is_code, lines in pieces(text))
     return CODE_SPAN.sub(lambda match: "`" + "\n" * match.group().count("\n") + "`", kept)
 
@@ -72,7 +72,7 @@ def anchors(text):
 
 
 def links(text):
-    """Each target of a link or picture, with its line."""
+    """The targets of all links and pictures, with their lines."""
     plain = prose(text)
     for match in LINK.finditer(plain):
         yield plain.count("\n", 0, match.start()) + 1, match.group(3)

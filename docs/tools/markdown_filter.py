@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Prints a page of the project, which is plain Markdown, as Doxygen should see it.
+"""Prints a plain Markdown page for Doxygen.
 
     markdown_filter.py <project folder> <page>
 
-Headings get labels, and links between pages name these; a link to what the reference does not hold becomes its text, a
-picture is left to docs/tools/finish_html.py, which copies it. What Doxygen would take for commands is escaped. Lines keep
-their numbers, but for a table of contents on the line of the heading.
+Headings get labels, which links between pages refer to. A link to something outside the reference becomes its text;
+docs/tools/finish_html.py copies the pictures. Text that Doxygen would take for commands is escaped. Line numbers stay the
+same, apart from a table of contents after the heading.
 """
 import html
 import os
@@ -13,15 +13,16 @@ import re
 import sys
 from pathlib import Path
 
+import command
 import markdown
 
-LONG = 4  # sections, from which on a page has a table of contents
-# Folders whose pages stand below another one in the reference.
+LONG = 4  # least number of sections for a table of contents
+# Folders whose pages are subpages of another one in the reference.
 PARENT = {"families": "docs/families.md", "decisions": "docs/decisions/README.md"}
 
 
 def label(page):
-    """The label of a page, by its path in the project; None if the reference does not hold it."""
+    """The label of a page, by its path in the project; None if it is not in the reference."""
     path = Path(page)
     if page in ("README.md", "docs/mainpage.md"):
         return "mainpage"
@@ -84,14 +85,14 @@ class Page:
         text = match.group(2)
         if not re.search(r"[\\%@#<&]", text):
             return match.group()
-        # Between backticks Doxygen drops a "%" in front of a word, and reads commands.
+        # Between backticks Doxygen drops a "%" before a word, and interprets commands.
         text = html.escape(text.strip() if len(match.group(1)) > 1 else text, False)
-        # In a table a bar inside of code is written with a backslash in front.
+        # In a table, a bar in code is escaped by a backslash.
         escaped = re.sub(r"([\\%@#])(?!124;)", r"\\\1", text.replace("\\|", "&#124;"))
         return "<code>%s</code>" % escaped
 
     def inline(self, text):
-        """Text outside of code blocks: spans of code, links, and what Doxygen would take for a command."""
+        """Escapes text outside code blocks: code spans, links, and what Doxygen would take for a command."""
         parts, position = [], 0
         while True:
             code, link = markdown.CODE_SPAN.search(text, position), markdown.LINK.search(text, position)
@@ -124,8 +125,8 @@ class Page:
         return "\n".join(lines)
 
 
-def main():
-    sys.stdout.write(Page(Path(sys.argv[1]), Path(sys.argv[2]).resolve()).shown())
+def main(project, page):
+    sys.stdout.write(Page(Path(project), Path(page).resolve()).shown())
 
 
-main()
+command.run(main, __doc__)

@@ -57,7 +57,7 @@ for page in 3/nuv_frame.3 3/NUV_Frame_swap.3 5/userlib-ini.5 7/userlib.7 8/phone
 done
 
 heading 'Documentation'
-PYTHONDONTWRITEBYTECODE=1 python3 tools/check_links.py pages /usr/share/doc/userlib-doc || fail 'a link leads to nothing'
+PYTHONDONTWRITEBYTECODE=1 python3 tools/check_links.py pages /usr/share/doc/userlib-doc || fail 'a link is broken'
 [ -s /usr/share/doc/userlib-doc/html/index.html ] || fail 'there is no reference in HTML'
 
 heading 'The unit'

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""How docs/tools/comment_share.py counts, and what it complains about."""
+"""Tests docs/tools/comment_share.py: its counts and its messages."""
 
 import sys
 import unittest
@@ -26,18 +26,18 @@ class CommentShareTest(unittest.TestCase):
 
     def test_complains_about_too_little_and_too_much(self):
         for share in (44.9, 55.1):
-            self.assertIn("it should have 45 to 55 %", comment_share.complaint("nuv_pipe.h", share))
+            self.assertIn("must be 45 to 55 %", comment_share.complaint("nuv_pipe.h", share))
 
     def test_a_reason_has_bars_of_its_own(self):
         least, most, _ = comment_share.REASONS["userlib.h"]
         self.assertIsNone(comment_share.complaint("userlib.h", least))
-        self.assertIn("it should have", comment_share.complaint("userlib.h", least - 1))
-        self.assertIn("it should have", comment_share.complaint("userlib.h", most + 1))
+        self.assertIn("must be", comment_share.complaint("userlib.h", least - 1))
+        self.assertIn("must be", comment_share.complaint("userlib.h", most + 1))
 
     def test_complains_about_a_reason_that_nothing_needs(self):
         comment_share.REASONS["nuv_pipe.h"] = (40, 60, "none")
         self.addCleanup(comment_share.REASONS.pop, "nuv_pipe.h")
-        self.assertIn("needs no reason", comment_share.complaint("nuv_pipe.h", 50))
+        self.assertIn("must be removed from REASONS", comment_share.complaint("nuv_pipe.h", 50))
 
 
 if __name__ == "__main__":

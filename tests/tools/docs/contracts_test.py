@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""That docs/tools/contracts_page.py finds out which functions check a contract, and notices what its page has wrong."""
+"""Tests that docs/tools/contracts_page.py finds the functions that check a contract, and mistakes in its page."""
 
 import shutil
 import subprocess
@@ -12,7 +12,7 @@ ROOT = Path(__file__).resolve().parents[3]
 
 
 class ContractsPageTest(unittest.TestCase):
-    """Works on a copy of the tree, which is as it should be until a test changes it."""
+    """Works on a copy of the tree, which is correct until a test changes it."""
 
     def setUp(self):
         directory = tempfile.TemporaryDirectory()
@@ -48,28 +48,28 @@ class ContractsPageTest(unittest.TestCase):
     def test_notices_a_new_contract(self):
         self.replace("userlib/source/messaging/nuv_pipe.cpp", "NUV_REQUIRE(((void *)0) != a_buf);",
                      "NUV_REQUIRE(((void *)0) != a_buf);\n  NUV_CHECK(a_len != 13);")
-        self.expect_complaint("nuv_pipe: has no meaning in docs/contracts.md: check failed: a_len != 13")
-        self.expect_complaint("docs/contracts.md: not what docs/tools/contracts_page.py would write")
+        self.expect_complaint("nuv_pipe: needs a meaning in docs/contracts.md: check failed: a_len != 13")
+        self.expect_complaint("docs/contracts.md: is out of date")
 
     def test_notices_a_contract_that_is_gone(self):
         self.replace("userlib/source/messaging/nuv_pipe.cpp", "NUV_REQUIRE(((void *)0) != a_buf);", "")
-        self.expect_complaint("docs/contracts.md: not what docs/tools/contracts_page.py would write")
+        self.expect_complaint("docs/contracts.md: is out of date")
 
     def test_notices_a_text_that_has_changed(self):
         self.replace("userlib/source/telephony/nuv_digitmap.cpp", "0 == is_null(a_map)", "0 == is_null( a_map)")
-        self.expect_complaint("nuv_digitmap: has no meaning in docs/contracts.md: require failed: 0 == is_null( a_map)")
+        self.expect_complaint("nuv_digitmap: needs a meaning in docs/contracts.md: require failed: 0 == is_null( a_map)")
 
     def test_notices_a_meaning_that_is_gone(self):
         self.replace("docs/contracts.md", "there is no buffer for the line |", " |")
-        self.expect_complaint("nuv_utility: has no meaning in docs/contracts.md: require failed: ((void *)0) != a_dest")
+        self.expect_complaint("nuv_utility: needs a meaning in docs/contracts.md: require failed: ((void *)0) != a_dest")
 
     def test_notices_a_header_that_quotes_something_else(self):
         self.replace("userlib/include/nuv_pipe.h", "/** A pipe.", '/** A pipe. Requires "0 != a_pipe".')
-        self.expect_complaint("nuv_pipe.h: quotes what nobody checks: 0 != a_pipe")
+        self.expect_complaint("nuv_pipe.h: quotes a contract that no function checks: 0 != a_pipe")
 
     def test_notices_a_page_without_a_way_to_the_contracts(self):
         self.replace("docs/families/pipe.md", "../contracts.md#nuv_pipe", "../families.md")
-        self.expect_complaint("pipe.md: does not lead to its contracts")
+        self.expect_complaint("pipe.md: does not link to its contracts")
 
     def test_notices_a_family_without_a_page(self):
         (self.tree / "docs/families/pipe.md").unlink()

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""That docs/tools/check_layers.py notices each way of breaking the layers, and the picture each change of them."""
+"""Tests that docs/tools/check_layers.py finds each way to break the layers, and include_graph.py a stale picture."""
 
 import shutil
 import subprocess
@@ -49,13 +49,13 @@ class LayersTest(unittest.TestCase):
             self.assertIn(complaint, output)
 
     def test_takes_the_tree_as_it_is(self):
-        self.assertEqual((0, "every include keeps to the layers\n"), self.run_tool("check_layers.py"))
+        self.assertEqual((0, "all includes respect the layers\n"), self.run_tool("check_layers.py"))
         self.assertEqual((0, ""), self.run_tool("include_graph.py", "--check"))
 
     def test_a_public_header_of_a_higher_subsystem(self):
         self.add_include("core/nuv_convert.cpp", "nuv_select.h")
         self.expect_complaint('core/nuv_convert.cpp: includes "nuv_select.h": up from core to loop',
-                              "README.md: convert uses select, which is not said")
+                              "README.md: does not list that convert uses select")
 
     def test_a_private_header_of_a_higher_subsystem(self):
         self.add_include("containers/nuv_frame.cpp", "messaging/udp_socket.h")
@@ -80,12 +80,12 @@ class LayersTest(unittest.TestCase):
 
     def test_a_use_that_the_code_map_does_not_tell(self):
         self.add_include("process/nuv_execute.cpp", "nuv_time.h")
-        self.expect_complaint("README.md: execute uses time, which is not said: "
+        self.expect_complaint("README.md: does not list that execute uses time: "
                               'userlib/source/process/nuv_execute.cpp includes "nuv_time.h"')
 
     def test_a_use_that_is_none(self):
         self.replace("README.md", "| `nuv_md5` | MD5, a random value | |", "| `nuv_md5` | MD5, a random value | assert |")
-        self.expect_complaint("README.md: md5 does not use assert, which is said")
+        self.expect_complaint("README.md: lists that md5 uses assert, which it does not")
 
     def test_an_exception_that_is_not_named(self):
         self.replace("docs/architecture.md", "- `nuv_assert` uses `nuv_sysloglevel`: ", "- ")
@@ -93,29 +93,29 @@ class LayersTest(unittest.TestCase):
 
     def test_an_exception_that_nothing_needs(self):
         self.replace("docs/architecture.md", "- `nuv_assert` uses", "- `nuv_pipe` uses `nuv_digitmap`: x\n- `nuv_assert` uses")
-        self.expect_complaint("docs/architecture.md: an exception that nothing needs: nuv_pipe uses nuv_digitmap")
+        self.expect_complaint("docs/architecture.md: unnecessary exception: nuv_pipe uses nuv_digitmap")
 
     def test_a_source_in_the_wrong_folder(self):
         self.source("core/nuv_pipe.cpp").write_text('#include "nuv_pipe.h"\n', encoding="utf-8")
-        self.expect_complaint("core/nuv_pipe.cpp: README.md has its family in messaging")
+        self.expect_complaint("core/nuv_pipe.cpp: README.md lists its family under messaging")
 
     def test_a_source_and_a_folder_that_the_code_map_does_not_have(self):
         self.source("core/helper.cpp").write_text("", encoding="utf-8")
         self.source("misc").mkdir()
         self.source("misc/helper.h").write_text("", encoding="utf-8")
-        self.expect_complaint("core/helper.cpp: belongs to no row", "misc/helper.h: belongs to no row")
+        self.expect_complaint("core/helper.cpp: is in no row", "misc/helper.h: is in no row")
 
     def test_includes_of_no_part(self):
         self.add_include("loop/nuv_select.cpp", "userlib.h")
         self.add_include("loop/nuv_selectset.cpp", "nuv_selectset_internal.h")
-        self.expect_complaint('loop/nuv_select.cpp: includes "userlib.h", which is no header of one part',
-                              'loop/nuv_selectset.cpp: includes "nuv_selectset_internal.h", which is no header')
+        self.expect_complaint('loop/nuv_select.cpp: includes "userlib.h", which is not the header of a part',
+                              'loop/nuv_selectset.cpp: includes "nuv_selectset_internal.h", which is not the header')
 
     def test_the_picture_when_it_is_stale(self):
         self.add_include("process/nuv_execute.cpp", "nuv_time.h")
         status, output = self.run_tool("include_graph.py", "--check")
         self.assertEqual(1, status)
-        self.assertIn("docs/figures/includes.svg is not what", output)
+        self.assertIn("docs/figures/includes.svg: must be what", output)
         self.assertEqual((0, ""), self.run_tool("include_graph.py"))
         self.assertEqual((0, ""), self.run_tool("include_graph.py", "--check"))
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""That an installation brings the man pages of section 3 if they were written, and says why if not.
+"""Tests that an installation has the man pages of section 3 if they were built, and a message if not.
 
     man_install_test.py <cmake> <generator>
 """
@@ -12,7 +12,7 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[3]
 CMAKE, GENERATOR = sys.argv[1:3]
-# The part of the project that writes and installs them, without anything to compile.
+# The part of the project that writes and installs them; compiles nothing.
 PROJECT = """cmake_minimum_required(VERSION 3.25)
 project(userlib LANGUAGES NONE)
 set(USERLIB_INSTALL ON)
@@ -57,9 +57,9 @@ class ManInstallTest(unittest.TestCase):
 
     def test_says_that_python_is_missing(self):
         without = "-DCMAKE_DISABLE_FIND_PACKAGE_Python3=ON"
-        self.assertIn("There is no Python 3, so the man pages of section 3 are left out", self.configure(without))
+        self.assertIn("Python 3 not found: the man pages of section 3 are left out", self.configure(without))
         self.cmake("--build", "build")
-        self.assertIn("they are written with Python 3, which was not found", self.install())
+        self.assertIn("writing them needs Python 3, which was not found", self.install())
         self.assertFalse(self.pages.exists())
 
     def test_takes_out_a_page_that_nothing_writes_any_more(self):

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The checks of pages notice each way in which a link dies and code goes stale."""
+"""Tests that the checks of pages find dead links and stale code."""
 import subprocess
 import sys
 import tempfile
@@ -41,23 +41,23 @@ class Links(Folder):
         self.write("a.md", "[x](b/c.md) [y](b/c.md#one-thing-a-b) [z](b/c.md#twice-1) [b](b) ![d](d.svg) <img src=\"d.svg\">\n"
                            "[up](#here) [web](https://example.com/nowhere)\n# Here\n"
                            "`[code](nowhere)`\n\n    [indented](nowhere)\n\n```\n[fenced](nowhere)\n@ref x\n```\n")
-        self.assertEqual(self.check(), (0, "\n8 links of 2 pages, 0 lead to nothing\n"))
+        self.assertEqual(self.check(), (0, "\n8 links on 2 pages, 0 problems\n"))
 
     def test_notices_a_file_that_is_not_there(self):
-        self.expect_complaint("one\n[x](nowhere.md)\n", "a.md:2: 'nowhere.md' leads to nothing")
+        self.expect_complaint("one\n[x](nowhere.md)\n", "a.md:2: 'nowhere.md' does not exist")
 
     def test_notices_a_picture_that_is_not_there(self):
-        self.expect_complaint("![x](nowhere.svg)\n", "'nowhere.svg' leads to nothing")
+        self.expect_complaint("![x](nowhere.svg)\n", "'nowhere.svg' does not exist")
 
     def test_notices_a_picture_in_html_and_one_inside_a_link(self):
-        self.expect_complaint('<img width="1" src="n.svg">\n', "'n.svg' leads to nothing")
-        self.expect_complaint("[![x](n.svg)](a.md)\n", "'n.svg' leads to nothing")
+        self.expect_complaint('<img width="1" src="n.svg">\n', "'n.svg' does not exist")
+        self.expect_complaint("[![x](n.svg)](a.md)\n", "'n.svg' does not exist")
 
     def test_notices_an_anchor_without_a_heading(self):
-        self.expect_complaint("# Here\n[x](#there)\n", "'#there': no heading of a.md has this anchor")
+        self.expect_complaint("# Here\n[x](#there)\n", "'#there': a.md has no such anchor")
 
     def test_notices_what_leads_out(self):
-        self.expect_complaint("[x](..)\n", "'..' leads out of the folder")
+        self.expect_complaint("[x](..)\n", "'..' is outside the folder")
 
     def test_notices_what_git_does_not_hold(self):
         subprocess.run(["git", "init", "-q", self.root], check=True)
@@ -67,14 +67,14 @@ class Links(Folder):
 
     def test_notices_commands_of_doxygen(self):
         for command in ("@ref guide", "\\include x.c", "## Heading {#label}", "[TOC]"):
-            self.expect_complaint("[a](a.md)\n\n%s\n" % command, "means something to Doxygen only")
+            self.expect_complaint("[a](a.md)\n\n%s\n" % command, "is a command of Doxygen")
 
     def test_notices_dead_links_in_html(self):
-        self.expect_complaint('<a href="b.html">b</a>', "a.html:1: 'b.html' leads to nothing", "a.html", "html")
-        self.expect_complaint('<p id="y"><a href="#x">', "'#x': no heading of a.html", "a.html", "html")
-        self.expect_complaint('<link href="x.css">', "'x.css' leads to nothing", "a.html", "html")
-        self.expect_complaint('<script src="https://x.example/x.js">', "is loaded from elsewhere", "a.html", "html")
-        self.expect_complaint('<a href="a.html"></a><table><tr><th></th><th> </th></tr>', "a table has an empty head",
+        self.expect_complaint('<a href="b.html">b</a>', "a.html:1: 'b.html' does not exist", "a.html", "html")
+        self.expect_complaint('<p id="y"><a href="#x">', "'#x': a.html has no such anchor", "a.html", "html")
+        self.expect_complaint('<link href="x.css">', "'x.css' does not exist", "a.html", "html")
+        self.expect_complaint('<script src="https://x.example/x.js">', "is loaded from another site", "a.html", "html")
+        self.expect_complaint('<a href="a.html"></a><table><tr><th></th><th> </th></tr>', "a table has an empty heading row",
                               "a.html", "html")
 
     def test_takes_no_folder_without_links(self):
@@ -96,7 +96,7 @@ class Code(Folder):
                              ('x.c, from "return" to "return"', "return 2;\n")):
             self.page(marker, "stale\n")
             status, printed = self.run_tool("code_in_pages.py", "--check")
-            self.assertEqual((status, "docs/a.md: shows other code" in printed), (1, True), printed)
+            self.assertEqual((status, "docs/a.md: its code is out of date" in printed), (1, True), printed)
             self.assertEqual(self.run_tool("code_in_pages.py")[0], 0)
             self.assertIn("```c\n%s```" % code, (self.root / "docs/a.md").read_text())
             self.assertEqual(self.run_tool("code_in_pages.py", "--check")[0], 0)
@@ -107,15 +107,15 @@ class Code(Folder):
         self.assertEqual((status, "without a marker" in printed), (1, True), printed)
 
     def test_refuses_markers_that_it_cannot_follow(self):
-        for marker, complaint in (("y.c", "there is no such file"), ('x.c, from "int" to "}"', "2 lines begin with 'int'"),
-                                  ('x.c, from "int two" to "y"', "no line behind 'int two' begins with 'y'")):
+        for marker, complaint in (("y.c", "no such file"), ('x.c, from "int" to "}"', "2 lines begin with 'int'"),
+                                  ('x.c, from "int two" to "y"', "no line after 'int two' begins with 'y'")):
             self.page(marker, "")
             status, printed = self.run_tool("code_in_pages.py")
             self.assertEqual((status, complaint in printed), (1, True), printed)
 
     def test_refuses_a_marker_without_block(self):
         self.write("docs/a.md", "<!-- code: x.c -->\ntext\n")
-        self.assertIn("a marker has no block of code behind it", self.run_tool("code_in_pages.py")[1])
+        self.assertIn("a marker is not followed by a block of code", self.run_tool("code_in_pages.py")[1])
 
 
 unittest.main()
