@@ -4,7 +4,7 @@
 #include <sys/socket.h>
 
 #include "phoned/core/clock.h"
-#include "phoned/core/descriptor.h"
+#include "phoned/core/unix_socket.h"
 
 namespace phonectl {
 
@@ -63,7 +63,7 @@ void Client::turn_until(milliseconds time, Question is_enough) {
 
 std::string ask_console(const std::string& path, const std::string& line, milliseconds timeout) {
   const auto deadline = std::chrono::steady_clock::now() + timeout;
-  const phoned::UniqueFd fd = phoned::connect_unix(path, SOCK_STREAM);
+  const userlib::UniqueFd fd = phoned::connect_unix(path, SOCK_STREAM);
   if (!fd) {
     throw Error("no console at " + phoned::quote_path(path) + ": " + phoned::reason());
   }

@@ -97,17 +97,18 @@ TEST(DialPlan, HasADefault) {
 }
 
 TEST(DialPlan, NamesThePatternThatIsWrong) {
-  const std::string rule = " is not valid: must be made of 0-9 A-D # * x [135] [2-5], '.' behind any of them, and T";
+  const std::string rule = " means nothing in a pattern: must be one of 0-9 A-D # * x [135] [2-5] . T";
   const struct {
     std::string plan;
     std::string why;
   } kCases[] = {
-      {"110|1a|112", "pattern '1a'" + rule},
-      {"110|1[2", "pattern '1[2'" + rule},
-      {"(.x)", "pattern '.x'" + rule},
-      {"110\n1-2", "pattern '1-2'" + rule},
-      {std::string("1\0002", 3), "pattern '1?2'" + rule},
-      {"1\x1b", "pattern '1?'" + rule},
+      {"110|1a|112", "pattern 2, line 1, position 6: 'a' cannot be dialled: must be 'A'"},
+      {"110|1[2",
+       "pattern 2, line 1, position 6: '[' is not closed: must have a ']' after its symbols, in the same pattern"},
+      {"(.x)", "pattern 1, line 1, position 2: '.' repeats the symbol before it, and there is none: must follow one"},
+      {"110\n1-2", "pattern 2, line 2, position 2: '-' is outside brackets: a range must be written as [2-5]"},
+      {std::string("1\0002", 3), "pattern 1, line 1, position 2: byte 0x00" + rule},
+      {"1\x1b", "pattern 1, line 1, position 2: byte 0x1b" + rule},
       {"", "the plan holds no pattern: must be one or more, such as '110|0x.T'"},
       {" (|) \n", "the plan holds no pattern: must be one or more, such as '110|0x.T'"},
       {std::string(101, 'x'), "pattern '" + std::string(40, 'x') + "...' is too long: at most 100 characters are read"},
@@ -154,8 +155,8 @@ TEST(DialPlan, IsReadFromAFile) {
 TEST(DialPlan, NamesTheFileThatIsWrong) {
   const TemporaryFile file("110\n0y\n");
   EXPECT_EQ(why_unreadable(file.path()), "map file '" + file.path() +
-                                             "': pattern '0y' is not valid: must be made of 0-9 A-D # * x "
-                                             "[135] [2-5], '.' behind any of them, and T");
+                                             "': pattern 2, line 2, position 2: 'y' means nothing in a "
+                                             "pattern: must be one of 0-9 A-D # * x [135] [2-5] . T");
 
   file.write(std::string(4097, '1'));
   EXPECT_EQ(why_unreadable(file.path()),

@@ -356,8 +356,8 @@ TEST(PhonedSignals, HupWithABadMapFileKeepsTheOldPlan) {
 
   plan.write("110\n1y0\n");
   phoned.signal(SIGHUP);
-  EXPECT_TRUE(phoned.complains(file + ": pattern '1y0' is not valid: must be made of 0-9 A-D # * x [135] [2-5], '.' "
-                                      "behind any of them, and T; the old dial plan stays\n"));
+  EXPECT_TRUE(phoned.complains(file + ": pattern 2, line 2, position 2: 'y' means nothing in a pattern: must be one of "
+                                      "0-9 A-D # * x [135] [2-5] . T; the old dial plan stays\n"));
   unlink(plan.path().c_str());
   phoned.signal(SIGHUP);
   EXPECT_TRUE(phoned.complains(file + " cannot be read: No such file or directory; the old dial plan stays\n"));
@@ -434,7 +434,7 @@ TEST(PhonedStart, RefusesABusyPort) {
 
 TEST(PhonedStart, RefusesWhatItCannotUse) {
   const TemporaryFile plan("110|0y");
-  const std::string rule = " is not valid: must be made of 0-9 A-D # * x [135] [2-5], '.' behind any of them, and T\n";
+  const std::string rule = " means nothing in a pattern: must be one of 0-9 A-D # * x [135] [2-5] . T\n";
   const struct {
     Program::Arguments arguments;
     int status;
@@ -445,9 +445,12 @@ TEST(PhonedStart, RefusesWhatItCannotUse) {
       {{"--detach"}, 2, "unknown option '--detach': --help shows those that there are\n"},
       {{"now"}, 2, "unexpected word 'now': phoned takes options only, see --help\n"},
       {{"--map", "1", "--map-file", "2"}, 2, "--map '1' and --map-file '2' exclude each other: name one dial plan\n"},
-      {{"--map", "110|1(1[2"}, 1, "--map: pattern '11[2'" + rule},
+      {{"--map", "110|1(1[2"},
+       1,
+       "--map: pattern 2, line 1, position 8: '[' is not closed: must have a ']' after its symbols, in the same "
+       "pattern\n"},
       {{"--map", ""}, 1, "--map: the plan holds no pattern: must be one or more, such as '110|0x.T'\n"},
-      {{"--map-file", plan.path()}, 1, "map file '" + plan.path() + "': pattern '0y'" + rule},
+      {{"--map-file", plan.path()}, 1, "map file '" + plan.path() + "': pattern 2, line 1, position 6: 'y'" + rule},
       {{"--map-file", "/nonexistent"}, 1, "map file '/nonexistent' cannot be read: No such file or directory\n"},
   };
   for (const auto& row : kCases) {

@@ -1,7 +1,5 @@
 #include "phoned/cli/options.h"
 
-#include <arpa/inet.h>
-
 #include "phoned/core/dial_plan.h"
 #include "phoned/core/trace.h"
 
@@ -101,18 +99,6 @@ void check(const Options& options) {
 }
 
 }  // namespace
-
-std::optional<Network> Network::parse(const std::string& text) {
-  constexpr uint32_t kBits = 32;
-  std::string_view rest = text;
-  const std::string address(take_until(rest, "/"));
-  in_addr parsed = {};
-  const auto bits = address.size() == text.size() ? kBits : to_number(rest, 0, kBits);
-  if (!bits || inet_pton(AF_INET, address.c_str(), &parsed) != 1) {
-    return std::nullopt;
-  }
-  return Network{ntohl(parsed.s_addr), *bits == 0 ? 0 : ~uint32_t{0} << (kBits - *bits)};
-}
 
 Options parse_options(Words words) {
   Options options;

@@ -7,26 +7,12 @@
 #include <optional>
 #include <string>
 
-#include <netinet/in.h>
-
 #include "phoned/cli/arguments.h"
 #include "phoned/core/protocol.h"
+#include "phoned/io/channel.h"
 #include "phoned/io/operators.h"
 
 namespace phoned {
-
-// The network whose line cards are answered.
-struct Network {
-  uint32_t address = 0x7F000000;  // both in host byte order: 127.0.0.0/8
-  uint32_t mask = 0xFF000000;
-
-  // Reads "192.168.1.0/24", or a single address.
-  static std::optional<Network> parse(const std::string& text);
-
-  bool contains(const sockaddr_in& card) const { return ((ntohl(card.sin_addr.s_addr) ^ address) & mask) == 0; }
-
-  bool operator==(const Network&) const = default;
-};
 
 struct Options {
   enum class Action { kServe, kShowHelp, kShowVersion };

@@ -1,5 +1,5 @@
-// The dial plan: which digits are a number. It is a digit map of the library, and adds what a daemon needs: plans from users
-// and files, and warnings.
+// The dial plan: which digits are a number. It is read as userlib-digitmap reads it, and so has the same complaints and
+// warnings.
 #ifndef EXAMPLES_PHONED_CORE_DIAL_PLAN_H
 #define EXAMPLES_PHONED_CORE_DIAL_PLAN_H
 
@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "userlib.hpp"
+#include "dialplan/plan.h"
 
 namespace phoned {
 
@@ -41,14 +41,10 @@ class DialPlan {
   std::vector<std::string> warnings() const;
 
   // Without blanks and parentheses.
-  const std::vector<std::string>& patterns() const { return patterns_; }
+  const std::vector<std::string>& patterns() const { return plan_.patterns(); }
 
  private:
-  void add(std::string pattern);
-
-  std::string text_;
-  std::vector<std::string> patterns_;
-  userlib::DigitMap map_;
+  dialplan::Plan plan_;
 };
 
 }  // namespace phoned

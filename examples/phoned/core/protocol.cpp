@@ -19,20 +19,19 @@ constexpr char kEvents[] = "offhook, digit, dial or onhook";
 struct Form {
   std::string_view word;
   Kind kind;
-  bool takes_digits;
   size_t most_digits;
   const char* rule;  // for whoever has broken it
 };
 constexpr Form kForms[] = {
-    {"offhook", Kind::kOffHook, false, 0, "'offhook' takes nothing more"},
-    {"onhook", Kind::kOnHook, false, 0, "'onhook' takes nothing more"},
-    {"digit", Kind::kDial, true, 1, "'digit' takes exactly one digit; 'dial' takes more of them, in one word"},
-    {"dial", Kind::kDial, true, std::string_view::npos, "'dial' takes its digits in one word, such as 'dial 110'"},
+    {"offhook", Kind::kOffHook, 0, "'offhook' takes nothing more"},
+    {"onhook", Kind::kOnHook, 0, "'onhook' takes nothing more"},
+    {"digit", Kind::kDial, 1, "'digit' takes exactly one digit; 'dial' takes more of them, in one word"},
+    {"dial", Kind::kDial, std::string_view::npos, "'dial' takes its digits in one word, such as 'dial 110'"},
 };
 
 // Why the words behind an event's name are wrong; empty if they are not.
 std::string problem_of(const Form& form, std::string_view argument, bool is_last) {
-  if (!form.takes_digits) {
+  if (form.most_digits == 0) {
     return argument.empty() ? "" : form.rule + (", not " + quote(argument));
   }
   if (argument.empty() || argument.size() > form.most_digits || !is_last) {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <string>
+#include <tuple>
 
 #include "nuv_memory.h"
 
@@ -28,44 +29,21 @@ struct Statistics {
   bool operator==(const Statistics&) const = default;
 };
 
-// The report: texts, each followed by a count. One without a count ends a line.
-struct ReportPiece {
-  const char* text;
-  uint64_t Statistics::*count;
-};
-inline constexpr ReportPiece kReport[] = {
-    {"phoned: datagrams ", &Statistics::datagrams},
-    {", complete ", &Statistics::complete},
-    {", rejected ", &Statistics::rejected},
-    {", by time ", &Statistics::timeouts},
-    {", errors ", &Statistics::errors},
-    {"\n", nullptr},
-    {"phoned: not answered: ", &Statistics::strangers},
-    {" from strangers, ", &Statistics::answers},
-    {" that were answers, ", &Statistics::empty},
-    {" empty, ", &Statistics::lost},
-    {" lost\n", nullptr},
-    {"phoned: operators: ", &Statistics::cut},
-    {" answers cut\n", nullptr},
-};
-
 // The first line of the report, and each other line with a count that has changed.
 inline std::string report(const Statistics& counts, const Statistics& before) {
-  std::string text;
-  std::string line;
-  bool is_wanted = true;
-  for (const ReportPiece& piece : kReport) {
-    line += piece.text;
-    if (piece.count != nullptr) {
-      line += std::to_string(counts.*piece.count);
-      is_wanted = is_wanted || counts.*piece.count != before.*piece.count;
-    } else {
-      text += is_wanted ? line : "";
-      line.clear();
-      is_wanted = false;
-    }
+  const auto text = [](uint64_t count) { return std::to_string(count); };
+  const auto unanswered = [](const Statistics& s) { return std::tie(s.strangers, s.answers, s.empty, s.lost); };
+  std::string lines = "phoned: datagrams " + text(counts.datagrams) + ", complete " + text(counts.complete) +
+                      ", rejected " + text(counts.rejected) + ", by time " + text(counts.timeouts) + ", errors " +
+                      text(counts.errors) + "\n";
+  if (unanswered(counts) != unanswered(before)) {
+    lines += "phoned: not answered: " + text(counts.strangers) + " from strangers, " + text(counts.answers) +
+             " that were answers, " + text(counts.empty) + " empty, " + text(counts.lost) + " lost\n";
   }
-  return text;
+  if (counts.cut != before.cut) {
+    lines += "phoned: operators: " + text(counts.cut) + " answers cut\n";
+  }
+  return lines;
 }
 
 struct MemoryFigures {

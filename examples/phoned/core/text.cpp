@@ -4,12 +4,13 @@
 #include <cerrno>
 #include <charconv>
 #include <cstring>
+#include <filesystem>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "phoned/core/descriptor.h"
+#include "userlib.hpp"
 
 namespace phoned {
 
@@ -21,17 +22,10 @@ bool is_printable(char c) {
   return c >= ' ' && c <= '~';
 }
 
-std::string printable(std::string_view text) {
+std::string printable(std::string_view text, std::string_view besides) {
   std::string shown(text);
-  std::ranges::replace_if(
-      shown, [](char c) { return !is_printable(c); }, '?');
-  return shown;
-}
-
-std::string printable_lines(std::string_view text) {
-  std::string shown(text);
-  std::ranges::replace_if(
-      shown, [](char c) { return !is_printable(c) && c != '\n' && c != '\t'; }, '?');
+  const auto is_harmful = [besides](char c) { return !is_printable(c) && besides.find(c) == besides.npos; };
+  std::ranges::replace_if(shown, is_harmful, '?');
   return shown;
 }
 
@@ -69,13 +63,14 @@ std::optional<uint32_t> to_number(std::string_view text, uint32_t min, uint32_t 
 }
 
 bool is_no_regular_file(const std::string& path) {
-  struct stat status = {};
-  return stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
+  std::error_code unused;
+  const auto status = std::filesystem::status(path, unused);
+  return std::filesystem::exists(status) && !std::filesystem::is_regular_file(status);
 }
 
 std::string read_file(const std::string& path, size_t limit) {
   // Without O_NONBLOCK, a FIFO would block until somebody writes to it.
-  const UniqueFd fd(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  const userlib::UniqueFd fd(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   struct stat status = {};
   if (!fd || fstat(fd.get(), &status) != 0) {
     throw Error(reason());
@@ -83,18 +78,17 @@ std::string read_file(const std::string& path, size_t limit) {
   if (!S_ISREG(status.st_mode)) {
     throw Error("is not a regular file");
   }
-  std::string content(limit + 1, '\0');
-  size_t size = 0;
-  for (ssize_t count = 1; count > 0 && size < content.size(); size += static_cast<size_t>(count)) {
-    count = read(fd.get(), content.data() + size, content.size() - size);
+  std::string content;
+  char buffer[4096];
+  for (ssize_t count = 0; (count = read(fd.get(), buffer, sizeof buffer)) != 0;) {
     if (count < 0) {
       throw Error(reason());
     }
+    content.append(buffer, static_cast<size_t>(count));
+    if (content.size() > limit) {
+      throw Error("is too large: at most " + std::to_string(limit) + " bytes are read");
+    }
   }
-  if (size > limit) {
-    throw Error("is too large: at most " + std::to_string(limit) + " bytes are read");
-  }
-  content.resize(size);
   return content;
 }
 

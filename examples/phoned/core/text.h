@@ -24,9 +24,8 @@ std::string reason();
 // Printable ASCII, blank included. Anything else may do harm to a terminal.
 bool is_printable(char c);
 
-// The text with "?" for every byte that is not printable; the second one keeps line ends and tabs.
-std::string printable(std::string_view text);
-std::string printable_lines(std::string_view text);
+// The text with "?" for every byte that is neither printable nor one of those that are allowed besides.
+std::string printable(std::string_view text, std::string_view besides = "");
 
 // The text in quotes, printable; quote() cuts it after 40 characters.
 std::string quote(std::string_view text);
@@ -40,7 +39,7 @@ std::vector<std::string_view> split_words(std::string_view text);
 // A decimal number within the limits; nothing if the text is anything else.
 std::optional<uint32_t> to_number(std::string_view text, uint32_t min, uint32_t max);
 
-// Whether the path leads to a FIFO, a terminal or anything else that may keep a reader waiting.
+// Whether the path leads to a FIFO, a terminal or something else that may block a reader.
 bool is_no_regular_file(const std::string& path);
 
 // The content of a regular file of at most "limit" bytes. The Error does not name the file.

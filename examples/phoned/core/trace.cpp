@@ -13,8 +13,8 @@
 #include <unistd.h>
 
 #include "nuv_tracelevelinit.h"
-#include "phoned/core/descriptor.h"
 #include "phoned/core/text.h"
+#include "phoned/core/unix_socket.h"
 
 namespace phoned::trace {
 
@@ -27,7 +27,7 @@ uint64_t g_lost = 0;
 // taken over. Some logs are datagram sockets, some are streams.
 bool has_room() {
   for (const int type : {SOCK_DGRAM, SOCK_STREAM}) {
-    if (const UniqueFd fd = connect_unix(_PATH_LOG, type | SOCK_NONBLOCK)) {
+    if (const userlib::UniqueFd fd = connect_unix(_PATH_LOG, type | SOCK_NONBLOCK)) {
       pollfd state = {fd.get(), POLLOUT, 0};
       return poll(&state, 1, 0) == 1 && (state.revents & POLLOUT) != 0;
     }

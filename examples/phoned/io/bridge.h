@@ -25,9 +25,9 @@ inline constexpr int kTries = 3;
 // A pipe that carries texts and never blocks.
 class TextPipe : public userlib::Pipe {
  public:
-  void open(const char* purpose = "") {
+  void open() {
     if (!Pipe::open() || fcntl(read_fd(), F_SETFL, O_NONBLOCK) != 0 || fcntl(write_fd(), F_SETFL, O_NONBLOCK) != 0) {
-      throw Error(std::string("no pipe ") + purpose + "to be had: " + reason());
+      throw Error("no pipe to be had: " + reason());
     }
   }
 

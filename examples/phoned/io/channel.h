@@ -1,13 +1,12 @@
 // The channel between line cards and the dial layer: a UDP server of the library and two pipes.
 //
-//     socket --receive()--> request pipe --take_request()--> dial layer --send()--> reply pipe --> socket
+//     socket --on_datagram()--> request pipe --on_request()--> dial layer --answer()--> reply pipe --> socket
 //
 // A pipe is a stream, yet datagrams stay apart: the request pipe holds one at most, and send() empties the reply pipe that
 // it fills. An answer that cannot be sent is discarded, so that no other card gets it.
 #ifndef EXAMPLES_PHONED_IO_CHANNEL_H
 #define EXAMPLES_PHONED_IO_CHANNEL_H
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -16,92 +15,78 @@
 
 #include <netinet/in.h>
 
+#include "phoned/core/dial_layer.h"
+#include "phoned/core/statistics.h"
+#include "phoned/core/trace.h"
 #include "phoned/io/bridge.h"
 #include "userlib.hpp"
 
 namespace phoned {
 
-class Channel {
+// The network whose line cards are answered.
+struct Network {
+  uint32_t address = 0x7F000000;  // both in host byte order: 127.0.0.0/8
+  uint32_t mask = 0xFF000000;
+
+  // Reads "192.168.1.0/24", or a single address.
+  static std::optional<Network> parse(const std::string& text);
+
+  bool contains(const sockaddr_in& card) const { return ((ntohl(card.sin_addr.s_addr) ^ address) & mask) == 0; }
+
+  bool operator==(const Network&) const = default;
+};
+
+class Channel : userlib::Pinned {
  public:
-  // A datagram in the socket.
+  Channel(userlib::Reactor& loop, const Network& allowed, DialLayer& dial_layer, Statistics& counts)
+      : allowed_(allowed),
+        dial_layer_(dial_layer),
+        counts_(counts),
+        datagram_(loop, [this] { on_datagram(); }),
+        request_(loop, [this] { on_request(); }),
+        deadline_(loop, [] {}) {}
+
+  // Listens on the port of every interface; 0 takes any free port.
+  void open(uint16_t port);
+
+  uint16_t port() const { return port_; }
+
+  // Decides the lines whose time has run out. To be called after every turn of the loop.
+  void decide_overdue();
+
+  // Leaves in the socket what has not been read yet.
+  void stop() { datagram_.stop(); }
+
+ private:
+  // The next datagram in the socket, not read yet.
   struct Waiting {
     sockaddr_in sender = {};
     size_t size = 0;
     std::string text;  // the first kMaxDatagram bytes
   };
 
-  // Listens on the port of every interface; 0 takes any free port.
-  void open(uint16_t port) {
-    requests_.open();
-    replies_.open();
-    if (!server_.open(htons(port), requests_.write_fd())) {
-      throw Error("cannot listen on port " + std::to_string(port) + ": " + reason() +
-                  "; choose another with --port, or 0 for any free one");
-    }
-    fcntl(socket_fd(), F_SETFL, O_NONBLOCK);  // rather lose an answer than wait for the network
-    sockaddr_in local = {};
-    socklen_t length = sizeof local;
-    getsockname(socket_fd(), reinterpret_cast<sockaddr*>(&local), &length);
-    port_ = ntohs(local.sin_port);
-  }
+  void on_datagram();
+  std::optional<Waiting> peek() const;
+  uint64_t Statistics::*silence_for(const Waiting& waiting) const;
+  void on_request();
+  void answer(const sockaddr_in& card, const std::string& text);
+  bool send(const sockaddr_in& card, std::string_view text);
+  void count_loss(const char* what);
+  bool wait_for_deadline();
+  trace::Part part() const { return {"channel", port_}; }
 
-  uint16_t port() const { return port_; }
-  int socket_fd() const { return server_.socket(); }
-  int request_fd() const { return requests_.read_fd(); }
-
-  // Shows the next datagram without reading it. Nothing while the one before is in the request pipe.
-  std::optional<Waiting> peek() const {
-    Waiting waiting;
-    waiting.text.resize(kMaxDatagram);
-    socklen_t length = sizeof waiting.sender;
-    const ssize_t size = recvfrom(socket_fd(), waiting.text.data(), waiting.text.size(), MSG_PEEK | MSG_TRUNC,
-                                  reinterpret_cast<sockaddr*>(&waiting.sender), &length);
-    if (size < 0 || !requests_.is_empty()) {
-      return std::nullopt;
-    }
-    waiting.size = static_cast<size_t>(size);
-    waiting.text.resize(std::min(waiting.size, kMaxDatagram));
-    return waiting;
-  }
-
-  // Whether a datagram is on its way to the dial layer.
-  bool has_datagram() const { return waiting_datagram(socket_fd()) || !requests_.is_empty(); }
-
-  // Discards the next datagram.
-  void drop() { drop_datagram(socket_fd()); }
-
-  // Moves the next datagram, of 1 to kMaxDatagram bytes, into the request pipe. Returns false if it is lost.
-  bool receive() {
-    server_.socket_read();
-    sender_ = server_.peer();
-    return !requests_.is_empty();
-  }
-
-  // The sender of the datagram that was received last.
-  const sockaddr_in& sender() const { return sender_; }
-
-  // Takes that datagram out of the request pipe, as a frame. The frame is empty if the datagram is lost.
-  userlib::Frame take_request() { return userlib::Frame::copy_of(requests_.take()); }
-
-  // Returns false if the answer is lost.
-  bool send(const sockaddr_in& card, std::string_view text) {
-    server_.peer() = card;
-    if (replies_.is_empty() && replies_.put(text)) {
-      for (int i = 0; i < kTries && !replies_.is_empty(); ++i) {
-        server_.file_read(replies_.read_fd());
-      }
-      return replies_.take().empty();
-    }
-    replies_.take();
-    return false;
-  }
-
- private:
+  const Network allowed_;
+  DialLayer& dial_layer_;
+  Statistics& counts_;
   TextPipe requests_;
   TextPipe replies_;
   userlib::UdpServer server_;
   uint16_t port_ = 0;
-  sockaddr_in sender_ = {};
+  sockaddr_in sender_ = {};       // of the datagram in the request pipe
+  uint32_t turns_since_due_ = 0;  // since a deadline was reached that is not handled yet
+  userlib::Watch datagram_;
+  userlib::Watch request_;
+  userlib::Timer deadline_;  // ends the wait, for decide_overdue()
 };
 
 }  // namespace phoned

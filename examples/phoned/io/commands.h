@@ -1,29 +1,43 @@
 // The commands of phoned's console, which docs/operator.md lists. An Error becomes an answer that begins with "error: ".
+// What the larger ones do is in files of its own.
 #ifndef EXAMPLES_PHONED_IO_COMMANDS_H
 #define EXAMPLES_PHONED_IO_COMMANDS_H
 
 #include <deque>
 #include <functional>
 #include <string>
-#include <utility>
+#include <string_view>
+#include <vector>
+
+#include <sys/types.h>
 
 #include "phoned/core/dial_layer.h"
 #include "phoned/core/statistics.h"
 #include "phoned/io/bridge.h"
-#include "phoned/io/command_runner.h"
 #include "userlib.hpp"
 
 namespace phoned {
 
-// Whether the subject of the first certificate in a PEM file matches the needle, in words.
+// certificate.cpp: whether the subject of the first certificate in a PEM file matches the needle, in words.
 std::string match_subject(const std::string& file, const std::string& needle);
+
+// init_file.cpp: saves the trace masks, and returns whether that was possible. The library writes over what is there; so that
+// a power cut leaves the old file or the new one, it is given a file beside it, which then takes its place. Where that cannot
+// be - in a directory that takes no new file, for a device, for a file of another user or with other names - the library
+// writes to the file itself.
+bool save_masks(const std::string& path);
+
+// shell_command.cpp: a child process that runs the command, and writes its output and status to the descriptor. It ends with
+// a status other than 0 if that was not possible.
+pid_t start_shell_command(const std::string& command, int answer_fd);
 
 // The library's console reads from a pipe and writes into memory, so that it never waits for an operator.
 class Commands : userlib::Pinned {
  public:
   Commands(const DialLayer& dial_layer, Statistics& statistics, std::function<void()> stop);
+  ~Commands();
 
-  void open() { pipe_.open("for the console "); }
+  void open() { pipe_.open(); }
 
   // Carries out a line of at most LineReader::kLongestLine characters.
   void handle(const std::string& line, int answer_fd);
@@ -32,7 +46,7 @@ class Commands : userlib::Pinned {
   void say(int fd, const std::string& text);
 
   // To be called on SIGCHLD.
-  void reap() { statistics_.cut += runner_.reap(); }
+  void reap();
 
  private:
   using Words = userlib::Invocation;
@@ -41,27 +55,16 @@ class Commands : userlib::Pinned {
     const char* arguments;
     int32_t min;  // number of arguments
     int32_t max;
-    std::string (Commands::*function)(const Words& words);
+    std::function<std::string(const Words&)> function;
   };
-  static const Row kTable[];
 
   std::string carry_out(const Row& row, const Words& words);
-
   std::string tr(const Words& words);
-  std::string lines(const Words& words);
-  std::string map(const Words& words);
-  std::string check(const Words& words);
   std::string run(const Words& words);
-  std::string mac(const Words& words);
-  std::string bandwidth(const Words& words);
-  std::string cert(const Words& words);
-  std::string mem(const Words& words);
-  std::string stop(const Words& words);
 
-  const DialLayer& dial_layer_;
   Statistics& statistics_;
-  std::function<void()> stop_;
-  CommandRunner runner_;
+  const std::vector<Row> rows_;
+  std::vector<pid_t> children_;  // that run shell commands
   TextPipe pipe_;
   userlib::Console<10> console_{""};
   std::deque<userlib::Command> commands_;

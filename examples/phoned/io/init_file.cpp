@@ -1,8 +1,5 @@
-#include "phoned/io/init_file.h"
-
+// The command "tr save" on a flash whose power may fail.
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 
 #include <fcntl.h>
@@ -10,24 +7,16 @@
 #include <unistd.h>
 
 #include "nuv_sysloglevel.h"
-#include "phoned/core/descriptor.h"
+#include "phoned/io/commands.h"
 
 namespace phoned {
 
 namespace {
 
-// The file itself, if a symbolic link leads to it. Empty if there is no telling.
-std::string resolve(const std::string& path) {
-  std::error_code error;
-  const auto file = std::filesystem::weakly_canonical(path, error);
-  return error ? "" : file.string();
-}
-
 // A file that takes the place of another has an owner, a mode and a directory of its own.
-bool can_be_replaced(const std::string& file) {
+bool can_be_replaced(const std::filesystem::path& file) {
   struct stat status = {};
-  const std::string directory = std::filesystem::path(file).parent_path().string();
-  if (access(directory.c_str(), W_OK | X_OK) != 0) {
+  if (access(file.parent_path().c_str(), W_OK | X_OK) != 0) {
     return false;
   }
   if (lstat(file.c_str(), &status) != 0) {
@@ -37,36 +26,27 @@ bool can_be_replaced(const std::string& file) {
          access(file.c_str(), W_OK) == 0;
 }
 
-void keep_mode(const std::string& file, int fd) {
+// Some file systems write the new name before the bytes, unless they are told to sync. The new file gets the old one's mode.
+bool sync_to_disk(const std::filesystem::path& written, const std::filesystem::path& old) {
   struct stat status = {};
-  if (stat(file.c_str(), &status) == 0) {
-    static_cast<void>(fchmod(fd, status.st_mode & 0777));
+  const userlib::UniqueFd fd(open(written.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+  if (stat(old.c_str(), &status) == 0) {
+    static_cast<void>(fchmod(fd.get(), status.st_mode & 0777));
   }
-}
-
-// Some file systems write the new name before the bytes, if they are not told.
-bool sync_to_disk(const std::string& written, const std::string& mode_of) {
-  const UniqueFd fd(open(written.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-  keep_mode(mode_of, fd.get());
   return fsync(fd.get()) == 0;
-}
-
-void sync_directory_of(const std::string& file) {
-  const UniqueFd fd(open(std::filesystem::path(file).parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  fsync(fd.get());
 }
 
 }  // namespace
 
 bool save_masks(const std::string& path) {
-  const std::string file = resolve(path);
-  if (file.empty()) {
-    return NUV_Sysloglevel_saveInitFile(path.c_str());
-  }
-  const std::string beside = file + ".new";
+  std::error_code unused;
+  const std::filesystem::path file = std::filesystem::weakly_canonical(path, unused);  // empty on failure
+  const std::filesystem::path beside = file.string() + ".new";
   // Left behind by a power cut; a second name of the file itself, if that came between the two steps of a rename.
-  unlink(beside.c_str());
-  if (!can_be_replaced(file)) {
+  if (!file.empty()) {
+    unlink(beside.c_str());
+  }
+  if (file.empty() || !can_be_replaced(file)) {
     return NUV_Sysloglevel_saveInitFile(path.c_str());
   }
   if (!NUV_Sysloglevel_saveInitFile(beside.c_str()) || !sync_to_disk(beside, file) ||
@@ -74,7 +54,8 @@ bool save_masks(const std::string& path) {
     unlink(beside.c_str());
     return false;
   }
-  sync_directory_of(file);
+  const userlib::UniqueFd directory(open(file.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  fsync(directory.get());
   return true;
 }
 

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <utility>
 
 #include <fcntl.h>
@@ -18,6 +19,8 @@ namespace phoned {
 
 namespace {
 
+using userlib::UniqueFd;
+
 constexpr int kOpenFlags = O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
 
 bool g_has_failed = false;
@@ -29,10 +32,7 @@ void check_directory(const std::string& run_dir) {
     throw Error("run directory " + quote_path(run_dir) + " has too long a name: at most " + std::to_string(kLongest) +
                 " characters are taken");
   }
-  struct stat status = {};
-  const bool is_other = stat(run_dir.c_str(), &status) == 0 && !S_ISDIR(status.st_mode);
-  if (is_other || access(run_dir.c_str(), W_OK | X_OK) != 0) {
-    errno = is_other ? ENOTDIR : errno;
+  if (access((run_dir + "/.").c_str(), W_OK | X_OK) != 0) {
     throw Error("run directory " + quote_path(run_dir) + " cannot be written to: " + reason() +
                 "; choose another with --run-dir");
   }
@@ -40,8 +40,9 @@ void check_directory(const std::string& run_dir) {
 
 // The library would follow a symbolic link, and block on a FIFO.
 bool is_odd(const std::string& file) {
-  struct stat status = {};
-  return lstat(file.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
+  std::error_code unused;
+  const auto status = std::filesystem::symlink_status(file, unused);
+  return std::filesystem::exists(status) && !std::filesystem::is_regular_file(status);
 }
 
 void check_pid_file(const std::string& file) {

@@ -6,7 +6,6 @@
 #include <optional>
 #include <string>
 
-#include "phoned/core/descriptor.h"
 #include "userlib.hpp"
 
 namespace phoned {
@@ -34,7 +33,7 @@ class Instance : userlib::Pinned {
   std::optional<userlib::Daemon> daemon_;
   std::string pid_file_;
   std::string lock_file_;
-  UniqueFd lock_;
+  userlib::UniqueFd lock_;
 };
 
 }  // namespace phoned

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <string>
+#include <utility>
 
 #include <poll.h>
 #include <unistd.h>
@@ -27,10 +28,6 @@ class LineReader {
   // Reads what is available, without waiting, up to the end of one line; the next line stays in the descriptor. A line
   // ends with LF, CR or both; the last one may end with the input.
   Event read(int fd) {
-    if (is_complete_) {
-      line_.clear();
-      is_complete_ = false;
-    }
     const TimeLimit limit;  // another reader may have taken what poll() saw
     for (size_t i = 0; i <= kLongestLine && has_input(fd); ++i) {
       char c = 0;
@@ -39,8 +36,7 @@ class LineReader {
         return Event::kNothing;
       }
       if (count <= 0) {
-        is_complete_ = count == 0 && !line_.empty();
-        return is_complete_ ? Event::kLine : Event::kEnd;
+        return count == 0 && !collected_.empty() ? finish() : Event::kEnd;
       }
       if (const Event event = add(c); event != Event::kNothing) {
         return event;
@@ -49,7 +45,7 @@ class LineReader {
     return Event::kNothing;
   }
 
-  // Without the end of the line.
+  // The last line, without its end.
   const std::string& line() const { return line_; }
 
  private:
@@ -68,20 +64,24 @@ class LineReader {
       return Event::kNothing;
     }
     if (is_end) {
-      is_complete_ = true;
-      return Event::kLine;
+      return finish();
     }
-    if (line_.size() == kLongestLine) {
-      line_.clear();
+    if (collected_.size() == kLongestLine) {
+      collected_.clear();
       is_skipping_ = true;
       return Event::kTooLong;
     }
-    line_ += c;
+    collected_ += c;
     return Event::kNothing;
   }
 
+  Event finish() {
+    line_ = std::exchange(collected_, {});
+    return Event::kLine;
+  }
+
   std::string line_;
-  bool is_complete_ = false;
+  std::string collected_;  // of the next line
   bool is_skipping_ = false;
   bool is_behind_return_ = false;
 };

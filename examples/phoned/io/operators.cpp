@@ -12,10 +12,14 @@
 
 #include "phoned/core/text.h"
 #include "phoned/core/trace.h"
+#include "phoned/core/unix_socket.h"
+#include "phoned/io/output.h"
 
 namespace phoned {
 
 namespace {
+
+using userlib::UniqueFd;
 
 Error socket_error(const std::string& path, const std::string& why) {
   return Error("console socket " + quote_path(path) + " " + why);
@@ -68,10 +72,6 @@ int open_reserve() {
   return open("/dev/null", O_RDONLY | O_CLOEXEC);
 }
 
-int copy_of(int standard_fd) {
-  return fcntl(standard_fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-}
-
 // 0 if there is none.
 ino_t inode_of(const std::string& path) {
   struct stat status = {};
@@ -105,8 +105,8 @@ void Operators::open(const Channels& channels) {
   }
   if (channels.use_stdin) {
     // Copies, because standard output is captured while a command is carried out.
-    UniqueFd in(copy_of(STDIN_FILENO));
-    UniqueFd out(copy_of(STDOUT_FILENO));
+    UniqueFd in(duplicate(STDIN_FILENO));
+    UniqueFd out(duplicate(STDOUT_FILENO));
     if (!in || !out) {
       throw Error("no descriptor for the console's answers to be had: " + reason());
     }
@@ -138,26 +138,24 @@ void Operators::open_socket(const std::string& path) {
 }
 
 void Operators::add_stream(UniqueFd in, UniqueFd out) {
-  Session& session = add(std::move(in), std::move(out));
+  Session& session = sessions_.emplace_back(*this, std::move(in), std::move(out));
   if (!session.input.read_external(session.in.get())) {
     throw Error(kCannotWatch);
   }
-}
-
-Operators::Session& Operators::add(UniqueFd in, UniqueFd out) {
-  const int fd = in.get();
-  return sessions_.try_emplace(fd, *this, std::move(in), std::move(out)).first->second;
 }
 
 Operators::Session::Session(Operators& operators, UniqueFd in_fd, UniqueFd out_fd)
     : in(std::move(in_fd)),
       out(std::move(out_fd)),
       input(operators.loop_, [&operators, this] { operators.on_input(*this); }),
-      patience(operators.loop_, [&operators, this] { operators.on_silence(*this); }) {}
+      patience(operators.loop_, [&operators, this] {
+        operators.refuse(answer_fd(), "no line within " + std::to_string(operators.patience_.count()) + " s");
+        operators.end(*this);
+      }) {}
 
 std::string Operators::close() {
   while (!sessions_.empty()) {
-    end(sessions_.begin()->second);
+    end(sessions_.front());
   }
   if (!socket_) {
     return "";
@@ -185,10 +183,10 @@ void Operators::on_operator() {
     return;
   }
   PHONED_LOG(TRACE, trace::modules.console, "operator %d has come", fd.get());
-  Session& session = add(std::move(fd), UniqueFd());
-  const auto is_connection = [](const auto& entry) { return entry.second.is_connection(); };
-  if (std::ranges::count_if(sessions_, is_connection) > static_cast<ptrdiff_t>(kMaxConnections) ||
-      !session.input.read_external(session.in.get()) || !session.patience.start(patience_)) {
+  Session& session = sessions_.emplace_back(*this, std::move(fd), UniqueFd());
+  const auto connections = std::ranges::count_if(sessions_, &Session::is_connection);
+  if (connections > static_cast<ptrdiff_t>(kMaxConnections) || !session.input.read_external(session.in.get()) ||
+      !session.patience.start(patience_)) {
     refuse(session.answer_fd(),
            "too many operators: at most " + std::to_string(kMaxConnections) + " are heard at the same time");
     end(session);
@@ -229,7 +227,6 @@ void Operators::listen_again() {
 // ---- An operator says something, or nothing ----
 
 void Operators::on_input(Session& session) {
-  const bool is_connection = session.is_connection();
   const LineReader::Event event = session.reader.read(session.in.get());
   switch (event) {
     case LineReader::Event::kNothing:
@@ -243,22 +240,21 @@ void Operators::on_input(Session& session) {
              "the line is too long: at most " + std::to_string(LineReader::kLongestLine) + " bytes are taken");
       break;
     case LineReader::Event::kEnd:
-      if (is_connection) {
-        PHONED_LOG(TRACE, trace::modules.console, "operator %d has hung up", session.in.get());
-      } else {
-        PHONED_LOG(INFO, trace::modules.console, "the standard input has ended");
-        commands_.say(session.answer_fd(), "phoned: the standard input has ended\n");
-      }
+      on_end(session);
       break;
   }
-  if (is_connection || event == LineReader::Event::kEnd) {
+  if (session.is_connection() || event == LineReader::Event::kEnd) {
     end(session);
   }
 }
 
-void Operators::on_silence(Session& session) {
-  refuse(session.answer_fd(), "no line within " + std::to_string(patience_.count()) + " s");
-  end(session);
+void Operators::on_end(const Session& session) {
+  if (session.is_connection()) {
+    PHONED_LOG(TRACE, trace::modules.console, "operator %d has hung up", session.in.get());
+  } else {
+    PHONED_LOG(INFO, trace::modules.console, "the standard input has ended");
+    commands_.say(session.answer_fd(), "phoned: the standard input has ended\n");
+  }
 }
 
 void Operators::refuse(int fd, const std::string& why) {
@@ -268,7 +264,7 @@ void Operators::refuse(int fd, const std::string& why) {
 
 void Operators::end(Session& session) {
   drain(session.in.get());
-  sessions_.erase(session.in.get());
+  sessions_.remove_if([&session](const Session& each) { return &each == &session; });
 }
 
 }  // namespace phoned

@@ -7,13 +7,12 @@
 
 #include <chrono>
 #include <cstddef>
-#include <map>
+#include <list>
 #include <optional>
 #include <string>
 
 #include <sys/types.h>
 
-#include "phoned/core/descriptor.h"
 #include "phoned/io/commands.h"
 #include "phoned/io/line_reader.h"
 #include "userlib.hpp"
@@ -46,27 +45,26 @@ class Operators : userlib::Pinned {
  private:
   // An operator. A connection is for one line, and ends with the answer; a FIFO and the standard input are for many.
   struct Session {
-    Session(Operators& operators, UniqueFd in_fd, UniqueFd out_fd);
+    Session(Operators& operators, userlib::UniqueFd in_fd, userlib::UniqueFd out_fd);
 
     bool is_connection() const { return !out; }
     int answer_fd() const { return out ? out.get() : in.get(); }
 
-    UniqueFd in;
-    UniqueFd out;  // none on a connection
-    LineReader reader = {};
+    userlib::UniqueFd in;
+    userlib::UniqueFd out;  // none on a connection
+    LineReader reader;
     userlib::Watch input;
     userlib::Timer patience;
   };
 
   void open_socket(const std::string& path);
-  void add_stream(UniqueFd in, UniqueFd out);
-  Session& add(UniqueFd in, UniqueFd out);
+  void add_stream(userlib::UniqueFd in, userlib::UniqueFd out);
   void on_operator();
   void refuse_without_descriptor();
   void listen_later();
   void listen_again();
   void on_input(Session& session);
-  void on_silence(Session& session);
+  void on_end(const Session& session);
   void refuse(int fd, const std::string& why);
   void end(Session& session);
 
@@ -75,11 +73,11 @@ class Operators : userlib::Pinned {
   std::chrono::seconds patience_{};
   std::string socket_path_;  // absolute
   ino_t socket_inode_ = 0;
-  UniqueFd socket_;
-  UniqueFd reserve_;  // closed to refuse an operator when no other descriptor is free
+  userlib::UniqueFd socket_;
+  userlib::UniqueFd reserve_;  // closed to refuse an operator when no other descriptor is free
   userlib::Watch operator_{loop_, [this] { on_operator(); }};
   userlib::Timer pause_{loop_, [this] { listen_again(); }};
-  std::map<int, Session> sessions_;  // by input descriptor
+  std::list<Session> sessions_;
 };
 
 }  // namespace phoned

@@ -19,6 +19,8 @@ namespace phoned {
 
 namespace {
 
+using userlib::UniqueFd;
+
 // What is kept for a reader at most; a pipe takes it at once.
 constexpr size_t kMostWaiting = 16384;
 
@@ -26,7 +28,14 @@ constexpr std::chrono::milliseconds kPatience{500};
 
 UniqueFd open_memory() {
   UniqueFd fd(memfd_create("phoned", MFD_CLOEXEC));
-  return fcntl(fd.get(), F_SETFL, O_APPEND) == 0 ? std::move(fd) : UniqueFd();
+  if (fcntl(fd.get(), F_SETFL, O_APPEND) != 0) {
+    fd.reset();
+  }
+  return fd;
+}
+
+uint64_t count_lines(std::string_view text) {
+  return static_cast<uint64_t>(std::ranges::count(text, '\n'));
 }
 
 std::string take_all(int fd) {
@@ -45,7 +54,7 @@ std::string take_all(int fd) {
 int open_again(int fd) {
   const std::string path = "/proc/self/fd/" + std::to_string(fd);
   const int own = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  return own >= 0 ? own : fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  return own >= 0 ? own : duplicate(fd);
 }
 
 }  // namespace
@@ -69,13 +78,19 @@ void Output::flush() {
   if (!sink_) {
     return;
   }
-  const std::string printed = take_all(fd_);
-  for (size_t begin = 0; begin < printed.size();) {
-    const size_t end = std::min(printed.find('\n', begin), printed.size() - 1) + 1;
-    add(std::string_view(printed).substr(begin, end - begin));
-    begin = end;
-  }
   write_waiting();
+  const std::string printed = take_all(fd_);
+  if (lost_ > 0) {
+    lost_ += count_lines(printed);
+    return;
+  }
+  waiting_ += printed;
+  write_waiting();
+  if (waiting_.size() > kMostWaiting) {
+    const size_t kept = waiting_.rfind('\n', kMostWaiting - 1) + 1;
+    lost_ += count_lines(std::string_view(waiting_).substr(kept));
+    waiting_.resize(kept);
+  }
 }
 
 void Output::finish() {
@@ -89,18 +104,6 @@ void Output::close() {
   sink_.reset();
   waiting_.clear();
   lost_ = 0;
-}
-
-void Output::add(std::string_view line) {
-  const auto fits = [&] { return waiting_.size() + line.size() <= kMostWaiting && lost_ == 0; };
-  if (!fits()) {
-    write_waiting();
-  }
-  if (waiting_.empty() || fits()) {
-    waiting_ += line;
-  } else {
-    ++lost_;
-  }
 }
 
 // The number of lines that were dropped stands in their place: behind what waits, and before what follows.
@@ -126,17 +129,21 @@ bool Output::write_piece() {
   const ssize_t count = is_socket_ ? send(sink_.get(), waiting_.data(), size, MSG_DONTWAIT | MSG_NOSIGNAL)
                                    : write(sink_.get(), waiting_.data(), size);
   if (count < 0 && errno != EAGAIN && errno != EINTR) {
-    lost_ += static_cast<uint64_t>(std::count(waiting_.begin(), waiting_.end(), '\n'));
+    lost_ += count_lines(waiting_);
     waiting_.clear();
   }
   waiting_.erase(0, static_cast<size_t>(std::max<ssize_t>(count, 0)));
   return count > 0;
 }
 
+int duplicate(int standard_fd) {
+  return fcntl(standard_fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+}
+
 Capture::Capture() : memory_(open_memory()) {
   std::fflush(stdout);
   if (memory_) {
-    standard_output_.reset(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+    standard_output_.reset(duplicate(STDOUT_FILENO));
   }
   if (standard_output_) {
     dup2(memory_.get(), STDOUT_FILENO);
@@ -144,19 +151,13 @@ Capture::Capture() : memory_(open_memory()) {
 }
 
 std::string Capture::take() {
-  std::fflush(stdout);
-  std::string text = is_open() ? take_all(memory_.get()) : "";
-  end();
-  return text;
-}
-
-void Capture::end() {
-  if (is_open()) {
-    std::fflush(stdout);
-    dup2(standard_output_.get(), STDOUT_FILENO);
-    standard_output_.reset();
+  if (!is_open()) {
+    return "";
   }
-  memory_.reset();
+  std::fflush(stdout);
+  dup2(standard_output_.get(), STDOUT_FILENO);
+  standard_output_.reset();
+  return take_all(memory_.get());
 }
 
 }  // namespace phoned

@@ -8,9 +8,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
-#include <string_view>
 
-#include "phoned/core/descriptor.h"
 #include "userlib.hpp"
 
 namespace phoned {
@@ -37,23 +35,25 @@ class Output : userlib::Pinned {
   void close();
 
  private:
-  void add(std::string_view line);
   void write_waiting();
   bool write_piece();
 
   FILE* stream_;
   int fd_;
-  UniqueFd sink_;  // the reader's end
+  userlib::UniqueFd sink_;  // the reader's end
   bool is_socket_ = false;
   std::string waiting_;
   uint64_t lost_ = 0;
 };
 
+// A copy of a standard descriptor, with another number than those have; -1 if no descriptor is free.
+int duplicate(int standard_fd);
+
 // Collects what is printed on standard output.
 class Capture : userlib::Pinned {
  public:
   Capture();
-  ~Capture() { end(); }
+  ~Capture() { take(); }
 
   // False if there is no descriptor for it: nothing is collected then.
   bool is_open() const { return static_cast<bool>(standard_output_); }
@@ -62,10 +62,8 @@ class Capture : userlib::Pinned {
   std::string take();
 
  private:
-  void end();
-
-  UniqueFd memory_;
-  UniqueFd standard_output_;
+  userlib::UniqueFd memory_;
+  userlib::UniqueFd standard_output_;  // where standard output led before, and leads again
 };
 
 }  // namespace phoned

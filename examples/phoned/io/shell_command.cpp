@@ -1,9 +1,8 @@
-#include "phoned/io/command_runner.h"
-
+// The command "run". The library waits until a shell command ends; here a child process of phoned does that, and answers the
+// operator.
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <optional>
 
 #include <sys/select.h>
 #include <sys/wait.h>
@@ -11,19 +10,21 @@
 
 #include "nuv_execute.h"
 #include "phoned/core/text.h"
+#include "phoned/io/commands.h"
 
 namespace phoned {
 
 namespace {
 
-// ---- In the child ----
-
+constexpr int kSeconds = 2;           // per command
+constexpr size_t kOutputSize = 4096;  // the end of a longer output is shown
 constexpr int kAnswerFd = 3;
 constexpr int kCut = 1;  // exit status if the answer was not written completely
 
 // Returns the exit status.
 int answer(const std::string& text) {
-  return write(kAnswerFd, text.data(), text.size()) == static_cast<ssize_t>(text.size()) ? 0 : kCut;
+  const std::string shown = printable(text, "\n\t");
+  return write(kAnswerFd, shown.data(), shown.size()) == static_cast<ssize_t>(shown.size()) ? 0 : kCut;
 }
 
 pid_t g_reader = -1;
@@ -48,7 +49,7 @@ void leave_the_daemon(int answer_fd) {
   for (int fd = kAnswerFd + 1; fd < FD_SETSIZE; ++fd) {
     close(fd);
   }
-  alarm(CommandRunner::kSeconds + 1);
+  alarm(kSeconds + 1);
 }
 
 std::string describe_status(int32_t status) {
@@ -56,7 +57,7 @@ std::string describe_status(int32_t status) {
     return "error: the command cannot be started\n";
   }
   // The library returns 1 for a command that it has ended, too.
-  const std::string limit = std::to_string(CommandRunner::kSeconds);
+  const std::string limit = std::to_string(kSeconds);
   return "status " + std::to_string(status) +
          (status == 1 ? ", or ended by its time limit of " + limit + " s\n" : "\n");
 }
@@ -64,15 +65,15 @@ std::string describe_status(int32_t status) {
 // Reads to the end, and answers with the last part.
 int answer_with_last_piece(int fd) {
   std::string piece;
-  char buffer[CommandRunner::kOutputSize];
+  char buffer[kOutputSize];
   for (ssize_t count = 0; (count = read(fd, buffer, sizeof buffer)) > 0 || (count < 0 && errno == EINTR);) {
     piece.append(buffer, static_cast<size_t>(std::max<ssize_t>(count, 0)));
-    piece.erase(0, piece.size() - std::min(piece.size(), CommandRunner::kOutputSize - 1));
+    piece.erase(0, piece.size() - std::min(piece.size(), kOutputSize - 1));
   }
   if (!piece.empty() && !piece.ends_with('\n')) {
     piece += '\n';
   }
-  return answer(printable_lines(piece));
+  return answer(piece);
 }
 
 // The library reads after the command has ended, and a pipe holds only 64 KiB. So another process reads meanwhile, and the
@@ -88,41 +89,19 @@ int run(const std::string& command) {
   }
   close(ends[0]);
   const std::string path = "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(ends[1]);
-  char output[CommandRunner::kOutputSize] = {};
-  const int32_t status = NUV_Execute_Command_Timeout(("exec >" + path + " 2>&1\n" + command).c_str(), output,
-                                                     sizeof output, CommandRunner::kSeconds);
+  char output[kOutputSize] = {};
+  const int32_t status =
+      NUV_Execute_Command_Timeout(("exec >" + path + " 2>&1\n" + command).c_str(), output, sizeof output, kSeconds);
   close(ends[1]);
   int reader = 0;
   while (waitpid(g_reader, &reader, 0) < 0 && errno == EINTR) {
   }
-  return answer(printable_lines(output) + describe_status(status)) | (reader == 0 ? 0 : kCut);
-}
-
-// ---- In phoned ----
-
-// Nothing while the child is running. Tries again if the system refuses to tell.
-std::optional<int> status_of(pid_t child) {
-  int status = 0;
-  pid_t ended = -1;
-  for (int i = 0; i < 3 && ended < 0; ++i) {
-    ended = waitpid(child, &status, WNOHANG);
-  }
-  return ended == child || (ended < 0 && errno == ECHILD) ? std::optional(status) : std::nullopt;
+  return answer(output + describe_status(status)) | (reader == 0 ? 0 : kCut);
 }
 
 }  // namespace
 
-CommandRunner::~CommandRunner() {
-  for (const pid_t child : children_) {
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-  }
-}
-
-void CommandRunner::start(const std::string& command, int answer_fd) {
-  if (children_.size() == kMaxCommands) {
-    throw Error(std::to_string(kMaxCommands) + " commands are running already: wait for the end of one");
-  }
+pid_t start_shell_command(const std::string& command, int answer_fd) {
   const pid_t child = fork();
   if (child < 0) {
     throw Error("no process to be had: " + reason());
@@ -131,17 +110,7 @@ void CommandRunner::start(const std::string& command, int answer_fd) {
     leave_the_daemon(answer_fd);
     _exit(run(command));
   }
-  children_.push_back(child);
-}
-
-uint64_t CommandRunner::reap() {
-  uint64_t cut = 0;
-  std::erase_if(children_, [&cut](pid_t child) {
-    const auto status = status_of(child);
-    cut += status.value_or(0) == 0 ? 0 : 1;
-    return status.has_value();
-  });
-  return cut;
+  return child;
 }
 
 }  // namespace phoned
