@@ -15,7 +15,7 @@ void Client::open(const std::string& host, uint16_t port) {
   requests_.open();
   incoming_.open();
   if (!bridge_.open(host.c_str(), htons(port), incoming_.write_fd())) {
-    throw Error("no socket to be had: " + phoned::reason());
+    throw Error("cannot make a socket: " + phoned::reason());
   }
   if (!datagram_.read_external(bridge_.socket()) || !answer_.read(incoming_.read_fd())) {
     throw Error(phoned::kCannotWatch);

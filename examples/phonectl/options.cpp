@@ -60,7 +60,7 @@ constexpr phoned::Option<Options> kOptions[] = {
     {"--log", "", "write what is shown and what goes wrong to the system log, too",
      [](Options& options, const Argument&) { options.is_logging = true; }},
     {"--help", "", "", [](Options& options, const Argument&) { options.action = Options::Action::kShowHelp; }},
-    {"--version", "", "say so and end",
+    {"--version", "", "print this, or the version",
      [](Options& options, const Argument&) { options.action = Options::Action::kShowVersion; }},
 };
 
@@ -74,7 +74,7 @@ std::string join(Words words) {
 
 void parse_console(Words words, Options& options) {
   if (words.size() < 2) {
-    throw Error("'console' wants the path of a socket and a line, such as 'console /run/phoned.console lines'");
+    throw Error("'console' needs the path of a socket and a line, such as 'console /run/phoned.console lines'");
   }
   options.action = Options::Action::kConsole;
   options.console_path = words.front();
@@ -138,7 +138,7 @@ Step parse_step(std::string_view text) {
     throw Error("unknown command " + quote(name) + ": must be offhook, onhook, digit, dial, raw, expect or wait");
   }
   const std::string_view rest = trimmed(text.substr(text.find(name) + name.size()));
-  const std::string rule = quote(name) + " wants " + form->rule;
+  const std::string rule = quote(name) + " needs " + form->rule;
   if (form->kind == Step::Kind::kWait) {
     const auto wait = phoned::to_number(rest, 0, 60000);
     if (!wait) {

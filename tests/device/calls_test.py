@@ -28,7 +28,7 @@ class Calls(DeviceTest):
         first = device.check("cat /var/run/phoned.pid")
         self.assertEqual(device.check("phonectl offhook 3"), "3 ready")
         self.assertEqual(device.check("phonectl dial 3 110"), "3 complete 110 110")
-        self.assertIn("is running already", device.run("phoned")[1])
+        self.assertIn("is already running", device.run("phoned")[1])
         # Killed, it is started again by the watch.
         device.check("kill -9 %s" % first)
         device.check("for i in 1 2 3 4 5 6 7 8 9 10; do [ \"$(cat /var/run/phoned.pid)\" = %s ] || break; sleep 1; done" % first)

@@ -120,7 +120,8 @@ TEST_F(ConsoleTest, AnswersEveryCommand) {
       {"run printf x", "x\nstatus 0\n"},
       {"run exit 1", "status 1, or ended by its time limit of 2 s\n"},
       {"run exec sleep 60", "status 1, or ended by its time limit of 2 s\n"},
-      {"run \"sleep 30 & echo gone\"", "error: what the command has started goes on writing, and is not waited for\n"},
+      {"run \"sleep 30 & echo gone\"",
+       "error: phoned does not wait for what the command left running, which keeps its output open\n"},
       {"", ""},
       {"   ", ""},
       {"help", "help\ntr\nlines\nmap\ncheck\nrun\nmac\nbandwidth\ncert\nmem\nstop\n"},
@@ -436,10 +437,10 @@ TEST_F(ConsoleTest, NobodyKeepsPhonedFromDecidingCalls) {
 }
 
 TEST_F(ConsoleTest, LongLineGetsOneErrorLine) {
-  const std::string too_long = "error: the line is too long: at most 255 bytes are taken\n";
+  const std::string too_long = "error: the line is too long: at most 255 bytes are allowed\n";
   EXPECT_EQ(ask("check " + std::string(249, '1')),
             "error: '" + std::string(40, '1') + "...': must be 1 to 32 of the digits 0-9, A-D, # and *\n")
-      << "255 bytes are taken";
+      << "255 bytes are allowed";
   EXPECT_EQ(ask("check " + std::string(250, '1')), too_long);
   EXPECT_EQ(ask(std::string(10000, 'x')), too_long);
   const Operator endless(socket_);
@@ -474,7 +475,7 @@ TEST_F(ConsoleTest, HearsSoManyOperatorsAndNoMore) {
   for (int i = 0; i < 8; ++i) {
     operators.push_back(std::make_unique<Operator>(socket_));
   }
-  EXPECT_EQ(Operator(socket_).answer(), "error: too many operators: at most 8 are heard at the same time\n");
+  EXPECT_EQ(Operator(socket_).answer(), "error: too many operators: at most 8 are served at the same time\n");
   expect_a_call();
   for (const auto& each : operators) {
     EXPECT_EQ(each->ask("check 12"), "reject 12\n");
@@ -560,7 +561,7 @@ TEST(ConsoleSocket, RefusesPathsThatAreNone) {
   } kCases[] = {
       {{"--console", file.path()},
        1,
-       "console socket '" + file.path() + "' cannot be made: there is a file that is no socket\n"},
+       "console socket '" + file.path() + "' cannot be made: a file that is not a socket is there\n"},
       {{"--console", "/nonexistent/console"},
        1,
        "console socket '/nonexistent/console' cannot be made: No such file or directory\n"},
@@ -570,7 +571,7 @@ TEST(ConsoleSocket, RefusesPathsThatAreNone) {
       {{"--console", ""}, 1, "console socket '': must be a path of 1 to 107 characters\n"},
       {{"--fifo", "a"}, 2, "--fifo and --fifo-out go together: name two FIFOs\n"},
       {{"--fifo", "a", "--fifo-out", "a"}, 2, "--fifo and --fifo-out are both 'a': name two FIFOs\n"},
-      {{"--fifo", file.path(), "--fifo-out", "/tmp/b"}, 1, "'" + file.path() + "' is no FIFO\n"},
+      {{"--fifo", file.path(), "--fifo-out", "/tmp/b"}, 1, "'" + file.path() + "' is not a FIFO\n"},
       {{"--fifo", "/nonexistent/in", "--fifo-out", "/tmp/b"},
        1,
        "FIFO '/nonexistent/in' cannot be made: No such file or directory\n"},
@@ -599,7 +600,7 @@ TEST(ConsoleSocket, LeavesAloneWhatIsNoSocket) {
     Phoned phoned({"--console", path});
     EXPECT_EQ(phoned.exit_status(), 1);
     EXPECT_EQ(phoned.err(),
-              "phoned: console socket '" + path + "' cannot be made: there is a file that is no socket\n");
+              "phoned: console socket '" + path + "' cannot be made: a file that is not a socket is there\n");
     EXPECT_TRUE(std::filesystem::is_symlink(path) || std::filesystem::is_fifo(path));
   }
   EXPECT_FALSE(std::filesystem::exists(directory.file("nowhere")));
@@ -708,7 +709,7 @@ TEST(ConsoleFifo, HearsOneOperatorAfterTheOther) {
   write_once(in, "k 0\n" + std::string(10000, 'x') + "\nlines\n");
   EXPECT_TRUE(gives(answers,
                     "more 0, or after the inter-digit time complete 0 0x.T\n"
-                    "error: the line is too long: at most 255 bytes are taken\n9 decided 110\n"));
+                    "error: the line is too long: at most 255 bytes are allowed\n9 decided 110\n"));
   write_once(in, "tr change Line 7\rhelp\r\n");
   EXPECT_TRUE(gives(answers, "The tracelevel of modul Line is changed to 7 \nhelp\ntr\nlines\n"));
   close(answers);
@@ -741,7 +742,7 @@ TEST(ConsoleFifo, CountsAnswersThatHaveNoRoom) {
 TEST(ConsoleStandardInput, AnswersOnStandardOutputAndOutlivesItsEnd) {
   Phoned phoned({"--stdin"}, "check 110\n" + std::string(10000, 'x') + "\ndance\ntr change Line 7\ncheck 12");
   EXPECT_TRUE(
-      phoned.says("complete 110 110\nerror: the line is too long: at most 255 bytes are taken\n"
+      phoned.says("complete 110 110\nerror: the line is too long: at most 255 bytes are allowed\n"
                   "command not found\nThe tracelevel of modul Line is changed to 7 \nreject 12\n"
                   "phoned: the standard input has ended\n"));
   UdpSocket card(phoned.port());
@@ -768,13 +769,13 @@ TEST_F(ConsoleTest, PhonectlSaysALineAndShowsTheAnswer) {
       {{socket_, "run printf '\\033[2J'"}, 0, "?[2J\nstatus 0\n", ""},
       {{socket_, "dance"}, 1, "command not found\n", ""},
       {{socket_, "check"}, 1, "error: must be 'check DIGITS'\n", ""},
-      {{socket_, std::string(300, 'x')}, 1, "error: the line is too long: at most 255 bytes are taken\n", ""},
+      {{socket_, std::string(300, 'x')}, 1, "error: the line is too long: at most 255 bytes are allowed\n", ""},
       {{socket_ + "x", "map"}, 1, "", "phonectl: no console at '" + socket_ + "x': No such file or directory\n"},
       {{socket_, "map\nmap"}, 2, "", "phonectl: 'map?map': must be one line\n"},
       {{socket_},
        2,
        "",
-       "phonectl: 'console' wants the path of a socket and a line, such as 'console "
+       "phonectl: 'console' needs the path of a socket and a line, such as 'console "
        "/run/phoned.console lines'\n"},
   };
   for (const auto& row : kCases) {

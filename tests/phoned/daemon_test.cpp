@@ -122,8 +122,8 @@ TEST_F(DaemonTest, RefusesASecondOne) {
   start(with_run_dir());
   Program second(PHONED, with_run_dir());
   EXPECT_EQ(second.exit_status(), 1);
-  EXPECT_EQ(second.err(), "phoned: is running already, as process " + std::to_string(daemon_) + ", says '" +
-                              pid_file() + "'; stop it first, or choose another --run-dir\n");
+  EXPECT_EQ(second.err(), "phoned: is already running as process " + std::to_string(daemon_) + ", see '" + pid_file() +
+                              "'; stop it first, or choose another --run-dir\n");
   EXPECT_EQ(second.out(), "");
   EXPECT_EQ(TemporaryFile::content_of(pid_file()), std::to_string(daemon_));
   expect_a_call();
@@ -199,7 +199,7 @@ TEST_F(DaemonTest, RefusesARunDirectoryThatItCannotUse) {
   } kCases[] = {
       {"/nonexistent", "cannot be written to: No such file or directory; choose another with --run-dir\n"},
       {file.path(), "cannot be written to: Not a directory; choose another with --run-dir\n"},
-      {long_name, "has too long a name: at most 73 characters are taken\n"},
+      {long_name, "is too long: at most 73 characters are allowed\n"},
   };
   for (const auto& row : kCases) {
     SCOPED_TRACE(row.run_dir);
@@ -255,8 +255,8 @@ TEST_F(DaemonTest, SaysThatThereIsNoRoomForThePidFile) {
   std::ofstream(run_dir_ + "/filler") << std::string(8192, 'x');
   Program phoned(PHONED, with_run_dir());
   EXPECT_EQ(phoned.exit_status(), 1);
-  EXPECT_EQ(phoned.err(),
-            "phoned: pid file '" + pid_file() + "' cannot be written: is there no room? Choose another --run-dir\n");
+  EXPECT_EQ(phoned.err(), "phoned: pid file '" + pid_file() +
+                              "' cannot be written: the disk may be full; choose another --run-dir\n");
   EXPECT_FALSE(std::filesystem::exists(pid_file())) << "not even an empty one";
   EXPECT_EQ(umount(run_dir_.c_str()), 0);
 }
@@ -278,7 +278,7 @@ TEST_F(DaemonTest, OneOfFourLivesThatStartAtTheSameTime) {
     }
     ASSERT_TRUE(comes_true([this] { return !TemporaryFile::content_of(pid_file()).empty(); }));
     daemon_ = std::stoi(TemporaryFile::content_of(pid_file()));
-    const std::string complaint = "phoned: is running already, as process " + std::to_string(daemon_) + ", says '" +
+    const std::string complaint = "phoned: is already running as process " + std::to_string(daemon_) + ", see '" +
                                   pid_file() + "'; stop it first, or choose another --run-dir\n";
     EXPECT_EQ(living, 1);
     EXPECT_EQ(complaints, complaint + complaint + complaint);
@@ -296,7 +296,7 @@ TEST_F(DaemonTest, SaysWhatItCannotRemove) {
   std::filesystem::remove(console);
   phoned.signal(SIGTERM);
   EXPECT_EQ(phoned.exit_status(), 1);
-  EXPECT_EQ(phoned.err(), "phoned: console socket '" + console + "' cannot be removed: it is not there any more\n");
+  EXPECT_EQ(phoned.err(), "phoned: console socket '" + console + "' cannot be removed: it is gone\n");
   EXPECT_TRUE(phoned.out().ends_with("phoned: farewell\n"));
 }
 

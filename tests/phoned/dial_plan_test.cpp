@@ -144,7 +144,7 @@ TEST(DialPlan, WarnsOfWhatIsMostLikelyNotMeant) {
   }
   const auto many = DialPlan(text).warnings();
   ASSERT_EQ(many.size(), 11U);
-  EXPECT_EQ(many.back(), "2 warnings more; userlib-digitmap --check tells all");
+  EXPECT_EQ(many.back(), "2 more warnings; userlib-digitmap --check shows all of them");
 }
 
 TEST(DialPlan, IsReadFromAFile) {

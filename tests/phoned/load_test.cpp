@@ -84,10 +84,10 @@ class Line {
       case 1:
         return {word, "error unknown line '" + word + "': must be a number from 0 to 255", true};
       default:
-        return {
-            number_ + " " + word + "\x1b[2J",
-            "error byte 27 behind '" + number_ + " " + word + "' is no text: printable ASCII is, without a line end",
-            true};
+        return {number_ + " " + word + "\x1b[2J",
+                "error byte 27 after '" + number_ + " " + word +
+                    "' is not text: must be printable ASCII, without a line end",
+                true};
     }
   }
 
@@ -194,7 +194,7 @@ class BusyOperator {
         {"tr change Line 1023", "The tracelevel of modul Line is changed to 1023 \n"},
         {"mem", ""},
         {"dance", "command not found\n"},
-        {std::string(300, 'x'), "error: the line is too long: at most 255 bytes are taken\n"},
+        {std::string(300, 'x'), "error: the line is too long: at most 255 bytes are allowed\n"},
         {"bandwidth 40 1 8 20 1 160", "13250 bytes/s\n"},
         {"tr changeall 113", "Tracelevel is changed for all moduls\n"},
         {"run printf x", ""},

@@ -100,7 +100,7 @@ TEST_F(PhonectlTest, SaysWhatIsWrongWithItsCommandLine) {
       {{"--port", "0", "offhook", "3"}, "--port '0': must be a number from 1 to 65535\n"},
       {{"--host", "here", "offhook", "3"}, "--host 'here': must be an IPv4 address, such as 127.0.0.1, or localhost\n"},
       {{"--timeout", "x", "offhook", "3"}, "--timeout 'x': must be a number from 1 to 60000\n"},
-      {{"dial", "3"}, "'dial' wants a line and digits, such as 'dial 3 110'\n"},
+      {{"dial", "3"}, "'dial' needs a line and digits, such as 'dial 3 110'\n"},
       {{"dance"}, "unknown command 'dance': must be offhook, onhook, digit, dial, raw, expect or wait\n"},
       {{"--script", "/nonexistent"}, "script '/nonexistent' cannot be read: No such file or directory\n"},
       {{"--script", "/tmp"}, "script '/tmp' cannot be read: is not a regular file\n"},
@@ -122,9 +122,9 @@ TEST_F(PhonectlTest, SaysWhatItCannotHave) {
     int descriptors;
     const char* complaint;
   } kCases[] = {
-      {5, "no pipe to be had: "},
-      {7, "no pipe to be had: "},
-      {8, "no socket to be had: "},
+      {5, "cannot make a pipe: "},
+      {7, "cannot make a pipe: "},
+      {8, "cannot make a socket: "},
   };
   for (const auto& row : kCases) {
     for (const Program::Arguments& command :

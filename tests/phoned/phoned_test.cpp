@@ -80,7 +80,7 @@ TEST_F(PhonedTest, GivesEveryAnswer) {
 
 TEST_F(PhonedTest, AnswersWhatMakesNoSenseAndGoesOn) {
   const std::string events = "must be offhook, digit, dial or onhook";
-  const std::string line_of_text = "is no text: printable ASCII is, without a line end";
+  const std::string line_of_text = "is not text: must be printable ASCII, without a line end";
   card_.ask("3 offhook");
   card_.ask("3 dial 11");
   const struct {
@@ -92,9 +92,9 @@ TEST_F(PhonedTest, AnswersWhatMakesNoSenseAndGoesOn) {
       {"256 offhook", "error unknown line '256': must be a number from 0 to 255"},
       {"3 dance", "error unknown word 'dance': " + events},
       {"3 digit", "error 'digit' takes exactly one digit; 'dial' takes more of them, in one word"},
-      {"3 dial 0z", "error 'z' is no digit: 0-9, A-D, # and * are"},
-      {"3 dial 0\n", "error byte 10 behind '3 dial 0' " + line_of_text},
-      {std::string("3 onhook\0", 9), "error byte 0 behind '3 onhook' " + line_of_text},
+      {"3 dial 0z", "error 'z' is not a digit: must be one of 0-9, A-D, # and *"},
+      {"3 dial 0\n", "error byte 10 after '3 dial 0' " + line_of_text},
+      {std::string("3 onhook\0", 9), "error byte 0 after '3 onhook' " + line_of_text},
       {"3 offhook", "error line 3 is off the hook already: 'onhook' comes first"},
       {"4 digit 1", "error line 4 is on the hook: 'offhook' comes first"},
       {std::string(1024, 'y'), "error unknown line '" + std::string(40, 'y') + "...': must be a number from 0 to 255"},
@@ -442,7 +442,7 @@ TEST(PhonedStart, RefusesWhatItCannotUse) {
   } kCases[] = {
       {{"--port", "70000"}, 2, "--port '70000': must be a number from 0 to 65535\n"},
       {{"--interdigit", "soon"}, 2, "--interdigit 'soon': must be a number from 10 to 60000\n"},
-      {{"--detach"}, 2, "unknown option '--detach': --help shows those that there are\n"},
+      {{"--detach"}, 2, "unknown option '--detach': see --help\n"},
       {{"now"}, 2, "unexpected word 'now': phoned takes options only, see --help\n"},
       {{"--map", "1", "--map-file", "2"}, 2, "--map '1' and --map-file '2' exclude each other: name one dial plan\n"},
       {{"--map", "110|1(1[2"},
@@ -492,9 +492,9 @@ TEST(PhonedStart, SaysWhatItCannotHave) {
     int descriptors;
     std::string complaint;
   } kCases[] = {
-      {4, "no pipe for signals to be had: " + too_many + "\n"},
-      {6, "no pipe to be had: " + too_many + "\n"},
-      {8, "no pipe to be had: " + too_many + "\n"},
+      {4, "cannot make a pipe for signals: " + too_many + "\n"},
+      {6, "cannot make a pipe: " + too_many + "\n"},
+      {8, "cannot make a pipe: " + too_many + "\n"},
       {9, "cannot listen on port 0: " + too_many + "; choose another with --port, or 0 for any free one\n"},
   };
   for (const auto& row : kCases) {

@@ -44,17 +44,17 @@ TEST(Script, SaysWhatIsWrongWithACommand) {
     std::string command;
     std::string why;
   } kCases[] = {
-      {"offhook", "'offhook' wants a line, such as 'offhook 3'"},
-      {"offhook 3 4", "'offhook' wants a line, such as 'offhook 3'"},
-      {"onhook", "'onhook' wants a line, such as 'onhook 3'"},
-      {"digit 3", "'digit' wants a line and a digit, such as 'digit 3 1'"},
-      {"dial 3", "'dial' wants a line and digits, such as 'dial 3 110'"},
-      {"dial 3 1 1 0", "'dial' wants a line and digits, such as 'dial 3 110'"},
-      {"raw", "'raw' wants a text, such as 'raw 3 idle'"},
-      {"expect ", "'expect' wants a text, such as 'expect 3 idle'"},
-      {"wait", "'wait' wants milliseconds from 0 to 60000, not ''"},
-      {"wait 60001", "'wait' wants milliseconds from 0 to 60000, not '60001'"},
-      {"wait 1 s", "'wait' wants milliseconds from 0 to 60000, not '1 s'"},
+      {"offhook", "'offhook' needs a line, such as 'offhook 3'"},
+      {"offhook 3 4", "'offhook' needs a line, such as 'offhook 3'"},
+      {"onhook", "'onhook' needs a line, such as 'onhook 3'"},
+      {"digit 3", "'digit' needs a line and a digit, such as 'digit 3 1'"},
+      {"dial 3", "'dial' needs a line and digits, such as 'dial 3 110'"},
+      {"dial 3 1 1 0", "'dial' needs a line and digits, such as 'dial 3 110'"},
+      {"raw", "'raw' needs a text, such as 'raw 3 idle'"},
+      {"expect ", "'expect' needs a text, such as 'expect 3 idle'"},
+      {"wait", "'wait' needs milliseconds from 0 to 60000, not ''"},
+      {"wait 60001", "'wait' needs milliseconds from 0 to 60000, not '60001'"},
+      {"wait 1 s", "'wait' needs milliseconds from 0 to 60000, not '1 s'"},
       {"dance 3", "unknown command 'dance': must be offhook, onhook, digit, dial, raw, expect or wait"},
       {"", "unknown command '': must be offhook, onhook, digit, dial, raw, expect or wait"},
       {"raw " + std::string(phoned::kMaxDatagram + 1, 'y'),
@@ -90,7 +90,7 @@ TEST(Script, MayBeEmpty) {
 TEST(Script, NamesTheLineThatIsWrong) {
   const Attempt steps([] { return parse_script("offhook 3\n\nwait long\n"); });
   ASSERT_FALSE(steps);
-  EXPECT_EQ(steps.why(), "line 3: 'wait' wants milliseconds from 0 to 60000, not 'long'");
+  EXPECT_EQ(steps.why(), "line 3: 'wait' needs milliseconds from 0 to 60000, not 'long'");
 }
 
 }  // namespace

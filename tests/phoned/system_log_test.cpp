@@ -83,7 +83,7 @@ TEST(SystemLog, GetsItsLines) {
         "user.notice" + ident + "info:Line   line 9: 110 is complete by 110\n",
         "user.debug" + ident + "trace:Line   event '9 onhook'\n",
         "user.notice" + ident + "info:Console   line 'tr change Line 2'\n",
-        "user.warning" + ident + "warning:Console   the line is too long: at most 255 bytes are taken\n",
+        "user.warning" + ident + "warning:Console   the line is too long: at most 255 bytes are allowed\n",
         // phonectl's own log: the plain logger writes everything with the severity alert.
         std::string("user.alert phonectl: trace:5 ready\n"),
         std::string("user.alert phonectl: trace:error unknown line '700': must be a number from 0 to 255\n"),

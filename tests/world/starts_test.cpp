@@ -27,7 +27,7 @@ class StartsTest : public testing::Test {
   std::string pid_file() const { return directory_.file("phoned.pid"); }
 
   std::string complaint(const std::string& pid) const {
-    return "phoned: is running already, as process " + pid + ", says '" + pid_file() +
+    return "phoned: is already running as process " + pid + ", see '" + pid_file() +
            "'; stop it first, or choose another --run-dir\n";
   }
 

@@ -32,7 +32,7 @@ class Argument {
   // The value, attached or the next word. "what" tells a user who gave none what it should be.
   std::string value(std::string_view what) const {
     if (!attached_ && rest_.empty()) {
-      refuse("wants a value: " + std::string(what));
+      refuse("needs a value: " + std::string(what));
     }
     if (attached_) {
       return *attached_;
@@ -77,7 +77,7 @@ Words parse(Words words, std::span<const Option<Options>> table, Options& option
     const Argument argument(word, words);
     const auto option = std::ranges::find(table, argument.name(), &Option<Options>::name);
     if (option == table.end()) {
-      throw Error("unknown option " + quote(argument.name()) + ": --help shows those that there are");
+      throw Error("unknown option " + quote(argument.name()) + ": see --help");
     }
     if (option->value.empty() && argument.attached()) {
       argument.refuse(quote(*argument.attached()) + ": this option takes no value");

@@ -63,7 +63,7 @@ class Daemon : userlib::Pinned {
       instance_.claim(options_.run_dir.value_or(Options::kDefaultRunDir), !options_.is_foreground);
     }
     if (!signals_.open({SIGTERM, SIGINT, SIGHUP, SIGCHLD})) {
-      throw Error("no pipe for signals to be had: " + reason());
+      throw Error("cannot make a pipe for signals: " + reason());
     }
     channel_.open(options_.port);
     if (!signal_.read_external(signals_.fd()) || !report_.start_every(options_.statistics)) {

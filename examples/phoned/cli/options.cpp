@@ -62,22 +62,22 @@ constexpr Option<Options> kOptions[] = {
      [](Options& options, const Argument& time) { options.statistics = std::chrono::seconds(time.number(1, 86400)); }},
     {"--ini", "FILE", "the init file with the trace masks (%INI%)",
      [](Options& options, const Argument& file) { options.ini = file.value("the name of an init file"); }},
-    {"--console", "PATH", "hear operators on this Unix socket; 'phonectl console PATH LINE' talks to it",
+    {"--console", "PATH", "listen to operators on this Unix socket; 'phonectl console PATH LINE' talks to it",
      [](Options& options, const Argument& path) {
        options.operators.socket_path = path.value("the path of a Unix socket");
      }},
-    {"--console-timeout", "S", "hang up on an operator who says nothing, 1 to 3600 seconds (30)",
+    {"--console-timeout", "S", "disconnect an operator who sends nothing, 1 to 3600 seconds (30)",
      [](Options& options, const Argument& time) {
        options.operators.patience = std::chrono::seconds(time.number(1, 3600));
      }},
-    {"--fifo", "IN", "hear operators on this FIFO, which is made if it is not there, and answer them",
+    {"--fifo", "IN", "listen to operators on this FIFO, which is made if it does not exist, and answer",
      [](Options& options, const Argument& path) { options.operators.fifo_in = path.value("the path of a FIFO"); }},
     {"--fifo-out", "OUT", "on that one",
      [](Options& options, const Argument& path) { options.operators.fifo_out = path.value("the path of a FIFO"); }},
-    {"--stdin", "", "hear an operator on the standard input, and answer on the standard output",
+    {"--stdin", "", "listen to an operator on standard input, and answer on standard output",
      [](Options& options, const Argument&) { options.operators.use_stdin = true; }},
     {"--help", "", "", [](Options& options, const Argument&) { options.action = Options::Action::kShowHelp; }},
-    {"--version", "", "say so and end",
+    {"--version", "", "print this, or the version",
      [](Options& options, const Argument&) { options.action = Options::Action::kShowVersion; }},
 };
 

@@ -65,7 +65,7 @@ std::vector<std::string> DialPlan::warnings() const {
   if (lines.size() > kMost) {
     const std::string rest = std::to_string(lines.size() - kMost);
     lines.resize(kMost);
-    lines.push_back(rest + " warnings more; userlib-digitmap --check tells all");
+    lines.push_back(rest + " more warnings; userlib-digitmap --check shows all of them");
   }
   return lines;
 }

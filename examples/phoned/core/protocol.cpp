@@ -38,7 +38,9 @@ std::string problem_of(const Form& form, std::string_view argument, bool is_last
     return form.rule;
   }
   const size_t wrong = argument.find_first_not_of(kDigits);
-  return wrong == argument.npos ? "" : quote(argument.substr(wrong, 1)) + " is no digit: 0-9, A-D, # and * are";
+  return wrong == argument.npos
+             ? ""
+             : quote(argument.substr(wrong, 1)) + " is not a digit: must be one of 0-9, A-D, # and *";
 }
 
 }  // namespace
@@ -77,8 +79,8 @@ Event parse_event(Frame& datagram, const sockaddr_in& card) {
   const auto bad = [&card](const std::string& why) { return Event(Kind::kBad, 0, card, why); };
   const std::string_view text = datagram.text();
   if (const auto wrong = std::ranges::find_if_not(text, is_printable); wrong != text.end()) {
-    return bad("byte " + std::to_string(static_cast<unsigned char>(*wrong)) + " behind " +
-               quote({text.begin(), wrong}) + " is no text: printable ASCII is, without a line end");
+    return bad("byte " + std::to_string(static_cast<unsigned char>(*wrong)) + " after " + quote({text.begin(), wrong}) +
+               " is not text: must be printable ASCII, without a line end");
   }
   const std::string_view number = take_word(datagram);
   if (number.empty()) {

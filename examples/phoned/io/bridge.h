@@ -27,7 +27,7 @@ class TextPipe : public userlib::Pipe {
  public:
   void open() {
     if (!Pipe::open() || fcntl(read_fd(), F_SETFL, O_NONBLOCK) != 0 || fcntl(write_fd(), F_SETFL, O_NONBLOCK) != 0) {
-      throw Error("no pipe to be had: " + reason());
+      throw Error("cannot make a pipe: " + reason());
     }
   }
 

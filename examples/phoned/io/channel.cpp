@@ -132,7 +132,7 @@ bool Channel::send(const sockaddr_in& card, std::string_view text) {
 
 void Channel::count_loss(const char* what) {
   ++counts_.lost;
-  PHONED_LOG(ERROR, trace::modules.phoned, "%s is lost: the system does not move it through a pipe", what);
+  PHONED_LOG(ERROR, trace::modules.phoned, "%s is lost: the system refuses to move it through a pipe", what);
 }
 
 // ---- 3. No digit came in time: the dial layer decides, and the outcome is sent ----

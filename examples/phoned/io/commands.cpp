@@ -195,7 +195,7 @@ void Commands::handle(const std::string& line, int answer_fd) {
   }
   say(answer_fd, answer.take());
   if (!pipe_.take().empty()) {
-    say(answer_fd, "error: the system let the line get lost: say it again\n");
+    say(answer_fd, "error: the system lost the line: send it again\n");
   }
 }
 

@@ -29,8 +29,8 @@ std::function<void()> g_give_up;
 void check_directory(const std::string& run_dir) {
   constexpr size_t kLongest = 73;  // the library's limit
   if (run_dir.size() > kLongest) {
-    throw Error("run directory " + quote_path(run_dir) + " has too long a name: at most " + std::to_string(kLongest) +
-                " characters are taken");
+    throw Error("run directory " + quote_path(run_dir) + " is too long: at most " + std::to_string(kLongest) +
+                " characters are allowed");
   }
   if (access((run_dir + "/.").c_str(), W_OK | X_OK) != 0) {
     throw Error("run directory " + quote_path(run_dir) + " cannot be written to: " + reason() +
@@ -57,12 +57,12 @@ int32_t pid_in(const std::string& file) {
 }
 
 Error is_running(const std::string& file) {
-  return Error("is running already, as process " + std::to_string(pid_in(file)) + ", says " + quote_path(file) +
+  return Error("is already running as process " + std::to_string(pid_in(file)) + ", see " + quote_path(file) +
                "; stop it first, or choose another --run-dir");
 }
 
 Error no_room(const std::string& file) {
-  return Error("pid file " + quote_path(file) + " cannot be written: is there no room? Choose another --run-dir");
+  return Error("pid file " + quote_path(file) + " cannot be written: the disk may be full; choose another --run-dir");
 }
 
 // Makes an empty file, having tried whether there is room for a number while an Error can still be read.

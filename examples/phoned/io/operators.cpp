@@ -32,7 +32,7 @@ void make_room(const std::string& path) {
     return;
   }
   if (!S_ISSOCK(status.st_mode)) {
-    throw socket_error(path, "cannot be made: there is a file that is no socket");
+    throw socket_error(path, "cannot be made: a file that is not a socket is there");
   }
   // EAGAIN: somebody listens but is busy.
   if (connect_unix(path, SOCK_STREAM | SOCK_NONBLOCK) || errno == EAGAIN) {
@@ -59,7 +59,7 @@ UniqueFd open_fifo(const std::string& path) {
   }
   struct stat status = {};
   if (stat(path.c_str(), &status) == 0 && !S_ISFIFO(status.st_mode)) {
-    throw Error(quote_path(path) + " is no FIFO");
+    throw Error(quote_path(path) + " is not a FIFO");
   }
   UniqueFd fd(open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
   if (!fd) {
@@ -108,7 +108,7 @@ void Operators::open(const Channels& channels) {
     UniqueFd in(duplicate(STDIN_FILENO));
     UniqueFd out(duplicate(STDOUT_FILENO));
     if (!in || !out) {
-      throw Error("no descriptor for the console's answers to be had: " + reason());
+      throw Error("cannot copy standard input and output: " + reason());
     }
     add_stream(std::move(in), std::move(out));
   }
@@ -166,7 +166,7 @@ std::string Operators::close() {
   // Another file with its name is not phoned's.
   const ino_t inode = inode_of(socket_path_);
   if (inode == 0) {
-    return socket_error(socket_path_, "cannot be removed: it is not there any more").what();
+    return socket_error(socket_path_, "cannot be removed: it is gone").what();
   }
   const bool is_left = inode == socket_inode_ && unlink(socket_path_.c_str()) != 0;
   return is_left ? socket_error(socket_path_, "cannot be removed: " + reason()).what() : "";
@@ -182,13 +182,13 @@ void Operators::on_operator() {
     }
     return;
   }
-  PHONED_LOG(TRACE, trace::modules.console, "operator %d has come", fd.get());
+  PHONED_LOG(TRACE, trace::modules.console, "operator %d has connected", fd.get());
   Session& session = sessions_.emplace_back(*this, std::move(fd), UniqueFd());
   const auto connections = std::ranges::count_if(sessions_, &Session::is_connection);
   if (connections > static_cast<ptrdiff_t>(kMaxConnections) || !session.input.read_external(session.in.get()) ||
       !session.patience.start(patience_)) {
     refuse(session.answer_fd(),
-           "too many operators: at most " + std::to_string(kMaxConnections) + " are heard at the same time");
+           "too many operators: at most " + std::to_string(kMaxConnections) + " are served at the same time");
     end(session);
   }
 }
@@ -196,7 +196,7 @@ void Operators::on_operator() {
 // A connection that cannot be accepted keeps the socket ready, and the loop would spin. So it is accepted with the reserve
 // and refused; if that fails as well, phoned does not listen for a second.
 void Operators::refuse_without_descriptor() {
-  PHONED_LOG(ERROR, trace::modules.console, "no descriptor for an operator to be had");
+  PHONED_LOG(ERROR, trace::modules.console, "no descriptor is free for an operator");
   reserve_.reset();
   UniqueFd fd(accept4(socket_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
   const bool is_hopeless = !fd && is_shortage(errno);
@@ -237,7 +237,7 @@ void Operators::on_input(Session& session) {
       break;
     case LineReader::Event::kTooLong:
       refuse(session.answer_fd(),
-             "the line is too long: at most " + std::to_string(LineReader::kLongestLine) + " bytes are taken");
+             "the line is too long: at most " + std::to_string(LineReader::kLongestLine) + " bytes are allowed");
       break;
     case LineReader::Event::kEnd:
       on_end(session);

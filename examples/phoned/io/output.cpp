@@ -69,7 +69,7 @@ void Output::open() {
   const UniqueFd memory = open_memory();
   sink_.reset(memory ? open_again(fd_) : -1);
   if (!sink_ || dup2(memory.get(), fd_) < 0) {
-    throw Error("no descriptor for what is printed to be had: " + reason());
+    throw Error("cannot redirect what is printed: " + reason());
   }
 }
 

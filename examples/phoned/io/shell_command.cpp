@@ -31,7 +31,8 @@ pid_t g_reader = -1;
 
 // What a command leaves running in the background may keep its output open for ever.
 void give_up(int) {
-  constexpr std::string_view kText = "error: what the command has started goes on writing, and is not waited for\n";
+  constexpr std::string_view kText =
+      "error: phoned does not wait for what the command left running, which keeps its output open\n";
   const ssize_t count = write(kAnswerFd, kText.data(), kText.size());
   if (g_reader > 0) {
     kill(g_reader, SIGKILL);
@@ -81,7 +82,7 @@ int answer_with_last_piece(int fd) {
 int run(const std::string& command) {
   int ends[2];
   if (pipe(ends) != 0 || (g_reader = fork()) < 0) {
-    return answer("error: no pipe and no process to be had: " + reason() + "\n");
+    return answer("error: cannot start a process: " + reason() + "\n");
   }
   if (g_reader == 0) {
     close(ends[1]);
@@ -104,7 +105,7 @@ int run(const std::string& command) {
 pid_t start_shell_command(const std::string& command, int answer_fd) {
   const pid_t child = fork();
   if (child < 0) {
-    throw Error("no process to be had: " + reason());
+    throw Error("cannot start a process: " + reason());
   }
   if (child == 0) {
     leave_the_daemon(answer_fd);
