@@ -8,9 +8,11 @@
 
 namespace phonectl {
 
-using phoned::Argument;
 using phoned::Error;
+using phoned::number_in;
 using phoned::quote;
+using phoned::text_in;
+using phoned::Value;
 using phoned::Words;
 
 namespace {
@@ -34,34 +36,35 @@ line or the script is wrong.
 
 constexpr phoned::Option<Options> kOptions[] = {
     {"--port", "N", "phoned's UDP port, 1 to 65535 (%PORT%)",
-     [](Options& options, const Argument& port) { options.port = static_cast<uint16_t>(port.number(1, UINT16_MAX)); }},
+     [](Options& options, const Value& value) {
+       options.port = static_cast<uint16_t>(number_in(value, 1, UINT16_MAX));
+     }},
     {"--host", "ADDRESS", "phoned's IPv4 address, or localhost (127.0.0.1)",
-     [](Options& options, const Argument& host) {
-       options.host = host.value("an IPv4 address");
-       if (options.host == "localhost") {
-         options.host = "127.0.0.1";  // the library takes addresses only
-       }
+     [](Options& options, const Value& value) {
+       constexpr char kRule[] = "an IPv4 address, such as 127.0.0.1, or localhost";
+       const std::string host = text_in(value, kRule);
+       options.host = host == "localhost" ? "127.0.0.1" : host;  // the library takes addresses only
        in_addr address = {};
        if (inet_pton(AF_INET, options.host.c_str(), &address) != 1) {
-         host.refuse(quote(options.host) + ": must be an IPv4 address, such as 127.0.0.1, or localhost");
+         throw Error(kRule);
        }
      }},
     {"--timeout", "MS", "how long to wait for an answer, 1 to 60000 milliseconds (2000; on the console 10000)",
-     [](Options& options, const Argument& time) {
-       options.timeout = std::chrono::milliseconds(time.number(1, 60000));
+     [](Options& options, const Value& value) {
+       options.timeout = std::chrono::milliseconds(number_in(value, 1, 60000));
        options.console_timeout = options.timeout;
      }},
     {"--script", "FILE",
      "do all of this line by line; - reads standard input; a script also knows expect TEXT, wait MS\n"
      "and comments that start with #",
-     [](Options& options, const Argument& file) {
-       options.script = file.value("the name of a script, or - for standard input");
+     [](Options& options, const Value& value) {
+       options.script = text_in(value, "the name of a script, or - for standard input");
      }},
     {"--log", "", "write what is shown and what goes wrong to the system log, too",
-     [](Options& options, const Argument&) { options.is_logging = true; }},
-    {"--help", "", "", [](Options& options, const Argument&) { options.action = Options::Action::kShowHelp; }},
+     [](Options& options, const Value&) { options.is_logging = true; }},
+    {"--help", "", "", [](Options& options, const Value&) { options.action = Options::Action::kShowHelp; }},
     {"--version", "", "print this, or the version",
-     [](Options& options, const Argument&) { options.action = Options::Action::kShowVersion; }},
+     [](Options& options, const Value&) { options.action = Options::Action::kShowVersion; }},
 };
 
 std::string join(Words words) {

@@ -202,7 +202,7 @@ TEST(PhonectlOptions, SayWhatIsWrong) {
       {{"--timeout", "60001"}, "--timeout '60001': must be a number from 1 to 60000"},
       {{"--host", "local"}, "--host 'local': must be an IPv4 address, such as 127.0.0.1, or localhost"},
       {{"--host", "1.2.3.4.5"}, "--host '1.2.3.4.5': must be an IPv4 address, such as 127.0.0.1, or localhost"},
-      {{"--host"}, "--host needs a value: an IPv4 address"},
+      {{"--host"}, "--host needs a value: an IPv4 address, such as 127.0.0.1, or localhost"},
       {{"--quick"}, "unknown option '--quick': see --help"},
       {{"--script", "x", "offhook", "3"}, "unexpected word 'offhook': commands stand in the script"},
       {{"offhook"}, "'offhook' needs a line, such as 'offhook 3'"},

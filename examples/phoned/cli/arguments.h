@@ -15,74 +15,59 @@ namespace phoned {
 
 using Words = std::span<const char* const>;
 
-// An option on the command line.
-class Argument {
- public:
-  Argument(std::string_view word, Words& rest) : rest_(rest) {
-    const size_t equals = word.find('=');
-    name_ = word.substr(0, equals);
-    if (equals != word.npos) {
-      attached_ = word.substr(equals + 1);
-    }
-  }
-
-  const std::string& name() const { return name_; }
-  const std::optional<std::string>& attached() const { return attached_; }
-
-  // The value, attached or the next word. "what" tells a user who gave none what it should be.
-  std::string value(std::string_view what) const {
-    if (!attached_ && rest_.empty()) {
-      refuse("needs a value: " + std::string(what));
-    }
-    if (attached_) {
-      return *attached_;
-    }
-    std::string value = rest_.front();
-    rest_ = rest_.subspan(1);
-    return value;
-  }
-
-  uint32_t number(uint32_t min, uint32_t max) const {
-    const std::string what = "a number from " + std::to_string(min) + " to " + std::to_string(max);
-    const std::string text = value(what);
-    const auto number = to_number(text, min, max);
-    if (!number) {
-      refuse(quote(text) + ": must be " + what);
-    }
-    return *number;
-  }
-
-  [[noreturn]] void refuse(const std::string& why) const { throw Error(printable(name_) + " " + why); }
-
- private:
-  Words& rest_;
-  std::string name_;
-  std::optional<std::string> attached_;
-};
+// What stands behind an option's name: "VALUE" in "--name VALUE" or "--name=VALUE".
+using Value = std::optional<std::string>;
 
 template <typename Options>
 struct Option {
   std::string_view name;
   std::string_view value;  // its name in the help; empty if the option takes none
   std::string_view help;   // lines; empty if shared with the next option
-  void (*apply)(Options& options, const Argument& argument);
+  // Throws what the value must be as an Error if it is something else, or missing.
+  void (*apply)(Options& options, const Value& value);
 };
+
+// For apply(): any text, and a number.
+inline std::string text_in(const Value& value, const char* rule) {
+  if (!value) {
+    throw Error(rule);
+  }
+  return *value;
+}
+
+inline uint32_t number_in(const Value& value, uint32_t min, uint32_t max) {
+  const auto number = to_number(value.value_or(""), min, max);
+  if (!number) {
+    throw Error("a number from " + std::to_string(min) + " to " + std::to_string(max));
+  }
+  return *number;
+}
 
 // Applies the options, and returns the words behind them.
 template <typename Options>
 Words parse(Words words, std::span<const Option<Options>> table, Options& options) {
   while (!words.empty() && words.front()[0] == '-') {
-    const std::string_view word = words.front();
+    const std::string word = words.front();
+    const size_t equals = word.find('=');
+    const std::string name = word.substr(0, equals);
+    Value value = equals == word.npos ? std::nullopt : Value(word.substr(equals + 1));
     words = words.subspan(1);
-    const Argument argument(word, words);
-    const auto option = std::ranges::find(table, argument.name(), &Option<Options>::name);
+    const auto option = std::ranges::find(table, name, &Option<Options>::name);
     if (option == table.end()) {
-      throw Error("unknown option " + quote(argument.name()) + ": see --help");
+      throw Error("unknown option " + quote(name) + ": see --help");
     }
-    if (option->value.empty() && argument.attached()) {
-      argument.refuse(quote(*argument.attached()) + ": this option takes no value");
+    if (option->value.empty() && value) {
+      throw Error(name + " " + quote(*value) + ": this option takes no value");
     }
-    option->apply(options, argument);
+    if (!option->value.empty() && !value && !words.empty()) {
+      value = words.front();
+      words = words.subspan(1);
+    }
+    try {
+      option->apply(options, value);
+    } catch (const Error& rule) {
+      throw Error(name + (value ? " " + quote(*value) + ": must be " : " needs a value: ") + rule.what());
+    }
   }
   return words;
 }

@@ -32,53 +32,57 @@ SIGTERM and SIGINT end phoned.
 
 constexpr Option<Options> kOptions[] = {
     {"--foreground", "", "stay in the foreground; without it phoned detaches as soon as it listens",
-     [](Options& options, const Argument&) { options.is_foreground = true; }},
+     [](Options& options, const Value&) { options.is_foreground = true; }},
     {"--run-dir", "DIR",
      "where the pid file phoned.pid lies (%RUNDIR%); a second phoned with the same DIR is refused;\n"
      "in the foreground there is a pid file only if this is given",
-     [](Options& options, const Argument& dir) { options.run_dir = dir.value("a directory for the pid file"); }},
+     [](Options& options, const Value& value) { options.run_dir = text_in(value, "a directory for the pid file"); }},
     {"--port", "N", "UDP port, 0 to 65535 (%PORT%); 0 takes a free one; phoned prints which",
-     [](Options& options, const Argument& port) { options.port = static_cast<uint16_t>(port.number(0, UINT16_MAX)); }},
+     [](Options& options, const Value& value) {
+       options.port = static_cast<uint16_t>(number_in(value, 0, UINT16_MAX));
+     }},
     {"--allow", "NET", "answer line cards of this network only (127.0.0.0/8), such as 192.168.1.0/24",
-     [](Options& options, const Argument& net) {
-       const std::string text = net.value("a network, such as 192.168.1.0/24");
-       const auto network = Network::parse(text);
+     [](Options& options, const Value& value) {
+       constexpr char kRule[] = "an IPv4 network, such as 192.168.1.0/24";
+       const auto network = Network::parse(text_in(value, kRule));
        if (!network) {
-         net.refuse(quote(text) + ": must be an IPv4 network, such as 192.168.1.0/24");
+         throw Error(kRule);
        }
        options.allowed = *network;
      }},
     {"--map", "TEXT", "the dial plan (%MAP%)",
-     [](Options& options, const Argument& map) { options.map = map.value("a dial plan, such as '110|0x.T'"); }},
+     [](Options& options, const Value& value) { options.map = text_in(value, "a dial plan, such as '110|0x.T'"); }},
     {"--map-file", "FILE", "read the dial plan from FILE, and again on SIGHUP",
-     [](Options& options, const Argument& file) {
-       options.map_file = file.value("the name of a file with a dial plan");
+     [](Options& options, const Value& value) {
+       options.map_file = text_in(value, "the name of a file with a dial plan");
      }},
     {"--interdigit", "MS", "how long a line waits for its next digit, 10 to 60000 milliseconds (4000)",
-     [](Options& options, const Argument& time) {
-       options.interdigit = std::chrono::milliseconds(time.number(10, 60000));
+     [](Options& options, const Value& value) {
+       options.interdigit = std::chrono::milliseconds(number_in(value, 10, 60000));
      }},
     {"--statistics", "S", "how often counts are printed if they have changed, 1 to 86400 seconds (60)",
-     [](Options& options, const Argument& time) { options.statistics = std::chrono::seconds(time.number(1, 86400)); }},
+     [](Options& options, const Value& value) {
+       options.statistics = std::chrono::seconds(number_in(value, 1, 86400));
+     }},
     {"--ini", "FILE", "the init file with the trace masks (%INI%)",
-     [](Options& options, const Argument& file) { options.ini = file.value("the name of an init file"); }},
+     [](Options& options, const Value& value) { options.ini = text_in(value, "the name of an init file"); }},
     {"--console", "PATH", "listen to operators on this Unix socket; 'phonectl console PATH LINE' talks to it",
-     [](Options& options, const Argument& path) {
-       options.operators.socket_path = path.value("the path of a Unix socket");
+     [](Options& options, const Value& value) {
+       options.operators.socket_path = text_in(value, "the path of a Unix socket");
      }},
     {"--console-timeout", "S", "disconnect an operator who sends nothing, 1 to 3600 seconds (30)",
-     [](Options& options, const Argument& time) {
-       options.operators.patience = std::chrono::seconds(time.number(1, 3600));
+     [](Options& options, const Value& value) {
+       options.operators.patience = std::chrono::seconds(number_in(value, 1, 3600));
      }},
     {"--fifo", "IN", "listen to operators on this FIFO, which is made if it does not exist, and answer",
-     [](Options& options, const Argument& path) { options.operators.fifo_in = path.value("the path of a FIFO"); }},
+     [](Options& options, const Value& value) { options.operators.fifo_in = text_in(value, "the path of a FIFO"); }},
     {"--fifo-out", "OUT", "on that one",
-     [](Options& options, const Argument& path) { options.operators.fifo_out = path.value("the path of a FIFO"); }},
+     [](Options& options, const Value& value) { options.operators.fifo_out = text_in(value, "the path of a FIFO"); }},
     {"--stdin", "", "listen to an operator on standard input, and answer on standard output",
-     [](Options& options, const Argument&) { options.operators.use_stdin = true; }},
-    {"--help", "", "", [](Options& options, const Argument&) { options.action = Options::Action::kShowHelp; }},
+     [](Options& options, const Value&) { options.operators.use_stdin = true; }},
+    {"--help", "", "", [](Options& options, const Value&) { options.action = Options::Action::kShowHelp; }},
     {"--version", "", "print this, or the version",
-     [](Options& options, const Argument&) { options.action = Options::Action::kShowVersion; }},
+     [](Options& options, const Value&) { options.action = Options::Action::kShowVersion; }},
 };
 
 void check(const Options& options) {

@@ -51,14 +51,9 @@ void check_pid_file(const std::string& file) {
   }
 }
 
-// 0 if there is none.
-int32_t pid_in(const std::string& file) {
-  return NUV_Utility_get_pid_from_file(file.c_str());
-}
-
 Error is_running(const std::string& file) {
-  return Error("is already running as process " + std::to_string(pid_in(file)) + ", see " + quote_path(file) +
-               "; stop it first, or choose another --run-dir");
+  return Error("is already running as process " + std::to_string(NUV_Utility_get_pid_from_file(file.c_str())) +
+               ", see " + quote_path(file) + "; stop it first, or choose another --run-dir");
 }
 
 Error no_room(const std::string& file) {
@@ -115,7 +110,8 @@ std::string Instance::release() {
     return "";
   }
   std::string problem;
-  const bool is_ours = !is_odd(pid_file_) && (daemon_->check_pid_file() || pid_in(pid_file_) == 0);
+  const bool is_ours =
+      !is_odd(pid_file_) && (daemon_->check_pid_file() || NUV_Utility_get_pid_from_file(pid_file_.c_str()) == 0);
   for (const std::string& name : {is_ours ? pid_file_ : "", lock_file_}) {
     if (!name.empty() && unlink(name.c_str()) != 0 && errno != ENOENT && problem.empty()) {
       problem = "file " + quote_path(name) + " cannot be removed: " + reason();
@@ -140,7 +136,7 @@ void Instance::lock() {
       return;
     }
     fd.reset();
-    const int32_t pid = is_locked ? 0 : pid_in(pid_file_);
+    const int32_t pid = is_locked ? 0 : NUV_Utility_get_pid_from_file(pid_file_.c_str());
     if (pid > 0 && NUV_Utility_test_pid_exists(pid) == 1) {
       throw is_running(pid_file_);
     }
