@@ -55,8 +55,8 @@ uint32_t occupy_lowest(IndexPool& pool) {
   }
   uint32_t byte = 0;
   if constexpr (std::endian::native == std::endian::little) {
-    // Eight bytes at a time, as long as all of their bits are indices. Load and store have the same width, so that the next
-    // call does not wait for the store.
+    // Eight bytes at a time, as long as all of their bits are indices; docs/decisions/speed.md says what that brings. Load and
+    // store have the same width, so that the next call does not wait for the store.
     for (uint64_t word; pool.m_uSize / kBitsPerByte >= byte + sizeof word; byte += sizeof word) {
       memcpy(&word, pool.m_pPool + byte, sizeof word);
       if (word != UINT64_MAX) {

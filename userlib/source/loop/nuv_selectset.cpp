@@ -155,7 +155,7 @@ uint32_t nuv::dispatch_fd_set(SelectSet& set, uint32_t budget, const fd_set& rea
   if (set.m_pFirst == nullptr) {
     return 0;
   }
-  // Walking a short list takes less time than counting the bits.
+  // Walking a short list takes less time than counting the bits; for others, docs/decisions/speed.md has the figures.
   const bool is_short = set.m_uCount <= std::size(ready.fds_bits);
   return fire_ready(set, budget, ready, is_short ? kAll : count(ready));
 }
