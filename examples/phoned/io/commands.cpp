@@ -152,7 +152,7 @@ std::string cert(const Words& words) {
 
 }  // namespace
 
-Commands::Commands(const DialLayer& dial_layer, Statistics& statistics, std::function<void()> stop)
+Commands::Commands(const DialLayer& dial_layer, Statistics& statistics, const std::function<void()>& stop)
     : statistics_(statistics),
       rows_{
           {"tr", "", 0, kAny, [this](const Words& words) { return tr(words); }},

@@ -34,7 +34,7 @@ pid_t start_shell_command(const std::string& command, int answer_fd);
 // The library's console reads from a pipe and writes into memory, so that it never waits for an operator.
 class Commands : userlib::Pinned {
  public:
-  Commands(const DialLayer& dial_layer, Statistics& statistics, std::function<void()> stop);
+  Commands(const DialLayer& dial_layer, Statistics& statistics, const std::function<void()>& stop);
   ~Commands();
 
   void open() { pipe_.open(); }
