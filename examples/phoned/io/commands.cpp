@@ -3,9 +3,9 @@
 #include <cerrno>
 #include <charconv>
 #include <csignal>
+#include <cstdio>
 #include <filesystem>
 #include <limits>
-#include <regex>
 
 #include <sys/wait.h>
 
@@ -121,10 +121,18 @@ std::string check(const DialPlan& plan, const Words& words) {
   return "more " + digits + ", or after the inter-digit time " + outcome(digits, plan.check_at_timeout(digits)) + "\n";
 }
 
+// Six fields of one or two hexadecimal digits.
+bool is_mac(const std::string& text) {
+  constexpr char kFields[] =
+      "%*2[0-9a-fA-F]:%*2[0-9a-fA-F]:%*2[0-9a-fA-F]:%*2[0-9a-fA-F]:%*2[0-9a-fA-F]:%*2[0-9a-fA-F]%n";
+  int end = -1;
+  std::sscanf(text.c_str(), kFields, &end);
+  return end == static_cast<int>(text.size());
+}
+
 std::string mac(const Words& words) {
-  static const std::regex six_fields("([0-9a-fA-F]{1,2}:){5}[0-9a-fA-F]{1,2}");
   const std::string base(words.word(1));
-  if (!std::regex_match(base, six_fields)) {
+  if (!is_mac(base)) {
     throw must_be(base, "a MAC address, such as 00:11:22:33:44:55");
   }
   const auto offset = to_integer(words.word(2), 0, UINT32_MAX, "a number from 0 to 4294967295");
