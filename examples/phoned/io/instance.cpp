@@ -51,11 +51,6 @@ void check_pid_file(const std::string& file) {
   }
 }
 
-Error is_running(const std::string& file) {
-  return Error("is already running as process " + std::to_string(NUV_Utility_get_pid_from_file(file.c_str())) +
-               ", see " + quote_path(file) + "; stop it first, or choose another --run-dir");
-}
-
 Error no_room(const std::string& file) {
   return Error("pid file " + quote_path(file) + " cannot be written: the disk may be full; choose another --run-dir");
 }
@@ -138,7 +133,8 @@ void Instance::lock() {
     fd.reset();
     const int32_t pid = is_locked ? 0 : NUV_Utility_get_pid_from_file(pid_file_.c_str());
     if (pid > 0 && NUV_Utility_test_pid_exists(pid) == 1) {
-      throw is_running(pid_file_);
+      throw Error("is already running as process " + std::to_string(pid) + ", see " + quote_path(pid_file_) +
+                  "; stop it first, or choose another --run-dir");
     }
     poll(nullptr, 0, 20);  // the other one is about to write its pid file, or to end
   }
