@@ -26,6 +26,8 @@ def run(main, usage):
         sys.stderr.write("%s: %s\n\n%s\n" % (script, error, usage.strip()))
     except OSError as error:
         sys.stderr.write("%s: '%s': %s\n" % (script, error.filename, error.strerror))
+    except UnicodeDecodeError as error:
+        sys.stderr.write("%s: not a text file: %s\n" % (script, error))
     except subprocess.CalledProcessError as error:
         sys.stderr.write("%s: '%s' exits with %d\n%s" % (script, error.cmd[0], error.returncode, error.stderr or ""))
     sys.exit(2)

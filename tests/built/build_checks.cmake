@@ -1,5 +1,4 @@
-# Checks of what the build makes, beside the tests of what it does: each header by itself, the shared object's names, and
-# a daemon in plain C.
+# Checks of the build's results: each header by itself, the shared object's names, and a daemon in plain C.
 
 separate_arguments(USERLIB_C_OPTIONS NATIVE_COMMAND "${CMAKE_C_FLAGS}")
 separate_arguments(USERLIB_CXX_OPTIONS NATIVE_COMMAND "${CMAKE_CXX_FLAGS}")
@@ -9,7 +8,7 @@ set(USERLIB_INCLUDE_DIR ${PROJECT_SOURCE_DIR}/userlib/include)
 file(GLOB USERLIB_PUBLIC_HEADERS CONFIGURE_DEPENDS ${USERLIB_INCLUDE_DIR}/*.h)
 foreach(header IN LISTS USERLIB_PUBLIC_HEADERS)
   get_filename_component(name ${header} NAME)
-  # The last line is there for a header that declares nothing: C wants at least one declaration.
+  # The last line is for headers without declarations, as C requires at least one.
   set(content "#include <${name}>\n#include <${name}>\ntypedef int nothing_else;\n")
   foreach(suffix c cpp)
     file(CONFIGURE OUTPUT headers/${name}.${suffix} CONTENT "${content}" @ONLY)
@@ -21,13 +20,13 @@ foreach(header IN LISTS USERLIB_PUBLIC_HEADERS)
                                              ${CMAKE_CURRENT_BINARY_DIR}/headers/${name}.cpp)
 endforeach()
 
-# The macros for traces take a format alone, too, in C99 as it is written. The functions of this file are for others.
+# The trace macros accept a format without arguments in strict C99. This file's functions are not called here.
 set(calls -pedantic-errors -Wno-unused-function -I${PROJECT_SOURCE_DIR}/tests
           ${PROJECT_SOURCE_DIR}/tests/tracing/log_macro_calls.h)
 add_test(NAME log_macros.c99 COMMAND ${CMAKE_C_COMPILER} ${USERLIB_C_OPTIONS} -std=c99 ${strict} -x c ${calls})
 add_test(NAME log_macros.cxx20 COMMAND ${CMAKE_CXX_COMPILER} ${USERLIB_CXX_OPTIONS} -std=c++20 ${strict} -x c++ ${calls})
 
-# So do the headers for C++, in the standards that they take, and under all warnings without the help of the run time.
+# Every C++ header compiles alone as well, in all supported standards, with all warnings and without the run time.
 file(GLOB USERLIB_CXX_HEADERS CONFIGURE_DEPENDS ${USERLIB_INCLUDE_DIR}/*.hpp)
 foreach(header IN LISTS USERLIB_CXX_HEADERS)
   get_filename_component(name ${header} NAME)
@@ -40,8 +39,7 @@ foreach(header IN LISTS USERLIB_CXX_HEADERS)
   endforeach()
 endforeach()
 
-# The records lie where daemons that were compiled before expect them. The check must notice a field that has moved and a
-# record that has grown.
+# The layout of records stays compatible with existing daemons. The check must find a moved field and a grown record.
 set(check_layout ${CMAKE_C_COMPILER} ${USERLIB_C_OPTIONS} -std=c99 ${strict})
 set(records ${PROJECT_SOURCE_DIR}/userlib/records)
 add_test(NAME records.layout COMMAND ${check_layout} -I${records} ${CMAKE_CURRENT_SOURCE_DIR}/record_layout.c)
@@ -63,7 +61,7 @@ foreach(case "moved;FIELD(Frame, m_pEnd, 16, 32);FIELD(Frame, m_pEnd, 20, 40);of
   set_tests_properties(records.layout.notices_${name} PROPERTIES PASS_REGULAR_EXPRESSION ${complaint})
 endforeach()
 
-# What programs in other languages read of the records is what a program finds when it runs.
+# records.json, for programs in other languages, matches the output of a C program.
 find_package(Python3 COMPONENTS Interpreter)
 if(USERLIB_RECORDS AND Python3_FOUND)
   add_executable(print_records print_records.c)
@@ -75,7 +73,7 @@ if(USERLIB_RECORDS AND Python3_FOUND)
 endif()
 
 # A daemon written in C, with either library. CMake would add the C++ run time to a C program that links C++ objects;
-# here it must do without. The whole static library goes in, so that no object of it is left untried.
+# here it must not. Links the whole static library, to cover all its objects.
 set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")
 function(add_c_daemon name library)
   add_executable(${name} c_daemon.c)
@@ -90,7 +88,7 @@ if(BUILD_SHARED_LIBS)
   add_c_daemon(c_daemon_shared userlib)
 endif()
 
-# The same in C++17: the header for C++ brings in nothing of the run time. The object file is looked at as well.
+# The same in C++17: the C++ header needs no run time, which a check of the object file confirms.
 add_library(cxx_daemon_object OBJECT cxx_daemon.cpp)
 set_target_properties(cxx_daemon_object PROPERTIES CXX_STANDARD 17 CXX_STANDARD_REQUIRED ON CXX_EXTENSIONS OFF)
 target_include_directories(cxx_daemon_object PRIVATE ${USERLIB_INCLUDE_DIR})
@@ -102,7 +100,7 @@ target_link_libraries(cxx_daemon PRIVATE userlib_options userlib)
 add_test(NAME cxx_daemon COMMAND cxx_daemon)
 set_tests_properties(cxx_daemon PROPERTIES TIMEOUT 60)
 
-# Nothing in what ships copies without a bound. The check must notice every one of the calls, and only calls.
+# No shipped code copies without a bound. The check must find each of these calls, and only calls.
 set(check_calls ${CMAKE_CURRENT_SOURCE_DIR}/check_calls.sh)
 add_test(NAME sources.bounded_copies COMMAND ${check_calls} ${PROJECT_SOURCE_DIR}/userlib ${PROJECT_SOURCE_DIR}/examples)
 foreach(call strcpy stpcpy strcat sprintf vsprintf gets atoi atol atoll atof)
@@ -111,15 +109,15 @@ foreach(call strcpy stpcpy strcat sprintf vsprintf gets atoi atol atoll atof)
   file(WRITE ${place}/bad/bad.c "int f(void) { return ${call} (0); }\n")
   add_test(NAME sources.bounded_copies.notices_${call} COMMAND ${check_calls} ${place})
   set_tests_properties(sources.bounded_copies.notices_${call} PROPERTIES
-                       PASS_REGULAR_EXPRESSION "bad.c: calls what nothing bounds" FAIL_REGULAR_EXPRESSION "good.cpp")
+                       PASS_REGULAR_EXPRESSION "bad.c: unbounded call" FAIL_REGULAR_EXPRESSION "good.cpp")
 endforeach()
 
-# Who asks for the tests of something else is told what there is.
+# For an unknown subsystem, scripts/test lists the known ones.
 add_test(NAME scripts.test.refuses COMMAND ${PROJECT_SOURCE_DIR}/scripts/test nonsense)
 set_tests_properties(scripts.test.refuses PROPERTIES PASS_REGULAR_EXPRESSION "unknown subsystem 'nonsense'.* core .* phoned ")
 
-# Each source includes what it uses. The check must notice one that does not, and count what a header of its own
-# brings.
+# Each source includes what it uses. The check must find one that does not, and accept includes through a header of the
+# project.
 find_package(Python3 COMPONENTS Interpreter)
 if(Python3_FOUND)
   set(check_includes ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/check_includes.py)
@@ -137,7 +135,7 @@ if(Python3_FOUND)
                                                            FAIL_REGULAR_EXPRESSION "good.cpp;without <string>")
 endif()
 
-# Nothing is compiled without the warnings about formats that come from outside.
+# Every source is compiled with warnings about untrusted formats.
 set(check_flags ${CMAKE_CURRENT_SOURCE_DIR}/check_flags.sh)
 add_test(NAME flags.format COMMAND ${check_flags} ${CMAKE_BINARY_DIR}/compile_commands.json)
 set(good_flags "c++ -Wformat=2 -Werror=format-security -c")
@@ -151,7 +149,7 @@ foreach(case "missing;c++ -Wformat=2 -c" "weakened;${good_flags} -Wno-format-sec
                                                                FAIL_REGULAR_EXPRESSION "good.cpp")
 endforeach()
 
-# The rest looks into what ships; the sanitizers add symbols and libraries of their own.
+# The other checks need the library as shipped, without the symbols and libraries that sanitizers add.
 if(USERLIB_SANITIZE)
   return()
 endif()
@@ -166,7 +164,7 @@ if(NOT BUILD_SHARED_LIBS)
   return()
 endif()
 
-# Without certificate matching the library asks for no OpenSSL, and its header counts as read already.
+# Without certificate matching the library needs no OpenSSL, and its header is skipped by defining its guard.
 if(USERLIB_CERT)
   set(USERLIB_NEEDED "libc libssl libcrypto")
   set(USERLIB_LEFT_OUT)
@@ -180,11 +178,11 @@ add_test(NAME library.soname COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_soname.sh
                                      $<TARGET_FILE:userlib> libuserlib.so.${PROJECT_VERSION}
                                      libuserlib.so.${PROJECT_VERSION_MAJOR})
 
-# Nothing runs when the library is loaded. A program has its start files, and shows that the check would notice.
+# Nothing runs when the library is loaded. A program has start files, which the check must find.
 set(check_initialisers ${CMAKE_CURRENT_SOURCE_DIR}/check_initialisers.sh ${CMAKE_READELF})
 add_test(NAME library.initialisers COMMAND ${check_initialisers} $<TARGET_FILE:userlib>)
 add_test(NAME library.initialisers.notices COMMAND ${check_initialisers} $<TARGET_FILE:c_daemon_shared>)
-set_tests_properties(library.initialisers.notices PROPERTIES PASS_REGULAR_EXPRESSION "runs when it is loaded: ")
+set_tests_properties(library.initialisers.notices PROPERTIES PASS_REGULAR_EXPRESSION "runs at load time: ")
 
 function(add_symbol_check name header)
   add_test(NAME ${name} COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_symbols.sh $<TARGET_FILE:userlib> USERLIB_1.4
@@ -193,7 +191,7 @@ function(add_symbol_check name header)
 endfunction()
 add_symbol_check(library.symbols ${USERLIB_INCLUDE_DIR}/userlib.h)
 
-# The check itself must notice a symbol too many on either side, and a declaration that lacks its mark.
+# The check must find an extra symbol on either side, and a declaration without NUV_API.
 file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/symbols/more.h
      "#include <userlib.h>\nNUV_API int NUV_more(const char* a_text);\n")
 file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/symbols/fewer.h "#include <nuv_assert.h>\n")

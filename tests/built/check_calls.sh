@@ -1,7 +1,6 @@
 #!/bin/sh
-# Looks for calls that have no place in sources that see text from outside: copies that nothing bounds, and conversions
-# that take any text for a number and overflow as they like. snprintf(), the helpers of text.h and std::from_chars() are
-# there instead.
+# Finds calls that are unsafe with untrusted text: unbounded copies, and conversions that accept any text as a number
+# and may overflow. Use snprintf(), the helpers of text.h and std::from_chars() instead.
 #
 #     check_calls.sh DIRECTORY...
 set -eu
@@ -13,9 +12,9 @@ files=$(find "$@" -name '*.cpp' -o -name '*.c' -o -name '*.h')
 
 status=0
 for file in $files; do
-  # What is said about them in comments is no call.
+  # Ignores comments.
   if sed -e 's,//.*,,' -e 's,^ *\*.*,,' "$file" | grep -nE "(^|[^A-Za-z0-9_])($forbidden)[[:space:]]*\(" >&2; then
-    echo "$file: calls what nothing bounds"
+    echo "$file: unbounded call"
     status=1
   fi
 done

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Looks whether every source is compiled with the warnings about formats, as errors.
+# Checks that every source is compiled with warnings about formats as errors.
 #
 #     check_flags.sh COMPILE_COMMANDS
 set -eu

@@ -1,14 +1,17 @@
 #!/usr/bin/env python3
-"""Finds test sources that use what a precompiled header declares, and include it neither themselves nor by way of a header
-of this project. They compile where the header is precompiled, and perhaps nowhere else.
+"""Finds sources that use a precompiled header without including it, directly or through a header of this project. They
+compile only where the header is precompiled.
 
-    check_includes.py <folder of tests> <folder of what they test>... -- <precompiled header>...
+    check_includes.py <folder of sources> <folder of further headers>... -- <precompiled header>...
 """
 import re
 import sys
 from pathlib import Path
 
-# What tells that a header is used. A header that is missing here cannot be precompiled.
+sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "docs/tools"))
+import command  # noqa: E402
+
+# Expressions that show that a header is used. Each precompiled header needs one.
 USED = {
     "gtest/gtest.h": r"\b(?:TEST(?:_[FP])?|(?:EXPECT|ASSERT)_\w+)\(|\btesting::",
     "algorithm": r"\bstd::(?:sort|stable_sort|find|find_if|count|count_if|copy|copy_n|fill|fill_n|equal|all_of|any_of|none_of|"
@@ -30,7 +33,7 @@ COMMENT = re.compile(r'//[^\n]*|/\*.*?\*/|"(?:[^"\\\n]|\\.)*"', re.S)
 
 
 def included(path, folders, seen):
-    """Every header of the system that a file includes, also by way of headers of its own folder or of these."""
+    """Every system header that a file includes, also through headers of its own folder or of the given ones."""
     for system, own in INCLUDE.findall(path.read_text(encoding="utf-8")):
         found = next((place for place in (base / own for base in (path.parent, *folders)) if own and place.is_file()), None)
         if found and found not in seen:
@@ -39,12 +42,14 @@ def included(path, folders, seen):
         yield system
 
 
-def main():
-    end = sys.argv.index("--")
-    folders, headers = [Path(argument) for argument in sys.argv[1:end]], sys.argv[end + 1:]
+def main(*arguments):
+    if "--" not in arguments[1:]:
+        raise command.UsageError("the arguments must be folders, '--' and headers")
+    end = arguments.index("--")
+    folders, headers = [Path(argument) for argument in arguments[:end]], arguments[end + 1:]
     unknown = [header for header in headers if header not in USED]
     if unknown:
-        sys.exit("check_includes.py cannot tell who uses " + ", ".join(unknown))
+        sys.exit("check_includes.py: no expression in USED for " + ", ".join(unknown))
     sources = [path for path in sorted(folders[0].rglob("*.*")) if path.suffix in (".cpp", ".h")]
     forgotten = 0
     for path in sources:
@@ -59,5 +64,4 @@ def main():
     return 1 if forgotten or not sources else 0
 
 
-if __name__ == "__main__":
-    sys.exit(main())
+command.run(main, __doc__)

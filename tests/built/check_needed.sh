@@ -1,10 +1,10 @@
 #!/bin/sh
-# Checks which shared objects a program or library asks for.
+# Checks the shared objects that a program or library needs.
 #
 #   check_needed.sh <readelf> <file> "<required>" "<allowed>"
 #
-# Names are given without ".so" and what follows it, several of them separated by blanks. The C library with its parts
-# is always allowed. Prints one line for each name that is missing or should not be there.
+# Names have no ".so" suffix, and are separated by blanks. The C library and its parts are always allowed. Prints one
+# line for each missing or unexpected name.
 set -eu
 
 readelf=$1 file=$2 required=$3 allowed=$4
@@ -16,7 +16,7 @@ for name in $needed; do
     *" $name "*) continue ;;
   esac
   case $name in
-    ld-* | ld64) continue ;; # the dynamic loader, under the name of the architecture
+    ld-* | ld64) continue ;; # the dynamic loader; its name depends on the architecture
   esac
   echo "needed but not allowed: $name"
   status=1

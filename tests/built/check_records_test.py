@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""That check_records.py notices each way in which records.json may be wrong."""
+"""Tests that check_records.py finds each kind of mistake in records.json."""
 import json
 import subprocess
 import sys
@@ -37,7 +37,7 @@ class Records(unittest.TestCase):
     def test_notices_a_wrong_size(self):
         found = layout()
         found["records"]["Pair"]["size"] = 12
-        self.expect("Pair: ['12'] in the file, ['8'] when it runs", found)
+        self.expect("Pair: ['12'] in the file, ['8'] printed", found)
 
     def test_notices_a_wrong_offset(self):
         found = layout()

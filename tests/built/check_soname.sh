@@ -1,5 +1,5 @@
 #!/bin/sh
-# Checks the name of the file that holds a shared object and the name under which programs ask for it.
+# Checks the file name and the soname of a shared object.
 #
 #   check_soname.sh <readelf> <shared object> <file name> <soname>
 set -eu

@@ -1,10 +1,10 @@
 #!/bin/sh
-# Compares what the public headers declare with what the shared object exports, in both directions.
+# Compares the declarations of the public headers with the exports of the shared object, in both directions.
 #
 #   check_symbols.sh <shared object> <version node> <readelf> <umbrella header> <C compiler> [<compiler option>...]
 #
 # Every function and variable that a header declares must be marked NUV_API and be exported under the version node, and
-# nothing else may be exported. Prints one line for each symbol that is not as it should be.
+# nothing else may be exported. Prints one line for each wrong symbol.
 set -eu
 export LC_ALL=C
 
@@ -14,7 +14,7 @@ shift 4
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# One "<name> <marked or unmarked>" for each declaration that does not come from a system header.
+# One "<name> <marked or unmarked>" for each declaration outside system headers.
 "$@" -E "$header" >"$work/preprocessed"
 awk '
   # The text without its __attribute__((...)).
@@ -55,7 +55,7 @@ awk '
       c = substr(line, i, 1)
       if (c == "{") ++depth
       else if (c == "}") {
-        # A function body ends its declaration without a semicolon; a record goes on.
+        # A function body ends its declaration without a semicolon; after a record, the declaration continues.
         if (--depth == 0 && statement ~ /^[ \t]*static[ \t].*\)/) statement = ""
       }
       else if (depth > 0) continue
@@ -67,7 +67,7 @@ awk '
 ' "$work/preprocessed" | sort -u >"$work/declarations"
 cut -d ' ' -f 1 "$work/declarations" | sort -u >"$work/declared"
 
-# What the dynamic linker finds, but for the name of the version itself.
+# The symbols for the dynamic linker, without the name of the version itself.
 "$readelf" --wide --dyn-syms "$library" >"$work/dynamic"
 awk -v node="$node" '$1 ~ /^[0-9]+:$/ && NF >= 8 && $7 != "UND" && $5 != "LOCAL" {
   name = $8

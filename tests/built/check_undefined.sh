@@ -1,10 +1,10 @@
 #!/bin/sh
-# Checks what an object file asks for: functions of the library, and those of the C library that compilers put in by
-# themselves, for copying, for hardening and for what the processor cannot do, or that stand for a turn of bytes.
+# Checks the undefined symbols of an object file: functions of the library, and functions that compilers insert for
+# copying, hardening, missing instructions and byte order.
 #
 #   check_undefined.sh <nm> <object file>
 #
-# Prints one line for each name that should not be there.
+# Prints one line for each unexpected name.
 set -eu
 
 nm=$1 object=$2

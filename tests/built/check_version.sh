@@ -1,9 +1,9 @@
 #!/bin/sh
-# Checks that all places which name the library's version agree.
+# Checks that all places that name the library's version agree.
 #
 #   check_version.sh <source tree> <version of the build>
 #
-# Prints one line for each place that names another one.
+# Prints one line for each wrong place.
 set -eu
 
 tree=$1 version=$2
@@ -24,17 +24,17 @@ constant() {
 }
 
 compare 'nuv_assert.h' "$(constant MAJOR).$(constant MINOR).$(constant PATCH)" "$major.$minor.$patch"
-# Above the version there may be what is not in any yet.
+# An "Unreleased" section may come first.
 compare 'CHANGELOG.md, first heading of a version' \
   "$(sed -n 's/^## //p' "$tree/CHANGELOG.md" | sed '1{/^Unreleased$/d}' | head -n 1)" "$version"
 compare 'packaging/debian/changelog' \
   "$(sed -n '1s/^userlib (\(.*\)-[^-]*) .*/\1/p' "$tree/packaging/debian/changelog")" "$version"
-# Examples show how to ask for the newest minor version.
+# Examples name the newest minor version.
 for file in README.md packaging/debian/control; do
   compare "$file, find_package" "$(sed -n 's/.*find_package(userlib \([0-9.]*\) CONFIG.*/\1/p' "$tree/$file")" \
     "$major.$minor"
 done
-# A node for each minor version that has added symbols, so that there may be none for the newest.
+# Only minor versions that add symbols have a node, so the newest may have none.
 node=$(sed -n 's/^USERLIB_\([0-9.]*\) {$/\1/p' "$tree/userlib/userlib.map" | sort -V | tail -n 1)
 compare 'userlib.map, major version of the newest node' "${node%.*}" "$major"
 [ "${node#*.}" -le "$minor" ] || [ "${node%.*}" -lt "$major" ] || compare 'userlib.map, newest node' "$node" "$major.$minor"

@@ -1,11 +1,12 @@
 #!/bin/sh
-# Finds the contract checks of the library that no table of violations reaches.
+# Finds contract checks of the library that no table of violations covers.
 #
 #   check_violations.sh <test program> <file with the checks that nothing can violate> <source file>...
 #
-# Runs the suites whose name has "Contracts" in it, which note down each report that they see, and compares with the
-# checks in the sources. EMULATOR in the environment is what has to stand in front of the program, if anything. A check that no caller can make fail stands in the file as "<source file>: <the check as it is
-# written>", after a comment with the reason; an entry for a check that does fail is a mistake too.
+# Runs the suites with "Contracts" in their names, which record each report, and compares with the checks in the
+# sources. EMULATOR in the environment is the emulator for the program, if it needs one. The file lists the checks that
+# no caller can violate as "<source file>: <check as written>", after a comment with the reason; it must not list
+# others.
 set -eu
 export LC_ALL=C
 
@@ -18,7 +19,7 @@ trap 'rm -rf "$work"' EXIT
 # shellcheck disable=SC2086  # words
 USERLIB_WITNESSES=$work/witnesses ${EMULATOR-} "$program" --gtest_brief=1 --gtest_filter='*Contracts*'
 
-# A check may go on over several lines; compilers disagree on which of them is its number.
+# A check may span several lines; compilers disagree on its line number.
 awk -v exceptions="$exceptions" -v witnesses="$work/witnesses" '
   function base(path) { sub(/.*\//, "", path); return path }
   function finish() {

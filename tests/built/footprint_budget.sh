@@ -1,5 +1,5 @@
 #!/bin/sh
-# Checks that the budget of a library's size stops what has grown too much, and nothing else.
+# Tests that scripts/footprint --check fails for a library that has grown too much, and only for that.
 #
 #   footprint_budget.sh <source folder> <shared object>
 set -eu
@@ -9,7 +9,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 status=0
 
-# The figure of a library that is so many percent as large as this one, in a page with a row for this machine.
+# Writes a page with a row for a library of the given percentage of this one's size.
 write_page() {
   cat >"$work/page.md" <<END
 <!-- footprint: library -->
@@ -20,7 +20,7 @@ write_page() {
 END
 }
 
-# expect <exit status> <what is said> <case>
+# expect <exit status> <output> <case>
 expect() {
   result=0
   "$source/scripts/footprint" --check --page "$work/page.md" --library "$library" >"$work/output" || result=$?
@@ -35,9 +35,9 @@ expect() {
 
 loaded=100
 write_page 100 'vax, gcc 1'
-expect 77 'skipped: page.md has no row for this machine' 'a machine that the page does not know'
+expect 77 'skipped: page.md has no row for this machine' 'a machine without a row'
 
-row=$(sed -n 's/.*no row for this machine (\(.*\)), only.*/\1/p' "$work/output")
+row=$(sed -n 's/.*no row for this machine (\(.*\)), but for.*/\1/p' "$work/output")
 write_page 100 "$row"
 "$source/scripts/footprint" --check --page "$work/page.md" --library "$library" >"$work/output" || true
 loaded=$(sed -n 's/.*the library takes \([0-9]*\) bytes.*/\1/p' "$work/output")

@@ -1,10 +1,9 @@
-# What the library takes on a device, and the binary interface by which daemons that are there already know it. Only what
-# is compiled as it ships is measured.
+# The size of the library on a device, and its binary interface for existing daemons. These need release-like builds.
 if(USERLIB_SANITIZE OR CMAKE_BUILD_TYPE STREQUAL Debug OR NOT CMAKE_CXX_COMPILER_ID STREQUAL GNU)
   return()
 endif()
 
-# A daemon that uses the reactor and nothing else takes no more than 12 KiB of the static library.
+# A daemon that uses only the reactor takes at most 12 KiB of the static library.
 add_executable(reactor_daemon reactor_daemon.c)
 set_target_properties(reactor_daemon PROPERTIES C_STANDARD 99 C_STANDARD_REQUIRED ON C_EXTENSIONS OFF
                                                 LINKER_LANGUAGE C INTERPROCEDURAL_OPTIMIZATION OFF)
@@ -23,12 +22,12 @@ if(Python3_FOUND)
                                                                         "more than the 2000 bytes")
 endif()
 
-# The rest is about the shared object of this machine.
+# The other checks need the shared object for this machine.
 if(NOT BUILD_SHARED_LIBS OR CMAKE_CROSSCOMPILING)
   return()
 endif()
 if(Python3_FOUND)
-  # The budget itself is compared with what ships; see .ci/run.
+  # .ci/run compares the shipped libraries with the budget.
   add_test(NAME footprint.budget.notices_growth COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/footprint_budget.sh
                                                         ${PROJECT_SOURCE_DIR} $<TARGET_FILE:userlib>)
 endif()

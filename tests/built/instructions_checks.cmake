@@ -1,5 +1,5 @@
-# Whether scripts/instructions stops what has become dearer. What ships is compared with the figures that are kept in
-# .ci/run; here the script is tried with what is built every day.
+# Tests that scripts/instructions fails if an operation takes more instructions. .ci/run compares the shipped libraries
+# with the stored figures; this tests the script with the everyday build.
 find_package(Python3 3.11 COMPONENTS Interpreter)
 if(USERLIB_SANITIZE OR CMAKE_CROSSCOMPILING OR CMAKE_INTERPROCEDURAL_OPTIMIZATION
    OR CMAKE_BUILD_TYPE STREQUAL Debug OR NOT BUILD_SHARED_LIBS OR NOT USERLIB_CERT OR NOT Python3_FOUND)

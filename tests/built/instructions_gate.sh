@@ -1,11 +1,11 @@
 #!/bin/sh
-# Checks that the gate on instructions stops what has become dearer, and nothing else.
+# Tests that scripts/instructions --check fails for operations with more instructions, and only for them.
 #
 #   instructions_gate.sh <source folder> <shared object> <static library> <program that is counted>
 set -eu
 
 command -v valgrind >/dev/null || {
-  echo "skipped: valgrind is missing; 'scripts/setup --ci' installs it"
+  echo "skipped: valgrind is missing: 'scripts/setup --ci' installs it"
   exit 77
 }
 source=$1 library=$2 archive=$3 program=$4
@@ -14,7 +14,7 @@ trap 'rm -rf "$work"' EXIT
 figures=$work/figures.toml
 status=0
 
-# expect <exit status> <what is said> <case> <argument...>
+# expect <exit status> <output> <case> <argument...>
 expect() {
   wanted=$1 said=$2 case=$3 result=0
   shift 3
@@ -28,19 +28,19 @@ expect() {
   fi
 }
 
-# The figures, with that of the frame multiplied by so many percent.
+# Scales the figures for the package to a percentage.
 scale() {
   awk -v percent="$1" '$1 == "package" { $3 = $3 * percent / 100 } 1' "$work/kept.toml" >"$figures"
 }
 
-# The same library, in which a byte off a frame takes a walk first.
-build_dearer_library() {
-  mkdir "$work/dearer"
+# Builds the same library with an artificial delay in NUV_Frame_reduceFront().
+build_slower_library() {
+  mkdir "$work/slower"
   (
-    cd "$work/dearer"
+    cd "$work/slower"
     ar x "$archive"
     objcopy --redefine-sym NUV_Frame_reduceFront=plain_reduceFront nuv_frame.cpp.o
-    cat >dearer.c <<END
+    cat >slower.c <<END
 #include "nuv_frame.h"
 void plain_reduceFront(Frame* a_this, uint32_t a_offset);
 void NUV_Frame_reduceFront(Frame* a_this, uint32_t a_offset) {
@@ -50,37 +50,37 @@ void NUV_Frame_reduceFront(Frame* a_this, uint32_t a_offset) {
 }
 END
     cc -O2 -fPIC -shared -I "$source/userlib/include" -Wl,-soname,libuserlib.so.1 \
-      -Wl,--version-script="$source/userlib/userlib.map" -o libuserlib.so.1 dearer.c ./*.o -lssl -lcrypto
+      -Wl,--version-script="$source/userlib/userlib.map" -o libuserlib.so.1 slower.c ./*.o -lssl -lcrypto
   )
 }
 
-expect 77 'skipped: no figures are kept for' 'a compiler without figures' --check --library "$library" frame
-expect 0 'header and trailer off a frame' 'figures are kept' --update --library "$library" frame index_pool
+expect 77 'skipped: no figures are stored for' 'a compiler without figures' --check --library "$library" frame
+expect 0 'header and trailer off a frame' 'figures are stored' --update --library "$library" frame index_pool
 cp "$figures" "$work/kept.toml"
-expect 0 'nothing takes more than 3 % more' 'the figures that are kept' --check --library "$library" frame index_pool
-expect 1 'message_add: no figure is kept for package' 'a new question' --check --library "$library" message_add
+expect 0 'no operation takes over 3 % more' 'the stored figures' --check --library "$library" frame index_pool
+expect 1 'message_add: no figure is stored for package' 'a new question' --check --library "$library" message_add
 scale 98
-expect 0 'nothing takes more than 3 % more' 'a little more' --check --library "$library" frame
+expect 0 'no operation takes over 3 % more' 'a little more' --check --library "$library" frame
 scale 120
-expect 0 'nothing takes more than 3 % more' 'less than before' --check --library "$library" frame
+expect 0 'no operation takes over 3 % more' 'less than before' --check --library "$library" frame
 scale 95
 expect 1 'frame: header and trailer .* (package) takes [0-9.]* instructions, [0-9.]* before: +5\.' \
   'more than 3 percent' --check --library "$library" frame
 grep -q 'scripts/instructions --update' "$work/output" || {
-  echo "nobody is told how to accept what is meant"
+  echo "the output does not say how to accept an intended change"
   status=1
 }
 
 scale 100
-build_dearer_library
-expect 1 'frame: header and trailer .* before: +' 'a library that has become dearer' \
-  --check --library "$work/dearer/libuserlib.so.1" frame index_pool
+build_slower_library
+expect 1 'frame: header and trailer .* before: +' 'a slower library' \
+  --check --library "$work/slower/libuserlib.so.1" frame index_pool
 if grep -q '^instructions: index_pool:' "$work/output"; then
-  echo "the index pool is as it was, but is blamed, too"
+  echo "reports the index pool, which has not changed"
   status=1
 fi
 
 echo 'frame = ' >"$figures"
-expect 1 'no valid TOML' 'figures that nobody can read' --check --library "$library" frame
+expect 1 'not valid TOML' 'invalid figures' --check --library "$library" frame
 expect 1 "unknown question 'frames': must be one of event " 'a question that does not exist' --check frames
 exit "$status"

@@ -1,9 +1,9 @@
-# Checks of what is easily forgotten when a version is made.
+# Checks of steps that are easily forgotten in a release.
 
-# The version is written where others look for it, too.
+# All places that name the version agree.
 add_test(NAME release.version COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_version.sh ${PROJECT_SOURCE_DIR}
                                       ${PROJECT_VERSION})
-# The check itself must notice a next version of which only the build knows.
+# The check must find a new version that only the build has.
 math(EXPR next_minor "${PROJECT_VERSION_MINOR} + 1")
 math(EXPR next_major "${PROJECT_VERSION_MAJOR} + 1")
 foreach(case "next_minor;${PROJECT_VERSION_MAJOR}.${next_minor}.0;5 places disagree" #
@@ -16,7 +16,7 @@ foreach(case "next_minor;${PROJECT_VERSION_MAJOR}.${next_minor}.0;5 places disag
   set_tests_properties(release.version.notices_${name} PROPERTIES PASS_REGULAR_EXPRESSION ${complaint})
 endforeach()
 
-# Debian's list of symbols knows all that is exported.
+# Debian's symbols file lists all exports.
 set(USERLIB_DEBIAN ${PROJECT_SOURCE_DIR}/packaging/debian)
 set(map ${PROJECT_SOURCE_DIR}/userlib/userlib.map)
 add_test(NAME release.debian_symbols COMMAND ${USERLIB_DEBIAN}/check-symbols ${map}

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Checks that scripts/abi is content with a library, and with none of the interfaces that differ from it.
+# Tests that scripts/abi accepts the library, and rejects interfaces that differ from it.
 #
 #   check.sh <source folder> <library with debug information>
 set -eu
@@ -16,7 +16,7 @@ fail() {
   status=1
 }
 
-# compare <name of the case> <program for sed that makes the kept interface> <what is complained of>
+# compare <name of the case> <sed program that changes the stored interface> <expected message>
 compare() {
   sed "$2" "$interface" >"$work/kept"
   if cmp -s "$work/kept" "$interface"; then
@@ -25,7 +25,7 @@ compare() {
   elif "$source/scripts/abi" --library "$library" --kept "$work/kept" >"$work/output" 2>&1; then
     fail "$1: not noticed"
   elif ! grep -q "$3" "$work/output" || ! grep -q 'scripts/abi --update' "$work/output"; then
-    fail "$1: not said"
+    fail "$1: not reported"
   else
     echo "$1: noticed"
   fi
@@ -37,15 +37,15 @@ if [ "$result" -eq 77 ]; then
   cat "$work/output"
   exit 77
 elif [ "$result" -ne 0 ]; then
-  fail 'the library has not the interface that is kept'
+  fail 'the library does not have the stored interface'
 fi
 
-compare 'a function that is gone' 's/NUV_Pipe_write\>/NUV_Pipe_gone/g' "\[D\] 'function .*NUV_Pipe_gone"
-compare 'a function that is new' \
+compare 'a removed function' 's/NUV_Pipe_write\>/NUV_Pipe_gone/g' "\[D\] 'function .*NUV_Pipe_gone"
+compare 'a new function' \
   "/elf-symbol name='NUV_Pipe_write'/d; /<function-decl name='NUV_Pipe_write'/,/<.function-decl>/d" \
   "\[A\] 'function .*NUV_Pipe_write"
-compare 'a record that has grown' "/class-decl name='Pipe'/s/size-in-bits='96'/size-in-bits='64'/" \
+compare 'a larger record' "/class-decl name='Pipe'/s/size-in-bits='96'/size-in-bits='64'/" \
   'type size changed from 64 to 96'
-compare 'an argument that is gone' "/<function-decl name='NUV_Pipe_readFd'/,/<.function-decl>/{/<parameter/d}" \
+compare 'a removed argument' "/<function-decl name='NUV_Pipe_readFd'/,/<.function-decl>/{/<parameter/d}" \
   "\[C\] 'function .*NUV_Pipe_readFd"
 exit "$status"

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Builds and runs the daemons of this folder as other projects would: see the end for what can be asked for.
-# CTest calls it with what it has to know in the environment.
+# Builds and runs the daemons of this folder as other projects would: see the end for the possible arguments. ctest sets
+# the environment.
 set -eu
 
 for name in CMAKE GENERATOR CC CXX READELF SOURCE BUILD WORK CERT SHARED EXAMPLES VERSION; do
@@ -10,7 +10,7 @@ for name in CMAKE GENERATOR CC CXX READELF SOURCE BUILD WORK CERT SHARED EXAMPLE
   }
 done
 [ $# -eq 1 ] || {
-  echo "check.sh: wants one word" >&2
+  echo "check.sh: must have one argument" >&2
   exit 2
 }
 
@@ -24,10 +24,10 @@ fail() {
   exit 1
 }
 
-# Runs a daemon and shows what it says last. Other checks run at the same time, so nothing is left in a file.
+# Runs a daemon and shows its last line. Uses no files, as other checks run at the same time.
 run() {
   # shellcheck disable=SC2086  # words
-  printed=$(LD_LIBRARY_PATH=${SHARED_OBJECTS-${LD_LIBRARY_PATH-}} ${EMULATOR-} "$@") || fail "$1 ends with $?: $printed"
+  printed=$(LD_LIBRARY_PATH=${SHARED_OBJECTS-${LD_LIBRARY_PATH-}} ${EMULATOR-} "$@") || fail "$1 exits with $?: $printed"
   printf '%s\n' "$printed" | tail -n 1
   case $printed in
     *"userlib-$VERSION"*) ;;
@@ -35,7 +35,7 @@ run() {
   esac
 }
 
-# The files below a directory, as seen from there.
+# The files in a directory, with relative paths.
 files_in() {
   (cd "$1" && find . ! -type d | sort)
 }
@@ -44,12 +44,12 @@ expect_file() {
   [ -e "$1" ] || fail "$1 is not installed"
 }
 
-# Whether the program asks for this shared object.
+# Whether the program needs this shared object.
 needs() {
   "$READELF" --wide --dynamic "$1" | grep -q "NEEDED.*\[$2"
 }
 
-# What pkg-config says of the library in this prefix.
+# Runs pkg-config for the library in this prefix.
 ask_pkg_config() {
   directory=$(dirname "$(find "$1" -name userlib.pc)")
   shift
@@ -72,13 +72,13 @@ build_and_run_daemons() {
       */c_daemon_*) ! needs "$daemon" 'lib\(stdc++\|gcc_s\)' || fail "$daemon needs the C++ run time" ;;
     esac
     case $daemon in
-      *_static) ! needs "$daemon" libuserlib || fail "$daemon has not got the static library" ;;
-      *) [ "$SHARED" = 0 ] || needs "$daemon" 'libuserlib.so.1\]' || fail "$daemon has not got the shared object" ;;
+      *_static) ! needs "$daemon" libuserlib || fail "$daemon does not have the static library" ;;
+      *) [ "$SHARED" = 0 ] || needs "$daemon" 'libuserlib.so.1\]' || fail "$daemon does not need the shared object" ;;
     esac
   done
 }
 
-# Compiles the daemons with what pkg-config says, and runs them.
+# Compiles the daemons with the flags from pkg-config, and runs them.
 with_pkg_config() {
   root=$1 name=$2 libs_option=$3 link_option=$4
   flags=$(ask_pkg_config "$root" --cflags)
@@ -120,7 +120,7 @@ case $1 in
       fail "what is installed names the source or build tree"
     ;;
   components)
-    # The components have no file in common, and are all that there is.
+    # The components share no file, and together are the whole installation.
     mkdir "$WORK/components"
     for component in Runtime Development Documentation Tools Examples; do
       mkdir "$WORK/components/$component"
@@ -129,9 +129,9 @@ case $1 in
       files_in "$WORK/components/$component"
     done >"$WORK/unsorted"
     sort "$WORK/unsorted" >"$WORK/files_of_components"
-    files_in "$prefix" | diff - "$WORK/files_of_components" || fail "the components do not make up the whole"
+    files_in "$prefix" | diff - "$WORK/files_of_components" || fail "the components are not the whole installation"
     [ "$SHARED" = 0 ] || [ "$(files_in "$WORK/components/Runtime" | sed 's,.*/,,' | xargs)" = \
-      "libuserlib.so.1 libuserlib.so.$VERSION" ] || fail "Runtime is more than the shared object"
+      "libuserlib.so.1 libuserlib.so.$VERSION" ] || fail "Runtime has more than the shared object"
     ! files_in "$WORK/components/Development" | grep 'libuserlib\.so\.' || fail "Development has the shared object"
     # Development alone would make daemons that are static, and says so.
     [ "$SHARED" = 0 ] || grep -q 'There is no shared object' "$WORK/components.Development" ||
@@ -147,7 +147,7 @@ case $1 in
     DESTDIR=$WORK/stage "$CMAKE" --install "$BUILD" --prefix /opt/somewhere >/dev/null
     files_in "$prefix" >"$WORK/files"
     files_in "$WORK/stage/opt/somewhere" | diff "$WORK/files" - || fail "not everything is staged"
-    [ "$(ls "$WORK/stage")" = opt ] || fail "something is staged outside of the prefix"
+    [ "$(ls "$WORK/stage")" = opt ] || fail "files are staged outside the prefix"
     [ "$(ask_pkg_config "$WORK/stage" --variable=prefix)" = /opt/somewhere ] ||
       fail "the file for pkg-config names the stage"
     ;;
@@ -156,13 +156,13 @@ case $1 in
     SHARED_OBJECTS=$(ask_pkg_config "$prefix" --variable=libdir)${SHARED_OBJECTS:+:$SHARED_OBJECTS}
     for daemon in c_daemon_shared cpp_daemon_shared; do
       run "$WORK/$daemon"
-      needs "$WORK/$daemon" 'libuserlib.so.1\]' || fail "$daemon has not got the shared object"
-      ! needs "$WORK/$daemon" libcrypto || fail "$daemon asks for OpenSSL, which is the shared object's business"
+      needs "$WORK/$daemon" 'libuserlib.so.1\]' || fail "$daemon does not need the shared object"
+      ! needs "$WORK/$daemon" libcrypto || fail "$daemon needs OpenSSL, which only the shared object should"
     done
     ;;
   pkg_config_static)
-    # Nothing is shared here, so that a library that the file for pkg-config forgets is missed. (The linker warns of
-    # functions in OpenSSL that would like the shared C library.)
+    # Links everything statically, which fails if the file for pkg-config forgets a library. (The linker warns of
+    # functions in OpenSSL that need the shared C library.)
     with_pkg_config "$prefix" static --static -static 2>"$WORK/warnings" || fail "$(cat "$WORK/warnings")"
     run "$WORK/c_daemon_static"
     run "$WORK/cpp_daemon_static"
@@ -173,7 +173,7 @@ case $1 in
     build_and_run_daemons "$WORK/find_package"
     ;;
   find_package_c)
-    # A project without C++ gets along with both libraries, too.
+    # A project without C++ can use both libraries as well.
     configure "$WORK/find_package_c" -S "$here" -DCMAKE_PREFIX_PATH="$prefix" -DCONSUMER_CERT="$CERT" \
       -DCONSUMER_LANGUAGES=C || fail "$(cat "$WORK/find_package_c.log")"
     build_and_run_daemons "$WORK/find_package_c"
@@ -186,34 +186,34 @@ case $1 in
     while read -r asked verdict; do
       if configure "$WORK/version" -S "$here" -DCMAKE_PREFIX_PATH="$prefix" -DCONSUMER_VERSION="$asked" \
         -DCONSUMER_LANGUAGES=C -DCONSUMER_LIBRARIES=userlib; then
-        answer=taken
+        answer=accepted
       elif grep -q 'compatible with requested version' "$WORK/version.log"; then
         answer=refused
       else
         answer="an error: $(cat "$WORK/version.log")"
       fi
-      echo "who asks for $asked is $answer"
-      [ "$answer" = "$verdict" ] || fail "who asks for $asked must be $verdict"
+      echo "version $asked is $answer"
+      [ "$answer" = "$verdict" ] || fail "version $asked must be $verdict"
     done <<END
-$major.0 taken
-$major.$minor taken
-$VERSION taken
+$major.0 accepted
+$major.$minor accepted
+$VERSION accepted
 $major.$minor.$((patch + 1)) refused
 $major.$((minor + 1)) refused
 $((major + 1)).0 refused
 $((major - 1)).9 refused
 END
-    [ "$(ask_pkg_config "$prefix" --modversion)" = "$VERSION" ] || fail "pkg-config knows another version"
+    [ "$(ask_pkg_config "$prefix" --modversion)" = "$VERSION" ] || fail "pkg-config names another version"
     ;;
   add_subdirectory)
     configure "$WORK/add_subdirectory" -S "$here" -DCONSUMER_SOURCE_TREE="$SOURCE" -DUSERLIB_CERT="$CERT" \
       -DCONSUMER_CERT="$CERT" || fail "$(cat "$WORK/add_subdirectory.log")"
     ! grep -q '^BUILD_SHARED_LIBS' "$WORK/add_subdirectory/CMakeCache.txt" ||
-      fail "the library decides how the project's own libraries are built"
+      fail "the library changes how the project's own libraries are built"
     build_and_run_daemons "$WORK/add_subdirectory"
     ;;
   bare)
-    # The static library alone, without OpenSSL, in directories that nobody would choose.
+    # The static library alone, without OpenSSL, in unusual directories.
     configure "$WORK/bare" -S "$SOURCE" -DBUILD_SHARED_LIBS=OFF -DUSERLIB_CERT=OFF -DUSERLIB_BUILD_TESTS=OFF \
       -DUSERLIB_BUILD_EXAMPLES=OFF -DUSERLIB_BUILD_TOOLS=OFF -DCMAKE_INSTALL_LIBDIR=lib/odd -DCMAKE_INSTALL_INCLUDEDIR=headers/odd ||
       fail "$(cat "$WORK/bare.log")"
@@ -222,7 +222,7 @@ END
     expect_file "$WORK/bare_prefix/lib/odd/libuserlib.a"
     expect_file "$WORK/bare_prefix/headers/odd/userlib.h"
     ! find "$WORK/bare_prefix" -name '*.so*' | grep . || fail "there is a shared object"
-    [ -z "$(ask_pkg_config "$WORK/bare_prefix" --print-requires-private)" ] || fail "something else is asked for"
+    [ -z "$(ask_pkg_config "$WORK/bare_prefix" --print-requires-private)" ] || fail "it requires something else"
     certificate_option=
     with_pkg_config "$WORK/bare_prefix" bare "" ""
     run "$WORK/c_daemon_bare"
@@ -233,7 +233,7 @@ END
     build_and_run_daemons "$WORK/bare_package"
     ;;
   *)
-    echo "check.sh: unknown word '$1'" >&2
+    echo "check.sh: unknown argument '$1'" >&2
     exit 2
     ;;
 esac

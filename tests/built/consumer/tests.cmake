@@ -1,11 +1,10 @@
-# Whether others find the library: installed, by pkg-config and by CMake, and as a folder of their own project.
-# What they build would have to be instrumented as the library is, so that the sanitizers are left out.
+# Tests that other projects find the library: installed, by pkg-config and by CMake, and as a subfolder. Not with
+# sanitizers, as the projects would need to be instrumented as well.
 if(USERLIB_SANITIZE OR NOT USERLIB_INSTALL)
   return()
 endif()
 
-# For another processor: what runs a program, where it looks for shared objects of OpenSSL, and what finds these for the
-# linker and for pkg-config.
+# For another processor: the emulator, and the places of OpenSSL for programs, the linker and pkg-config.
 set(USERLIB_CONSUMER_TARGET)
 if(CMAKE_CROSSCOMPILING)
   set(USERLIB_CONSUMER_TARGET
@@ -13,7 +12,7 @@ if(CMAKE_CROSSCOMPILING)
       "SHARED_OBJECTS=${OPENSSL_ROOT_DIR}/lib" "PKG_CONFIG_LIBDIR=${OPENSSL_ROOT_DIR}/lib/pkgconfig")
 endif()
 
-# The word is what check.sh is asked to do. The first test installs, the others use what it has installed.
+# The word is the argument of check.sh. The first test installs the library for the others.
 function(add_consumer_test word)
   add_test(NAME consumer.${word} COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/consumer/check.sh ${word})
   set(environment
@@ -55,5 +54,5 @@ add_consumer_test(version_rule)
 add_consumer_test(add_subdirectory)
 add_consumer_test(bare)
 
-# To install writes a file into the build tree, too.
+# An installation also writes to the build tree.
 set_tests_properties(consumer.install consumer.components consumer.destdir PROPERTIES RESOURCE_LOCK install)

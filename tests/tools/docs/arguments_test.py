@@ -1,5 +1,7 @@
 #!/usr/bin/env python3
-"""Tests that wrong arguments and missing files end the scripts of docs/tools with a message, not a traceback."""
+"""Tests that wrong arguments and missing files end the scripts of docs/tools and tests/built with a message, not a
+traceback.
+"""
 
 import subprocess
 import sys
@@ -7,8 +9,10 @@ import tempfile
 import unittest
 from pathlib import Path
 
-TOOLS = Path(__file__).resolve().parents[3] / "docs/tools"
-SCRIPTS = sorted(path for path in TOOLS.glob("*.py") if "command.run(" in path.read_text(encoding="utf-8"))
+ROOT = Path(__file__).resolve().parents[3]
+TOOLS = ROOT / "docs/tools"
+SCRIPTS = sorted(path for folder in (TOOLS, ROOT / "tests/built") for path in folder.glob("*.py")
+                 if "command.run(" in path.read_text(encoding="utf-8"))
 NOWHERE = "/nowhere"
 
 
