@@ -1,22 +1,22 @@
-# What every target of the project is compiled with.
+# Compiler options for all targets of the project.
 add_library(userlib_options INTERFACE)
 target_compile_options(userlib_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wformat=2
                                                  -Werror=format-security)
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
-  # Texts are cut on purpose, wherever they might not fit: that is what bounded prints are for.
+  # Bounded prints cut texts that do not fit on purpose.
   target_compile_options(userlib_options INTERFACE -Wno-format-truncation)
 endif()
 if(USERLIB_WARNINGS_AS_ERRORS)
   target_compile_options(userlib_options INTERFACE -Werror)
 endif()
 
-# Hardening costs next to nothing here: the library copies little, and what it copies is bounded.
+# Hardening costs next to nothing: the library copies little, and only with bounds.
 target_compile_options(userlib_options INTERFACE -fstack-protector-strong)
 if(USERLIB_SANITIZE)
   # Fortified functions hide accesses from the address sanitizer.
   set(USERLIB_SANITIZER_FLAGS -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
-    # The check of function types needs the C++ run time, which neither the library nor a daemon in C has.
+    # This check needs the C++ run time, which neither the library nor a daemon in C has.
     list(APPEND USERLIB_SANITIZER_FLAGS -fno-sanitize=function)
   endif()
   target_compile_options(userlib_options INTERFACE ${USERLIB_SANITIZER_FLAGS})
@@ -27,8 +27,8 @@ endif()
 
 if(USERLIB_BUILD_FUZZERS)
   if(NOT CMAKE_CXX_COMPILER_ID MATCHES Clang)
-    message(FATAL_ERROR "USERLIB_BUILD_FUZZERS needs clang; the preset 'fuzz' takes it")
+    message(FATAL_ERROR "USERLIB_BUILD_FUZZERS needs clang: use the preset 'fuzz'")
   endif()
-  # Tells libFuzzer which branches an input reaches.
+  # Shows libFuzzer the branches that an input reaches.
   target_compile_options(userlib_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()

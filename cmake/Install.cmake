@@ -1,9 +1,9 @@
-# Where everything goes when it is installed, in components:
+# Installation, in components:
 #
 #     Runtime        the shared object
-#     Development    headers, static library, and what pkg-config and CMake find the library by
-#     Documentation  what there is to read, and the sources of the examples
-#     Tools          what those need who configure daemons
+#     Development    headers, static library, and the files for pkg-config and CMake
+#     Documentation  pages, and the sources of the examples
+#     Tools          tools for dial plans, traces and new services
 #     Examples       phoned and phonectl
 include(CMakePackageConfigHelpers)
 
@@ -23,7 +23,7 @@ install(
           NAMELINK_COMPONENT Development
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Development)
 if(BUILD_SHARED_LIBS)
-  # Without the shared object, the linker would take the static library and say nothing.
+  # Without the shared object, the linker would silently take the static library.
   set(directory ${CMAKE_INSTALL_LIBDIR})
   if(NOT IS_ABSOLUTE "${directory}")
     string(PREPEND directory "\${CMAKE_INSTALL_PREFIX}/")
@@ -32,8 +32,8 @@ if(BUILD_SHARED_LIBS)
     CODE "
       if(CMAKE_INSTALL_COMPONENT STREQUAL Development AND
          NOT EXISTS \"\$ENV{DESTDIR}${directory}/$<TARGET_SONAME_FILE_NAME:userlib>\")
-        message(WARNING \"There is no shared object: as long as the component Runtime is not installed as well, \"
-                        \"-luserlib links the static library.\")
+        message(WARNING \"There is no shared object: -luserlib links the static library until the component \"
+                        \"Runtime is installed as well.\")
       endif()"
     COMPONENT Development)
 endif()
@@ -48,18 +48,17 @@ install(
   COMPONENT Development)
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/userlibConfig.cmake.in
                               ${PROJECT_BINARY_DIR}/cmake/userlibConfig.cmake INSTALL_DESTINATION ${USERLIB_CMAKE_DIR})
-# A program runs with every later library of the same major version, so it builds with one, too.
+# A program runs, and builds, with every later library of the same major version.
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/cmake/userlibConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(
   FILES ${PROJECT_BINARY_DIR}/cmake/userlibConfig.cmake ${PROJECT_BINARY_DIR}/cmake/userlibConfigVersion.cmake
   DESTINATION ${USERLIB_CMAKE_DIR}
   COMPONENT Development)
 
-# The file for pkg-config names the prefix, which is only known when the library is installed: "cmake --install" may be
-# told another one than cmake was.
+# The file for pkg-config is written during the installation, as "cmake --install" may get another prefix than cmake.
 set(USERLIB_PC_REQUIRES)
 if(USERLIB_CERT)
-  # The shared object brings OpenSSL along; a program with the static library asks for it itself.
+  # The shared object pulls in OpenSSL; a program with the static library must link it.
   set(USERLIB_PC_REQUIRES libcrypto)
 endif()
 foreach(directory LIBDIR INCLUDEDIR)
@@ -84,7 +83,7 @@ install(
 
 function(install_program target directory)
   if(BUILD_SHARED_LIBS AND NOT CMAKE_INSTALL_FULL_LIBDIR IN_LIST CMAKE_C_IMPLICIT_LINK_DIRECTORIES)
-    # In a directory of its own the shared object is not found by itself.
+    # The loader does not search a directory of our own for the shared object.
     file(RELATIVE_PATH way ${CMAKE_INSTALL_FULL_${directory}} ${CMAKE_INSTALL_FULL_LIBDIR})
     set_target_properties(${target} PROPERTIES INSTALL_RPATH "\$ORIGIN/${way}")
   endif()
@@ -98,7 +97,7 @@ endif()
 
 # ---- Documentation ----
 
-# Pages, with whatever they lead to, lie there as they do here, so that each link leads to the same.
+# Pages and the targets of their links keep their layout, so that all links work.
 install(
   FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/CONTRIBUTING.md
   DESTINATION ${CMAKE_INSTALL_DOCDIR}
@@ -120,7 +119,7 @@ install(
   DESTINATION ${CMAKE_INSTALL_DOCDIR}
   COMPONENT Documentation
   OPTIONAL)
-# Manual pages go with what they are about. Tools bring their own, and section 3 is written by docs/ManPages.cmake.
+# Manual pages go into the component that they describe. Tools install their own; docs/ManPages.cmake writes section 3.
 file(GLOB USERLIB_MAN_PAGES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.[2-8])
 foreach(page IN LISTS USERLIB_MAN_PAGES)
   get_filename_component(section ${page} LAST_EXT)

@@ -1,15 +1,15 @@
-# Headers of the C++ library take most of the time that a test or a program takes to compile, so that they are compiled
-# once for many. A compiler cache has its difficulties with that, and gains more. A source that forgets to include one of
-# them compiles all the same: the tests sources.includes.* find it.
+# Headers of the C++ library take most of the time to compile a test or program, so they are precompiled for all. A
+# compiler cache does not work well with that, and saves more. The tests sources.includes.* find sources that forget to
+# include one of them, as they compile anyway.
 set(USERLIB_PRECOMPILED_HEADERS algorithm array cerrno cstdio cstdlib cstring functional optional string utility vector)
 
-# Compiles these headers and those above, with the options of the folder and what the libraries ask for.
+# Precompiles these headers and those above, with the options of the folder and of the libraries.
 function(add_precompiled_headers name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "HEADERS;LIBRARIES")
   if(NOT USERLIB_PRECOMPILE_HEADERS OR CMAKE_CXX_COMPILER_LAUNCHER)
     return()
   endif()
-  # What these files are compiled to is not used. One of the test programs has sources in C, too, and so needs a header for C.
+  # The objects of these files are not used. One test program also has C sources, and needs a precompiled C header.
   foreach(suffix c cpp)
     file(CONFIGURE OUTPUT ${name}.${suffix} CONTENT "typedef int nothing_else;\n")
   endforeach()

@@ -1,4 +1,4 @@
-# 32-bit, big-endian MIPS: the kind of processor that the first devices have.
+# 32-bit, big-endian MIPS, as in the first devices.
 set(CMAKE_SYSTEM_PROCESSOR mips)
 set(USERLIB_TARGET mips)
 set(USERLIB_TRIPLET mips-linux-gnu)

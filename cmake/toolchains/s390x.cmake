@@ -1,4 +1,4 @@
-# 64-bit, big-endian: what mips and the everyday machine do not show together.
+# 64-bit and big-endian, unlike mips and the build machine.
 set(CMAKE_SYSTEM_PROCESSOR s390x)
 set(USERLIB_TARGET s390x)
 set(USERLIB_TRIPLET s390x-linux-gnu)
