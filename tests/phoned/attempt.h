@@ -1,4 +1,4 @@
-// Calls a function that may throw an Error of phoned's, and keeps what it returns, or what the Error says.
+// Calls a function that may throw phoned's Error, and keeps its result or the text of the Error.
 #ifndef TESTS_PHONED_ATTEMPT_H
 #define TESTS_PHONED_ATTEMPT_H
 

@@ -1,4 +1,4 @@
-// One connection to phoned's console, without anything of phonectl.
+// A connection to phoned's console, independent of phonectl.
 #ifndef TESTS_PHONED_CONSOLE_OPERATOR_H
 #define TESTS_PHONED_CONSOLE_OPERATOR_H
 
@@ -15,7 +15,7 @@ class Operator {
 
   void say(const std::string& text) const;
 
-  // What phoned says until it hangs up; "(nothing)" if it does not hang up in time.
+  // The output of phoned until it hangs up; "(nothing)" if it does not hang up in time.
   std::string answer() const;
 
   std::string ask(const std::string& line) const;

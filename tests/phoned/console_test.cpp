@@ -1,4 +1,4 @@
-// phoned's operators from outside: the console's socket, its FIFOs and its standard input, and the traces.
+// The operators of phoned: the console's socket, FIFOs and standard input, and the traces.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -58,7 +58,7 @@ class ConsoleTest : public ::testing::Test {
  protected:
   std::string ask(const std::string& line) const { return Operator(socket_).ask(line); }
 
-  // A call that is decided: the sign that phoned does what it is there for.
+  // Makes a complete call, which shows that phoned works.
   void expect_a_call() {
     EXPECT_EQ(card_.ask("9 onhook"), "9 idle");
     EXPECT_EQ(card_.ask("9 offhook"), "9 ready");
@@ -74,7 +74,7 @@ class ConsoleTest : public ::testing::Test {
   UdpSocket card_{phoned_.port()};
 };
 
-// Reads until the text is there.
+// Reads until the text arrives.
 bool gives(int fd, const std::string& text) {
   std::string got;
   for (pollfd state = {fd, POLLIN, 0}; poll(&state, 1, Program::kPatienceSeconds * 1000) > 0;) {
@@ -136,7 +136,7 @@ TEST_F(ConsoleTest, AnswersEveryCommand) {
     EXPECT_EQ(ask(row.line), row.answer) << row.line;
   }
   EXPECT_EQ(ask("lines\r"), "all lines are on the hook\n");
-  EXPECT_EQ(phoned_.out().find("Tracelevel"), std::string::npos) << "it is the operator who asked";
+  EXPECT_EQ(phoned_.out().find("Tracelevel"), std::string::npos) << "only the operator gets the answer";
   EXPECT_EQ(phoned_.err(), "");
 }
 
@@ -208,7 +208,7 @@ TEST_F(ConsoleTest, MatchesTheSubjectOfACertificate) {
                   {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj",
                    "/C=DE/O=Foo, Bar/CN=acs.example.net", "-keyout", directory_.file("key.pem"), "-out", file});
   if (openssl.exit_status() != 0) {
-    GTEST_SKIP() << "no openssl program to make a certificate with";
+    GTEST_SKIP() << "needs the program openssl to make a certificate";
   }
   const TemporaryFile no_certificate("hello\n");
   const struct {
@@ -299,7 +299,7 @@ TEST_F(ConsoleTest, SavedMasksAreBackAfterARestart) {
   EXPECT_NE(Operator(socket).ask("tr show").find("handle  2 : Line        level : 1023 "), std::string::npos);
 }
 
-// As for whom the power fails in between: the old file is whole until the new one is.
+// If the power fails in between, the old file is complete until the new one is.
 TEST_F(ConsoleTest, ASavedFileTakesThePlaceOfTheOldOne) {
   const std::string ini = directory_.file("phoned.ini");
   ask("tr save " + ini);
@@ -315,7 +315,7 @@ TEST_F(ConsoleTest, ASavedFileTakesThePlaceOfTheOldOne) {
   EXPECT_FALSE(std::filesystem::exists(ini + ".new"));
 }
 
-// Some file systems rename in two steps. A power cut between them leaves the new file with both names.
+// Some file systems rename in two steps. A power failure between them leaves the new file with both names.
 TEST_F(ConsoleTest, AFileThatIsHalfRenamedIsReplacedTheNextTime) {
   const std::string ini = directory_.file("phoned.ini");
   ask("tr save " + ini);
@@ -345,7 +345,7 @@ TEST_F(ConsoleTest, TellsThatAFullDiskKeepsNoMasks) {
   expect_a_call();
 }
 
-// Before the masks are lost.
+// It refuses before it changes any mask.
 TEST_F(ConsoleTest, RefusesAFifoAsInitFile) {
   const std::string fifo = directory_.file("fifo");
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
@@ -374,7 +374,7 @@ TEST(ConsoleIniFile, NamedOneThatIsMissingIsWorthALine) {
   }
 }
 
-// A power cut may leave the front of a file, here in the middle of Line's 1023. What is left counts as nothing.
+// A power failure may truncate a file, here in the middle of Line's 1023. phoned ignores such a file.
 constexpr char kTorn[] = "[TraceLevelInit Version]\n1\n\n[Level]\n0;\"TraceLevel\";0\n1;\"Phoned\";48\n2;\"Line\";10";
 
 std::string default_masks() {
@@ -391,10 +391,10 @@ TEST(ConsoleIniFile, DamagedOneLeavesTheDefaultMasks) {
   EXPECT_EQ(phoned.err(), "phoned: init file '" + torn.path() + "' is damaged; starting with the default masks\n");
   Operator(socket).ask("tr save " + saved);
   EXPECT_EQ(TemporaryFile::content_of(saved), "[TraceLevelInit Version]\n1\n\n[Level]\n" + default_masks());
-  EXPECT_EQ(torn.content(), kTorn) << "it stays for whoever wants to see it";
+  EXPECT_EQ(torn.content(), kTorn) << "the torn file stays for inspection";
 }
 
-// Before the masks are lost.
+// It refuses before it changes any mask.
 TEST_F(ConsoleTest, RefusesToRestoreADamagedInitFile) {
   const TemporaryFile torn(kTorn);
   const std::string saved = directory_.file("saved");
@@ -403,7 +403,7 @@ TEST_F(ConsoleTest, RefusesToRestoreADamagedInitFile) {
   EXPECT_EQ(TemporaryFile::content_of(saved), "[TraceLevelInit Version]\n1\n\n[Level]\n" + default_masks());
 }
 
-// ---- operators who are no good ----
+// ---- misbehaving operators ----
 
 TEST_F(ConsoleTest, NobodyKeepsPhonedFromDecidingCalls) {
   ask("lines");
@@ -537,7 +537,7 @@ TEST(ConsoleSocket, StaleOneIsReplacedAndALiveOneRefused) {
     const Phoned killed({"--console", socket});
     EXPECT_NE(killed.port(), 0);
   }
-  ASSERT_TRUE(std::filesystem::exists(socket)) << "nobody cleans up after a SIGKILL";
+  ASSERT_TRUE(std::filesystem::exists(socket)) << "SIGKILL leaves the socket";
   const Phoned first({"--console", socket});
   ASSERT_NE(first.port(), 0);
   EXPECT_EQ(Operator(socket).ask("check 12"), "reject 12\n");
@@ -585,7 +585,7 @@ TEST(ConsoleSocket, RefusesPathsThatAreNone) {
   EXPECT_EQ(file.content(), "keep me");
 }
 
-// Not even a symbolic link to a socket is taken for one, and nothing that lies there is touched.
+// phoned replaces nothing but a socket, not even a symbolic link to one.
 TEST(ConsoleSocket, LeavesAloneWhatIsNoSocket) {
   const TemporaryDirectory directory;
   const std::string fifo = directory.file("fifo");
@@ -622,8 +622,8 @@ TEST(ConsoleSocket, StaysWhenItIsNoLongerPhoneds) {
 
 // ---- without free descriptors ----
 
-// So many that two operators can be connected. One more is told so and hung up on: no connection stays in the socket,
-// which would keep phoned busy.
+// With descriptors for two operators, phoned refuses and hangs up on a third. A connection left in the queue would keep
+// phoned busy.
 TEST(ConsoleDescriptors, OperatorIsRefusedWhenThereIsNone) {
   const TemporaryDirectory directory;
   const std::string socket = directory.file("console");
@@ -656,7 +656,7 @@ TEST(ConsoleDescriptors, OperatorIsRefusedWhenThereIsNone) {
   EXPECT_EQ(phoned.err(), "");
 }
 
-// The limit sinks below what is in use, so that giving one descriptor up does not help.
+// The limit drops below the descriptors in use, so releasing one does not help.
 TEST(ConsoleDescriptors, NobodyIsListenedToWhenNobodyCanBeRefused) {
   const TemporaryDirectory directory;
   const std::string socket = directory.file("console");
@@ -715,14 +715,14 @@ TEST(ConsoleFifo, HearsOneOperatorAfterTheOther) {
   close(answers);
   write_once(in, "tr console\n");
   for (int i = 0; i < 1000; ++i) {
-    write_once(in, "dance with me\nmap\nmap\nmap\nmap\nmap\nmap\n");  // and nobody reads the answers
+    write_once(in, "dance with me\nmap\nmap\nmap\nmap\nmap\nmap\n");  // whose answers nobody reads
   }
   EXPECT_EQ(card.ask("9 onhook"), "9 idle");
   write_once(in, "stop\n");
   EXPECT_EQ(phoned.exit_status(), 0);
 }
 
-// The last one is that of a child, which has nobody to tell but phoned.
+// The last error is that of a child, which can only report it to phoned.
 TEST(ConsoleFifo, CountsAnswersThatHaveNoRoom) {
   const TemporaryDirectory directory;
   const std::string in = directory.file("in");
@@ -750,7 +750,7 @@ TEST(ConsoleStandardInput, AnswersOnStandardOutputAndOutlivesItsEnd) {
   phoned.signal(SIGTERM);
   EXPECT_EQ(phoned.exit_status(), 0);
   const std::string end = "phoned: the standard input has ended\n";
-  EXPECT_EQ(phoned.out().find(end), phoned.out().rfind(end)) << "said once";
+  EXPECT_EQ(phoned.out().find(end), phoned.out().rfind(end)) << "printed once";
 }
 
 // ---- phonectl ----

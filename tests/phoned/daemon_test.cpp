@@ -1,4 +1,4 @@
-// phoned as a daemon: in the background, with its pid file, alone in its run directory, and under a heavy load.
+// phoned as a daemon: in the background, with a pid file, only once per run directory, and under heavy load.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/mount.h>
@@ -24,12 +24,12 @@ using support::UdpSocket;
 
 constexpr char kListening[] = "phoned: listening on port ";
 
-// Whether nothing is left of the process, not even its exit status for whoever has to take that.
+// Whether the process has ended, and has been reaped.
 bool is_gone(pid_t pid) {
   return comes_true([pid] { return kill(pid, 0) != 0; });
 }
 
-// Whether it does nothing any more.
+// Whether the process has ended, even if it has not been reaped.
 bool has_ended(pid_t pid) {
   return comes_true([pid] {
     const std::string status = TemporaryFile::content_of("/proc/" + std::to_string(pid) + "/stat");
@@ -42,7 +42,7 @@ uint16_t port_in(const std::string& output) {
   return at == std::string::npos ? 0 : static_cast<uint16_t>(std::stoul(output.substr(at + sizeof kListening - 1)));
 }
 
-// A run directory, and whoever has left a pid file in it: nothing of that outlives the test.
+// A run directory. Removes it, and kills the daemon in its pid file, after the test.
 class DaemonTest : public ::testing::Test {
  protected:
   DaemonTest() {
@@ -104,14 +104,14 @@ class DaemonTest : public ::testing::Test {
 
 TEST_F(DaemonTest, RunsInTheBackgroundUntilItIsAskedToEnd) {
   start(with_run_dir());
-  EXPECT_EQ(TemporaryFile::content_of(pid_file()), std::to_string(daemon_)) << "the number and nothing else";
+  EXPECT_EQ(TemporaryFile::content_of(pid_file()), std::to_string(daemon_)) << "only the number";
   expect_a_call();
   const std::string process = "/proc/" + std::to_string(daemon_);
   for (const char* descriptor : {"0", "1", "2"}) {
     EXPECT_EQ(std::filesystem::read_symlink(process + "/fd/" + descriptor), "/dev/null");
   }
   EXPECT_EQ(std::filesystem::read_symlink(process + "/cwd"), "/");
-  EXPECT_EQ(getsid(daemon_) == daemon_, false) << "no leader of a session: it never gets a terminal";
+  EXPECT_EQ(getsid(daemon_) == daemon_, false) << "not a session leader, so it never gets a terminal";
   EXPECT_NE(getsid(daemon_), getsid(0));
   kill(daemon_, SIGTERM);
   EXPECT_TRUE(has_ended(daemon_));
@@ -152,7 +152,7 @@ TEST_F(DaemonTest, StartsOverAPidFileThatNamesNobody) {
   }
 }
 
-// A pid file on flash outlives a reboot, after which its number may be that of any other process.
+// A pid file on flash survives a reboot; its number may then belong to another process.
 TEST_F(DaemonTest, StartsOverThePidFileOfOneWhoseNumberAnotherProcessHas) {
   leave_pid_file(std::to_string(getpid()));
   start(with_run_dir());
@@ -160,13 +160,13 @@ TEST_F(DaemonTest, StartsOverThePidFileOfOneWhoseNumberAnotherProcessHas) {
   expect_a_call();
   leave_pid_file(std::to_string(getpid()));
   Program second(PHONED, with_run_dir());
-  EXPECT_EQ(second.exit_status(), 1) << "the lock keeps it away";
+  EXPECT_EQ(second.exit_status(), 1) << "the lock refuses it";
 }
 
 TEST_F(DaemonTest, ReadsAMapFileWithARelativeNameAgain) {
   const std::string plan = run_dir_ + "/plan";
   std::ofstream(plan) << "110\n";
-  // The name is relative to where phoned was started.
+  // The name is relative to the directory in which phoned was started.
   const std::string name = std::filesystem::relative(plan);
   start({"--port", "0", "--run-dir", run_dir_, "--map-file", name});
   UdpSocket card(port_);
@@ -210,7 +210,7 @@ TEST_F(DaemonTest, RefusesARunDirectoryThatItCannotUse) {
   }
 }
 
-// A symbolic link would be followed, and what it leads to overwritten; a FIFO would keep phoned waiting.
+// phoned must not follow a symbolic link and overwrite its target, nor block on a FIFO.
 TEST_F(DaemonTest, RefusesAPidFileThatIsNoRegularFile) {
   const TemporaryFile precious("keep me");
   const struct {
@@ -250,7 +250,7 @@ TEST_F(DaemonTest, EndsEvenIfItsPidFileHasBecomeAFifo) {
 
 TEST_F(DaemonTest, SaysThatThereIsNoRoomForThePidFile) {
   if (mount("tmpfs", run_dir_.c_str(), "tmpfs", 0, "size=4k") != 0) {
-    GTEST_SKIP() << "a full disk needs the right to mount one";
+    GTEST_SKIP() << "needs the right to mount a full disk";
   }
   std::ofstream(run_dir_ + "/filler") << std::string(8192, 'x');
   Program phoned(PHONED, with_run_dir());
@@ -261,8 +261,8 @@ TEST_F(DaemonTest, SaysThatThereIsNoRoomForThePidFile) {
   EXPECT_EQ(umount(run_dir_.c_str()), 0);
 }
 
-// A hundred thousand datagrams, a third of which make no sense. Each is answered before the next one is sent, so that
-// the kernel has none to drop; every answer is the one to its datagram, and afterwards nothing is held.
+// A hundred thousand datagrams, a third of them malformed. Each is answered before the next is sent, so that the kernel
+// drops none; every answer must match its datagram, and no resource may leak.
 TEST_F(DaemonTest, OneOfFourLivesThatStartAtTheSameTime) {
   for (int round = 0; round < Program::few_if_emulated(20) && !HasFailure(); ++round) {
     leave_pid_file("999999");

@@ -20,7 +20,7 @@ sockaddr_in peer_of(uint16_t port) {
   return peer;
 }
 
-// A dial layer, and a clock that the test sets.
+// A dial layer with a clock that the test sets.
 class DialLayerTest : public ::testing::Test {
  protected:
   std::string say(const std::string& datagram, uint16_t port = 1) {
@@ -30,7 +30,7 @@ class DialLayerTest : public ::testing::Test {
 
   void pass(milliseconds time) { now_ = phoned::later(now_, time); }
 
-  // The outcomes that are due, each with the port that it goes to: "7: 3 reject 1".
+  // The outcomes that are due, each with its destination port: "7: 3 reject 1".
   std::vector<std::string> outcomes() {
     std::vector<std::string> texts;
     for (const Notice& notice : layer_.handle_timeouts(now_)) {
@@ -39,7 +39,7 @@ class DialLayerTest : public ::testing::Test {
     return texts;
   }
 
-  // How long the next deadline is away; -1 without one.
+  // The time to the next deadline; -1 without one.
   int64_t milliseconds_left() const {
     const auto deadline = layer_.next_deadline();
     if (!deadline) {
@@ -79,7 +79,7 @@ TEST_F(DialLayerTest, DropsDigitsBehindTheDecision) {
 TEST_F(DialLayerTest, RefusesWhatDoesNotFitTheState) {
   EXPECT_EQ(say("3 digit 1"), "error line 3 is on the hook: 'offhook' comes first");
   EXPECT_EQ(say("3 dial 110"), "error line 3 is on the hook: 'offhook' comes first");
-  EXPECT_EQ(say("3 onhook"), "3 idle") << "a line card may make sure";
+  EXPECT_EQ(say("3 onhook"), "3 idle") << "a line card may repeat it";
   say("3 offhook");
   EXPECT_EQ(say("3 offhook"), "error line 3 is off the hook already: 'onhook' comes first");
   say("3 dial 110");
@@ -174,7 +174,7 @@ TEST_F(DialLayerTest, ServesTheDeadlinesOfAllLines) {
     pass(milliseconds(10));
   }
   EXPECT_EQ(milliseconds_left(), 4000 - 2560);
-  // Line 0 goes on; so it is the last.
+  // Line 0 dials on, so it expires last.
   say("0 digit 1", 1000);
   pass(milliseconds(4000 - 2560 + 9));
   EXPECT_EQ(outcomes(), Texts{});

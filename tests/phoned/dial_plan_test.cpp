@@ -14,7 +14,7 @@ using phoned::Verdict;
 using support::Attempt;
 using support::TemporaryFile;
 
-// "more", "reject", or the pattern by which the digits are complete.
+// "more", "reject", or the pattern that completes the digits.
 std::string text_of(const Verdict& verdict) {
   switch (verdict.kind) {
     case Verdict::Kind::kMore:
@@ -31,7 +31,7 @@ std::string why_unreadable(const std::string& path) {
   return Attempt([&path] { return DialPlan::read(path); }).why();
 }
 
-// What is decided while digits come in, and what when no more have come in time.
+// The decisions while digits arrive, and at the time-out.
 TEST(DialPlan, Decides) {
   const struct {
     const char* plan;
@@ -48,20 +48,20 @@ TEST(DialPlan, Decides) {
       {"0x.T", "1", "reject", "reject"},
       {"0xT", "0", "more", "reject"},
       {"*x#", "*3#", "*x#", "reject"},
-      // The most specific pattern decides, wherever it stands.
+      // The most specific pattern decides, wherever it is.
       {"1xx|112", "112", "112", "reject"},
       {"112|1xx", "112", "112", "reject"},
       {"1xx|112", "113", "1xx", "reject"},
       {"[2-9]xxx|2345", "2345", "2345", "reject"},
-      // A longer pattern that is as specific has to be waited for. When nothing comes, one without T is lost.
+      // A pattern waits for a longer one that is as specific. At the time-out, a pattern without T is lost.
       {"11|11x", "11", "more", "reject"},
       {"11|11x", "113", "11x", "reject"},
       {"11T|11x", "11", "more", "11T"},
       {"11T|11x", "113", "11x", "reject"},
-      // A longer one that is less specific is not waited for.
+      // A pattern does not wait for a longer one that is less specific.
       {"11|1x.T", "11", "11", "1x.T"},
       {"110|[1-9]xxx", "110", "110", "reject"},
-      // Among those complete at the timeout the most specific decides too, though a longer one might have been dialled.
+      // At the time-out, the most specific complete pattern decides, even if a longer one could have followed.
       {"1x.T|11T|11x", "11", "more", "11T"},
       {"11T|1x.T|11x", "11", "more", "11T"},
       {"1x.T|11T|11x", "12", "more", "1x.T"},
@@ -166,7 +166,7 @@ TEST(DialPlan, NamesTheFileThatIsWrong) {
   EXPECT_EQ(why_unreadable("/tmp"), "map file '/tmp' cannot be read: is not a regular file");
 }
 
-// Nobody writes into it, and opening it must not wait until somebody does.
+// Opening a FIFO without a writer must not block.
 TEST(DialPlan, IsNotReadFromAFifo) {
   const TemporaryFile file;
   unlink(file.path().c_str());

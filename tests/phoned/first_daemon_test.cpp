@@ -8,7 +8,7 @@ namespace {
 using support::Program;
 using support::UdpSocket;
 
-// The daemon does not say when it listens, so the first datagram may come too early: it is sent until one comes back.
+// The daemon does not report that it listens, so repeat the first datagram until an answer arrives.
 TEST(FirstDaemon, SendsDatagramsBack) {
   const uint16_t port = UdpSocket().port();
   const Program daemon(FIRST_DAEMON, {std::to_string(port)});
@@ -29,7 +29,7 @@ TEST(FirstDaemon, ListensToItsOperator) {
   EXPECT_TRUE(daemon.says("> "));
 }
 
-// At the end of its input it is the operator who has gone, and not the daemon.
+// At the end of its input, the operator has left, but the daemon continues.
 TEST(FirstDaemon, OutlivesItsOperator) {
   const uint16_t port = UdpSocket().port();
   const Program daemon(FIRST_DAEMON, {std::to_string(port)}, "tr console\ntr change Echo 115\n");

@@ -60,7 +60,7 @@ TEST_F(LineReaderTest, LeavesTheNextLineInTheDescriptor) {
   EXPECT_EQ(reader_.line(), "") << "a carriage return alone";
   put("\nc\rd\r");
   EXPECT_EQ(read(), Event::kLine);
-  EXPECT_EQ(reader_.line(), "c") << "what came first is the other half of the end before";
+  EXPECT_EQ(reader_.line(), "c") << "the first character belongs to the previous line end";
   EXPECT_EQ(read(), Event::kLine);
   EXPECT_EQ(reader_.line(), "d");
 }

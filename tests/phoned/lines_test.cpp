@@ -69,7 +69,7 @@ TEST(Lines, TellTheOverdueInAscendingOrder) {
   EXPECT_EQ(lines.overdue({100, 0}), (std::vector<uint8_t>{3, 9}));
 }
 
-// Once installed the allocator stays: the library's memory is the process's.
+// The allocator stays installed, as the library's memory is that of the whole process.
 TEST(Allocator, CountsWhatTheLibraryHolds) {
   phoned::install_counting_allocator();
   const auto before = phoned::memory_figures;

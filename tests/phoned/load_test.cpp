@@ -1,4 +1,4 @@
-// phoned at work: line cards, an operator and signals, all at the same time and counted to the last answer.
+// phoned under load: line cards, an operator and signals at the same time, with every answer counted.
 #include <gtest/gtest.h>
 #include <signal.h>
 
@@ -45,7 +45,7 @@ uint16_t port_of(const Program& phoned) {
   return at == std::string::npos ? 0 : static_cast<uint16_t>(std::stoul(out.substr(at + sizeof kListening - 1)));
 }
 
-// A line under the plan 110|0x.T, as a line card knows it: what it may say next, and what it will hear.
+// The line card's model of a line under the plan 110|0x.T: its next datagram, and the expected answer.
 class Line {
  public:
   explicit Line(int number) : number_(std::to_string(number)) {}
@@ -56,7 +56,7 @@ class Line {
     bool is_malformed = false;
   };
 
-  // The serial number makes a malformed datagram unlike any other, and so its answer.
+  // The serial number makes each malformed datagram, and so its answer, unique.
   Exchange next(std::mt19937& random, int serial) {
     if (random() % 4 == 0) {
       return malformed(random, serial);
@@ -113,10 +113,10 @@ class Line {
   bool is_decided_ = false;
 };
 
-// A card with some lines, and the datagrams that it has sent and that are not answered yet.
+// A card with some lines, and its unanswered datagrams.
 class Card {
  public:
-  // So many are under way at most: what the socket's buffer has no room for would be lost on the way to phoned.
+  // At most this many are pending, as datagrams beyond the socket's buffer are lost.
   static constexpr size_t kUnderWay = 32;
 
   Card(uint16_t port, int first_line, int lines) : socket_(port) {
@@ -135,7 +135,7 @@ class Card {
     }
   }
 
-  // Takes so many answers. They come in the order of the datagrams.
+  // Takes this many answers, in the order of the datagrams.
   void hear(size_t count) {
     for (; count > 0 && !awaited_.empty() && !testing::Test::HasFailure(); --count) {
       ASSERT_EQ(socket_.receive(), awaited_.front());
@@ -157,7 +157,7 @@ class Card {
   size_t malformed_ = 0;
 };
 
-// Says one line after the other, all the time until it is told to stop or phoned is no longer there.
+// Sends one line after the other until stopped, or until phoned ends.
 class BusyOperator {
  public:
   explicit BusyOperator(std::string socket) : socket_(std::move(socket)), thread_([this] { talk(); }) {}
@@ -165,7 +165,7 @@ class BusyOperator {
   BusyOperator(const BusyOperator&) = delete;
   BusyOperator& operator=(const BusyOperator&) = delete;
 
-  // From now on he may not be answered.
+  // From now on, the operator may get no answer.
   void expect_the_end() { may_end_ = true; }
 
   void stop() {
@@ -178,7 +178,7 @@ class BusyOperator {
     }
   }
 
-  // When he is joined.
+  // Valid after join().
   int rounds() const { return rounds_; }
   const std::vector<std::string>& complaints() const { return complaints_; }
 
@@ -254,7 +254,7 @@ TEST_F(LoadTest, AnswersTwentyThousandDatagramsBesideAnOperatorAndSignals) {
                           "--console", console});
   const uint16_t port = port_of(phoned);
   ASSERT_NE(port, 0);
-  ASSERT_TRUE(phoned.sleeps()) << "a descriptor of the start, such as the system log's, is not counted";
+  ASSERT_TRUE(phoned.sleeps()) << "descriptors from the start, such as the system log's, do not count";
   const size_t descriptors = phoned.descriptors();
 
   std::mt19937 random(7);
@@ -268,7 +268,7 @@ TEST_F(LoadTest, AnswersTwentyThousandDatagramsBesideAnOperatorAndSignals) {
     for (int serial = 0; serial < kDatagrams && !HasFailure(); ++serial) {
       cards[random() % kCards]->send(random, serial);
       if (serial % kDatagramsForAHup == 0) {
-        // Two that are pending at the same time would become one.
+        // Two pending signals would become one.
         EXPECT_TRUE(comes_true([&] { return count_of(phoned.out(), kRead) == hups; })) << hups;
         phoned.signal(SIGHUP);
         ++hups;
@@ -284,7 +284,7 @@ TEST_F(LoadTest, AnswersTwentyThousandDatagramsBesideAnOperatorAndSignals) {
   }
   EXPECT_TRUE(comes_true([&] { return phoned.descriptors() == descriptors; })) << phoned.descriptors();
 
-  // Asked to end while an operator talks.
+  // SIGTERM while an operator sends lines.
   BusyOperator busy(console);
   busy.expect_the_end();
   phoned.signal(SIGTERM);
@@ -304,8 +304,7 @@ TEST_F(LoadTest, AnswersTwentyThousandDatagramsBesideAnOperatorAndSignals) {
   EXPECT_FALSE(std::filesystem::exists(console));
 }
 
-// A signal that comes while phoned is on its way from one event to the wait for the next is noticed as soon as any
-// other, not when something else happens.
+// A signal between handling an event and waiting for the next must be handled at once, not with the next event.
 TEST_F(LoadTest, NoticesASignalAtAnyMoment) {
   constexpr size_t kSignals = Program::few_if_emulated(2000);
   const TemporaryFile plan("110\n0x.T\n");
@@ -313,7 +312,7 @@ TEST_F(LoadTest, NoticesASignalAtAnyMoment) {
   UdpSocket card(port_of(phoned));
   for (size_t count = 1; count <= kSignals; ++count) {
     ASSERT_EQ(card.ask("3 onhook"), "3 idle");
-    // Later and later after the answer.
+    // Sends the signal a little later after each answer.
     for (size_t delay = 0; delay < count % 100 * 100; ++delay) {
       std::atomic_signal_fence(std::memory_order_seq_cst);
     }

@@ -142,7 +142,7 @@ TEST(PhonedOptions, SayWhatIsWrong) {
       {{"-p"}, "unknown option '-p': see --help"},
       {{"--foreground", "now"}, "unexpected word 'now': phoned takes options only, see --help"},
       {{""}, "unexpected word '': phoned takes options only, see --help"},
-      // The first mistake is told.
+      // Reports the first mistake.
       {{"--port", "x", "--prot"}, "--port 'x': must be a number from 0 to 65535"},
       {{"--help", "--prot"}, "unknown option '--prot': see --help"},
       {{"--\x1b[2J"}, "unknown option '--?[2J': see --help"},

@@ -1,4 +1,4 @@
-// What phoned prints, where nobody takes it.
+// Output of phoned that nobody reads.
 #include "phoned/io/output.h"
 
 #include <fcntl.h>
@@ -16,7 +16,7 @@ namespace {
 using phoned::Capture;
 using phoned::Output;
 
-// Standard output leads to a descriptor for a while.
+// Redirects standard output to an fd for its lifetime.
 class Redirected {
  public:
   explicit Redirected(int fd) {
@@ -49,7 +49,7 @@ std::string read_all(int fd) {
   return text;
 }
 
-// A pipe or a pair of sockets, to which standard output leads.
+// Standard output to a pipe or a pair of sockets.
 class OutputTest : public testing::TestWithParam<bool> {
  protected:
   OutputTest() { EXPECT_EQ(GetParam() ? socketpair(AF_UNIX, SOCK_STREAM, 0, ends_) : pipe(ends_), 0); }
@@ -58,7 +58,7 @@ class OutputTest : public testing::TestWithParam<bool> {
     close(ends_[1]);
   }
 
-  // Prints lines that are numbered.
+  // Prints numbered lines.
   static void print(int from, int to, Output& output) {
     for (int i = from; i < to; ++i) {
       std::printf("%07d\n", i);
@@ -81,7 +81,7 @@ TEST_P(OutputTest, PassesOnWhatIsPrinted) {
     output.close();
   }
   EXPECT_EQ(text, "0000000\n0000001\n0000002\n");
-  EXPECT_EQ(fcntl(ends_[1], F_GETFL) & O_NONBLOCK, 0) << "others have it, too";
+  EXPECT_EQ(fcntl(ends_[1], F_GETFL) & O_NONBLOCK, 0) << "other processes share it";
 }
 
 TEST_P(OutputTest, CountsWhatHasNoRoomAndTellsInItsPlace) {
@@ -106,7 +106,7 @@ TEST_P(OutputTest, CountsWhatHasNoRoomAndTellsInItsPlace) {
   const int printed = static_cast<int>(told / 8);
   const std::string rest =
       "phoned: " + std::to_string(kMany - printed) + " lines could not be printed\n0100000\n0100001\n0100002\n";
-  EXPECT_EQ(text.substr(told), rest) << "and every one that could is there";
+  EXPECT_EQ(text.substr(told), rest) << "all other lines arrive";
 }
 
 TEST_P(OutputTest, WaitsForNobodyWhoHasGone) {

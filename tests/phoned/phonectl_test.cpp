@@ -1,4 +1,4 @@
-// phonectl from outside: against phoned, and against a socket of the test that plays phoned.
+// phonectl, with phoned and with a socket that plays phoned.
 #include <gtest/gtest.h>
 #include <signal.h>
 
@@ -115,7 +115,7 @@ TEST_F(PhonectlTest, SaysWhatIsWrongWithItsCommandLine) {
   EXPECT_FALSE(server_.has_datagram());
 }
 
-// With three descriptors open from the start, the transcript takes one more, the pipes four.
+// Besides the three standard descriptors, the transcript takes one, and the pipes four.
 TEST_F(PhonectlTest, SaysWhatItCannotHave) {
   const TemporaryFile script("offhook 3");
   const struct {
@@ -214,7 +214,7 @@ TEST_F(PhonectlTest, StopsWhereAnAnswerIsMissing) {
   EXPECT_EQ(expecting.err(), "phonectl: script '-', line 1: expected '3 ready', got " + missing);
 }
 
-// An answer that nobody expected is not taken for that to the next command.
+// An unexpected answer does not count for the next command.
 TEST_F(PhonectlTest, ForgetsAnswersThatWereNotExpected) {
   Phonectl phonectl(server_, {"--script", "-"}, "offhook 3\ndial 3 110\nexpect 3 complete 110 110\n");
   server_.receive();

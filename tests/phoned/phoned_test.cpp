@@ -1,4 +1,4 @@
-// phoned from outside: the built program, real datagrams, real time.
+// The built phoned with real datagrams in real time.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -27,7 +27,7 @@ using support::UdpSocket;
 constexpr char kListening[] = "phoned: listening on port ";
 constexpr char kPlan[] = "110|112|11T|118xx|12|12x|0x.T|[2-9]xxx|*2x";
 
-// The number behind a text that stands somewhere in the output.
+// The number after a text in the output.
 uint16_t number_behind(const std::string& output, const std::string& text) {
   const size_t at = output.find(text);
   return at == std::string::npos ? 0 : static_cast<uint16_t>(std::stoul(output.substr(at + text.size())));
@@ -37,13 +37,13 @@ size_t count_lines(const std::string& text) {
   return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
-// A phoned that serves a port of its own.
+// A phoned on a port of its own.
 class Phoned : public Program {
  public:
   explicit Phoned(Arguments arguments, int out_fd = -1)
       : Program(PHONED, with_port(std::move(arguments)), "", out_fd) {}
 
-  // The port; 0 if phoned does not say it.
+  // The port; 0 if phoned does not print it.
   uint16_t port() const { return says(kListening) ? number_behind(out(), kListening) : uint16_t{0}; }
 
  private:
@@ -53,7 +53,7 @@ class Phoned : public Program {
   }
 };
 
-// No line runs out of time in these tests.
+// No time-out occurs in these tests.
 class PhonedTest : public ::testing::Test {
  protected:
   Phoned phoned_{{"--map", kPlan, "--interdigit", "60000"}};
@@ -108,7 +108,7 @@ TEST_F(PhonedTest, AnswersWhatMakesNoSenseAndGoesOn) {
   EXPECT_EQ(card_.ask("3 digit 0"), "error line 3 has its answer: 'onhook' comes first");
 }
 
-// Nobody can make phoned talk to itself, or to another one.
+// phoned must not answer itself, or another phoned, endlessly.
 TEST_F(PhonedTest, AnswersNothingThatIsEmptyOrAnAnswer) {
   for (const char* datagram : {"", "error", "error unknown line '900'", "3 ready", "  3  idle", "3 more 1",
                                "3 complete 110 110", "255 reject 12", "7000 idle"}) {
@@ -162,7 +162,7 @@ TEST_F(PhonedTest, AnswersAnyBytesWithOneHarmlessLine) {
   EXPECT_EQ(phoned_.exit_status(), 0);
 }
 
-// Datagrams that lie in the socket one behind the other must not become one on their way through the pipes.
+// Datagrams queued in the socket must stay separate in the pipes.
 TEST_F(PhonedTest, KeepsDatagramsApartThatComeInARow) {
   constexpr int kCount = 100;
   for (int line = 0; line < kCount; ++line) {
@@ -216,12 +216,12 @@ TEST(PhonedTime, TellsTheOutcomeToWhoeverDialledLast) {
   EXPECT_EQ(first.ask("3 offhook"), "3 ready");
   EXPECT_EQ(first.ask("3 digit 0"), "3 more 0");
   EXPECT_EQ(last.ask("3 digit 1"), "3 more 01");
-  EXPECT_EQ(first.ask("4 offhook"), "4 ready") << "the last to be answered before time runs out";
+  EXPECT_EQ(first.ask("4 offhook"), "4 ready") << "the last answer before the time-out";
   EXPECT_EQ(last.receive(), "3 complete 01 0x.T");
   EXPECT_FALSE(first.has_datagram());
 }
 
-// What is hung up says nothing any more. Line 4 dials later, so whatever line 3 had to say would come before.
+// A line that has hung up gets no more answers. Line 4 dials later, so an answer for line 3 would come first.
 TEST(PhonedTime, ForgetsTheDeadlineOfALineThatHangsUp) {
   const Phoned phoned({"--map", kPlan, "--interdigit", "1000"});
   UdpSocket card(phoned.port());
@@ -234,7 +234,7 @@ TEST(PhonedTime, ForgetsTheDeadlineOfALineThatHangsUp) {
 TEST(PhonedTime, ServesAllLinesAtOnce) {
   constexpr int kLines = 256;
   constexpr int kCards = 16;
-  // Long enough for all lines to have dialled before the first one's time is up.
+  // Long enough for all lines to dial before the first time-out.
   const Phoned phoned({"--map", kPlan, "--interdigit", Program::kIsEmulated ? "10000" : "6000"});
   std::vector<std::unique_ptr<UdpSocket>> cards;
   for (int i = 0; i < kCards; ++i) {
@@ -246,7 +246,7 @@ TEST(PhonedTime, ServesAllLinesAtOnce) {
     ASSERT_EQ(card_of(line).ask(number + " offhook"), number + " ready");
     ASSERT_EQ(card_of(line).ask(number + " digit 0"), number + " more 0");
   }
-  // Now a third goes on and so gets more time, a third hangs up, and the rest falls silent.
+  // Now a third of the lines dial on and so get more time, a third hang up, and the rest do nothing.
   std::map<std::string, int> expected;
   for (int line = 0; line < kLines; ++line) {
     const std::string number = std::to_string(line);
@@ -268,7 +268,7 @@ TEST(PhonedTime, ServesAllLinesAtOnce) {
   EXPECT_EQ(outcomes, expected);
 }
 
-// The sockets of a reactor come before its timers, and yet nobody who never stops talking can stop the timers.
+// A reactor serves sockets before timers, but a constant stream of datagrams must not stop the timers.
 TEST(PhonedTime, DeadlinesAreServedUnderAFlood) {
   const Phoned phoned({"--map", kPlan, "--interdigit", "50"});
   UdpSocket card(phoned.port());
@@ -284,7 +284,7 @@ TEST(PhonedTime, DeadlinesAreServedUnderAFlood) {
   EXPECT_EQ(card.receive(), "3 complete 0 0x.T");
 }
 
-// One who has been stopped serves what came in meanwhile before he looks at the time.
+// After SIGSTOP and SIGCONT, phoned serves the queued datagrams before its timers.
 TEST(PhonedTime, ADigitThatCameInTimeCountsAfterAStop) {
   const Phoned phoned({"--map", kPlan, "--interdigit", "1000"});
   UdpSocket card(phoned.port());
@@ -474,7 +474,7 @@ TEST(PhonedStart, RefusesAMapFileThatIsNoRegularFile) {
     EXPECT_EQ(phoned.exit_status(), 1);
     EXPECT_EQ(phoned.err(), "phoned: map file '" + path + "' cannot be read: is not a regular file\n");
   }
-  // A link to a plan is as good as the plan.
+  // A symbolic link to a plan works as well.
   const TemporaryFile plan("110\n");
   unlink(link.c_str());
   ASSERT_EQ(symlink(plan.path().c_str(), link.c_str()), 0);
@@ -485,7 +485,7 @@ TEST(PhonedStart, RefusesAMapFileThatIsNoRegularFile) {
   rmdir(directory.c_str());
 }
 
-// With three descriptors open from the start, the pipe of the signals takes two more, those of the channel four.
+// Besides the three standard descriptors, the pipe of the signals takes two, and those of the channel four.
 TEST(PhonedStart, SaysWhatItCannotHave) {
   const std::string too_many = std::strerror(EMFILE);
   const struct {
@@ -519,7 +519,7 @@ TEST(PhonedStart, ShowsHelpAndVersion) {
 
 // ---- the demonstration ----
 
-// The text between quotes behind "name=" in scripts/demo.
+// The quoted text after "name=" in scripts/demo.
 std::string setting_of_demo(const std::string& name) {
   const std::string text = TemporaryFile::content_of(DEMO);
   const size_t begin = text.find("\n" + name + "='") + name.size() + 3;

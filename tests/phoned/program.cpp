@@ -24,7 +24,7 @@ bool holds(const TemporaryFile& file, const std::string& text) {
   return comes_true([&] { return file.content().find(text) != std::string::npos; });
 }
 
-// Whatever this process has inherited stays here: a program starts with its three descriptors and no others.
+// Programs get only their three standard descriptors.
 void keep_descriptors_to_ourselves() {
   constexpr int kMost = 256;
   for (int fd = STDERR_FILENO + 1; fd < kMost; ++fd) {

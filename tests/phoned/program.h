@@ -1,4 +1,4 @@
-// Runs one of the built programs, and looks at it from outside.
+// Runs one of the built programs, and observes it.
 #ifndef TESTS_PHONED_PROGRAM_H
 #define TESTS_PHONED_PROGRAM_H
 
@@ -10,7 +10,7 @@
 
 namespace support {
 
-// A file that goes with its owner.
+// A file that is removed with its owner.
 class TemporaryFile {
  public:
   explicit TemporaryFile(const std::string& content = "");
@@ -28,31 +28,31 @@ class TemporaryFile {
   std::string path_;
 };
 
-// Asks again and again, until the answer is yes or patience is at its end. Returns false then.
+// Polls until the condition is true. Returns false after a timeout.
 bool comes_true(const std::function<bool()>& question);
 
-// A program that runs until it ends by itself or its owner goes, also by a signal (watcher.h). Nothing here waits for
-// longer than kPatience.
+// A program that runs until it exits or its owner ends, also by a signal (watcher.h). Nothing here waits for longer
+// than kPatience.
 class Program {
  public:
   static constexpr int kPatienceSeconds = 20;
 
-  // Whether the built programs run under an emulator, where most takes ten times as long: there a long test does with a
-  // part of its rounds.
+  // Whether the built programs run under an emulator, where most tests take ten times as long; long tests then run
+  // fewer rounds.
   static constexpr bool kIsEmulated = sizeof EMULATOR > 1;
   static constexpr int few_if_emulated(int rounds) { return kIsEmulated ? rounds / 10 : rounds; }
 
   using Arguments = std::vector<std::string>;
 
-  // What starts the command: the command itself, behind the emulator if its program is one that was built for another
-  // processor. Whoever hands a built program on to a native one, as shells are, asks for it; the constructor does.
+  // The words that start the command, including the emulator if the program was built for another processor. The
+  // constructor uses it, and so must tests that pass a built program to a native one such as a shell.
   static Arguments start_of(const Arguments& command);
 
-  // The shell, and what it must be told to run a program that cannot have more than so many descriptors.
+  // The shell, and its arguments to run a program with a limit of descriptors.
   static constexpr char kShell[] = "/bin/sh";
   static Arguments with_descriptors(int count, const Arguments& command);
 
-  // Standard output goes to the descriptor, if one is given.
+  // Standard output goes to the fd, if one is given.
   explicit Program(const std::string& path, const Arguments& arguments, const std::string& input = "", int out_fd = -1);
   ~Program();
   Program(const Program&) = delete;
@@ -64,15 +64,15 @@ class Program {
 
   pid_t pid() const { return pid_; }
 
-  // How many descriptors it has open.
+  // The number of its open descriptors.
   size_t descriptors() const;
 
-  // Waits until the program waits for something. Returns false if it does not stop doing something.
+  // Waits until the program sleeps. Returns false after a timeout.
   bool sleeps() const;
 
   void signal(int number) const;
 
-  // Waits for the end. Returns the exit status; -1 if the program was killed by a signal or did not end.
+  // Waits for the end. Returns the exit status; -1 if a signal killed the program, or it did not end.
   int exit_status();
 
   std::string out() const { return out_.content(); }

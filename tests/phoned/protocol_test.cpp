@@ -37,7 +37,7 @@ TEST(Protocol, ReadsEveryEvent) {
       {"3 digit D", Kind::kDial, 3, "D"},
       {"3 dial 1", Kind::kDial, 3, "1"},
       {"3 dial 0123456789ABCD#*", Kind::kDial, 3, "0123456789ABCD#*"},
-      // Blanks separate words, however many there are.
+      // Any number of blanks separates words.
       {"  3   dial   110  ", Kind::kDial, 3, "110"},
       {"003 onhook", Kind::kOnHook, 3, ""},
   };
@@ -80,7 +80,7 @@ TEST(Protocol, SaysWhatIsWrongWithADatagram) {
       {std::string("7\0offhook", 9), "byte 0 after '7' is not text: must be printable ASCII, without a line end"},
       {"\x7f", "byte 127 after '' is not text: must be printable ASCII, without a line end"},
       {"7 \xff", "byte 255 after '7 ' is not text: must be printable ASCII, without a line end"},
-      // What comes back is cut.
+      // The quotation is cut.
       {"7 " + long_word, "unknown word '" + std::string(40, 'y') + "...': " + events},
   };
   for (const auto& row : kCases) {
@@ -101,7 +101,7 @@ TEST(Protocol, AFrameLosesItsWordsFromTheFront) {
   EXPECT_EQ(take_word(frame), "");
   EXPECT_EQ(take_word(frame), "");
   EXPECT_EQ(frame.text(), "");
-  EXPECT_EQ(line, "3") << "what was taken off stays where it is";
+  EXPECT_EQ(line, "3") << "the parsed text is not modified";
 }
 
 TEST(Protocol, AFrameMayBeEmpty) {

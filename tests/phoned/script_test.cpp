@@ -24,7 +24,7 @@ TEST(Script, ReadsEveryCommand) {
       {"raw 3  dance", Step::Kind::kSend, "3  dance"},
       {"raw raw", Step::Kind::kSend, "raw"},
       {"expect 3 more 1", Step::Kind::kExpect, "3 more 1"},
-      // What phonectl cannot judge, phoned will.
+      // Leaves other mistakes to phoned.
       {"dial 300 xyz", Step::Kind::kSend, "300 dial xyz"},
   };
   for (const auto& row : kCases) {

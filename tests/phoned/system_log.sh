@@ -1,11 +1,11 @@
 #!/bin/sh
-# Runs phoned with a real system log daemon, both in a private world of mounts and processes, of which this script is
-# the first process: with its end, all of them end.
+# Runs phoned with a real system log daemon, both in private mount and process namespaces. This script is the first
+# process of these, so everything ends with it.
 #
 #     system_log.sh DIRECTORY RSYSLOGD PHONED OPTION...
 #
-# Prints phoned's process id and its output, and ends after phoned, when what phoned said last is in DIRECTORY/log. The
-# same lines are in DIRECTORY/traditional, DIRECTORY/iso and DIRECTORY/protocol, in the formats that rsyslog brings along.
+# Prints phoned's process id and its output, and exits after phoned, once its last line is in DIRECTORY/log. The same
+# lines are in DIRECTORY/traditional, DIRECTORY/iso and DIRECTORY/protocol, in the formats of rsyslog.
 set -eu
 directory=$1
 rsyslogd=$2
@@ -29,7 +29,7 @@ action(type="omfile" file="$directory/log" template="line")
 END
 "$rsyslogd" -n -f "$directory/rsyslog.conf" -i "$directory/rsyslogd.pid" >&2 &
 
-# Ten seconds for each of the two.
+# Waits up to ten seconds.
 await() {
   tries=0
   until "$@"; do

@@ -1,4 +1,4 @@
-// phoned with a real system log daemon. Needs rsyslog, and root for a mount namespace in which /dev/log is ours.
+// phoned with a real system log daemon. Needs rsyslog, and root for a mount namespace with our own /dev/log.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -25,7 +25,7 @@ bool can_have_a_world_of_its_own() {
   return Program(kUnshare, arguments).exit_status() == 0;
 }
 
-// The number behind a text that the program prints; 0 if it does not.
+// The number after a text that the program prints; 0 if it does not.
 unsigned long number_behind(const Program& program, const std::string& text) {
   if (!program.says(text)) {
     return 0;
@@ -39,7 +39,7 @@ TEST(SystemLog, GetsItsLines) {
     GTEST_SKIP() << "rsyslog is not installed";
   }
   if (geteuid() != 0 || access(kUnshare, X_OK) != 0 || !can_have_a_world_of_its_own()) {
-    GTEST_SKIP() << "no mount namespace to be had: this wants root";
+    GTEST_SKIP() << "needs root for a mount namespace";
   }
   std::string directory = "/tmp/phoned_log.XXXXXX";
   ASSERT_NE(mkdtemp(directory.data()), nullptr);
@@ -84,7 +84,7 @@ TEST(SystemLog, GetsItsLines) {
         "user.debug" + ident + "trace:Line   event '9 onhook'\n",
         "user.notice" + ident + "info:Console   line 'tr change Line 2'\n",
         "user.warning" + ident + "warning:Console   the line is too long: at most 255 bytes are allowed\n",
-        // phonectl's own log: the plain logger writes everything with the severity alert.
+        // phonectl's own log: the plain logger gives everything the severity alert.
         std::string("user.alert phonectl: trace:5 ready\n"),
         std::string("user.alert phonectl: trace:error unknown line '700': must be a number from 0 to 255\n"),
         "user.err" + ident + "error:Phoned: main.cpp:", "user.notice" + ident + "info:Phoned   farewell\n"}) {

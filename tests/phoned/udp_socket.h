@@ -1,4 +1,4 @@
-// A plain UDP socket on the loopback interface, without anything of the library.
+// A UDP socket on the loopback interface, independent of the library.
 #ifndef TESTS_PHONED_UDP_SOCKET_H
 #define TESTS_PHONED_UDP_SOCKET_H
 
@@ -9,10 +9,10 @@ namespace support {
 
 class UdpSocket {
  public:
-  // What receive() returns when nothing has come in time. No answer of phoned looks like that.
+  // The result of receive() after a timeout. No answer of phoned looks like it.
   static constexpr char kNothing[] = "(nothing)";
 
-  // Bound to any free port; talks to the port, if one is given.
+  // Binds to any free port, and connects to the port, if one is given.
   explicit UdpSocket(uint16_t peer_port = 0);
   ~UdpSocket();
   UdpSocket(const UdpSocket&) = delete;
@@ -22,13 +22,13 @@ class UdpSocket {
 
   void send(const std::string& datagram) const;
 
-  // The next datagram, whole; waits for it some seconds. Its sender is who the next one is sent to.
+  // The next datagram; waits for it for some seconds. send() goes to its sender from then on.
   std::string receive();
 
   // Sends and receives.
   std::string ask(const std::string& datagram);
 
-  // Tells whether a datagram is there already, or comes in the next milliseconds.
+  // Whether a datagram is available, or arrives within the next milliseconds.
   bool has_datagram() const { return has_datagram_within(0); }
   bool has_datagram_within(int milliseconds) const;
 

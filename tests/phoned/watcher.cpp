@@ -21,7 +21,7 @@ namespace {
 
 constexpr char kOwner[] = "PHONED_TESTS_OWNER";
 
-// Sends SIGKILL to everyone who has the entry in the environment that he was started with. Returns how many there were.
+// Sends SIGKILL to every process that was started with this entry in its environment. Returns their number.
 int kill_all_with(const std::string& entry) {
   int count = 0;
   std::error_code error;
@@ -40,7 +40,7 @@ int kill_all_with(const std::string& entry) {
   return count;
 }
 
-// One that forks just now may get through one round, but not through many.
+// A process that forks at this moment may survive one round, but not many.
 void kill_until_nobody_is_left(const std::string& entry) {
   constexpr int kRounds = 100;
   for (int round = 0; round < kRounds && kill_all_with(entry) > 0; ++round) {
@@ -57,13 +57,13 @@ void close_all_but(int kept) {
   }
 }
 
-// Goes on as a process that nobody ends together with the test program: no child of it, and in a session of its own.
+// Continues as a process that does not end with the test program: not its child, and in a session of its own.
 [[noreturn]] void watch(int pipe, const std::string& entry) {
   if (fork() != 0) {
     _exit(0);
   }
   setsid();
-  // Whoever waits for the end of the test program's output must not wait for the watcher too.
+  // Readers that wait for the end of the test program's output must not wait for the watcher as well.
   close_all_but(pipe);
   char byte = 0;
   while (read(pipe, &byte, 1) < 0) {
@@ -80,7 +80,7 @@ void watch_over_programs() {
     return;
   }
   owner = getpid();
-  // The end of this process closes the write end, and that is what the watcher waits for.
+  // When this process ends, the write end is closed, which the watcher waits for.
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) {
     throw std::runtime_error("no pipe for the watcher");

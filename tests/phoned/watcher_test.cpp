@@ -19,7 +19,7 @@ using support::TemporaryFile;
 constexpr char kPidFile[] = "/phoned.pid";
 constexpr char kSleeper[] = "/sleeper";
 
-// A test program that starts a daemon, tells its process id, and is killed before it can clean up.
+// A test program that starts a daemon, prints its process id, and is killed before it can clean up.
 [[noreturn]] void start_a_daemon_and_die(const std::string& run_dir) {
   const auto content_of = [&run_dir](const char* name) { return TemporaryFile::content_of(run_dir + name); };
   Program launcher(PHONED, {"--port", "0", "--run-dir", run_dir, "--map", "110"});
@@ -55,8 +55,8 @@ TEST(Watcher, KillsWhatATestProgramLeavesBehindThatWasKilled) {
   ASSERT_TRUE(WIFSIGNALED(status));
   EXPECT_TRUE(has_ended(TemporaryFile::content_of(run_dir + kPidFile))) << "the detached daemon";
   const std::string sleeper = TemporaryFile::content_of(run_dir + kSleeper);
-  EXPECT_TRUE(has_ended(sleeper.substr(0, sleeper.find('\n')))) << "what a child has started";
-  EXPECT_EQ(kill(mine.pid(), 0), 0) << "somebody else's";
+  EXPECT_TRUE(has_ended(sleeper.substr(0, sleeper.find('\n')))) << "a program that a child has started";
+  EXPECT_EQ(kill(mine.pid(), 0), 0) << "a program of another owner";
   std::filesystem::remove_all(run_dir);
 }
 
