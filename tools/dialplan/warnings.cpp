@@ -228,7 +228,7 @@ class Inspector {
            "parentheses mean nothing, and a bar in them separates whole patterns: must be written out, such as 0x|1x "
            "for (0|1)x");
     } else if (group.symbols > 1 && !is_at_end && text_[next] == '.') {
-      warn(next, group.pattern, "'.' repeats the one symbol before it, not what stands in parentheses");
+      warn(next, group.pattern, "'.' repeats only the symbol before it, not the parentheses");
     }
   }
 

@@ -54,7 +54,7 @@ TEST(DialplanWarnings, SayWhatIsMeantMostLikely) {
       {"((110|(112)))|( 1 ) 9", {}},
       {"(110|112", {"1 '(' is not closed: " + no_group}},
       {"110)|112", {"4 ')' has no '(' before it: " + no_group}},
-      {"(12).T", {"5 '.' repeats the one symbol before it, not what stands in parentheses"}},
+      {"(12).T", {"5 '.' repeats only the symbol before it, not the parentheses"}},
       {"0(x).T", {}},
       {"12T3", {"3 'T' applies to the whole pattern wherever it is: must be '123T', or two patterns"}},
       {"1Tx.T", {"2 'T' applies to the whole pattern wherever it is: must be '1x.T', or two patterns"}},
