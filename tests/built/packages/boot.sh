@@ -1,6 +1,6 @@
 #!/bin/sh
-# Process 1 on the overlay: makes the overlay its root, and becomes systemd. What would reach beyond the namespaces, such
-# as the clock, the kernel's modules and its settings, is out of reach.
+# Process 1 on the overlay: makes the overlay its root, and becomes systemd. It has no access beyond the namespaces,
+# such as to the clock, kernel modules and kernel settings.
 set -eu
 
 cd "$1"

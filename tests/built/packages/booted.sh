@@ -1,6 +1,5 @@
 #!/bin/sh
-# systemd starts this when it has started phoned by its unit. Leaves what it has seen in booted.log, and then how that
-# was in status.
+# systemd starts this after phoned's unit. Writes its output to booted.log, and the result to status.
 cd /packages || exit
 exec >booted.log 2>&1
 
@@ -29,12 +28,12 @@ expect active systemctl is-active phoned
 phoned=$(systemctl show --property MainPID --value phoned)
 expect phoned cat "/proc/$phoned/comm"
 expect "$phoned" cat /run/phoned/phoned.pid
-[ "$(stat --format=%u "/proc/$phoned")" -ge 61184 ] || fail 'the user is not one that systemd has made up'
+[ "$(stat --format=%u "/proc/$phoned")" -ge 61184 ] || fail 'the user is not a dynamic user of systemd'
 grep -E '^(NoNewPrivs|CapBnd|Seccomp):' "/proc/$phoned/status"
 expect 2 sed -n 's/^Seccomp:\t//p' "/proc/$phoned/status"
 expect 0000000000000000 sed -n 's/^CapBnd:\t//p' "/proc/$phoned/status"
 
-# All that phoned does works in there: datagrams, the console, a shell command, the masks.
+# Everything in phoned works: datagrams, the console, a shell command, the masks.
 expect '3 ready' phonectl offhook 3
 expect '3 complete 110 110' phonectl dial 3 110
 expect '3 idle' phonectl onhook 3
@@ -55,7 +54,7 @@ systemctl stop phoned || fail 'the unit does not stop'
 [ ! -e /run/phoned ] || fail 'the run directory is left behind'
 [ -s /var/lib/phoned/phoned.ini ] || fail 'the masks are lost'
 
-# A plan that cannot be read is seen by who starts the service.
+# With an invalid plan, starting the service fails.
 echo 1a >/etc/phoned/dialplan
 ! systemctl start phoned 2>/dev/null || fail 'phoned starts without a dial plan'
 await plan_is_refused
@@ -66,5 +65,5 @@ for path in /etc/phoned /run/phoned /var/lib/phoned /var/lib/private/phoned \
   /etc/systemd/system/multi-user.target.wants/phoned.service; do
   ! ls -d "$path" 2>/dev/null || fail "$path is left behind"
 done
-echo 'Purged, and nothing of it is left.'
+echo 'Purged without remains.'
 echo 0 >status

@@ -1,10 +1,10 @@
 #!/bin/sh
-# Installs the Debian packages that scripts/package has built, uses them, purges them, and looks for what they leave.
+# Installs the Debian packages from scripts/package, uses them, purges them, and checks that nothing is left.
 #
 #   check.sh [<directory with the packages>]
 #
-# Nothing happens to the machine: all of it happens in namespaces of its own, on top of the machine's files, where what
-# is written goes into memory. Needs root for that, or sudo.
+# Does not change the machine: runs in namespaces of its own, on an overlay that keeps changes in memory. Needs root for
+# that, or sudo.
 set -eu
 
 here=$(cd "$(dirname "$0")" && pwd)
@@ -16,9 +16,9 @@ fail() {
   exit 1
 }
 
-[ $# -le 1 ] || fail "unexpected word '$2'; the only one is a directory with packages"
+[ $# -le 1 ] || fail "unexpected argument '$2': must be only a directory with packages"
 for name in libuserlib1 libuserlib-dev userlib-doc phoned; do
-  ls "$packages/${name}_"*.deb >/dev/null 2>&1 || fail "there is no $name in '$packages': scripts/package builds it"
+  ls "$packages/${name}_"*.deb >/dev/null 2>&1 || fail "'$packages' has no $name: scripts/package builds it"
   ! dpkg-query -W "$name" >/dev/null 2>&1 || fail "$name is installed on this machine, so its files cannot be told apart"
 done
 if [ "$(id -u)" -ne 0 ]; then
@@ -30,7 +30,7 @@ work=$(mktemp -d)
 group=
 clean_up() {
   rmdir "$work"
-  # The last of systemd's processes may be about to end.
+  # The last processes of systemd may still be exiting.
   tries=0
   until [ -z "$group" ] || find "$group" -depth -type d -exec rmdir {} + 2>/dev/null || [ "$tries" -ge 100 ]; do
     tries=$((tries + 1))
@@ -45,7 +45,7 @@ in_namespaces() {
 
 in_namespaces "$here/isolate.sh" use "$packages" "$work"
 
-# systemd wants a group of processes of its own.
+# systemd needs a control group of its own.
 if [ "$(stat --file-system --format=%T "$cgroups" 2>/dev/null)" = cgroup2fs ]; then
   group=$cgroups/userlib-packages-$$
 elif [ -d "$cgroups/systemd" ]; then
@@ -53,7 +53,7 @@ elif [ -d "$cgroups/systemd" ]; then
 fi
 if [ -z "$group" ] || ! mkdir "$group" 2>/dev/null; then
   group=
-  printf '\nNot tried here: the unit under systemd itself, which would need a control group.\n'
+  printf '\nSkipped: the unit under systemd, which needs a control group.\n'
   exit 0
 fi
 (

@@ -1,10 +1,11 @@
 #!/bin/sh
-# What happens to the packages, seen from inside: installed, started as the unit says, used, built against, purged.
+# Runs inside the namespaces: installs the packages, starts phoned as its unit does, uses it, builds against the
+# library, and purges all.
 set -eu
 cd /tmp
 
 unit=/lib/systemd/system/phoned.service
-user=61234 # any that nobody has, as systemd would choose one
+user=61234 # an unused id, as systemd would choose
 console=/run/phoned/console
 pid_file=/run/phoned/phoned.pid
 patience=10
@@ -31,8 +32,8 @@ unit_value() {
   sed -n "s/^$1=//p" "$unit"
 }
 
-# Does what systemd does for the unit, as far as it is possible without: makes its directories, shows it a file system
-# that cannot be written to but for these, and runs the command line as an unprivileged user.
+# Does what systemd does for the unit as far as possible: makes its directories, makes the rest of the file system
+# read-only, and runs the command line as an unprivileged user.
 start_unit() {
   mkdir -p "/run/$(unit_value RuntimeDirectory)" "/var/lib/$(unit_value StateDirectory)"
   chown "$user:$user" "/run/$(unit_value RuntimeDirectory)" "/var/lib/$(unit_value StateDirectory)"
@@ -53,31 +54,31 @@ expect ' /etc/phoned/dialplan' sh -c "dpkg-query --show --showformat '\${Conffil
 [ -L /etc/systemd/system/multi-user.target.wants/phoned.service ] || fail 'the unit is not enabled'
 
 for page in 3/nuv_frame.3 3/NUV_Frame_swap.3 5/userlib-ini.5 7/userlib.7 8/phoned.8 8/phonectl.8; do
-  [ -e "/usr/share/man/man$page.gz" ] || fail "there is no manual page $page"
+  [ -e "/usr/share/man/man$page.gz" ] || fail "the manual page $page is missing"
 done
 
 heading 'Documentation'
 PYTHONDONTWRITEBYTECODE=1 python3 tools/check_links.py pages /usr/share/doc/userlib-doc || fail 'a link is broken'
-[ -s /usr/share/doc/userlib-doc/html/index.html ] || fail 'there is no reference in HTML'
+[ -s /usr/share/doc/userlib-doc/html/index.html ] || fail 'the HTML reference is missing'
 
 heading 'The unit'
 systemd-analyze verify --man=no "$unit" >verify.log 2>&1 || fail "$(cat verify.log)"
-! grep phoned verify.log || fail 'systemd has something to say about the unit'
+! grep phoned verify.log || fail 'systemd-analyze complains about the unit'
 systemd-analyze security --offline=true --no-pager --threshold=20 "$unit" | tail -n 1
 
 heading 'Start'
-# As systemd is, the parent of what is started here is process 1, from which a daemon of userlib does not detach.
-[ $$ -eq 1 ] || fail 'this is not process 1'
-[ "$(unit_value Type)" = forking ] || fail 'the unit is not what this test starts'
+# As under systemd, the parent of the programs is process 1, from which a daemon of userlib does not detach.
+[ $$ -eq 1 ] || fail 'must be process 1'
+[ "$(unit_value Type)" = forking ] || fail 'the type of the unit must be forking'
 start_unit
 [ "$(unit_value PIDFile)" = "$pid_file" ] || fail "the unit's pid file is $(unit_value PIDFile)"
-# The parent has left, and the daemon writes its own number over the parent's.
+# The parent has exited, and the daemon replaces the parent's pid.
 await pid_file_names_phoned
 phoned=$(cat "$pid_file")
 expect "$user" stat --format=%u "/proc/$phoned"
 second=0
 start_unit 2>refusal || second=$?
-[ "$second" -eq 1 ] || fail "a second one ends with $second"
+[ "$second" -eq 1 ] || fail "a second instance exits with $second"
 sed "s/process $phoned/process N/" refusal
 
 heading 'Use'
@@ -112,18 +113,18 @@ heading 'Build against the packages'
     2>warnings || fail "$(cat warnings)"
 }
 for daemon in c_shared cpp_shared c_static; do
-  ./$daemon >output || fail "$daemon ends with $?"
+  ./$daemon >output || fail "$daemon exits with $?"
   tail -n 1 output
 done
 cmake -G Ninja -S consumer -B with_cmake >cmake.log 2>&1 || fail "$(cat cmake.log)"
 cmake --build with_cmake >cmake.log 2>&1 || fail "$(cat cmake.log)"
 for daemon in with_cmake/*_daemon_*; do
-  "$daemon" >output || fail "$daemon ends with $?"
+  "$daemon" >output || fail "$daemon exits with $?"
 done
 cc -std=c99 /usr/share/doc/libuserlib-dev/examples/first_daemon.c -o first_daemon -luserlib
 ./first_daemon 2>&1 | grep -q 'must be the number of a free UDP port' || fail 'first_daemon fails'
 
-heading "A service of one's own"
+heading 'A new service'
 for option in '' --cxx; do
   rm -rf hello
   # shellcheck disable=SC2086  # a word or none
@@ -136,7 +137,7 @@ dpkg --remove phoned >remove.log 2>&1 || fail "$(cat remove.log)"
 grep -q 999 /etc/phoned/dialplan || fail "the operator's dial plan is lost"
 # shellcheck disable=SC2086  # words
 dpkg --purge $names >purge.log 2>&1 || fail "$(cat purge.log)"
-! grep -i warning purge.log || fail 'dpkg is not content'
+! grep -i warning purge.log || fail 'dpkg prints warnings'
 for name in $names; do
   ! dpkg-query -W "$name" 2>/dev/null | grep . || fail "dpkg still knows $name"
 done

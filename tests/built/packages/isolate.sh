@@ -1,8 +1,8 @@
 #!/bin/sh
-# Goes on in the namespaces that check.sh makes, on an overlay over the machine's files:
+# Runs in the namespaces that check.sh makes, on an overlay over the machine's files:
 #
-#   isolate.sh use <packages> <work>    uses the packages, and looks what they leave behind
-#   isolate.sh boot <packages> <work>   starts systemd, and phoned by its unit
+#   isolate.sh use <packages> <work>    uses the packages, and checks that nothing is left
+#   isolate.sh boot <packages> <work>   starts systemd, which starts phoned's unit
 set -eu
 
 mode=$1 packages=$2 work=$3
@@ -25,14 +25,14 @@ use_packages() {
   cp -R "$here/../consumer" "$here/inside.sh" "$here/steps.sh" "$here/../../../docs/tools" "$root/tmp"
   unshare --pid --fork --kill-child --mount-proc="$root/proc" chroot "$root" /tmp/inside.sh
 
-  # What the package manager writes about itself may stay.
+  # The package manager's own files may stay.
   (cd "$work/upper" && find . -mindepth 1) | sed 's/^\.//' | while read -r path; do
     case $path in
       /var/lib/dpkg/* | /var/lib/systemd/deb-systemd-helper-* | /var/log/* | /var/cache/* | /etc/ld.so.cache) ;;
       *) [ -d "$work/upper$path" ] && [ -d "$path" ] || echo "$path" ;;
     esac
   done >"$work/left"
-  # mount and the package manager have files of their own in /run.
+  # mount and the package manager have files in /run.
   find "$root/run" -mindepth 1 ! -path '*/run/mount*' ! -path '*/run/systemd*' | sed "s,^$root,," >>"$work/left"
   if [ -s "$work/left" ]; then
     echo 'packages: purged, but this is left behind or not as it was:' >&2
@@ -66,7 +66,7 @@ boot_systemd() {
     exit 1
   }
 
-  # systemd starts phoned, and then what looks at it.
+  # systemd starts phoned, and then the checks.
   mkdir "$root/packages" "$root/packages/old"
   cp "$here/booted.sh" "$here/boot.sh" "$here/steps.sh" "$root/packages"
   printf '%s\n' '[Unit]' 'Wants=phoned.service' 'After=phoned.service' \
@@ -80,13 +80,13 @@ boot_systemd() {
     tries=$((tries + 1))
     if [ "$tries" -gt 120 ] || ! kill -0 "$systemd"; then
       cat "$work/boot.log" "$root/packages/booted.log" >&2 || true
-      echo 'packages: systemd does not come to an end' >&2
+      echo 'packages: systemd does not finish' >&2
       exit 1
     fi
     sleep 1
   done
   cat "$root/packages/booted.log"
-  # unshare hears nothing else, and takes all of its processes along.
+  # unshare ignores other signals; all of its processes end with it.
   kill -KILL "$systemd"
   wait "$systemd" 2>/dev/null || true
   [ "$(cat "$root/packages/status")" = 0 ]

@@ -1,10 +1,10 @@
-# What the checks inside share. They define fail() themselves, and in $patience how many seconds to wait for anything.
+# Shared by the checks inside, which define fail(), and $patience, the seconds to wait for anything.
 
-# Runs a command and compares what it prints.
+# Runs a command and compares its output.
 expect() {
   wanted=$1
   shift
-  printed=$("$@" 2>&1) || fail "'$*' ends with $?: $printed"
+  printed=$("$@" 2>&1) || fail "'$*' exits with $?: $printed"
   [ "$printed" = "$wanted" ] || fail "'$*' prints '$printed', not '$wanted'"
   echo "$printed"
 }
@@ -14,7 +14,7 @@ await() {
   tries=0
   until "$@"; do
     tries=$((tries + 1))
-    [ "$tries" -le $((patience * 10)) ] || fail "waited in vain for: $*"
+    [ "$tries" -le $((patience * 10)) ] || fail "timed out waiting for: $*"
     sleep 0.1
   done
 }
