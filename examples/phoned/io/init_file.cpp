@@ -1,5 +1,6 @@
 // The command "tr save" on a flash whose power may fail.
 #include <cerrno>
+#include <cstdio>
 #include <filesystem>
 
 #include <fcntl.h>
