@@ -15,8 +15,8 @@
  * They are compiled into the daemon and made of operations of the reactor, with their limits and contracts. Delays are
  * normalised: 0 to 999999 microseconds. A timer never fires early. It is late by what the callbacks in front of it
  * take, and by what the timer callbacks of a turn take, which ages no timer, nor one that is set or armed again in one
- * of them; and by nothing else, even if the process was stopped. While the clock cannot be read, a delay counts from
- * the end of the last external cycle.
+ * of them; by what the system adds to a long wait; and by nothing else, even if the process was stopped. While the
+ * clock cannot be read, a delay counts from the end of the last external cycle.
  */
 #ifndef NUV_TIMER_H
 #define NUV_TIMER_H
