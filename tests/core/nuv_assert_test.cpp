@@ -50,7 +50,7 @@ std::vector<std::string> texts(const std::vector<SyslogLine>& lines) {
   return result;
 }
 
-// The default error handler comes with the library: this one runs before any other test of the file has installed one.
+// Runs before the other tests of this file install handlers, so it sees the handler that the library starts with.
 TEST(AssertDefaultHandler, WritesTheReportAndExitsWithMinusOne) {
   const ChildProcess child([] {
     const TimeZone zone("UTC0");
@@ -68,7 +68,7 @@ TEST(AssertDefaultHandler, WritesTheReportAndExitsWithMinusOne) {
   EXPECT_EQ(child.err(), "");
 }
 
-TEST(AssertDefaultHandler, EndsTheProcessWhateverTheClass) {
+TEST(AssertDefaultHandler, EndsTheProcessForEveryClass) {
   for (const uint32_t type : {NUV_ASSERT_NO_ERROR, NUV_ASSERT_RESOURCE}) {
     SCOPED_TRACE(type);
     const ChildProcess child([type] { NUV_Assert_failed(type, nullptr, 0, nullptr); });
@@ -76,7 +76,7 @@ TEST(AssertDefaultHandler, EndsTheProcessWhateverTheClass) {
   }
 }
 
-TEST(AssertDefaultHandler, IsBackAfterTheInstallationOfNull) {
+TEST(AssertDefaultHandler, IsRestoredByInstallingNull) {
   const ChildProcess child([] {
     NUV_Assert_setErrorHandler([](uint32_t, const char*, uint32_t, const char*) { _exit(7); });
     NUV_Assert_setErrorHandler(nullptr);
@@ -85,7 +85,7 @@ TEST(AssertDefaultHandler, IsBackAfterTheInstallationOfNull) {
   EXPECT_TRUE(child.has_exited(255)) << child.outcome();
 }
 
-TEST(AssertHandler, TheOneInstalledLastIsCalled) {
+TEST(AssertHandler, CallsTheOneInstalledLast) {
   const ChildProcess child([] {
     NUV_Assert_setErrorHandler([](uint32_t, const char*, uint32_t, const char*) { _exit(7); });
     NUV_Assert_setErrorHandler([](uint32_t, const char*, uint32_t, const char*) { _exit(8); });
@@ -94,17 +94,17 @@ TEST(AssertHandler, TheOneInstalledLastIsCalled) {
   EXPECT_TRUE(child.has_exited(8)) << child.outcome();
 }
 
-// Reports that go to the system log while a recorder stands in for the error handler.
+// Contract reports in the system log, with a recorder as the error handler.
 class AssertReportTest : public ::testing::Test {
  protected:
-  // The text that one failed contract writes, without what Sysloglevel puts in front of it.
+  // The text that one failed contract logs, without the prefix that Sysloglevel adds.
   std::string message_of(uint32_t type, const char* expression) {
     NUV_Assert_failed(type, "nuv_frame", 42, expression);
     contracts_.take();
     const std::vector<SyslogLine> lines = log_.take();
     const std::string prefix = "error: nuv_frame:42   ";
     if (lines.size() != 1 || lines[0].text.compare(0, prefix.size(), prefix) != 0) {
-      ADD_FAILURE() << "not one report of nuv_frame:42";
+      ADD_FAILURE() << "expected exactly one report of nuv_frame:42";
       return "";
     }
     return lines[0].text.substr(prefix.size());
@@ -114,8 +114,8 @@ class AssertReportTest : public ::testing::Test {
   ContractRecorder contracts_;
 };
 
-// The report is worth more than its time.
-TEST_F(AssertReportTest, IsWrittenWithoutAClock) {
+// A report is printed even if its time stamp cannot be computed.
+TEST_F(AssertReportTest, IsPrintedWhenTheClockFails) {
   const TimeZone zone;
   CapturedStdout console;
   for (const char* function : {"access", "gettimeofday", "localtime_r", "strftime"}) {
@@ -158,7 +158,7 @@ TEST_F(AssertReportTest, NamesTheClass) {
   }
 }
 
-TEST_F(AssertReportTest, ClassesHaveTheirNumbers) {
+TEST_F(AssertReportTest, ClassesHaveFixedNumbers) {
   EXPECT_EQ(NUV_ASSERT_NO_ERROR, 0U);
   EXPECT_EQ(NUV_ASSERT_REQUIRE, 1U);
   EXPECT_EQ(NUV_ASSERT_ENSURE, 2U);
@@ -182,7 +182,7 @@ TEST_F(AssertReportTest, PrintsTheBaseNameWhileTheHandlerGetsThePath) {
   EXPECT_EQ(texts(log_.take()), std::vector<std::string>{"error: nuv_frame:7   :ensure failed:x\n"});
 }
 
-// 256 bytes hold the message: ":check failed:" takes 14 of them, the newline one and the terminator one.
+// The message buffer has 256 bytes: 14 for ":check failed:", one for the newline and one for the terminator.
 TEST_F(AssertReportTest, IsCutTo255Characters) {
   const std::string prefix = ":check failed:";
   const struct {
@@ -210,11 +210,11 @@ TEST_F(AssertReportTest, HandlerGetsTheWholeTextOfALongReport) {
   EXPECT_EQ(contracts_.take(), (Reports{{NUV_ASSERT_CHECK, file, expression}}));
 }
 
-TEST_F(AssertReportTest, TakesPercentSignsAsTheyAre) {
+TEST_F(AssertReportTest, PrintsPercentSignsLiterally) {
   EXPECT_EQ(message_of(NUV_ASSERT_CHECK, "a % 2 == 0 %s%n%d"), ":check failed:a % 2 == 0 %s%n%d\n");
 }
 
-TEST_F(AssertReportTest, EmptyTextsAreTexts) {
+TEST_F(AssertReportTest, AcceptsEmptyTexts) {
   NUV_Assert_failed(NUV_ASSERT_CHECK, "", 0, "");
   EXPECT_EQ(contracts_.take(), (Reports{{NUV_ASSERT_CHECK, "", ""}}));
   EXPECT_EQ(texts(log_.take()), std::vector<std::string>{"error: :0   :check failed:\n"});
@@ -242,19 +242,19 @@ TEST_F(AssertReportTest, NullTextsReadAsEmptyAndReachTheHandlerAsNull) {
   }
 }
 
-// What a handler was called with, down to the pointers.
+// The arguments of a handler call; the pointers are compared, too.
 struct HandlerCall {
   uint32_t type;
   const char* file;
   uint32_t line;
   const char* expression;
-  size_t lines_before;  // what the log held when the handler began
+  size_t lines_before;  // log lines at the start of the handler
 };
 
 SyslogDouble* g_log = nullptr;
 std::vector<HandlerCall> g_calls;
 
-// Brings back the default handler, whatever the test installed.
+// Restores the default handler after each test.
 class AssertHandlerTest : public ::testing::Test {
  protected:
   AssertHandlerTest() {
@@ -267,7 +267,7 @@ class AssertHandlerTest : public ::testing::Test {
     g_calls.push_back({type, file, line, expression, g_log->take().size()});
   }
 
-  // Breaks a contract of its own the first time.
+  // Violates a contract itself on the first call.
   static void note_and_violate_once(uint32_t type, const char* file, uint32_t line, const char* expression) {
     note(type, file, line, expression);
     if (g_calls.size() == 1) {
@@ -316,7 +316,7 @@ TEST_F(AssertHandlerTest, MayViolateAContractItself) {
   EXPECT_STREQ(g_calls[1].file, "inner");
   EXPECT_STREQ(g_calls[1].expression, "inner text");
   EXPECT_EQ(g_calls[1].lines_before, 1U);
-  EXPECT_TRUE(log_.take().empty()) << "two failures make two lines";
+  EXPECT_TRUE(log_.take().empty()) << "two failures log two lines";
 }
 
 TEST_F(AssertHandlerTest, MayInstallAnother) {
@@ -324,7 +324,7 @@ TEST_F(AssertHandlerTest, MayInstallAnother) {
   NUV_Assert_failed(NUV_ASSERT_REQUIRE, "first", 1, "x");
   EXPECT_EQ(g_calls.size(), 1U);
   NUV_Assert_failed(NUV_ASSERT_REQUIRE, "second", 1, "x");
-  EXPECT_TRUE(g_calls.empty()) << "the new handler has forgotten the calls of the old one";
+  EXPECT_TRUE(g_calls.empty()) << "the new handler clears the recorded calls";
 }
 
 TEST(AssertFunctions, IsNullTellsNullFromOthers) {
@@ -334,7 +334,7 @@ TEST(AssertFunctions, IsNullTellsNullFromOthers) {
   EXPECT_EQ(is_null(""), 0);
 }
 
-TEST(AssertFunctions, IllegalBranchesGiveZero) {
+TEST(AssertFunctions, IllegalBranchesReturnZero) {
   EXPECT_EQ(illegal_else(), 0);
   EXPECT_EQ(illegal_default(), 0);
 }
@@ -373,7 +373,7 @@ TEST(AssertVersion, AcceptsTheSameMajorAndNoNewerMinor) {
   }
 }
 
-// The macros with which the library's sources check their contracts.
+// The macros that the library's sources use to check contracts.
 class ContractMacrosTest : public ::testing::Test {
  protected:
   ContractRecorder contracts_;
@@ -414,8 +414,8 @@ TEST_F(ContractMacrosTest, DoNothingWhileTheConditionHolds) {
   EXPECT_EQ(contracts_.take(), Reports{});
 }
 
-// Whether there is a blank between two tokens is part of the text, how many is not.
-TEST_F(ContractMacrosTest, KeepTheTextToTheBlank) {
+// The preprocessor keeps whether two tokens have white space between them, but not how much.
+TEST_F(ContractMacrosTest, KeepTheTextIncludingSpaces) {
   static const int* const a_this = nullptr;
   static const int i = 60;
   static const char path[] = "";
@@ -447,7 +447,7 @@ TEST_F(ContractMacrosTest, KeepTheTextToTheBlank) {
   }
 }
 
-// A text is taken where it is typed; expanding NULL or another macro first would change it.
+// The outermost macro stringizes its argument, before NULL or another macro in it is expanded.
 TEST_F(ContractMacrosTest, DoNotExpandMacrosInTheText) {
   const int* a_this = nullptr;
   const int number = 0;
@@ -461,7 +461,7 @@ TEST_F(ContractMacrosTest, DoNotExpandMacrosInTheText) {
                                         {NUV_ASSERT_RESOURCE, kFamily, "number == NUV_USERLIB_VERSION_MINOR"}}));
 }
 
-TEST_F(ContractMacrosTest, ReportAnotherTextThanTheConditionWhereAsked) {
+TEST_F(ContractMacrosTest, ReportAGivenTextInsteadOfTheCondition) {
   void (*const callback)() = nullptr;
   NUV_REQUIRE_TEXT(callback != nullptr, "((void *)0) != a_recvfunc");
   NUV_ENSURE_TEXT(twice(1, 1) == 2, "((void *)0) != result");
@@ -507,7 +507,7 @@ TEST_F(ContractMacrosTest, ReportTheLineTheyStandIn) {
   }
 }
 
-// One statement each: the else belongs to the if in front of it, with and without a failure.
+// The else belongs to the if before the macro, with and without a failure.
 TEST_F(ContractMacrosTest, AreOneStatementInAnIfWithoutBraces) {
   for (const bool is_checked : {true, false}) {
     SCOPED_TRACE(is_checked);
@@ -538,7 +538,7 @@ TEST_F(ContractMacrosTest, AreOneStatementInAnElseWithoutBraces) {
   }
 }
 
-TEST_F(ContractMacrosTest, GoOnBehindAHandlerThatReturns) {
+TEST_F(ContractMacrosTest, ContinueAfterAHandlerThatReturns) {
   bool went_on = false;
   [&] {
     NUV_REQUIRE(!went_on && 1 > 2);

@@ -1,4 +1,4 @@
-// Every check of the conversions, violated while the error handler returns.
+// Violates every contract of the conversions; the error handler returns.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -23,7 +23,7 @@ const Reports kNoDest = {require_report(kFile, kHasDest)};
 const Reports kNoSrc = {require_report(kFile, kHasSrc)};
 const Reports kNeither = {require_report(kFile, kHasDest), require_report(kFile, kHasSrc)};
 
-// One destination for each conversion, all bytes 0x5A, and the fields of a split.
+// A destination for each conversion, filled with 0x5A, and the fields of a split.
 struct Values {
   Values() { memset(this, 0x5A, sizeof *this); }
 
@@ -68,7 +68,7 @@ const Row kRows[] = {
     {"boolIntoNull", [](Values&) { EXPECT_EQ(NUV_Convert_bool(nullptr, "1"), 0); }, kNoDest},
     {"boolFromNull", [](Values& values) { EXPECT_EQ(NUV_Convert_bool(&values.flag, nullptr), 0); }, kNoSrc},
     {"boolOfNulls", [](Values&) { EXPECT_EQ(NUV_Convert_bool(nullptr, nullptr), 0); }, kNeither},
-    // The fields are cut and counted; only nobody gets their addresses.
+    // The fields are cut and counted, but their addresses are stored nowhere.
     {"splitIntoNull",
      [](Values&) {
        char text[] = "a,b,c";

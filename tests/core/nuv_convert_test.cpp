@@ -17,10 +17,10 @@ template <typename T>
 struct Case {
   const char* text;
   int32_t result;
-  T value;  // what the destination holds afterwards
+  T value;  // in the destination afterwards
 };
 
-// Converts every text of the table into a destination that holds kBefore first.
+// Converts each text of the table into a destination that starts as kBefore.
 template <typename T, T kBefore, size_t N>
 void expect_conversions(int32_t (*convert)(T*, const char*), const Case<T> (&cases)[N]) {
   for (const auto& row : cases) {
@@ -45,7 +45,7 @@ TEST(Convert, Uint16TakesDigitsBelow65536) {
       {"65536", 0, kBefore},
       {"99999", 0, kBefore},
       {"4294967295", 0, kBefore},
-      // The accumulator wraps before it is compared.
+      // The accumulator wraps before the comparison.
       {"4294967296", 1, 0},
       {"4295032831", 1, 65535},
       {"4295032832", 0, kBefore},
@@ -71,7 +71,7 @@ TEST(Convert, Uint16TakesDigitsBelow65536) {
   expect_conversions<uint16_t, kBefore>(NUV_Convert_uint16, kCases);
 }
 
-TEST(Convert, Uint32WrapsWhereTheNumberIsTooLarge) {
+TEST(Convert, Uint32WrapsIfTheNumberIsTooLarge) {
   constexpr uint32_t kBefore = 4711;
   const Case<uint32_t> kCases[] = {
       {"0", 1, 0},
@@ -113,14 +113,14 @@ TEST(Convert, Int16TakesOneSignAndOneLimitForEach) {
       {"2147483647", 0, kBefore},
       {"-2147483647", 0, kBefore},
       {"-2147483648", 0, kBefore},
-      // What has wrapped past the far end of the 32 bits is on the right side of the one limit that it is held against.
+      // These wrap in 32 bits and then pass the comparison, because only one limit is checked for each sign.
       {"2147483648", 1, 0},
       {"4294967295", 1, -1},
       {"4294967296", 1, 0},
       {"-4294967295", 1, 1},
       {"-2147483649", 1, -1},
       {"-4294934529", 1, 32767},
-      // A sign alone is a number, an empty text is none.
+      // A sign alone counts as a number; an empty text does not.
       {"-", 1, 0},
       {"+", 1, 0},
       {"  -", 1, 0},
@@ -139,7 +139,7 @@ TEST(Convert, Int16TakesOneSignAndOneLimitForEach) {
   expect_conversions<int16_t, kBefore>(NUV_Convert_int16, kCases);
 }
 
-TEST(Convert, Int32WrapsWhereTheNumberIsTooLarge) {
+TEST(Convert, Int32WrapsIfTheNumberIsTooLarge) {
   constexpr int32_t kBefore = 4711;
   const Case<int32_t> kCases[] = {
       {"0", 1, 0},
@@ -185,7 +185,7 @@ TEST(Convert, BoolTakesTheNumbers0And1) {
       {"true", 0, kBefore},
       {"false", 0, kBefore},
       {"x1", 0, kBefore},
-      // The number is read as scanf() does it: anything may follow, white space and a sign may go before.
+      // The number is read as by scanf(): white space and a sign may come first, anything may follow.
       {"1x", 1, 1},
       {"1 ", 1, 1},
       {"1 2", 1, 1},
@@ -203,7 +203,7 @@ TEST(Convert, BoolTakesTheNumbers0And1) {
   expect_conversions<uint8_t, kBefore>(NUV_Convert_bool, kCases);
 }
 
-// What a number past 32 bits is read as is up to the C library, and the same for both.
+// The C library decides how a number beyond 32 bits is read, here as in sscanf().
 TEST(Convert, BoolReadsLargeNumbersAsTheCLibraryDoes) {
   for (const char* text :
        {"4294967296", "4294967297", "-4294967295", "18446744073709551616", "99999999999999999999999"}) {
@@ -217,11 +217,11 @@ TEST(Convert, BoolReadsLargeNumbersAsTheCLibraryDoes) {
   }
 }
 
-TEST(Convert, StringTakesWhatStandsBetweenTheFirstTwoQuotes) {
+TEST(Convert, StringTakesTheTextBetweenTheFirstTwoQuotes) {
   const struct {
     const char* text;
     int32_t result;
-    std::string buffer;  // how the destination, 8 times '#', looks afterwards
+    std::string buffer;  // the destination afterwards; it starts as 8 times '#'
   } kCases[] = {
       {"\"ab\"", 1, std::string("ab\0#####", 8)},
       {"  \"ab c\" tail", 1, std::string("ab c\0###", 8)},
@@ -231,7 +231,7 @@ TEST(Convert, StringTakesWhatStandsBetweenTheFirstTwoQuotes) {
       {"\" a \"", 1, std::string(" a \0####", 8)},
       {"\"a\tb\nc\"", 1, std::string("a\tb\nc\0##", 8)},
       {"\"1234567\"", 1, std::string("1234567\0", 8)},
-      // The characters are there, their end is not.
+      // Without the closing quote, the characters are copied but not terminated.
       {"\"ab", 0, "ab######"},
       {"  \"ab ", 0, "ab #####"},
       {"\"", 0, "########"},
@@ -258,7 +258,7 @@ TEST(Convert, StringMayBeConvertedInPlace) {
   EXPECT_STREQ(text, "abcdefghijklmnop");
 }
 
-// A text that can be split, and the fields that were found in it, between pointers that must stay.
+// A writable text and the fields found in it, with guard pointers on both sides.
 class Split {
  public:
   Split(const std::string& text, uint32_t room, char separator)
@@ -267,7 +267,7 @@ class Split {
     count_ = NUV_Convert_split(fields_.data() + 1, room, text_.data(), separator);
     EXPECT_EQ(fields_.front(), guard_);
     for (uint32_t i = count_ + 1; i < fields_.size(); ++i) {
-      EXPECT_EQ(fields_[i], guard_) << "only what is counted is stored";
+      EXPECT_EQ(fields_[i], guard_) << "stores no more than it counts";
     }
   }
 

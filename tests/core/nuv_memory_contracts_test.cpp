@@ -1,4 +1,4 @@
-// Every check of the memory block, violated while the error handler returns.
+// Violates every contract of the memory block; the error handler returns.
 #include <gtest/gtest.h>
 
 #include <utility>
@@ -28,7 +28,7 @@ const Report kNoMemory = {NUV_ASSERT_NULL_POINTER, kFile, "NULL != a_this->m_pAd
 
 const Report kNoFree = ensure_report(kFile, "((void *)0) != a_this->m_pFree");
 
-// A block that is not from the hook, and the function that gives it back: writes down what it is called with.
+// A block that does not come from the hook, and its free function, which records its arguments.
 using Released = std::vector<std::pair<void*, uint32_t>>;
 Released g_released;
 uint8_t g_block[4];
@@ -43,7 +43,7 @@ void expect_fields(const Memory& memory, const void* address, uint32_t size, NUV
   EXPECT_EQ(memory.m_pFree, free);
 }
 
-// An address so many bytes further on, wherever that is.
+// Pointer arithmetic that may leave the block.
 uint8_t* behind(const void* address, uint32_t offset) {
   return reinterpret_cast<uint8_t*>(reinterpret_cast<uintptr_t>(address) + offset);
 }
@@ -62,7 +62,7 @@ class MemoryContracts : public ::testing::TestWithParam<Row> {
     NUV_Memory_construct(&memory_, 8);
   }
 
-  // Whatever became of the handle: it can be read, exchanged, takes a new block, and gives that back.
+  // Whatever happened to the handle, it can be read, swapped, given a new block and destructed.
   void expect_harmless() {
     EXPECT_EQ(NUV_Memory_get(&memory_, NUV_Memory_size(&memory_), 0), NUV_Memory_begin(&memory_));
     EXPECT_EQ(NUV_Memory_end(&memory_), behind(memory_.m_pAddr, memory_.m_uSize));
@@ -89,7 +89,7 @@ TEST_P(MemoryContracts, AreReportedAndCarriedOn) {
   expect_harmless();
 }
 
-// The handle's block is given back first, because construct and set forget what it holds.
+// Frees the handle's block first, because construct and set overwrite the handle without freeing.
 void construct_anew(Memory& memory, uint32_t size) {
   NUV_Memory_destruct(&memory);
   EXPECT_EQ(NUV_Memory_construct(&memory, size), 1);
@@ -110,7 +110,7 @@ const Row kRows[] = {
        expect_fields(memory, nullptr, 8, CountingAllocator::release);
      },
      {kNoMemory, ensure_report(kFile, kAgreeMade)}},
-    // Each half of the hook is stored, and reported again where a block is made with it.
+    // Each null half of the hook is stored, and reported again when a block is made with it.
     {"constructWithoutAFunctionThatAllocates",
      [](Memory& memory) {
        NUV_installMemoryManager(nullptr, write_down);
@@ -134,7 +134,7 @@ const Row kRows[] = {
        use_the_usual_hook();
        EXPECT_NE(memory.m_pAddr, nullptr);
        expect_fields(memory, memory.m_pAddr, 8, nullptr);
-       CountingAllocator::release(memory.m_pAddr, 8);  // nobody else will
+       CountingAllocator::release(memory.m_pAddr, 8);  // the handle has no free function
      },
      {require_report(kFile, "0 != a_free"), kNoFree}},
     {"constructNothingWithoutAFunctionThatFrees",
@@ -187,7 +187,7 @@ const Row kRows[] = {
        expect_fields(memory, before.m_pAddr, 8, before.m_pFree);
      },
      {require_report(kFile, "0 != a_src")}},
-    // As from an empty handle.
+    // Same as moving from an empty handle.
     {"moveFromNull",
      [](Memory& memory) {
        NUV_Memory_move(&memory, nullptr);
@@ -206,8 +206,8 @@ const Row kRows[] = {
 
 INSTANTIATE_TEST_SUITE_P(All, MemoryContracts, ::testing::ValuesIn(kRows), support::kNameOfRow);
 
-// Whatever was stored comes back as it is, if anybody knows how to give it back.
-TEST_F(MemoryContracts, AnOddBlockIsGivenBackAsItWasSet) {
+// The free function, if any, gets the address and size that were set, even if they make no sense.
+TEST_F(MemoryContracts, AnInvalidBlockIsFreedAsItWasSet) {
   const struct {
     void* address;
     uint32_t size;
@@ -237,7 +237,7 @@ TEST_F(MemoryContracts, AnOddBlockIsGivenBackAsItWasSet) {
   }
 }
 
-TEST_F(MemoryContracts, GetAnswersAddressPlusOffsetWhereverThatIs) {
+TEST_F(MemoryContracts, GetReturnsAddressPlusOffsetEvenOutsideTheBlock) {
   uint8_t* block = memory_.m_pAddr;
   const struct {
     const char* name;
@@ -249,7 +249,7 @@ TEST_F(MemoryContracts, GetAnswersAddressPlusOffsetWhereverThatIs) {
       {"a byte at the end", 1, 8},
       {"nothing behind the end", 0, 9},
       {"a byte behind the end", 1, 9},
-      // Sums that wrap to something small.
+      // Sums that wrap to a small number.
       {"a size that wraps to 0", 0xFFFFFFFF, 1},
       {"a size that wraps to the end", 0xFFFFFFFF, 8},
       {"an offset that wraps to 0", 1, 0xFFFFFFFF},
@@ -278,8 +278,8 @@ TEST_F(MemoryContracts, GetCountsFromNullInAnEmptyHandle) {
   NUV_Memory_destruct(&memory_);
 }
 
-// A size without an address has room as far as the size says.
-TEST_F(MemoryContracts, GetGoesBySizeAlone) {
+// The bounds check uses the size even if the address is null.
+TEST_F(MemoryContracts, GetChecksTheSizeAlone) {
   NUV_Memory_destruct(&memory_);
   NUV_Memory_set(&memory_, nullptr, 8, write_down);
   contracts_.take();
@@ -299,8 +299,8 @@ TEST(MemoryContractsNull, EveryOperationReportsANullHandle) {
                                                    {"set", [] { NUV_Memory_set(nullptr, nullptr, 1, nullptr); }},
                                                    {"swap", [] { NUV_Memory_swap(nullptr, nullptr); }},
                                                    {"move", [] { NUV_Memory_move(nullptr, nullptr); }}});
-  EXPECT_EQ(lines.size(), 8U) << "each operation has a check of its own";
-  // The one that writes it in full.
+  EXPECT_EQ(lines.size(), 8U) << "one report for each operation";
+  // This one spells the condition differently.
   support::expect_null_reports(kFile, "((void *)0) != a_this", {{"get", [] { NUV_Memory_get(nullptr, 1, 1); }}});
 }
 

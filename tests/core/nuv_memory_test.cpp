@@ -35,7 +35,7 @@ testing::AssertionResult is_empty(const Memory& memory) {
   return memory.m_pFree != nullptr ? testing::AssertionSuccess() : testing::AssertionFailure() << "no free function";
 }
 
-// A free function of a test's own, for blocks that are not from the hook: writes down what it is called with.
+// A free function for blocks that do not come from the hook; it records its arguments.
 using Released = std::vector<std::pair<void*, uint32_t>>;
 Released g_released;
 
@@ -50,15 +50,15 @@ class MemoryTest : public ::testing::Test {
   ContractRecorder contracts_;
 };
 
-// Looks at the functions that are there from the start, when it runs in a process of its own as under CTest. After
-// tests with an allocator it sees the pair that those put back.
+// Under CTest this runs in its own process and tests the default hook. After tests that install an allocator, it tests
+// the pair that they restore.
 TEST_F(MemoryTest, TakesBlocksFromMallocUnlessToldOtherwise) {
   const int calls = each_fault("malloc", {ENOMEM}, [this](Fault& fault) {
     Memory memory;
     EXPECT_EQ(fault.during([&] { return NUV_Memory_construct(&memory, 100); }), 1);
     EXPECT_EQ(contracts_.take(), fault.has_struck() ? kNoMemory : Reports{});
     EXPECT_EQ(memory.m_pAddr == nullptr, fault.has_struck());
-    EXPECT_EQ(memory.m_uSize, 100U) << "with or without memory";
+    EXPECT_EQ(memory.m_uSize, 100U) << "even without memory";
     NUV_Memory_destruct(&memory);
 
     EXPECT_EQ(NUV_Memory_construct(&memory, 100), 1);
@@ -70,7 +70,7 @@ TEST_F(MemoryTest, TakesBlocksFromMallocUnlessToldOtherwise) {
   EXPECT_EQ(calls, 1);
 }
 
-TEST_F(MemoryTest, GivesBlocksBackAsTheyWereMade) {
+TEST_F(MemoryTest, FreesBlocksAsTheyWereAllocated) {
   Memory before;
   NUV_Memory_construct(&before, 10);
   {
@@ -97,7 +97,7 @@ TEST_F(MemoryTest, BlocksOutliveAChangeOfTheHook) {
   NUV_installMemoryManager(CountingAllocator::allocate, CountingAllocator::release);
 }
 
-TEST_F(MemoryTest, OwnsABlockOfAnySize) {
+TEST_F(MemoryTest, AllocatesABlockOfAnySize) {
   CountingAllocator allocator;
   for (const uint32_t size : {1U, 2U, 255U, 256U, 65537U}) {
     SCOPED_TRACE(size);
@@ -107,7 +107,7 @@ TEST_F(MemoryTest, OwnsABlockOfAnySize) {
     EXPECT_EQ(NUV_Memory_size(&memory), size);
     EXPECT_EQ(NUV_Memory_begin(&memory), memory.m_pAddr);
     EXPECT_EQ(NUV_Memory_end(&memory), memory.m_pAddr + size);
-    EXPECT_EQ(memory.m_pAddr[0], CountingAllocator::kPattern) << "the block is left as the hook gave it";
+    EXPECT_EQ(memory.m_pAddr[0], CountingAllocator::kPattern) << "construct does not write to the block";
     EXPECT_EQ(memory.m_pAddr[size - 1], CountingAllocator::kPattern);
     NUV_Memory_destruct(&memory);
   }
@@ -126,7 +126,7 @@ TEST_F(MemoryTest, IsEmptyWithSizeZero) {
   EXPECT_EQ(NUV_Memory_get(&memory, 0, 0), nullptr);
   EXPECT_EQ(allocator.allocations(), 0);
   NUV_Memory_destruct(&memory);
-  EXPECT_EQ(allocator.empty_releases(), 1) << "an empty handle calls its free function too";
+  EXPECT_EQ(allocator.empty_releases(), 1) << "an empty handle calls its free function, too";
 }
 
 TEST_F(MemoryTest, KeepsItsFieldsWhenItIsDestructed) {
@@ -149,7 +149,7 @@ TEST_F(MemoryTest, TakesOverABlockFromElsewhere) {
   EXPECT_EQ(memory.m_uSize, 8U);
   EXPECT_EQ(memory.m_pFree, write_down);
   EXPECT_EQ(NUV_Memory_set(&memory, nullptr, 0, write_down), 1);
-  EXPECT_EQ(g_released, Released{}) << "what the handle held is forgotten, not freed";
+  EXPECT_EQ(g_released, Released{}) << "set does not free the former block";
   EXPECT_TRUE(is_empty(memory));
   NUV_Memory_destruct(&memory);
   EXPECT_EQ(g_released, (Released{{nullptr, 0}}));
@@ -181,7 +181,7 @@ TEST_F(MemoryTest, SwapsAllFields) {
   EXPECT_EQ(g_released, (Released{{block, 4}}));
 }
 
-TEST_F(MemoryTest, MovesABlockAndGivesTheOldOneBackItsOwnWay) {
+TEST_F(MemoryTest, MovesABlockAndFreesTheOldOneWithItsOwnFunction) {
   CountingAllocator allocator;
   uint8_t old_block[4];
   Memory target;
@@ -195,7 +195,7 @@ TEST_F(MemoryTest, MovesABlockAndGivesTheOldOneBackItsOwnWay) {
   EXPECT_EQ(target.m_uSize, 9U);
   EXPECT_EQ(target.m_pFree, CountingAllocator::release);
   EXPECT_TRUE(is_empty(source));
-  EXPECT_EQ(source.m_pFree, CountingAllocator::release) << "the free function of today's hook";
+  EXPECT_EQ(source.m_pFree, CountingAllocator::release) << "the free function of the current hook";
   EXPECT_EQ(g_released, (Released{{old_block, 4}}));
   EXPECT_EQ(allocator.releases(), 0);
 
@@ -231,7 +231,7 @@ TEST_F(MemoryTest, LosesItsBlockWhenMovedOntoItself) {
   NUV_Memory_destruct(&memory);
 }
 
-TEST_F(MemoryTest, GivesPiecesUpToItsEnd) {
+TEST_F(MemoryTest, ReturnsPiecesUpToItsEnd) {
   uint8_t block[8];
   Memory memory;
   NUV_Memory_set(&memory, block, sizeof block, write_down);

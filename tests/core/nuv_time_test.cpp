@@ -13,7 +13,7 @@
 #include "doubles/fault_loop.h"
 #include "doubles/time_zone.h"
 
-// For the comparisons below; both fields count, nothing is normalised.
+// Compares both fields without normalising them.
 static bool operator==(const timeval& a, const timeval& b) {
   return a.tv_sec == b.tv_sec && a.tv_usec == b.tv_usec;
 }
@@ -74,7 +74,7 @@ TEST(TimeTickCount, IsTheMonotonicClockInMilliseconds) {
       {{4294967, 296000}, 0},
       {{4294967, 306000}, 10},
       {{4294968, 0}, 704},
-      // More seconds than milliseconds fit: the product wraps, not the clock.
+      // The clock is in range, but its product with 1000 wraps.
       {{2000000000, 7000}, 2840207367},
   };
   for (const auto& row : kCases) {
@@ -116,11 +116,11 @@ TEST(TimeAbsolute, IsTheMonotonicClockInMicroseconds) {
     clock.set(row.now, row.nanoseconds);
     timeval time = {-1, -1};
     EXPECT_EQ(nuv_gettimeofday_absolute(&time), 0);
-    EXPECT_EQ(time, row.now) << "nanoseconds are cut off";
+    EXPECT_EQ(time, row.now) << "nanoseconds are truncated";
   }
 }
 
-// Without a double in between: it is the system's monotonic clock and no other.
+// Uses no double, to prove that this is the system's monotonic clock.
 TEST(TimeAbsolute, LiesBetweenTwoReadingsOfTheSystem) {
   timespec before = {};
   timespec after = {};
@@ -149,7 +149,7 @@ TEST(TimeGetTime, IsTheWallClockInMicroseconds) {
   }
 }
 
-TEST(TimeGmTime, IsNowInUtcWhateverTheZone) {
+TEST(TimeGmTime, IsNowInUtcInAnyZone) {
   const TimeZone zone("EST5");
   FakeClock clock;
   clock.set_wall({utc(2024, 7, 1, 12, 30, 59), 999999});
@@ -164,7 +164,7 @@ TEST(TimeGmTime, IsNowInUtcWhateverTheZone) {
   EXPECT_EQ(time->tm_wday, 1);
   EXPECT_EQ(time->tm_yday, 182);
   EXPECT_EQ(time->tm_isdst, 0);
-  EXPECT_EQ(TimeZone::current(), "EST5") << "UTC needs no rule";
+  EXPECT_EQ(TimeZone::current(), "EST5") << "UTC does not set the rule";
 }
 
 TEST(TimeGmTime, IsTheRecordOfTheCLibrary) {
@@ -226,8 +226,8 @@ TEST(TimeLocalTimeSeconds, PutTheRuleIntoTheEnvironment) {
   }
 }
 
-// Summer time begins on the last Sunday of March at 02:00 and ends on the last Sunday of October at 03:00, both at
-// 01:00 UTC.
+// Summer time begins on the last Sunday of March at 02:00 and ends on the last Sunday of October at 03:00, both 01:00
+// UTC.
 TEST(TimeLocalTimeSeconds, LetLaterConversionsFollowTheRule) {
   const TimeZone zone("UTC0");
   NUV_localTime(nullptr);
@@ -242,7 +242,7 @@ TEST(TimeLocalTimeSeconds, LetLaterConversionsFollowTheRule) {
       {utc(2024, 7, 15, 12, 0, 0), "2024-07-15 14:00:00 MESZ", 1},
       {utc(2024, 10, 27, 0, 59, 59), "2024-10-27 02:59:59 MESZ", 1},
       {utc(2024, 10, 27, 1, 0, 0), "2024-10-27 02:00:00 MEZ", 0},
-      // The last Sunday may be the 25th as well as the 31st.
+      // The last Sunday is the 25th at the earliest and the 31st at the latest.
       {utc(2018, 3, 25, 0, 59, 59), "2018-03-25 01:59:59 MEZ", 0},
       {utc(2018, 3, 25, 1, 0, 0), "2018-03-25 03:00:00 MESZ", 1},
       {utc(2021, 10, 31, 0, 59, 59), "2021-10-31 02:59:59 MESZ", 1},
@@ -257,7 +257,6 @@ TEST(TimeLocalTimeSeconds, LetLaterConversionsFollowTheRule) {
   }
 }
 
-// One row of a table of sums or differences.
 struct Arithmetic {
   const char* name;
   timeval a;
@@ -342,11 +341,11 @@ TEST(TimeTimevalDec, SubtractsBothParts) {
       {"seconds wrap upwards", {kMaxSeconds, 0}, {-1, 0}, {kMinSeconds, 0}},
       {"borrowed seconds wrap", {0, 0}, {kMaxSeconds, 1}, {kMinSeconds, 999999}},
       {"carried seconds wrap", {0, 1000001}, {kMinSeconds, 0}, {kMinSeconds + 1, 1}},
-      {"all microseconds off nothing",
+      {"all microseconds subtracted from zero",
        {0, 0},
        {0, kMaxMicroseconds},
        {-(kMaxMicroseconds / 1000000) - 1, 1000000 - kMaxMicroseconds % 1000000}},
-      {"nothing off all microseconds",
+      {"zero subtracted from all microseconds",
        {0, kMaxMicroseconds},
        {0, 0},
        {kMaxMicroseconds / 1000000, kMaxMicroseconds % 1000000}},
@@ -363,7 +362,7 @@ TEST(TimeTimevalDec, SubtractsBothParts) {
   }
 }
 
-TEST(TimeTimevalDec, TakesATimeOffItself) {
+TEST(TimeTimevalDec, SubtractsATimeFromItself) {
   timeval time = {7, 999999};
   NUV_timeval_dec(&time, &time);
   EXPECT_EQ(time, (timeval{0, 0}));
@@ -396,7 +395,7 @@ TEST(TimeTimevalCmp, ComparesSecondsBeforeMicroseconds) {
       {{-1, 999999}, {0, 0}, -1},
       {{-2, 0}, {-1, 0}, -1},
       {{0, -1}, {0, 0}, -1},
-      // Nothing is normalised first.
+      // The operands are not normalised.
       {{1, 0}, {0, 1000000}, 1},
       {{1, 0}, {0, 5000000}, 1},
       {{0, 1000000}, {0, 999999}, 1},
@@ -413,8 +412,8 @@ TEST(TimeTimevalCmp, ComparesSecondsBeforeMicroseconds) {
 
 // --- Calls that fail ---
 
-// No caller can tell the error from a count.
-TEST(TimeFaults, TheTickCountOfAFailingClockIsTheError) {
+// Callers cannot tell the error from a count.
+TEST(TimeFaults, TickCountOfAFailingClockIsTheError) {
   FakeClock clock;
   const int reads = each_fault("clock_gettime", {EPERM, EINVAL, EINTR}, [](Fault& fault) {
     const uint32_t ticks = fault.during(NUV_GetTickCount);
@@ -424,7 +423,7 @@ TEST(TimeFaults, TheTickCountOfAFailingClockIsTheError) {
   EXPECT_EQ(reads, 1);
 }
 
-TEST(TimeFaults, AFailingClockLeavesTheTimeAlone) {
+TEST(TimeFaults, AFailingClockLeavesTheTimeUnchanged) {
   FakeClock clock;
   const int reads = each_fault("clock_gettime", {EPERM, EINVAL, EINTR}, [](Fault& fault) {
     timeval time = {-7, 1234567};
@@ -437,7 +436,7 @@ TEST(TimeFaults, AFailingClockLeavesTheTimeAlone) {
   EXPECT_EQ(reads, 1);
 }
 
-TEST(TimeFaults, TheStampOfAFailingClockIsZero) {
+TEST(TimeFaults, GetTimeWithAFailingClockReturnsZero) {
   FakeClock clock;
   clock.set_wall({1, 2});
   const int reads = each_fault("gettimeofday", {EFAULT, EPERM}, [](Fault& fault) {
@@ -448,29 +447,29 @@ TEST(TimeFaults, TheStampOfAFailingClockIsZero) {
   EXPECT_EQ(reads, 1);
 }
 
-// What the C library calls the zone of gmtime(): GMT or UTC.
+// The C library's name for the zone of gmtime(): GMT or UTC.
 std::string name_of_utc() {
   const time_t then = 0;
   char name[8];
   return strftime(name, sizeof name, " %Z", gmtime(&then)) > 0 ? name : "";
 }
 
-// What the C library says is passed on: -1 for a time, null for one that cannot be broken down.
-TEST(TimeFaults, PassOnWhatTheCLibrarySays) {
+// A failed time() counts as the time -1; a null pointer from gmtime() or localtime() is returned.
+TEST(TimeFaults, PassOnTheResultsOfTheCLibrary) {
   FakeClock clock;
   clock.set_wall({utc(2024, 7, 1, 12, 30, 59), 0});
   const std::string utc_name = name_of_utc();
   const struct {
     const char* function;
     tm* (*now)();
-    std::string before;  // what becomes of the time -1
+    std::string before;  // result of the call that fails
     std::string after;
   } kCases[] = {
       {"time", NUV_getGMTime, "1969-12-31 23:59:59" + utc_name, "2024-07-01 12:30:59" + utc_name},
       {"gmtime", NUV_getGMTime, "null", "2024-07-01 12:30:59" + utc_name},
       {"time", NUV_getLocalTime, "1970-01-01 00:59:59 MEZ", "2024-07-01 14:30:59 MESZ"},
       {"localtime", NUV_getLocalTime, "null", "2024-07-01 14:30:59 MESZ"},
-      // Where there is no room for the rule, the zone is the one that was there before.
+      // If the rule cannot be set, the former zone stays in force.
       {"putenv", NUV_getLocalTime, "2024-07-01 07:30:59 EST", "2024-07-01 14:30:59 MESZ"},
   };
   for (const auto& row : kCases) {
@@ -486,7 +485,7 @@ TEST(TimeFaults, PassOnWhatTheCLibrarySays) {
   }
 }
 
-TEST(TimeFaults, TheSecondsOfAFailingClockAreMinusOne) {
+TEST(TimeFaults, SecondsOfAFailingClockAreMinusOne) {
   FakeClock clock;
   clock.set_wall({1234567890, 0});
   const int reads = each_fault("time", {EOVERFLOW, EFAULT}, [](Fault& fault) {
@@ -495,7 +494,7 @@ TEST(TimeFaults, TheSecondsOfAFailingClockAreMinusOne) {
     const time_t seconds = fault.during([&] { return NUV_localTime(&stored); });
     EXPECT_EQ(seconds, fault.has_struck() ? -1 : 1234567890);
     EXPECT_EQ(stored, fault.has_struck() ? -7 : 1234567890);
-    EXPECT_EQ(TimeZone::current(), kRule) << "the rule is in force all the same";
+    EXPECT_EQ(TimeZone::current(), kRule) << "the rule is set anyway";
     EXPECT_EQ(NUV_localTime(nullptr), 1234567890);
   });
   EXPECT_EQ(reads, 1);

@@ -1,4 +1,4 @@
-// Every check of the utilities, violated while the error handler returns.
+// Violates every contract of the utilities; the error handler returns.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -56,7 +56,7 @@ const Row kRows[] = {
     {"pidFromANullName",
      [](InputStream&) { EXPECT_EQ(NUV_Utility_get_pid_from_file(nullptr), 0); },
      {require_report(kFile, "((void *)0) != pidfile"), require_report(kFile, kHasName)}},
-    // The process group of the caller: someone is always there.
+    // Pid 0 is the caller's process group, which always exists.
     {"existenceOfPid0",
      [](InputStream&) { EXPECT_EQ(NUV_Utility_test_pid_exists(0), 1); },
      {require_report(kFile, "0 != pid")}},

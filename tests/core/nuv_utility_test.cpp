@@ -76,7 +76,7 @@ TEST(Utility, ExtensionFollowsTheLastDot) {
   }
   EXPECT_STREQ(NUV_Utility_extension("abc"), "");
   EXPECT_STREQ(NUV_Utility_extension(""), "");
-  EXPECT_EQ(NUV_Utility_extension("abc"), NUV_Utility_extension("")) << "one static text";
+  EXPECT_EQ(NUV_Utility_extension("abc"), NUV_Utility_extension("")) << "always the same static text";
   EXPECT_EQ(NUV_Utility_extension(nullptr), nullptr);
 }
 
@@ -107,7 +107,7 @@ TEST(Utility, PathCatWithNullChangesNothing) {
   EXPECT_EQ(NUV_Utility_path_cat(nullptr, nullptr), nullptr);
 }
 
-TEST(Utility, PathCatTakesAPieceOfItsOwnDestination) {
+TEST(Utility, PathCatMayAppendAPartOfItsDestination) {
   char dest[16] = "/a/bc";
   EXPECT_STREQ(NUV_Utility_path_cat(dest, dest + 3), "/a/bc/bc");
 }
@@ -130,7 +130,7 @@ TEST(Utility, StrcmpBackwardCountsFromTheEnd) {
 
 // ---- formatted texts ----
 
-TEST(Utility, VAStrPrintsUpToTwoLessThanTheSize) {
+TEST(Utility, VAStrPrintsUpToSizeMinusTwoCharacters) {
   for (const size_t size : {0U, 1U, 2U, 3U, 4U, 8U, 9U, 10U, 11U, 64U}) {
     SCOPED_TRACE(size);
     std::vector<char> buffer(size + 2, '#');
@@ -138,14 +138,14 @@ TEST(Utility, VAStrPrintsUpToTwoLessThanTheSize) {
               buffer.data() + 1);
     const size_t room = size >= 2 ? size - 2 : 0;
     std::string expected = std::string("line-4711").substr(0, room);
-    expected.resize(size, '\0');  // zeros up to the end, not a terminator only
+    expected.resize(size, '\0');  // zeros up to the end, not just a terminator
     EXPECT_EQ(std::string(buffer.data(), buffer.size()), '#' + expected + '#');
   }
 }
 
 TEST(Utility, VAStrSurvivesNull) {
   char buffer[] = "####";
-  // Through a pointer, lest the compiler object to the null format.
+  // Called through a pointer, because the compiler warns about a null format.
   char* (*const print)(char*, uint32_t, const char*, ...) = NUV_Utility_VAStr;
   EXPECT_EQ(print(nullptr, 4, "text"), nullptr);
   EXPECT_EQ(print(buffer, 4, nullptr), buffer);
@@ -172,7 +172,7 @@ TEST(Utility, SharedVAStrClearsItsOneBufferFirst) {
 
 // ---- processes and files ----
 
-TEST(Utility, RunProcessAssignsWhatTheCommandPrints) {
+TEST(Utility, RunProcessScansTheCommandsOutput) {
   int number = 0;
   char word[8] = "";
   EXPECT_EQ(RunProcess("echo 42 blue", "%d %7s", &number, word), 1);
@@ -192,20 +192,20 @@ TEST(Utility, RunProcessNeedsAsManyValuesAsPercents) {
       {"both there", "echo 1 2", "%d %d", 1, 1, 2},
       {"more there", "echo 1 2 3", "%d %d", 1, 1, 2},
       {"one missing", "echo 1", "%d %d", 0, 1, -1},
-      {"one no number", "echo 1 x", "%d %d", 0, 1, -1},
+      {"one not a number", "echo 1 x", "%d %d", 0, 1, -1},
       {"no output", "true", "%d", 0, -1, -1},
       {"output that does not fit", "echo x", "%d", 0, -1, -1},
       {"a pipeline of the shell", "echo 5 6 | cat; exit 3", "%d %d", 1, 5, 6},
       {"a command that is not there", "/nonexistent/command 2>/dev/null", "%d", 0, -1, -1},
       {"standard error is not scanned", "(echo 1 >&2) 2>/dev/null", "%d", 0, -1, -1},
       {"only the first scan counts", "echo 1; echo 2", "%d", 1, 1, -1},
-      // Every percent sign counts, whether it assigns something or not.
+      // Every percent sign counts as a value, whether it assigns one or not.
       {"an escaped percent", "echo 50% 2", "%d%% %d", 0, 50, 2},
       {"a skipped value", "echo 1 2", "%*d %d", 0, 2, -1},
       {"none at all", "echo x", "x", 1, -1, -1},
       {"an empty format", "true", "", 1, -1, -1},
   };
-  // Through a pointer: these formats come from the table.
+  // Called through a pointer, because the compiler warns about formats that are not literals.
   int32_t (*const run)(const char*, const char*, ...) = RunProcess;
   for (const auto& row : kCases) {
     SCOPED_TRACE(row.name);
@@ -241,8 +241,8 @@ TEST(Utility, RunProcessFailsWithoutAProcess) {
   });
 }
 
-// What has been scanned stays true when nothing is to be learnt about the command's end.
-TEST(Utility, RunProcessDoesNotAskHowTheCommandEnded) {
+// The scanned values are good even if pclose() fails.
+TEST(Utility, RunProcessIgnoresHowTheCommandEnded) {
   each_fault("pclose", {ECHILD, EINTR}, [](Fault& fault) {
     int number = -1;
     const int32_t result = fault.during([&] { return RunProcess("echo 1; exit 3", "%d", &number); });
@@ -263,7 +263,7 @@ Stream stream_of(const std::string& content) {
   return stream;
 }
 
-// All lines of the content, read into a buffer of this size.
+// All lines of the content, read with a buffer of this size.
 std::vector<std::string> lines_of(const std::string& content, uint32_t size) {
   const Stream stream = stream_of(content);
   std::vector<std::string> lines;
@@ -273,7 +273,7 @@ std::vector<std::string> lines_of(const std::string& content, uint32_t size) {
     EXPECT_EQ(buffer[size], '#');
     lines.emplace_back(line);
     if (lines.size() > content.size()) {
-      ADD_FAILURE() << "there is no end";
+      ADD_FAILURE() << "no end of file";
       break;
     }
   }
@@ -384,8 +384,8 @@ TEST(Utility, PidFromFileThatCannotBeOpenedIs0) {
   });
 }
 
-// Where it cannot be seen what a name stands for, opening it shows; and what was read stays read.
-TEST(Utility, PidFromFileStandsAboveOtherFailures) {
+// The file is opened even if stat() fails, and what was read counts even if fclose() fails.
+TEST(Utility, PidFromFileIgnoresFailuresOfStatAndFclose) {
   const ContractRecorder contracts;
   FakeFiles files;
   files.write("/flash/phoned.pid", "4711\n");
@@ -397,14 +397,14 @@ TEST(Utility, PidFromFileStandsAboveOtherFailures) {
   }
 }
 
-TEST(Utility, PidFromWhatIsNoFileIs0) {
+TEST(Utility, PidFromADirectoryLinkOrFifoIs0) {
   const ContractRecorder contracts;
   FakeFiles files;
   std::filesystem::create_directory(files.real_path("/flash/directory"));
   EXPECT_EQ(NUV_Utility_get_pid_from_file("/flash/directory"), 0);
   std::filesystem::create_symlink("nowhere", files.real_path("/flash/link"));
   EXPECT_EQ(NUV_Utility_get_pid_from_file("/flash/link"), 0);
-  // With somebody at the other end, the number in the FIFO could be read.
+  // The FIFO has a writer, so its number could be read.
   const TestFifo fifo(files.real_path("/flash/fifo"));
   fifo.put("4711\n");
   EXPECT_EQ(NUV_Utility_get_pid_from_file("/flash/fifo"), 0);
@@ -463,7 +463,7 @@ TEST_F(UtilityUnixSocketTest, KnowsAPeerInAnotherProcess) {
   const int listener = keep(socket(AF_UNIX, SOCK_STREAM, 0));
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
-  // Without a name the kernel chooses one that nobody else has.
+  // Without a name, the kernel picks a free one.
   ASSERT_EQ(bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address.sun_family), 0);
   socklen_t size = sizeof address;
   ASSERT_EQ(getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size), 0);
@@ -485,7 +485,7 @@ TEST_F(UtilityUnixSocketTest, Gives0WithoutPeer) {
   EXPECT_EQ(NUV_Utility_get_pid_for_unixsocket_fd(keep(open("/dev/null", O_RDONLY))), 0);
 }
 
-TEST_F(UtilityUnixSocketTest, Gives0WhereTheKernelDoesNotTell) {
+TEST_F(UtilityUnixSocketTest, Gives0IfTheKernelDoesNotTell) {
   int pair[2] = {-1, -1};
   ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);
   keep(pair[0]);
@@ -497,7 +497,7 @@ TEST_F(UtilityUnixSocketTest, Gives0WhereTheKernelDoesNotTell) {
   });
 }
 
-TEST_F(UtilityUnixSocketTest, Takes0ForADescriptor) {
+TEST_F(UtilityUnixSocketTest, AcceptsDescriptor0) {
   NUV_Utility_get_pid_for_unixsocket_fd(0);
   EXPECT_EQ(contracts_.take(), Reports{});
 }
@@ -518,7 +518,7 @@ TEST(Utility, CloexecFlagIsSetAndCleared) {
   EXPECT_EQ(errno, EBADF);
 }
 
-TEST(Utility, CloexecFlagStaysWhereTheFlagsCannotBeReadOrWritten) {
+TEST(Utility, CloexecFlagStaysIfTheFlagsCannotBeReadOrWritten) {
   const int calls = each_fault("fcntl", {EBADF, EINTR}, [](Fault& fault) {
     const int fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
     const int32_t result = fault.during([&] { return NUV_Set_cloexec_flag(fd, 0); });
@@ -568,7 +568,7 @@ TEST(UtilityFnmatch, NullCountsAsEmpty) {
   EXPECT_EQ(match("eth", "eth1", nullptr), -1);
 }
 
-TEST(UtilityFnmatch, RangeWithWildcardTurnsToTheShellsRules) {
+TEST(UtilityFnmatch, RangeWithWildcardMatchesAsInTheShell) {
   const NameCase kCases[] = {
       {"eth*", "*", "eth1", 0},
       {"eth*", "*", "eth", 0},
@@ -579,7 +579,7 @@ TEST(UtilityFnmatch, RangeWithWildcardTurnsToTheShellsRules) {
       {"eth[1-3]", "[1-3]", "eth4", -1},
       {"eth\\*", "\\", "eth*", 0},
       {"eth\\*", "\\", "eth1", -1},
-      // It is the range that counts, not the pattern, and where the character stands in it does not matter.
+      // Only wildcards in the range count, at any place in it; those in the pattern do not.
       {"eth*", "1,2*", "eth1", 0},
       {"eth*", "", "eth1", -1},
       {"eth*", "", "eth*", 0},
@@ -589,7 +589,7 @@ TEST(UtilityFnmatch, RangeWithWildcardTurnsToTheShellsRules) {
   expect_matches(kCases);
 }
 
-TEST(UtilityFnmatch, FlagsAreThoseOfTheShellsRules) {
+TEST(UtilityFnmatch, FlagsArePassedToFnmatch) {
   EXPECT_EQ(match("a*c", "a/c", "*"), 0);
   EXPECT_EQ(match("a*c", "a/c", "*", FNM_PATHNAME), -1);
   EXPECT_EQ(match("*c", ".c", "*"), 0);
@@ -607,18 +607,18 @@ TEST(UtilityFnmatch, WithoutRangeTheNameIsThePattern) {
   expect_matches(kCases);
 }
 
-TEST(UtilityFnmatch, RangeMustStandInThePattern) {
+TEST(UtilityFnmatch, RangeMustBePartOfThePattern) {
   const NameCase kCases[] = {
       {"eth1", "1", "eth1", 0},
       {"eth1", "2", "eth2", -1},
       {"eth1", "2", "eth1", -1},
       {"eth", "1", "eth1", -1},
-      // The first occurrence ends the prefix, and what follows it does not count.
+      // The first occurrence ends the prefix; the pattern after it is ignored.
       {"e1h1", "1", "e1", 0},
       {"e1h1", "1", "e1x", 0},
       {"e1h1", "1", "exh1", -1},
       {"eth1.5", "1", "eth1.7", 0},
-      // No prefix at all.
+      // Empty prefix.
       {"1-3", "1-3", "2", 0},
       {"1-3", "1-3", "4", -1},
   };
@@ -634,7 +634,7 @@ TEST(UtilityFnmatch, OnlyTheBeginningOfTheNameIsCompared) {
   expect_matches(kCases);
 }
 
-TEST(UtilityFnmatch, PatternCountsUpTo255Characters) {
+TEST(UtilityFnmatch, PatternIsCutAt255Characters) {
   for (const size_t length : {253U, 254U, 255U, 300U}) {
     SCOPED_TRACE(length);
     const std::string prefix(length, 'x');
@@ -643,7 +643,7 @@ TEST(UtilityFnmatch, PatternCountsUpTo255Characters) {
   }
 }
 
-TEST(UtilityFnmatch, SingleNumberIsComparedAsItIsWritten) {
+TEST(UtilityFnmatch, SingleNumberIsComparedAsText) {
   const NameCase kCases[] = {
       {"p0", "0", "p0", 0},
       {"p007", "007", "p007", 0},
@@ -653,7 +653,7 @@ TEST(UtilityFnmatch, SingleNumberIsComparedAsItIsWritten) {
       {"p99999", "99999", "p99999", 0},
       {"p100000", "100000", "p100000", -1},
       {"p0099999", "0099999", "p0099999", 0},
-      // strtol() takes a sign and white space in front.
+      // strtol() accepts leading white space and a sign.
       {"p+7", "+7", "p+7", 0},
       {"p+7", "+7", "p7", -1},
       {"p 7", " 7", "p 7", 0},
@@ -690,7 +690,7 @@ TEST(UtilityFnmatch, RangeStandsForEveryNumberInIt) {
       {"p8-12", "8-12", "p1", -1},
       {"p8-12", "8-12", "p1x", -1},
       {"p8-12", "8-12", "p010", -1},
-      // Characters next to the digits are none, whatever their distance from '0' may add up to.
+      // The characters before '0' and after '9' do not count as digits.
       {"p8-12", "8-12", "p:", -1},
       {"p8-12", "8-12", "p1;", -1},
       {"p18-25", "18-25", "p2/", -1},
@@ -719,7 +719,7 @@ TEST(UtilityFnmatch, RangeWithLeadingZerosKeepsItsWidth) {
       {"p08-12", "08-12", "p10", 0},
       {"p08-12", "08-12", "p12", 0},
       {"p08-12", "08-12", "p13", -1},
-      // The width is that of the low number; larger ones are wider.
+      // Numbers have at least the width of the low number.
       {"p08-120", "08-120", "p100", 0},
       {"p98-120", "98-120", "p098", -1},
       {"p08-120", "08-120", "p010", -1},
@@ -732,7 +732,7 @@ TEST(UtilityFnmatch, RangeWithLeadingZerosKeepsItsWidth) {
       {"p00008-12", "00008-12", "p00009", 0},
       {"p00008-12", "00008-12", "p0009", -1},
       {"p00008-12", "00008-12", "p9", -1},
-      // One character, or six: printed without zeros.
+      // With one character, or with six, the number is printed without leading zeros.
       {"p0-12", "0-12", "p0", 0},
       {"p0-12", "0-12", "p9", 0},
       {"p0-12", "0-12", "p12", 0},
@@ -743,7 +743,7 @@ TEST(UtilityFnmatch, RangeWithLeadingZerosKeepsItsWidth) {
       {"p00-03", "00-03", "p00", 0},
       {"p00-03", "00-03", "p0", -1},
       {"p000-999", "000-999", "p1000", 0},  // begins with 100
-      // Only a piece that begins with the zero.
+      // The zero must be the first character of the piece.
       {"p+08-12", "+08-12", "p8", 0},
       {"p+08-12", "+08-12", "p08", -1},
       {"p 08-12", " 08-12", "p8", 0},
@@ -751,10 +751,10 @@ TEST(UtilityFnmatch, RangeWithLeadingZerosKeepsItsWidth) {
   expect_matches(kCases);
 }
 
-TEST(UtilityFnmatch, RangesThatAreNone) {
+TEST(UtilityFnmatch, InvalidRangesMatchNothing) {
   const struct {
     const char* range;
-    const char* number;  // of a name that the range would be taken to match
+    const char* number;  // in a name that a careless parser would match
   } kCases[] = {
       {"3-3", "3"},
       {"5-3", "4"},
@@ -810,8 +810,8 @@ TEST(UtilityFnmatch, PiecesAreTriedInTurn) {
   expect_matches(kCases);
 }
 
-TEST(UtilityFnmatch, PieceCountsUpTo99Characters) {
-  // What is cut off is neither read nor compared.
+TEST(UtilityFnmatch, PieceIsCutAt99Characters) {
+  // The cut part is neither read nor compared.
   const std::string zeros(98, '0');
   EXPECT_EQ(match(("p" + zeros + "1").c_str(), ("p" + zeros + "1").c_str(), (zeros + "1").c_str()), 0);
   EXPECT_EQ(match(("p" + zeros + "12").c_str(), ("p" + zeros + "1").c_str(), (zeros + "12").c_str()), 0);
@@ -820,7 +820,7 @@ TEST(UtilityFnmatch, PieceCountsUpTo99Characters) {
   EXPECT_EQ(match(("p" + low + "1-9").c_str(), "p9", (low + "1-9").c_str()), 0);
   EXPECT_EQ(match(("p" + low + "1-90").c_str(), "p10", (low + "1-90").c_str()), 0);
   EXPECT_EQ(match(("p" + low + "1-90").c_str(), "p20", (low + "1-90").c_str()), 0);
-  // Cut to "...1-" and to no "-" at all.
+  // Cut to "...1-" and to a text without "-".
   EXPECT_EQ(match(("p" + zeros + "-9").c_str(), "p5", (zeros + "-9").c_str()), -1);
   EXPECT_EQ(match(("p" + zeros + "0-9").c_str(), ("p" + zeros + "0").c_str(), (zeros + "0-9").c_str()), 0);
 }
@@ -830,7 +830,7 @@ TEST(UtilityFnmatch, LongHostileRangesAreHarmless) {
   for (int i = 0; i < 60; ++i) {
     range += "1-99999,";
   }
-  EXPECT_EQ(match(range.c_str(), "x", range.c_str()), -1) << "the pattern counts up to 255 characters";
+  EXPECT_EQ(match(range.c_str(), "x", range.c_str()), -1) << "the pattern is cut at 255 characters";
   const std::string digits(100000, '9');
   EXPECT_EQ(match(digits.c_str(), digits.c_str(), digits.c_str()), -1);
   EXPECT_EQ(match("p1-99999", ("p" + digits).c_str(), "1-99999"), 0);
@@ -854,7 +854,7 @@ TEST(UtilityFnmatch, StaleRangeErrorSpoilsEveryNumber) {
     EXPECT_EQ(NUV_Utility_fnmatch(row.pattern, row.name, row.range, 0), row.result);
   }
   errno = EINVAL;
-  EXPECT_EQ(NUV_Utility_fnmatch("p1", "p1", "1", 0), 0) << "another error does not count";
+  EXPECT_EQ(NUV_Utility_fnmatch("p1", "p1", "1", 0), 0) << "only ERANGE counts";
 }
 
 TEST(UtilityFnmatch, NumberOutOfRangeSpoilsThoseAfterIt) {
@@ -865,7 +865,7 @@ TEST(UtilityFnmatch, NumberOutOfRangeSpoilsThoseAfterIt) {
   // A piece that begins or ends with "-" is not read at all.
   EXPECT_EQ(match("p99999999999999999999-,1", "p1", "99999999999999999999-,1"), 0);
   EXPECT_EQ(match("p-99999999999999999999,1", "p1", "-99999999999999999999,1"), 0);
-  // Whether the prefix fits or not, the number is read.
+  // The number is read even if the prefix does not match.
   EXPECT_EQ(match("p99999999999999999999", "q1", "99999999999999999999"), -1);
   EXPECT_EQ(errno, ERANGE);
   EXPECT_EQ(match("p1-99999999999999999999", "q1", "1-99999999999999999999"), -1);
@@ -905,7 +905,7 @@ TEST(UtilityMac, IsReadAsANumber) {
       {"AA:BB:CC:DD:EE:FF", 0xAABBCCDDEEFF},
       {"aa:Bb:cC:dd:ee:ff", 0xAABBCCDDEEFF},
       {"ff:ff:ff:ff:ff:ff", 0xFFFFFFFFFFFF},
-      // What a field has above its 8 bits is added to the fields in front of it, bit by bit.
+      // Bits above the lower 8 of a field are ORed into the fields before it.
       {"0:0:0:0:0:100", 0x000000000100},
       {"0:0:0:0:0:12345", 0x000000012345},
       {"0:0:0:0:1:102", 0x000000000102},
@@ -914,7 +914,7 @@ TEST(UtilityMac, IsReadAsANumber) {
       {"1:200:0:0:0:0", 0x030000000000},
       {"0:0:0:0:0:ffffffff", 0x0000FFFFFFFF},
       {"ffffffff:0:0:0:0:0", 0xFFFFFF0000000000},
-      // Fields that are not there are 0.
+      // Missing fields are 0.
       {"", 0},
       {"12", 0x120000000000},
       {"12:34", 0x123400000000},
@@ -937,7 +937,7 @@ TEST(UtilityMac, IsPrintedInLowerCaseWithTwoDigits) {
   EXPECT_EQ(printed(0x000102030405), "00:01:02:03:04:05");
   EXPECT_EQ(printed(0xAABBCCDDEEFF), "aa:bb:cc:dd:ee:ff");
   EXPECT_EQ(printed(0x123456789ABC), "12:34:56:78:9a:bc");
-  EXPECT_EQ(printed(0xFFFF123456789ABC), "12:34:56:78:9a:bc") << "bits 48-63 do not count";
+  EXPECT_EQ(printed(0xFFFF123456789ABC), "12:34:56:78:9a:bc") << "bits 48-63 are ignored";
 }
 
 TEST(UtilityMac, TextIsReadBackAsPrinted) {
@@ -1023,7 +1023,7 @@ TEST(UtilityMac, OffsetCountsWithItsLow48Bits) {
   }
 }
 
-TEST(UtilityMac, ResultMayTakeThePlaceOfAnOperand) {
+TEST(UtilityMac, ResultMayOverwriteAnOperand) {
   char mac[18] = "00:11:22:33:44:55";
   EXPECT_EQ(NUV_Utility_MacAddOffset(mac, 1, mac), 0);
   EXPECT_STREQ(mac, "00:11:22:33:44:56");
