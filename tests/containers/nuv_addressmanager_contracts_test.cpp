@@ -1,4 +1,4 @@
-// Every check of the address manager, violated while the error handler returns.
+// Violates every contract of the address manager; the error handler returns.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -37,7 +37,7 @@ testing::AssertionResult table_is_full_but(uint32_t free_address) {
 using Table = uint8_t[256];
 using Row = support::Violation<Table>;
 
-// All addresses but 9 are taken.
+// All addresses except 9 are taken.
 class AddressManagerContracts : public ::testing::TestWithParam<Row> {
  protected:
   AddressManagerContracts() {
@@ -67,7 +67,7 @@ const Row kRows[] = {
     {"busyOf257", [](Table&) { expect_no_address(257); }, {require_report(kFile, kIsAddress)}},
     {"busyOfTheMiddle", [](Table&) { expect_no_address(0x80000000); }, {require_report(kFile, kIsAddress)}},
     {"busyOfTheLargestNumber", [](Table&) { expect_no_address(0xFFFFFFFF); }, {require_report(kFile, kIsAddress)}},
-    // A full table is reported twice, by the operation and by its search.
+    // A full table is reported twice: by allocate and by its search.
     {"allocateFromAFullTable",
      [](Table& table) {
        table[9] = 1;
@@ -78,7 +78,7 @@ const Row kRows[] = {
      {require_report(kFile, kHasFree), require_report(kFile, kHasFree), ensure_report(kFile, "0"),
       require_report(kFile, kIsAddress), ensure_report(kFile, "1 == NUV_AddressManager_busy( addr)")}},
     {"deallocateAFreeAddress", [](Table&) { NUV_AddressManager_deallocate(9); }, {require_report(kFile, kIsHeld)}},
-    // The second requirement asks busy, which has the first one itself.
+    // The second contract calls busy, which checks the first one again.
     {"deallocate256",
      [](Table&) { NUV_AddressManager_deallocate(256); },
      {require_report(kFile, kIsAddress), require_report(kFile, kIsAddress), require_report(kFile, kIsHeld)}},
@@ -98,7 +98,7 @@ const Row kRows[] = {
 
 INSTANTIATE_TEST_SUITE_P(All, AddressManagerContracts, ::testing::ValuesIn(kRows), support::kNameOfRow);
 
-TEST_F(AddressManagerContracts, AFullTableIsTheFirstThingReported) {
+TEST_F(AddressManagerContracts, ReportsAFullTableFirst) {
   NUV_AddressManager_allocate();
   EXPECT_EQ(support::first_report([] { NUV_AddressManager_allocate(); }), require_report(kFile, kHasFree));
 }

@@ -18,7 +18,7 @@ bool table_is(uint8_t value) {
   return std::all_of(std::begin(g_rgAddress), std::end(g_rgAddress), [value](uint8_t byte) { return byte == value; });
 }
 
-// Every test finds the table as the library's load leaves it, and leaves it like that.
+// The table is global: each test starts and ends with all addresses free.
 class AddressManagerTest : public ::testing::Test {
  protected:
   AddressManagerTest() { EXPECT_TRUE(table_is(0)); }
@@ -58,7 +58,7 @@ TEST_F(AddressManagerTest, GivesTheLowestFreeAddress) {
   EXPECT_EQ(NUV_AddressManager_allocate(), 2U);
 }
 
-TEST_F(AddressManagerTest, ShowsInItsTableWhoIsHeld) {
+TEST_F(AddressManagerTest, ShowsTakenAddressesInItsTable) {
   allocate(2);
   EXPECT_EQ(NUV_AddressManager_busy(1), 1);
   EXPECT_EQ(g_rgAddress[1], 1);
@@ -70,7 +70,7 @@ TEST_F(AddressManagerTest, ShowsInItsTableWhoIsHeld) {
   EXPECT_EQ(g_rgAddress[1], 0);
 }
 
-TEST_F(AddressManagerTest, HandsOutEachOfThe256Once) {
+TEST_F(AddressManagerTest, AllocatesEachOfThe256Once) {
   for (uint32_t i = 0; i < 256; ++i) {
     EXPECT_EQ(NUV_AddressManager_available(), 1);
     ASSERT_EQ(NUV_AddressManager_allocate(), i);

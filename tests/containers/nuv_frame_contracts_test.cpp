@@ -1,4 +1,4 @@
-// Every check of the frame, violated while the error handler returns.
+// Violates every contract of the frame; the error handler returns.
 #include <gtest/gtest.h>
 
 #include "doubles/contract_recorder.h"
@@ -49,7 +49,7 @@ class FrameContracts : public ::testing::TestWithParam<Row> {
     NUV_Frame_reduceRear(&frame_, 30);
   }
 
-  // Whatever happened to the frame: it takes over another one, and gives its block back.
+  // Whatever happened to the frame, another one can be assigned to it, and destruct frees its block.
   ~FrameContracts() override {
     Frame other;
     NUV_Frame_construct(&other, 5);
@@ -72,7 +72,7 @@ TEST_P(FrameContracts, AreReportedAndCarriedOn) {
 }
 
 const Row kRows[] = {
-    // The size stays what was asked for, and so the content is all of a block at null.
+    // The frame keeps the requested size: all of a block at null is content.
     {"constructWithoutMemory",
      [](Frame& frame) {
        NUV_Frame_destruct(&frame);
@@ -89,7 +89,7 @@ const Row kRows[] = {
      },
      {{NUV_ASSERT_NULL_POINTER, "nuv_memory", "NULL != a_this->m_pAddr"},
       ensure_report("nuv_memory", "( ((void *)0) != a_this->m_pAddr) == ( 0 != a_this->m_uSize)")}},
-    // Each handle that is made without it is reported, and has none.
+    // Each handle constructed without a free function is reported, and has none.
     {"constructWithoutAFreeFunction",
      [](Frame& frame) {
        NUV_Frame_destruct(&frame);
@@ -138,7 +138,7 @@ const Row kRows[] = {
        expect_layout(frame, 10, 20, 30);
      },
      {require_report(kFile, "0 != a_src")}},
-    // As from an empty frame.
+    // Same as assigning an empty frame.
     {"assignFromNull",
      [](Frame& frame) {
        NUV_Frame_assign(&frame, nullptr);
@@ -164,9 +164,9 @@ const Row kRows[] = {
 
 INSTANTIATE_TEST_SUITE_P(All, FrameContracts, ::testing::ValuesIn(kRows), support::kNameOfRow);
 
-// One byte too many, and numbers whose sum with an offset wraps: the report is all that happens besides the move, and
-// the opposite move takes it back.
-TEST_F(FrameContracts, ContentMovesAsToldEvenOutOfItsBlock) {
+// One byte too many, and numbers that wrap when added to an offset: the move is reported but done, and the opposite
+// move undoes it.
+TEST_F(FrameContracts, MovesTheContentEvenOutOfItsBlock) {
   using Move = void (*)(Frame*, uint32_t);
   const struct {
     const char* name;
@@ -174,7 +174,7 @@ TEST_F(FrameContracts, ContentMovesAsToldEvenOutOfItsBlock) {
     Move back;
     uint32_t offset;
     const char* require;
-    const char* back_require;  // null: the way back is allowed
+    const char* back_require;  // null: the move back is allowed
     uint32_t front;
     uint32_t size;
     uint32_t rear;
@@ -221,7 +221,7 @@ TEST(FrameContractsNull, EveryOperationReportsANullFrame) {
                                                    {"expandFront", [] { NUV_Frame_expandFront(nullptr, 1); }},
                                                    {"reduceRear", [] { NUV_Frame_reduceRear(nullptr, 1); }},
                                                    {"expandRear", [] { NUV_Frame_expandRear(nullptr, 1); }}});
-  EXPECT_EQ(lines.size(), 16U) << "each operation has a check of its own";
+  EXPECT_EQ(lines.size(), 16U) << "one report for each operation";
 }
 
 }  // namespace

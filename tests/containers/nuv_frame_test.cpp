@@ -16,7 +16,7 @@ namespace {
 using support::ContractRecorder;
 using support::CountingAllocator;
 
-// Where the content lies, as the accessors tell it.
+// The position of the content, from the accessors.
 struct Layout {
   uint32_t front = 0;
   uint32_t size = 0;
@@ -29,12 +29,12 @@ std::ostream& operator<<(std::ostream& out, const Layout& layout) {
   return out << "{front " << layout.front << ", size " << layout.size << ", rear " << layout.rear << "}";
 }
 
-// Without memory a frame keeps its size, and there is no arithmetic with null pointers.
+// For arithmetic on frames without memory: that on null pointers is undefined.
 uintptr_t number_of(const uint8_t* address) {
   return reinterpret_cast<uintptr_t>(address);
 }
 
-// Also looks that the accessors agree with the fields.
+// Also checks that the accessors agree with the fields.
 Layout layout_of(const Frame& frame) {
   const Layout layout = {NUV_Frame_offsetFront(&frame), NUV_Frame_size(&frame), NUV_Frame_offsetRear(&frame)};
   EXPECT_EQ(NUV_Frame_absoluteSize(&frame), frame.m_oMemory.m_uSize);
@@ -133,7 +133,7 @@ TEST_F(FrameTest, MovesTheEndsOfItsContent) {
   }
 }
 
-TEST_F(FrameTest, LeavesTheBytesAsTheyAre) {
+TEST_F(FrameTest, LeavesTheBytesUnchanged) {
   Frame frame;
   NUV_Frame_construct(&frame, 4);
   std::memcpy(NUV_Frame_begin(&frame), "abcd", 4);
@@ -157,7 +157,7 @@ TEST_F(FrameTest, CopyTakesTheBlockAndMakesAllOfItContent) {
   EXPECT_EQ(layout_of(copy), (Layout{0, 60, 0}));
   EXPECT_EQ(NUV_Frame_address(&source), nullptr);
   EXPECT_EQ(NUV_Frame_absoluteSize(&source), 0U);
-  EXPECT_EQ(source.m_pBegin, before.m_pBegin) << "left as they were, in a block that is not the source's any more";
+  EXPECT_EQ(source.m_pBegin, before.m_pBegin) << "unchanged, although the block is no longer the source's";
   EXPECT_EQ(source.m_pEnd, before.m_pEnd);
   EXPECT_EQ(allocator_.allocations(), 1);
   NUV_Frame_destruct(&source);
@@ -167,7 +167,7 @@ TEST_F(FrameTest, CopyTakesTheBlockAndMakesAllOfItContent) {
   EXPECT_EQ(allocator_.releases(), 1);
 }
 
-TEST_F(FrameTest, ASourceOfACopyCanBeAssignedTo) {
+TEST_F(FrameTest, SourceOfACopyCanBeAssignedTo) {
   Frame source;
   Frame copy;
   Frame other;
@@ -228,7 +228,7 @@ TEST_F(FrameTest, AssignMoves) {
   make(source, {10, 20, 30});
   const Frame before = source;
   NUV_Frame_assign(&target, &source);
-  EXPECT_EQ(allocator_.releases(), 1) << "the block that the target had";
+  EXPECT_EQ(allocator_.releases(), 1) << "the former block of the target";
   EXPECT_EQ(layout_of(target), (Layout{10, 20, 30}));
   EXPECT_EQ(target.m_oMemory.m_pAddr, before.m_oMemory.m_pAddr);
   expect_empty(source);
@@ -251,8 +251,8 @@ TEST_F(FrameTest, AssignedToItselfIsEmpty) {
   NUV_Frame_destruct(&frame);
 }
 
-// No other operation asks for memory, so the block of the frame is all that can be missing.
-TEST(FrameMemory, OnlyConstructTakesAny) {
+// Only construct allocates, so only a frame's first block can be missing.
+TEST(FrameMemory, OnlyConstructAllocates) {
   const int calls = support::each_fault("malloc", {ENOMEM}, [](support::Fault& fault) {
     ContractRecorder contracts;
     Frame frame;
@@ -266,7 +266,7 @@ TEST(FrameMemory, OnlyConstructTakesAny) {
       NUV_Frame_swap(&target, &frame);
     });
     EXPECT_EQ(contracts.take().size(), fault.has_struck() ? 2U : 0U);
-    EXPECT_EQ(layout_of(frame), (Layout{0, 60, 0})) << "with or without memory";
+    EXPECT_EQ(layout_of(frame), (Layout{0, 60, 0})) << "even without memory";
     EXPECT_EQ(NUV_Frame_address(&frame) == nullptr, fault.has_struck());
     expect_empty(copy);
     NUV_Frame_destruct(&frame);

@@ -1,4 +1,4 @@
-// Every check of the index map, violated while the error handler returns.
+// Violates every contract of the index map; the error handler returns.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -44,8 +44,8 @@ void expect_pairs_untouched(const IndexMap& map) {
 
 using Row = support::Violation<IndexMap>;
 
-// The map has four places, of which 0 holds (10, 100) and 1 holds (11, 101), between two entries that are not its own:
-// used ones, so that a search that strays finds something.
+// The map has four entries, 0 with (10, 100) and 1 with (11, 101), between two guard entries. The guards are marked as
+// used, so that a search beyond the map finds them.
 class IndexMapContracts : public ::testing::TestWithParam<Row> {
  protected:
   static constexpr IndexMapEntry kGuard = {1, {77, 0xDEADBEEF}};
@@ -66,7 +66,7 @@ class IndexMapContracts : public ::testing::TestWithParam<Row> {
     NUV_IndexMap_destruct(&map_);
   }
 
-  // Whatever became of the map: no operation leaves the entries or searches for ever.
+  // Whatever happened to the map, every operation stays inside its entries and terminates.
   void expect_harmless() {
     uint32_t steps = 0;
     for (uint32_t i = NUV_IndexMap_begin(&map_); i != kSize; i = NUV_IndexMap_next(&map_, i)) {
@@ -78,7 +78,7 @@ class IndexMapContracts : public ::testing::TestWithParam<Row> {
       EXPECT_LE(NUV_IndexMap_insert(&map_, key, 1), kSize);
       EXPECT_LE(NUV_IndexMap_find(&map_, key), kSize);
     }
-    EXPECT_EQ(NUV_IndexMap_insert(&map_, 8, 1), kSize) << "no entry is free";
+    EXPECT_EQ(NUV_IndexMap_insert(&map_, 8, 1), kSize) << "all entries are used";
     for (const uint32_t position : {3U, 0U, 4U, 3U, 0x80000000U, 0xFFFFFFFFU}) {
       NUV_IndexMap_remove(&map_, position);
     }
@@ -113,7 +113,7 @@ const Row kRows[] = {
     {"nextBehindTheEnd",
      [](IndexMap& map) { EXPECT_EQ(NUV_IndexMap_next(&map, 5), 4U); },
      {require_report(kFile, kBelowEnd)}},
-    {"nextOfTheLargestNumber",  // behind which a counter wraps
+    {"nextOfTheLargestNumber",  // a counter wraps after it
      [](IndexMap& map) { EXPECT_EQ(NUV_IndexMap_next(&map, 0xFFFFFFFF), 4U); },
      {require_report(kFile, kBelowEnd)}},
     {"getAFreePosition",
@@ -182,7 +182,7 @@ const Row kRows[] = {
        expect_pairs_untouched(map);
      },
      {require_report(kFile, kUsed)}},
-    // The key that was there last is looked for, and somebody else may have it.
+    // The former key of the position is still in the map, at another position.
     {"removeAFreePositionWhoseLastKeyIsThere",
      [](IndexMap& map) {
        map.m_rgMap[3].m_oPair.m_iKey = 11;
@@ -211,7 +211,7 @@ const Row kRows[] = {
     {"removeTheEnd",
      [](IndexMap& map) {
        NUV_IndexMap_remove(&map, 4);
-       EXPECT_EQ(NUV_IndexMap_size(&map), 2U) << "there is nothing to remove";
+       EXPECT_EQ(NUV_IndexMap_size(&map), 2U) << "nothing was removed";
        expect_pairs_untouched(map);
      },
      {require_report(kFile, kBelowEnd), require_report(kFile, kUsed)}},
@@ -221,15 +221,15 @@ const Row kRows[] = {
        expect_pairs_untouched(map);
      },
      {require_report(kFile, kBelowEnd), require_report(kFile, kUsed)}},
-    // What an operation promises it also looks at, for the sake of records that somebody else wrote to.
-    {"removeAKeyThatSomebodyDoubled",
+    // Operations also check their postconditions, in case something else has written to the record.
+    {"removeADuplicatedKey",
      [](IndexMap& map) {
        map.m_rgMap[1].m_oPair.m_iKey = 10;
        NUV_IndexMap_remove(&map, 0);
        EXPECT_EQ(NUV_IndexMap_size(&map), 1U);
      },
      {ensure_report(kFile, kIsGone)}},
-    {"getAnEntryThatSomebodyMarked",
+    {"getAnEntryWithAnInvalidMark",
      [](IndexMap& map) {
        map.m_rgMap[1].m_bUsed = 2;
        EXPECT_EQ(NUV_IndexMap_next(&map, 0), 1U);
@@ -241,7 +241,7 @@ const Row kRows[] = {
        expect_entry(map, 1, 0, 11, 101);
      },
      {require_report(kFile, kUsed), require_report(kFile, kUsed)}},
-    {"clearAMapThatSomebodyMiscounted",
+    {"clearAMapWithAWrongCount",
      [](IndexMap& map) {
        map.m_uCount = 3;
        NUV_IndexMap_clear(&map);
@@ -253,7 +253,7 @@ const Row kRows[] = {
 
 INSTANTIATE_TEST_SUITE_P(All, IndexMapContracts, ::testing::ValuesIn(kRows), support::kNameOfRow);
 
-TEST_F(IndexMapContracts, AHandlerThatMiscountsIsReported) {
+TEST_F(IndexMapContracts, ReportsACountThatTheHandlerChanged) {
   map_.m_rgMap[1].m_oPair.m_iKey = 10;
   contracts_.meddle([this](const Report&) { map_.m_uCount = 7; });
   NUV_IndexMap_remove(&map_, 0);
@@ -265,7 +265,7 @@ TEST_F(IndexMapContracts, AHandlerThatMiscountsIsReported) {
 
 class IndexMapContractsOfStore : public ::testing::Test {
  protected:
-  // Looks that the map is one that is always full.
+  // Checks that the map has no entries and is always full.
   void expect_no_place() {
     EXPECT_EQ(NUV_IndexMap_maxSize(&map_), 0U);
     EXPECT_EQ(NUV_IndexMap_begin(&map_), 0U);
@@ -281,13 +281,13 @@ class IndexMapContractsOfStore : public ::testing::Test {
   ContractRecorder contracts_;
 };
 
-TEST_F(IndexMapContractsOfStore, AMapWithoutAStoreIsAlwaysFull) {
+TEST_F(IndexMapContractsOfStore, MapWithoutAStoreIsAlwaysFull) {
   EXPECT_EQ(NUV_IndexMap_construct(&map_, nullptr, 0), 1);
   expect_no_place();
 }
 
-// The size is kept, and the entries that it speaks of are looked at by nobody.
-TEST_F(IndexMapContractsOfStore, ASizeWithoutAStoreHasNoEntries) {
+// The size is kept, but no operation touches an entry.
+TEST_F(IndexMapContractsOfStore, SizeWithoutAStoreHasNoEntries) {
   EXPECT_EQ(NUV_IndexMap_construct(&map_, nullptr, 4), 1);
   EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, kStore)});
   EXPECT_EQ(NUV_IndexMap_maxSize(&map_), 4U);
@@ -310,7 +310,7 @@ TEST_F(IndexMapContractsOfStore, ASizeWithoutAStoreHasNoEntries) {
   EXPECT_EQ(NUV_IndexMap_size(&map_), 0U);
 }
 
-TEST_F(IndexMapContractsOfStore, NothingOfAStoreWithoutASizeIsTheMaps) {
+TEST_F(IndexMapContractsOfStore, StoreWithoutASizeIsNotTouched) {
   EXPECT_EQ(NUV_IndexMap_construct(&map_, &entry_, 0), 1);
   EXPECT_EQ(contracts_.take(), Reports{require_report(kFile, kStore)});
   EXPECT_EQ(entry_.m_bUsed, 1);
@@ -333,7 +333,7 @@ TEST(IndexMapContractsNull, EveryOperationReportsANullMap) {
                                                    {"insert", [] { NUV_IndexMap_insert(nullptr, 0, 0); }},
                                                    {"remove", [] { NUV_IndexMap_remove(nullptr, 0); }},
                                                    {"clear", [] { NUV_IndexMap_clear(nullptr); }}});
-  EXPECT_EQ(lines.size(), 14U) << "each operation has a check of its own";
+  EXPECT_EQ(lines.size(), 14U) << "one report for each operation";
 }
 
 }  // namespace

@@ -14,7 +14,7 @@ namespace {
 
 using support::ContractRecorder;
 
-// A map of 4 entries with guard entries round its store: used ones, so that a search that strays finds something.
+// A map of 4 entries between two guard entries, marked as used so that a search beyond the map finds them.
 class IndexMapTest : public ::testing::Test {
  protected:
   static constexpr uint32_t kSize = 4;
@@ -42,7 +42,7 @@ class IndexMapTest : public ::testing::Test {
 
   using Walk = std::vector<std::pair<uint32_t, int32_t>>;
 
-  // All pairs as a walk finds them: position, key. A walk that does not end is cut.
+  // Position and key of all pairs, in the order of a walk. A walk that does not end is cut.
   Walk walk() const {
     Walk found;
     uint32_t i = NUV_IndexMap_begin(&map_);
@@ -92,7 +92,7 @@ TEST_F(IndexMapTest, FindsWhatWasInserted) {
   EXPECT_EQ(NUV_IndexMap_find(&map_, 0), 4U);
 }
 
-TEST_F(IndexMapTest, TakesAnyNumberAsKeyAndValue) {
+TEST_F(IndexMapTest, AcceptsAnyNumberAsKeyAndValue) {
   const struct {
     int32_t key;
     uint32_t value;
@@ -121,7 +121,7 @@ TEST_F(IndexMapTest, WalksFromUsedToUsed) {
   NUV_IndexMap_remove(&map_, 0);
   NUV_IndexMap_remove(&map_, 2);
   EXPECT_EQ(NUV_IndexMap_begin(&map_), 1U);
-  EXPECT_EQ(NUV_IndexMap_next(&map_, 0), 1U) << "from a free position too";
+  EXPECT_EQ(NUV_IndexMap_next(&map_, 0), 1U) << "from a free position, too";
   EXPECT_EQ(NUV_IndexMap_next(&map_, 1), 3U);
   EXPECT_EQ(NUV_IndexMap_next(&map_, 3), 4U);
   EXPECT_EQ(walk(), (Walk{{1, 11}, {3, 13}}));
@@ -134,7 +134,7 @@ TEST_F(IndexMapTest, ForgetsWhatWasRemoved) {
   EXPECT_EQ(NUV_IndexMap_find(&map_, 12), 4U);
   EXPECT_EQ(NUV_IndexMap_find(&map_, 13), 3U);
   EXPECT_EQ(store_[2].m_bUsed, 0);
-  EXPECT_EQ(store_[2].m_oPair.m_iKey, 12) << "left in the entry, but not counted";
+  EXPECT_EQ(store_[2].m_oPair.m_iKey, 12) << "left in the entry, but not used";
   EXPECT_EQ(store_[2].m_oPair.m_uValue, 102U);
   EXPECT_EQ(NUV_IndexMap_insert(&map_, 12, 5), 2U);
   EXPECT_EQ(NUV_IndexMap_at(&map_, 12), 5U);
@@ -161,15 +161,15 @@ TEST_F(IndexMapTest, ClearsFullSparseAndEmptyMaps) {
   EXPECT_EQ(NUV_IndexMap_begin(&map_), 4U);
 }
 
-TEST_F(IndexMapTest, CanBeMadeAgainOverItsStore) {
+TEST_F(IndexMapTest, CanBeConstructedAgainOverItsStore) {
   fill();
   NUV_IndexMap_destruct(&map_);
-  EXPECT_EQ(store_[3].m_bUsed, 1) << "the array is the caller's";
+  EXPECT_EQ(store_[3].m_bUsed, 1) << "destruct does not touch the caller's array";
   EXPECT_EQ(NUV_IndexMap_construct(&map_, store_, kSize), 1);
   EXPECT_EQ(NUV_IndexMap_find(&map_, 10), 4U);
 }
 
-TEST_F(IndexMapTest, HasNoPlaceWithoutAStore) {
+TEST_F(IndexMapTest, HasNoRoomWithoutAStore) {
   IndexMap map;
   EXPECT_EQ(NUV_IndexMap_construct(&map, nullptr, 0), 1);
   EXPECT_EQ(NUV_IndexMap_maxSize(&map), 0U);

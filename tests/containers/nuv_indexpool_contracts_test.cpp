@@ -1,4 +1,4 @@
-// Every check of the index pool, violated while the error handler returns.
+// Violates every contract of the index pool; the error handler returns.
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -35,7 +35,7 @@ void fill(IndexPool& pool) {
   }
 }
 
-// The pool has ten indices, of which 3 is taken, and so two bytes of bits.
+// The pool has ten indices, so two bytes of bits; index 3 is taken.
 class IndexPoolContracts : public ::testing::TestWithParam<Row> {
  protected:
   IndexPoolContracts() {
@@ -44,7 +44,7 @@ class IndexPoolContracts : public ::testing::TestWithParam<Row> {
   }
   ~IndexPoolContracts() override { NUV_IndexPool_destruct(&pool_); }
 
-  // Whatever became of the pool: no operation leaves the bits or searches for ever.
+  // Whatever happened to the pool, every operation stays inside its bits and terminates.
   void expect_harmless() {
     for (int i = 0; i < 20; ++i) {
       NUV_IndexPool_occupy(&pool_);
@@ -87,7 +87,7 @@ const Row kRows[] = {
     {"occupiedBehindTheBits",
      [](IndexPool& pool) { EXPECT_EQ(NUV_IndexPool_occupied(&pool, 16), 0); },
      {kNotBelowSize}},
-    // The search finds the first spare bit, which is taken then: so the last check holds.
+    // The search finds and takes the first spare bit, so the last check holds.
     {"occupyWhenExhausted",
      [](IndexPool& pool) {
        fill(pool);
@@ -105,15 +105,15 @@ const Row kRows[] = {
        expect_state(pool, 0xFFFFFFFE, 0xFF, 0x0F);
      },
      {require_report(kFile, kHasRoom), kNoIndex, kNotBelowSize, kNoIndex, kNotBelowSize}},
-    // The count alone says that there is none.
-    {"occupyWhatTheCountDoesNotKnow",
+    // There are free bits, but the count is 0.
+    {"occupyWithAWrongCount",
      [](IndexPool& pool) {
        pool.m_uFree = 0;
        EXPECT_EQ(NUV_IndexPool_occupy(&pool), 0U);
        expect_state(pool, 0xFFFFFFFF, 0x09, 0x00);
      },
      {require_report(kFile, kHasRoom)}},
-    // There is no bit to take.
+    // The count says that there are free bits, but there are none.
     {"occupyWhenAllBitsAreSet",
      [](IndexPool& pool) {
        pool.m_pPool[0] = 0xFF;
@@ -185,8 +185,8 @@ const Row kRows[] = {
 
 INSTANTIATE_TEST_SUITE_P(All, IndexPoolContracts, ::testing::ValuesIn(kRows), support::kNameOfRow);
 
-// Without spare bits there is none to take: an exhausted pool stays exhausted.
-TEST(IndexPoolContractsOfSize, APoolWithoutSpareBitsGivesNothingWhenExhausted) {
+// Without spare bits, an exhausted pool stays exhausted.
+TEST(IndexPoolContractsOfSize, ExhaustedPoolWithoutSpareBitsReturnsNoIndex) {
   for (const uint32_t size : {0U, 8U, 64U, 80U}) {
     SCOPED_TRACE(size);
     ContractRecorder contracts;
@@ -201,7 +201,7 @@ TEST(IndexPoolContractsOfSize, APoolWithoutSpareBitsGivesNothingWhenExhausted) {
   }
 }
 
-TEST(IndexPoolContractsOfMemory, WithoutMemoryThePoolGivesNoIndex) {
+TEST(IndexPoolContractsOfMemory, PoolWithoutMemoryReturnsNoIndex) {
   const int calls = support::each_fault("malloc", {ENOMEM}, [](support::Fault& fault) {
     ContractRecorder contracts;
     IndexPool pool;
@@ -229,8 +229,8 @@ TEST(IndexPoolContractsOfMemory, WithoutMemoryThePoolGivesNoIndex) {
   EXPECT_EQ(calls, 1);
 }
 
-// The bit has just been cleared, so only a handler that sets it again gets this far.
-TEST(IndexPoolContractsOfHandler, ReleaseLooksAtTheIndexOnceMore) {
+// release has just cleared the bit, so this check fails only if the handler sets it again.
+TEST(IndexPoolContractsOfHandler, ReleaseChecksTheIndexAgain) {
   ContractRecorder contracts;
   IndexPool pool;
   NUV_IndexPool_construct(&pool, 10);
@@ -254,7 +254,7 @@ TEST(IndexPoolContractsNull, EveryOperationReportsANullPool) {
                                                    {"occupy", [] { NUV_IndexPool_occupy(nullptr); }},
                                                    {"occupyIndex", [] { NUV_IndexPool_occupyIndex(nullptr, 0); }},
                                                    {"release", [] { NUV_IndexPool_release(nullptr, 0); }}});
-  EXPECT_EQ(lines.size(), 10U) << "each operation has a check of its own";
+  EXPECT_EQ(lines.size(), 10U) << "one report for each operation";
 }
 
 }  // namespace

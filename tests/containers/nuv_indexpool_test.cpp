@@ -12,7 +12,6 @@ namespace {
 
 using support::ContractRecorder;
 
-// A pool that lives as long as its test.
 class IndexPoolTest : public ::testing::Test {
  protected:
   ~IndexPoolTest() override { NUV_IndexPool_destruct(&pool_); }
@@ -48,12 +47,12 @@ TEST_F(IndexPoolTest, FillsTheBitsFromTheLeastSignificantOn) {
   EXPECT_EQ(pool_.m_pPool[0], 0xFF);
   EXPECT_EQ(pool_.m_pPool[1], 0x01);
   occupy(1);
-  EXPECT_EQ(pool_.m_pPool[1], 0x03) << "bits behind the last index stay 0";
+  EXPECT_EQ(pool_.m_pPool[1], 0x03) << "bits after the last index stay 0";
   EXPECT_EQ(pool_.m_uSize, 10U);
   EXPECT_EQ(pool_.m_uFree, 0U);
 }
 
-TEST_F(IndexPoolTest, GivesTheLowestFreeIndex) {
+TEST_F(IndexPoolTest, ReturnsTheLowestFreeIndex) {
   make(10);
   EXPECT_EQ(occupy(3), (std::vector<uint32_t>{0, 1, 2}));
   NUV_IndexPool_release(&pool_, 1);
@@ -67,7 +66,7 @@ TEST_F(IndexPoolTest, SkipsIndicesThatWereOccupiedByNumber) {
   EXPECT_EQ(occupy(6), (std::vector<uint32_t>{0, 1, 2, 3, 4, 6}));
 }
 
-TEST_F(IndexPoolTest, CountsWhatIsHeldAndWhatIsFree) {
+TEST_F(IndexPoolTest, CountsTakenAndFreeIndices) {
   make(10);
   occupy(4);
   EXPECT_EQ(NUV_IndexPool_free(&pool_), 6U);
@@ -79,9 +78,9 @@ TEST_F(IndexPoolTest, CountsWhatIsHeldAndWhatIsFree) {
   EXPECT_EQ(NUV_IndexPool_occupied(&pool_, 1), 1);
 }
 
-// Sizes on both sides of a byte boundary, and of several machine words: every index can be had once, and the address
-// sanitizer watches the array's end.
-TEST_F(IndexPoolTest, HandsOutEveryIndexOfAnySize) {
+// Sizes around a byte boundary and beyond a machine word: each index is returned once. AddressSanitizer checks the
+// array's end.
+TEST_F(IndexPoolTest, ReturnsEachIndexOnce) {
   for (const uint32_t size : {0U, 1U, 7U, 8U, 9U, 15U, 16U, 17U, 64U, 80U, 128U, 200U}) {
     SCOPED_TRACE(size);
     IndexPool pool;
@@ -97,12 +96,12 @@ TEST_F(IndexPoolTest, HandsOutEveryIndexOfAnySize) {
   }
 }
 
-TEST_F(IndexPoolTest, TakesOneBitForAnIndex) {
+TEST_F(IndexPoolTest, NeedsOneBitForEachIndex) {
   const struct {
     uint32_t size;
     size_t bytes;
   } kCases[] = {
-      {0, 1},  // so that there is always a block
+      {0, 1},  // allocates one byte anyway
       {1, 1}, {7, 1}, {8, 1}, {9, 2}, {10, 2}, {16, 2}, {17, 3},
   };
   for (const auto& row : kCases) {
@@ -111,11 +110,11 @@ TEST_F(IndexPoolTest, TakesOneBitForAnIndex) {
     NUV_IndexPool_construct(&pool, row.size);
     EXPECT_EQ(support::size_of_live_block(pool.m_pPool), row.bytes);
     NUV_IndexPool_destruct(&pool);
-    EXPECT_EQ(support::size_of_live_block(pool.m_pPool), 0U) << "given back";
+    EXPECT_EQ(support::size_of_live_block(pool.m_pPool), 0U) << "freed";
   }
 }
 
-TEST_F(IndexPoolTest, LeavesTheAllocatorOfTheBlocksAlone) {
+TEST_F(IndexPoolTest, DoesNotUseTheMemoryHook) {
   const support::CountingAllocator allocator;
   IndexPool pool;
   NUV_IndexPool_construct(&pool, 10);
