@@ -1,4 +1,4 @@
-// Every check of the message, violated while the error handler returns.
+// Violates every contract of the message; the error handler returns.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -36,7 +36,7 @@ void fill(Message& message) {
   }
 }
 
-// Looks that the first items, so many, have the types 0, 1, 2, ... and the others none.
+// Checks that the first `count` items have the types 0, 1, 2, ... and the others none.
 void expect_items(Message& message, uint32_t count) {
   EXPECT_EQ(NUV_Message_size(&message), count);
   for (uint32_t i = 0; i < 5; ++i) {
@@ -61,7 +61,7 @@ void use_the_usual_hook() {
 
 using Row = support::Violation<Message>;
 
-// The message has the header (1, 2, 3) and two items, and memory behind it that is not the message's.
+// The message has the header (1, 2, 3) and two items; guard bytes follow it.
 class MessageContracts : public ::testing::TestWithParam<Row> {
  protected:
   static constexpr uint8_t kGuard = 0x5A;
@@ -82,7 +82,7 @@ class MessageContracts : public ::testing::TestWithParam<Row> {
   Message& message_ = storage_.message;
 };
 
-// Whatever became of the message: it can be filled up, handed on, and gives its blocks back.
+// Whatever happened to the message, it can be filled, moved and destructed.
 TEST_P(MessageContracts, AreReportedAndCarriedOn) {
   GetParam().violate(message_);
   EXPECT_EQ(contracts_.take(), GetParam().reports);
@@ -117,7 +117,7 @@ const Row kRows[] = {
     {"dataOfTheLargestIndex",
      [](Message& message) { EXPECT_EQ(NUV_Message_data(&message, 0xFFFFFFFF), nullptr); },
      {require_report(kFile, kInUse)}},
-    // The item is there, with its type, and the missing block counts as empty.
+    // The item is added with its type; the missing block counts as empty.
     {"addWithoutABlock",
      [](Message& message) {
        NUV_Message_add(&message, 9, nullptr);
@@ -137,7 +137,7 @@ const Row kRows[] = {
        const uint8_t* address = block.m_pAddr;
        NUV_Message_add(&message, 9, &block);
        expect_items(message, 5);
-       EXPECT_EQ(block.m_pAddr, address) << "the block that found no room stays the caller's";
+       EXPECT_EQ(block.m_pAddr, address) << "the block was not added and stays the caller's";
        EXPECT_EQ(block.m_uSize, 16U);
        NUV_Memory_destruct(&block);
      },
@@ -157,7 +157,7 @@ const Row kRows[] = {
        expect_items(message, 2);
      },
      {require_report(kFile, "((void *)0) != a_src")}},
-    // As from an empty message.
+    // Same as moving from an empty message.
     {"moveFromNull",
      [](Message& message) {
        NUV_Message_move(&message, nullptr);
@@ -165,7 +165,7 @@ const Row kRows[] = {
        expect_items(message, 0);
      },
      {require_report(kFile, "0 != a_src")}},
-    // Each of the five empty blocks is reported, and has none.
+    // Each of the five empty blocks is reported, and has no free function.
     {"constructWithoutAFreeFunction",
      [](Message&) {
        Message other;
@@ -220,8 +220,8 @@ TEST(MessageContractsNull, EveryOperationReportsANullMessage) {
                                                    {"data", [] { NUV_Message_data(nullptr, 0); }},
                                                    {"add", [] { NUV_Message_add(nullptr, 1, nullptr); }},
                                                    {"swap", [] { NUV_Message_swap(nullptr, nullptr); }}});
-  EXPECT_EQ(lines.size(), 10U) << "each operation has a check of its own";
-  // The one that writes it short.
+  EXPECT_EQ(lines.size(), 10U) << "one report for each operation";
+  // This one spells the condition differently.
   support::expect_null_reports(kFile, "0 != a_this", {{"move", [] { NUV_Message_move(nullptr, nullptr); }}});
 }
 

@@ -13,7 +13,7 @@ namespace {
 using support::ContractRecorder;
 using support::CountingAllocator;
 
-// What all five items hold, in their order: type and address.
+// Type and address of all five items, in order.
 using Items = std::vector<std::pair<int32_t, const uint8_t*>>;
 const Items kUnset(5, {-1, nullptr});
 
@@ -61,10 +61,10 @@ TEST_F(MessageTest, StartsWithItsHeaderAndNoItems) {
   EXPECT_EQ(items_of(message), kUnset);
   EXPECT_EQ(allocator_.allocations(), 0);
   NUV_Message_destruct(&message);
-  EXPECT_EQ(allocator_.empty_releases(), 5) << "all items are destructed, whatever the size";
+  EXPECT_EQ(allocator_.empty_releases(), 5) << "all five items are destructed, used or not";
 }
 
-TEST_F(MessageTest, TakesUpToFiveBlocks) {
+TEST_F(MessageTest, AcceptsUpToFiveBlocks) {
   Message message;
   NUV_Message_construct(&message, 1, 2, 3);
   Items expected = kUnset;
@@ -148,7 +148,7 @@ TEST_F(MessageTest, MovesHeaderAndItems) {
   make(source, 50, 3);
   const Items items = items_of(source);
   NUV_Message_move(&target, &source);
-  EXPECT_EQ(allocator_.releases(), 5) << "the blocks that the target had";
+  EXPECT_EQ(allocator_.releases(), 5) << "the former blocks of the target";
   expect_header(target, 50, 51, 52);
   EXPECT_EQ(NUV_Message_size(&target), 3U);
   EXPECT_EQ(items_of(target), items);

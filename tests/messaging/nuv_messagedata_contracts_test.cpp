@@ -1,4 +1,4 @@
-// Every check of the message item, violated while the error handler returns.
+// Violates every contract of the message item; the error handler returns.
 #include <gtest/gtest.h>
 
 #include "doubles/contract_recorder.h"
@@ -40,7 +40,7 @@ class MessageDataContracts : public ::testing::TestWithParam<Row> {
     NUV_MessageData_set(&item_, 1, &block);
   }
 
-  // Whatever became of the item: it takes a block, hands it on, and gives it back.
+  // Whatever happened to the item, it can be given a block, moved and destructed.
   ~MessageDataContracts() override {
     Memory block;
     MessageData other;
@@ -65,9 +65,9 @@ TEST_P(MessageDataContracts, AreReportedAndCarriedOn) {
   EXPECT_EQ(contracts_.take(), GetParam().reports);
 }
 
-// Every empty block that is made without a free function is reported by its own family, and has none.
+// nuv_memory itself reports each empty block that is constructed without a free function.
 const Row kRows[] = {
-    // The type is stored, the block is given back, and the missing one counts as empty.
+    // The type is stored, the former block is freed, and the missing one counts as empty.
     {"setWithoutABlock",
      [](MessageData& item) {
        NUV_MessageData_set(&item, 2, nullptr);
@@ -112,7 +112,7 @@ const Row kRows[] = {
        EXPECT_NE(item.m_oData.m_pAddr, nullptr);
      },
      {require_report(kFile, "((void *)0) != a_src")}},
-    // As from an item without data.
+    // Same as moving from an item without data.
     {"moveFromNull",
      [](MessageData& item) {
        NUV_MessageData_move(&item, nullptr);
@@ -143,8 +143,8 @@ TEST(MessageDataContractsNull, EveryOperationReportsANullItem) {
                                                    {"data", [] { NUV_MessageData_data(nullptr); }},
                                                    {"set", [] { NUV_MessageData_set(nullptr, 1, nullptr); }},
                                                    {"swap", [] { NUV_MessageData_swap(nullptr, nullptr); }}});
-  EXPECT_EQ(lines.size(), 6U) << "each operation has a check of its own";
-  // The one that writes it short.
+  EXPECT_EQ(lines.size(), 6U) << "one report for each operation";
+  // This one spells the condition differently.
   support::expect_null_reports(kFile, "0 != a_this", {{"move", [] { NUV_MessageData_move(nullptr, nullptr); }}});
 }
 

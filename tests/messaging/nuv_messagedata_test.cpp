@@ -19,7 +19,7 @@ void expect_unset(MessageData& item) {
 
 class MessageDataTest : public ::testing::Test {
  protected:
-  // Makes an item with a fresh block; returns the block's address.
+  // Constructs an item with a new block and returns the block's address.
   static uint8_t* make(MessageData& item, int32_t type, uint32_t size) {
     EXPECT_EQ(NUV_MessageData_construct(&item), 1);
     Memory block;
@@ -66,7 +66,7 @@ TEST_F(MessageDataTest, TakesTheCallersBlock) {
   NUV_Memory_destruct(&block);
 }
 
-TEST_F(MessageDataTest, GivesTheFormerBlockBackWhenSetAgain) {
+TEST_F(MessageDataTest, FreesTheFormerBlockWhenSetAgain) {
   MessageData item;
   make(item, 1, 8);
   Memory block;
@@ -81,7 +81,7 @@ TEST_F(MessageDataTest, GivesTheFormerBlockBackWhenSetAgain) {
   NUV_MessageData_destruct(&item);
 }
 
-TEST_F(MessageDataTest, SetFromItselfGivesItsBlockBack) {
+TEST_F(MessageDataTest, SetFromItselfFreesItsBlock) {
   MessageData item;
   make(item, 1, 8);
   NUV_MessageData_set(&item, 2, NUV_MessageData_data(&item));

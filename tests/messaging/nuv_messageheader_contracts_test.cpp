@@ -1,4 +1,4 @@
-// Every check of the message header, violated while the error handler returns.
+// Violates every contract of the message header; the error handler returns.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -33,7 +33,7 @@ using Row = support::Violation<MessageHeader>;
 // The header is (1, 2, 3).
 class MessageHeaderContracts : public ::testing::TestWithParam<Row> {};
 
-TEST_P(MessageHeaderContracts, AreReportedAndLeaveTheHeaderAsItIs) {
+TEST_P(MessageHeaderContracts, AreReportedAndLeaveTheHeaderUnchanged) {
   ContractRecorder contracts;
   MessageHeader header = {1, 2, 3};
 
@@ -54,7 +54,7 @@ const Row kRows[] = {
      {require_report(kFile, kMessage)}},
     {"traceIntoNothing",
      [](MessageHeader& header) {
-       EXPECT_EQ(NUV_MessageHeader_trace(nullptr, 100, &header, "p", "d", "s", "t"), 11) << "the length alone";
+       EXPECT_EQ(NUV_MessageHeader_trace(nullptr, 100, &header, "p", "d", "s", "t"), 11) << "length only";
      },
      {require_report(kFile, kBuffer)}},
     {"traceWithoutAPrefix",

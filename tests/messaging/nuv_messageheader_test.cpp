@@ -57,7 +57,7 @@ TEST_F(MessageHeaderTest, TracesALine) {
       {{0, 0, 0}, "p", "d", "s", "t", "p:d#0:s#0:t"},
       {{0, 0, 0}, "", "", "", "", ":#0:#0:"},
       {{0, INT32_MIN, INT32_MAX}, "rx", "a", "b", "c", "rx:a#-2147483648:b#2147483647:c"},
-      // Nothing in the texts is a format, and no newline comes or goes.
+      // The texts are not formats, and newlines are neither added nor removed.
       {{0, 1, 2}, "%s", "%n", "%d", "%x\n", "%s:%n#1:%d#2:%x\n"},
   };
   for (const auto& row : kCases) {
@@ -80,7 +80,7 @@ TEST_F(MessageHeaderTest, TracesAMessageThroughItsHeader) {
   NUV_Message_destruct(&message);
 }
 
-// "p:d#0:s#0:t" has 11 characters: every size from nothing to more than enough.
+// "p:d#0:s#0:t" has 11 characters and is tried with every size from 0 to 13.
 TEST_F(MessageHeaderTest, CutsTheLineToTheBuffer) {
   const std::string line = "p:d#0:s#0:t";
   const MessageHeader header = {};
@@ -98,7 +98,7 @@ TEST_F(MessageHeaderTest, CutsTheLineToTheBuffer) {
   }
 }
 
-TEST_F(MessageHeaderTest, TakesSizesBeyondTheRangeOfInt) {
+TEST_F(MessageHeaderTest, AcceptsSizesAboveIntMax) {
   const MessageHeader header = {};
   for (const uint32_t size : {static_cast<uint32_t>(INT_MAX), 0x80000000U, 0xFFFFFFFFU}) {
     SCOPED_TRACE(size);
@@ -108,7 +108,7 @@ TEST_F(MessageHeaderTest, TakesSizesBeyondTheRangeOfInt) {
   }
 }
 
-TEST_F(MessageHeaderTest, AnAbsentTextIsEmptyAndNoError) {
+TEST_F(MessageHeaderTest, NullTextCountsAsEmptyAndIsNotReported) {
   const MessageHeader header = {0, 3, 1};
   char buffer[32];
   EXPECT_EQ(NUV_MessageHeader_trace(buffer, sizeof buffer, &header, "tx", "dst", "src", nullptr), 15);

@@ -1,4 +1,4 @@
-// Every check of the pipe, violated while the error handler returns.
+// Violates every contract of the pipe; the error handler returns.
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -36,7 +36,7 @@ TEST_P(PipeContracts, AreReportedAndLeaveAWorkingPipe) {
   NUV_Pipe_destruct(&pipe);
 }
 
-// The kernel refuses the null pointer. Without a length there is nothing to refuse.
+// The kernel refuses the null pointer, unless the length is 0.
 const Row kRows[] = {
     {"readWithoutABuffer",
      [](Pipe& pipe) {

@@ -27,7 +27,6 @@ using support::is_open_descriptor;
 using support::TestPipe;
 
 
-// A pipe that lives as long as its test.
 class PipeTest : public ::testing::Test {
  protected:
   void SetUp() override { ASSERT_EQ(NUV_Pipe_construct(&pipe_), 1); }
@@ -37,7 +36,7 @@ class PipeTest : public ::testing::Test {
     return NUV_Pipe_write(&pipe_, bytes.data(), static_cast<uint32_t>(bytes.size()));
   }
 
-  // One read of at most so many bytes; the byte behind them must stay as it is.
+  // Reads once, at most `length` bytes, and checks that the byte after them is not written.
   std::string read(uint32_t length) {
     std::array<char, 64> buffer;
     buffer.fill('~');
@@ -74,7 +73,7 @@ TEST_F(PipeTest, SetsNoFlags) {
   }
 }
 
-TEST_F(PipeTest, GivesBytesBackInOrder) {
+TEST_F(PipeTest, ReadsBytesInTheOrderOfWriting) {
   EXPECT_EQ(write("abc"), 3);
   EXPECT_EQ(write(std::string("d\0e", 3)), 3);
   EXPECT_EQ(read(4), "abcd");
@@ -97,8 +96,8 @@ TEST_F(PipeTest, ReadsNothingAfterTheWriteEndWasClosed) {
   EXPECT_EQ(byte, '~');
 }
 
-// Neither is repeated, not even after a signal: the caller sees what the system said.
-TEST_F(PipeTest, PassesAFailedReadOn) {
+// A failed read or write is not repeated, not even after EINTR; the caller gets the error.
+TEST_F(PipeTest, ReturnsTheErrorOfAFailedRead) {
   const int reads = each_fault("read", {EINTR, EAGAIN, EIO}, [this](Fault& fault) {
     EXPECT_EQ(write("abc"), 3);
     char byte = '~';
@@ -114,7 +113,7 @@ TEST_F(PipeTest, PassesAFailedReadOn) {
   EXPECT_EQ(reads, 1);
 }
 
-TEST_F(PipeTest, PassesAFailedWriteOn) {
+TEST_F(PipeTest, ReturnsTheErrorOfAFailedWrite) {
   const int writes = each_fault("write", {EINTR, EAGAIN, EPIPE}, [this](Fault& fault) {
     const int32_t result = fault.during([this] { return NUV_Pipe_write(&pipe_, "abc", 3); });
     const int error = errno;
@@ -128,7 +127,7 @@ TEST_F(PipeTest, PassesAFailedWriteOn) {
   EXPECT_EQ(writes, 1);
 }
 
-TEST_F(PipeTest, WritesOnceAlthoughNotAllHasRoom) {
+TEST_F(PipeTest, WritesOnceEvenIfNotEverythingFits) {
   const int capacity = fcntl(pipe_.m_iWriteFd, F_SETPIPE_SZ, 4096);
   ASSERT_GE(capacity, 4096);
   ASSERT_EQ(fcntl(pipe_.m_iWriteFd, F_SETFL, O_NONBLOCK), 0);
@@ -140,7 +139,7 @@ TEST_F(PipeTest, WritesOnceAlthoughNotAllHasRoom) {
   EXPECT_EQ(errno, EAGAIN);
 }
 
-TEST_F(PipeTest, TellsThatNobodyReads) {
+TEST_F(PipeTest, WriteFailsAfterTheReadEndWasClosed) {
   const auto former = signal(SIGPIPE, SIG_IGN);
   close(pipe_.m_iReadFd);
   EXPECT_EQ(write("a"), -1);
@@ -160,7 +159,7 @@ TEST(PipeLife, DestructClosesBothEnds) {
   EXPECT_EQ(pipe.m_bCreated, 1) << "the flag stays";
 }
 
-// The numbers of the closed ends are the next to be given out, so a second destruct hits the new holder.
+// The next pipe gets the same descriptor numbers, so a second destruct closes that one.
 TEST(PipeLife, DestructDoesNotRememberThatItClosed) {
   const ContractRecorder contracts;
   Pipe pipe = {};
@@ -189,7 +188,7 @@ TEST(PipeLife, WithoutAPipeClosesNothing) {
     EXPECT_TRUE(no_pipe.has_struck());
   }
   EXPECT_EQ(pipe.m_bCreated, 0);
-  // Whatever the fields hold: without a pipe they are nobody's.
+  // Without a pipe, destruct ignores the descriptors in the fields.
   pipe.m_iReadFd = stranger.read_end();
   pipe.m_iWriteFd = stranger.write_end();
   NUV_Pipe_destruct(&pipe);
@@ -197,7 +196,7 @@ TEST(PipeLife, WithoutAPipeClosesNothing) {
   EXPECT_TRUE(is_open_descriptor(stranger.write_end()));
 }
 
-TEST(PipeLife, APipeThatCannotBeMadeHasNoDescriptors) {
+TEST(PipeLife, PipeThatCannotBeCreatedHasNoDescriptors) {
   const int pipes = each_fault("pipe", {EMFILE, ENFILE}, [](Fault& fault) {
     const ContractRecorder contracts;
     Pipe pipe = {};
@@ -211,15 +210,15 @@ TEST(PipeLife, APipeThatCannotBeMadeHasNoDescriptors) {
       EXPECT_EQ(NUV_Pipe_read(&pipe, &byte, 1), -1);
       EXPECT_EQ(NUV_Pipe_write(&pipe, &byte, 1), -1);
       NUV_Pipe_destruct(&pipe);
-      EXPECT_EQ(NUV_Pipe_construct(&pipe), 1) << "the next one";
+      EXPECT_EQ(NUV_Pipe_construct(&pipe), 1) << "the next attempt";
     }
     NUV_Pipe_destruct(&pipe);
   });
   EXPECT_EQ(pipes, 1);
 }
 
-// Both ends are closed, whatever becomes of the first.
-TEST(PipeLife, AFailedCloseIsNotRepeated) {
+// The second end is closed even if closing the first fails.
+TEST(PipeLife, FailedCloseIsNotRepeated) {
   const int closes = each_fault("close", {EINTR, EIO}, [](Fault& fault) {
     const ContractRecorder contracts;
     Pipe pipe = {};

@@ -1,4 +1,4 @@
-// Every check of the UDP client, violated while the error handler returns.
+// Violates every contract of the UDP client; the error handler returns.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -24,7 +24,7 @@ constexpr char kIsOwnSocket[] = "NUV_UdpClient_socket( a_this) == a_socket";
 
 using Row = support::Violation<UdpClient>;
 
-// A datagram is waiting at the client's socket.
+// A datagram is waiting on the client's socket.
 class UdpClientContracts : public ::testing::TestWithParam<Row> {
  protected:
   void SetUp() override {
@@ -43,7 +43,7 @@ class UdpClientContracts : public ::testing::TestWithParam<Row> {
 TEST_P(UdpClientContracts, AreReportedAndLeaveAWorkingClient) {
   GetParam().violate(client_);
   EXPECT_EQ(contracts_.take(), GetParam().reports);
-  EXPECT_EQ(output_.take(), "") << "nothing was taken for a datagram";
+  EXPECT_EQ(output_.take(), "") << "nothing was received";
 
   stdout_.take();
   NUV_UdpClient_socketRead(&client_, client_.m_iSocket);
@@ -52,7 +52,7 @@ TEST_P(UdpClientContracts, AreReportedAndLeaveAWorkingClient) {
 }
 
 const Row kRows[] = {
-    // Null reads as no address at all, which is all ones.
+    // Null counts as an invalid address, which is stored as all ones.
     {"constructWithoutAServer",
      [](UdpClient& client) {
        UdpClient other = {};
@@ -64,7 +64,7 @@ const Row kRows[] = {
     {"socketReadOfNoDescriptor",
      [](UdpClient& client) { NUV_UdpClient_socketRead(&client, -1); },
      {require_report(kFile, kIsOwnSocket)}},
-    // A pipe gives no datagrams.
+    // The output is a pipe, which carries no datagrams.
     {"socketReadOfTheOutput",
      [](UdpClient& client) { NUV_UdpClient_socketRead(&client, client.m_iOutFd); },
      {require_report(kFile, kIsOwnSocket)}},
@@ -80,7 +80,7 @@ TEST(UdpClientContractsNull, EveryOperationReportsANullClient) {
                                     {"socket", [] { NUV_UdpClient_socket(nullptr); }},
                                     {"socketRead", [] { NUV_UdpClient_socketRead(nullptr, 0); }},
                                     {"fileRead", [] { NUV_UdpClient_fileRead(nullptr, 0); }}});
-  EXPECT_EQ(lines.size(), 5U) << "each operation has a check of its own";
+  EXPECT_EQ(lines.size(), 5U) << "one report for each operation";
 }
 
 }  // namespace

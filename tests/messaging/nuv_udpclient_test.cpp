@@ -40,7 +40,7 @@ using support::UdpPeer;
 constexpr char kReceived[] = "NUV_UdpClient_socketRead ...o.k.\n";
 constexpr char kSent[] = "NUV_UdpClient_fileRead ...o.k.\n";
 
-// A client that talks to a server of the test and puts out into a pipe of the test.
+// A client of the test's server that writes to the test's pipe.
 class UdpClientTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -52,7 +52,7 @@ class UdpClientTest : public ::testing::Test {
   void read_socket() { NUV_UdpClient_socketRead(&client_, client_.m_iSocket); }
   void read_file() { NUV_UdpClient_fileRead(&client_, input_.read_end()); }
 
-  // What the server gets next.
+  // The next datagram that the server receives.
   std::string received() {
     const auto datagram = server_.receive();
     return datagram ? datagram->bytes : "(nothing)";
@@ -84,10 +84,10 @@ TEST_F(UdpClientTest, ConstructOpensABoundUdpSocket) {
     EXPECT_EQ(found, value) << option;
   }
   EXPECT_NE(port(), 0);
-  EXPECT_EQ(stdout_.take(), "") << "nothing is printed";
+  EXPECT_EQ(stdout_.take(), "") << "construct prints nothing";
 }
 
-TEST(UdpClientAddresses, AreFilledInButForThePaddingOfTheLocalOne) {
+TEST(UdpClientAddresses, AreSetExceptThePaddingOfTheLocalOne) {
   const ContractRecorder contracts;
   const TestPipe output;
   UdpClient client;
@@ -95,7 +95,7 @@ TEST(UdpClientAddresses, AreFilledInButForThePaddingOfTheLocalOne) {
   ASSERT_EQ(NUV_UdpClient_construct(&client, "127.1.2.3", htons(5060), output.write_end()), 1);
   EXPECT_EQ(client.m_iOutFd, output.write_end());
   EXPECT_EQ(client.m_oServer.sin_family, AF_INET);
-  EXPECT_EQ(client.m_oServer.sin_port, htons(5060)) << "as it was given";
+  EXPECT_EQ(client.m_oServer.sin_port, htons(5060)) << "stored as passed";
   EXPECT_EQ(client.m_oServer.sin_addr.s_addr, htonl(0x7F010203));
   EXPECT_EQ(client.m_oLocal.sin_family, AF_INET);
   EXPECT_EQ(client.m_oLocal.sin_port, 0);
@@ -109,7 +109,7 @@ TEST(UdpClientAddresses, AreFilledInButForThePaddingOfTheLocalOne) {
   NUV_UdpClient_destruct(&client);
 }
 
-TEST(UdpClientAddresses, TakesAllOnesForAnInvalidServer) {
+TEST(UdpClientAddresses, StoresAllOnesForAnInvalidServer) {
   const ContractRecorder contracts;
   for (const char* server : {"", "localhost", "300.1.1.1", "1.2.3.4.5", "::1"}) {
     SCOPED_TRACE(server);
@@ -120,14 +120,14 @@ TEST(UdpClientAddresses, TakesAllOnesForAnInvalidServer) {
   }
 }
 
-TEST_F(UdpClientTest, PutsADatagramOut) {
+TEST_F(UdpClientTest, WritesADatagramToTheOutput) {
   server_.send("hello", port());
   read_socket();
   EXPECT_EQ(output_.take(), "hello");
   EXPECT_EQ(stdout_.take(), kReceived);
 }
 
-TEST_F(UdpClientTest, PutsOutOneDatagramAtATime) {
+TEST_F(UdpClientTest, WritesOneDatagramAtATime) {
   server_.send("one", port());
   server_.send(std::string("t\0o", 3), port());
   read_socket();
@@ -150,18 +150,18 @@ TEST_F(UdpClientTest, CutsALongDatagram) {
   }
 }
 
-TEST_F(UdpClientTest, PutsNothingOutForAnEmptyDatagram) {
+TEST_F(UdpClientTest, WritesNothingForAnEmptyDatagram) {
   server_.send("", port());
   {
     const FaultInjector counter("write", 0, 0);
     read_socket();
-    EXPECT_EQ(counter.calls(), 1) << "where the output is a socket, the datagram goes on";
+    EXPECT_EQ(counter.calls(), 1) << "if the output is a socket, it gets the empty datagram";
   }
   EXPECT_EQ(output_.take(), "");
   EXPECT_EQ(stdout_.take(), kReceived);
 }
 
-TEST_F(UdpClientTest, AsksForNothingSpecial) {
+TEST_F(UdpClientTest, PassesNoFlags) {
   const CallLog log;
   server_.send("hello", port());
   read_socket();
@@ -171,7 +171,7 @@ TEST_F(UdpClientTest, AsksForNothingSpecial) {
   EXPECT_EQ(log.calls_of("sendto"), (std::vector<std::string>{"sendto(5, 0)", "sendto(2, 0)"}));
 }
 
-TEST_F(UdpClientTest, NotesTheSenderInTheLocalAddressAndGoesOnTalkingToTheServer) {
+TEST_F(UdpClientTest, StoresTheSenderInTheLocalAddressAndStillSendsToTheServer) {
   UdpPeer stranger;
   stranger.send("psst", port());
   read_socket();
@@ -185,9 +185,9 @@ TEST_F(UdpClientTest, NotesTheSenderInTheLocalAddressAndGoesOnTalkingToTheServer
   EXPECT_EQ(received(), "hello");
 }
 
-// None of these is repeated, not even after a signal, and the line ends with o.k. whatever happened. What was not received
-// is not put out, and neither is what the stack holds.
-TEST_F(UdpClientTest, PutsNothingOutWhenReceivingFails) {
+// A failed call is not repeated, not even after EINTR, and the printed line ends with o.k. anyway. After a failed
+// receive nothing is written, neither an old datagram nor what the stack holds.
+TEST_F(UdpClientTest, WritesNothingWhenReceivingFails) {
   const sockaddr_in known = client_.m_oLocal;
   const int receives = each_fault("recvfrom", {EINTR, EAGAIN, EFAULT, ECONNREFUSED}, [&](Fault& fault) {
     server_.send("hello", port());
@@ -195,9 +195,9 @@ TEST_F(UdpClientTest, PutsNothingOutWhenReceivingFails) {
     EXPECT_EQ(stdout_.take(), kReceived);
     EXPECT_EQ(output_.take(), fault.has_struck() ? "" : "hello");
     if (fault.has_struck()) {
-      EXPECT_EQ(std::memcmp(&client_.m_oLocal, &known, sizeof known), 0) << "the address stays";
+      EXPECT_EQ(std::memcmp(&client_.m_oLocal, &known, sizeof known), 0) << "the address is unchanged";
       read_socket();
-      EXPECT_EQ(output_.take(), "hello") << "the next turn gets it";
+      EXPECT_EQ(output_.take(), "hello") << "the next call receives it";
       stdout_.take();
     }
     client_.m_oLocal = known;
@@ -205,7 +205,7 @@ TEST_F(UdpClientTest, PutsNothingOutWhenReceivingFails) {
   EXPECT_EQ(receives, 1);
 }
 
-TEST_F(UdpClientTest, DoesNotMindAnOutputThatFails) {
+TEST_F(UdpClientTest, IgnoresAnOutputThatFails) {
   const int writes = each_fault("write", {EINTR, EAGAIN, EIO}, [this](Fault& fault) {
     server_.send("hello", port());
     fault.during([this] { read_socket(); });
@@ -219,7 +219,7 @@ TEST_F(UdpClientTest, DoesNotMindAnOutputThatFails) {
   EXPECT_EQ(writes, 1);
 }
 
-TEST_F(UdpClientTest, SendsWhatItReadsToTheServer) {
+TEST_F(UdpClientTest, SendsItsInputToTheServer) {
   input_.put(std::string("a\0b", 3));
   read_file();
   const auto datagram = server_.receive();
@@ -249,17 +249,17 @@ TEST_F(UdpClientTest, SendsNothingWhenReadingFails) {
   const int reads = each_fault("read", {EINTR, EAGAIN, EIO}, [this](Fault& fault) {
     input_.put("hello");
     fault.during([this] { read_file(); });
-    EXPECT_EQ(stdout_.take(), kSent) << "o.k. all the same";
+    EXPECT_EQ(stdout_.take(), kSent) << "o.k. anyway";
     if (fault.has_struck()) {
       read_file();
       stdout_.take();
     }
-    EXPECT_EQ(received(), "hello") << "the first that arrives";
+    EXPECT_EQ(received(), "hello") << "the first to arrive";
   });
   EXPECT_EQ(reads, 1);
 }
 
-TEST_F(UdpClientTest, DoesNotMindASendThatFails) {
+TEST_F(UdpClientTest, IgnoresASendThatFails) {
   const int sends = each_fault("sendto", {EINTR, EAGAIN, ENETUNREACH}, [this](Fault& fault) {
     input_.put("hello");
     fault.during([this] { read_file(); });
@@ -269,7 +269,7 @@ TEST_F(UdpClientTest, DoesNotMindASendThatFails) {
     }
     input_.put("next");
     read_file();
-    EXPECT_EQ(received(), "next") << "the first that arrives";
+    EXPECT_EQ(received(), "next") << "the first to arrive";
     stdout_.take();
   });
   EXPECT_EQ(sends, 1);
@@ -311,8 +311,8 @@ TEST(UdpClientLife, WithoutASocketFailsAndClosesNothing) {
   EXPECT_EQ(out.take(), "");
 }
 
-// A daemon that has closed its standard input gets 0 for a socket.
-TEST(UdpClientLife, TakesDescriptor0ForASocket) {
+// A daemon that has closed its standard input may get 0 for a socket.
+TEST(UdpClientLife, AcceptsDescriptor0AsSocket) {
   const ChildProcess child([] {
     close(STDIN_FILENO);
     UdpClient client = {};
@@ -328,7 +328,7 @@ TEST(UdpClientLife, TakesDescriptor0ForASocket) {
   EXPECT_TRUE(child.has_exited(0)) << child.outcome();
 }
 
-TEST(UdpClientLife, ClosesTheSocketThatCannotBeBound) {
+TEST(UdpClientLife, ClosesASocketThatCannotBeBound) {
   const ContractRecorder contracts;
   CapturedStdout out;
   const size_t before = count_open_descriptors();
@@ -339,7 +339,7 @@ TEST(UdpClientLife, ClosesTheSocketThatCannotBeBound) {
     EXPECT_TRUE(not_bound.has_struck());
   }
   EXPECT_EQ(count_open_descriptors(), before);
-  // The number of the closed socket goes to the next who opens something, which destruct must leave alone.
+  // The next descriptor reuses the number of the closed socket; destruct must not close it.
   const TestPipe next;
   NUV_UdpClient_destruct(&client);
   EXPECT_TRUE(is_open_descriptor(next.read_end()));
@@ -347,7 +347,7 @@ TEST(UdpClientLife, ClosesTheSocketThatCannotBeBound) {
   EXPECT_EQ(out.take(), "");
 }
 
-// Whatever fails: nothing stays open, nothing is printed, and a second attempt succeeds.
+// After a failure nothing stays open, nothing is printed, and a second attempt succeeds.
 TEST(UdpClientLife, CanBeConstructedAfterAFailure) {
   for (const char* function : {"socket", "bind"}) {
     const int calls = each_fault(function, {EINTR, EMFILE, EADDRINUSE, ENOBUFS}, [](Fault& fault) {

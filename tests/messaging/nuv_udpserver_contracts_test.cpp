@@ -1,4 +1,4 @@
-// Every check of the UDP server, violated while the error handler returns.
+// Violates every contract of the UDP server; the error handler returns.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -24,7 +24,7 @@ constexpr char kIsOwnSocket[] = "NUV_UdpServer_socket( a_this) == a_socket";
 
 using Row = support::Violation<UdpServer>;
 
-// A datagram is waiting at the server's socket.
+// A datagram is waiting on the server's socket.
 class UdpServerContracts : public ::testing::TestWithParam<Row> {
  protected:
   void SetUp() override {
@@ -43,7 +43,7 @@ class UdpServerContracts : public ::testing::TestWithParam<Row> {
 TEST_P(UdpServerContracts, AreReportedAndLeaveAWorkingServer) {
   GetParam().violate(server_);
   EXPECT_EQ(contracts_.take(), GetParam().reports);
-  EXPECT_EQ(output_.take(), "") << "nothing was taken for a datagram";
+  EXPECT_EQ(output_.take(), "") << "nothing was received";
 
   stdout_.take();
   NUV_UdpServer_socketRead(&server_, server_.m_iSocket);
@@ -55,7 +55,7 @@ const Row kRows[] = {
     {"socketReadOfNoDescriptor",
      [](UdpServer& server) { NUV_UdpServer_socketRead(&server, -1); },
      {require_report(kFile, kIsOwnSocket)}},
-    // A pipe gives no datagrams.
+    // The output is a pipe, which carries no datagrams.
     {"socketReadOfTheOutput",
      [](UdpServer& server) { NUV_UdpServer_socketRead(&server, server.m_iOutFd); },
      {require_report(kFile, kIsOwnSocket)}},
@@ -70,7 +70,7 @@ TEST(UdpServerContractsNull, EveryOperationReportsANullServer) {
                                                    {"socket", [] { NUV_UdpServer_socket(nullptr); }},
                                                    {"socketRead", [] { NUV_UdpServer_socketRead(nullptr, 0); }},
                                                    {"fileRead", [] { NUV_UdpServer_fileRead(nullptr, 0); }}});
-  EXPECT_EQ(lines.size(), 5U) << "each operation has a check of its own";
+  EXPECT_EQ(lines.size(), 5U) << "one report for each operation";
 }
 
 }  // namespace

@@ -48,7 +48,7 @@ std::string next_at(UdpPeer& peer) {
   return datagram ? datagram->bytes : "(nothing)";
 }
 
-// A server on a port of the system's choice that puts out into a pipe of the test.
+// A server on a port that the system chooses; it writes to the test's pipe.
 class UdpServerTest : public ::testing::Test {
  protected:
   void SetUp() override { ASSERT_EQ(NUV_UdpServer_construct(&server_, 0, output_.write_end()), 1); }
@@ -92,10 +92,10 @@ TEST_F(UdpServerTest, ConstructOpensABoundUdpSocket) {
     EXPECT_EQ(found, value) << option;
   }
   EXPECT_NE(port(), 0);
-  EXPECT_EQ(stdout_.take(), "") << "nothing is printed";
+  EXPECT_EQ(stdout_.take(), "") << "construct prints nothing";
 }
 
-TEST(UdpServerAddresses, AreFilledInAndThePeerIsCleared) {
+TEST(UdpServerAddresses, AreSetAndThePeerIsCleared) {
   const ContractRecorder contracts;
   const TestPipe output;
   UdpServer server;
@@ -113,13 +113,13 @@ TEST(UdpServerAddresses, AreFilledInAndThePeerIsCleared) {
   NUV_UdpServer_destruct(&server);
 }
 
-TEST(UdpServerAddresses, ListensOnThePortAsItIsGiven) {
+TEST(UdpServerAddresses, ListensOnTheGivenPort) {
   const ContractRecorder contracts;
   CapturedStdout out;
   const TestPipe output;
   UdpServer server = {};
   in_port_t port = 0;
-  // Someone else may grab the free port in between; then another one is tried.
+  // Another process may take the free port in between; then the test tries another.
   for (int attempt = 0; attempt < 20 && server.m_oLocal.sin_port == 0; ++attempt) {
     port = UdpPeer().port();
     if (NUV_UdpServer_construct(&server, port, output.write_end()) == 0) {
@@ -131,7 +131,7 @@ TEST(UdpServerAddresses, ListensOnThePortAsItIsGiven) {
   NUV_UdpServer_destruct(&server);
 }
 
-TEST_F(UdpServerTest, PutsADatagramOutAndRemembersItsSender) {
+TEST_F(UdpServerTest, WritesADatagramToTheOutputAndRemembersItsSender) {
   peer_.send(std::string("a\0b", 3), port());
   read_socket();
   EXPECT_EQ(output_.take(), std::string("a\0b", 3));
@@ -155,19 +155,19 @@ TEST_F(UdpServerTest, CutsALongDatagram) {
   }
 }
 
-TEST_F(UdpServerTest, PutsNothingOutForAnEmptyDatagramButRemembersItsSender) {
+TEST_F(UdpServerTest, WritesNothingForAnEmptyDatagramButRemembersItsSender) {
   peer_.send("", port());
   {
     const FaultInjector counter("write", 0, 0);
     read_socket();
-    EXPECT_EQ(counter.calls(), 1) << "where the output is a socket, the datagram goes on";
+    EXPECT_EQ(counter.calls(), 1) << "if the output is a socket, it gets the empty datagram";
   }
   EXPECT_EQ(output_.take(), "");
   EXPECT_EQ(stdout_.take(), kReceived);
   EXPECT_EQ(server_.m_oPeer.sin_port, peer_.port());
 }
 
-TEST_F(UdpServerTest, AsksForNothingSpecial) {
+TEST_F(UdpServerTest, PassesNoFlags) {
   hear_from(peer_);
   const CallLog log;
   peer_.send("hello", port());
@@ -178,9 +178,9 @@ TEST_F(UdpServerTest, AsksForNothingSpecial) {
   EXPECT_EQ(log.calls_of("sendto"), (std::vector<std::string>{"sendto(5, 0)", "sendto(2, 0)"}));
 }
 
-// None of these is repeated, not even after a signal, and the line ends with o.k. whatever happened. What was not received
-// is not put out, and neither is what the stack holds.
-TEST_F(UdpServerTest, PutsNothingOutWhenReceivingFails) {
+// A failed call is not repeated, not even after EINTR, and the printed line ends with o.k. anyway. After a failed
+// receive nothing is written, neither an old datagram nor what the stack holds.
+TEST_F(UdpServerTest, WritesNothingWhenReceivingFails) {
   hear_from(peer_);
   const sockaddr_in known = server_.m_oPeer;
   const int receives = each_fault("recvfrom", {EINTR, EAGAIN, EFAULT, ECONNREFUSED}, [&](Fault& fault) {
@@ -190,9 +190,9 @@ TEST_F(UdpServerTest, PutsNothingOutWhenReceivingFails) {
     EXPECT_EQ(stdout_.take(), kReceived);
     EXPECT_EQ(output_.take(), fault.has_struck() ? "" : "hello");
     if (fault.has_struck()) {
-      EXPECT_EQ(std::memcmp(&server_.m_oPeer, &known, sizeof known), 0) << "the address stays";
+      EXPECT_EQ(std::memcmp(&server_.m_oPeer, &known, sizeof known), 0) << "the address is unchanged";
       read_socket();
-      EXPECT_EQ(output_.take(), "hello") << "the next turn gets it";
+      EXPECT_EQ(output_.take(), "hello") << "the next call receives it";
       stdout_.take();
     }
     server_.m_oPeer = known;
@@ -200,7 +200,7 @@ TEST_F(UdpServerTest, PutsNothingOutWhenReceivingFails) {
   EXPECT_EQ(receives, 1);
 }
 
-TEST_F(UdpServerTest, DoesNotMindAnOutputThatFails) {
+TEST_F(UdpServerTest, IgnoresAnOutputThatFails) {
   const int writes = each_fault("write", {EINTR, EAGAIN, EIO}, [this](Fault& fault) {
     peer_.send("hello", port());
     fault.during([this] { read_socket(); });
@@ -229,7 +229,7 @@ TEST_F(UdpServerTest, AnswersTheLastSender) {
   hear_from(peer_);
   input_.put("for the peer");
   read_file();
-  EXPECT_EQ(next_at(peer_), "for the peer") << "the first that it gets";
+  EXPECT_EQ(next_at(peer_), "for the peer") << "the first to arrive";
 }
 
 TEST_F(UdpServerTest, SendsAtMost1024BytesAtATime) {
@@ -250,7 +250,7 @@ TEST_F(UdpServerTest, SendsAnEmptyDatagramAtTheEndOfTheInput) {
   EXPECT_EQ(stdout_.take(), sent("0 0"));
 }
 
-TEST_F(UdpServerTest, HasNobodyToAnswerBeforeTheFirstDatagram) {
+TEST_F(UdpServerTest, HasNoPeerBeforeTheFirstDatagram) {
   input_.put("hello");
   read_file();
   EXPECT_EQ(stdout_.take(), sent("5 4294967295"));
@@ -266,7 +266,7 @@ TEST_F(UdpServerTest, SendsNothingWhenReadingFails) {
       read_file();
       stdout_.take();
     }
-    EXPECT_EQ(next_at(peer_), "hello") << "the first that arrives";
+    EXPECT_EQ(next_at(peer_), "hello") << "the first to arrive";
   });
   EXPECT_EQ(reads, 1);
 }
@@ -282,7 +282,7 @@ TEST_F(UdpServerTest, PrintsThatASendFailed) {
     }
     input_.put("next");
     read_file();
-    EXPECT_EQ(next_at(peer_), "next") << "the first that arrives";
+    EXPECT_EQ(next_at(peer_), "next") << "the first to arrive";
     stdout_.take();
   });
   EXPECT_EQ(sends, 1);
@@ -324,8 +324,8 @@ TEST(UdpServerLife, WithoutASocketFailsAndClosesNothing) {
   EXPECT_EQ(out.take(), "");
 }
 
-// A daemon that has closed its standard input gets 0 for a socket.
-TEST(UdpServerLife, TakesDescriptor0ForASocket) {
+// A daemon that has closed its standard input may get 0 for a socket.
+TEST(UdpServerLife, AcceptsDescriptor0AsSocket) {
   const ChildProcess child([] {
     close(STDIN_FILENO);
     UdpServer server = {};
@@ -348,7 +348,7 @@ TEST(UdpServerLife, ClosesTheSocketWhenThePortIsInUse) {
   UdpServer server = {};
   EXPECT_EQ(NUV_UdpServer_construct(&server, holder.port(), 1), 0);
   EXPECT_EQ(count_open_descriptors(), before);
-  // The number of the closed socket goes to the next who opens something, which destruct must leave alone.
+  // The next descriptor reuses the number of the closed socket; destruct must not close it.
   const TestPipe next;
   NUV_UdpServer_destruct(&server);
   EXPECT_TRUE(is_open_descriptor(next.read_end()));
@@ -356,7 +356,7 @@ TEST(UdpServerLife, ClosesTheSocketWhenThePortIsInUse) {
   EXPECT_EQ(out.take(), "");
 }
 
-// Whatever fails: nothing stays open, nothing is printed, and a second attempt succeeds.
+// After a failure nothing stays open, nothing is printed, and a second attempt succeeds.
 TEST(UdpServerLife, CanBeConstructedAfterAFailure) {
   for (const char* function : {"socket", "bind"}) {
     const int calls = each_fault(function, {EINTR, EMFILE, EADDRINUSE, ENOBUFS}, [](Fault& fault) {
