@@ -12,28 +12,10 @@
 namespace support {
 namespace {
 
-// The state that the process started with: nothing that runs before main() touches it.
+// The initial state of the process. Nothing before main() changes it.
 const nuv::TraceOutput kOutputAtStart = nuv::g_trace_output;
 const nuv::ModuleRegistry kModulesAtStart = nuv::g_modules;
 const int kHandleAtStart = gmodulHandleTraceLevelInit;
-
-void restore_start() {
-  nuv::g_trace_output = kOutputAtStart;
-  nuv::g_modules = kModulesAtStart;
-  gmodulHandleTraceLevelInit = kHandleAtStart;
-}
-
-// 2024-03-05 09:04:07.042 UTC.
-timeval fifth_of_march() {
-  tm date = {};
-  date.tm_year = 124;
-  date.tm_mon = 2;
-  date.tm_mday = 5;
-  date.tm_hour = 9;
-  date.tm_min = 4;
-  date.tm_sec = 7;
-  return {timegm(&date), 42000};
-}
 
 bool is_report(const std::string& text) {
   return text.starts_with("error: nuv_");
@@ -43,11 +25,28 @@ bool is_report(const std::string& text) {
 
 TraceTest::TraceTest() {
   restore_start();
-  clock_.set_wall(fifth_of_march());
+  clock_.set_wall(stamp_time());
 }
 
 TraceTest::~TraceTest() {
   restore_start();
+}
+
+void TraceTest::restore_start() {
+  nuv::g_trace_output = kOutputAtStart;
+  nuv::g_modules = kModulesAtStart;
+  gmodulHandleTraceLevelInit = kHandleAtStart;
+}
+
+timeval TraceTest::stamp_time() {
+  tm date = {};
+  date.tm_year = 124;
+  date.tm_mon = 2;
+  date.tm_mday = 5;
+  date.tm_hour = 9;
+  date.tm_min = 4;
+  date.tm_sec = 7;
+  return {timegm(&date), 42000};
 }
 
 void TraceTest::use(Output output) {

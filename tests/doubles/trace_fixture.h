@@ -1,8 +1,9 @@
-// What the tests of the trace facility have in common.
+// The fixture of the trace facility's tests.
 #ifndef TESTS_SUPPORT_TRACE_FIXTURE_H
 #define TESTS_SUPPORT_TRACE_FIXTURE_H
 
 #include <gtest/gtest.h>
+#include <sys/time.h>
 
 #include <optional>
 #include <string>
@@ -17,7 +18,7 @@
 
 namespace support {
 
-// Starts with the trace facility as a process finds it, at the time that kStamp shows, and leaves it so.
+// Each test starts with the trace facility in its initial state, which is restored afterwards, at the time of kStamp.
 class TraceTest : public ::testing::Test {
  protected:
   static constexpr char kFile[] = "nuv_sysloglevel";
@@ -26,23 +27,28 @@ class TraceTest : public ::testing::Test {
   TraceTest();
   ~TraceTest() override;
 
-  // The outputs that lines go to.
+  // Puts switches, modules, masks and TraceLevel's handle back into their initial state.
+  static void restore_start();
+
+  // The wall clock of kStamp: 2024-03-05 09:04:07.042 UTC.
+  static timeval stamp_time();
+
   enum class Output { kLog, kConsole, kBoth, kNowhere };
   static void use(Output output);
 
-  // What reached the system log since the last call: all of it, the texts alone, or the texts of what is no contract
-  // report. Where the texts name a line of the library's own sources, "#" stands for its number.
+  // The lines that reached the system log since the last call: complete, only their texts, or only the texts other than
+  // contract reports. In the texts, "#" replaces line numbers of the library's own sources.
   std::vector<SyslogLine> take_log() { return log_.take(); }
   std::vector<std::string> take_log_texts();
   std::vector<std::string> take_trace_texts();
 
-  // The text with "#" for each number of a line of the library's own sources.
+  // Replaces line numbers of the library's own sources with "#".
   static std::string without_source_lines(const std::string& text);
 
-  // A line as the facility opens the log for it.
+  // A line with the options that the facility passes to openlog().
   static SyslogLine line(int priority, std::string text, std::optional<std::string> ident = std::nullopt);
 
-  // The text of a contract report in the system log, as take_log_texts() has it.
+  // The text of a contract report, as take_log_texts() returns it.
   static std::string report_text(const std::string& message);
 
   TimeZone zone_;

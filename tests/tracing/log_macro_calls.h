@@ -1,5 +1,5 @@
-/* Calls of the logging macros, the same for C and C++: each language compiles them once and the test runs both.
- * Functions return the line of their first call; the other calls stand on the lines behind it. */
+/* Calls of the logging macros. C and C++ each compile this file once, and the test runs both.
+ * Functions that return int return the line of their first call; the other calls follow, one a line. */
 #ifndef TESTS_LOG_MACRO_CALLS_H
 #define TESTS_LOG_MACRO_CALLS_H
 
@@ -10,15 +10,15 @@ extern "C" {
 #endif
 
 struct LogMacroCalls {
-  /* Every macro with arguments behind the format, in the order of the types. */
+  /* All macros with arguments after the format, in the order of the types. */
   int (*with_arguments)(int handle);
-  /* The macros that format, without any. */
+  /* The macros that format, with the format alone. */
   int (*without_arguments)(int handle);
-  /* Every macro as the branch of an if without braces, followed by an else. */
+  /* Each macro as the branch of an if without braces, followed by an else. */
   void (*in_branches)(int handle, int taken);
-  /* Every macro, with arguments that count how often they are evaluated: the handle in counts[0], the others behind. */
+  /* All macros; counts the evaluations of their handles in counts[0] and of their other arguments in counts[1]. */
   void (*counting)(int handle, int counts[2]);
-  /* A text of any length. */
+  /* One macro, with this text. */
   void (*with_text)(int handle, const char* text);
 };
 

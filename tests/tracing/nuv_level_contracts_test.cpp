@@ -1,4 +1,4 @@
-// Every check of the level table and of its access functions, violated while the error handler returns.
+// Violates every contract of the level table and of its access functions; the error handler returns.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -31,7 +31,6 @@ constexpr char kRowIsLast[] = "(a_this->u16ActSize - 1) == NUV_Level_indexOfId(a
 constexpr char kNameStored[] = "strncmp(NUV_Level_getModulName(a_pDB, a_u16TableId), a_pszModulName, 11-1) == 0";
 constexpr char kLevelStored[] = "NUV_Level_getTraceLevel(a_pDB, a_u16TableId) == a_u32TraceLevel";
 
-// A row of the table.
 struct Entry {
   uint16_t id;
   std::string name;
@@ -47,7 +46,7 @@ using Entries = std::vector<Entry>;
 
 const Entries kAsBefore = {{9, "Line", 48}, {4, "DialPlan", 113}};
 
-// A violation, all that it reports in order, and what the record holds afterwards.
+// A violation, its reports in order, and the record afterwards.
 struct Row {
   const char* name;
   void (*violate)(TraceLevelInit& record);
@@ -71,7 +70,7 @@ Entries entries_of(const TraceLevelInit& record) {
   return entries;
 }
 
-// The rows of the table at the start and so many more as it takes.
+// The initial rows, and more up to a full table.
 Entries filled() {
   Entries entries = kAsBefore;
   for (uint16_t id = 10; entries.size() < NUV_LEVEL_SIZE; ++id) {
@@ -80,7 +79,7 @@ Entries filled() {
   return entries;
 }
 
-// The table has two rows, and nothing has changed.
+// The table has two rows and is marked as unchanged.
 class LevelContracts : public ::testing::TestWithParam<Row> {};
 
 TEST_P(LevelContracts, AreReportedAndLeaveAWorkingTable) {
@@ -127,7 +126,7 @@ const Row kRows[] = {
      },
      {ensure_report(kTable, "NUV_Level_indexOfId(a_this, u16LastTableId) >= 0")},
      {}},
-    // The row that it asks for would lie outside.
+    // The new row would be outside the table.
     {"insertRowIntoAFullTable",
      [](TraceLevelInit& record) {
        fill(record);
@@ -136,7 +135,7 @@ const Row kRows[] = {
      {ensure_report(kTable, kRowIsLast)},
      filled(),
      1},
-    {"insertRowIntoATableWithASpoiltCount",
+    {"insertRowIntoATableWithAnInvalidCount",
      [](TraceLevelInit& record) {
        record.Level.u16ActSize = 65535;
        EXPECT_EQ(NUV_Level_insertRow(&record.Level), 10);
@@ -154,7 +153,7 @@ const Row kRows[] = {
      },
      {require_report(kTable, kHasStream)},
      {}},
-    // It is the reading of a line that goes no further.
+    // restore goes on to read the first line, which fails.
     {"restoreFromANullStream",
      [](TraceLevelInit& record) { EXPECT_FALSE(NUV_Level_restore(&record.Level, nullptr)); },
      {require_report(kTable, kHasStream), require_report("nuv_utility", "((void *)0) != a_stream")}},
@@ -191,7 +190,7 @@ const Row kRows[] = {
       require_report(kAccess, kIsKnown), ensure_report(kAccess, kLevelStored)},
      filled(),
      1},
-    // Even where the next id would be one that a row has already, that row stays as it is.
+    // The next id wraps to one that is in use; its row stays unchanged.
     {"insertIntoAFullTableWhoseIdsWrap",
      [](TraceLevelInit& record) {
        fill(record);
@@ -263,7 +262,7 @@ const Row kRows[] = {
      {require_report(kAccess, kIsKnown), require_report(kAccess, kIsKnown), ensure_report(kAccess, kNameStored)},
      kAsBefore,
      1},
-    // No row reads as a row without a name, so this name was stored.
+    // A missing row reads as one with an empty name, so the name counts as stored.
     {"setModulNameToNothingForAnIdThatNoRowHas",
      [](TraceLevelInit& record) { NUV_Level_setModulName(&record, 0, ""); },
      {require_report(kAccess, kIsKnown), require_report(kAccess, kIsKnown)},

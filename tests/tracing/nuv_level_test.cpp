@@ -1,4 +1,4 @@
-// The level table and, from LevelRecordTest on, the operations on the record that owns it.
+// The level table, and the operations on the record that owns it (LevelRecordTest).
 #include "nuv_level.h"
 
 #include <gtest/gtest.h>
@@ -38,8 +38,7 @@ std::ostream& operator<<(std::ostream& out, const Row& row) {
 
 using Rows = std::vector<Row>;
 
-// A record between guard bytes. What nobody may touch is looked at when the test ends: the guards, and the rows that
-// are not in use.
+// A record between guard bytes. After each test the guards and the unused rows must be unchanged.
 class LevelTest : public ::testing::Test {
  protected:
   static constexpr uint8_t kGuard = 0xA5;
@@ -149,7 +148,7 @@ TEST_F(LevelTest, FindsTheFirstRowWithAnId) {
   EXPECT_EQ(NUV_Level_indexOfId(&table_, 4), -1);
 }
 
-// Rows that are not in use are zero, and yet nobody's.
+// Unused rows have the id 0, but are not found.
 TEST_F(LevelTest, FindsNoIdInAnEmptyTable) {
   EXPECT_EQ(NUV_Level_indexOfId(&table_, 0), -1);
 }
@@ -170,7 +169,7 @@ TEST_F(LevelTest, LastIdIsTheLargest) {
   EXPECT_EQ(NUV_Level_lastId(&table_), 65535);
 }
 
-TEST_F(LevelTest, InsertRowGivesTheNextId) {
+TEST_F(LevelTest, InsertRowReturnsTheNextId) {
   const struct {
     const char* name;
     std::vector<uint16_t> ids;
@@ -196,7 +195,7 @@ TEST_F(LevelTest, InsertRowGivesTheNextId) {
     expected.push_back({row.next, "", 0});
     EXPECT_EQ(rows(), expected);
   }
-  EXPECT_EQ(record_.bChanged, 0) << "the bare table knows nothing about the record";
+  EXPECT_EQ(record_.bChanged, 0) << "the table does not mark its record as changed";
 }
 
 TEST_F(LevelTest, InsertRowFillsTheTable) {
@@ -265,7 +264,7 @@ TEST_F(LevelTest, SaveWritesNamesAndMasksOfAllSizes) {
   fill({0, 1, 2});
   memcpy(table_.TableEntry[0].szModulName, "TraceLevel", 11);
   memcpy(table_.TableEntry[1].szModulName, "\0garbage..", 11);
-  // A name without a terminator, as only someone else can have written it.
+  // A name without a terminator, which no operation stores.
   memcpy(table_.TableEntry[2].szModulName, "abcdefghijk", 11);
   table_.TableEntry[0].u32TraceLevel = 0xFFFFFFFF;
   table_.TableEntry[1].u32TraceLevel = 0;
@@ -275,7 +274,8 @@ TEST_F(LevelTest, SaveWritesNamesAndMasksOfAllSizes) {
   EXPECT_EQ(stream.content(), "0;\"TraceLevel\";4294967295\n1;\"\";0\n2;\"abcdefghij\";1633771873\n\n");
 }
 
-// With room for every number of bytes: a row that does not fit fails the whole and ends it; the last newline does not.
+// Tried with room for any number of bytes: save fails and stops at a row that does not fit, but ignores a lack of room
+// for the last newline.
 TEST_F(LevelTest, SaveStopsAtTheFirstRowThatCannotBeWritten) {
   fill({0, 1, 2});
   const std::string first = "0;\"M0\";1000\n";
@@ -319,8 +319,8 @@ TEST_F(LevelTest, RestoreReadsRowsUpToAnEmptyLine) {
       {"a name of 10", "0;\"" + ten_letters + "\";1\n\n", true, {{0, ten_letters, 1}}},
       {"a name of 11 is cut", "0;\"" + ten_letters + "k\";1\n\n", true, {{0, ten_letters, 1}}},
       {"a name of 500 is cut", "0;\"" + ten_letters + std::string(490, 'x') + "\";1\n\n", true, {{0, ten_letters, 1}}},
-      // From here on, what was read before the damage stays.
-      {"nothing at all", "", false, {}},
+      // The rows before the damage stay.
+      {"an empty file", "", false, {}},
       {"no empty line", "0;\"A\";1\n1;\"B\";2\n", false, {{0, "A", 1}, {1, "B", 2}}},
       {"not even a newline", "0;\"A\";1", false, {{0, "A", 1}}},
       {"a missing field", "0;\"A\";1\n1;\"B\"\n2;\"C\";3\n\n", false, {{0, "A", 1}}},
@@ -332,11 +332,11 @@ TEST_F(LevelTest, RestoreReadsRowsUpToAnEmptyLine) {
       {"a semicolon in the name", "0;\"A\";1\n1;\"B;C\";2\n\n", false, {{0, "A", 1}}},
       {"a name without quotes", "0;\"A\";1\n1;B;2\n\n", false, {{0, "A", 1}}},
       {"a name that is not closed", "0;\"A\";1\n1;\"Bxxxxxxxxxxxxxxxxxxxxx;2\n\n", false, {{0, "A", 1}}},
-      {"an id that is no number", "0;\"A\";1\nx;\"B\";2\n\n", false, {{0, "A", 1}}},
+      {"an id that is not a number", "0;\"A\";1\nx;\"B\";2\n\n", false, {{0, "A", 1}}},
       {"no id", "0;\"A\";1\n;\"B\";2\n\n", false, {{0, "A", 1}}},
       {"an id too large", "0;\"A\";1\n65536;\"B\";2\n\n", false, {{0, "A", 1}}},
       {"a negative id", "0;\"A\";1\n-1;\"B\";2\n\n", false, {{0, "A", 1}}},
-      {"a mask that is no number", "0;\"A\";1\n1;\"B\";x\n\n", false, {{0, "A", 1}}},
+      {"a mask that is not a number", "0;\"A\";1\n1;\"B\";x\n\n", false, {{0, "A", 1}}},
       {"no mask", "0;\"A\";1\n1;\"B\";\n\n", false, {{0, "A", 1}}},
       {"a blank behind the mask", "0;\"A\";1\n1;\"B\";2 \n\n", false, {{0, "A", 1}}},
       {"a carriage return", "0;\"A\";1\r\n\r\n", false, {}},
@@ -350,13 +350,13 @@ TEST_F(LevelTest, RestoreReadsRowsUpToAnEmptyLine) {
       EXPECT_EQ(entry.szModulName[10], '\0');
     }
   }
-  NUV_Level_clean(&table_);  // the last line, refused, has begun a row
+  NUV_Level_clean(&table_);  // the last line was refused but has written to the next row
   EXPECT_EQ(record_.bChanged, 0);
 }
 
-// Fields are converted into the row that is next, and one by one: a line that is refused leaves there what came before
-// the field that was wrong, and of a name without its closing quote the characters too.
-TEST_F(LevelTest, RestoreLeavesWhatARefusedLineHasBegun) {
+// Fields are converted one by one into the next unused row. There, a refused line leaves the fields before the wrong
+// one, and the characters of a name without a closing quote.
+TEST_F(LevelTest, RestoreLeavesThePartsOfARefusedLine) {
   const struct {
     const char* name;
     std::string line;
@@ -364,12 +364,12 @@ TEST_F(LevelTest, RestoreLeavesWhatARefusedLineHasBegun) {
   } kCases[] = {
       {"too few fields", "7;\"B\"", {0, "", 0}},
       {"too many fields", "7;\"B\";2;3", {0, "", 0}},
-      {"an id that is no number", "x;\"B\";2", {0, "", 0}},
+      {"an id that is not a number", "x;\"B\";2", {0, "", 0}},
       {"an id too large", "65536;\"B\";2", {0, "", 0}},
       {"a name without quotes", "7;B;2", {7, "", 0}},
       {"a name that is not closed", "7;\"B;2", {7, "B", 0}},
       {"a long name that is not closed", "7;\"abcdefghijklmno;2", {7, "abcdefghij", 0}},
-      {"a mask that is no number", "7;\"B\";x", {7, "B", 0}},
+      {"a mask that is not a number", "7;\"B\";x", {7, "B", 0}},
       {"a long name, and no mask", "7;\"abcdefghijklmno\";", {7, "abcdefghij", 0}},
   };
   for (const auto& row : kCases) {
@@ -384,8 +384,8 @@ TEST_F(LevelTest, RestoreLeavesWhatARefusedLineHasBegun) {
   }
 }
 
-// The next line starts from that: a name that is closed ends where it ends, one that is not covers what it has.
-TEST_F(LevelTest, RestoreConvertsOverWhatARefusedLineHasLeft) {
+// The next line overwrites that: a closed name is terminated, an unclosed one replaces only the first characters.
+TEST_F(LevelTest, RestoreOverwritesThePartsOfARefusedLine) {
   EXPECT_FALSE(restore("7;\"abcdef\";x\n"));
   EXPECT_FALSE(restore("8;\"XY;2\n"));
   EXPECT_STREQ(table_.TableEntry[0].szModulName, "XYcdef");
@@ -393,14 +393,14 @@ TEST_F(LevelTest, RestoreConvertsOverWhatARefusedLineHasLeft) {
   EXPECT_EQ(rows(), (Rows{{9, "Z", 3}}));
 }
 
-TEST_F(LevelTest, ARefusedLineTouchesNothingBehindAFullTable) {
+TEST_F(LevelTest, RefusedLineWritesNothingBehindAFullTable) {
   fill_up();
   const Rows full = rows();
   EXPECT_FALSE(restore("7;\"B\";2\n\n"));
   EXPECT_EQ(rows(), full);
 }
 
-TEST_F(LevelTest, RestoreLeavesWhatStandsBehindTheEmptyLine) {
+TEST_F(LevelTest, RestoreReadsNothingAfterTheEmptyLine) {
   InputStream stream("0;\"A\";1\n\n1;\"B\";2\n");
   EXPECT_TRUE(NUV_Level_restore(&table_, stream.get()));
   EXPECT_EQ(rows(), (Rows{{0, "A", 1}}));
@@ -425,7 +425,7 @@ TEST_F(LevelTest, RestoreStopsAtFiftyRows) {
   } kCases[] = {
       {"50 rows", fifty + "\n", true},
       {"a 51st", fifty + "50;\"M50\";1050\n\n", false},
-      {"a 51st line that is no row", fifty + "x\n\n", false},
+      {"a 51st line that is not a row", fifty + "x\n\n", false},
   };
   for (const auto& row : kCases) {
     SCOPED_TRACE(row.name);
@@ -448,18 +448,18 @@ TEST_F(LevelTest, RestoreReadsLongLinesInPieces) {
   EXPECT_EQ(rows(), (Rows{{0, "A", 5}}));
   NUV_Level_clean(&table_);
   InputStream full(line_of(511) + "\nrest");
-  EXPECT_TRUE(NUV_Level_restore(&table_, full.get())) << "what is left of the line is empty";
+  EXPECT_TRUE(NUV_Level_restore(&table_, full.get())) << "the rest of the line is an empty line";
   EXPECT_EQ(rows(), (Rows{{0, "A", 5}}));
   EXPECT_EQ(full.rest(), "rest");
   NUV_Level_clean(&table_);
   InputStream longer(line_of(512) + "\n\nrest");
-  EXPECT_FALSE(NUV_Level_restore(&table_, longer.get())) << "what is left of the line is no row";
+  EXPECT_FALSE(NUV_Level_restore(&table_, longer.get())) << "the rest of the line is not a row";
   EXPECT_EQ(rows(), (Rows{{0, "A", 0}}));
   EXPECT_EQ(longer.rest(), "\nrest");
 }
 
-// An interruption counts as the end of the file too: nobody is asked again.
-TEST_F(LevelTest, RestoreKeepsTheRowsInFrontOfALineThatCannotBeRead) {
+// EINTR counts as the end of the file, too; the read is not repeated.
+TEST_F(LevelTest, RestoreKeepsTheRowsBeforeALineThatCannotBeRead) {
   const int lines = each_fault("fgets", {EIO, EINTR}, [this](Fault& fault) {
     NUV_Level_clean(&table_);
     const InputStream stream("0;\"M0\";1000\n1;\"M1\";1001\n\n");
@@ -473,7 +473,7 @@ TEST_F(LevelTest, RestoreKeepsTheRowsInFrontOfALineThatCannotBeRead) {
   EXPECT_EQ(lines, 3);
 }
 
-TEST_F(LevelTest, RestoreReadsWhatSaveHasWritten) {
+TEST_F(LevelTest, RestoreReadsTheOutputOfSave) {
   fill_up();
   memcpy(table_.TableEntry[20].szModulName, "TraceLevel", 11);
   const Rows saved = rows();
@@ -486,7 +486,7 @@ TEST_F(LevelTest, RestoreReadsWhatSaveHasWritten) {
 
 using LevelRecordTest = LevelTest;
 
-TEST_F(LevelRecordTest, TellsItsSizes) {
+TEST_F(LevelRecordTest, ReportsItsSizes) {
   const struct {
     uint16_t count;
     bool empty;
@@ -518,7 +518,7 @@ TEST_F(LevelRecordTest, LooksUpIdsAndIndices) {
   EXPECT_TRUE(NUV_Level_findId(&record_, 9));
   EXPECT_TRUE(NUV_Level_findId(&record_, 0));
   EXPECT_FALSE(NUV_Level_findId(&record_, 1));
-  EXPECT_EQ(record_.bChanged, 0) << "looking changes nothing";
+  EXPECT_EQ(record_.bChanged, 0) << "lookups do not change the record";
 }
 
 TEST_F(LevelRecordTest, InsertAppendsARow) {
@@ -528,7 +528,7 @@ TEST_F(LevelRecordTest, InsertAppendsARow) {
   EXPECT_EQ(record_.bChanged, 1);
 }
 
-TEST_F(LevelRecordTest, IdsGrowAndComeBackOnlyFromTheEnd) {
+TEST_F(LevelRecordTest, ReusesOnlyTheLargestId) {
   NUV_Level_insert(&record_, "A", 1);
   NUV_Level_insert(&record_, "B", 2);
   NUV_Level_delete(&record_, 0);
@@ -541,7 +541,7 @@ TEST_F(LevelRecordTest, IdsGrowAndComeBackOnlyFromTheEnd) {
   EXPECT_EQ(NUV_Level_insert(&record_, "E", 5), 0) << "the first row of an empty table";
 }
 
-TEST_F(LevelRecordTest, DeleteTakesARowOut) {
+TEST_F(LevelRecordTest, DeleteRemovesARow) {
   fill({5, 6, 7});
   EXPECT_TRUE(NUV_Level_delete(&record_, 6));
   EXPECT_EQ(rows(), (Rows{row_of(5), row_of(7)}));
@@ -557,7 +557,7 @@ TEST_F(LevelRecordTest, UpdateSetsNameAndMask) {
 
 TEST_F(LevelRecordTest, StoresTenCharactersOfAName) {
   fill({0, 1, 2});
-  // All of the field counts: nothing of a longer name stays behind a shorter one.
+  // The whole field is compared: no character of a longer name may remain after a shorter one.
   const struct {
     const char* given;
     std::string stored;
@@ -582,14 +582,14 @@ TEST_F(LevelRecordTest, StoresTenCharactersOfAName) {
   EXPECT_EQ(rows()[1].mask, row_of(1).mask);
 }
 
-TEST_F(LevelRecordTest, ANameNeedsNoTerminatorBehindItsTenthCharacter) {
+TEST_F(LevelRecordTest, ReadsAtMostTenCharactersOfAName) {
   fill({0});
   const std::vector<char> name = {'a', 'b', 'c', 'd', 'e', 'f', 'g', 'h', 'i', 'j'};
   NUV_Level_setModulName(&record_, 0, name.data());
   EXPECT_STREQ(NUV_Level_getModulName(&record_, 0), "abcdefghij");
 }
 
-TEST_F(LevelRecordTest, ARowCanKeepItsOwnName) {
+TEST_F(LevelRecordTest, RowCanKeepItsOwnName) {
   fill({0, 1});
   NUV_Level_update(&record_, 1, NUV_Level_getModulName(&record_, 1), 48);
   EXPECT_EQ(rows(), (Rows{row_of(0), {1, "M1", 48}}));
@@ -624,7 +624,7 @@ TEST_F(LevelRecordTest, FindsNamesAndMasks) {
     EXPECT_EQ(NUV_Level_findModulName(&record_, name), -1) << name;
   }
   EXPECT_EQ(NUV_Level_findModulName(&record_, nullptr), -1);
-  EXPECT_EQ(NUV_Level_findTraceLevel(&record_, 0), -1) << "rows that are not in use do not count";
+  EXPECT_EQ(NUV_Level_findTraceLevel(&record_, 0), -1) << "unused rows do not count";
   NUV_Level_insert(&record_, "", 0);
   EXPECT_EQ(NUV_Level_findModulName(&record_, ""), 9);
   EXPECT_EQ(NUV_Level_findTraceLevel(&record_, 0), 9);
@@ -637,7 +637,7 @@ TEST_F(LevelRecordTest, FindsTheLargestIdAndTheLastRow) {
   EXPECT_EQ(NUV_Level_findTraceLevel(&record_, 1049), 65535);
 }
 
-// A name that lacks its terminator ends with its tenth character.
+// A name without a terminator ends with its tenth character.
 TEST_F(LevelRecordTest, FindsANameWithoutTerminator) {
   fill({0});
   memcpy(table_.TableEntry[0].szModulName, "abcdefghijk", 11);
@@ -663,8 +663,8 @@ TEST_F(LevelRecordTest, NothingReferencesRows) {
   EXPECT_TRUE(NUV_Level_checkIntegrity(&record_));
 }
 
-// A count that someone else has spoilt leads no operation out of the table.
-TEST_F(LevelRecordTest, StaysInsideTheTableWhateverItsCountSays) {
+// No operation leaves the table, even if something has overwritten its count.
+TEST_F(LevelRecordTest, StaysInsideTheTableWithAnInvalidCount) {
   fill_up();
   const Rows full = rows();
   table_.u16ActSize = 65535;

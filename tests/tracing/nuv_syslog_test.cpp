@@ -41,7 +41,7 @@ constexpr Operation kOperations[] = {
     {"warning", NUV_Syslog_warning, true}, {"error", NUV_Syslog_error, true},
 };
 
-// Does not touch the switch at first, and leaves it as it was at start. The log is not opened by anybody.
+// Leaves the switch alone before a test, and resets it afterwards. Nothing calls openlog().
 class SyslogTest : public ::testing::Test {
  protected:
   SyslogTest() { set_time(124, 2, 5, 9, 4, 7); }
@@ -80,7 +80,7 @@ class SyslogTest : public ::testing::Test {
     std::array<char, 17> buffer;
     buffer.fill('#');
     _getTimestamp(buffer.data());
-    EXPECT_EQ(buffer[16], '#') << "sixteen bytes are enough";
+    EXPECT_EQ(buffer[16], '#') << "writes no more than 16 bytes";
     return buffer.data();
   }
 
@@ -90,14 +90,14 @@ class SyslogTest : public ::testing::Test {
   CapturedStdout console_;
 };
 
-// First of all, so that it sees the switch before anybody has set it.
+// Must be the first test, to see the initial state of the switch.
 TEST_F(SyslogTest, StartsWithTheSystemLog) {
   NUV_Syslog_info("line.c", 7, "boom");
   EXPECT_EQ(log_.take(), std::vector{line("info:boom")});
   EXPECT_EQ(console_.take(), "");
 }
 
-TEST_F(SyslogTest, EveryTypeHasItsLine) {
+TEST_F(SyslogTest, WritesALineForEachType) {
   for (const Operation& operation : kOperations) {
     SCOPED_TRACE(operation.name);
     const std::string place = operation.is_located ? "line.c:7:" : "";
@@ -139,7 +139,7 @@ TEST_F(SyslogTest, PrintsTheBaseNameOfTheFile) {
   }
 }
 
-// The system log takes a line number for a signed one.
+// Line numbers are signed in the system log.
 TEST_F(SyslogTest, PrintsLineNumbersOfAllSizes) {
   NUV_Syslog_debug("x.c", 0, "boom");
   NUV_Syslog_debug("x.c", 0x80000000, "boom");
@@ -150,7 +150,7 @@ TEST_F(SyslogTest, PrintsLineNumbersOfAllSizes) {
   EXPECT_EQ(console_.take(), printed({"debug:x.c:4294967295:boom"}));
 }
 
-TEST_F(SyslogTest, WritesTextsAsTheyAre) {
+TEST_F(SyslogTest, WritesTextsUnchanged) {
   for (const std::string& text : {std::string("100%s %n"), std::string(), std::string(2000, 'x')}) {
     NUV_Syslog_set(1);
     NUV_Syslog_info("%s", 7, text.c_str());
@@ -231,15 +231,15 @@ TEST_F(SyslogTest, TimestampIsLocalTime) {
   EXPECT_EQ(timestamp(), "Mar  5 04:04:07");
 }
 
-// A change of TZ is noticed although nobody has called tzset().
+// A change of TZ takes effect without a call of tzset().
 TEST_F(SyslogTest, TimestampFollowsTheTimeZone) {
   setenv("TZ", "AAA-3", 1);
   EXPECT_EQ(timestamp(), "Mar  5 12:04:07");
 }
 
-TEST_F(SyslogTest, TimestampHasNoTextForAYearOfFiveCharacters) {
+TEST_F(SyslogTest, TimestampIsEmptyForAYearOfFiveCharacters) {
   if (sizeof(time_t) < sizeof(int64_t)) {
-    GTEST_SKIP() << "no such year on this target";
+    GTEST_SKIP() << "time_t is too small for such a year";
   }
   set_time(8099, 11, 31, 23, 59, 59);
   EXPECT_EQ(timestamp(), "Dec 31 23:59:59");
@@ -251,12 +251,12 @@ TEST_F(SyslogTest, TimestampHasNoTextForAYearOfFiveCharacters) {
   EXPECT_EQ(timestamp(), "");
 }
 
-// Nothing to look at: it comes back.
-TEST_F(SyslogTest, TimestampTakesNull) {
+// Passes if it returns.
+TEST_F(SyslogTest, TimestampIgnoresNull) {
   _getTimestamp(nullptr);
 }
 
-TEST_F(SyslogTest, LinesAreWrittenWithoutAClockOrADate) {
+TEST_F(SyslogTest, LinesAreWrittenEvenIfTheClockOrTheDateFails) {
   NUV_Syslog_set(0);
   const struct {
     const char* function;

@@ -1,4 +1,4 @@
-// The operator's "tr" command, to the blank.
+// The exact output of the operator's "tr" command.
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -51,7 +51,7 @@ constexpr char kHelp[] = R"(
 ----------------------------------------------------------------
 )";
 
-// The line about the example ends in a blank.
+// The example's line ends with a space.
 constexpr char kLegend[] = R"(------------ How to set TraceLevel : --------------
 You have to add for each TraceLevel the specified value
 |10|09|08|07|06|05|04|03|02|01| --> value for TraceLevel
@@ -78,7 +78,7 @@ class SysloglevelCommandTest : public support::TraceTest {
     NUV_Sysloglevel_registerModul("VoipPhone");
   }
 
-  // Carries the command out and returns what it has printed.
+  // Runs the command and returns what it printed.
   std::string tr(const Words& words) {
     Words copy = {"tr"};
     copy.insert(copy.end(), words.begin(), words.end());
@@ -99,7 +99,7 @@ TEST_F(SysloglevelCommandTest, HelpExplainsTheCommands) {
   EXPECT_EQ(tr({"help", "change", "me"}), kHelp);
 }
 
-TEST_F(SysloglevelCommandTest, NoWordsAtAllAskForHelp) {
+TEST_F(SysloglevelCommandTest, NoWordsPrintHelp) {
   char word[] = "help me";
   char* words[] = {word};
   for (const int count : {0, -1, INT_MIN}) {
@@ -124,8 +124,8 @@ TEST_F(SysloglevelCommandTest, UnknownWordsDoNothing) {
   EXPECT_EQ(mask(1), 113U);
 }
 
-// Nobody looks at the first word: a daemon may offer the command under another name.
-TEST_F(SysloglevelCommandTest, TheCommandWordItselfMayBeAny) {
+// The first word is ignored: a daemon may give the command another name.
+TEST_F(SysloglevelCommandTest, AcceptsAnyCommandWord) {
   char other[] = "trace";
   char help[] = "help";
   char* words[] = {other, help};
@@ -214,7 +214,7 @@ TEST_F(SysloglevelCommandTest, ChangeSetsTheMaskOfOneModule) {
        start + "VoipPhone is not changed, because given level 2147483647 is out of range !\n", 113},
       {"VoipPhone", "-2147483648",
        start + "VoipPhone is not changed, because given level -2147483648 is out of range !\n", 113},
-      // 2^32 + 16 and its like are large numbers and not small ones.
+      // Numbers such as 2^32 + 16 are not truncated to small ones.
       {"VoipPhone", "4294967312",
        start + "VoipPhone is not changed, because given level 2147483647 is out of range !\n", 113},
       {"VoipPhone", "-4294967280",
@@ -277,7 +277,7 @@ TEST_F(SysloglevelCommandTest, ChangeAndChangeallCountTheirWords) {
 TEST_F(SysloglevelCommandTest, SaveWritesTheInitFile) {
   const std::string content = std::string(kHeader) + "0;\"TraceLevel\";113\n1;\"VoipPhone\";113\n\n";
   const struct {
-    const char* ident;  // null: none was given
+    const char* ident;  // null: no ident
     Words words;
     std::string path;
   } kCases[] = {
@@ -310,7 +310,7 @@ TEST_F(SysloglevelCommandTest, SaveSaysThatTheFileIsNotWritten) {
   EXPECT_EQ(tr({"save", "/flash/%s%n/x"}), "File /flash/%s%n/x is not updated\n");
   EXPECT_EQ(tr({"save", "/dev/full"}), "File /dev/full is not updated\n");
   const std::string deep = "/flash/missing/" + std::string(200, 'x');
-  EXPECT_EQ(tr({"save", deep}), "File " + deep + " is not updated\n") << "a path of any length, unlike the default one";
+  EXPECT_EQ(tr({"save", deep}), "File " + deep + " is not updated\n") << "may be longer than the default path";
 }
 
 TEST_F(SysloglevelCommandTest, RestoreReadsTheInitFile) {
@@ -336,9 +336,9 @@ TEST_F(SysloglevelCommandTest, RestoreReadsTheInitFile) {
     NUV_Sysloglevel_registerModul("VoipPhone");
     NUV_Sysloglevel_registerModul("Line");
     files_.write(row.path, std::string(kHeader) + "0;\"Line\";48\n1;\"New\";7\n\n");
-    EXPECT_EQ(tr(row.words), "") << "no message of its own";
+    EXPECT_EQ(tr(row.words), "") << "restore prints nothing";
     EXPECT_EQ(mask(0), 0U) << "TraceLevel, which the file does not name";
-    EXPECT_EQ(mask(1), 0U) << "VoipPhone, likewise";
+    EXPECT_EQ(mask(1), 0U) << "VoipPhone, which the file does not name";
     EXPECT_EQ(mask(2), 48U);
     EXPECT_EQ(mask(3), 7U);
     EXPECT_STREQ(g_modules[3].szModulName, "New");
@@ -381,7 +381,7 @@ TEST_F(SysloglevelCommandTest, RestoreSwitchesAllTracesOffBeforeAStepFails) {
   }
 }
 
-TEST_F(SysloglevelCommandTest, AFifoIsNoInitFile) {
+TEST_F(SysloglevelCommandTest, RefusesAFifoAsInitFile) {
   const support::TestFifo fifo(files_.real_path(kDefaultPath));
   const std::string content = std::string(kHeader) + "0;\"VoipPhone\";48\n\n";
   fifo.put(content);
@@ -391,7 +391,7 @@ TEST_F(SysloglevelCommandTest, AFifoIsNoInitFile) {
   EXPECT_EQ(fifo.take(), content);
 }
 
-// By the time the damage is found the module TraceLevel has no mask that would let its error through.
+// restore has set all masks to 0 by then, so the error of the module TraceLevel is filtered.
 TEST_F(SysloglevelCommandTest, RestoreOfADamagedFileIsSilent) {
   files_.write(kDefaultPath, "damaged\n");
   EXPECT_EQ(tr({"restore"}), "");
@@ -399,7 +399,7 @@ TEST_F(SysloglevelCommandTest, RestoreOfADamagedFileIsSilent) {
   EXPECT_EQ(mask(1), 0U);
 }
 
-TEST_F(SysloglevelCommandTest, WhatWasSavedIsRestored) {
+TEST_F(SysloglevelCommandTest, RestoreReadsTheOutputOfSave) {
   tr({"change", "VoipPhone", "48"});
   tr({"save"});
   tr({"changeall", "1023"});

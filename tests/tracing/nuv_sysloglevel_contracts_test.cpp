@@ -1,5 +1,5 @@
-// The checks of the trace registry and of the "tr" command, violated while the error handler returns. Those of the lines
-// are in nuv_sysloglevel_output_test.cpp, because they differ by where the lines go.
+// Violates the contracts of the trace registry and of the "tr" command; the error handler returns. Those of trace lines
+// are in nuv_sysloglevel_output_test.cpp, because they depend on the outputs that are on.
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -39,8 +39,8 @@ const Report kRowNotEntered = {NUV_ASSERT_RESOURCE, kFile,
 // The modules as "<name> <mask>", from handle 0 on.
 using Modules = std::vector<std::string>;
 
-// A violation, all that it reports in order, and what it leaves: the modules, what was printed, and what the system log
-// got beside the reports.
+// A violation, its reports in order, and what it leaves: the modules, the printed text, and the lines in the system log
+// other than reports.
 struct Row {
   const char* name;
   void (*violate)(FakeFiles& files);
@@ -62,7 +62,7 @@ Modules registered() {
   return modules;
 }
 
-// 60 modules, "M1" to "M59" behind the first one.
+// 60 modules: the first one, then "M1" to "M59".
 Modules sixty(const std::string& first, uint32_t mask) {
   const std::string level = " " + std::to_string(mask);
   Modules modules = {first + level};
@@ -155,7 +155,7 @@ const Row kRows[] = {
      },
      {require_report(kFile, kNameFits), require_report(kFile, kNameFits)},
      {"TraceLevel 113", "elevenchars 113", "elevenchar 113"}},
-    // An entry holds eleven characters; a longer name is known by those.
+    // An entry holds eleven characters; a longer name is found by its first eleven.
     {"registerANameOf2000Twice",
      [](FakeFiles&) {
        const std::string name(2000, 'x');
@@ -164,7 +164,7 @@ const Row kRows[] = {
      },
      {require_report(kFile, kNameFits), require_report(kFile, kNameFits)},
      {"TraceLevel 113", "xxxxxxxxxxx 113"}},
-    // It reads as the empty name, which is that of the next free entry.
+    // Null counts as the empty name, which is that of the next free entry.
     {"registerOfNull", [](FakeFiles&) { EXPECT_EQ(NUV_Sysloglevel_registerModul(nullptr), 1); }, {}},
     {"registerThe61stName",
      [](FakeFiles&) {
@@ -216,7 +216,7 @@ const Row kRows[] = {
      },
      {require_report(kFile, kIsBelowSixty), require_report(kFile, kIsBelowSixty), require_report(kFile, kIsBelowSixty)},
      {"TraceLevel 4294967295"}},
-    // Each row counts by itself: one that finds no entry keeps nobody else out.
+    // A row for which no entry is left does not affect the other rows.
     {"readInitFileWithModulesThatHaveNoEntryLeft",
      [](FakeFiles& files) {
        fill();
@@ -234,7 +234,7 @@ const Row kRows[] = {
      },
      {kNoEntryLeft},
      sixty_but("M0", 0, {"M7 7"})},
-    // What is wrong with the file cannot be said under a module that is not there.
+    // The error about the file is logged for a module that is not registered.
     {"readADamagedInitFileWithoutAnEntryForTraceLevel",
      [](FakeFiles& files) {
        fill_with_strangers();

@@ -51,7 +51,7 @@ TEST_P(SysloglevelMacrosTest, AddFileAndLineAndFormat) {
              "tracect:Line: " + place(first + 8) + "   nine 9", "tracedo:Line: " + place(first + 9) + "   ten 10"}));
 }
 
-TEST_P(SysloglevelMacrosTest, NeedNoArgumentsBehindTheFormat) {
+TEST_P(SysloglevelMacrosTest, NeedNoArgumentsAfterTheFormat) {
   const int first = calls_.without_arguments(module_);
   EXPECT_EQ(
       take_log_texts(),
@@ -97,7 +97,7 @@ TEST_P(SysloglevelMacrosTest, EvaluateTheirArgumentsOnce) {
   EXPECT_EQ(take_log().size(), 10U);
 }
 
-TEST_P(SysloglevelMacrosTest, EvaluateNothingButTheHandleForASuppressedLine) {
+TEST_P(SysloglevelMacrosTest, EvaluateOnlyTheHandleForASuppressedLine) {
   set_mask(0);
   int counts[2] = {0, 0};
   calls_.counting(module_, counts);
@@ -121,8 +121,8 @@ TEST_P(SysloglevelMacrosTest, LeaveTheSharedBufferAlone) {
   EXPECT_STREQ(shared, "still here");
 }
 
-// Whatever the masks are, the line and the report of an unregistered module appear.
-TEST_P(SysloglevelMacrosTest, LeadAnUnregisteredModuleToItsReport) {
+// An unregistered module is logged and reported even if all masks are 0.
+TEST_P(SysloglevelMacrosTest, ReportAnUnregisteredModule) {
   set_mask(0);
   for (const int handle : {-1, INT_MIN}) {
     const int first = calls_.with_arguments(handle);
@@ -141,7 +141,7 @@ TEST_P(SysloglevelMacrosTest, LeadAnUnregisteredModuleToItsReport) {
   }
 }
 
-// The call that tests the mask is the only one there is.
+// Only the test of the mask reports it; the line is not written.
 TEST_P(SysloglevelMacrosTest, ReportAHandlePastTheRegistryOnce) {
   for (const int handle : {60, INT_MAX}) {
     calls_.with_arguments(handle);

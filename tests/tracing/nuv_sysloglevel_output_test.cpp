@@ -1,4 +1,4 @@
-// The lines of the trace facility, to the blank.
+// The exact lines of the trace facility.
 #include <gtest/gtest.h>
 #include <syslog.h>
 
@@ -60,16 +60,15 @@ class SysloglevelLinesTest : public support::TraceTest {
 
   static void set_mask(uint32_t mask) { NUV_Sysloglevel_changeTracelevel("Line", mask); }
 
-  // What the console got, without the numbers of the library's own lines.
   std::string take_printed() { return without_source_lines(console_.take()); }
 
   int module_;
 };
 
-// What is reported of handles that are none, and which lines there are of them.
+// Reports and lines for invalid handles.
 using SysloglevelLinesContracts = SysloglevelLinesTest;
 
-TEST_F(SysloglevelLinesTest, EveryTypeHasItsLine) {
+TEST_F(SysloglevelLinesTest, WritesALineForEachType) {
   const char* const kLines[] = {
       "info:Line   boom",
       "trace:Line   boom",
@@ -95,7 +94,7 @@ TEST_F(SysloglevelLinesTest, EveryTypeHasItsLine) {
   }
 }
 
-TEST_F(SysloglevelLinesTest, NothingPassesWithoutItsBit) {
+TEST_F(SysloglevelLinesTest, WritesNothingWithoutItsBit) {
   use(Output::kBoth);
   for (const Operation& operation : kOperations) {
     SCOPED_TRACE(operation.name);
@@ -106,7 +105,7 @@ TEST_F(SysloglevelLinesTest, NothingPassesWithoutItsBit) {
   }
 }
 
-TEST_F(SysloglevelLinesTest, ANewModuleWritesFourTypes) {
+TEST_F(SysloglevelLinesTest, NewModuleWritesFourTypes) {
   for (const Operation& operation : kOperations) {
     operation.call(module_, "line.c", 7, "boom");
   }
@@ -117,8 +116,8 @@ TEST_F(SysloglevelLinesTest, ANewModuleWritesFourTypes) {
             (Texts{"info:Line   boom", "warning:Line   boom", "error:Line: line.c:7   boom", "Line: boom"}));
 }
 
-// What a daemon writes before it has constructed the facility finds no module and no mask.
-TEST_F(SysloglevelLinesTest, NothingPassesBeforeConstruct) {
+// Before a daemon has constructed the facility, there are no modules and no masks.
+TEST_F(SysloglevelLinesTest, WritesNothingBeforeConstruct) {
   nuv::g_modules = {};
   use(Output::kBoth);
   for (const Operation& operation : kOperations) {
@@ -153,7 +152,7 @@ TEST_F(SysloglevelLinesTest, PrintsTheBaseNameOfTheFile) {
   }
 }
 
-// The system log takes a line number for a signed one.
+// Line numbers are signed in the system log.
 TEST_F(SysloglevelLinesTest, PrintsLineNumbersOfAllSizes) {
   const struct {
     uint32_t line;
@@ -171,7 +170,7 @@ TEST_F(SysloglevelLinesTest, PrintsLineNumbersOfAllSizes) {
   }
 }
 
-TEST_F(SysloglevelLinesTest, WritesTextsAsTheyAre) {
+TEST_F(SysloglevelLinesTest, WritesTextsUnchanged) {
   use(Output::kBoth);
   const std::string long_text(2000, 'x');
   for (const std::string& text : {std::string("100%s %n"), std::string(), std::string("two\nlines"), long_text}) {
@@ -222,8 +221,8 @@ TEST_F(SysloglevelLinesTest, EveryConsoleLineHasItsOwnTime) {
   EXPECT_EQ(console_.take(), std::string(kStamp) + ":info:Line   one\nJan  1 00:00:00:999:info:Line   two\n");
 }
 
-// All that a call with a handle that is none causes, in order: the line about the module, which goes to the system log
-// whatever the switches say, and reports. How many follow is a matter of how many outputs look at the mask.
+// Everything that a call with an invalid handle causes, in order: the line about the module, which goes to the system
+// log even if that is off, and the reports. Each output that is on tests the mask and adds a report.
 struct Outcome {
   const char* name;
   std::vector<void (*)(int handle)> calls;
@@ -233,7 +232,7 @@ struct Outcome {
   Texts both;
 };
 
-// A line of these tables that is no report.
+// Marks the texts in these tables that are lines, not reports.
 constexpr char kLineMark[] = "error:sysloglevel";
 
 constexpr uint8_t kBytes[17] = {0xFF, 0x01};
@@ -259,7 +258,7 @@ const Outcome kOutcomes[] = {
      {kIsBelowSixty},
      {kIsBelowSixty, kIsBelowSixty},
      {kIsBelowSixty, kIsBelowSixty, kIsBelowSixty}},
-    // The name comes first.
+    // The name is looked up first.
     {"short, not registered",
      {[](int handle) { NUV_Sysloglevel_info(handle, "source/line.c", 7, "boom"); },
       [](int handle) { NUV_Sysloglevel_trace(handle, "source/line.c", 7, "boom"); },
@@ -277,7 +276,7 @@ const Outcome kOutcomes[] = {
      {kIsBelowSixty},
      {kIsBelowSixty, kIsBelowSixty},
      {kIsBelowSixty, kIsBelowSixty, kIsBelowSixty}},
-    // The name is not asked for unless there is a line for it.
+    // The name is looked up only if a line is written.
     {"GUI output, not registered",
      {[](int handle) { NUV_Sysloglevel_guioutput(handle, "source/line.c", 7, "boom"); }},
      {-1, INT_MIN},
@@ -290,7 +289,7 @@ const Outcome kOutcomes[] = {
      {},
      {kIsBelowSixty},
      {kIsBelowSixty, kIsBelowSixty}},
-    // Only a module that is registered has a mask to be looked at.
+    // Only the mask of a registered module is tested.
     {"message flow, not registered",
      {[](int handle) { NUV_Sysloglevel_tracemf(handle, "Channel", 0xFFFFFFFF, "DIALLED", "DialPlan", 0x80000000, 1); }},
      {-1, INT_MIN},
@@ -332,8 +331,8 @@ const Outcome kOutcomes[] = {
      {kIsBelowSixty, kIsBelowSixty, kIsBelowSixty, kIsBelowSixty}},
 };
 
-// The system log gets the reports too while it is switched on, and the console gets nothing else.
-TEST_F(SysloglevelLinesContracts, HandlesThatAreNoneAreReported) {
+// The system log, if on, gets the reports, too; the console gets only the reports.
+TEST_F(SysloglevelLinesContracts, InvalidHandlesAreReported) {
   NUV_Sysloglevel_changeTracelevelAll(0xFFFFFFFF);
   for (const Outcome& outcome : kOutcomes) {
     SCOPED_TRACE(outcome.name);
@@ -371,7 +370,7 @@ TEST_F(SysloglevelLinesContracts, HandlesThatAreNoneAreReported) {
   }
 }
 
-TEST_F(SysloglevelLinesContracts, TheLineAboutAnUnregisteredModuleIsAnError) {
+TEST_F(SysloglevelLinesContracts, LineAboutAnUnregisteredModuleIsAnError) {
   for (const Output output : kOutputs) {
     use(output);
     for (const Outcome& outcome : kOutcomes) {
@@ -403,8 +402,8 @@ TEST_F(SysloglevelLinesContracts, NullTextsOfAnUnregisteredModuleReadAsEmpty) {
   EXPECT_FALSE(contracts_.take().empty());
 }
 
-// The default handler ends the process with the first report.
-TEST(SysloglevelLinesContractsNull, TheFirstReportOfAnUnregisteredModuleSaysSo) {
+// The first report matters most: the default handler exits with it.
+TEST(SysloglevelLinesContractsNull, FirstReportNamesAnUnregisteredModule) {
   for (const Operation& operation : kOperations) {
     SCOPED_TRACE(operation.name);
     const char* text = operation.form == Form::kShort ? kIsNotNegative : kIsRegistered;
@@ -418,7 +417,7 @@ TEST(SysloglevelLinesContractsNull, TheFirstReportOfAnUnregisteredModuleSaysSo) 
             require_report("nuv_sysloglevel", kIsRegistered));
 }
 
-TEST_F(SysloglevelLinesTest, TheLastOfSixtyModulesWrites) {
+TEST_F(SysloglevelLinesTest, LastOfSixtyModulesWrites) {
   for (int i = 2; i < 60; ++i) {
     NUV_Sysloglevel_registerModul(("M" + std::to_string(i)).c_str());
   }
@@ -455,7 +454,7 @@ TEST_F(SysloglevelLinesTest, TracesMessageFlow) {
   }
 }
 
-TEST_F(SysloglevelLinesTest, MessageFlowTakesNullTexts) {
+TEST_F(SysloglevelLinesTest, MessageFlowAcceptsNullTexts) {
   set_mask(128);
   NUV_Sysloglevel_tracemf(module_, nullptr, 1, nullptr, nullptr, 2, 0);
   EXPECT_EQ(take_log_texts(), Texts{"tracemf: :1 -->--> :2  TX"});
@@ -522,7 +521,7 @@ TEST_F(SysloglevelLinesTest, DumpsNothingWithoutItsBit) {
   EXPECT_EQ(console_.take(), "");
 }
 
-TEST_F(SysloglevelLinesTest, DumpTakesNullTextsAndNullData) {
+TEST_F(SysloglevelLinesTest, DumpAcceptsNullTextsAndNullData) {
   set_mask(8);
   const uint8_t byte = 0xAB;
   NUV_Sysloglevel_dump(module_, nullptr, 7, nullptr, &byte, 1);
@@ -530,7 +529,7 @@ TEST_F(SysloglevelLinesTest, DumpTakesNullTextsAndNullData) {
   NUV_Sysloglevel_dump(module_, "line.c", 7, "frame", nullptr, 16);
   NUV_Sysloglevel_dump(-1, "line.c", 7, "frame", nullptr, 16);
   NUV_Sysloglevel_dump(-1, "line.c", 7, "frame", &byte, 0);
-  EXPECT_TRUE(take_log().empty()) << "without bytes there is no line, not even about the module";
+  EXPECT_TRUE(take_log().empty()) << "without bytes no line is written, not even about the module";
 }
 
 }  // namespace

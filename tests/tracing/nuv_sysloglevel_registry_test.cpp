@@ -57,7 +57,7 @@ class SysloglevelRegistryTest : public support::TraceTest {
     return modules;
   }
 
-  // Registers "M1", "M2" and so on behind what is there, until so many entries are taken.
+  // Registers "M1", "M2" and so on until `count` entries are taken.
   static void fill_up_to(size_t count) {
     for (size_t i = modules().size(); i < count; ++i) {
       NUV_Sysloglevel_registerModul(("M" + std::to_string(i)).c_str());
@@ -89,7 +89,7 @@ TEST_F(SysloglevelRegistryTest, ConstructWithoutAFileRegistersTraceLevelOnly) {
   EXPECT_TRUE(take_log().empty());
 }
 
-TEST_F(SysloglevelRegistryTest, ConstructForgetsAllModulesAndMasks) {
+TEST_F(SysloglevelRegistryTest, ConstructClearsAllModulesAndMasks) {
   NUV_Sysloglevel_construct("");
   fill_up_to(60);
   NUV_Sysloglevel_changeTracelevelAll(7);
@@ -105,19 +105,19 @@ TEST_F(SysloglevelRegistryTest, ConstructReadsTheFile) {
   write_file("0;\"Line\";48\n1;\"TraceLevel\";3\n2;\"DialPlan\";1023\n");
   EXPECT_EQ(NUV_Sysloglevel_construct(kPath), 1);
   EXPECT_EQ(modules(), (Modules{{"TraceLevel", 3}, {"Line", 48}, {"DialPlan", 1023}}));
-  EXPECT_EQ(NUV_Sysloglevel_registerModul("DialPlan"), 2) << "it is there already";
+  EXPECT_EQ(NUV_Sysloglevel_registerModul("DialPlan"), 2) << "already registered";
   EXPECT_TRUE(NUV_Sysloglevel_checkTracelevel(2, NUV_SYSLOGLEVEL_TRACEDO));
   EXPECT_EQ(NUV_Sysloglevel_registerModul("Console"), 3);
   EXPECT_EQ(g_modules[3].u32TraceLevel, 113U);
 }
 
-TEST_F(SysloglevelRegistryTest, ConstructGoesOnWithoutAFileThatIsMissing) {
+TEST_F(SysloglevelRegistryTest, ConstructIgnoresAMissingFile) {
   EXPECT_EQ(NUV_Sysloglevel_construct(kPath), 1);
   EXPECT_EQ(console_.take(), "The given Init-File (/flash/phoned.ini) of TraceLevel could not open.\n");
   EXPECT_EQ(modules(), (Modules{{"TraceLevel", 113}}));
 }
 
-// The marker file turns the console off; nothing else about the switches changes.
+// The marker file turns the console off and changes no other switch.
 TEST_F(SysloglevelRegistryTest, ConstructKeepsAQuietDeviceQuiet) {
   for (const bool quiet : {false, true}) {
     SCOPED_TRACE(quiet);
@@ -169,7 +169,7 @@ TEST_F(SysloglevelRegistryTest, DestructKeepsEverything) {
   EXPECT_STREQ(g_trace_output.ident_pointer, "phoned");
 }
 
-TEST_F(SysloglevelRegistryTest, RegisterGivesEveryNameAHandleOfItsOwn) {
+TEST_F(SysloglevelRegistryTest, RegisterReturnsOneHandleForEachName) {
   NUV_Sysloglevel_construct("");
   EXPECT_EQ(NUV_Sysloglevel_registerModul("Line"), 1);
   EXPECT_EQ(NUV_Sysloglevel_registerModul("line"), 2);
@@ -178,20 +178,20 @@ TEST_F(SysloglevelRegistryTest, RegisterGivesEveryNameAHandleOfItsOwn) {
   EXPECT_EQ(NUV_Sysloglevel_registerModul("TenLetters"), 5);
   EXPECT_EQ(NUV_Sysloglevel_registerModul("TraceLevel"), 0);
   NUV_Sysloglevel_changeTracelevel("Line", 7);
-  EXPECT_EQ(NUV_Sysloglevel_registerModul("Line"), 1) << "once more";
+  EXPECT_EQ(NUV_Sysloglevel_registerModul("Line"), 1) << "again";
   EXPECT_EQ(
       modules(),
       (Modules{{"TraceLevel", 113}, {"Line", 7}, {"line", 113}, {"Lin", 113}, {"Line2", 113}, {"TenLetters", 113}}));
 }
 
-TEST_F(SysloglevelRegistryTest, ANewModuleTakesTheMaskOfItsEntry) {
+TEST_F(SysloglevelRegistryTest, NewModuleGetsTheMaskOfItsEntry) {
   NUV_Sysloglevel_construct("");
   NUV_Sysloglevel_changeTracelevelAll(5);
   NUV_Sysloglevel_registerModul("Line");
   EXPECT_EQ(modules(), (Modules{{"TraceLevel", 5}, {"Line", 5}}));
 }
 
-// Nobody can have the empty name: it finds the entry that the next module takes.
+// The empty name matches the first free entry, but does not take it.
 TEST_F(SysloglevelRegistryTest, RegisterTakesNoEntryForAnEmptyName) {
   NUV_Sysloglevel_construct("");
   EXPECT_EQ(NUV_Sysloglevel_registerModul(""), 1);
@@ -209,13 +209,13 @@ TEST_F(SysloglevelRegistryTest, InsertSetsOrAddsAModule) {
   EXPECT_EQ(modules(), (Modules{{"TraceLevel", 0}, {"Line", 7}, {"DialPlan", 0xFFFFFFFF}}));
 }
 
-// No check asks how long a name is; an entry holds 11 characters.
-TEST_F(SysloglevelRegistryTest, InsertTakesNamesAsFarAsAnEntryHoldsThem) {
+// insert has no contract on the name's length; an entry holds 11 characters.
+TEST_F(SysloglevelRegistryTest, InsertCutsNamesAtElevenCharacters) {
   EXPECT_TRUE(NUV_Sysloglevel_insertModulnameAndTracelevel("abcdefghij", 1));
   EXPECT_TRUE(NUV_Sysloglevel_insertModulnameAndTracelevel("abcdefghijk", 2));
   EXPECT_TRUE(NUV_Sysloglevel_insertModulnameAndTracelevel("abcdefghijl", 3));
   EXPECT_EQ(modules(), (Modules{{"abcdefghij", 1}, {"abcdefghijk", 2}, {"abcdefghijl", 3}}));
-  EXPECT_TRUE(NUV_Sysloglevel_insertModulnameAndTracelevel("abcdefghijkl", 4)) << "cut, it is the second";
+  EXPECT_TRUE(NUV_Sysloglevel_insertModulnameAndTracelevel("abcdefghijkl", 4)) << "when cut, the same as the second";
   EXPECT_TRUE(NUV_Sysloglevel_insertModulnameAndTracelevel(std::string(2000, 'x').c_str(), 5));
   EXPECT_EQ(modules(), (Modules{{"abcdefghij", 1}, {"abcdefghijk", 4}, {"abcdefghijl", 3}, {"xxxxxxxxxxx", 5}}));
 }
@@ -268,7 +268,7 @@ TEST_F(SysloglevelRegistryTest, EveryTypeHasABitOfTheMask) {
   }
 }
 
-TEST_F(SysloglevelRegistryTest, TheDefaultMaskLetsFourTypesThrough) {
+TEST_F(SysloglevelRegistryTest, DefaultMaskPassesFourTypes) {
   NUV_Sysloglevel_construct("");
   const int module = NUV_Sysloglevel_registerModul("Line");
   std::vector<std::string> types;
@@ -302,15 +302,15 @@ TEST_F(SysloglevelRegistryTest, ChangeFindsTheLastOfSixty) {
   EXPECT_EQ(modules().back(), (Module{"M59", 48}));
 }
 
-// No entry is ever freed, but nothing in this operation relies on that.
-TEST_F(SysloglevelRegistryTest, ChangeLooksBehindAFreeEntry) {
+// Entries are never freed, but this operation does not rely on that.
+TEST_F(SysloglevelRegistryTest, ChangeSearchesBeyondAFreeEntry) {
   NUV_Sysloglevel_construct("");
   strcpy(g_modules[5].szModulName, "Line");
   EXPECT_TRUE(NUV_Sysloglevel_changeTracelevel("Line", 48));
   EXPECT_EQ(g_modules[5].u32TraceLevel, 48U);
 }
 
-TEST_F(SysloglevelRegistryTest, ChangeRefusesNamesThatNoModuleHas) {
+TEST_F(SysloglevelRegistryTest, ChangeRefusesUnknownNames) {
   NUV_Sysloglevel_construct("");
   NUV_Sysloglevel_registerModul("TenLetters");
   const Modules before = modules();
@@ -339,14 +339,14 @@ TEST_F(SysloglevelRegistryTest, ReadSetsTheModulesThatTheFileNames) {
   EXPECT_EQ(console_.take(), "");
 }
 
-TEST_F(SysloglevelRegistryTest, ReadRegistersTraceLevelWhereItIsMissing) {
+TEST_F(SysloglevelRegistryTest, ReadRegistersTraceLevelIfItIsMissing) {
   NUV_Sysloglevel_registerModul("Line");
   NUV_Sysloglevel_readInitFile(kPath);
   EXPECT_EQ(modules(), (Modules{{"Line", 0}, {"TraceLevel", 0}}));
   EXPECT_EQ(gmodulHandleTraceLevelInit, 1);
 }
 
-TEST_F(SysloglevelRegistryTest, ReadSaysThatAFileCannotBeOpened) {
+TEST_F(SysloglevelRegistryTest, ReadReportsAFileThatCannotBeOpened) {
   NUV_Sysloglevel_construct("");
   fill_up_to(3);
   const Modules before = modules();
@@ -374,8 +374,8 @@ TEST_F(SysloglevelRegistryTest, ReadSaysThatAFileCannotBeOpened) {
   });
 }
 
-// With somebody at the other end, a FIFO could be read.
-TEST_F(SysloglevelRegistryTest, ReadTakesNoFifoForAFile) {
+// The FIFO has a writer, so it could be read.
+TEST_F(SysloglevelRegistryTest, ReadRefusesAFifo) {
   NUV_Sysloglevel_construct("");
   const TestFifo fifo(files_.real_path(kPath));
   const std::string content = std::string(kHeader) + "0;\"M1\";48\n\n";
@@ -390,7 +390,7 @@ TEST_F(SysloglevelRegistryTest, ReadFindsNoInitFileInADirectory) {
   NUV_Sysloglevel_construct("");
   std::filesystem::create_directory(files_.real_path(kPath));
   NUV_Sysloglevel_readInitFile(kPath);
-  EXPECT_EQ(console_.take(), "") << "it can be opened";
+  EXPECT_EQ(console_.take(), "") << "a directory can be opened";
   EXPECT_EQ(take_trace_texts().size(), 1U) << "an error line of the module TraceLevel";
   EXPECT_EQ(modules(), (Modules{{"TraceLevel", 113}}));
 }
@@ -408,8 +408,8 @@ TEST_F(SysloglevelRegistryTest, ReadAndSaveFollowALink) {
   EXPECT_EQ(modules(), (Modules{{"TraceLevel", 113}, {"Line", 48}}));
 }
 
-// The rows in front of the failure count. What happens to the file once it has been read does not.
-TEST_F(SysloglevelRegistryTest, ReadGoesOnWithWhatItGets) {
+// The rows before a failed read are used. Failures of stat() and fclose() are ignored.
+TEST_F(SysloglevelRegistryTest, ReadUsesTheRowsThatItGets) {
   NUV_Sysloglevel_construct("");
   fill_up_to(3);
   write_file("0;\"M1\";48\n1;\"M2\";49\n");
@@ -434,7 +434,7 @@ TEST_F(SysloglevelRegistryTest, ReadGoesOnWithWhatItGets) {
   }
 }
 
-TEST_F(SysloglevelRegistryTest, ReadKeepsTheRowsInFrontOfADamage) {
+TEST_F(SysloglevelRegistryTest, ReadUsesTheRowsBeforeADamagedOne) {
   NUV_Sysloglevel_construct("");
   fill_up_to(3);
   files_.write(kPath, std::string(kHeader) + "0;\"M1\";48\n1;\"M2;49\n\n");
@@ -451,7 +451,7 @@ TEST_F(SysloglevelRegistryTest, ReadTakesNothingFromAForeignFile) {
   EXPECT_EQ(take_trace_texts().size(), 1U);
 }
 
-TEST_F(SysloglevelRegistryTest, ReadStartsAnewWithEveryFile) {
+TEST_F(SysloglevelRegistryTest, ReadUsesOnlyTheRowsOfTheLastFile) {
   NUV_Sysloglevel_construct("");
   write_file("0;\"Line\";48\n");
   NUV_Sysloglevel_readInitFile(kPath);
@@ -461,7 +461,7 @@ TEST_F(SysloglevelRegistryTest, ReadStartsAnewWithEveryFile) {
   EXPECT_EQ(modules(), (Modules{{"TraceLevel", 113}, {"Line", 1}, {"DialPlan", 49}}));
 }
 
-TEST_F(SysloglevelRegistryTest, ReadTakesFiftyRows) {
+TEST_F(SysloglevelRegistryTest, ReadUsesAtMostFiftyRows) {
   NUV_Sysloglevel_construct("");
   std::string rows;
   for (int i = 1; i <= 51; ++i) {
@@ -485,7 +485,7 @@ TEST_F(SysloglevelRegistryTest, SaveWritesTheModulesInTheirOrder) {
 }
 
 TEST_F(SysloglevelRegistryTest, SaveWritesAnEmptyTableBeforeAnyModule) {
-  files_.write(kPath, "something longer than the file that takes its place, to see that nothing of it is left");
+  files_.write(kPath, "a longer content than the new one, of which nothing may be left");
   EXPECT_TRUE(NUV_Sysloglevel_saveInitFile(kPath));
   EXPECT_EQ(files_.read(kPath), std::string(kHeader) + "\n");
 }
@@ -505,7 +505,7 @@ TEST_F(SysloglevelRegistryTest, SaveWritesTheFirstFiftyModules) {
   }
 }
 
-TEST_F(SysloglevelRegistryTest, SaveForgetsWhatWasReadBefore) {
+TEST_F(SysloglevelRegistryTest, SaveWritesNoRowsThatWereReadBefore) {
   NUV_Sysloglevel_construct("");
   write_file("0;\"Line\";48\n1;\"DialPlan\";49\n");
   NUV_Sysloglevel_readInitFile(kPath);
@@ -514,7 +514,7 @@ TEST_F(SysloglevelRegistryTest, SaveForgetsWhatWasReadBefore) {
   EXPECT_EQ(files_.read(kPath), std::string(kHeader) + "0;\"TraceLevel\";113\n\n");
 }
 
-TEST_F(SysloglevelRegistryTest, SaveAndConstructBringTheMasksBack) {
+TEST_F(SysloglevelRegistryTest, ConstructRestoresTheSavedMasks) {
   NUV_Sysloglevel_construct("");
   fill_up_to(10);
   for (uint32_t i = 0; i < 10; ++i) {
@@ -526,17 +526,17 @@ TEST_F(SysloglevelRegistryTest, SaveAndConstructBringTheMasksBack) {
   EXPECT_EQ(modules(), saved);
 }
 
-TEST_F(SysloglevelRegistryTest, SaveFailsWhereTheFileCannotBeWritten) {
+TEST_F(SysloglevelRegistryTest, SaveFailsIfTheFileCannotBeWritten) {
   NUV_Sysloglevel_construct("");
   EXPECT_FALSE(NUV_Sysloglevel_saveInitFile("/flash/missing/phoned.ini"));
   EXPECT_FALSE(NUV_Sysloglevel_saveInitFile(""));
   EXPECT_FALSE(NUV_Sysloglevel_saveInitFile(nullptr));
-  EXPECT_FALSE(NUV_Sysloglevel_saveInitFile("/dev/full")) << "it takes nothing, and shows that when it is closed";
+  EXPECT_FALSE(NUV_Sysloglevel_saveInitFile("/dev/full")) << "the error shows only when the file is closed";
   std::filesystem::create_directory(files_.real_path("/flash/directory"));
   EXPECT_FALSE(NUV_Sysloglevel_saveInitFile("/flash/directory"));
 }
 
-TEST_F(SysloglevelRegistryTest, SaveTakesNoFifoForAFile) {
+TEST_F(SysloglevelRegistryTest, SaveRefusesAFifo) {
   NUV_Sysloglevel_construct("");
   const TestFifo fifo(files_.real_path(kPath));
   EXPECT_FALSE(NUV_Sysloglevel_saveInitFile(kPath));
@@ -555,16 +555,16 @@ TEST_F(SysloglevelRegistryTest, SaveFailsWithAnyOfItsSteps) {
   for (const std::string function : {"stat", "fopen", "fprintf", "fclose"}) {
     each_fault(function.c_str(), {EIO, ENOSPC, EINTR}, [&](Fault& fault) {
       const bool saved = fault.during([] { return NUV_Sysloglevel_saveInitFile(kPath); });
-      // Where it cannot be seen what a name stands for, opening it shows. The newline that closes the file may be missing.
+      // If stat() fails, the file is opened anyway. The final newline may be missing.
       const bool is_overlooked = function == "stat" || (function == "fprintf" && fault.nth() == pieces);
       EXPECT_EQ(saved, !fault.has_struck() || is_overlooked);
-      EXPECT_TRUE(NUV_Sysloglevel_saveInitFile(kPath)) << "the next time";
+      EXPECT_TRUE(NUV_Sysloglevel_saveInitFile(kPath)) << "the next attempt";
       EXPECT_EQ(files_.read(kPath), content);
     });
   }
 }
 
-TEST_F(SysloglevelRegistryTest, ADeviceThatCannotBeLookedAtIsNotQuiet) {
+TEST_F(SysloglevelRegistryTest, FailedSearchForTheMarkerFileCountsAsMissing) {
   files_.write("/etc/quiet", "");
   each_fault("access", {EACCES, EIO, EINTR}, [](Fault& fault) {
     use(Output::kBoth);

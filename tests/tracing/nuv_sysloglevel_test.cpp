@@ -14,57 +14,25 @@
 #include <string>
 #include <vector>
 
-#include "doubles/captured_stdout.h"
-#include "doubles/contract_recorder.h"
-#include "doubles/fake_clock.h"
-#include "doubles/fake_files.h"
+#include "doubles/fault_injector.h"
 #include "doubles/fault_loop.h"
-#include "doubles/syslog_double.h"
 #include "doubles/time_zone.h"
+#include "doubles/trace_fixture.h"
 #include "nuv_assert.h"
 #include "tracing/nuv_sysloglevel_internal.h"
 
 namespace {
 
 using nuv::g_trace_output;
-using support::CapturedStdout;
-using support::ContractRecorder;
 using support::each_fault;
-using support::FakeClock;
-using support::FakeFiles;
 using support::Fault;
 using support::rename_utc;
-using support::SyslogDouble;
 using support::SyslogLine;
 using support::TimeZone;
 
-// The state that the process started with: nothing that runs before main() touches it.
-const nuv::TraceOutput kAtStart = g_trace_output;
-
-constexpr char kStamp[] = "Mar  5 09:04:07:042";
-
-// 2024-03-05 09:04:07.042 UTC.
-timeval fifth_of_march() {
-  tm date = {};
-  date.tm_year = 124;
-  date.tm_mon = 2;
-  date.tm_mday = 5;
-  date.tm_hour = 9;
-  date.tm_min = 4;
-  date.tm_sec = 7;
-  return {timegm(&date), 42000};
-}
-
-// Starts with the switches as a process finds them, and leaves them so.
-class SysloglevelOutputTest : public ::testing::Test {
+class SysloglevelOutputTest : public support::TraceTest {
  protected:
-  SysloglevelOutputTest() {
-    g_trace_output = kAtStart;
-    clock_.set_wall(fifth_of_march());
-  }
-  ~SysloglevelOutputTest() override { g_trace_output = kAtStart; }
-
-  // Where lines go: "log", "console", "both" or "nowhere", by what a status line does.
+  // Where a status line goes: "log", "console", "both" or "nowhere".
   std::string output() {
     NUV_Sysloglevel_statusinfo("phoned", "probe");
     const bool is_logged = !log_.take().empty();
@@ -76,24 +44,17 @@ class SysloglevelOutputTest : public ::testing::Test {
   }
 
   void be_quiet() { files_.write("/etc/quiet", ""); }
-
-  TimeZone zone_;
-  FakeClock clock_;
-  FakeFiles files_;
-  SyslogDouble log_;
-  CapturedStdout console_;
-  ContractRecorder contracts_;
 };
 
 TEST_F(SysloglevelOutputTest, StartsWithTheSystemLogOnly) {
+  EXPECT_EQ(g_trace_output.syslog, 1);
+  EXPECT_EQ(g_trace_output.console, 0);
+  EXPECT_EQ(g_trace_output.ident_pointer, nullptr);
+  EXPECT_STREQ(g_trace_output.ident, "");
   EXPECT_EQ(output(), "log");
-  EXPECT_EQ(kAtStart.syslog, 1);
-  EXPECT_EQ(kAtStart.console, 0);
-  EXPECT_EQ(kAtStart.ident_pointer, nullptr);
-  EXPECT_STREQ(kAtStart.ident, "");
 }
 
-// The system log's switch is the low byte of the flag, the console's the low byte of its exclusive-or with 1.
+// The switch of the system log is the low byte of the flag; that of the console is the low byte of flag ^ 1.
 TEST_F(SysloglevelOutputTest, SetSwitchesBothOutputs) {
   const struct {
     uint32_t flag;
@@ -170,17 +131,17 @@ TEST_F(SysloglevelOutputTest, QuietMarkerKeepsAConsoleThatIsOn) {
   EXPECT_EQ(output(), "console");
 }
 
-TEST_F(SysloglevelOutputTest, QuietMarkerIsLookedForAtEachCall) {
+TEST_F(SysloglevelOutputTest, QuietMarkerIsSearchedAtEachCall) {
   be_quiet();
   NUV_Sysloglevel_set(0);
   EXPECT_EQ(output(), "nowhere");
   files_.remove("/etc/quiet");
-  EXPECT_EQ(output(), "nowhere") << "its end alone switches nothing";
+  EXPECT_EQ(output(), "nowhere") << "removing the marker alone changes nothing";
   NUV_Sysloglevel_set(0);
   EXPECT_EQ(output(), "console");
 }
 
-TEST_F(SysloglevelOutputTest, QuietMarkerThatCannotBeLookedAtCountsAsMissing) {
+TEST_F(SysloglevelOutputTest, FailedSearchForTheQuietMarkerCountsAsMissing) {
   be_quiet();
   each_fault("access", {EACCES, EIO, EINTR}, [this](Fault& fault) {
     g_trace_output.console = 0;
@@ -191,7 +152,7 @@ TEST_F(SysloglevelOutputTest, QuietMarkerThatCannotBeLookedAtCountsAsMissing) {
     EXPECT_EQ(output(), "log");
   });
   each_fault("access", {EACCES}, [this](Fault& fault) {
-    g_trace_output = kAtStart;
+    restore_start();
     fault.during([] { NUV_Sysloglevel_set(0); });
     EXPECT_EQ(output(), fault.has_struck() ? "console" : "nowhere");
   });
@@ -244,7 +205,7 @@ TEST_F(SysloglevelOutputTest, ReportIsLostWhileBothOutputsAreOff) {
   EXPECT_EQ(console_.take(), "");
 }
 
-// The message of a failed contract ends in a newline of its own.
+// The message of a failed contract ends with a newline itself.
 TEST_F(SysloglevelOutputTest, ReportOfAFailedContractIsFollowedByAnEmptyConsoleLine) {
   NUV_Sysloglevel_set(0);
   NUV_Assert_failed(NUV_ASSERT_REQUIRE, "source/nuv_frame", 42, "((void *)0) != a_this");
@@ -308,7 +269,7 @@ TEST_F(SysloglevelOutputTest, ReportPrintsTheBaseNameOfTheFile) {
   }
 }
 
-TEST_F(SysloglevelOutputTest, ReportTakesItsTextsAsTheyAre) {
+TEST_F(SysloglevelOutputTest, ReportPrintsItsTextsUnchanged) {
   NUV_Sysloglevel_setConsole(1);
   NUV_Sysloglevel_assert("%s%n", 7, "%d %s %n 100%");
   EXPECT_EQ(log_.take()[0].text, "error: %s%n:7   %d %s %n 100%");
@@ -337,7 +298,7 @@ TEST_F(SysloglevelOutputTest, StatusLineOnTheConsoleFollowsTheTime) {
   EXPECT_TRUE(log_.take().empty());
 }
 
-TEST_F(SysloglevelOutputTest, StatusLineTakesItsTextAsItIs) {
+TEST_F(SysloglevelOutputTest, StatusLinePrintsItsTextUnchanged) {
   NUV_Sysloglevel_setConsole(1);
   NUV_Sysloglevel_statusinfo("monitor", "%s %n 100%");
   EXPECT_EQ(log_.take()[0].text, "%s %n 100%");
@@ -347,7 +308,7 @@ TEST_F(SysloglevelOutputTest, StatusLineTakesItsTextAsItIs) {
   EXPECT_EQ(console_.take(), "Mar  5 09:04:07:042 \n");
 }
 
-// 26 bytes with a guard on both sides.
+// 26 bytes between guard bytes.
 struct GuardedBuffer {
   static constexpr char kGuard = '#';
 
@@ -387,7 +348,7 @@ TEST_F(SysloglevelOutputTest, TimestampNeverWritesBehindItsBuffer) {
 }
 
 TEST_F(SysloglevelOutputTest, TimestampFollowsTheWallClock) {
-  const timeval base = fifth_of_march();
+  const timeval base = stamp_time();
   constexpr time_t kDay = 86400;
   const struct {
     const char* name;
@@ -410,9 +371,9 @@ TEST_F(SysloglevelOutputTest, TimestampFollowsTheWallClock) {
   }
 }
 
-// The date is worked out once a second.
+// The date is computed once for each second.
 TEST_F(SysloglevelOutputTest, TimestampKeepsTheDateForItsSecond) {
-  const timeval base = fifth_of_march();
+  const timeval base = stamp_time();
   clock_.set_wall({base.tv_sec + 1, 999999});
   char text[26] = {};
   getTimestamp(text, sizeof text);
@@ -429,8 +390,7 @@ TEST_F(SysloglevelOutputTest, TimestampKeepsTheDateForItsSecond) {
   }
 }
 
-// What a rule of the zone is kept for is compared to its end, and one that is too long to be kept is never taken for
-// another one.
+// The cached rule of the zone is compared as a whole, and a rule too long for the cache never matches another.
 TEST_F(SysloglevelOutputTest, TimestampTellsZonesApart) {
   const std::string padding(80, 'A');
   const struct {
@@ -459,7 +419,7 @@ TEST_F(SysloglevelOutputTest, TimestampTellsZonesApart) {
   }
 }
 
-// A daemon may set TZ while it runs, and says so to nobody.
+// A daemon may set TZ while it runs, without calling tzset().
 TEST_F(SysloglevelOutputTest, TimestampIsLocalTime) {
   char text[26] = {};
   setenv("TZ", "MEZ-1MESZ,M3.5.0,M10.5.0/3", 1);
@@ -472,7 +432,7 @@ TEST_F(SysloglevelOutputTest, TimestampIsLocalTime) {
 
 TEST_F(SysloglevelOutputTest, TimestampOfATimeWithoutDateIsEmpty) {
   if (sizeof(time_t) < 8) {
-    GTEST_SKIP() << "every second has a date";
+    GTEST_SKIP() << "every time_t has a date";
   }
   clock_.set_wall({std::numeric_limits<time_t>::max(), 42000});
   char text[26] = "left over";
@@ -480,8 +440,8 @@ TEST_F(SysloglevelOutputTest, TimestampOfATimeWithoutDateIsEmpty) {
   EXPECT_STREQ(text, "");
 }
 
-// The empty text is also what is left of a text that finds no room: a locale may have longer months than the buffer.
-TEST_F(SysloglevelOutputTest, TimestampGoesOnWithoutAClockAndIsEmptyWithoutADate) {
+// strftime() may also fail because a locale's month names are too long for the buffer.
+TEST_F(SysloglevelOutputTest, TimestampStartsAt1970WithoutAClockAndIsEmptyWithoutADate) {
   const struct {
     const char* function;
     const char* text;
@@ -503,13 +463,12 @@ TEST_F(SysloglevelOutputTest, TimestampGoesOnWithoutAClockAndIsEmptyWithoutADate
   }
 }
 
-// Nothing to look at: it comes back.
-TEST_F(SysloglevelOutputTest, TimestampTakesNull) {
+// Passes if it returns.
+TEST_F(SysloglevelOutputTest, TimestampIgnoresNull) {
   getTimestamp(nullptr, 0);
   getTimestamp(nullptr, 26);
 }
 
-// A line comes without its time rather than not at all.
 TEST_F(SysloglevelOutputTest, LinesAreWrittenWithoutATime) {
   for (const char* function : {"gettimeofday", "localtime_r", "strftime"}) {
     each_fault(function, {EINVAL, EINTR}, [&](Fault& fault) {

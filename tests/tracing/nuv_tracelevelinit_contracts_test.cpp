@@ -1,4 +1,4 @@
-// Every check of the trace-level init file, violated while the error handler returns.
+// Violates every contract of the trace-level init file; the error handler returns.
 #include <gtest/gtest.h>
 
 #include <ostream>
@@ -27,18 +27,18 @@ const Report kNoString = require_report(kFile, "a_pszString != ((void *)0)");
 const Report kNothingToRead = require_report("nuv_utility", "((void *)0) != a_stream");
 constexpr char kNotRestored[] = "error:TraceLevel: nuv_tracelevelinit:#   Restoring of table [Version] failed";
 
-// A violation, all that it reports in order, and whether the record counts as changed afterwards.
+// A violation, its reports in order, and whether the record is marked as changed afterwards.
 struct Row {
   const char* name;
   void (*violate)(TraceLevelInit& init);
   support::Reports reports;
   bool changed = true;
-  std::vector<std::string> lines = {};  // in the system log, but for the reports
+  std::vector<std::string> lines = {};  // in the system log, without reports
 
   friend std::ostream& operator<<(std::ostream& out, const Row& row) { return out << row.name; }
 };
 
-// The table has the row 0 "Line" 48, and has changed.
+// The table has the row 0 "Line" 48 and is marked as changed.
 class TraceLevelInitContracts : public support::TraceTest, public ::testing::WithParamInterface<Row> {};
 
 TEST_P(TraceLevelInitContracts, AreReportedAndLeaveAWorkingTable) {
@@ -79,7 +79,7 @@ const Row kRows[] = {
     {"readStringFromNull",
      [](TraceLevelInit&) { EXPECT_FALSE(NUV_TraceLevelInit_readString(nullptr, "[Level]")); },
      {kNoStream, kNothingToRead}},
-    // The line is read all the same, and then equals nothing.
+    // The line is read anyway, but does not match.
     {"readStringOfNull",
      [](TraceLevelInit&) {
        InputStream stream("[Level]\n\nrest");
@@ -91,7 +91,7 @@ const Row kRows[] = {
     {"readStringOfNulls",
      [](TraceLevelInit&) { EXPECT_FALSE(NUV_TraceLevelInit_readString(nullptr, nullptr)); },
      {kNoStream, kNoString, kNothingToRead}},
-    // Its own check, and that of the first line.
+    // Reported by save and again by its first writeString.
     {"saveToNull",
      [](TraceLevelInit& init) { EXPECT_FALSE(NUV_TraceLevelInit_save(&init, nullptr)); },
      {kNoStream, kNoStream},

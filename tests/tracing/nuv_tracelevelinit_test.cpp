@@ -73,7 +73,7 @@ TEST_F(TraceLevelInitTest, DestructAndCleanEmptyTheTable) {
     call(&init_);
     EXPECT_TRUE(NUV_Level_isEmpty(&init_));
     EXPECT_EQ(init_.Level.TableEntry[0].u32TraceLevel, 0U);
-    EXPECT_EQ(init_.bChanged, 1) << "that the table is another one stays true";
+    EXPECT_EQ(init_.bChanged, 1) << "the record stays marked as changed";
   }
 }
 
@@ -147,7 +147,7 @@ TEST_F(TraceLevelInitTest, SaveWritesTheWholeFile) {
   EXPECT_FALSE(NUV_TraceLevelInit_hasChanged(&init_));
 }
 
-// With room for every number of bytes: all but the last newline has to be there, and nothing is tried after a failure.
+// Tried with room for any number of bytes: save fails unless only the last newline is missing, and stops at a failure.
 TEST_F(TraceLevelInitTest, SaveStopsAtTheFirstLineThatCannotBeWritten) {
   const std::string content = std::string(kHeader) + "0;\"Line\";48\n\n";
   for (size_t room = 0; room <= content.size(); ++room) {
@@ -158,7 +158,7 @@ TEST_F(TraceLevelInitTest, SaveStopsAtTheFirstLineThatCannotBeWritten) {
     EXPECT_EQ(NUV_TraceLevelInit_save(&init_, stream.get()), room >= content.size() - 1);
     EXPECT_EQ(stream.content(), content.substr(0, room));
     EXPECT_EQ((stream.content() + stream.lost()).find("Line\"") != std::string::npos, room >= strlen(kHeader));
-    EXPECT_EQ(init_.bChanged, 0) << "saved or not";
+    EXPECT_EQ(init_.bChanged, 0) << "even if save fails";
   }
 }
 
@@ -186,7 +186,7 @@ TEST_F(TraceLevelInitTest, RestoreReadsWholeFiles) {
   }
 }
 
-TEST_F(TraceLevelInitTest, RestoreSaysWhereAFileIsNotAsItShouldBe) {
+TEST_F(TraceLevelInitTest, RestoreLogsWhichPartOfAFileIsWrong) {
   const struct {
     const char* name;
     std::string content;
@@ -222,8 +222,8 @@ TEST_F(TraceLevelInitTest, RestoreSaysWhereAFileIsNotAsItShouldBe) {
   }
 }
 
-// The separator alone may be missing; but here its empty line is still there, where the next section should begin.
-TEST_F(TraceLevelInitTest, RestoreSaysWhichLineCannotBeRead) {
+// A separator may be missing at the end of the file, but here its empty line is left, and read as the next section.
+TEST_F(TraceLevelInitTest, RestoreLogsWhichLineCannotBeRead) {
   const char* const kErrors[] = {kNoVersion, kWrongVersion, kNoLevel, kNoLevel, kNoLevel, kNoLevel};
   const int lines = each_fault("fgets", {EIO, EINTR}, [&](Fault& fault) {
     NUV_TraceLevelInit_clean(&init_);
@@ -238,7 +238,7 @@ TEST_F(TraceLevelInitTest, RestoreSaysWhichLineCannotBeRead) {
   EXPECT_EQ(lines, 6);
 }
 
-TEST_F(TraceLevelInitTest, RestoreReportsUnderItsModule) {
+TEST_F(TraceLevelInitTest, RestoreLogsUnderItsModule) {
   NUV_Sysloglevel_construct2("", "phoned");
   use(Output::kBoth);
   EXPECT_FALSE(restore(""));
@@ -248,7 +248,7 @@ TEST_F(TraceLevelInitTest, RestoreReportsUnderItsModule) {
   EXPECT_EQ(console_.take(), std::string(kStamp) + ":" + lines[0].text + "\n");
   NUV_Sysloglevel_changeTracelevel("TraceLevel", ~32U);
   EXPECT_FALSE(restore(""));
-  EXPECT_TRUE(take_log().empty()) << "its mask filters it";
+  EXPECT_TRUE(take_log().empty()) << "filtered by the module's mask";
 }
 
 TEST_F(TraceLevelInitTest, RestoreAppends) {
@@ -257,7 +257,7 @@ TEST_F(TraceLevelInitTest, RestoreAppends) {
   EXPECT_EQ(rows(), (Texts{"0 Line 48", "0 A 1"}));
 }
 
-TEST_F(TraceLevelInitTest, RestoreReadsWhatSaveHasWritten) {
+TEST_F(TraceLevelInitTest, RestoreReadsTheOutputOfSave) {
   for (int i = 0; i < 50; ++i) {
     NUV_Level_insert(&init_, ("Module" + std::to_string(i)).c_str(), 20U * static_cast<uint32_t>(i));
   }
@@ -269,14 +269,14 @@ TEST_F(TraceLevelInitTest, RestoreReadsWhatSaveHasWritten) {
   EXPECT_EQ(rows(), saved);
 }
 
-TEST_F(TraceLevelInitTest, IsAlwaysSound) {
+TEST_F(TraceLevelInitTest, IntegrityCheckAlwaysSucceeds) {
   EXPECT_TRUE(NUV_TraceLevelInit_checkIntegrity(&init_));
   NUV_Level_insert(&init_, "Line", 48);
   EXPECT_TRUE(NUV_TraceLevelInit_checkIntegrity(&init_));
   EXPECT_TRUE(take_log().empty());
 }
 
-TEST_F(TraceLevelInitTest, WarnsOfATableThatIsNotSound) {
+TEST_F(TraceLevelInitTest, IntegrityWarningNamesTheTable) {
   NUV_TraceLevelInit_integrityWarning("Level");
   EXPECT_EQ(take_log(), std::vector{line(12, "warning:TraceLevel   integrity check failed for Level")});
   NUV_TraceLevelInit_integrityWarning("%s%n");
