@@ -1,4 +1,4 @@
-// Every check of the console, violated while the error handler returns.
+// Violates every contract of the console; the error handler returns.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -33,7 +33,7 @@ int32_t answer(void* /*context*/, int32_t /*count*/, char** words, int32_t fd) {
   return NUV_Console_output(fd, words[0]);
 }
 
-// What the console answers to a line.
+// Returns the console's answer to a line.
 std::string ask(Console& console, const std::string& line) {
   TestPipe in;
   TestPipe out;
@@ -42,13 +42,13 @@ std::string ask(Console& console, const std::string& line) {
   return out.take();
 }
 
-// A store with a command behind its end, which is nobody's.
+// A store, and behind its end a command that the console must not use.
 using Store = std::array<ConsoleCommand, kRoom + 1>;
 Store g_store;
 
 using Row = support::Violation<Console>;
 
-// The console has room for two commands and knows one, "one".
+// The console has room for two commands and has one, "one".
 class ConsoleContracts : public ::testing::TestWithParam<Row> {
  protected:
   ConsoleContracts() {
@@ -83,7 +83,7 @@ const Row kRows[] = {
        EXPECT_EQ(NUV_Console_construct(&other, nullptr, 3, kPrompt), 1);
        EXPECT_EQ(NUV_Console_maxSize(&other), 3U);
        EXPECT_EQ(NUV_Console_size(&other), 0U);
-       // A store that is missing has no room, whatever was said about its size.
+       // Without a store there is no room, whatever the size says.
        EXPECT_EQ(NUV_Console_setCommand(&other, "three", nullptr, answer), 0U);
        NUV_Console_removeCommand(&other, "three");
        EXPECT_EQ(ask(other, "three\n"), "command not found\n> ");
@@ -99,7 +99,7 @@ const Row kRows[] = {
        EXPECT_EQ(store.m_pName, nullptr);
      },
      {kStoreAndSize, kNoRoom, kNotAdded}},
-    // It is an empty one.
+    // The prompt is empty.
     {"constructWithoutAPrompt",
      [](Console&) {
        Console other;
@@ -113,7 +113,7 @@ const Row kRows[] = {
        EXPECT_EQ(NUV_Console_construct(&other, nullptr, 1, nullptr), 1);
      },
      {kStoreAndSize, kNoPrompt}},
-    // Such a command does nothing.
+    // The command does nothing.
     {"setCommandWithoutAFunction",
      [](Console& console) {
        EXPECT_EQ(NUV_Console_setCommand(&console, "idle", nullptr, nullptr), 2U);
@@ -133,7 +133,7 @@ const Row kRows[] = {
        EXPECT_EQ(NUV_Console_setCommand(&console, "three", nullptr, nullptr), 2U);
      },
      {kNoFunction, kNoRoom, kNotAdded}},
-    // Not one of the checks: a name that is missing is nobody's.
+    // No contract checks the name: a command without a name is added, but never found.
     {"setCommandWithoutAName",
      [](Console& console) {
        EXPECT_EQ(NUV_Console_setCommand(&console, nullptr, nullptr, answer), 2U);

@@ -38,7 +38,7 @@ constexpr int32_t kPromptLength = 2;
 
 using Words = std::vector<std::string>;
 
-// What a command was called with.
+// The arguments of a command.
 struct Call {
   void* context;
   Words words;
@@ -50,14 +50,14 @@ std::vector<Call> g_calls;
 int32_t note_call(void* context, int32_t count, char** words, int32_t fd) {
   g_calls.push_back({context, Words(words, words + count), fd});
   EXPECT_EQ(words[count], nullptr);
-  return -77;  // nobody looks at it
+  return -77;  // ignored
 }
 
 int32_t answer(void* context, int32_t /*count*/, char** /*words*/, int32_t fd) {
   return NUV_Console_output(fd, static_cast<const char*>(context));
 }
 
-// What has arrived at a socket.
+// Reads everything that has arrived at a socket.
 std::string drain(int fd) {
   std::string text;
   std::array<char, 4096> piece;
@@ -101,7 +101,7 @@ class ConsoleTest : public ::testing::Test {
   static constexpr uint32_t kRoom = 4;
 
   ContractRecorder contracts_;
-  std::array<ConsoleCommand, kRoom + 1> store_ = {};  // the last one is never the console's
+  std::array<ConsoleCommand, kRoom + 1> store_ = {};  // the last one is behind the console's store
   Console console_ = {};
   TestPipe in_;
   TestPipe out_;
@@ -119,10 +119,10 @@ TEST_F(ConsoleTest, StartsWithoutCommands) {
   EXPECT_EQ(console.m_uSize, 0U);
   EXPECT_EQ(console.m_pPrompt, kPrompt);
   NUV_Console_destruct(&console);
-  EXPECT_STREQ(store[0].m_pName, "left") << "the store is the caller's";
+  EXPECT_STREQ(store[0].m_pName, "left") << "destruct does not touch the caller's store";
 }
 
-TEST_F(ConsoleTest, MayHaveNoStoreAtAll) {
+TEST_F(ConsoleTest, MayHaveNoStore) {
   Console console;
   EXPECT_EQ(NUV_Console_construct(&console, nullptr, 0, kPrompt), 1);
   EXPECT_EQ(NUV_Console_maxSize(&console), 0U);
@@ -208,21 +208,21 @@ TEST_F(ConsoleTest, CallsTheCommandWithItsContextAndTheDescriptor) {
   int context = 0;
   add("other");
   add("show", &context);
-  EXPECT_EQ(handle("show all\n"), kPromptLength) << "not the result of the command";
+  EXPECT_EQ(handle("show all\n"), kPromptLength) << "the command's result is ignored";
   ASSERT_EQ(g_calls.size(), 1U);
   EXPECT_EQ(g_calls[0].context, &context);
   EXPECT_EQ(g_calls[0].words, (Words{"show", "all"}));
   EXPECT_EQ(g_calls[0].fd, out_.write_end());
 }
 
-TEST_F(ConsoleTest, WritesThePromptBehindTheAnswer) {
+TEST_F(ConsoleTest, WritesThePromptAfterTheAnswer) {
   char text[] = "the answer\n";
   add("ask", text, answer);
   EXPECT_EQ(handle("ask\n"), kPromptLength);
   EXPECT_EQ(answers(), "the answer\n> ");
 }
 
-TEST_F(ConsoleTest, TheFirstOfEqualNamesWins) {
+TEST_F(ConsoleTest, CallsTheFirstOfEqualNames) {
   int first = 0;
   int second = 0;
   add("show", &first);
@@ -231,7 +231,7 @@ TEST_F(ConsoleTest, TheFirstOfEqualNamesWins) {
   ASSERT_EQ(g_calls.size(), 1U);
   EXPECT_EQ(g_calls[0].context, &first);
   NUV_Console_removeCommand(&console_, "show");
-  EXPECT_EQ(NUV_Console_size(&console_), 1U) << "only one of them";
+  EXPECT_EQ(NUV_Console_size(&console_), 1U) << "removes only one of them";
   handle("show\n");
   ASSERT_EQ(g_calls.size(), 2U);
   EXPECT_EQ(g_calls[1].context, &second);
@@ -287,7 +287,7 @@ TEST_F(ConsoleTest, MovesContextsAndFunctionsTogetherWithTheirNames) {
   EXPECT_EQ(answers(), "command not found\n> ");
 }
 
-TEST_F(ConsoleTest, ACommandMayRemoveItselfAndRegisterOthers) {
+TEST_F(ConsoleTest, CommandMayRemoveItselfAndAddOthers) {
   add("once", &console_, [](void* console, int32_t, char**, int32_t) -> int32_t {
     NUV_Console_removeCommand(static_cast<Console*>(console), "once");
     NUV_Console_setCommand(static_cast<Console*>(console), "more", nullptr, note_call);
@@ -329,7 +329,7 @@ TEST_F(ConsoleTest, PrintsHelpOnStandardOutput) {
   }
 }
 
-TEST_F(ConsoleTest, HelpIsNoFrontOfAWord) {
+TEST_F(ConsoleTest, HelpMustBeTheWholeWord) {
   CapturedStdout captured;
   handle("helper\n");
   handle("hel\n");
@@ -337,7 +337,7 @@ TEST_F(ConsoleTest, HelpIsNoFrontOfAWord) {
   EXPECT_EQ(answers(), "command not found\n> command not found\n> ");
 }
 
-// 255 bytes are one read. The words of what they hold end with it, and the rest is the next line.
+// One read takes at most 255 bytes, which form a line; the rest is the next line.
 TEST_F(ConsoleTest, ReadsAtMost255Bytes) {
   for (const size_t length : {254U, 255U, 256U, 300U}) {
     SCOPED_TRACE(length);
@@ -355,7 +355,7 @@ TEST_F(ConsoleTest, ReadsAtMost255Bytes) {
   }
 }
 
-TEST_F(ConsoleTest, ALineInTwoReadsIsTwoLines) {
+TEST_F(ConsoleTest, LineInTwoReadsIsTwoLines) {
   add("set");
   handle("set a");
   handle(" b\n");
@@ -364,7 +364,7 @@ TEST_F(ConsoleTest, ALineInTwoReadsIsTwoLines) {
   EXPECT_EQ(answers(), "> command not found\n> ");
 }
 
-TEST_F(ConsoleTest, ALineHasAtMost127Words) {
+TEST_F(ConsoleTest, LineHasAtMost127Words) {
   for (const size_t count : {126U, 127U, 128U}) {
     SCOPED_TRACE(count);
     g_calls.clear();
@@ -382,7 +382,7 @@ TEST_F(ConsoleTest, ALineHasAtMost127Words) {
   }
 }
 
-TEST_F(ConsoleTest, WhatFollowsTheLastWordIsIgnored) {
+TEST_F(ConsoleTest, IgnoresTheRestAfterTheLastWord) {
   add("a");
   std::string line;
   for (int i = 0; i < 127; ++i) {
@@ -394,25 +394,25 @@ TEST_F(ConsoleTest, WhatFollowsTheLastWordIsIgnored) {
   EXPECT_EQ(answers(), "> ");
 }
 
-TEST_F(ConsoleTest, ReturnsWhatReadReturnedAndWritesNothing) {
+TEST_F(ConsoleTest, ReturnsTheResultOfAFailedReadAndWritesNothing) {
   add("set");
-  EXPECT_EQ(handle(), -1) << "there is nothing to read";
+  EXPECT_EQ(handle(), -1) << "nothing to read";
   EXPECT_EQ(errno, EAGAIN);
   in_.put("set\n");
   for (const int error : {EIO, EINTR}) {
     const FaultInjector failure("read", 1, error);
     EXPECT_EQ(handle(), -1);
     EXPECT_EQ(errno, error);
-    EXPECT_EQ(failure.calls(), 1) << "no second try";
+    EXPECT_EQ(failure.calls(), 1) << "not repeated";
   }
   EXPECT_EQ(handle(), kPromptLength);
   EXPECT_EQ(answers(), "> ");
   in_.close_write_end();
-  EXPECT_EQ(handle(), 0) << "the end of the input";
+  EXPECT_EQ(handle(), 0) << "end of the input";
   EXPECT_EQ(answers(), "");
 }
 
-// Nothing is tried a second time, not even after a signal. What matters is the last write, that of the prompt.
+// A failed write is not repeated, not even after EINTR. The result is that of the last write, which prints the prompt.
 TEST_F(ConsoleTest, ReturnsTheResultOfTheLastWrite) {
   const struct {
     const char* line;
@@ -439,21 +439,21 @@ TEST_F(ConsoleTest, ReturnsTheResultOfTheLastWrite) {
   }
 }
 
-TEST_F(ConsoleTest, ADescriptorThatCannotBeLookedAtIsNotRead) {
+TEST_F(ConsoleTest, DescriptorOfUnknownKindIsNotRead) {
   const int looks = each_fault("fstat", {EIO, EBADF, EINTR}, [this](Fault& fault) {
     in_.put("\n");
     const int32_t result = fault.during([this] { return handle(); });
     EXPECT_EQ(result, fault.has_struck() ? -1 : kPromptLength);
     EXPECT_EQ(answers(), fault.has_struck() ? "" : "> ");
     if (fault.has_struck()) {
-      EXPECT_EQ(handle(), kPromptLength) << "the line is still there";
+      EXPECT_EQ(handle(), kPromptLength) << "the line is still unread";
       EXPECT_EQ(answers(), "> ");
     }
   });
   EXPECT_EQ(looks, 1);
 }
 
-TEST_F(ConsoleTest, PrintsThePromptAsItIsUpToWhatVAStrHolds) {
+TEST_F(ConsoleTest, PrintsThePromptUnchangedUpToTheSizeOfVAStr) {
   const struct {
     const char* name;
     std::string prompt;
@@ -514,11 +514,11 @@ TEST_F(ConsoleTest, DescriptorZeroIsAnsweredOnDescriptorOne) {
                                                                     : "syntax error\n> ";
     EXPECT_EQ(child.out(), expected);
     EXPECT_EQ(child.err(), "2");
-    EXPECT_EQ(answers(), "") << "the other descriptor does not matter";
+    EXPECT_EQ(answers(), "") << "nothing goes to the output descriptor";
   }
 }
 
-// Whatever the standard input is, a file too.
+// Even a file, which any other descriptor may not be.
 TEST_F(ConsoleTest, DescriptorZeroMayBeAnything) {
   add("set");
   const ChildProcess child([&] {
@@ -566,7 +566,7 @@ TEST_F(ConsoleTest, ReadsNothingFromOtherKindsOfDescriptors) {
   std::fclose(file);
 }
 
-TEST_F(ConsoleTest, ADescriptorThatIsNotOpenGivesMinusOne) {
+TEST_F(ConsoleTest, ClosedDescriptorReturnsMinusOne) {
   const int closed = dup(in_.read_end());
   close(closed);
   for (const int fd : {-1, closed, INT32_MAX}) {
@@ -575,7 +575,7 @@ TEST_F(ConsoleTest, ADescriptorThatIsNotOpenGivesMinusOne) {
   }
 }
 
-// A listening socket with a name that the kernel chose, so that no file is left anywhere.
+// A listening socket with a name that the kernel chooses, so that no file is left behind.
 class ConsoleSocketTest : public ConsoleTest {
  protected:
   ConsoleSocketTest() : listening_(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0)) {
@@ -616,7 +616,7 @@ class ConsoleSocketTest : public ConsoleTest {
   std::set<int> descriptors_;
 };
 
-TEST_F(ConsoleSocketTest, AConnectionServesOneLine) {
+TEST_F(ConsoleSocketTest, ConnectionServesOneLine) {
   const struct {
     const char* line;
     const char* answer;
@@ -630,10 +630,10 @@ TEST_F(ConsoleSocketTest, AConnectionServesOneLine) {
   for (const auto& row : kCases) {
     SCOPED_TRACE(row.line);
     const int client = connect_and_type(row.line);
-    EXPECT_EQ(handle_connection(), 0) << "the result of the close";
+    EXPECT_EQ(handle_connection(), 0) << "the result of close()";
     EXPECT_EQ(drain(client), row.answer);
     EXPECT_TRUE(is_at_end(client));
-    EXPECT_EQ(answers(), "") << "the other descriptor does not matter";
+    EXPECT_EQ(answers(), "") << "nothing goes to the output descriptor";
     close(client);
   }
 }
@@ -650,8 +650,8 @@ TEST_F(ConsoleSocketTest, ServesConnectionsOneByOne) {
   close(second);
 }
 
-// In a daemon that has closed its standard input, the connection may get its number.
-TEST_F(ConsoleSocketTest, AConnectionMayBeDescriptorZero) {
+// In a daemon that has closed its standard input, the connection may get descriptor 0.
+TEST_F(ConsoleSocketTest, ConnectionMayBeDescriptorZero) {
   const int client = connect_and_type("ask\n");
   const ChildProcess child([&] {
     close(STDIN_FILENO);
@@ -662,7 +662,7 @@ TEST_F(ConsoleSocketTest, AConnectionMayBeDescriptorZero) {
   close(client);
 }
 
-TEST_F(ConsoleSocketTest, PrintsHelpOnStandardOutputAllTheSame) {
+TEST_F(ConsoleSocketTest, PrintsHelpOnStandardOutputAnyway) {
   const int client = connect_and_type("help\n");
   {
     CapturedStdout captured;
@@ -673,7 +673,7 @@ TEST_F(ConsoleSocketTest, PrintsHelpOnStandardOutputAllTheSame) {
   close(client);
 }
 
-TEST_F(ConsoleSocketTest, AClientThatSaysNothingIsHungUpOn) {
+TEST_F(ConsoleSocketTest, ClosesAConnectionWithoutInput) {
   const int client = connect_and_type("");
   shutdown(client, SHUT_WR);
   EXPECT_EQ(handle_connection(), 0);
@@ -681,33 +681,33 @@ TEST_F(ConsoleSocketTest, AClientThatSaysNothingIsHungUpOn) {
   close(client);
 }
 
-TEST_F(ConsoleSocketTest, AClientThatHasGoneDoesNoHarmWhereSigpipeIsIgnored) {
+TEST_F(ConsoleSocketTest, IgnoresAClosedClientIfSigpipeIsIgnored) {
   const auto old_action = std::signal(SIGPIPE, SIG_IGN);
   close(connect_and_type("ask\n"));
   EXPECT_EQ(handle_connection(), 0);
   std::signal(SIGPIPE, old_action);
 }
 
-TEST_F(ConsoleSocketTest, GivesMinusOneWhereNobodyCanBeAccepted) {
-  EXPECT_EQ(handle_connection(), -1) << "nobody is waiting";
-  EXPECT_EQ(errno, EBADF) << "of the close";
+TEST_F(ConsoleSocketTest, ReturnsMinusOneIfAcceptFails) {
+  EXPECT_EQ(handle_connection(), -1) << "no client is waiting";
+  EXPECT_EQ(errno, EBADF) << "from close()";
   const int client = connect_and_type("ask\n");
   {
     const FaultInjector failure("accept", 1, ECONNABORTED);
     EXPECT_EQ(handle_connection(), -1);
   }
   EXPECT_EQ(drain(client), "");
-  EXPECT_EQ(handle_connection(), 0) << "the socket is still good";
+  EXPECT_EQ(handle_connection(), 0) << "the socket still works";
   EXPECT_EQ(drain(client), "the answer\n> ");
   close(client);
 }
 
-// What fails decides what the client gets; the connection is closed in any case.
-TEST_F(ConsoleSocketTest, ClosesTheConnectionWhateverFails) {
+// The answer depends on the call that fails; the connection is closed in any case.
+TEST_F(ConsoleSocketTest, ClosesTheConnectionAfterAnyFailure) {
   const struct {
     const char* function;
     std::vector<int32_t> results;      // for each call that fails
-    std::vector<const char*> answers;  // what the client gets then
+    std::vector<const char*> answers;  // what the client then receives
   } kCases[] = {
       {"fstat", {-1}, {""}},
       {"accept", {-1}, {""}},
@@ -724,7 +724,7 @@ TEST_F(ConsoleSocketTest, ClosesTheConnectionWhateverFails) {
       EXPECT_EQ(result, fault.has_struck() ? row.results[which] : 0);
       EXPECT_EQ(drain(client), fault.has_struck() ? row.answers[which] : "the answer\n> ");
       if (!is_at_end(client)) {
-        EXPECT_EQ(handle_connection(), 0) << "who was not accepted is still waiting";
+        EXPECT_EQ(handle_connection(), 0) << "a client that was not accepted is still waiting";
         EXPECT_EQ(drain(client), "the answer\n> ");
       }
       close(client);
@@ -737,7 +737,7 @@ TEST_F(ConsoleSocketTest, ClosesTheConnectionWhateverFails) {
   }
 }
 
-TEST_F(ConsoleSocketTest, GivesMinusOneForASocketThatDoesNotListen) {
+TEST_F(ConsoleSocketTest, ReturnsMinusOneForASocketThatDoesNotListen) {
   const int datagrams = socket(AF_INET, SOCK_DGRAM, 0);
   int connected[2] = {-1, -1};
   ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, connected), 0);

@@ -1,4 +1,4 @@
-// Every check of the daemon and its pid file, violated while the error handler returns.
+// Violates every contract of the daemon and its pid file; the error handler returns.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>

@@ -94,7 +94,7 @@ TEST(DaemonConstruct, JoinsDirectoryAndName) {
 
 // ---- pid files ----
 
-// The id of a process that has ended and was waited for.
+// Returns the id of a process that has ended and was waited for.
 pid_t ended_process() {
   const pid_t pid = fork();
   if (pid == 0) {
@@ -104,7 +104,7 @@ pid_t ended_process() {
   return pid;
 }
 
-// Another process, alive for as long as this object.
+// Another process, which lives as long as this object.
 class LivingProcess {
  public:
   LivingProcess() : pid_(fork()) {
@@ -113,7 +113,7 @@ class LivingProcess {
     }
   }
   ~LivingProcess() {
-    if (pid_ > 0) {  // -1 would be everyone
+    if (pid_ > 0) {  // -1 would kill every process
       kill(pid_, SIGKILL);
       waitpid(pid_, nullptr, 0);
     }
@@ -141,7 +141,7 @@ class DaemonPidFileTest : public ::testing::Test {
   const std::string own_pid_ = std::to_string(getpid());
 };
 
-TEST_F(DaemonPidFileTest, ThereIsNoneAtFirst) {
+TEST_F(DaemonPidFileTest, DoesNotExistAtFirst) {
   EXPECT_EQ(NUV_Daemon_hasPidFile(&daemon_), 0);
   EXPECT_EQ(NUV_Daemon_checkPidFile(&daemon_), 0);
   EXPECT_EQ(NUV_Daemon_occupiedPidFile(&daemon_), 0);
@@ -158,13 +158,13 @@ TEST_F(DaemonPidFileTest, HoldsTheProcessIdAndNothingElse) {
   EXPECT_EQ(NUV_Daemon_occupiedPidFile(&daemon_), 1);
 }
 
-TEST_F(DaemonPidFileTest, IsLeftAloneByDestruct) {
+TEST_F(DaemonPidFileTest, IsNotRemovedByDestruct) {
   NUV_Daemon_createPidFile(&daemon_);
   NUV_Daemon_destruct(&daemon_);
   EXPECT_EQ(content_of(file()), own_pid_);
 }
 
-TEST_F(DaemonPidFileTest, ReplacesWhateverAFileHeldBefore) {
+TEST_F(DaemonPidFileTest, ReplacesTheFormerContent) {
   for (const char* before : {"", "0", "1", "123456789012345678901234567890", "some text that is longer\n"}) {
     SCOPED_TRACE(before);
     write_file(before);
@@ -181,7 +181,7 @@ TEST_F(DaemonPidFileTest, LeavesNoStreamOpen) {
   EXPECT_EQ(support::open_descriptors(), before);
 }
 
-// A daemon may have closed its standard descriptors: then the file gets the number 0.
+// If a daemon has closed its standard descriptors, the file gets descriptor 0.
 TEST_F(DaemonPidFileTest, IsWrittenThroughAnyDescriptor) {
   const ChildProcess child([this] {
     close(STDIN_FILENO);
@@ -198,7 +198,7 @@ TEST_F(DaemonPidFileTest, IsRemovedByItsOwner) {
   EXPECT_FALSE(std::filesystem::exists(file()));
 }
 
-TEST_F(DaemonPidFileTest, IsNotRemovedByAnyoneElse) {
+TEST_F(DaemonPidFileTest, IsNotRemovedByAnotherProcess) {
   const LivingProcess other;
   for (const std::string& content :
        {other.id(), own_pid_ + "0", std::string("0"), std::string("text"), std::string(), "-" + own_pid_}) {
@@ -210,7 +210,7 @@ TEST_F(DaemonPidFileTest, IsNotRemovedByAnyoneElse) {
   }
 }
 
-TEST_F(DaemonPidFileTest, TellsWhoseFileItIs) {
+TEST_F(DaemonPidFileTest, TellsItsOwner) {
   const LivingProcess other;
   const struct {
     const char* name;
@@ -222,11 +222,11 @@ TEST_F(DaemonPidFileTest, TellsWhoseFileItIs) {
       {"the own id and a newline", own_pid_ + "\n", 1, 1},
       {"the own id behind blanks", "  " + own_pid_, 1, 1},
       {"the own id and more", own_pid_ + " phoned", 1, 1},
-      {"another one's", other.id(), 0, 1},
-      {"of a process that has ended", std::to_string(ended_process()), 0, 0},
+      {"the id of another process", other.id(), 0, 1},
+      {"the id of a process that has ended", std::to_string(ended_process()), 0, 0},
       {"zero", "0", 0, 0},
-      {"a negative number, the own group", "-" + std::to_string(getpgrp()), 0, 0},
-      {"minus one, everyone", "-1", 0, 0},
+      {"a negative number: the own process group", "-" + std::to_string(getpgrp()), 0, 0},
+      {"minus one: every process", "-1", 0, 0},
       {"no number", "phoned", 0, 0},
       {"nothing", "", 0, 0},
       {"a zero byte", std::string(1, '\0'), 0, 0},
@@ -241,10 +241,10 @@ TEST_F(DaemonPidFileTest, TellsWhoseFileItIs) {
   }
 }
 
-TEST_F(DaemonPidFileTest, LooksAtTheNumberOneToo) {
+TEST_F(DaemonPidFileTest, ChecksProcessIdOneToo) {
   write_file("1");
   {
-    // Who runs the tests may signal init or not; here it is not so.
+    // Whether the tests may signal init depends on the user; here they may not.
     const FaultInjector refused("kill", 1, EPERM);
     EXPECT_EQ(NUV_Daemon_occupiedPidFile(&daemon_), 0);
     EXPECT_EQ(refused.calls(), 1);
@@ -259,7 +259,7 @@ TEST_F(DaemonPidFileTest, LooksAtTheNumberOneToo) {
 
 using PidFileQuestion = int32_t (*)(const Daemon*);
 
-TEST_F(DaemonPidFileTest, AFileThatCannotBeReadIsNobodys) {
+TEST_F(DaemonPidFileTest, FileThatCannotBeReadHasNoOwner) {
   NUV_Daemon_createPidFile(&daemon_);
   const struct {
     const char* name;
@@ -284,8 +284,8 @@ TEST_F(DaemonPidFileTest, AFileThatCannotBeReadIsNobodys) {
   }
 }
 
-// An id that cannot be read back is as bad as one that was not written. The first look, for a file of one's own that is
-// there already, finds none either way.
+// create reads the file twice: first to check that the daemon has no pid file yet, which also holds if that read fails,
+// and afterwards to check that the id was written.
 TEST_F(DaemonPidFileTest, EveryFailureToCreateItIsReported) {
   const Report not_opened = {NUV_ASSERT_RESOURCE, kFile, "((void *)0) != pPidFile"};
   const Report not_own = ensure_report(kFile, "1 == NUV_Daemon_checkPidFile( a_this)");
@@ -310,7 +310,7 @@ TEST_F(DaemonPidFileTest, EveryFailureToCreateItIsReported) {
     });
     EXPECT_EQ(calls, static_cast<int>(row.reports.size()));
   }
-  // Its last bytes are in the file by now, whatever the close says.
+  // A failed fclose() is ignored: the file is complete by then.
   each_fault("fclose", {EIO}, [this](Fault& fault) {
     fault.during([this] { NUV_Daemon_createPidFile(&daemon_); });
     EXPECT_EQ(content_of(file()), own_pid_);
@@ -325,7 +325,7 @@ TEST_F(DaemonPidFileTest, EveryFailureToDeleteItIsReportedOrLeavesIt) {
     bool is_left;
   } kCases[] = {
       {"unlink", {{ensure_report(kFile, "0 == NUV_Daemon_checkPidFile( a_this)")}}, true},
-      // Nobody's file is nobody's to delete. The last look finds nothing to look at.
+      // A file that cannot be read has no owner and is not deleted. The last check finds no file in any case.
       {"fopen", {{ensure_report(kFile, "0 == NUV_Daemon_checkPidFile( a_this)")}, {}}, true},
   };
   for (const auto& row : kCases) {
@@ -343,7 +343,7 @@ TEST_F(DaemonPidFileTest, EveryFailureToDeleteItIsReportedOrLeavesIt) {
 
 // ---- pid files: other things in their place ----
 
-TEST_F(DaemonPidFileTest, LeadsWhereItsUserOrRootHasLedIt) {
+TEST_F(DaemonPidFileTest, FollowsALinkOfItsUserOrRoot) {
   const std::string target = directory_.path() + "/target";
   for (const uid_t owner : {uid_t{0}, geteuid()}) {
     SCOPED_TRACE(owner);
@@ -354,12 +354,12 @@ TEST_F(DaemonPidFileTest, LeadsWhereItsUserOrRootHasLedIt) {
     EXPECT_EQ(content_of(target), own_pid_);
     EXPECT_EQ(NUV_Daemon_checkPidFile(&daemon_), 1);
     NUV_Daemon_deletePidFile(&daemon_);
-    EXPECT_FALSE(std::filesystem::is_symlink(file())) << "the link goes";
-    EXPECT_EQ(content_of(target), own_pid_) << "and not what it leads to";
+    EXPECT_FALSE(std::filesystem::is_symlink(file())) << "the link is removed";
+    EXPECT_EQ(content_of(target), own_pid_) << "the target of the link is not";
   }
 }
 
-TEST_F(DaemonPidFileTest, LeadsNowhereElse) {
+TEST_F(DaemonPidFileTest, FollowsNoOtherLink) {
   const Reports not_created = {Report{NUV_ASSERT_RESOURCE, kFile, "((void *)0) != pPidFile"},
                                ensure_report(kFile, "1 == NUV_Daemon_checkPidFile( a_this)")};
   const std::string target = directory_.path() + "/target";
@@ -381,11 +381,11 @@ TEST_F(DaemonPidFileTest, LeadsNowhereElse) {
   EXPECT_EQ(content_of(target), "precious");
 }
 
-// Nobody may wait for somebody at its other end, and nothing goes there.
-TEST_F(DaemonPidFileTest, AFifoInItsPlaceIsNoPidFile) {
+// No operation blocks until the other end is opened, and nothing is written.
+TEST_F(DaemonPidFileTest, RefusesAFifoInItsPlace) {
   ASSERT_EQ(mkfifo(file().c_str(), 0600), 0);
   for (const bool has_ends : {false, true}) {
-    SCOPED_TRACE(has_ends ? "with somebody at its ends" : "alone");
+    SCOPED_TRACE(has_ends ? "with both ends open" : "closed");
     const int ends = has_ends ? open(file().c_str(), O_RDWR | O_NONBLOCK) : -1;
     EXPECT_EQ(NUV_Daemon_hasPidFile(&daemon_), 1);
     EXPECT_EQ(NUV_Daemon_checkPidFile(&daemon_), 0);
@@ -401,7 +401,7 @@ TEST_F(DaemonPidFileTest, AFifoInItsPlaceIsNoPidFile) {
   }
 }
 
-TEST_F(DaemonPidFileTest, ADirectoryInItsPlaceIsNoPidFile) {
+TEST_F(DaemonPidFileTest, RefusesADirectoryInItsPlace) {
   std::filesystem::create_directory(file());
   EXPECT_EQ(NUV_Daemon_hasPidFile(&daemon_), 1);
   EXPECT_EQ(NUV_Daemon_checkPidFile(&daemon_), 0);
@@ -410,20 +410,20 @@ TEST_F(DaemonPidFileTest, ADirectoryInItsPlaceIsNoPidFile) {
   EXPECT_TRUE(std::filesystem::exists(file()));
 }
 
-// ---- the way into the background ----
+// ---- daemonize ----
 
-// What only a parent of orphans can see. Linux has let any process be one for long, but an emulator may not know of it.
+// These tests must become the parent of orphaned processes. Linux 3.4 and later support that; emulators may not.
 class DaemonDaemonize : public ::testing::Test {
  protected:
   void SetUp() override {
     if (prctl(PR_SET_CHILD_SUBREAPER, 0) == -1 && errno == EINVAL) {
-      GTEST_SKIP() << "prctl(PR_SET_CHILD_SUBREAPER) is not to be had, as under an emulator of the user mode";
+      GTEST_SKIP() << "prctl(PR_SET_CHILD_SUBREAPER) is not available, as in user-mode emulation";
     }
   }
 };
 
-// Runs the body in a process that becomes a daemon in it. The test stands in for init meanwhile: it becomes the parent
-// of every process that has lost its own, and waits for all of them.
+// Runs the body in a child process that daemonizes itself. Meanwhile the test takes the role of init: it becomes the
+// parent of all orphaned processes and waits for them.
 class Background {
  public:
   explicit Background(const std::function<void(Daemon&, int)>& body) {
@@ -431,8 +431,8 @@ class Background {
     EXPECT_EQ(pipe(ends), 0);
     EXPECT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
     const ChildProcess started([&] {
-      // Whoever runs the tests may be init.
-      const FakeParent somebody(getpid() + 1);
+      // The parent of the tests may be init, which daemonize treats differently.
+      const FakeParent not_init(getpid() + 1);
       Daemon daemon;
       NUV_Daemon_construct(&daemon, kName, "/tmp");
       body(daemon, ends[1]);
@@ -446,14 +446,14 @@ class Background {
     EXPECT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 0), 0);
   }
 
-  // How the process that called ended.
+  // How the calling process ended.
   const std::string& outcome() const { return outcome_; }
   const std::string& out() const { return out_; }
 
-  // What the processes behind it wrote to the descriptor that the body got.
+  // The text that the daemon wrote to the descriptor passed to the body.
   const std::string& report() const { return report_; }
 
-  // The statuses of the processes behind it, smallest first; those that did not exit count as -1.
+  // The exit statuses of the orphaned processes, in ascending order; -1 if a process was killed.
   const std::multiset<int>& statuses() const { return statuses_; }
 
  private:
@@ -485,7 +485,7 @@ std::string link_of(int fd) {
   return readlink(name.c_str(), target.data(), target.size() - 1) > 0 ? target.data() : "nothing";
 }
 
-TEST_F(DaemonDaemonize, LeadsIntoTheBackground) {
+TEST_F(DaemonDaemonize, MovesIntoTheBackground) {
   const pid_t session = getsid(0);
   const Background background([session](Daemon& daemon, int report) {
     const pid_t caller = getpid();
@@ -500,7 +500,7 @@ TEST_F(DaemonDaemonize, LeadsIntoTheBackground) {
     for (const int fd : {0, 1, 2}) {
       dprintf(report, "%d %s %s\n", fd, link_of(fd).c_str(), (fcntl(fd, F_GETFL) & O_ACCMODE) == O_RDWR ? "rw" : "?");
     }
-    std::printf("nobody reads this\n");
+    std::printf("not read\n");
     std::fflush(nullptr);
     _exit(kDaemonStatus);
   });
@@ -508,12 +508,12 @@ TEST_F(DaemonDaemonize, LeadsIntoTheBackground) {
   EXPECT_EQ(background.report(),
             "daemonized 1\nprocess new\nsession new\nleader no\ngroup of the session\ndirectory /\nmask 027\n"
             "0 /dev/null rw\n1 /dev/null rw\n2 /dev/null rw\n");
-  // One process in between and the daemon, both of which lost their parent: the test could wait for them.
+  // The intermediate process and the daemon.
   EXPECT_EQ(background.statuses(), (std::multiset<int>{0, kDaemonStatus}));
   EXPECT_EQ(background.out(), "");
 }
 
-TEST_F(DaemonDaemonize, TakesItsStepsInThisOrder) {
+TEST_F(DaemonDaemonize, MakesItsCallsInThisOrder) {
   const Background background([](Daemon& daemon, int report) {
     const CallLog log;
     NUV_Daemon_daemonize(&daemon);
@@ -549,8 +549,8 @@ TEST_F(DaemonDaemonize, WorksWithoutStandardDescriptors) {
   EXPECT_EQ(background.report(), "/dev/null /dev/null /dev/null");
 }
 
-// Streams are copied with the process; each copy that is written would repeat the text.
-TEST_F(DaemonDaemonize, WritesWhatStreamsHoldOnce) {
+// fork() copies the buffers of streams, so a text could be written more than once.
+TEST_F(DaemonDaemonize, WritesBufferedOutputOnce) {
   const TemporaryDirectory directory;
   const std::string path = directory.path() + "/log";
   const Background background([&path](Daemon& daemon, int /*report*/) {
@@ -574,13 +574,13 @@ TEST_F(DaemonDaemonize, LeavesTheExitHandlersToTheDaemon) {
     std::atexit([] { dprintf(g_report, "%s", "exit handler"); });
     NUV_Daemon_daemonize(&daemon);
     dprintf(report, "daemon, ");
-    // Not exit(): the test program has handlers of its own.
+    // Not exit(), because the test program has exit handlers itself.
     _exit(kDaemonStatus);
   });
   EXPECT_EQ(background.report(), "daemon, ");
 }
 
-TEST_F(DaemonDaemonize, EndsWithOneWhereAStepFails) {
+TEST_F(DaemonDaemonize, ExitsWithOneIfAStepFails) {
   const std::multiset<int> no_one;
   const struct {
     const char* name;
@@ -613,7 +613,7 @@ TEST_F(DaemonDaemonize, EndsWithOneWhereAStepFails) {
   }
 }
 
-TEST(DaemonOfInit, IsADaemonAlready) {
+TEST(DaemonOfInit, IsAlreadyADaemon) {
   const ContractRecorder contracts;
   const FakeParent init(1);
   const CallLog log;
@@ -624,10 +624,10 @@ TEST(DaemonOfInit, IsADaemonAlready) {
   EXPECT_EQ(daemon.m_bDaemonized, 1);
   EXPECT_EQ(log.calls(), std::vector<std::string>{});
   NUV_Daemon_construct(&daemon, kName, "/tmp");
-  EXPECT_EQ(NUV_Daemon_daemonized(&daemon), 0) << "a record made anew";
+  EXPECT_EQ(NUV_Daemon_daemonized(&daemon), 0) << "a new record";
 }
 
-TEST_F(DaemonDaemonize, ADaemonWritesItsNewIdIntoThePidFile) {
+TEST_F(DaemonDaemonize, WritesTheIdOfTheDaemonIntoThePidFile) {
   const TemporaryDirectory directory;
   const Background background([&directory](Daemon& daemon, int report) {
     NUV_Daemon_construct(&daemon, kName, directory.path().c_str());

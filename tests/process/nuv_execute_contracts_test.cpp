@@ -1,4 +1,4 @@
-// Every check of the command execution, violated while the error handler returns.
+// Violates every contract of the command execution; the error handler returns.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -27,12 +27,12 @@ const Report kNoLength = require_report("nuv_execute", "0 != a_reslen");
 using Buffer = std::array<char, 16>;
 using Row = support::Violation<Buffer>;
 
-// The buffer is full of guard bytes, and a command that is run says so by its status.
+// The buffer is filled with guard bytes; the exit status shows whether the command ran.
 class ExecuteContracts : public ::testing::TestWithParam<Row> {};
 
 constexpr char kCommand[] = "echo lost; exit 7";
 
-// A child that came back would go on with the tests.
+// A child that returned would continue with the tests.
 int32_t execute(const char* command, char* result, int32_t length) {
   const pid_t test = getpid();
   const int32_t status = NUV_Execute_Command(command, result, length);
@@ -61,7 +61,7 @@ TEST_P(ExecuteContracts, AreReportedAndLeaveNothingBehind) {
 }
 
 const Row kRows[] = {
-    // A shell without a command has its own opinion of that.
+    // The status depends on how the shell reacts to a missing command.
     {"withoutACommand",
      [](Buffer& buffer) {
        EXPECT_NE(execute(nullptr, buffer.data(), 1), 0);
@@ -82,7 +82,7 @@ const Row kRows[] = {
        }
      },
      {kNoCommand, kNoBuffer, kNoLength}},
-    // Not one of the checks, but no length either.
+    // Violates no contract, but nothing is stored.
     {"withANegativeLength", [](Buffer& buffer) { EXPECT_EQ(execute(kCommand, buffer.data(), -1), 7); }, {}},
     {"withTheLeastLength", [](Buffer& buffer) { EXPECT_EQ(execute(kCommand, buffer.data(), INT32_MIN), 7); }, {}},
 };

@@ -34,7 +34,7 @@ using support::FaultInjector;
 
 constexpr char kGuard = '\x55';
 
-// A fork takes far longer with the address sanitizer, which has its own memory copied as well.
+// With AddressSanitizer a fork takes far longer, because it copies the sanitizer's memory, too.
 #if defined(__SANITIZE_ADDRESS__)
 constexpr int kManyRuns = 100;
 #elif defined(__has_feature)
@@ -43,7 +43,7 @@ constexpr int kManyRuns = __has_feature(address_sanitizer) ? 100 : 1000;
 constexpr int kManyRuns = 1000;
 #endif
 
-// A result buffer between guard bytes, which also fill it before the call.
+// A result buffer between guard bytes, also filled with them.
 class GuardedBuffer {
  public:
   explicit GuardedBuffer(size_t size) : bytes_(kMargin + size + kMargin, kGuard), size_(size) {}
@@ -66,8 +66,8 @@ class GuardedBuffer {
   size_t size_;
 };
 
-// All commands of the tests are run by this function, or in a ChildProcess. A child that came back from it would go on
-// with the tests, and each of them would fork more of its kind.
+// All tests run commands with this function or in a ChildProcess. A child that returned would continue with the tests
+// and fork more children.
 int32_t execute(const char* command, char* result, int32_t length, std::optional<int32_t> seconds = {}) {
   const pid_t test = getpid();
   const int32_t status = seconds ? NUV_Execute_Command_Timeout(command, result, length, *seconds)
@@ -78,7 +78,7 @@ int32_t execute(const char* command, char* result, int32_t length, std::optional
   return status;
 }
 
-// Every test leaves the process with the descriptors and children that it had.
+// Checks that no test leaves descriptors or children behind.
 class ExecuteTest : public ::testing::Test {
  protected:
   ~ExecuteTest() override {
@@ -95,7 +95,7 @@ class ExecuteTest : public ::testing::Test {
   GuardedBuffer buffer_{64};
 };
 
-// The digits 0 to 9 over and over, length of them.
+// `length` digits: 0 to 9, repeated.
 std::string digits(size_t length) {
   std::string text;
   for (size_t i = 0; i < length; ++i) {
@@ -108,7 +108,7 @@ std::string print(const std::string& text) {
   return "printf %s '" + text + "'";
 }
 
-TEST_F(ExecuteTest, GivesWhatACommandPrintsAndItsStatus) {
+TEST_F(ExecuteTest, ReturnsOutputAndStatusOfACommand) {
   const struct {
     const char* name;
     const char* command;
@@ -118,17 +118,17 @@ TEST_F(ExecuteTest, GivesWhatACommandPrintsAndItsStatus) {
       {"a word", "echo hello", 0, "hello\n"},
       {"nothing", ":", 0, ""},
       {"an empty command", "", 0, ""},
-      {"both outputs in their order", "echo a; echo b >&2; echo c", 0, "a\nb\nc\n"},
+      {"both outputs in order", "echo a; echo b >&2; echo c", 0, "a\nb\nc\n"},
       {"a status", "exit 3", 3, ""},
-      {"the status that a signal has too", "echo one; exit 1", 1, "one\n"},
+      {"the status that a signal also gives", "echo one; exit 1", 1, "one\n"},
       {"the largest status", "echo most; exit 255", 255, "most\n"},
       {"the status of the last command", "false; true", 0, ""},
-      {"no such command, says the shell", "exec 2>/dev/null; /nonexistent/command", 127, ""},
-      {"text that only a shell understands", "X=1; Y=2; echo $((X + Y)) | tr 3 4", 0, "4\n"},
-      {"percent signs, which nobody formats", "printf '%s' '%s%n%d'", 0, "%s%n%d"},
-      {"a zero byte, where the text seems to end", "printf 'a\\000b'", 0, "a"},
+      {"a command that the shell does not find", "exec 2>/dev/null; /nonexistent/command", 127, ""},
+      {"shell syntax", "X=1; Y=2; echo $((X + Y)) | tr 3 4", 0, "4\n"},
+      {"percent signs, which are not formatted", "printf '%s' '%s%n%d'", 0, "%s%n%d"},
+      {"a zero byte, which ends the text", "printf 'a\\000b'", 0, "a"},
       {"nothing to read", "read word || echo end", 0, "end\n"},
-      {"no input but the null device", "readlink /proc/self/fd/0", 0, "/dev/null\n"},
+      {"input from the null device", "readlink /proc/self/fd/0", 0, "/dev/null\n"},
   };
   for (const auto& row : kCases) {
     SCOPED_TRACE(row.name);
@@ -140,12 +140,12 @@ TEST_F(ExecuteTest, GivesWhatACommandPrintsAndItsStatus) {
   }
 }
 
-// Sizes round the length of the output, and round its multiples.
+// Sizes around the output's length and around fractions of it.
 TEST_F(ExecuteTest, LeavesTheLastPieceOfALongOutput) {
   const struct {
     size_t length;
     size_t size;
-    size_t begin;  // what of the output is left
+    size_t begin;  // the part of the output that is left
     size_t end;
   } kCases[] = {
       {5, 1, 0, 0},
@@ -173,13 +173,13 @@ TEST_F(ExecuteTest, LeavesTheLastPieceOfALongOutput) {
   }
 }
 
-TEST_F(ExecuteTest, KeepsWhatAnEarlierPieceLeftBehindTheLastOne) {
+TEST_F(ExecuteTest, DoesNotClearTheBufferBetweenPieces) {
   GuardedBuffer buffer(10);
   EXPECT_EQ(execute("printf abcdefghijkl", buffer.data(), buffer.size()), 0);
   EXPECT_EQ(buffer.content(), std::string("kl\0defghi\0", 10));
 }
 
-TEST_F(ExecuteTest, EndsTheShellWhenItsTimeIsUp) {
+TEST_F(ExecuteTest, EndsTheShellAfterTheTimeLimit) {
   const FastAlarm fast;
   EXPECT_EQ(run("echo early; exec sleep 60", 5), 1);
   EXPECT_EQ(buffer_.text(), "");
@@ -200,38 +200,38 @@ TEST_F(ExecuteTest, SetsAnAlarmOnlyForATimeLimit) {
   }
 }
 
-TEST_F(ExecuteTest, HasNoTimeLimitOfItsOwn) {
+TEST_F(ExecuteTest, HasNoTimeLimitByDefault) {
   const CallLog log;
   EXPECT_EQ(execute("echo at last; exit 4", buffer_.data(), buffer_.size()), 4);
   EXPECT_EQ(log.calls_of("alarm"), std::vector<std::string>{});
 }
 
-// Reading while the command runs would free it; so it stands still until its time is up.
+// The command prints more than a pipe holds, so it blocks until the time limit.
 TEST_F(ExecuteTest, ReadsNothingBeforeTheCommandHasEnded) {
   const FastAlarm fast;
   EXPECT_EQ(run("i=0; while [ $i -lt 80 ]; do " + print(digits(1000)) + "; i=$((i + 1)); done", 500), 1);
   EXPECT_EQ(buffer_.text(), "");
 }
 
-TEST_F(ExecuteTest, ASignalGivesOneAndAnEmptyText) {
+TEST_F(ExecuteTest, SignalGivesStatusOneAndAnEmptyText) {
   const char* const kSignals[] = {"KILL", "TERM", "USR1", "ALRM"};
   for (const char* signal : kSignals) {
     SCOPED_TRACE(signal);
     const CallLog log;
     EXPECT_EQ(run("echo lost; kill -" + std::string(signal) + " $$"), 1);
     EXPECT_EQ(buffer_.text(), "");
-    EXPECT_EQ(log.calls_of("kill"), std::vector<std::string>{"kill(9)"}) << "once more, whatever it was";
+    EXPECT_EQ(log.calls_of("kill"), std::vector<std::string>{"kill(9)"}) << "killed again after any signal";
     EXPECT_EQ(log.calls_of("waitpid"),
               (std::vector<std::string>{"waitpid(0)", "waitpid(" + std::to_string(WNOHANG) + ")"}));
   }
 }
 
-TEST_F(ExecuteTest, AfterASignalKillsClosesAndReapsInThisOrder) {
+TEST_F(ExecuteTest, AfterASignalKillsClosesAndWaitsInThisOrder) {
   const CallLog log;
   EXPECT_EQ(run("kill -TERM $$"), 1);
   const std::vector<std::string> calls = log.calls();
   const auto wait = std::find(calls.begin(), calls.end(), "waitpid(0)");
-  // An emulator does not hold the parent back: what the child calls may stand behind the wait, too.
+  // Under an emulator the parent does not wait for the exec, so the child's calls may follow the wait.
   ASSERT_GE(calls.end() - wait, 4) << testing::PrintToString(calls);
   EXPECT_EQ(calls.end()[-3], "kill(9)");
   EXPECT_EQ(calls.end()[-2].substr(0, 6), "close(");
@@ -245,8 +245,8 @@ TEST_F(ExecuteTest, SendsNoSignalToAChildThatExited) {
   EXPECT_EQ(log.calls_of("waitpid"), std::vector<std::string>{"waitpid(0)"});
 }
 
-// The child runs in the memory of its parent until it has become the shell: a handler would, too.
-TEST_F(ExecuteTest, TakesNoSignalForItsParent) {
+// Until its exec the child shares the parent's memory, so a signal handler would run there, too.
+TEST_F(ExecuteTest, ChildRunsNoHandlersOfItsParent) {
   static volatile sig_atomic_t taken;
   taken = 0;
   struct sigaction action = {};
@@ -255,15 +255,15 @@ TEST_F(ExecuteTest, TakesNoSignalForItsParent) {
   sigaction(SIGUSR1, &action, &before);
   {
     const support::SignalToClone signal(SIGUSR1);
-    EXPECT_EQ(run("exit 7"), 1) << "as if the shell had been there already";
+    EXPECT_EQ(run("exit 7"), 1) << "as a signal to the shell";
   }
   EXPECT_EQ(taken, 0);
   raise(SIGUSR1);
-  EXPECT_EQ(taken, 1) << "the parent still has its handler";
+  EXPECT_EQ(taken, 1) << "the parent keeps its handler";
   sigaction(SIGUSR1, &before, nullptr);
 }
 
-TEST_F(ExecuteTest, TheShellGetsTheSignalsThatAProcessInheritsInAnExec) {
+TEST_F(ExecuteTest, ShellInheritsSignalsAsInAnExec) {
   const ChildProcess child([] {
     signal(SIGUSR1, SIG_IGN);
     signal(SIGHUP, [](int) {});
@@ -277,7 +277,7 @@ TEST_F(ExecuteTest, TheShellGetsTheSignalsThatAProcessInheritsInAnExec) {
     dprintf(STDOUT_FILENO, "%d ", execute("kill -HUP $$; exit 8", result, sizeof result));
     _exit(0);
   });
-  EXPECT_EQ(child.out(), "6 7 1 ") << "ignored, held back, and without its handler";
+  EXPECT_EQ(child.out(), "6 7 1 ") << "ignored, blocked, and without a handler";
 }
 
 std::set<int> blocked_signals() {
@@ -292,7 +292,7 @@ std::set<int> blocked_signals() {
   return signals;
 }
 
-TEST_F(ExecuteTest, HoldsNoSignalBackAfterwards) {
+TEST_F(ExecuteTest, RestoresTheSignalMask) {
   const std::set<int> before = blocked_signals();
   EXPECT_EQ(run("exit 2"), 2);
   EXPECT_EQ(blocked_signals(), before);
@@ -301,7 +301,7 @@ TEST_F(ExecuteTest, HoldsNoSignalBackAfterwards) {
   EXPECT_EQ(blocked_signals(), before);
 }
 
-// Lists which of some descriptors the shell has; the limit is 64 and number 64 was opened before it was set.
+// Lists which of these descriptors the shell has. The limit is 64; descriptor 64 was opened before it was set.
 std::string descriptors_of_the_shell() {
   const ChildProcess child([] {
     const int fd = open("/dev/null", O_RDONLY);
@@ -321,23 +321,23 @@ std::string descriptors_of_the_shell() {
   return child.out();
 }
 
-TEST_F(ExecuteTest, HandsNoDescriptorBelowTheLimitOn) {
+TEST_F(ExecuteTest, PassesNoDescriptorBelowTheLimitOn) {
   EXPECT_EQ(descriptors_of_the_shell(), "0 1 2 64 ");
 }
 
-TEST_F(ExecuteTest, HandsNoDescriptorOnWhereTheKernelCannotCloseARange) {
+TEST_F(ExecuteTest, PassesNoDescriptorOnIfTheKernelCannotCloseARange) {
   const FaultInjector old_kernel("syscall", 1, ENOSYS);
   EXPECT_EQ(descriptors_of_the_shell(), "0 1 2 64 ");
 }
 
-// Neither at once nor after a list of those that are open.
-TEST_F(ExecuteTest, HandsNoDescriptorOnWhereTheKernelTellsNothingAboutThem) {
+// Without close_range() and without a list of the open descriptors.
+TEST_F(ExecuteTest, PassesNoDescriptorOnIfTheKernelCannotListThem) {
   const FaultInjector ancient_kernel("syscall", 1, ENOSYS, 2);
   EXPECT_EQ(descriptors_of_the_shell(), "0 1 2 64 ");
 }
 
-// There is no descriptor left for the list of descriptors then.
-TEST_F(ExecuteTest, HandsNoDescriptorOnWhereAllAreTaken) {
+// No descriptor is left for reading the list of open descriptors.
+TEST_F(ExecuteTest, PassesNoDescriptorOnIfAllAreInUse) {
   const FaultInjector old_kernel("syscall", 1, ENOSYS);
   const ChildProcess child([] {
     rlimit limit = {};
@@ -358,7 +358,7 @@ TEST_F(ExecuteTest, HandsNoDescriptorOnWhereAllAreTaken) {
   EXPECT_EQ(child.out(), "0 1 2 ");
 }
 
-TEST_F(ExecuteTest, ClosesOnlyWhatIsOpenWhereTheKernelCannotCloseARange) {
+TEST_F(ExecuteTest, ClosesOnlyOpenDescriptorsIfTheKernelCannotCloseARange) {
   const FaultInjector old_kernel("syscall", 1, ENOSYS);
   const CallLog log;
   EXPECT_EQ(run(":"), 0);
@@ -372,12 +372,12 @@ TEST_F(ExecuteTest, ClosesARangeInOneCall) {
   EXPECT_EQ(log.calls_of("close").size(), 2U) << "the parent's ends of the pipe";
 }
 
-TEST_F(ExecuteTest, ClosesUpToAUsualLimitWhereNoneIsKnown) {
+TEST_F(ExecuteTest, ClosesUpToADefaultLimitIfNoneIsKnown) {
   const FaultInjector unknown("sysconf", 1, EINVAL);
   EXPECT_EQ(descriptors_of_the_shell(), "0 1 2 ");
 }
 
-// A daemon may have closed its own standard descriptors, so that those of the pipe take their numbers.
+// If a daemon has closed its standard descriptors, the pipe gets their numbers.
 TEST_F(ExecuteTest, WorksWithoutStandardDescriptors) {
   const std::vector<std::vector<int>> kCases = {{0}, {1}, {2}, {0, 1}, {0, 2}, {1, 2}, {0, 1, 2}};
   for (const auto& closed : kCases) {
@@ -395,7 +395,7 @@ TEST_F(ExecuteTest, WorksWithoutStandardDescriptors) {
   }
 }
 
-TEST_F(ExecuteTest, AShellThatCannotBeSetUpGivesItsErrno) {
+TEST_F(ExecuteTest, FailedSetupOfTheShellReturnsErrno) {
   const struct {
     const char* function;
     int nth;
@@ -409,9 +409,9 @@ TEST_F(ExecuteTest, AShellThatCannotBeSetUpGivesItsErrno) {
   }
 }
 
-// What the child calls counts only where it has the memory of its parent, and not where an emulator forks instead: the
-// loops below are for what the parent calls.
-TEST_F(ExecuteTest, RepeatsADuplicationThatASignalInterrupts) {
+// each_fault() cannot count calls of the child: an emulator forks, and the child then has its own memory. So the loops
+// below are for the parent's calls.
+TEST_F(ExecuteTest, RepeatsAnInterruptedDup2) {
   for (const int nth : {1, 2, 3}) {
     SCOPED_TRACE(nth);
     const FaultInjector interruption("dup2", nth, EINTR);
@@ -437,26 +437,26 @@ TEST_F(ExecuteTest, WithoutAPipeOrAChildReturnsMinusOne) {
   }
 }
 
-TEST_F(ExecuteTest, RepeatsAReadThatASignalInterruptsAndNoOther) {
+TEST_F(ExecuteTest, RepeatsOnlyAReadInterruptedByASignal) {
   for (const int error : {EINTR, EIO, EAGAIN}) {
     const int reads = each_fault("read", {error}, [error](Fault& fault) {
       GuardedBuffer buffer(10);
       const int32_t status = fault.during(
           [&] { return execute("printf abcdefghijklmnopqrstuvwx; exit 8", buffer.data(), buffer.size()); });
       EXPECT_EQ(status, 8);
-      // Without the piece that was to come, that before it is left.
+      // If reading a piece fails, the one before it is left.
       const char* const kLeft[] = {"", "abcdefghi", "klmnopqrs", "uvwx", "uvwx"};
       EXPECT_EQ(buffer.text(), error == EINTR ? "uvwx" : kLeft[fault.nth() - 1]);
       EXPECT_TRUE(buffer.is_guarded());
       EXPECT_EQ(execute("echo after", buffer.data(), buffer.size()), 0);
       EXPECT_EQ(buffer.text(), "after\n");
     });
-    EXPECT_EQ(reads, 4) << "three pieces and the end";
+    EXPECT_EQ(reads, 4) << "three pieces and the end of file";
   }
 }
 
-// A wait that a signal interrupts is repeated. Any other failure counts as success, and the child stays behind.
-TEST_F(ExecuteTest, AFailedWaitCountsAsSuccess) {
+// An interrupted wait is repeated. Any other failure counts as success, and the child is not reaped.
+TEST_F(ExecuteTest, FailedWaitCountsAsSuccess) {
   for (const int error : {EINTR, ECHILD, EINVAL}) {
     const int waits = each_fault("waitpid", {error}, [this, error](Fault& fault) {
       const int32_t status = fault.during([this] { return run("echo done; exit 3"); });
@@ -472,8 +472,8 @@ TEST_F(ExecuteTest, AFailedWaitCountsAsSuccess) {
   }
 }
 
-// The signal and the second wait are for a child that may be gone already.
-TEST_F(ExecuteTest, ASignalGivesOneWhateverFailsAfterIt) {
+// The kill and the second wait are for a child that may have ended, so they may fail.
+TEST_F(ExecuteTest, SignalGivesStatusOneEvenIfLaterCallsFail) {
   for (const char* function : {"kill", "waitpid"}) {
     const int calls = each_fault(function, {EINTR}, [this](Fault& fault) {
       const int32_t status = fault.during([this] { return run("echo lost; kill -TERM $$"); });
@@ -485,7 +485,7 @@ TEST_F(ExecuteTest, ASignalGivesOneWhateverFailsAfterIt) {
   }
 }
 
-TEST_F(ExecuteTest, AFailedCloseIsNotRepeated) {
+TEST_F(ExecuteTest, FailedCloseIsNotRepeated) {
   const int closes = each_fault("close", {EINTR, EIO}, [this](Fault& fault) {
     const int32_t status = fault.during([this] { return run("echo closed; exit 5"); });
     EXPECT_EQ(status, 5);
@@ -494,7 +494,7 @@ TEST_F(ExecuteTest, AFailedCloseIsNotRepeated) {
   EXPECT_EQ(closes, 2);
 }
 
-TEST_F(ExecuteTest, WhoeverIgnoresTheEndOfChildrenGetsNoStatus) {
+TEST_F(ExecuteTest, ReturnsZeroIfSigchldIsIgnored) {
   const ChildProcess child([] {
     signal(SIGCHLD, SIG_IGN);
     char result[64];
