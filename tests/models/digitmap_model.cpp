@@ -13,7 +13,7 @@ using Symbols = std::vector<uint32_t>;
 
 constexpr uint32_t kRepeat = 0x10000;
 
-// Verdicts on one pattern, in the numbers that a check returns; kTooLong never leaves the matcher.
+// Results for one pattern, with the values that a check returns; kTooLong is internal to the matcher.
 enum Verdict { kPartial = 0, kComplete = 1, kTooLong = 2, kMismatch = 3 };
 
 uint32_t bit_of(char c) {
@@ -54,7 +54,7 @@ uint32_t range_bracket(const std::string& content) {
 
 struct Match {
   Verdict verdict = kMismatch;
-  Symbols symbols;  // the expansion, where it is partial or complete
+  Symbols symbols;  // the expansion, if partial or complete
 };
 
 Match match_expanded(Symbols symbols, const std::string& dialled, bool timer_fits) {

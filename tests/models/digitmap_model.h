@@ -1,4 +1,4 @@
-// A second, plain digit map for comparing the library's with.
+// A simple digit map, to compare the library's with.
 #ifndef TESTS_SUPPORT_DIGITMAP_MODEL_H
 #define TESTS_SUPPORT_DIGITMAP_MODEL_H
 
@@ -10,8 +10,8 @@
 
 namespace support {
 
-// Does what a digit map has to do in the way in which it is defined: it tries out all expansions of a pattern, one
-// after the other. That is easy to believe, and takes for ever on patterns with many repeated symbols.
+// Follows the definition of a digit map: tries all expansions of a pattern one after the other. That is easy to verify,
+// but takes exponential time for patterns with many repeated symbols.
 class DigitMapModel {
  public:
   struct Pattern {
@@ -20,17 +20,17 @@ class DigitMapModel {
     uint8_t timer = 0;
   };
 
-  // Reads one pattern without blanks and parentheses. Empty: it is not valid.
+  // Reads one pattern without blanks and parentheses. Returns nothing if it is not valid.
   static std::optional<Pattern> parse(const std::string& text);
 
-  // Reads a map: as NUV_DigitMap_setMap() does, patterns between bars into an empty map, up to the first one that is not
-  // valid; or as NUV_DigitMap_addMap() does, one more pattern. False: not all of it is valid.
+  // Same as NUV_DigitMap_setMap(), which reads patterns between bars up to the first invalid one, and as
+  // NUV_DigitMap_addMap(), which adds one pattern. Return false if anything is invalid.
   bool set_map(std::string text);
   bool add_map(std::string text);
 
   const std::vector<Pattern>& patterns() const { return patterns_; }
 
-  // How many expansions a check of so many digits tries at most.
+  // The most expansions that a check of `digits` digits tries.
   double expansions(size_t digits) const;
 
   // Same arguments and results as NUV_DigitMap_checkDialString(), and the same bytes written to the buffer.

@@ -1,5 +1,5 @@
-// A plain set of timers, and scripts: what timers and receivers do when they are called, on the model and on the library
-// alike.
+// A simple set of timers, and scripts: what the callbacks of timers and receivers do, the same in the model and in the
+// library.
 #ifndef TESTS_FUZZ_TIMER_MODEL_H
 #define TESTS_FUZZ_TIMER_MODEL_H
 
@@ -12,7 +12,7 @@
 
 namespace fuzz {
 
-// Times are microseconds. Where a timeval has fewer bits, its sums wrap earlier than those of the model.
+// Times are in microseconds. If a timeval has fewer bits, its sums wrap earlier than the model's.
 constexpr bool kTimesAreComparable = sizeof(timeval::tv_sec) == sizeof(int64_t);
 
 inline int64_t microseconds(const timeval& time) {
@@ -24,7 +24,7 @@ inline timeval to_timeval(int64_t time) {
   return {static_cast<time_t>((time - rest) / 1000000), static_cast<suseconds_t>(rest)};
 }
 
-// What a callback does, in the bits of its second argument.
+// The bits of a callback's second argument say what it does.
 class Script {
  public:
   explicit Script(uint32_t bits) : bits_(bits) {}
@@ -36,10 +36,10 @@ class Script {
   uint8_t second() const { return static_cast<uint8_t>(bits_ >> 16); }
   uint8_t third() const { return static_cast<uint8_t>(bits_ >> 24); }
 
-  // The new time of a timer that arms itself again, and the time of one that the script adds.
+  // The new time of a timer that rearms itself, or the time of one that the script adds.
   int64_t time() const { return (bits_ >> 6 & 3) == 3 ? 0 : int64_t{third()} * 50000; }
 
-  // What a timer or receiver does that the script adds.
+  // The script of a timer or receiver that this script adds.
   uint32_t child() const { return bits_ * 2654435761U + 12345; }
 
  private:
@@ -49,7 +49,7 @@ class Script {
 struct TimerModel {
   static constexpr uint32_t kCapacity = 80;
   static constexpr uint32_t kUnlimited = 0xFFFFFFFF;
-  static constexpr uint32_t kMostCallbacks = 1024;  // of one pass
+  static constexpr uint32_t kMostCallbacks = 1024;  // in one pass
 
   struct Timer {
     int64_t left = 0;
@@ -58,14 +58,14 @@ struct TimerModel {
     bool has_callback = true;
     uint32_t id = 0;
     bool is_removed = false;
-    uint64_t serial = 0;  // unlike an id, never given twice
+    uint64_t serial = 0;  // unlike an id, never reused
   };
 
   std::array<Timer, kCapacity> slots;
   uint32_t count = 0;
   uint64_t added = 0;
   bool is_processing = false;
-  uint32_t refusals = 0;  // operations that broke a contract
+  uint32_t refusals = 0;  // operations that violated a contract
 
   bool holds(uint32_t id) const {
     return std::any_of(slots.begin(), slots.begin() + count, [id](const Timer& timer) { return timer.id == id; });
@@ -115,7 +115,7 @@ struct TimerModel {
     }
   }
 
-  // Lowers the bound to the time of the timer that is due next. False: there is no timer.
+  // Lowers the bound to the time of the next timer. Returns false if there is none.
   bool nearest(int64_t& bound) const {
     for (uint32_t i = 0; i < count; ++i) {
       bound = std::min(bound, slots[i].left);
@@ -123,7 +123,7 @@ struct TimerModel {
     return count > 0;
   }
 
-  // The callback gets the timer's time left, which it may write, and its script; it returns the timer's result.
+  // The callback gets the timer's remaining time, which it may change, and its script; it returns the timer's result.
   template <typename Callback>
   uint32_t process(uint32_t budget, int64_t elapsed, Callback callback) {
     const uint32_t most = std::min(budget, kMostCallbacks);
@@ -146,7 +146,7 @@ struct TimerModel {
   }
 
  private:
-  // The callback may have purged: its timer may stand elsewhere then, or be gone, and another one have its id.
+  // The callback may have purged: its timer may be in another slot or removed, and its id may belong to another timer.
   bool stays_after(const Timer& called, int32_t result) {
     Timer* const timer = find(called.id);
     if (timer == nullptr || (timer->serial != called.serial && !timer->is_removed)) {

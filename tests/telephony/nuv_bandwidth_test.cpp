@@ -73,7 +73,7 @@ TEST(Bandwidth, PayloadIsCutToWholeBytes) {
   expect_bandwidths(kCases);
 }
 
-TEST(Bandwidth, AtmAddsACellToTheWholeOnes) {
+TEST(Bandwidth, AtmAddsACellToTheFullOnes) {
   const Case kCases[] = {
       {"160 bytes and headers", 40, 1, 8.0F, 20, 1.0F, 160, 13250},
       {"no byte", 0, 1, 8.0F, 1000, 1.0F, 0, 53},
@@ -89,8 +89,8 @@ TEST(Bandwidth, AtmAddsACellToTheWholeOnes) {
   expect_bandwidths(kCases);
 }
 
-// Each of these payloads is a byte smaller when a product is left unrounded, rounded at the end only, or taken in
-// another order.
+// Each of these payloads is a byte smaller if a product is not rounded, rounded only at the end, or computed in another
+// order.
 TEST(Bandwidth, PayloadIsComputedInSinglePrecision) {
   const Case kCases[] = {
       {"49677", 0, 0, 3.3F, 1000, 1.7F, 49677, 34836}, {"50477", 0, 0, 3.3F, 1000, 1.7F, 50477, 35397},
@@ -107,38 +107,38 @@ TEST(Bandwidth, ResultIsComputedInSinglePrecision) {
       {"2^24 + 2 bytes", 2, 0, 1.0F, 1000, 134217728.0F, 1, 16777218},
       {"2^24 + 3 bytes, to even", 3, 0, 1.0F, 1000, 134217728.0F, 1, 16777220},
       {"rounded before it is multiplied", 3, 0, 1.0F, 333, 134217728.0F, 1, 50331660},
-      {"and rounded once more", 3, 0, 1.0F, 142, 134217728.0F, 1, 117440544},
+      {"rounded again after the multiplication", 3, 0, 1.0F, 142, 134217728.0F, 1, 117440544},
   };
   expect_bandwidths(kCases);
 }
 
-TEST(Bandwidth, ProductsThatDoNotFitAreBroughtToTheNearestNumber) {
+TEST(Bandwidth, ProductsOutOfRangeAreClamped) {
   const Case kCases[] = {
       {"negative payload", 40, 0, -8.0F, 1000, 1.0F, 160, 40},
       {"a little below zero", 40, 0, -0.25F, 1000, 1.0F, 1, 40},
       {"two negative factors", 40, 0, -8.0F, 1000, -1.0F, 160, 200},
-      {"no number", 40, 0, kNan, 1000, 1.0F, 160, 40},
-      {"no number times 0", 40, 0, kInfinity, 1000, 1.0F, 0, 40},
+      {"not a number", 40, 0, kNan, 1000, 1.0F, 160, 40},
+      {"infinity times 0", 40, 0, kInfinity, 1000, 1.0F, 0, 40},
       {"the largest float below 2^32", 0, 0, 1.0F, 1000, 4294967040.0F, 1, 536870880},
       {"2^32", 0, 0, 1.0F, 1000, 4294967296.0F, 1, 536870912},
       {"infinite", 0, 0, kInfinity, 1000, 1.0F, 1, 536870912},
       {"minus infinite", 40, 0, -kInfinity, 1000, 1.0F, 1, 40},
-      {"a result past 2^32", 0, 0, 1.0F, 1, 4294967296.0F, 1, 4294967295},
+      {"a result above 2^32", 0, 0, 1.0F, 1, 4294967296.0F, 1, 4294967295},
       {"a result of 2^32", 0, 0, 1.0F, 125, 4294967296.0F, 1, 4294967295},
-      {"a result just below", 0, 0, 1.0F, 125, 4294967040.0F, 1, 4294967040},
+      {"a result just below 2^32", 0, 0, 1.0F, 125, 4294967040.0F, 1, 4294967040},
   };
   expect_bandwidths(kCases);
 }
 
-TEST(Bandwidth, WithoutIntervalTheProcessEnds) {
+TEST(Bandwidth, IntervalZeroEndsTheProcess) {
   const support::ChildProcess child([] {
-    std::signal(SIGFPE, SIG_DFL);  // a sanitizer's own handler would exit
+    std::signal(SIGFPE, SIG_DFL);  // the handler of a sanitizer would exit
     NUV_Bandwidth_compute(40, 0, 8.0F, 0, 1.0F, 160);
   });
   EXPECT_TRUE(child.was_killed_by(SIGFPE)) << child.outcome();
 }
 
-TEST(Bandwidth, WithoutIntervalTheProcessEndsEvenIfTheSignalIsIgnored) {
+TEST(Bandwidth, IntervalZeroEndsTheProcessEvenIfTheSignalIsIgnored) {
   const support::ChildProcess child([] {
     std::signal(SIGFPE, SIG_IGN);
     std::signal(SIGABRT, SIG_DFL);

@@ -1,4 +1,4 @@
-// Every check of the certificate name matching, violated while the error handler returns.
+// Violates every contract of the certificate name matching; the error handler returns.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -19,7 +19,7 @@ constexpr char kNeedle[] = "((void *)0) != a_src";
 constexpr char kValue[] = "((void *)0) != a_AttrValue";
 constexpr char kItem[] = "((void *)0) != a_Attr";
 
-// What the functions read from and write to.
+// The functions' inputs and outputs.
 struct Room {
   char needle[16] = "CN=a,C=b";
   char* items[2] = {};
@@ -42,7 +42,7 @@ TEST_P(CertContracts, AreReportedAndCarriedOn) {
   EXPECT_STREQ(room.value, "unchanged");
 }
 
-// The needle as it lies in the room after a split, its end included.
+// The needle in `room` after a split, with its terminator.
 std::string needle_in(const Room& room) {
   return {room.needle, 9};
 }
@@ -51,7 +51,7 @@ const Row kRows[] = {
     {"splitNeedleOfNothing",
      [](Room& room) { EXPECT_EQ(NUV_Cert_splitNeedle(room.items, 2, nullptr, ','), -2); },
      {require_report(kFile, kNeedle)}},
-    // The items end where they do, and are counted; only nobody gets their addresses.
+    // The items are terminated and counted, but their addresses are stored nowhere.
     {"splitNeedleIntoNothing",
      [](Room& room) {
        EXPECT_EQ(NUV_Cert_splitNeedle(nullptr, 2, room.needle, ','), 2);
@@ -64,7 +64,7 @@ const Row kRows[] = {
        EXPECT_EQ(needle_in(room), std::string("CN=a\0C=b\0", 9));
      },
      {require_report(kFile, kItems)}},
-    {"splitNeedleIntoNothingAtAll",
+    {"splitNeedleIntoNothingOfSizeZero",
      [](Room& room) {
        EXPECT_EQ(NUV_Cert_splitNeedle(nullptr, 0, room.needle, ','), -3);
        EXPECT_EQ(needle_in(room), std::string("CN=a,C=b\0", 9));
@@ -85,7 +85,7 @@ const Row kRows[] = {
        EXPECT_EQ(room.nid, -1);
      },
      {require_report(kFile, kItem)}},
-    // The item is taken apart all the same.
+    // The item is split anyway.
     {"splitAttributeWithoutRoomForTheValue",
      [](Room& room) {
        EXPECT_EQ(NUV_Cert_splitAttribute(&room.nid, nullptr, "CN=\"a\\\\b\""), 0);

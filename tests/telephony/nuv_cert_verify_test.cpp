@@ -20,12 +20,12 @@ using support::ContractRecorder;
 
 constexpr char kGuard = '\x55';
 
-// One entry of a name; its bytes are taken as they are, zero bytes included.
+// One entry of a name. The value may contain zero bytes.
 struct Entry {
   int nid;
   std::string value;
   int type = V_ASN1_UTF8STRING;
-  int set = 0;  // -1: in one set with the entry before
+  int set = 0;  // -1: in one set with the previous entry
 };
 
 struct FreeCertificate {
@@ -101,7 +101,7 @@ TEST_F(CertVerifyTest, SplitsANeedleAtItsSeparators) {
       {"a quoted separator", "O=\"Foo, Bar\",C=DE", {"O=\"Foo, Bar\"", "C=DE"}},
       {"quotes in the middle", "O=F\"o,o\"B,C=DE", {"O=F\"o,o\"B", "C=DE"}},
       {"an empty pair of quotes", "O=\"\",C=DE", {"O=\"\"", "C=DE"}},
-      {"quotes that stay open", "O=\"Foo, Bar,C=DE", {"O=\"Foo, Bar,C=DE"}},
+      {"an unclosed quote", "O=\"Foo, Bar,C=DE", {"O=\"Foo, Bar,C=DE"}},
       {"an escaped quote", "O=\"a\\\",b\",C=DE", {"O=\"a\\\",b\"", "C=DE"}},
       {"an escaped backslash", "O=\"a\\\\\",C=DE", {"O=\"a\\\\\"", "C=DE"}},
       {"an escaped backslash, then an escaped quote", "O=\"a\\\\\\\",b\",c", {"O=\"a\\\\\\\",b\"", "c"}},
@@ -120,7 +120,7 @@ TEST_F(CertVerifyTest, SplitsANeedleAtItsSeparators) {
   }
 }
 
-TEST_F(CertVerifyTest, RefusesToSplitWhatIsNoNeedle) {
+TEST_F(CertVerifyTest, RefusesToSplitAnInvalidNeedle) {
   const struct {
     const char* name;
     const char* needle;
@@ -156,7 +156,7 @@ TEST_F(CertVerifyTest, SplitsAtAnySeparator) {
       {';', "a;  b,c", {"a", "b,c"}},
       {' ', "a   b", {"a", "b"}},
       {'/', "\"a/b\"/c", {"\"a/b\"", "c"}},
-      // A quote is always a quote, and without an end of its own the text ends the item.
+      // A quote is never a separator; without a closing quote, the item ends with the text.
       {'"', "a\"b\"c", {"a\"b\"c"}},
       {'\\', "a\\b", {"a", "b"}},
       {'\0', "a,b", {"a,b"}},
@@ -171,7 +171,7 @@ TEST_F(CertVerifyTest, SplitsAtAnySeparator) {
   }
 }
 
-TEST_F(CertVerifyTest, TakesAnItemApart) {
+TEST_F(CertVerifyTest, SplitsAnItem) {
   const struct {
     const char* name;
     const char* item;
@@ -190,14 +190,14 @@ TEST_F(CertVerifyTest, TakesAnItemApart) {
       {"a quoted value", "O=\"Foo, Bar\"", 17, "Foo, Bar"},
       {"nothing between quotes", "O=\"\"", 17, ""},
       {"quotes in the middle", "O=a\"b\"c\"d\"", 17, "abcd"},
-      {"quotes that stay open", "O=\"Foo", 17, "Foo"},
+      {"an unclosed quote", "O=\"Foo", 17, "Foo"},
       {"escapes", "O=\"a\\\"b\\\\c\"", 17, "a\"b\\c"},
       {"an escaped letter", "O=\"a\\b\"", 17, "ab"},
       {"signs of other attributes", "CN=O=x,=", 13, "O=x,="},
   };
   for (const auto& row : kCases) {
     SCOPED_TRACE(row.name);
-    std::string value(std::string_view(row.item).size() + 1, kGuard);  // as long as the item, and a guard
+    std::string value(std::string_view(row.item).size() + 1, kGuard);  // as long as the item, and a guard byte
     int32_t nid = 0;
     EXPECT_EQ(NUV_Cert_splitAttribute(&nid, value.data(), row.item), 0);
     EXPECT_EQ(nid, row.nid);
@@ -206,13 +206,13 @@ TEST_F(CertVerifyTest, TakesAnItemApart) {
   }
 }
 
-TEST_F(CertVerifyTest, RefusesAnItemThatIsNone) {
+TEST_F(CertVerifyTest, RefusesInvalidItems) {
   const struct {
     const char* name;
     const char* item;
     int32_t result;
     int32_t nid;
-    const char* value;  // null: untouched
+    const char* value;  // null: unchanged
   } kCases[] = {
       {"nothing", "", -2, -1, nullptr},
       {"blanks", "   ", -2, -1, nullptr},
@@ -267,8 +267,8 @@ TEST_F(CertVerifyTest, MatchesEveryItemOfTheNeedle) {
       {"the value and more", "CN=hosts", -1},
       {"the rest of the value", "CN=ost", -1},
       {"no value", "CN=", -1},
-      {"a value without its quotes", "O=Foo, Bar", -1},  // 'Bar' is no attribute
-      {"a blank too many", "CN= host", -1},
+      {"a value without its quotes", "O=Foo, Bar", -1},  // "Bar" is not an attribute
+      {"an extra space", "CN= host", -1},
       {"an unknown attribute", "E=x", -1},
       {"seven items", "C=DE,C=DE,C=DE,C=DE,C=DE,C=DE,C=DE", -3},
       {"seven items, the seventh empty", "C=DE,C=DE,C=DE,C=DE,C=DE,C=DE,", -3},
@@ -324,8 +324,8 @@ TEST_F(CertVerifyTest, MatchesQuotesAndBackslashesInAValue) {
   }
 }
 
-// A signer that sells "bank.example\0.evil.example" to the owner of evil.example must not have sold "bank.example".
-TEST_F(CertVerifyTest, AValueWithAZeroByteNeverMatches) {
+// The owner of evil.example can get a certificate for "bank.example\0.evil.example". It must not match "bank.example".
+TEST_F(CertVerifyTest, ValueWithAZeroByteNeverMatches) {
   const std::vector<std::string> kValues = {"host\0"s, "host\0.evil.example"s, "\0host"s, "\0"s, "ho\0st"s};
   for (const auto& value : kValues) {
     SCOPED_TRACE(value);
@@ -335,7 +335,7 @@ TEST_F(CertVerifyTest, AValueWithAZeroByteNeverMatches) {
   }
 }
 
-TEST_F(CertVerifyTest, LooksAtTheFirstEntryOfAnAttributeOnly) {
+TEST_F(CertVerifyTest, UsesOnlyTheFirstEntryOfAnAttribute) {
   const std::vector<Entry> one_after_the_other = {
       {NID_organizationalUnitName, "first"}, {NID_commonName, "host"}, {NID_organizationalUnitName, "second"}};
   const std::vector<Entry> one_set = {{NID_organizationalUnitName, "first"},
@@ -349,7 +349,7 @@ TEST_F(CertVerifyTest, LooksAtTheFirstEntryOfAnAttributeOnly) {
   }
 }
 
-// The bytes are compared as the certificate encodes them, whatever type of string they are.
+// The bytes are compared as the certificate encodes them, without a conversion of the string type.
 TEST_F(CertVerifyTest, ComparesTheBytesOfEveryTypeOfString) {
   const struct {
     const char* name;
@@ -373,13 +373,13 @@ TEST_F(CertVerifyTest, ComparesTheBytesOfEveryTypeOfString) {
   }
 }
 
-TEST_F(CertVerifyTest, AnAttributeThatIsAbsentDoesNotMatch) {
+TEST_F(CertVerifyTest, MissingAttributeDoesNotMatch) {
   EXPECT_EQ(match_subject({{NID_commonName, "host"}}, "O=host"), -1);
   EXPECT_EQ(match_subject({}, "CN=host"), -1);
   EXPECT_EQ(match_subject({}, "CN="), -1);
 }
 
-TEST_F(CertVerifyTest, AnEmptyValueIsMatchedByAnEmptyOne) {
+TEST_F(CertVerifyTest, EmptyValueMatchesAnEmptyOne) {
   Certificate made = certificate({{NID_commonName, "host"}});
   X509_NAME_ENTRY* entry = X509_NAME_get_entry(X509_get_subject_name(made.get()), 0);
   ASSERT_EQ(ASN1_STRING_set(X509_NAME_ENTRY_get_data(entry), "", 0), 1);
@@ -388,20 +388,20 @@ TEST_F(CertVerifyTest, AnEmptyValueIsMatchedByAnEmptyOne) {
   EXPECT_EQ(NUV_CertVerify_Subject(made.get(), "CN=h"), -1);
 }
 
-TEST_F(CertVerifyTest, AValueWithoutBytesDoesNotMatch) {
+TEST_F(CertVerifyTest, ValueWithoutBytesDoesNotMatch) {
   Certificate made = certificate({{NID_commonName, "host"}});
   X509_NAME_ENTRY* entry = X509_NAME_get_entry(X509_get_subject_name(made.get()), 0);
   ASN1_STRING_set0(X509_NAME_ENTRY_get_data(entry), nullptr, 0);
   EXPECT_EQ(NUV_CertVerify_Subject(made.get(), "CN="), -1);
 }
 
-TEST_F(CertVerifyTest, AStarMatchesWithoutALookAtTheCertificate) {
+TEST_F(CertVerifyTest, StarMatchesWithoutReadingTheCertificate) {
   EXPECT_EQ(match_subject({}, "*"), 0);
   EXPECT_EQ(NUV_CertVerify_Subject(nullptr, "*"), 0);
   EXPECT_EQ(NUV_CertVerify_Issuer(nullptr, "*"), 0);
 }
 
-TEST_F(CertVerifyTest, ACertificateThatIsNotThereHasNoName) {
+TEST_F(CertVerifyTest, NullCertificateHasNoName) {
   for (const char* needle : {"CN=host", "", "Org=x"}) {
     EXPECT_EQ(NUV_CertVerify_Subject(nullptr, needle), -1);
     EXPECT_EQ(NUV_CertVerify_Issuer(nullptr, needle), -1);
@@ -410,14 +410,14 @@ TEST_F(CertVerifyTest, ACertificateThatIsNotThereHasNoName) {
   EXPECT_EQ(NUV_CertVerify_Subject(certificate(whole_name()).get(), nullptr), -2);
 }
 
-TEST_F(CertVerifyTest, LeavesTheNeedleAsItWas) {
+TEST_F(CertVerifyTest, LeavesTheNeedleUnchanged) {
   const std::string needle = "CN=host, O=\"Foo, Bar\",C=DE";
   const std::string before = needle;
   EXPECT_EQ(match_subject(whole_name(), needle), 0);
   EXPECT_EQ(needle, before);
 }
 
-// The needle's copy, and the value of each of its items.
+// The three allocations are the needle's copy and the values of its two items.
 TEST_F(CertVerifyTest, WithoutMemoryNothingMatches) {
   const Certificate host = certificate(whole_name());
   const char kNeedle[] = "CN=host,C=DE";
@@ -429,7 +429,7 @@ TEST_F(CertVerifyTest, WithoutMemoryNothingMatches) {
   EXPECT_EQ(calls, 3);
 }
 
-TEST_F(CertVerifyTest, HostileNeedlesAreBounded) {
+TEST_F(CertVerifyTest, HandlesHostileNeedles) {
   const Certificate host = certificate(whole_name());
   const std::string kNeedles[] = {
       std::string(1 << 20, ','),
@@ -449,7 +449,7 @@ TEST_F(CertVerifyTest, HostileNeedlesAreBounded) {
   }
 }
 
-TEST_F(CertVerifyTest, TheNumberOfAnAttributeNeedNotBeWanted) {
+TEST_F(CertVerifyTest, SplitAttributeAcceptsNullForTheNid) {
   char value[16];
   EXPECT_EQ(NUV_Cert_splitAttribute(nullptr, value, "CN=a"), 0);
   EXPECT_STREQ(value, "a");

@@ -1,4 +1,4 @@
-// Every check of the digit map, violated while the error handler returns.
+// Violates every contract of the digit map; the error handler returns.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -52,13 +52,13 @@ const Row kRows[] = {
     {"setMapWithoutAText",
      [](DigitMap& map) {
        EXPECT_EQ(NUV_DigitMap_setMap(&map, nullptr), 0);
-       EXPECT_EQ(map, nullptr) << "the former map is gone";
+       EXPECT_EQ(map, nullptr) << "the former map is removed";
      },
      {require_report(kFile, kMapText)}},
     {"addMapWithoutAText",
      [](DigitMap& map) {
        EXPECT_EQ(NUV_DigitMap_addMap(&map, nullptr), 0);
-       EXPECT_EQ(first_match(map, "1"), NUV_DIGITMAP_COMPLETE) << "the map is as it was";
+       EXPECT_EQ(first_match(map, "1"), NUV_DIGITMAP_COMPLETE) << "the map is unchanged";
      },
      {require_report(kFile, kMapText)}},
     {"firstMatchWithoutADialString",
@@ -67,7 +67,7 @@ const Row kRows[] = {
     {"bestMatchWithoutADialString",
      [](DigitMap& map) { expect_no_match_and_no_text(map, NUV_DIGITMAP_BEST_MATCH); },
      {require_report(kFile, kDialString)}},
-    // Contracts come before the look at the mode.
+    // Contracts are checked before the mode.
     {"noModeWithoutADialString",
      [](DigitMap& map) { expect_no_match_and_no_text(map, 2); },
      {require_report(kFile, kDialString)}},
@@ -84,7 +84,7 @@ TEST(DigitMapContractsNull, EveryOperationReportsANullMap) {
        {"addMap", [] { NUV_DigitMap_addMap(nullptr, nullptr); }},
        {"dumpMap", [] { NUV_DigitMap_dumpMap(nullptr); }},
        {"checkDialString", [] { NUV_DigitMap_checkDialString(nullptr, 2, nullptr, 0, nullptr, 0); }}});
-  EXPECT_EQ(lines.size(), 6U) << "each operation has a check of its own";
+  EXPECT_EQ(lines.size(), 6U) << "one report for each operation";
 }
 
 }  // namespace

@@ -48,7 +48,6 @@ constexpr std::string_view kSymbols = "0123456789ABCD#*";
 using Symbols = std::vector<uint32_t>;
 using Texts = std::vector<std::string>;
 
-// A text of several equal pieces.
 std::string times(int count, const std::string& piece) {
   std::string text;
   for (int i = 0; i < count; ++i) {
@@ -57,7 +56,7 @@ std::string times(int count, const std::string& piece) {
   return text;
 }
 
-// What a check gave: its result, and the text that it printed, if any.
+// The result of a check, and the text that it printed, if any.
 struct Answer {
   int result;
   std::optional<std::string> text;
@@ -71,7 +70,6 @@ std::ostream& operator<<(std::ostream& out, const Answer& answer) {
 
 constexpr auto kNothing = std::nullopt;
 
-// A map that lives as long as its test.
 class DigitMapTest : public ::testing::Test {
  protected:
   void SetUp() override { ASSERT_EQ(NUV_DigitMap_construct(&map_), 1); }
@@ -114,7 +112,7 @@ TEST(DigitMapRecord, HoldsSymbolsCountTextTimerNextInThisOrder) {
   EXPECT_EQ(sizeof(NUV_DigitMapPattern), 5 * sizeof(void*));
 }
 
-TEST(DigitMapLife, ConstructMakesAnEmptyMapOfAnything) {
+TEST(DigitMapLife, ConstructIgnoresTheFormerValue) {
   const ContractRecorder contracts;
   NUV_DigitMapPattern stranger = {};
   DigitMap map = &stranger;
@@ -146,14 +144,14 @@ TEST_F(DigitMapTest, ReadsPatterns) {
       {"xX", {kAny, kAny}, 0},
       {"11", {0x2, 0x2}, 0},
 
-      // Repetition marks the symbol before it and takes no place.
+      // A repetition marks the symbol before it and is not a symbol itself.
       {"1.2", {0x2 | kRepeat, 0x4}, 0},
       {"x.", {kAny | kRepeat}, 0},
       {"1..", {0x2 | kRepeat}, 0},
       {"12.3.", {0x2, 0x4 | kRepeat, 0x8 | kRepeat}, 0},
       {"[12].", {0x6 | kRepeat}, 0},
 
-      // So does the timer, wherever it stands.
+      // Neither is the timer, at any position.
       {"T", {}, 1},
       {"1T", {0x2}, 1},
       {"T1", {0x2}, 1},
@@ -161,7 +159,7 @@ TEST_F(DigitMapTest, ReadsPatterns) {
       {"1T.", {0x2 | kRepeat}, 1},
       {"x.T", {kAny | kRepeat}, 1},
 
-      // Brackets: every symbol in them.
+      // Brackets allow every symbol in them.
       {"[1]", {0x2}, 0},
       {"[135]", {0x2A}, 0},
       {"[531]", {0x2A}, 0},
@@ -171,7 +169,7 @@ TEST_F(DigitMapTest, ReadsPatterns) {
       {"[].", {kRepeat}, 0},
       {"9[12]x[#*]T", {0x200, 0x6, kAny, kHash | kStar}, 1},
 
-      // A range: from the first symbol to the last, whatever stands between them.
+      // A range goes from the first symbol to the last; those between them are ignored.
       {"[2-5]", {0x3C}, 0},
       {"[13-5]", {0x3E}, 0},
       {"[1-35]", {0x3E}, 0},
@@ -188,7 +186,7 @@ TEST_F(DigitMapTest, ReadsPatterns) {
       {"[5-5]", {0x20}, 0},
       {"[*-*]", {kStar}, 0},
 
-      // Nothing lies in a range that runs backwards or lacks an end.
+      // A range that runs backwards or lacks an end is empty.
       {"[5-2]", {0}, 0},
       {"[*-#]", {0}, 0},
       {"[5-]", {0}, 0},
@@ -212,7 +210,7 @@ TEST_F(DigitMapTest, ReadsPatterns) {
   }
 }
 
-TEST_F(DigitMapTest, RefusesPatternsThatAreNotValid) {
+TEST_F(DigitMapTest, RefusesInvalidPatterns) {
   for (const char* text : {
            ".",    ".1",   "..",  "T.",   "T.1",  // nothing to repeat
            "[",    "1[2",  "[1-", "[1-5", "x[",   // not closed
@@ -227,8 +225,8 @@ TEST_F(DigitMapTest, RefusesPatternsThatAreNotValid) {
   }
 }
 
-// Blanks and parentheses vanish before a pattern is read.
-TEST_F(DigitMapTest, KnowsNoOtherCharacters) {
+// Blanks and parentheses are removed before a pattern is read.
+TEST_F(DigitMapTest, RefusesOtherCharacters) {
   const std::string known = "0123456789ABCD#*xXT ()";
   for (int c = 1; c < 256; ++c) {
     SCOPED_TRACE(c);
@@ -240,7 +238,7 @@ TEST_F(DigitMapTest, KnowsNoOtherCharacters) {
   }
 }
 
-TEST_F(DigitMapTest, KnowsNoOtherCharactersInBrackets) {
+TEST_F(DigitMapTest, RefusesOtherCharactersInBrackets) {
   const std::string known = "0123456789ABCD#*- ()";
   for (int c = 1; c < 256; ++c) {
     SCOPED_TRACE(c);
@@ -253,7 +251,7 @@ TEST_F(DigitMapTest, KnowsNoOtherCharactersInBrackets) {
 
 // ---- setMap and addMap ----
 
-TEST_F(DigitMapTest, SetMapKeepsThePatternsInTheirOrder) {
+TEST_F(DigitMapTest, SetMapKeepsTheOrderOfThePatterns) {
   EXPECT_EQ(set("0x.T|110|[1-9]xxx"), 1);
   EXPECT_EQ(texts(), (Texts{"0x.T", "110", "[1-9]xxx"}));
   const NUV_DigitMapPattern* first = map_;
@@ -282,7 +280,7 @@ TEST_F(DigitMapTest, SetMapSplitsAtBars) {
       {"||1|||22||", {"1", "22"}},
       {"1|1", {"1", "1"}},
       {"T", {"T"}},
-      // Blanks and parentheses are gone before the text is split.
+      // Blanks and parentheses are removed before the text is split.
       {"  ", {}},
       {"()", {}},
       {"( | )", {}},
@@ -300,7 +298,7 @@ TEST_F(DigitMapTest, SetMapSplitsAtBars) {
   }
 }
 
-TEST_F(DigitMapTest, SetMapReplacesWhatWasThere) {
+TEST_F(DigitMapTest, SetMapReplacesTheFormerMap) {
   EXPECT_EQ(set("1|2|3"), 1);
   EXPECT_EQ(set("4"), 1);
   EXPECT_EQ(texts(), Texts{"4"});
@@ -308,7 +306,7 @@ TEST_F(DigitMapTest, SetMapReplacesWhatWasThere) {
   EXPECT_EQ(map_, nullptr);
 }
 
-TEST_F(DigitMapTest, SetMapStopsAtTheFirstPatternThatIsNotValid) {
+TEST_F(DigitMapTest, SetMapStopsAtTheFirstInvalidPattern) {
   const struct {
     const char* text;
     Texts patterns;
@@ -324,7 +322,7 @@ TEST_F(DigitMapTest, SetMapStopsAtTheFirstPatternThatIsNotValid) {
   }
 }
 
-TEST_F(DigitMapTest, SetMapTakesATextFromTheMapItself) {
+TEST_F(DigitMapTest, SetMapAcceptsATextFromTheMapItself) {
   EXPECT_EQ(set("12x|3"), 1);
   EXPECT_EQ(NUV_DigitMap_setMap(&map_, map_->m_pText), 1);
   EXPECT_EQ(texts(), Texts{"12x"});
@@ -338,7 +336,7 @@ TEST_F(DigitMapTest, AddMapAppendsOnePattern) {
   EXPECT_EQ(texts(), (Texts{"1", "2xT", "", ""}));
 }
 
-TEST_F(DigitMapTest, AddMapGoesOnAfterSetMap) {
+TEST_F(DigitMapTest, AddMapAppendsAfterSetMap) {
   EXPECT_EQ(set("1|2"), 1);
   EXPECT_EQ(add("3"), 1);
   EXPECT_EQ(texts(), (Texts{"1", "2", "3"}));
@@ -378,14 +376,14 @@ TEST_F(DigitMapTest, DumpsEveryPattern) {
             "---------------\n");
 }
 
-TEST_F(DigitMapTest, DumpsNothingOfAnEmptyMap) {
+TEST_F(DigitMapTest, DumpsNothingForAnEmptyMap) {
   CapturedStdout out;
   NUV_DigitMap_dumpMap(&map_);
   EXPECT_EQ(out.take(), "");
 }
 
-// Nobody hears of it, and the map is none the worse.
-TEST_F(DigitMapTest, DumpsIntoAnOutputThatIsFull) {
+// The error is not reported, and the map still works.
+TEST_F(DigitMapTest, DumpsToAFullDevice) {
   EXPECT_EQ(set(times(2000, "x")), 1);
   CapturedStdout out;
   const int captured = dup(STDOUT_FILENO);
@@ -393,7 +391,7 @@ TEST_F(DigitMapTest, DumpsIntoAnOutputThatIsFull) {
   ASSERT_EQ(dup2(full, STDOUT_FILENO), STDOUT_FILENO);
   NUV_DigitMap_dumpMap(&map_);
   std::fflush(stdout);
-  EXPECT_NE(std::ferror(stdout), 0) << "the device takes something after all";
+  EXPECT_NE(std::ferror(stdout), 0) << "the device accepted the output";
   std::clearerr(stdout);
   dup2(captured, STDOUT_FILENO);
   close(captured);
@@ -429,7 +427,7 @@ TEST_F(DigitMapTest, WildcardMatchesDigitsOnly) {
   }
 }
 
-TEST_F(DigitMapTest, NothingElseCanBeDialled) {
+TEST_F(DigitMapTest, OtherCharactersNeverMatch) {
   EXPECT_EQ(set("[0-*]"), 1);
   for (int c = 1; c < 256; ++c) {
     const char dialled = static_cast<char>(c);
@@ -453,10 +451,10 @@ TEST_F(DigitMapTest, ChecksOnePatternInBothModes) {
       {"110", "2", 0, kNoMatch},
       {"110", "12", 0, kNoMatch},
       {"110", "111", 0, kNoMatch},
-      // The comparison ends at the first difference; what follows does not matter.
+      // The comparison ends at the first difference; the rest is ignored.
       {"110", "1x0", 0, kNoMatch},
 
-      // The timer: a pattern is complete only in the state that it asks for, and otherwise has to wait.
+      // Timer: a pattern is complete only in the timer state that it asks for, and otherwise undecided.
       {"110", "110", 1, kUndecided},
       {"110", "11", 1, kUndecided},
       {"110", "1101", 1, kNoMatch},
@@ -491,7 +489,7 @@ TEST_F(DigitMapTest, ChecksOnePatternInBothModes) {
       {"1.2.3.T", "1132", 1, kNoMatch},
       {"1.1.1", "11111", 0, kComplete},
 
-      // Without a complete expansion the longest one decides, also where a shorter one could still grow.
+      // Without a complete expansion the longest one decides, even if a shorter one could still grow.
       {"0.12", "1", 0, kNoMatch},
       {"0.12", "12", 0, kComplete},
       {"0.12", "0", 0, kUndecided},
@@ -575,7 +573,7 @@ TEST_F(DigitMapTest, EmptyMapMatchesNothing) {
 
 // ---- several patterns ----
 
-TEST_F(DigitMapTest, FirstMatchTakesTheFirstCompletePattern) {
+TEST_F(DigitMapTest, FirstMatchPicksTheFirstCompletePattern) {
   const struct {
     const char* map;
     const char* dialled;
@@ -591,12 +589,12 @@ TEST_F(DigitMapTest, FirstMatchTakesTheFirstCompletePattern) {
       {"1x.T|12", "12", 0, {kComplete, "12"}},
       {"1x.T|12", "12", 1, {kComplete, "1x.T"}},
       {"12|1x.T", "12", 1, {kComplete, "1x.T"}},
-      // No pattern complete: undecided if one of them may grow, wherever it stands.
+      // No pattern is complete: undecided if any of them may grow.
       {"2|111|3", "11", 0, {kUndecided, kNothing}},
       {"111|2|3", "11", 0, {kUndecided, kNothing}},
       {"2|3|111", "11", 0, {kUndecided, kNothing}},
       {"11|12T", "12", 0, {kUndecided, kNothing}},
-      // Patterns that are too short or differ are no match at all.
+      // Patterns that are too short or different do not match.
       {"1|2|3", "11", 0, {kNoMatch, kNothing}},
       {"1|12|21", "11", 0, {kNoMatch, kNothing}},
   };
@@ -607,7 +605,7 @@ TEST_F(DigitMapTest, FirstMatchTakesTheFirstCompletePattern) {
   }
 }
 
-TEST_F(DigitMapTest, BestMatchTakesTheMostSpecificPattern) {
+TEST_F(DigitMapTest, BestMatchPicksTheMostSpecificPattern) {
   const struct {
     const char* map;
     const char* dialled;
@@ -624,7 +622,7 @@ TEST_F(DigitMapTest, BestMatchTakesTheMostSpecificPattern) {
       {"1[0-*]|1x", "11", 0, {kComplete, "1x"}},
       {"[#*]|[0-*]", "*", 0, {kComplete, "[#*]"}},
       {"[AB]|A", "A", 0, {kComplete, "A"}},
-      // Among equals the first.
+      // Among equally specific patterns, the first one wins.
       {"1[12]|1[13]", "11", 0, {kComplete, "1[12]"}},
       {"1[13]|1[12]", "11", 0, {kComplete, "1[13]"}},
       {"1X|1x", "11", 0, {kComplete, "1X"}},
@@ -636,13 +634,13 @@ TEST_F(DigitMapTest, BestMatchTakesTheMostSpecificPattern) {
       {"11|x1x", "11", 0, {kComplete, "11"}},
       {"x1|11x", "11", 0, {kUndecided, "x1"}},
       {"1x|1xx", "11", 0, {kUndecided, "1x"}},
-      // Of those that may grow the most specific counts, and among equals no matter which.
+      // Of the patterns that may grow, the most specific one counts.
       {"1x|xxx|11x", "11", 0, {kUndecided, "1x"}},
       {"1x|11x|xxx", "11", 0, {kUndecided, "1x"}},
       {"1x|xxx|x1x", "11", 0, {kComplete, "1x"}},
       {"1x|1[12]1", "11", 0, {kUndecided, "1x"}},
       {"11|xx11|xx", "11", 0, {kComplete, "11"}},
-      // The timer makes a pattern one that may grow.
+      // A pattern that waits for the timer counts as one that may grow.
       {"12|1x.T", "12", 0, {kComplete, "12"}},
       {"1x|1x.T", "12", 0, {kUndecided, "1x"}},
       {"1xT|1x", "12", 0, {kUndecided, "1x"}},
@@ -670,28 +668,28 @@ TEST_F(DigitMapTest, BestMatchTakesTheMostSpecificPattern) {
   }
 }
 
-// A repeated pattern is as specific as its first complete expansion: the one in which earlier repetitions stand for as
-// few digits as they can.
+// A pattern with repetitions is as specific as its first complete expansion: the one in which earlier repetitions stand
+// for as few digits as possible.
 TEST_F(DigitMapTest, ComparesTheFirstCompleteExpansion) {
   const struct {
     const char* map;
     const char* dialled;
     const char* winner;
   } kCases[] = {
-      // x.1. is 11, and neither x1 nor xx.
+      // x.1. expands to 11, not to x1 or xx.
       {"1[12]T|x.1.T", "11", "x.1.T"},
       {"11T|x.1.T", "11", "11T"},
       {"[12]1T|x.1.T", "11", "x.1.T"},
-      // 1.x. is xx, and neither 1x nor 11.
+      // 1.x. expands to xx, not to 1x or 11.
       {"1.x.T|[1-5][1-5]T", "11", "[1-5][1-5]T"},
       {"1.x.T|1xT", "11", "1xT"},
-      // x.1.[12]. is [12][12], and not 1[12].
+      // x.1.[12]. expands to [12][12], not to 1[12].
       {"x.1.[12].T|1[1-3]T", "12", "1[1-3]T"},
       {"x.1.[12].T|[1-3]2T", "12", "x.1.[12].T"},
-      // x.2.1. is 2111.
+      // x.2.1. expands to 2111.
       {"x.2.1.T|[12]111T", "2111", "x.2.1.T"},
       {"211[12]T|x.2.1.T", "2111", "x.2.1.T"},
-      // x.2 is xxx2: it has no shorter way.
+      // x.2 expands to xxx2; it has no shorter complete expansion.
       {"x.2T|[1-9][1-9][1-9]xT", "1112", "[1-9][1-9][1-9]xT"},
       {"xxx[12]T|x.2T", "1112", "x.2T"},
   };
@@ -702,7 +700,7 @@ TEST_F(DigitMapTest, ComparesTheFirstCompleteExpansion) {
   }
 }
 
-// Where a pattern may still grow, each of its repetitions stands for as many digits as were dialled.
+// If a pattern may still grow, each of its repetitions stands for as many digits as were dialled.
 TEST_F(DigitMapTest, ComparesTheLongestExpansionThatMayGrow) {
   const struct {
     const char* map;
@@ -729,7 +727,7 @@ TEST_F(DigitMapTest, ComparesTheLongestExpansionThatMayGrow) {
 
 class DigitMapOutTest : public DigitMapTest {
  protected:
-  // The whole buffer after a check, of which only so many bytes were offered.
+  // Returns the whole buffer after a check that was given only `size` bytes of it.
   std::string out_after(int mode, const char* dialled, uint32_t size) {
     std::array<char, 16> out;
     out.fill('~');
@@ -763,7 +761,7 @@ TEST_F(DigitMapOutTest, CutsTheTextToTheBuffer) {
   }
 }
 
-TEST_F(DigitMapOutTest, TakesSizesBeyondTheRangeOfInt) {
+TEST_F(DigitMapOutTest, AcceptsSizesAboveIntMax) {
   EXPECT_EQ(set("1[2-3]x"), 1);
   for (const uint32_t size : {static_cast<uint32_t>(INT_MAX), 0x80000000U, 0xFFFFFFFFU}) {
     SCOPED_TRACE(size);
@@ -789,36 +787,36 @@ TEST_F(DigitMapOutTest, WritesNothingWithoutACompletePattern) {
   }
 }
 
-// What a shorter text leaves of a longer one tells what was printed before.
-TEST_F(DigitMapOutTest, FirstMatchPrintsThePatternThatEndsTheSearchOnly) {
+// The rest of a longer text behind a shorter one shows what was printed before.
+TEST_F(DigitMapOutTest, FirstMatchPrintsOnlyThePatternThatEndsTheSearch) {
   EXPECT_EQ(set("2|11[1]|[1]1[1]|1"), 1);
   EXPECT_EQ(out_after(kFirst, "111", 16), std::string("11[1]\0", 6) + times(10, "~"));
 }
 
-TEST_F(DigitMapOutTest, BestMatchPrintsEveryCompletePatternAndAtLastTheWinner) {
+TEST_F(DigitMapOutTest, BestMatchPrintsEachCompletePatternAndFinallyTheWinner) {
   EXPECT_EQ(set("[1]x[1-2]|xxx|11x|111x|2"), 1);
   EXPECT_EQ(out_after(kBest, "111", 16), std::string("11x\0[1-2]\0", 10) + times(6, "~"));
-  EXPECT_EQ(result_, kUndecided) << "it waits for 111x, so the last one stays that was found";
+  EXPECT_EQ(result_, kUndecided) << "111x may still match, so no winner is printed after the last complete pattern";
 
   EXPECT_EQ(set("1[0-9][1-2]|11x|[1-3]xx|2"), 1);
   EXPECT_EQ(out_after(kBest, "111", 16), std::string("11x\0]xx\0-2]\0", 12) + times(4, "~"));
-  EXPECT_EQ(result_, kComplete) << "the winner goes over all others";
+  EXPECT_EQ(result_, kComplete) << "the winner overwrites the others";
 }
 
-TEST_F(DigitMapOutTest, BestMatchPrintsAnOpenEndedWinnerToo) {
+TEST_F(DigitMapOutTest, BestMatchAlsoPrintsAnOpenEndedWinner) {
   EXPECT_EQ(set("11.|x1"), 1);
   EXPECT_EQ(out_after(kBest, "11", 16), std::string("11.\0", 4) + times(12, "~"));
   EXPECT_EQ(result_, kUndecided);
 }
 
-TEST_F(DigitMapOutTest, TakesAPatternForNoFormat) {
+TEST_F(DigitMapOutTest, DoesNotUseThePatternAsFormat) {
   EXPECT_EQ(set("##*"), 1);
   EXPECT_EQ(out_after(kFirst, "##*", 16), std::string("##*\0", 4) + times(12, "~"));
 }
 
 // ---- without memory ----
 
-TEST_F(DigitMapTest, SetMapWithoutMemoryKeepsWhatItHasRead) {
+TEST_F(DigitMapTest, SetMapWithoutMemoryKeepsThePatternsReadSoFar) {
   const Texts all = {"1", "2xT", "[3-5]"};
   int without_symbols = 0;
   int failures = 0;
@@ -833,19 +831,19 @@ TEST_F(DigitMapTest, SetMapWithoutMemoryKeepsWhatItHasRead) {
     for (const NUV_DigitMapPattern* pattern = map_; pattern != nullptr; pattern = pattern->m_pNext) {
       lacking += pattern->m_uCount == 0 ? 1 : 0;
     }
-    // Either the map is cut short, or one pattern lacks its symbols, or nothing has failed.
+    // A failure either cuts the map short or leaves one pattern without symbols.
     EXPECT_EQ((result == 0 ? 1 : 0) + lacking, fault.has_struck() ? 1 : 0);
     without_symbols += lacking;
     failures += result == 0 ? 1 : 0;
     if (fault.nth() == 1) {
-      EXPECT_EQ(map_, nullptr) << "the text cannot be copied, but the former map is gone";
+      EXPECT_EQ(map_, nullptr) << "the text cannot be copied, but the former map is removed";
     }
     EXPECT_EQ(set("1|2xT|[3-5]"), 1);
     EXPECT_EQ(texts(), all);
     NUV_DigitMap_destruct(&map_);
   });
   EXPECT_EQ(without_symbols, 3);
-  EXPECT_EQ(failures, 1 + 1 + 3) << "the map's text, the block that the patterns stand in, and each pattern's record";
+  EXPECT_EQ(failures, 1 + 1 + 3) << "the map's text, the block for the patterns, and each pattern's record";
 }
 
 TEST_F(DigitMapTest, AddMapWithoutMemoryKeepsTheMap) {
@@ -869,7 +867,7 @@ TEST_F(DigitMapTest, PatternWithoutSymbolsMatchesNothingDialled) {
     NUV_DigitMap_addMap(&map_, "1x.");
     struck = no_memory.has_struck();
   }
-  ASSERT_TRUE(struck) << "the only failure that keeps the pattern is that of its symbols";
+  ASSERT_TRUE(struck) << "only without its symbols is a pattern added anyway";
   EXPECT_EQ(map_->m_pSymbols, nullptr);
   EXPECT_EQ(map_->m_uCount, 0U);
   EXPECT_EQ(check(kFirst, ""), (Answer{kComplete, "1x."}));
@@ -882,7 +880,7 @@ TEST_F(DigitMapTest, PatternWithoutSymbolsMatchesNothingDialled) {
 
 // ---- long patterns, long dial strings, many repetitions ----
 
-// Trying out the expansions of this one would take longer than anyone lives.
+// Trying all expansions of this pattern would take centuries.
 TEST_F(DigitMapTest, DecidesPatternsWithManyRepetitions) {
   const std::string pattern = "[0-9].x.x.x.x.x.x.x.x.T";
   const std::string thirty = times(3, "0123456789");
@@ -898,7 +896,7 @@ TEST_F(DigitMapTest, DecidesPatternsWithManyRepetitions) {
     EXPECT_EQ(check(mode, "#" + thirty, 1), (Answer{kNoMatch, kNothing}));
   }
 
-  // It stands for thirty times x: as specific as that, and less than with one digit in the last place.
+  // It expands to 30 times x, and is as specific as that: less than 29 times x and a digit.
   ASSERT_EQ(set(pattern + "|" + times(30, "x") + "T"), 1);
   EXPECT_EQ(check(kBest, thirty, 1), (Answer{kComplete, pattern}));
   ASSERT_EQ(set(pattern + "|" + times(29, "x") + "9T"), 1);
@@ -922,14 +920,14 @@ TEST_F(DigitMapTest, ChecksOrdinaryMapsWithoutTheHeap) {
   }
 }
 
-TEST_F(DigitMapTest, TakesMemoryOnlyWhereItsOwnIsTooSmall) {
+TEST_F(DigitMapTest, AllocatesOnlyIfTheStackBufferIsTooSmall) {
   const struct {
     const char* pattern;
     int digits;
     int calls;
   } kCases[] = {
       {"1.", 1023, 0}, {"1.", 1024, 1},  // 2 * 1024 cells fit
-      {"11.", 681, 0}, {"11.", 682, 1},  // 3 * 683 do not, by one
+      {"11.", 681, 0}, {"11.", 682, 1},  // 3 * 683 is one too many
       {"11", 5000, 0},                   // nothing repeats
   };
   for (const auto& row : kCases) {
@@ -946,7 +944,7 @@ TEST_F(DigitMapTest, TakesMemoryOnlyWhereItsOwnIsTooSmall) {
   }
 }
 
-TEST_F(DigitMapTest, PatternThatGetsNoMemoryIsUndecided) {
+TEST_F(DigitMapTest, PatternWithoutMemoryIsUndecided) {
   const std::string pattern = times(40, "1") + "1.";
   const std::string dialled = times(60, "1");
   ASSERT_EQ(set(pattern + "T|" + pattern + "2T|2"), 1);
@@ -960,7 +958,7 @@ TEST_F(DigitMapTest, PatternThatGetsNoMemoryIsUndecided) {
     EXPECT_TRUE(no_memory.has_struck());
     EXPECT_EQ(out[0], '~');
   }
-  // The patterns behind it are looked at all the same.
+  // The patterns after it are checked anyway.
   ASSERT_EQ(set(pattern + "T|" + times(60, "1") + "T"), 1);
   for (const int mode : {kFirst, kBest}) {
     SCOPED_TRACE(mode);
@@ -972,8 +970,8 @@ TEST_F(DigitMapTest, PatternThatGetsNoMemoryIsUndecided) {
   }
 }
 
-// Both patterns of each map are complete and need memory; the one that gets none counts as one that may grow.
-TEST_F(DigitMapTest, ChecksWithoutMemoryLoseNothing) {
+// Both patterns are complete and need memory; one that gets none counts as undecided.
+TEST_F(DigitMapTest, ChecksWithoutMemoryKeepTheMap) {
   const std::string pattern = times(40, "1") + "1.";
   const std::string dialled = times(60, "1");
   ASSERT_EQ(set(pattern + "T|" + pattern + "xT"), 1);
@@ -996,7 +994,7 @@ TEST_F(DigitMapTest, ChecksWithoutMemoryLoseNothing) {
   }
 }
 
-// ---- the library against the plain model ----
+// ---- the library against the model ----
 
 // One map, kept by the library and by the model.
 class Twins {
@@ -1024,7 +1022,7 @@ class Twins {
 
   bool empty() const { return map_ == nullptr; }
 
-  // Both must give the same result and leave the same bytes. Returns the result, or -1 where they differ.
+  // Both must return the same result and write the same bytes. Returns the result, or -1 if they differ.
   int check(int mode, const std::string& dialled, uint32_t timer, uint32_t out_size) {
     std::array<char, 48> out;
     std::array<char, 48> expected;
@@ -1055,7 +1053,7 @@ class Twins {
   DigitMapModel model_;
 };
 
-// How often each result came; a comparison in which one never comes would prove little.
+// Counts the results, because a comparison that never sees one of them would prove little.
 class Tally {
  public:
   void count(int result) { ++counts_.at(static_cast<size_t>(result < 0 ? kDiffers : result)); }
@@ -1070,12 +1068,12 @@ class Tally {
   }
 
  private:
-  static constexpr int kDiffers = 2;  // which no check ever gives
+  static constexpr int kDiffers = 2;  // not a result of a check
 
   std::array<int, 4> counts_ = {};
 };
 
-// All texts of at most so many of the pieces.
+// All texts of at most `length` pieces.
 Texts all_texts(const Texts& pieces, int length) {
   Texts texts = {""};
   size_t begin = 0;
@@ -1090,7 +1088,7 @@ Texts all_texts(const Texts& pieces, int length) {
   return texts;
 }
 
-// The same numbers on every machine and in every run.
+// Random numbers that are the same on every machine and in every run.
 class Dice {
  public:
   explicit Dice(uint32_t seed) : engine_(seed) {}
@@ -1189,7 +1187,7 @@ TEST(DigitMapModelTest, AgreesOnRandomMaps) {
   tally.expect_each_at_least(5000);
 }
 
-// All patterns complete at the same time, so that nothing but the expansions decides which one is printed.
+// All patterns are complete at the same time, so only their expansions decide which one is printed.
 TEST(DigitMapModelTest, AgreesOnTheWinnerAmongCompletePatterns) {
   const ContractRecorder contracts;
   const Texts repeated = {"1.", "2.", "x.", "[12].", "[1-3].", "[1-4]."};

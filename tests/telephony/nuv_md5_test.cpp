@@ -48,7 +48,7 @@ Digest md5(const void* message, size_t length) {
   return finish(context);
 }
 
-// The same by another implementation.
+// The same, by OpenSSL.
 Digest peer_md5(const void* message, size_t length) {
   Digest digest;
   unsigned size = 0;
@@ -66,8 +66,8 @@ Bytes random_bytes(size_t length) {
   return bytes;
 }
 
-// The test suite of RFC 1321, appendix A.5.
-TEST(Md5, PassesTheTestSuiteOfTheRfc) {
+// Appendix A.5.
+TEST(Md5, PassesTheTestSuiteOfRfc1321) {
   const struct {
     const char* message;
     const char* digest;
@@ -86,7 +86,7 @@ TEST(Md5, PassesTheTestSuiteOfTheRfc) {
   }
 }
 
-TEST(Md5, IsTheSameWhereverTheMessageIsCut) {
+TEST(Md5, IsTheSameForAnyCutOfTheMessage) {
   const Bytes message = random_bytes(300);
   for (uint32_t length = 0; length <= message.size(); ++length) {
     const Digest expected = peer_md5(message.data(), length);
@@ -113,7 +113,7 @@ TEST(Md5, IsTheSameInPiecesOfAnySize) {
   }
 }
 
-TEST(Md5, TakesInputAtAnyAddress) {
+TEST(Md5, AcceptsInputAtAnyAddress) {
   for (size_t offset = 0; offset < 16; ++offset) {
     const Bytes message = random_bytes(200);
     Bytes moved(offset, 0xFF);
@@ -129,7 +129,7 @@ TEST(Md5, AgreesWithAnotherImplementationOnRandomMessages) {
   }
 }
 
-TEST(Md5, WritesItsSixteenBytesAtAnyAddress) {
+TEST(Md5, WritesSixteenBytesAtAnyAddress) {
   for (size_t offset = 1; offset < 9; ++offset) {
     std::array<uint8_t, 32> room;
     room.fill(0xA5);
@@ -145,7 +145,7 @@ TEST(Md5, WritesItsSixteenBytesAtAnyAddress) {
   }
 }
 
-TEST(Md5, DigestsDoNotDisturbEachOther) {
+TEST(Md5, DigestsAreIndependent) {
   NUV_MDContext first;
   NUV_MDContext second;
   NUV_MDInit(&first);
@@ -161,7 +161,7 @@ TEST(Md5, DigestsDoNotDisturbEachOther) {
   EXPECT_EQ(hex(finish(first)), hex(peer_md5("ab", 2)));
 }
 
-TEST(Md5, InitForgetsWhatTheContextHeld) {
+TEST(Md5, InitResetsTheContext) {
   NUV_MDContext context;
   memset(&context, 0xA5, sizeof context);
   NUV_MDInit(&context);
@@ -175,7 +175,7 @@ TEST(Md5, InitForgetsWhatTheContextHeld) {
   EXPECT_EQ(hex(finish(context)), "900150983cd24fb0d6963f7d28e17f72");
 }
 
-TEST(Md5, KeepsWhatDoesNotFillABlock) {
+TEST(Md5, BuffersAnIncompleteBlock) {
   NUV_MDContext context;
   NUV_MDInit(&context);
   const Bytes message = random_bytes(64 + 5);
@@ -184,7 +184,7 @@ TEST(Md5, KeepsWhatDoesNotFillABlock) {
   EXPECT_TRUE(std::equal(message.begin() + 64, message.end(), context.buffer));
 }
 
-TEST(Md5, FinalLeavesNothingInTheContext) {
+TEST(Md5, FinalClearsTheContext) {
   for (const uint32_t length : {0U, 3U, 55U, 56U, 64U, 100U}) {
     SCOPED_TRACE(length);
     const Bytes message = random_bytes(length);
@@ -199,7 +199,7 @@ TEST(Md5, FinalLeavesNothingInTheContext) {
 }
 
 TEST(Md5, EmptyPieceChangesNothing) {
-  NUV_MDContext context = {};  // the bytes that wait for more, too: they are compared
+  NUV_MDContext context = {};  // clears the buffer, too, because the contexts are compared
   NUV_MDInit(&context);
   NUV_MDUpdate(&context, nullptr, 0);
   NUV_MDUpdate(&context, "abc", 3);
@@ -233,7 +233,6 @@ TEST(Md5, CountsBitsModulo2To64) {
   }
 }
 
-// The count goes into the digest with both of its words.
 TEST(Md5, DigestDependsOnTheWholeCount) {
   const auto digest_after = [](uint32_t low, uint32_t high) {
     NUV_MDContext context;
@@ -259,7 +258,7 @@ TEST(Md5, DigestDependsOnTheWholeCount) {
   EXPECT_EQ(digest_after(0, 1), expected({0, 0, 0, 0, 1, 0, 0, 0}));
 }
 
-// Half a gigabyte takes a second, but half a minute where the code is instrumented or not optimised.
+// Half a gigabyte takes a second, but half a minute in an instrumented or unoptimised build.
 #if defined(__SANITIZE_ADDRESS__) || !defined(__OPTIMIZE__)
 constexpr bool kIsSlow = true;
 #elif defined(__has_feature)
@@ -268,17 +267,17 @@ constexpr bool kIsSlow = __has_feature(address_sanitizer);
 constexpr bool kIsSlow = false;
 #endif
 
-// A length whose bits do not fit into 32 bits, in one piece: 2^29 zeros, which take no memory, and one "x".
-TEST(Md5, TakesAPieceOf4GigabitAndMore) {
+// One piece whose length in bits does not fit into 32 bits: 2^29 zeros, which take no memory. Then one "x".
+TEST(Md5, AcceptsAPieceOf4Gigabit) {
   if (kIsSlow) {
     GTEST_SKIP() << "needs an optimised build without sanitizers";
   }
   constexpr size_t kLength = size_t{1} << 29;
   void* zeros = mmap(nullptr, kLength, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
   if (zeros == MAP_FAILED) {
-    GTEST_SKIP() << "no room for 512 MB of addresses";
+    GTEST_SKIP() << "cannot map 512 MB";
   }
-  madvise(zeros, kLength, MADV_HUGEPAGE);  // fewer page faults, where the kernel knows it
+  madvise(zeros, kLength, MADV_HUGEPAGE);  // fewer page faults, if the kernel supports it
   NUV_MDContext context;
   NUV_MDInit(&context);
   NUV_MDUpdate(&context, zeros, kLength);
@@ -299,7 +298,7 @@ utsname this_system() {
   return system;
 }
 
-// What the value is computed from, laid out byte by byte.
+// The expected value, from its inputs laid out byte by byte.
 uint32_t value_for(timeval now, clock_t processor_time, const utsname& system) {
   const uint32_t numbers[] = {static_cast<uint32_t>(now.tv_sec),
                               static_cast<uint32_t>(now.tv_usec),
@@ -323,7 +322,7 @@ uint32_t value_for(timeval now, clock_t processor_time, const utsname& system) {
   return words[0] ^ words[1] ^ words[2];
 }
 
-// The processor time goes on while a value is made, so all the times in question are tried.
+// The processor time may advance during the call, so all possible times are tried.
 bool is_value_at(uint32_t value, timeval now, clock_t earliest, clock_t latest, const utsname& system) {
   for (clock_t time = earliest; time <= latest; ++time) {
     if (value_for(now, time, system) == value) {
@@ -342,16 +341,16 @@ bool makes_the_value_at(timeval now) {
   return is_value_at(value, now, before, after, this_system());
 }
 
-TEST(Md5RandomValue, IsADigestOfTheSurroundings) {
+TEST(Md5RandomValue, IsADigestOfTimeProcessAndSystem) {
   EXPECT_TRUE(makes_the_value_at({1234567890, 987654}));
   EXPECT_TRUE(makes_the_value_at({0, 0}));
   EXPECT_TRUE(makes_the_value_at({2147483647, 999999}));
 }
 
-// Only the superuser can take other ids than those that it has.
-TEST(Md5RandomValue, CountsTheRealUserAndGroup) {
+// Only root can change to other ids.
+TEST(Md5RandomValue, UsesTheRealUserAndGroup) {
   if (geteuid() != 0) {
-    GTEST_SKIP() << "needs the superuser";
+    GTEST_SKIP() << "needs root";
   }
   const support::ChildProcess child([] {
     if (setresgid(1001, 1002, 1003) == 0 && setresuid(2001, 2002, 2003) == 0 && makes_the_value_at({1, 2})) {
@@ -361,8 +360,8 @@ TEST(Md5RandomValue, CountsTheRealUserAndGroup) {
   EXPECT_EQ(child.out(), "yes\n");
 }
 
-// What cannot be found out counts as zeros: there is a value all the same.
-TEST(Md5RandomValue, CountsWhatCannotBeReadAsZeros) {
+// Inputs that cannot be read count as zeros.
+TEST(Md5RandomValue, UsesZerosForWhatCannotBeRead) {
   support::FakeClock clock_double;
   clock_double.set_wall({1234567890, 987654});
   const struct {
