@@ -1,5 +1,5 @@
-// Every check of the reactor, violated while the error handler returns. The reactor asks before its sets do, so that most
-// violations are reported by both.
+// Violates every contract of the reactor; the error handler returns. Most violations are reported twice: by the
+// reactor, then by its set.
 #include <gtest/gtest.h>
 #include <string.h>
 
@@ -64,7 +64,7 @@ void fill_timers(Select& reactor) {
   }
 }
 
-// A reactor that must be as good as new in the end.
+// A reactor that must still work after each violation.
 class SelectContracts : public ::testing::Test {
  protected:
   SelectContracts() { NUV_Select_construct(&reactor_); }
@@ -75,13 +75,13 @@ class SelectContracts : public ::testing::Test {
     NUV_Select_construct(&reactor_);
   }
 
-  // Takes out what a violation has left, and lives through a turn.
+  // Removes everything that the violation left, then runs a cycle.
   void expect_it_works() {
     for (const RemoveOperation& operation : kRemoveOperations) {
       SelectSet& set = (reactor_.*operation.sets)[operation.event_type];
       while (set.m_uCount > 0) {
         operation.call(&reactor_, set.m_pFirst->m_iFd);
-        contracts_.take();  // for as long as there are too many
+        contracts_.take();  // reported while the set is full
       }
       EXPECT_EQ(set.m_pFirst, nullptr);
     }
@@ -110,7 +110,7 @@ TEST_F(SelectContracts, EverySetOperationReportsANullCallback) {
     EXPECT_NE(operation.call(&reactor_, 1, nullptr, 0, nullptr), nullptr);
     EXPECT_EQ(contracts_.take(),
               (Reports{require_report(kFile, kHasCallback), require_report(kSetFile, kHasCallback)}));
-    // It is never called but counts as called, so that the cycle ends.
+    // It counts as called, so the cycle ends.
     clock_.answer_select({1, {1}, {1}, {1}});
     EXPECT_EQ(NUV_Select_process(&reactor_, nullptr), 1);
     expect_it_works();
@@ -125,17 +125,17 @@ TEST_F(SelectContracts, EverySetOperationReportsAFullSet) {
     const Reports expected = {require_report(kFile, room_text(operation.sets)),
                               require_report(kSetFile, "NUV_SelectSet_available( a_this) == 1")};
     EXPECT_NE(operation.call(&reactor_, 7, nullptr, 0, ignore), nullptr);
-    EXPECT_EQ(contracts_.take(), expected) << "a replacement";
+    EXPECT_EQ(contracts_.take(), expected) << "replaced";
     EXPECT_EQ(total(reactor_), 1024U);
     EXPECT_NE(operation.call(&reactor_, -1, nullptr, 0, ignore), nullptr);
-    EXPECT_EQ(contracts_.take(), expected) << "one more";
+    EXPECT_EQ(contracts_.take(), expected) << "added";
     EXPECT_EQ(total(reactor_), 1025U);
     expect_it_works();
   }
 }
 
-// The callback comes before the room.
-TEST_F(SelectContracts, EverySetOperationReportsAllThatIsWrong) {
+// The callback is checked before the room.
+TEST_F(SelectContracts, EverySetOperationReportsAllViolations) {
   for (const SetOperation& operation : kSetOperations) {
     SCOPED_TRACE(operation.name);
     start_again();
@@ -168,7 +168,7 @@ TEST_F(SelectContracts, EveryRemoveOperationReportsAFullSet) {
   }
 }
 
-TEST_F(SelectContracts, ADeferredRemovalFromAFullSetIsReportedTwice) {
+TEST_F(SelectContracts, DeferredRemovalFromAFullSetIsReportedTwice) {
   for (int fd = 0; fd < 1024; ++fd) {
     NUV_Select_setReadExternal(&reactor_, fd, &reactor_, 0, [](void* arg1, int32_t, uint32_t) -> int32_t {
       NUV_Select_removeReadExternal(static_cast<Select*>(arg1), 2);
@@ -199,7 +199,7 @@ TEST_F(SelectContracts, OtherEventTypesNameNoSet) {
   expect_it_works();
 }
 
-// A handler that returns leads into an assertion, so that only the first report can be seen.
+// After a handler that returns, an assertion aborts, so only the first report can be checked.
 TEST_F(SelectContracts, RemovingAnUnknownDescriptorIsReportedByItsSet) {
   for (const RemoveOperation& operation : kRemoveOperations) {
     SCOPED_TRACE(operation.name);
@@ -208,7 +208,7 @@ TEST_F(SelectContracts, RemovingAnUnknownDescriptorIsReportedByItsSet) {
   }
 }
 
-// What the pool reports when all of its ids are taken.
+// The pool's reports when all ids are taken.
 const Reports kNoId = {require_report(kPoolFile, "NUV_IndexPool_available( a_this) == 1"),
                        ensure_report(kPoolFile, "a_this->m_uSize > index"),
                        require_report(kPoolFile, "NUV_IndexPool_size( a_this) > a_index"),
@@ -234,7 +234,7 @@ const TimerRow kTimerRows[] = {
        EXPECT_EQ(NUV_Select_setTimeout(&reactor, kNow, nullptr, 0, nullptr), 0U);
        EXPECT_EQ(reactor.m_oTimeout.m_uCount, 1U);
        timeval none = kNow;
-       EXPECT_EQ(NUV_Select_process(&reactor, &none), 0) << "it goes, because it is due";
+       EXPECT_EQ(NUV_Select_process(&reactor, &none), 0) << "removed, because it is due";
      },
      {require_report(kFile, kHasCallback), require_report(kTimersFile, kHasCallback)},
      0},
@@ -244,7 +244,7 @@ const TimerRow kTimerRows[] = {
        EXPECT_EQ(NUV_Select_setTempTimeout(&reactor, kNow, nullptr, 0, nullptr), 0U);
        EXPECT_EQ(reactor.m_oTimeout.m_uCount, 1U);
        timeval none = kNow;
-       EXPECT_EQ(NUV_Select_process(&reactor, &none), 0) << "it goes, because it is due";
+       EXPECT_EQ(NUV_Select_process(&reactor, &none), 0) << "removed, because it is due";
      },
      {require_report(kFile, kHasCallback), require_report(kTimersFile, kHasCallback)},
      0},
@@ -260,7 +260,7 @@ const TimerRow kTimerRows[] = {
              require_report(kTimersFile, kHasCallback)} +
          kNoId,
      80},
-    // Room is required of these too, although they need none.
+    // These also require room, although they do not need it.
     {"updateTimeout without room",
      true,
      [](Select& reactor) {
@@ -275,7 +275,7 @@ const TimerRow kTimerRows[] = {
      [](Select& reactor) { NUV_Select_removeTimeout(&reactor, 5); },
      {require_report(kFile, kHasRoomForTimer), require_report(kTimersFile, "1 == NUV_TimeoutSet_available( a_this)")},
      79},
-    {"removeTimeout of nobody without room",
+    {"removeTimeout of an unknown id without room",
      true,
      [](Select& reactor) { NUV_Select_removeTimeout(&reactor, 80); },
      {require_report(kFile, kHasRoomForTimer), require_report(kTimersFile, "1 == NUV_TimeoutSet_available( a_this)")},
@@ -295,7 +295,7 @@ TEST_F(SelectContracts, OfTimersAreReportedAndLeaveAWorkingReactor) {
     EXPECT_EQ(contracts_.take(), row.reports);
     EXPECT_EQ(reactor_.m_oTimeout.m_uCount, row.left);
     if (row.left == 80) {
-      // Nothing is written behind the slots, where the pool's record stands.
+      // Nothing is written beyond the slots, where the pool's record is.
       EXPECT_EQ(memcmp(&before.m_rgRecv, &reactor_.m_oTimeout.m_rgRecv, sizeof before.m_rgRecv), 0);
       EXPECT_EQ(before.m_oIdPool.m_pPool, reactor_.m_oTimeout.m_oIdPool.m_pPool);
       EXPECT_EQ(before.m_oIdPool.m_uSize, reactor_.m_oTimeout.m_oIdPool.m_uSize);
@@ -304,7 +304,7 @@ TEST_F(SelectContracts, OfTimersAreReportedAndLeaveAWorkingReactor) {
   }
 }
 
-TEST_F(SelectContracts, WithoutMemoryForTimerIdsServesTimersAndDescriptors) {
+TEST_F(SelectContracts, ServesTimersAndDescriptorsWithoutMemoryForTimerIds) {
   Select reactor;
   {
     const FaultInjector no_memory("malloc", 1, ENOMEM);

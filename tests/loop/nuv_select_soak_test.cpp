@@ -1,5 +1,5 @@
-// The reactor under load, counted to the last byte: a thousand real descriptors, eighty timers, signals. A model beside
-// it knows before every turn which receivers have to be called in it, and which timers may.
+// The reactor under load: a thousand real descriptors, eighty timers and signals, with every byte counted. Before each
+// cycle a model predicts which receivers must be called, and which timers may be.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -27,9 +27,9 @@ constexpr size_t kFeeds = 1000;
 constexpr size_t kTimers = NUV_TIMEOUTSET_SIZE;
 constexpr size_t kMostTimers = 1000;
 constexpr int kArrivals = 20000;
-constexpr uint64_t kMostWaiting = 4096;  // a pipe takes sixteen times as much, so that it is always writable
+constexpr uint64_t kMostWaiting = 4096;  // a pipe holds 16 times as much, so it is always writable
 constexpr int kSignals = 200;
-constexpr int kMostTurns = 100000;  // many more than it takes: whatever is lost must not keep the test going for ever
+constexpr int kMostTurns = 100000;  // many more than needed; ends the test if something is lost
 
 constexpr uint32_t kInternal = NUV_SELECT_INTERNAL;
 constexpr uint32_t kExternal = NUV_SELECT_EXTERNAL;
@@ -45,23 +45,23 @@ int64_t microseconds_of(const timeval& time) {
   return time.tv_sec * 1000000 + time.tv_usec;
 }
 
-// ---- A descriptor and what the model knows of it ----
+// ---- A descriptor and its model ----
 
 struct Feed {
   enum class Life { kNone, kStays, kOneCycle };
 
-  int fd = -1;  // a pipe that is open at both ends
+  int fd = -1;  // both ends of a pipe
   uint32_t number = 0;
   uint64_t written = 0;
   uint64_t taken = 0;
 
   Life life = Life::kNone;  // of the read receiver
   uint32_t type = kInternal;
-  uint32_t generation = 0;  // which of its registrations it is
+  uint32_t generation = 0;  // counts its registrations
   bool has_writer = false;  // a one-cycle write receiver
   uint32_t writer_type = kInternal;
 
-  // In this turn.
+  // In this cycle.
   bool must_fire = false;
   bool writer_must_fire = false;
   uint32_t fired = 0;
@@ -73,7 +73,7 @@ struct Feed {
   uint32_t tag() const { return generation << 10 | number; }
 };
 
-// No two neighbours, in a pipe or among the pipes, carry the same.
+// Differs between neighbours in a pipe and between neighbouring pipes.
 uint8_t byte_of(uint32_t number, uint64_t position) {
   return static_cast<uint8_t>(number * 37 + position);
 }
@@ -84,7 +84,7 @@ void put_byte(int fd, uint8_t byte) {
   }
 }
 
-// ---- A timer and what the model knows of it ----
+// ---- A timer and its model ----
 
 struct Timer {
   uint32_t id = 0;
@@ -100,10 +100,10 @@ struct Timer {
 // ---- Signals ----
 
 volatile sig_atomic_t g_signals = 0;
-volatile sig_atomic_t g_signal_fd = -1;  // where the handler writes to, if it does
+volatile sig_atomic_t g_signal_fd = -1;  // the handler writes here, if not -1
 volatile sig_atomic_t g_signal_start = 0;
 
-// The descriptor is the first feed's.
+// Writes to the first feed.
 void note_alarm(int) {
   if (g_signal_fd >= 0) {
     put_byte(g_signal_fd, byte_of(0, static_cast<uint64_t>(g_signal_start + g_signals)));
@@ -111,20 +111,20 @@ void note_alarm(int) {
   }
 }
 
-// An alarm every millisecond, for as long as it lives.
+// An alarm every millisecond during its lifetime.
 class Alarms {
  public:
   Alarms() {
     struct sigaction action = {};
     action.sa_handler = note_alarm;
-    // Only select() is to be interrupted, and that is, whatever is said here.
+    // Restarts everything but select(), which is interrupted in any case.
     action.sa_flags = SA_RESTART;
     sigaction(SIGALRM, &action, &before_);
     const itimerval ticks = {{0, 1000}, {0, 1000}};
     setitimer(ITIMER_REAL, &ticks, nullptr);
   }
   ~Alarms() {
-    // An alarm that is still pending must not meet the handler from before, which may be the end of the process.
+    // A pending alarm must not reach the former handler, which may end the process.
     sigset_t alarm;
     sigset_t mask;
     sigemptyset(&alarm);
@@ -145,7 +145,7 @@ class Alarms {
   struct sigaction before_ = {};
 };
 
-// As many descriptors as select() knows, for as long as it lives.
+// Raises the limit to the descriptors that select() supports during its lifetime.
 class DescriptorLimit {
  public:
   DescriptorLimit() {
@@ -182,7 +182,7 @@ class Soak {
   Soak(const Soak&) = delete;
   Soak& operator=(const Soak&) = delete;
 
-  // Returns false when there are not so many descriptors to be had, or when they are not among those of select().
+  // Returns false if there are not enough descriptors below FD_SETSIZE.
   bool open_feeds();
 
   void register_all();
@@ -193,7 +193,7 @@ class Soak {
   void wait_for_signals();
   void remove_all();
 
-  // How often something was done that the test is there for.
+  // How often this event happened.
   int times(const std::string& what) const { return seen_.contains(what) ? seen_.at(what) : 0; }
 
   uint64_t written() const { return total(&Feed::written); }
@@ -204,7 +204,7 @@ class Soak {
   int32_t process(timeval* wait) { return NUV_Select_process(&reactor_, wait); }
 
  private:
-  // What the next turn has to do.
+  // The expected result of the next cycle.
   struct Prediction {
     bool is_internal_only = false;
     int32_t result = 0;
@@ -295,7 +295,7 @@ uint32_t Soak::receivers(uint32_t type) const {
   return count;
 }
 
-// ---- What is done to the reactor, and noted in the model ----
+// ---- Changes of the reactor and its model ----
 
 void Soak::set(Feed& feed, uint32_t type, Feed::Life life) {
   ++feed.generation;
@@ -331,7 +331,7 @@ void Soak::put(Feed& feed, uint32_t length) {
 void Soak::take(Feed& feed, uint64_t most) {
   std::vector<uint8_t> bytes(static_cast<size_t>(most));
   const ssize_t count = read(feed.fd, bytes.data(), bytes.size());
-  ASSERT_GT(count, 0) << "feed " << feed.number << " was called for nothing";
+  ASSERT_GT(count, 0) << "feed " << feed.number << " was called without data";
   for (ssize_t i = 0; i < count; ++i) {
     ASSERT_EQ(bytes[static_cast<size_t>(i)], byte_of(feed.number, feed.taken)) << "feed " << feed.number;
     ++feed.taken;
@@ -344,7 +344,7 @@ void Soak::add_timer() {
   }
   Timer timer;
   timer.is_one_shot = happens_once_in(4);
-  // While there are internal receivers a cycle has time for one timer; so many of them must not fall due too often.
+  // With internal receivers a cycle serves at most one timer, so timers must not fall due too often.
   timer.wanted = timer.is_one_shot ? 1 : 1 + random(12);
   timer.period = (100 + random(2000)) * kMillisecond;
   const int64_t delay = random(2000) * kMillisecond;
@@ -377,7 +377,7 @@ void Soak::update_any_timer() {
 
 // ---- Callbacks ----
 
-// One that still has something to be called for in this cycle is left alone, as the reactor demands.
+// Does not touch other receivers that are still to be called in this cycle: the reactor forbids that.
 void Soak::act_in_read(Feed& feed) {
   Feed& other = any_feed();
   switch (random(16)) {
@@ -464,10 +464,10 @@ int32_t Soak::on_write(void* soak, int32_t fd, uint32_t number) {
 
 int32_t Soak::on_timer(void* soak, timeval* remaining, uint32_t index) {
   auto& self = *static_cast<Soak*>(soak);
-  // Taken anew wherever timers may have been added.
+  // Looked up each time, because adding timers may move them.
   const auto timer = [&self, index]() -> Timer& { return self.timers_[index]; };
-  EXPECT_TRUE(timer().is_live) << "timer " << index << " is over";
-  EXPECT_LE(timer().due, self.now()) << "timer " << index << " is early";
+  EXPECT_TRUE(timer().is_live) << "timer " << index << " was called after its end";
+  EXPECT_LE(timer().due, self.now()) << "timer " << index << " fired early";
   ++timer().fired;
   ++timer().fired_in_turn;
   if (timer().fired == timer().wanted) {
@@ -510,7 +510,7 @@ int32_t Soak::on_timer(void* soak, timeval* remaining, uint32_t index) {
   return timer().is_live ? 1 : 0;
 }
 
-// ---- One turn ----
+// ---- One cycle ----
 
 void Soak::act_outside() {
   if (happens_once_in(4)) {
@@ -554,7 +554,7 @@ void Soak::act_outside() {
   }
 }
 
-// The wait until a timer that is overdue already would be negative, which select() refuses.
+// The wait for an overdue timer would be negative, which select() refuses.
 bool Soak::is_any_timer_overdue() const {
   return std::any_of(timers_.begin(), timers_.end(),
                      [this](const Timer& timer) { return timer.is_live && timer.due < mark_; });
@@ -581,7 +581,7 @@ Soak::Prediction Soak::predict() {
     expect_calls(kInternal, true, true);
     return prediction;
   }
-  // The poll of the internal ones comes to an end without a callback, and purges.
+  // The poll of the internal receivers ends without a callback and purges.
   purge_model(kInternal);
   uint32_t budget = has_internal ? 1 : kUnlimited;
   if (is_any_timer_overdue()) {
@@ -601,7 +601,7 @@ Soak::Prediction Soak::predict() {
   return prediction;
 }
 
-// What ends with a cycle of its type.
+// Removes the receivers that last for one cycle of this type.
 void Soak::purge_model(uint32_t type) {
   for (Feed& feed : feeds_) {
     if (feed.life == Feed::Life::kOneCycle && feed.type == type) {
@@ -613,7 +613,7 @@ void Soak::purge_model(uint32_t type) {
   }
 }
 
-// The test ends with the first failure: what follows from that is of no interest.
+// Stops the test at the first failure, because later ones only follow from it.
 bool Soak::goes_well() {
   EXPECT_LT(++turns_, kMostTurns);
   return !testing::Test::HasFailure();
@@ -718,7 +718,7 @@ void Soak::run() {
   }
 }
 
-// Nothing comes any more, and nobody does anything but read: what is left is read, and timers run to their end.
+// No more data arrives and callbacks only read: reads the rest, and lets the timers run out.
 void Soak::calm_down() {
   is_calm_ = true;
   const auto is_live = [](const Timer& timer) { return timer.is_live; };
@@ -729,8 +729,8 @@ void Soak::calm_down() {
   register_all();
 }
 
-// Every signal leaves a byte for the first feed, which is an external one. The reactor waits without a bound, so that
-// only a signal ends the wait.
+// Each signal writes a byte to the first feed, which is external. The reactor waits without a bound, so only a signal
+// ends the wait.
 void Soak::wait_for_signals() {
   Feed& feed = feeds_[0];
   remove(feed);
@@ -762,14 +762,14 @@ void Soak::remove_all() {
 
 // ---- Tests ----
 
-TEST(SelectSoak, ServesAThousandDescriptorsAndEightyTimersToTheLastByte) {
+TEST(SelectSoak, ServesAThousandDescriptorsAndEightyTimers) {
   const DescriptorLimit limit;
   const size_t descriptors = count_open_descriptors();
   {
     const auto soak = std::make_unique<Soak>();
     if (!soak->open_feeds()) {
       GTEST_SKIP() << "no " << kFeeds << " descriptors below " << FD_SETSIZE
-                   << " to be had: the limit is too low, or the test program has inherited too many";
+                   << ": the limit is too low, or the test program has inherited too many";
     }
     soak->register_all();
     soak->fill_timers();

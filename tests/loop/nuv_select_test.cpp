@@ -44,7 +44,7 @@ constexpr timeval kNow = {0, 0};
 constexpr timeval kSoon = {3, 0};
 constexpr timeval kLater = {1000000, 0};
 
-// More callbacks than any turn here makes: one that does not end must not fill the memory.
+// More callbacks than any cycle here makes; keeps a cycle that does not end from filling the memory.
 constexpr size_t kEndless = 10000;
 
 using Fds = std::vector<int>;
@@ -64,8 +64,8 @@ int32_t ignore_timer(void* /*arg1*/, timeval* /*time*/, uint32_t /*arg2*/) {
   return 1;
 }
 
-// A reactor whose clock and select() obey the test. Its callbacks write into a log: "r5" for the read receiver of
-// descriptor 5, "w5" and "e5" likewise, "t3" for the timer with the number 3. A test can plan an action for each.
+// A reactor with a fake clock and select(). Its callbacks write to a log: "r5" for the read receiver of descriptor 5,
+// "w5" and "e5" for write and exception, "t3" for timer 3. A test can plan an action for each.
 class SelectTest : public ::testing::Test {
  protected:
   SelectTest() { NUV_Select_construct(&reactor_); }
@@ -99,7 +99,7 @@ class SelectTest : public ::testing::Test {
   Time remaining(uint32_t slot) const { return pair_of(reactor_.m_oTimeout.m_rgRecv[slot].m_oTime); }
   Time mark() const { return pair_of(reactor_.m_oLastTime); }
 
-  // All descriptors of a select(), those to read first.
+  // All descriptors of a select(), read descriptors first.
   static Fds descriptors(const SelectCall& call) {
     Fds fds = call.read;
     fds.insert(fds.end(), call.write.begin(), call.write.end());
@@ -107,7 +107,7 @@ class SelectTest : public ::testing::Test {
     return fds;
   }
 
-  // The one select() since the last look.
+  // The only select() since the last check.
   SelectCall only_select() {
     const std::vector<SelectCall> calls = clock_.take_selects();
     EXPECT_EQ(calls.size(), 1U);
@@ -142,7 +142,7 @@ class SelectTest : public ::testing::Test {
   Log log_;
 };
 
-// --- Life ---
+// --- Construction and destruction ---
 
 TEST_F(SelectTest, StartsEmptyWithItsTimeAtNow) {
   Select reactor;
@@ -171,7 +171,7 @@ TEST_F(SelectTest, StartsAtZeroWhenTheClockCannotBeRead) {
   NUV_Select_destruct(&reactor);
 }
 
-// The leak sanitizer sees what is not freed.
+// LeakSanitizer reports receivers that are not freed.
 TEST_F(SelectTest, DestructFreesTheReceiversOfAllSets) {
   Select reactor;
   NUV_Select_construct(&reactor);
@@ -194,7 +194,7 @@ TEST_F(SelectTest, EverySetOperationRegistersInItsSet) {
     const NUV_SelectRecv* receiver = operation.call(&reactor_, 42, &context, 0xFEDCBA98, ignore_descriptor);
     ASSERT_NE(receiver, nullptr);
     EXPECT_EQ((reactor_.*operation.sets)[operation.event_type].m_pFirst, receiver);
-    EXPECT_EQ(total(reactor_), 1U) << "in no other set";
+    EXPECT_EQ(total(reactor_), 1U) << "and in no other set";
     EXPECT_EQ(receiver->m_iFd, 42);
     EXPECT_EQ(receiver->m_pArg1, &context);
     EXPECT_EQ(receiver->m_uArg2, 0xFEDCBA98);
@@ -298,7 +298,7 @@ TEST_F(SelectTest, SleepsThroughABoundWithNothingRegistered) {
   EXPECT_EQ(mark(), Time(1000, 200000));
 }
 
-// The three kinds of receivers of one event type arrive in the three arguments, and nothing of the other type does.
+// The three arguments of select() hold the receivers of one event type and none of the other.
 TEST_F(SelectTest, WaitsForInternalReceiversAloneWithoutABound) {
   const struct {
     const char* name;
@@ -326,11 +326,11 @@ TEST_F(SelectTest, WaitsForInternalReceiversAloneWithoutABound) {
     EXPECT_EQ(call.except, row.except);
     EXPECT_EQ(call.wait_address, nullptr);
     EXPECT_EQ(take_log(), row.log);
-    EXPECT_EQ(mark(), before) << "internal cycles leave the time mark alone";
+    EXPECT_EQ(mark(), before) << "internal cycles do not move the time mark";
   }
 }
 
-TEST_F(SelectTest, ExternalReceiversAreWaitedForOnTheirOwn) {
+TEST_F(SelectTest, WaitsForExternalReceiversAlone) {
   read_external(1);
   read_external(2);
   write_external(3);
@@ -345,7 +345,7 @@ TEST_F(SelectTest, ExternalReceiversAreWaitedForOnTheirOwn) {
   EXPECT_EQ(take_log(), Log{"w3"});
 }
 
-// Anything else to wait for turns the wait for internal receivers into a poll, which an external cycle follows.
+// With anything else to wait for, internal receivers are polled, and an external cycle follows.
 TEST_F(SelectTest, PollsInternalReceiversFirst) {
   timeval timeout = {7, 0};
   const struct {
@@ -405,11 +405,11 @@ TEST_F(SelectTest, WaitsForTheNearestOfItsBounds) {
       {"a timer alone", {{3, 4}}, {}, {3, 4}},
       {"two timers", {{8, 0}, {3, 0}}, {}, {3, 0}},
       {"a due timer", {{0, 0}}, {}, {0, 0}},
-      // Without a bound of the caller's, the longest wait is 999999.999999 seconds.
+      // Without a bound from the caller, the longest wait is 999999.999999 seconds.
       {"a timer before the longest wait", {{999999, 999998}}, {}, {999999, 999998}},
       {"a timer at the longest wait", {{999999, 999999}}, {}, {999999, 999999}},
       {"a timer after the longest wait", {{1000000, 0}}, {}, {999999, 999999}},
-      // A bound of the caller's replaces the longest wait.
+      // A bound from the caller replaces the longest wait.
       {"a longer bound", {{2000000, 0}}, timeval{1500000, 0}, {1500000, 0}},
   };
   for (const auto& row : kCases) {
@@ -423,12 +423,12 @@ TEST_F(SelectTest, WaitsForTheNearestOfItsBounds) {
     const SelectCall call = only_select();
     ASSERT_TRUE(call.wait.has_value());
     EXPECT_EQ(pair_of(*call.wait), row.wait);
-    EXPECT_EQ(call.wait_address == &timeout, row.timers.empty()) << "with timers, the caller's timeval is left alone";
+    EXPECT_EQ(call.wait_address == &timeout, row.timers.empty()) << "with timers, the caller's timeval is not passed";
     EXPECT_EQ(pair_of(timeout), pair_of(row.timeout.value_or(timeval{0, 0})));
   }
 }
 
-TEST_F(SelectTest, DescriptorsOutsideOfAnFdSetAreWaitedForInVain) {
+TEST_F(SelectTest, DescriptorsOutsideOfAnFdSetAreNeverReady) {
   for (const int fd : {-1, 1024, INT32_MAX, INT32_MIN}) {
     SCOPED_TRACE(fd);
     start_again();
@@ -481,7 +481,7 @@ TEST_F(SelectTest, ReturnsWhatTheLastSelectReturned) {
   }
 }
 
-TEST_F(SelectTest, AFailedPollIsFollowedByAnExternalCycleWithItsBudget) {
+TEST_F(SelectTest, FailedPollIsFollowedByAnExternalCycleWithItsBudget) {
   read(1);
   read_external(2);
   timer(0, kNow);
@@ -489,12 +489,12 @@ TEST_F(SelectTest, AFailedPollIsFollowedByAnExternalCycleWithItsBudget) {
   clock_.answer_select({-1, {}, {}, {}, {0, 0}, EINTR});
   clock_.answer_select({1, {2}, {}, {}});
   EXPECT_EQ(process(), 1);
-  EXPECT_EQ(take_log(), Log{"r2"}) << "one callback, and none is left for the timer";
+  EXPECT_EQ(take_log(), Log{"r2"}) << "one callback uses up the budget of the timer";
   EXPECT_EQ(clock_.take_selects().size(), 2U);
 }
 
-// select() leaves the sets alone when it fails, so that they name every receiver: none of them is called.
-TEST_F(SelectTest, AnInterruptedWaitServesTheTimersOnly) {
+// A failed select() does not change the sets, which then contain all descriptors; no receiver may be called.
+TEST_F(SelectTest, InterruptedWaitServesOnlyTimers) {
   read_external(1);
   write_external(1);
   except_external(1);
@@ -503,12 +503,12 @@ TEST_F(SelectTest, AnInterruptedWaitServesTheTimersOnly) {
   clock_.answer_select({-1, {}, {}, {}, {5, 0}, EINTR});
   EXPECT_EQ(process(), -1);
   EXPECT_EQ(take_log(), Log{"t0"});
-  EXPECT_EQ(clock_.take_selects().size(), 1U) << "not tried again";
+  EXPECT_EQ(clock_.take_selects().size(), 1U) << "not repeated";
   EXPECT_EQ(mark(), Time(1005, 0));
-  EXPECT_EQ(total(reactor_), 3U) << "the one-cycle receiver had its cycle";
+  EXPECT_EQ(total(reactor_), 3U) << "the one-cycle receiver is removed";
 }
 
-TEST_F(SelectTest, AnOverdueTimerMakesSelectFailAndFires) {
+TEST_F(SelectTest, OverdueTimerMakesSelectFailAndFires) {
   one_shot(0, {-1, 0});
   read_external(1);
   clock_.advance({0, 1});
@@ -520,7 +520,7 @@ TEST_F(SelectTest, AnOverdueTimerMakesSelectFailAndFires) {
 
 // --- Dispatching ---
 
-TEST_F(SelectTest, ServesReadThenWriteThenExceptionTheNewestFirst) {
+TEST_F(SelectTest, ServesReadThenWriteThenExceptionEachNewestFirst) {
   for (const int fd : {1, 2}) {
     except_external(fd);
     write_external(fd);
@@ -531,18 +531,18 @@ TEST_F(SelectTest, ServesReadThenWriteThenExceptionTheNewestFirst) {
   EXPECT_EQ(take_log(), (Log{"r2", "r1", "w2", "w1", "e2", "e1"}));
 }
 
-TEST_F(SelectTest, PassesOverTheSetsUntilTheCountIsMade) {
+TEST_F(SelectTest, RepeatsPassesUntilTheCountIsReached) {
   const struct {
     const char* name;
     SelectAnswer answer;
     Log log;
   } kCases[] = {
-      {"nothing is owed", {0, {1}, {1}, {1}}, {}},
-      {"a pass is finished although the count is made", {1, {1}, {1}, {1}}, {"r1", "w1", "e1"}},
-      {"the pass makes the count", {3, {1}, {1}, {1}}, {"r1", "w1", "e1"}},
-      {"one is owed after the pass", {4, {1}, {1}, {1}}, {"r1", "w1", "e1", "r1", "w1", "e1"}},
-      {"two passes make the count", {2, {1}, {}, {}}, {"r1", "r1"}},
-      {"three passes make the count", {5, {}, {1}, {1}}, {"w1", "e1", "w1", "e1", "w1", "e1"}},
+      {"count 0", {0, {1}, {1}, {1}}, {}},
+      {"a pass is completed after the count is reached", {1, {1}, {1}, {1}}, {"r1", "w1", "e1"}},
+      {"one pass reaches the count", {3, {1}, {1}, {1}}, {"r1", "w1", "e1"}},
+      {"one callback is missing after the pass", {4, {1}, {1}, {1}}, {"r1", "w1", "e1", "r1", "w1", "e1"}},
+      {"two passes reach the count", {2, {1}, {}, {}}, {"r1", "r1"}},
+      {"three passes reach the count", {5, {}, {1}, {1}}, {"w1", "e1", "w1", "e1", "w1", "e1"}},
   };
   for (const auto& row : kCases) {
     SCOPED_TRACE(row.name);
@@ -564,8 +564,8 @@ TEST_F(SelectTest, PassesOverTheSetsUntilTheCountIsMade) {
   }
 }
 
-// The callback that it took away is still owed, and the one that is left makes up for it.
-TEST_F(SelectTest, ACallbackThatRemovesAnotherReadyReceiverIsCalledAgain) {
+// The removed receiver still counts, so the remaining one is called again instead.
+TEST_F(SelectTest, CallbackThatRemovesAnotherReadyReceiverIsCalledAgain) {
   read_external(1);
   read_external(2);
   actions_["r2"] = [this] { NUV_Select_removeReadExternal(&reactor_, 1); };
@@ -574,7 +574,7 @@ TEST_F(SelectTest, ACallbackThatRemovesAnotherReadyReceiverIsCalledAgain) {
   EXPECT_EQ(take_log(), (Log{"r2", "r2"}));
   EXPECT_EQ(total(reactor_), 1U);
 
-  // In the next cycle nothing is left of it.
+  // The next cycle is normal again.
   clock_.take_selects();
   clock_.answer_select({1, {2}, {}, {}});
   actions_.clear();
@@ -582,8 +582,9 @@ TEST_F(SelectTest, ACallbackThatRemovesAnotherReadyReceiverIsCalledAgain) {
   EXPECT_EQ(only_select().read, Fds{2});
 }
 
-// With none left that could make up for it, the passes go on for ever: applications leave other ready receivers alone.
-TEST_F(SelectTest, ACycleThatNobodyCanFinishDoesNotEnd) {
+// If no receiver is left to reach the count, the passes never end. Hence applications must not remove other ready
+// receivers.
+TEST_F(SelectTest, CycleThatCannotReachItsCountDoesNotEnd) {
   read_external(1);
   read_external(2);
   actions_["r2"] = [this] {
@@ -598,7 +599,7 @@ TEST_F(SelectTest, ACycleThatNobodyCanFinishDoesNotEnd) {
       /*deadline_seconds=*/1);
   EXPECT_TRUE(child.has_timed_out()) << child.outcome();
 
-  // With one owed only, the same cycle ends.
+  // With a count of one, the same cycle ends.
   clock_.answer_select({1, {1, 2}, {}, {}});
   EXPECT_EQ(process(), 1);
   EXPECT_EQ(take_log(), Log{"r2"});
@@ -614,14 +615,14 @@ TEST_F(SelectTest, RemovalsFromSetsThatAreNotDispatchingAreImmediate) {
     NUV_Select_removeReadExternal(&reactor_, 1);
     EXPECT_EQ(total(reactor_), 1U);
     NUV_Select_removeRead(&reactor_, 1);
-    EXPECT_EQ(total(reactor_), 1U) << "this one waits for the end of the cycle";
+    EXPECT_EQ(total(reactor_), 1U) << "removed at the end of the cycle";
   };
   clock_.answer_select({1, {1}, {}, {}});
   EXPECT_EQ(process(), 1);
   EXPECT_EQ(total(reactor_), 0U);
 }
 
-TEST_F(SelectTest, CallbacksRegisterWhatTheyLike) {
+TEST_F(SelectTest, CallbacksMayRegisterReceivers) {
   read(1);
   actions_["r1"] = [this] {
     read(2);
@@ -654,13 +655,13 @@ TEST_F(SelectTest, ServesInternalReceiversAloneWhileAnyIsReady) {
   EXPECT_EQ(process(), 1);
   EXPECT_EQ(take_log(), Log{"r1"});
   EXPECT_EQ(clock_.take_selects().size(), 1U);
-  EXPECT_EQ(remaining(0), Time(0, 0)) << "timers are not aged";
+  EXPECT_EQ(remaining(0), Time(0, 0)) << "timers do not age";
   EXPECT_EQ(mark(), Time(1000, 0));
 
   clock_.answer_select({0, {}, {}, {}});
   clock_.answer_select({1, {2}, {}, {}});
   EXPECT_EQ(process(), 1);
-  EXPECT_EQ(take_log(), Log{"r2"}) << "the budget is spent";
+  EXPECT_EQ(take_log(), Log{"r2"}) << "the budget is used up";
   EXPECT_EQ(remaining(0), Time(-1, 0));
   EXPECT_EQ(mark(), Time(1001, 0));
 
@@ -681,8 +682,8 @@ TEST_F(SelectTest, InternalCyclesHaveNoBudget) {
   EXPECT_EQ(take_log(), (Log{"r2", "r1", "w1", "e1"}));
 }
 
-// While internal receivers exist, an external cycle may make one callback. The set that makes it is served completely,
-// though, and a budget that falls below zero by one is unlimited from there on.
+// While internal receivers exist, an external cycle has a budget of one callback. But each set is served completely,
+// and a budget that falls below zero wraps and is unlimited from then on.
 TEST_F(SelectTest, ExternalCyclesBesideInternalReceiversHaveABudgetOfOne) {
   const struct {
     const char* name;
@@ -694,14 +695,14 @@ TEST_F(SelectTest, ExternalCyclesBesideInternalReceiversHaveABudgetOfOne) {
       {"one read event leaves nothing for the timers", {1, {1}, {}, {}}, {"r1"}},
       {"one write event leaves nothing for the timers", {1, {}, {1}, {}}, {"w1"}},
       {"one exception leaves nothing for the timers", {1, {}, {}, {1}}, {"e1"}},
-      {"the read event spends what the write event needs", {2, {1}, {1}, {}}, {"r1"}},
-      {"the write event spends what the exception needs", {2, {}, {1}, {1}}, {"w1"}},
-      {"the exception spends what a second pass needs", {2, {}, {}, {1}}, {"e1"}},
-      {"two of a set wrap the budget", {2, {1, 2}, {}, {}}, {"r2", "r1", "t0", "t1", "t2"}},
-      {"and the other sets are served", {4, {1, 2}, {1}, {1}}, {"r2", "r1", "w1", "e1", "t0", "t1", "t2"}},
-      {"two of a later set wrap it too", {2, {}, {}, {1, 2}}, {"e2", "e1", "t0", "t1", "t2"}},
+      {"a read event leaves nothing for a write event", {2, {1}, {1}, {}}, {"r1"}},
+      {"a write event leaves nothing for an exception", {2, {}, {1}, {1}}, {"w1"}},
+      {"an exception leaves nothing for a second pass", {2, {}, {}, {1}}, {"e1"}},
+      {"two in a set wrap the budget", {2, {1, 2}, {}, {}}, {"r2", "r1", "t0", "t1", "t2"}},
+      {"after the wrap, the other sets are served", {4, {1, 2}, {1}, {1}}, {"r2", "r1", "w1", "e1", "t0", "t1", "t2"}},
+      {"two in a later set also wrap it", {2, {}, {}, {1, 2}}, {"e2", "e1", "t0", "t1", "t2"}},
       {"a second pass after the wrap", {3, {1, 2}, {}, {}}, {"r2", "r1", "r2", "r1", "t0", "t1", "t2"}},
-      {"three of a set", {4, {1, 2, 3}, {1}, {}}, {"r3", "r2", "r1", "w1", "t0", "t1", "t2"}},
+      {"three in a set", {4, {1, 2, 3}, {1}, {}}, {"r3", "r2", "r1", "w1", "t0", "t1", "t2"}},
   };
   for (const auto& row : kCases) {
     SCOPED_TRACE(row.name);
@@ -721,7 +722,7 @@ TEST_F(SelectTest, ExternalCyclesBesideInternalReceiversHaveABudgetOfOne) {
     EXPECT_EQ(process(), row.answer.result);
     EXPECT_EQ(take_log(), row.log);
     for (const uint32_t slot : {0U, 1U, 2U}) {
-      EXPECT_EQ(remaining(slot), Time(-1, 0)) << "all timers age, fired or not";
+      EXPECT_EQ(remaining(slot), Time(-1, 0)) << "all timers age, even those that did not fire";
     }
   }
 }
@@ -751,8 +752,8 @@ TEST_F(SelectTest, TimersAgeByTheTimeSinceTheLastMark) {
   EXPECT_EQ(mark(), Time(1003, 750000));
 }
 
-// The mark is set after the timers have called back: what they take is on nobody's account.
-TEST_F(SelectTest, TheTimeThatTimersTakeIsNotCounted) {
+// The mark is set after the timer callbacks, so the time spent in them ages no timer.
+TEST_F(SelectTest, TimeSpentInTimerCallbacksAgesNoTimer) {
   timer(0, {1, 0});
   timer(1, {20, 0});
   actions_["t0"] = [this] { clock_.advance({3, 0}); };
@@ -779,7 +780,7 @@ TEST_F(SelectTest, TimersFireAfterTheirWait) {
   EXPECT_EQ(pair_of(clock_.now()), Time(1005, 1));
 }
 
-TEST_F(SelectTest, ADelayCountsFromTheLastMark) {
+TEST_F(SelectTest, DelayCountsFromTheLastMark) {
   clock_.advance({0, 300000});
   timer(0, {1, 0});
   EXPECT_EQ(process({0, 699999}), 0);
@@ -805,23 +806,23 @@ TEST_F(SelectTest, TimersCatchUpAfterInternalCycles) {
   EXPECT_EQ(mark(), Time(1004, 0));
 }
 
-// A clock that does not lie behind the mark counts as wrapped, one that stands still as well.
-TEST_F(SelectTest, AClockThatDoesNotAdvanceCountsAsWrapped) {
+// A clock at or before the mark counts as wrapped.
+TEST_F(SelectTest, ClockThatDoesNotAdvanceCountsAsWrapped) {
   const struct {
     const char* name;
     timeval mark;
     timeval now;
     Time elapsed;
   } kCases[] = {
-      {"a microsecond on", {1000, 300000}, {1000, 300001}, {0, 1}},
+      {"a microsecond forward", {1000, 300000}, {1000, 300001}, {0, 1}},
       {"into the next second", {1000, 999999}, {1001, 0}, {0, 1}},
       {"standing still", {1000, 300000}, {1000, 300000}, {2147483647, 999999}},
       {"standing still on a full second", {1000, 0}, {1000, 0}, {2147483647, 999999}},
       {"a microsecond back", {1000, 300000}, {1000, 299999}, {2147483647, 999998}},
       {"a second and more back", {1000, 300000}, {999, 100000}, {2147483646, 799999}},
-      {"into the second before", {1000, 0}, {999, 500000}, {2147483647, 499999}},
+      {"into the previous second", {1000, 0}, {999, 500000}, {2147483647, 499999}},
       {"back to zero", {1000, 300000}, {0, 0}, {2147482647, 699999}},
-      {"back over all of the range", {2147483647, 999999}, {0, 1}, {0, 1}},
+      {"back over the whole range", {2147483647, 999999}, {0, 1}, {0, 1}},
   };
   for (const auto& row : kCases) {
     SCOPED_TRACE(row.name);
@@ -839,15 +840,15 @@ TEST_F(SelectTest, AClockThatDoesNotAdvanceCountsAsWrapped) {
   }
 }
 
-TEST_F(SelectTest, AClockThatStandsStillMakesEveryTimerDue) {
+TEST_F(SelectTest, ClockThatStandsStillMakesEveryTimerDue) {
   timer(0, {5, 0});
   EXPECT_EQ(process(kNow), 0);
   EXPECT_EQ(take_log(), Log{"t0"});
   EXPECT_EQ(remaining(0), Time(-2147483643, 1));
 }
 
-// Two cycles within a microsecond read the same time: the clock is read until it has moved.
-TEST_F(SelectTest, AClockThatHasNotMovedYetIsReadAgain) {
+// Two cycles within a microsecond read the same time. The clock is read until it advances.
+TEST_F(SelectTest, ClockThatHasNotAdvancedIsReadAgain) {
   for (const uint32_t still : {0U, 1U, 2U, 100U, 9999U}) {
     SCOPED_TRACE(still);
     start_again();
@@ -858,12 +859,12 @@ TEST_F(SelectTest, AClockThatHasNotMovedYetIsReadAgain) {
     EXPECT_EQ(take_log(), Log{});
     EXPECT_EQ(remaining(0), Time(4, 999999));
     EXPECT_EQ(mark(), pair_of(clock_.now()));
-    EXPECT_EQ(clock_.take_readings(), still + 2) << "until it moves, and for the mark";
+    EXPECT_EQ(clock_.take_readings(), still + 2) << "until it advances, and for the mark";
   }
 }
 
-// The mark may stand where the reading did, which the next cycle finds again.
-TEST_F(SelectTest, AClockThatHasNotMovedSinceTheLastTimersIsReadAgain) {
+// The mark may equal the last reading, so the next cycle may read the same time.
+TEST_F(SelectTest, ClockThatHasNotAdvancedSinceTheLastTimersIsReadAgain) {
   timer(0, {5, 0});
   clock_.advance({1, 0});
   for (const Time& left : {Time(4, 0), Time(3, 999999), Time(3, 999998)}) {
@@ -874,8 +875,8 @@ TEST_F(SelectTest, AClockThatHasNotMovedSinceTheLastTimersIsReadAgain) {
   EXPECT_EQ(take_log(), Log{});
 }
 
-// Each reactor has a mark of its own.
-TEST_F(SelectTest, ASecondReactorInTheSameMicrosecondIsNoReasonToFire) {
+// Each reactor has its own mark.
+TEST_F(SelectTest, SecondReactorInTheSameMicrosecondFiresNoTimer) {
   Select other;
   NUV_Select_construct(&other);
   NUV_Select_setTimeout(&other, {5, 0}, this, 9, note_timer);
@@ -892,7 +893,7 @@ TEST_F(SelectTest, ASecondReactorInTheSameMicrosecondIsNoReasonToFire) {
   NUV_Select_destruct(&other);
 }
 
-TEST_F(SelectTest, AClockThatStandsStillIsNotReadForEver) {
+TEST_F(SelectTest, ClockThatStandsStillIsNotReadForEver) {
   timer(0, {5, 0});
   clock_.take_readings();
   clock_.stand_still(10000, {0, 1});
@@ -901,17 +902,17 @@ TEST_F(SelectTest, AClockThatStandsStillIsNotReadForEver) {
   EXPECT_EQ(clock_.take_readings(), 10001U);
 }
 
-TEST_F(SelectTest, WithoutTimersTheClockIsReadOncePerCycleAndOnceForTheMark) {
+TEST_F(SelectTest, ReadsTheClockTwicePerCycle) {
   clock_.take_readings();
   EXPECT_EQ(process(kNow), 0);
   EXPECT_EQ(clock_.take_readings(), 2U);
   timer(0, {5, 0});
   clock_.advance({1, 0});
   EXPECT_EQ(process(kNow), 0);
-  EXPECT_EQ(clock_.take_readings(), 2U) << "nor is a clock that has moved read more often";
+  EXPECT_EQ(clock_.take_readings(), 2U) << "the same with timers, if the clock advances";
 }
 
-TEST_F(SelectTest, AClockThatFailsWhileItStandsStillHasNotMoved) {
+TEST_F(SelectTest, ClockThatFailsWhileItStandsStillCountsAsUnchanged) {
   timer(0, {5, 0});
   const FaultInjector failing("clock_gettime", 3, EPERM);
   EXPECT_EQ(process(kNow), 0);
@@ -921,13 +922,13 @@ TEST_F(SelectTest, AClockThatFailsWhileItStandsStillHasNotMoved) {
   EXPECT_EQ(mark(), Time(1000, 0));
 }
 
-// The time is not lost: it is made up for when the clock can be read again.
-TEST_F(SelectTest, AClockThatCannotBeReadHasNotMoved) {
+// No time is lost: the next reading that succeeds includes it.
+TEST_F(SelectTest, ClockThatCannotBeReadCountsAsUnchanged) {
   timer(0, {10, 0});
   timer(1, kNow);
   clock_.fail_with(EPERM);
   EXPECT_EQ(process({3, 0}), 0);
-  EXPECT_EQ(take_log(), Log{"t1"}) << "what is due already fires all the same";
+  EXPECT_EQ(take_log(), Log{"t1"}) << "a timer that is already due fires anyway";
   EXPECT_EQ(remaining(0), Time(10, 0));
   EXPECT_EQ(mark(), Time(1000, 0));
   clock_.fail_with(0);
@@ -937,7 +938,7 @@ TEST_F(SelectTest, AClockThatCannotBeReadHasNotMoved) {
   EXPECT_EQ(mark(), Time(1003, 0));
 }
 
-TEST_F(SelectTest, ATimerAddedByADescriptorCallbackIsAgedByTheWholeCycle) {
+TEST_F(SelectTest, TimerAddedByADescriptorCallbackAgesByTheWholeCycle) {
   read_external(1);
   actions_["r1"] = [this] { timer(0, {5, 0}); };
   clock_.answer_select({1, {1}, {}, {}, {4, 0}});
@@ -959,7 +960,7 @@ TEST_F(SelectTest, TimersRemovedByATimerArePurgedInTheSameCycle) {
   EXPECT_EQ(timer(3, kLater), 1U) << "the id is free again";
 }
 
-TEST_F(SelectTest, ATimerRemovedByADescriptorCallbackGoesAtOnce) {
+TEST_F(SelectTest, TimerRemovedByADescriptorCallbackIsRemovedAtOnce) {
   timer(0, {1, 0});
   read_external(1);
   actions_["r1"] = [this] {
@@ -973,7 +974,7 @@ TEST_F(SelectTest, ATimerRemovedByADescriptorCallbackGoesAtOnce) {
 
 // --- The purge ---
 
-TEST_F(SelectTest, OneCycleReceiversGoWithTheCycleOfTheirType) {
+TEST_F(SelectTest, OneCycleReceiversEndWithACycleOfTheirType) {
   const auto add_all = [this] {
     for (const SetOperation& operation : kSetOperations) {
       operation.call(&reactor_, 5, this, 'x', note);
@@ -986,7 +987,7 @@ TEST_F(SelectTest, OneCycleReceiversGoWithTheCycleOfTheirType) {
   constexpr std::array<uint32_t, 3> kAll = {1, 1, 1};
   constexpr std::array<uint32_t, 3> kNone = {0, 0, 0};
 
-  // The last registrations in the table are those for one cycle. An internal cycle that serves something:
+  // The last operations in the table register for one cycle. Here an internal cycle serves one of them.
   add_all();
   clock_.answer_select({1, {5}, {}, {}});
   EXPECT_EQ(process(), 1);
@@ -994,7 +995,7 @@ TEST_F(SelectTest, OneCycleReceiversGoWithTheCycleOfTheirType) {
   EXPECT_EQ(counts(0), kNone);
   EXPECT_EQ(counts(1), kAll);
 
-  // A poll that finds nothing, and the external cycle after it.
+  // An empty poll and the external cycle after it.
   add_all();
   clock_.answer_select({0, {}, {}, {}});
   clock_.answer_select({0, {}, {}, {}});
@@ -1004,7 +1005,7 @@ TEST_F(SelectTest, OneCycleReceiversGoWithTheCycleOfTheirType) {
   EXPECT_EQ(take_log(), Log{});
 }
 
-TEST_F(SelectTest, AOneCycleReceiverThatIsRegisteredAgainLivesOn) {
+TEST_F(SelectTest, OneCycleReceiverThatIsRegisteredAgainStays) {
   actions_["r1"] = [this] { read(1); };
   NUV_Select_setTempRead(&reactor_, 1, this, 'r', note);
   clock_.answer_select({1, {1}, {}, {}});
@@ -1012,7 +1013,7 @@ TEST_F(SelectTest, AOneCycleReceiverThatIsRegisteredAgainLivesOn) {
   EXPECT_EQ(total(reactor_), 1U);
 }
 
-// Whatever the cycle was about, marked timers leave with it.
+// Even a cycle that serves no timers.
 TEST_F(SelectTest, EveryCyclePurgesTheTimers) {
   read(1);
   timer(0, kLater);
@@ -1041,9 +1042,8 @@ TEST_F(SelectTest, WithoutMemoryRegistersNothing) {
   }
 }
 
-// Whichever reading of an external cycle fails: no time is lost, and none is counted twice. Without the first mark of
-// all, a timer is as old as the clock.
-TEST_F(SelectTest, AClockThatFailsOnceCostsNoTime) {
+// If any reading in an external cycle fails, no time is lost or counted twice. If the first mark fails, it is zero.
+TEST_F(SelectTest, ClockThatFailsOnceLosesNoTime) {
   constexpr Time kLeft[] = {{998985, 0}, {999985, 0}, {999985, 0}, {999985, 0}};
   const int reads = each_fault("clock_gettime", {EINVAL, EPERM}, [&](Fault& fault) {
     clock_.set({1000, 0});
@@ -1062,10 +1062,10 @@ TEST_F(SelectTest, AClockThatFailsOnceCostsNoTime) {
   EXPECT_EQ(reads, 3);
 }
 
-// --- Abuse ---
+// --- Misuse ---
 
-// A turn inside a turn is no way to write a daemon, but it touches no memory that is gone.
-TEST_F(SelectTest, SurvivesATurnInsideACallback) {
+// No daemon should do this, but no freed memory is used.
+TEST_F(SelectTest, SurvivesProcessInsideACallback) {
   read_external(1);
   read_external(2);
   NUV_Select_setTempReadExternal(&reactor_, 3, this, 'r', note);
@@ -1075,25 +1075,24 @@ TEST_F(SelectTest, SurvivesATurnInsideACallback) {
     NUV_Select_removeReadExternal(&reactor_, 2);
     clock_.answer_select({1, {1}, {}, {}, {2, 0}});
     EXPECT_EQ(process(), 1);
-    EXPECT_EQ(total(reactor_), 3U) << "the outer turn still walks over them";
+    EXPECT_EQ(total(reactor_), 3U) << "the outer cycle still walks over them";
   };
   actions_["t0"] = [this] {
     actions_["t0"] = {};
     timer(1, {9, 0});
     clock_.advance({1, 0});
-    EXPECT_EQ(process(kNow), -1) << "the timer that runs is overdue";
+    EXPECT_EQ(process(kNow), -1) << "the running timer is overdue";
   };
   clock_.answer_select({2, {1, 3}, {}, {}});
   EXPECT_EQ(process(), 2);
-  EXPECT_EQ(take_log(), (Log{"r3", "r1", "t0", "t0", "r1", "t1"})) << "the inner turn left the clock on the mark";
+  EXPECT_EQ(take_log(), (Log{"r3", "r1", "t0", "t0", "r1", "t1"})) << "after the inner cycle the clock is at the mark";
   EXPECT_EQ(total(reactor_), 1U);
   EXPECT_EQ(reactor_.m_oTimeout.m_uCount, 1U);
   EXPECT_EQ(NUV_IndexPool_busy(&reactor_.m_oTimeout.m_oIdPool), 1U);
 }
 
-// --- With the system's own select() ---
+// --- With the real select() ---
 
-// A pipe that keeps its ends for the test.
 class Pipe {
  public:
   Pipe() { EXPECT_EQ(pipe(ends_), 0); }
@@ -1117,7 +1116,7 @@ class Pipe {
   int ends_[2] = {-1, -1};
 };
 
-// A reactor in the real world. What is received is appended to a text.
+// A reactor with the real clock and select(). Received bytes are appended to a text.
 class SelectPipeTest : public ::testing::Test {
  protected:
   SelectPipeTest() { NUV_Select_construct(&reactor_); }
@@ -1160,7 +1159,7 @@ class SelectPipeTest : public ::testing::Test {
   ContractRecorder contracts_;
 };
 
-TEST_F(SelectPipeTest, ReadsWhatIsThere) {
+TEST_F(SelectPipeTest, ReadsAvailableData) {
   Pipe pipe;
   NUV_Select_setReadExternal(&reactor_, pipe.out(), this, 0, receive);
   EXPECT_EQ(poll(), 0);
@@ -1198,7 +1197,7 @@ TEST_F(SelectPipeTest, WaitsOnInternalPipesAlone) {
   EXPECT_EQ(process(), 0) << "nothing is left to wait for";
 }
 
-TEST_F(SelectPipeTest, WritesOnceIntoAPipeAndReadsItInTheSameTurn) {
+TEST_F(SelectPipeTest, WritesOnceIntoAPipeAndReadsItInTheSameCycle) {
   Pipe pipe;
   NUV_Select_setReadExternal(&reactor_, pipe.out(), this, 0, receive);
   NUV_Select_setTempWriteExternal(&reactor_, pipe.in(), this, 'w', send);
@@ -1209,7 +1208,7 @@ TEST_F(SelectPipeTest, WritesOnceIntoAPipeAndReadsItInTheSameTurn) {
   EXPECT_EQ(total(reactor_), 1U);
 }
 
-TEST_F(SelectPipeTest, TheClosedEndOfAPipeIsReadable) {
+TEST_F(SelectPipeTest, ClosedEndOfAPipeIsReadable) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   close(ends[1]);
@@ -1219,7 +1218,7 @@ TEST_F(SelectPipeTest, TheClosedEndOfAPipeIsReadable) {
   close(ends[0]);
 }
 
-TEST_F(SelectPipeTest, AClosedDescriptorMakesEveryTurnFail) {
+TEST_F(SelectPipeTest, ClosedDescriptorMakesEveryCycleFail) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   close(ends[0]);
@@ -1229,8 +1228,8 @@ TEST_F(SelectPipeTest, AClosedDescriptorMakesEveryTurnFail) {
   EXPECT_EQ(text_, "");
 }
 
-// Neither is tried again, whatever the reason: the next turn does.
-TEST_F(SelectPipeTest, AFailedSelectServesNobodyUntilTheNextTurn) {
+// A failed select() is not repeated for any error; the next call of process does that.
+TEST_F(SelectPipeTest, FailedSelectServesNoReceiver) {
   const int selects = each_fault("select", {EINTR, EBADF, ENOMEM, EINVAL}, [this](Fault& fault) {
     text_.clear();
     Pipe internal;
@@ -1243,10 +1242,10 @@ TEST_F(SelectPipeTest, AFailedSelectServesNobodyUntilTheNextTurn) {
     const int32_t served = fault.during([&] { return NUV_Select_process(&reactor_, &none); });
     if (fault.nth() == 2) {
       EXPECT_EQ(served, -1);
-      EXPECT_EQ(text_, ".") << "timers are served all the same";
+      EXPECT_EQ(text_, ".") << "timers are served anyway";
     } else {
-      EXPECT_EQ(served, 1) << "a poll that fails finds nothing";
-      EXPECT_EQ(text_, "E") << "the budget is spent";
+      EXPECT_EQ(served, 1) << "a failed poll counts as empty";
+      EXPECT_EQ(text_, "E") << "the budget is used up";
     }
     EXPECT_EQ(NUV_Select_process(&reactor_, &none), fault.nth() == 2 ? 1 : -1) << "the timer is overdue";
     EXPECT_EQ(text_, fault.nth() == 2 ? ".E" : "E.");
@@ -1256,14 +1255,14 @@ TEST_F(SelectPipeTest, AFailedSelectServesNobodyUntilTheNextTurn) {
   EXPECT_EQ(selects, 2);
 }
 
-TEST_F(SelectPipeTest, AnOverdueTimerFiresAtOnce) {
+TEST_F(SelectPipeTest, OverdueTimerFiresAtOnce) {
   NUV_Select_setTimeout(&reactor_, {-1, 0}, this, 0, tick);
-  EXPECT_EQ(process(), -1) << "no select() takes a wait below zero";
+  EXPECT_EQ(process(), -1) << "select() refuses a negative wait";
   EXPECT_EQ(text_, ".");
   EXPECT_EQ(process(), 0);
 }
 
-TEST_F(SelectPipeTest, ADueTimerFiresBesideAReadyPipe) {
+TEST_F(SelectPipeTest, DueTimerFiresTogetherWithAReadyPipe) {
   Pipe pipe;
   pipe.put('a');
   NUV_Select_setReadExternal(&reactor_, pipe.out(), this, 0, receive);
@@ -1272,53 +1271,53 @@ TEST_F(SelectPipeTest, ADueTimerFiresBesideAReadyPipe) {
   EXPECT_EQ(text_, "a.");
 }
 
-// ---- Looking before waiting ----
+// ---- Polling before waiting ----
 
 constexpr timeval kMillisecond = {0, 1000};
-constexpr int kCyclesBeforeTheFirstLook = 16;
+constexpr int kFirstThreshold = 16;
 
-// Cycles that have events one after the other. The clock moves in each, so that it does not count as wrapped.
-class LookTest : public SelectTest {
+// A reactor with events in successive cycles. The clock advances in each, so it does not count as wrapped.
+class PollFirstTest : public SelectTest {
  protected:
-  LookTest() { read_external(3); }
+  PollFirstTest() { read_external(3); }
 
   void answer_event() { clock_.answer_select({1, {3}, {}, {}, kMillisecond}); }
   void answer_nothing() { clock_.answer_select({0, {}, {}, {}}); }
 
-  // So many events that the next cycle looks first.
+  // Serves as many events as it takes for the next cycle to poll first.
   void get_busy() {
-    for (int i = 0; i < kCyclesBeforeTheFirstLook; ++i) {
+    for (int i = 0; i < kFirstThreshold; ++i) {
       answer_event();
       EXPECT_EQ(process(), 1);
-      EXPECT_FALSE(is_look(only_select())) << i;
+      EXPECT_FALSE(is_poll(only_select())) << i;
     }
     take_log();
   }
 
-  static bool is_look(const SelectCall& call) { return call.wait && pair_of(*call.wait) == Time(0, 0); }
+  static bool is_poll(const SelectCall& call) { return call.wait && pair_of(*call.wait) == Time(0, 0); }
 
-  // What the select() calls since the last time were: "look" or "wait".
+  // The select() calls since the last check, each "poll" or "wait".
   Log take_calls() {
     Log calls;
     for (const SelectCall& call : clock_.take_selects()) {
       EXPECT_EQ(descriptors(call), Fds{3});
-      calls.push_back(is_look(call) ? "look" : "wait");
+      calls.push_back(is_poll(call) ? "poll" : "wait");
     }
     return calls;
   }
 };
 
-TEST_F(LookTest, ABusyReactorLooksFirstAndNeedsNotWait) {
+TEST_F(PollFirstTest, BusyReactorPollsAndDoesNotWait) {
   get_busy();
   for (int i = 0; i < 5; ++i) {
     answer_event();
     EXPECT_EQ(process(), 1);
     EXPECT_EQ(take_log(), Log{"r3"});
-    EXPECT_EQ(take_calls(), Log{"look"});
+    EXPECT_EQ(take_calls(), Log{"poll"});
   }
 }
 
-TEST_F(LookTest, AfterALookInVainItWaitsForTheSameAsEver) {
+TEST_F(PollFirstTest, WaitsForTheSameAfterAnEmptyPoll) {
   struct Case {
     const char* name;
     std::optional<timeval> timer;
@@ -1333,7 +1332,7 @@ TEST_F(LookTest, AfterALookInVainItWaitsForTheSameAsEver) {
     if (row.timer) {
       timer(0, *row.timer);
     }
-    for (int i = 0; i < kCyclesBeforeTheFirstLook; ++i) {
+    for (int i = 0; i < kFirstThreshold; ++i) {
       answer_event();
       EXPECT_EQ(process(), 1);
     }
@@ -1352,90 +1351,90 @@ TEST_F(LookTest, AfterALookInVainItWaitsForTheSameAsEver) {
       EXPECT_EQ(call.write, Fds{4});
       EXPECT_EQ(call.except, Fds{5});
     }
-    EXPECT_TRUE(is_look(calls[0]));
+    EXPECT_TRUE(is_poll(calls[0]));
     ASSERT_EQ(calls[1].wait.has_value(), row.timer.has_value());
     if (row.timer) {
-      EXPECT_EQ(pair_of(*calls[1].wait), Time(999999, 984000)) << "what is left after sixteen cycles";
+      EXPECT_EQ(pair_of(*calls[1].wait), Time(999999, 984000)) << "the rest after 16 cycles";
     }
   }
 }
 
-// A daemon that mostly sleeps: each look is in vain, and there is soon one in a thousand events only.
-TEST_F(LookTest, LooksInVainBecomeRare) {
-  std::vector<int> looks;
+// In a daemon that mostly sleeps every poll is empty; soon only one in a thousand events is polled for.
+TEST_F(PollFirstTest, EmptyPollsBecomeRare) {
+  std::vector<int> polls;
   int last = 1;
-  int distance = kCyclesBeforeTheFirstLook;
+  int distance = kFirstThreshold;
   for (int cycle = 1; cycle <= 6000; ++cycle) {
-    const bool look_is_due = cycle == last + distance;
-    if (look_is_due) {
+    const bool poll_is_due = cycle == last + distance;
+    if (poll_is_due) {
       answer_nothing();
     }
     answer_event();
     ASSERT_EQ(process(), 1) << cycle;
-    ASSERT_EQ(take_calls(), look_is_due ? (Log{"look", "wait"}) : Log{"wait"}) << cycle;
-    if (look_is_due) {
-      looks.push_back(cycle);
+    ASSERT_EQ(take_calls(), poll_is_due ? (Log{"poll", "wait"}) : Log{"wait"}) << cycle;
+    if (poll_is_due) {
+      polls.push_back(cycle);
       last = cycle;
       distance = std::min(distance * 2, 1024);
     }
     take_log();
   }
-  EXPECT_EQ(looks, (std::vector<int>{17, 49, 113, 241, 497, 1009, 2033, 3057, 4081, 5105}));
+  EXPECT_EQ(polls, (std::vector<int>{17, 49, 113, 241, 497, 1009, 2033, 3057, 4081, 5105}));
 }
 
-// Events in bursts: what a look has found brings the next look near, even after some in vain.
-TEST_F(LookTest, ALookThatHasFoundSomethingBringsTheNextOneNear) {
+// Events come in bursts: a successful poll lowers the threshold for the next, even after empty polls.
+TEST_F(PollFirstTest, SuccessfulPollLowersTheThreshold) {
   get_busy();
   for (int burst = 0; burst < 3; ++burst) {
     SCOPED_TRACE(burst);
     answer_event();
     EXPECT_EQ(process(), 1);
-    EXPECT_EQ(take_calls(), Log{"look"});
-    // The burst is over, the next one comes after a wait; its second event is waited for as well.
+    EXPECT_EQ(take_calls(), Log{"poll"});
+    // The first two events of the next burst come after a wait.
     answer_nothing();
     answer_event();
     EXPECT_EQ(process(), 1);
-    EXPECT_EQ(take_calls(), (Log{"look", "wait"}));
+    EXPECT_EQ(take_calls(), (Log{"poll", "wait"}));
     answer_event();
     EXPECT_EQ(process(), 1);
     EXPECT_EQ(take_calls(), Log{"wait"});
   }
 }
 
-TEST_F(LookTest, ACycleWithoutEventsEndsTheBusyTime) {
+TEST_F(PollFirstTest, CycleWithoutEventsEndsTheStreak) {
   get_busy();
   one_shot(0, kSoon);
   answer_nothing();
   answer_nothing();
   EXPECT_EQ(process(), 0);
-  EXPECT_EQ(take_calls(), (Log{"look", "wait"}));
-  // It takes twice as many events now.
-  for (int i = 0; i < 2 * kCyclesBeforeTheFirstLook; ++i) {
+  EXPECT_EQ(take_calls(), (Log{"poll", "wait"}));
+  // The threshold has doubled.
+  for (int i = 0; i < 2 * kFirstThreshold; ++i) {
     answer_event();
     EXPECT_EQ(process(), 1);
     EXPECT_EQ(take_calls(), Log{"wait"}) << i;
   }
   answer_event();
   EXPECT_EQ(process(), 1);
-  EXPECT_EQ(take_calls(), Log{"look"});
+  EXPECT_EQ(take_calls(), Log{"poll"});
 }
 
-TEST_F(LookTest, AWaitThatRunsOutMeansThatNobodyIsBusy) {
-  for (int i = 1; i < kCyclesBeforeTheFirstLook; ++i) {
+TEST_F(PollFirstTest, WaitThatTimesOutEndsTheStreak) {
+  for (int i = 1; i < kFirstThreshold; ++i) {
     answer_event();
     EXPECT_EQ(process(), 1);
   }
   one_shot(0, kSoon);
   EXPECT_EQ(process(), 0);
   clock_.take_selects();
-  get_busy();  // from the beginning
+  get_busy();  // from the start
   answer_event();
   EXPECT_EQ(process(), 1);
-  EXPECT_EQ(take_calls(), Log{"look"});
+  EXPECT_EQ(take_calls(), Log{"poll"});
 }
 
-// A signal that came before the wait must end the turn: the daemon wants to see what its handler has left.
-TEST_F(LookTest, ALookThatFailsEndsTheWaitBeforeItBegins) {
+// A signal before the wait must end the call of process, so that the daemon can react to what its handler did.
+TEST_F(PollFirstTest, FailedPollIsNotFollowedByAWait) {
   for (const int error : {EINTR, EBADF}) {
     SCOPED_TRACE(error);
     start_again();
@@ -1444,15 +1443,15 @@ TEST_F(LookTest, ALookThatFailsEndsTheWaitBeforeItBegins) {
     one_shot(0, kMillisecond);
     clock_.answer_select({-1, {}, {}, {}, kMillisecond, error});
     EXPECT_EQ(process(), -1);
-    EXPECT_EQ(take_calls(), Log{"look"});
+    EXPECT_EQ(take_calls(), Log{"poll"});
     EXPECT_EQ(take_log(), Log{"t0"}) << "timers are served";
     EXPECT_EQ(mark(), pair_of(clock_.now()));
-    // Of a look that has failed nothing is learnt, but the cycle had no events.
+    // A failed poll does not change the threshold, but the cycle without events ends the streak.
     get_busy();
   }
 }
 
-TEST_F(LookTest, LooksNeverWhereThereIsNothingToWait) {
+TEST_F(PollFirstTest, DoesNotPollIfThereIsNoWait) {
   struct Case {
     const char* name;
     std::optional<timeval> timeout;
@@ -1461,12 +1460,12 @@ TEST_F(LookTest, LooksNeverWhereThereIsNothingToWait) {
     int result;
   };
   const Case kCases[] = {
-      {"no wait wanted", kNow, {}, {0, 0}, 0},
-      {"no wait wanted, a timer ahead", kNow, kSoon, {0, 0}, 0},
+      {"a bound of zero", kNow, {}, {0, 0}, 0},
+      {"a bound of zero, and a timer", kNow, kSoon, {0, 0}, 0},
       {"a timer is due", {}, kNow, {0, 0}, 0},
       {"a timer is overdue", {}, timeval{-1, 0}, {-1, 0}, -1},
       {"a timer is overdue by microseconds", {}, timeval{0, -1}, {0, -1}, -1},
-      {"less than nothing", {}, timeval{1, -1}, {1, -1}, -1},
+      {"a negative time with positive seconds", {}, timeval{1, -1}, {1, -1}, -1},
   };
   for (const Case& row : kCases) {
     SCOPED_TRACE(row.name);
@@ -1481,8 +1480,8 @@ TEST_F(LookTest, LooksNeverWhereThereIsNothingToWait) {
   }
 }
 
-// select() tells the rest of the wait in the caller's timeval, so that one goes to select() itself, every time.
-TEST_F(LookTest, TheCallersOwnTimevalIsNeverLeftOut) {
+// select() writes the rest of the wait into the caller's timeval, which must be passed in every call.
+TEST_F(PollFirstTest, CallersTimevalIsAlwaysPassed) {
   get_busy();
   timeval timeout = {7, 0};
   answer_event();
@@ -1492,7 +1491,7 @@ TEST_F(LookTest, TheCallersOwnTimevalIsNeverLeftOut) {
   EXPECT_EQ(pair_of(*call.wait), Time(7, 0));
 }
 
-TEST_F(LookTest, WithATimerTheCallersTimevalStaysAsItIs) {
+TEST_F(PollFirstTest, WithATimerTheCallersTimevalIsUnchanged) {
   timer(0, kSoon);
   get_busy();
   timeval timeout = {7, 0};
@@ -1506,27 +1505,27 @@ TEST_F(LookTest, WithATimerTheCallersTimevalStaysAsItIs) {
   EXPECT_EQ(pair_of(*calls[1].wait), Time(2, 984000));
 }
 
-TEST_F(LookTest, InternalReceiversArePolledFirstAllTheSame) {
+TEST_F(PollFirstTest, InternalReceiversAreStillPolledBefore) {
   get_busy();
   read(1);
-  answer_nothing();  // the poll
-  answer_nothing();  // the look
+  answer_nothing();  // the poll of the internal receivers
+  answer_nothing();  // the poll of the external receivers
   answer_event();
   EXPECT_EQ(process(), 1);
   const std::vector<SelectCall> calls = clock_.take_selects();
   ASSERT_EQ(calls.size(), 3U);
   EXPECT_EQ(calls[0].read, Fds{1});
-  EXPECT_TRUE(is_look(calls[0]));
+  EXPECT_TRUE(is_poll(calls[0]));
   EXPECT_EQ(calls[1].read, Fds{3});
-  EXPECT_TRUE(is_look(calls[1]));
+  EXPECT_TRUE(is_poll(calls[1]));
   EXPECT_EQ(calls[2].read, Fds{3});
   EXPECT_FALSE(calls[2].wait);
 }
 
-// Polls of internal descriptors cost no wait, and say nothing about one.
-TEST_F(LookTest, PollsAreNoLooks) {
+// Polls of internal receivers replace no wait, so they do not count.
+TEST_F(PollFirstTest, PollsOfInternalReceiversDoNotCount) {
   read(1);
-  for (int i = 0; i < 3 * kCyclesBeforeTheFirstLook; ++i) {
+  for (int i = 0; i < 3 * kFirstThreshold; ++i) {
     clock_.answer_select({1, {1}, {}, {}});
     EXPECT_EQ(process(), 1);
     EXPECT_EQ(clock_.take_selects().size(), 1U);
@@ -1535,17 +1534,17 @@ TEST_F(LookTest, PollsAreNoLooks) {
   get_busy();
 }
 
-TEST_F(LookTest, AReactorOfInternalReceiversLooksAsWell) {
+TEST_F(PollFirstTest, ReactorOfInternalReceiversAlsoPollsFirst) {
   NUV_Select_removeReadExternal(&reactor_, 3);
   read(3);
   get_busy();
   answer_nothing();
   answer_event();
   EXPECT_EQ(process(), 1);
-  EXPECT_EQ(take_calls(), (Log{"look", "wait"}));
+  EXPECT_EQ(take_calls(), (Log{"poll", "wait"}));
 }
 
-TEST_F(LookTest, AnotherReactorTakesOverWithItsFirstEvents) {
+TEST_F(PollFirstTest, AnotherReactorTakesOverWithItsFirstEvents) {
   get_busy();
   Select other;
   NUV_Select_construct(&other);
@@ -1555,19 +1554,19 @@ TEST_F(LookTest, AnotherReactorTakesOverWithItsFirstEvents) {
   NUV_Select_setTempTimeout(&other, kSoon, this, 0, note_timer);
   EXPECT_EQ(NUV_Select_process(&other, &timeout), 0);
   clock_.take_selects();
-  // It had no events, so that the busy one is still the busy one.
+  // The other one had no events, so the policy still belongs to the first.
   answer_event();
   EXPECT_EQ(process(), 1);
-  EXPECT_EQ(take_calls(), Log{"look"});
+  EXPECT_EQ(take_calls(), Log{"poll"});
 
   answer_event();
   EXPECT_EQ(NUV_Select_process(&other, nullptr), 1);
   EXPECT_EQ(take_calls(), Log{"wait"});
-  get_busy();  // from the beginning
+  get_busy();  // from the start
   NUV_Select_destruct(&other);
 }
 
-TEST_F(LookTest, ANewReactorInTheOldOnesPlaceLearnsAnew) {
+TEST_F(PollFirstTest, NewReactorAtTheSameAddressStartsAgain) {
   get_busy();
   start_again();
   read_external(3);

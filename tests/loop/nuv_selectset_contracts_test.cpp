@@ -1,4 +1,4 @@
-// Every check of the select set, violated while the error handler returns.
+// Violates every contract of the select set; the error handler returns.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <string.h>
@@ -37,7 +37,7 @@ int32_t ignore(void* /*arg1*/, int32_t /*fd*/, uint32_t /*arg2*/) {
 }
 
 int32_t fail(void* /*arg1*/, int32_t /*fd*/, uint32_t /*arg2*/) {
-  ADD_FAILURE() << "nobody's turn";
+  ADD_FAILURE() << "called";
   return 0;
 }
 
@@ -57,7 +57,7 @@ fd_set everybody() {
   return all;
 }
 
-// Calls all receivers with a descriptor of an fd_set.
+// Calls all receivers whose descriptors fit into an fd_set.
 uint32_t process(SelectSet& set) {
   const fd_set ready = everybody();
   return NUV_SelectSet_process(&set, kUnlimited, &ready);
@@ -113,14 +113,14 @@ TEST_P(SelectSetContracts, AreReportedAndLeaveAWorkingSet) {
 }
 
 const Row kRows[] = {
-    // It counts as called, so that a reactor does not wait for it for ever.
+    // It counts as called, so that a reactor does not wait for it.
     {"setReceiverWithoutACallback",
      [](SelectSet& set) {
        EXPECT_NE(add(set, 7, /*temp=*/0, nullptr), nullptr);
        EXPECT_EQ(process(set), 3U);
      },
      {require_report(kFile, kHasCallback)}},
-    // Room is required even where none is needed.
+    // Room is required even if it is not needed.
     {"setReceiverOfAKnownDescriptorInAFullSet",
      [](SelectSet& set) {
        fill(set);
@@ -130,7 +130,7 @@ const Row kRows[] = {
        EXPECT_EQ(set.m_uCount, 1024U);
      },
      {require_report(kFile, kHasRoom)}},
-    // The handler that returns gets its way, and one receiver too many.
+    // The set then has one receiver too many.
     {"setReceiverInAFullSet",
      [](SelectSet& set) {
        fill(set);
@@ -143,13 +143,13 @@ const Row kRows[] = {
        EXPECT_EQ(NUV_SelectSet_available(&set), 1);
      },
      {require_report(kFile, kHasRoom), require_report(kFile, kHasRoomAfterwards)}},
-    {"setReceiverOfNothingInAFullSet",
+    {"setReceiverWithoutACallbackInAFullSet",
      [](SelectSet& set) {
        fill(set);
        ASSERT_NE(add(set, -1, /*temp=*/1, nullptr), nullptr);
      },
      {require_report(kFile, kHasCallback), require_report(kFile, kHasRoom)}},
-    // The immediate removal has made room when the set looks for it, the deferred one has not.
+    // An immediate removal makes room before the check, a deferred one does not.
     {"removeReceiverFromAFullSetInADispatch",
      [](SelectSet& set) {
        fill(set);
@@ -162,7 +162,7 @@ const Row kRows[] = {
        set.m_pFirst->m_pRecvFunc = ignore;
      },
      {require_report(kFile, kHasRoomAfterwards)}},
-    // In a dispatch nothing is unlinked, so that there is nothing to be damaged either.
+    // During a dispatch nothing is unlinked, so nothing aborts.
     {"removeAnUnknownDescriptorInADispatch",
      [](SelectSet& set) {
        set.m_pFirst->m_pRecvFunc = [](void* arg1, int32_t, uint32_t) -> int32_t {
@@ -182,7 +182,7 @@ const Row kRows[] = {
        EXPECT_EQ(NUV_SelectSet_process(&set, kUnlimited, nullptr), 0U);
      },
      {require_report(kFile, kHasFdSet)}},
-    // The purge needs no fd_set.
+    // The purge does not use the fd_set.
     {"purgeWithoutAnFdSet",
      [](SelectSet& set) {
        add(set, 7, /*temp=*/1);
@@ -194,7 +194,7 @@ const Row kRows[] = {
 
 INSTANTIATE_TEST_SUITE_P(All, SelectSetContracts, ::testing::ValuesIn(kRows), support::kNameOfRow);
 
-// A handler that returns leads on into the C library's assertion, for a set with other receivers and for an empty one.
+// After a handler that returns, the C library's assertion aborts, with or without other receivers in the set.
 TEST(SelectSetContractsOfMembership, RemovingAnUnknownDescriptorAborts) {
   constexpr char kExpression[] =
       R"(*_p_!=((void *)0) && "element is not member of the container, use DELETE_IF_MEMBER instead"!=((void *)0))";
@@ -209,7 +209,7 @@ TEST(SelectSetContractsOfMembership, RemovingAnUnknownDescriptorAborts) {
       for (int32_t fd = 0; fd < others; ++fd) {
         add(set, fd);
       }
-      // The reports outlive the process on its standard output.
+      // Prints the reports to standard output before the process ends.
       signal(SIGABRT, [](int) {
         for (const Report& report : contracts.take()) {
           std::printf("%u|%s|%s\n", report.type, report.file->c_str(), report.text->c_str());
@@ -226,7 +226,7 @@ TEST(SelectSetContractsOfMembership, RemovingAnUnknownDescriptorAborts) {
     EXPECT_EQ(child.err(), std::string(program_invocation_short_name) + ": " + kPlace + ":58: " + kFunction +
                                ": Assertion `" + kExpression + "' failed.\n");
 #else
-    // Another C library words the line in its own way.
+    // Other C libraries word the line differently.
     for (const char* part : {kExpression, kPlace, kFunction, "58"}) {
       EXPECT_NE(child.err().find(part), std::string::npos) << part;
     }

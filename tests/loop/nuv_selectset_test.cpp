@@ -30,10 +30,10 @@ constexpr uint8_t kStays = 0;
 constexpr uint8_t kOneCycle = 1;
 constexpr uint32_t kUnlimited = 0xFFFFFFFF;
 
-// Descriptors that no fd_set has a bit for.
+// Descriptors without a bit in an fd_set.
 constexpr int32_t kStrangers[] = {-1, -2, -1024, INT32_MIN, 1024, 1025, 65536, INT32_MAX};
 
-// More than any list or dispatch here holds: one that does not end must not fill the memory.
+// More than any list or dispatch here has; keeps an endless one from filling the memory.
 constexpr size_t kEndless = 10000;
 
 using Fds = std::vector<int32_t>;
@@ -51,14 +51,14 @@ bool same(const fd_set& a, const fd_set& b) {
   return memcmp(&a, &b, sizeof a) == 0;
 }
 
-// An fd_set between bytes that nobody may touch.
+// An fd_set between guard bytes.
 struct GuardedFdSet {
   uint8_t before[256];
   fd_set set;
   uint8_t after[256];
 };
 
-// A set whose callbacks note their descriptor and then do what the test has planned for it.
+// A set whose callbacks record their descriptor and then run the test's planned action for it.
 class SelectSetTest : public ::testing::Test {
  protected:
   SelectSetTest() { NUV_SelectSet_construct(&set_); }
@@ -86,7 +86,7 @@ class SelectSetTest : public ::testing::Test {
     NUV_SelectSet_internalRemoveDeleted(&set_, &unused);
   }
 
-  // The descriptors that were called, in their order.
+  // Returns the descriptors that were called, in order.
   Fds process(const Fds& ready, uint32_t budget = kUnlimited) {
     const fd_set ready_set = fd_set_of(ready);
     const uint32_t fired = NUV_SelectSet_process(&set_, budget, &ready_set);
@@ -94,7 +94,7 @@ class SelectSetTest : public ::testing::Test {
     return std::exchange(fired_, {});
   }
 
-  // The descriptors of the list, in its order. The count agrees with it.
+  // Returns the descriptors of the list, in order, and checks the count.
   Fds list() const {
     Fds fds;
     for (const NUV_SelectRecv* receiver = set_.m_pFirst; receiver != nullptr; receiver = receiver->m_pNext) {
@@ -126,7 +126,7 @@ class SelectSetTest : public ::testing::Test {
   ContractRecorder contracts_;
 };
 
-TEST_F(SelectSetTest, StartsEmptyWhateverTheRecordHeld) {
+TEST_F(SelectSetTest, ConstructEmptiesTheRecord) {
   SelectSet set;
   memset(&set, 0xA5, sizeof set);
   ASSERT_EQ(NUV_SelectSet_construct(&set), 1);
@@ -137,8 +137,8 @@ TEST_F(SelectSetTest, StartsEmptyWhateverTheRecordHeld) {
   NUV_SelectSet_destruct(&set);
 }
 
-// The leak sanitizer sees to it that all records are freed.
-TEST_F(SelectSetTest, DestructLeavesTheFieldsAsTheyWere) {
+// LeakSanitizer reports records that are not freed.
+TEST_F(SelectSetTest, DestructLeavesTheFieldsUnchanged) {
   SelectSet set;
   NUV_SelectSet_construct(&set);
   NUV_SelectSet_setReceiver(&set, 3, this, 0, kStays, note);
@@ -182,7 +182,7 @@ TEST_F(SelectSetTest, ReplacesTheReceiverOfAKnownDescriptor) {
   NUV_SelectRecv* receiver = add(2, kOneCycle);
   add(3);
   EXPECT_EQ(NUV_SelectSet_setReceiver(&set_, 2, &context, 9, kStays, other), receiver);
-  EXPECT_EQ(list(), (Fds{3, 2, 1})) << "it keeps its place";
+  EXPECT_EQ(list(), (Fds{3, 2, 1})) << "at the same position";
   EXPECT_EQ(receiver->m_pArg1, &context);
   EXPECT_EQ(receiver->m_uArg2, 9U);
   EXPECT_EQ(receiver->m_bTemp, 0);
@@ -192,7 +192,7 @@ TEST_F(SelectSetTest, ReplacesTheReceiverOfAKnownDescriptor) {
   EXPECT_EQ(set_.m_uCount, 3U);
 }
 
-TEST_F(SelectSetTest, CallsBackWithItsArgumentsAndItsDescriptor) {
+TEST_F(SelectSetTest, PassesArgumentsAndDescriptorToTheCallback) {
   struct Call {
     int32_t fd = 0;
     uint32_t arg2 = 0;
@@ -208,7 +208,7 @@ TEST_F(SelectSetTest, CallsBackWithItsArgumentsAndItsDescriptor) {
   EXPECT_EQ(call.arg2, 0xFEDCBA98);
 }
 
-TEST_F(SelectSetTest, IgnoresWhatCallbacksReturn) {
+TEST_F(SelectSetTest, IgnoresTheResultsOfCallbacks) {
   for (const int32_t result : {0, 1, -1}) {
     SCOPED_TRACE(result);
     int32_t returned = result;
@@ -225,11 +225,11 @@ TEST_F(SelectSetTest, IgnoresWhatCallbacksReturn) {
 TEST_F(SelectSetTest, CallsTheNewestFirst) {
   add_all({4, 9, 2});
   EXPECT_EQ(process({2, 4, 9}), (Fds{2, 9, 4}));
-  EXPECT_EQ(process({2, 4, 9}), (Fds{2, 9, 4})) << "a second dispatch calls them again";
+  EXPECT_EQ(process({2, 4, 9}), (Fds{2, 9, 4})) << "called again in a second dispatch";
 }
 
-// Bits at both ends of the words of an fd_set.
-TEST_F(SelectSetTest, CallsTheReadyOnesOnly) {
+// Uses bits at both ends of the words of an fd_set.
+TEST_F(SelectSetTest, CallsOnlyReadyReceivers) {
   const Fds edges = {0, 1, 7, 8, 31, 32, 33, 63, 64, 65, 1022, 1023};
   add_all(edges);
   for (const int32_t fd : edges) {
@@ -239,7 +239,7 @@ TEST_F(SelectSetTest, CallsTheReadyOnesOnly) {
   EXPECT_EQ(process({2, 30, 34, 62, 66, 500}), Fds{}) << "bits without a receiver";
 }
 
-TEST_F(SelectSetTest, TheBudgetIsTestedForZeroOnly) {
+TEST_F(SelectSetTest, BudgetIsOnlyTestedForZero) {
   add_all({1, 2, 3});
   EXPECT_EQ(process({1, 2, 3}, 0), Fds{});
   for (const uint32_t budget : {1U, 2U, 3U, 4U, kUnlimited - 1, kUnlimited}) {
@@ -267,13 +267,13 @@ TEST_F(SelectSetTest, AddsItsDescriptorsToAnFdSet) {
   add(5);
   set = fd_set_of({3, 5, 1000});
   NUV_SelectSet_setFdSet(&set_, &set);
-  EXPECT_TRUE(same(set, fd_set_of({3, 5, 1000}))) << "bits are added, none is cleared";
+  EXPECT_TRUE(same(set, fd_set_of({3, 5, 1000}))) << "adds bits and clears none";
   start_again();
   NUV_SelectSet_setFdSet(&set_, &set);
-  EXPECT_TRUE(same(set, fd_set_of({3, 5, 1000}))) << "an empty set adds none";
+  EXPECT_TRUE(same(set, fd_set_of({3, 5, 1000}))) << "an empty set adds no bits";
 }
 
-TEST_F(SelectSetTest, AddsTheDescriptorsOfMarkedReceiversToo) {
+TEST_F(SelectSetTest, AlsoAddsTheDescriptorsOfMarkedReceivers) {
   actions_[1] = [this] { remove(2); };
   add_all({1, 2});
   process({1});
@@ -296,7 +296,7 @@ TEST_F(SelectSetTest, DescriptorsOutsideOfAnFdSetNeitherSetABitNorFire) {
     const GuardedFdSet untouched = {};
     EXPECT_EQ(memcmp(&guarded, &untouched, sizeof guarded), 0);
 
-    // Whichever bit such a descriptor led to, it would be set.
+    // Any bit that a wrong access would read is set.
     memset(&guarded, 0xFF, sizeof guarded);
     EXPECT_EQ(NUV_SelectSet_process(&set_, kUnlimited, &guarded.set), 0U);
     EXPECT_EQ(fired_, Fds{});
@@ -305,7 +305,7 @@ TEST_F(SelectSetTest, DescriptorsOutsideOfAnFdSetNeitherSetABitNorFire) {
   }
 }
 
-TEST_F(SelectSetTest, DescriptorsAtTheEdgesOfAnFdSetKeepWithinIt) {
+TEST_F(SelectSetTest, DescriptorsAtTheLimitsStayWithinAnFdSet) {
   for (const int32_t fd : {0, 1023}) {
     SCOPED_TRACE(fd);
     start_again();
@@ -344,7 +344,7 @@ TEST_F(SelectSetTest, RemovingTheOnlyReceiverLeavesAnEmptySet) {
   EXPECT_EQ(process({5}), Fds{5});
 }
 
-TEST_F(SelectSetTest, ARemovalByACallbackOnlyMarks) {
+TEST_F(SelectSetTest, RemovalByACallbackOnlyMarks) {
   const struct {
     const char* name;
     int32_t removed;
@@ -366,13 +366,13 @@ TEST_F(SelectSetTest, ARemovalByACallbackOnlyMarks) {
       EXPECT_EQ(receiver->m_bDeleted, receiver->m_iFd == row.removed ? 1 : 0) << receiver->m_iFd;
     }
     actions_.clear();
-    EXPECT_EQ(process({1, 2, 3}), row.left) << "marked receivers do not fire in later dispatches either";
+    EXPECT_EQ(process({1, 2, 3}), row.left) << "marked receivers are not called in later dispatches either";
     purge();
     EXPECT_EQ(list(), row.left);
   }
 }
 
-TEST_F(SelectSetTest, RemovingTwiceInOneDispatchIsFine) {
+TEST_F(SelectSetTest, RemovingTwiceInOneDispatchIsAllowed) {
   add_all({1, 2});
   actions_[2] = [this] { remove(1), remove(1); };
   EXPECT_EQ(process({1, 2}), Fds{2});
@@ -397,14 +397,14 @@ TEST_F(SelectSetTest, SettingAMarkedReceiverRevivesIt) {
   }
 }
 
-TEST_F(SelectSetTest, AReceiverRevivedBeforeItsTurnFires) {
+TEST_F(SelectSetTest, ReceiverRevivedBeforeItsTurnIsCalled) {
   add_all({1, 2});
   actions_[2] = [this] { remove(1), add(1); };
   EXPECT_EQ(process({1, 2}), (Fds{2, 1}));
 }
 
-// It stands in front of the list, which the running dispatch has left behind.
-TEST_F(SelectSetTest, AReceiverAddedByACallbackWaitsForTheNextDispatch) {
+// A new receiver is added at the front of the list, which the running dispatch has already passed.
+TEST_F(SelectSetTest, ReceiverAddedByACallbackIsCalledInTheNextDispatch) {
   add(1);
   actions_[1] = [this] { add(2); };
   EXPECT_EQ(process({1, 2}), Fds{1});
@@ -412,7 +412,7 @@ TEST_F(SelectSetTest, AReceiverAddedByACallbackWaitsForTheNextDispatch) {
   EXPECT_EQ(process({1, 2}), (Fds{2, 1}));
 }
 
-TEST_F(SelectSetTest, PurgeTakesMarkedAndOneCycleReceiversOut) {
+TEST_F(SelectSetTest, PurgeRemovesMarkedAndOneCycleReceivers) {
   const struct {
     const char* name;
     Fds one_cycle;
@@ -450,17 +450,17 @@ TEST_F(SelectSetTest, PurgeTakesMarkedAndOneCycleReceiversOut) {
   }
 }
 
-TEST_F(SelectSetTest, AOneCycleReceiverGoesWhetherItFiredOrNot) {
+TEST_F(SelectSetTest, OneCycleReceiverIsRemovedEvenIfItWasNotCalled) {
   add(1, kOneCycle);
   add(2, kOneCycle);
   EXPECT_EQ(process({1}), Fds{1});
-  EXPECT_EQ(process({1}), Fds{1}) << "the cycle ends with the purge, not with the callback";
+  EXPECT_EQ(process({1}), Fds{1}) << "it stays until the purge";
   EXPECT_EQ(set_.m_uCount, 2U);
   purge();
   EXPECT_EQ(list(), Fds{});
 }
 
-TEST_F(SelectSetTest, PurgeDoesNotLookIntoTheFdSet) {
+TEST_F(SelectSetTest, PurgeDoesNotReadTheFdSet) {
   for (const int byte : {0x00, 0xFF}) {
     add(1, kOneCycle);
     add(2);
@@ -473,7 +473,7 @@ TEST_F(SelectSetTest, PurgeDoesNotLookIntoTheFdSet) {
   }
 }
 
-TEST_F(SelectSetTest, TakesAThousandAndTwentyFourReceivers) {
+TEST_F(SelectSetTest, HasRoomFor1024Receivers) {
   for (int32_t fd = 0; fd < 1024; ++fd) {
     EXPECT_EQ(NUV_SelectSet_available(&set_), 1) << fd;
     ASSERT_NE(add(fd), nullptr);
@@ -509,7 +509,7 @@ TEST_F(SelectSetTest, WithoutMemoryRegistersNothing) {
 TEST_F(SelectSetTest, RemovingAnUnknownDescriptorEndsTheProcess) {
   add(1);
   const ChildProcess child([this] {
-    NUV_Sysloglevel_set(0);  // to standard output instead of the log
+    NUV_Sysloglevel_set(0);  // log to standard output
     NUV_Assert_setErrorHandler(nullptr);
     remove(3);
   });
@@ -518,7 +518,7 @@ TEST_F(SelectSetTest, RemovingAnUnknownDescriptorEndsTheProcess) {
   EXPECT_EQ(child.err(), "");
 }
 
-// Neither may free a record that the dispatch around it still walks over.
+// Neither may free a record that the outer dispatch still walks over.
 TEST_F(SelectSetTest, SurvivesADispatchAndAPurgeInsideACallback) {
   add_all({1, 2, 3, 4});
   actions_[3] = [this] {
@@ -527,10 +527,10 @@ TEST_F(SelectSetTest, SurvivesADispatchAndAPurgeInsideACallback) {
     remove(2);
     remove(3);
     EXPECT_EQ(NUV_SelectSet_process(&set_, kUnlimited, &ready), 2U);
-    EXPECT_EQ(set_.m_bProcessing, 1) << "the outer dispatch goes on";
+    EXPECT_EQ(set_.m_bProcessing, 1) << "the outer dispatch is still running";
     remove(4);
     purge();
-    EXPECT_EQ(list(), (Fds{4, 3, 2, 1})) << "nothing is freed before it ends";
+    EXPECT_EQ(list(), (Fds{4, 3, 2, 1})) << "nothing is freed before the outer dispatch ends";
   };
   const fd_set ready = fd_set_of({1, 2, 3, 4});
   EXPECT_EQ(NUV_SelectSet_process(&set_, kUnlimited, &ready), 3U);
@@ -540,7 +540,7 @@ TEST_F(SelectSetTest, SurvivesADispatchAndAPurgeInsideACallback) {
   EXPECT_EQ(list(), Fds{1});
 }
 
-// Callbacks that do to their set whatever comes into their heads. The seed is fixed, so that every run is the same.
+// Callbacks that change their set at random. The seed is fixed, so every run is the same.
 class Chaos {
  public:
   explicit Chaos(SelectSet& set) : set_(set) {}
@@ -550,7 +550,7 @@ class Chaos {
 
   void add() { NUV_SelectSet_setReceiver(&set_, some_fd(), this, 0, static_cast<uint8_t>(below(2)), call); }
 
-  // Only what is there: the check is not the point here.
+  // Removes only a known descriptor, because others are reported.
   void remove() {
     const int32_t fd = some_fd();
     for (const NUV_SelectRecv* receiver = set_.m_pFirst; receiver != nullptr; receiver = receiver->m_pNext) {
@@ -607,7 +607,7 @@ class Chaos {
   int depth_ = 0;
 };
 
-TEST_F(SelectSetTest, StaysSoundWhateverCallbacksDo) {
+TEST_F(SelectSetTest, StaysConsistentWithRandomCallbacks) {
   Chaos chaos(set_);
   uint32_t fired = 0;
   for (int round = 0; round < 500; ++round) {

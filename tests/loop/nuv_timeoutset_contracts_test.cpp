@@ -1,4 +1,4 @@
-// Every check of the timeout set, violated while the error handler returns.
+// Violates every contract of the timeout set; the error handler returns.
 #include <gtest/gtest.h>
 #include <string.h>
 
@@ -35,7 +35,7 @@ int32_t go(void* /*arg1*/, timeval* /*time*/, uint32_t /*arg2*/) {
 }
 
 int32_t fail(void* /*arg1*/, timeval* /*time*/, uint32_t /*arg2*/) {
-  ADD_FAILURE() << "nobody's turn";
+  ADD_FAILURE() << "called";
   return 0;
 }
 
@@ -49,7 +49,7 @@ void fill(TimeoutSet& set) {
   }
 }
 
-// What the pool reports when it is asked for an id that it does not have.
+// The pool's reports when no id is free.
 const Reports kExhaustedPool = {
     require_report(kPoolFile, "NUV_IndexPool_available( a_this) == 1"),
     ensure_report(kPoolFile, "a_this->m_uSize > index"),
@@ -59,7 +59,7 @@ const Reports kExhaustedPool = {
 
 using Row = support::Violation<TimeoutSet>;
 
-// The set has two timers, 0 and 1, and bytes round it that are nobody's.
+// The set has two timers, 0 and 1, and lies between guard bytes.
 class TimeoutSetContracts : public ::testing::TestWithParam<Row> {
  protected:
   static constexpr uint8_t kGuard = 0xA5;
@@ -108,10 +108,10 @@ const Row kRows[] = {
      [](TimeoutSet& set) {
        EXPECT_EQ(add(set, {1, 0}, nullptr), 2U);
        EXPECT_EQ(NUV_TimeoutSet_process(&set, kUnlimited, &kNow), 0U);
-       EXPECT_EQ(set.m_uCount, 3U) << "it is not due yet";
+       EXPECT_EQ(set.m_uCount, 3U) << "not due yet";
      },
      {require_report(kFile, kHasCallback)}},
-    // There is no slot for one timer more; the pool is asked for an id all the same.
+    // No slot is free, but the pool is asked for an id anyway.
     {"setReceiverInAFullSet",
      [](TimeoutSet& set) {
        fill(set);
@@ -122,7 +122,7 @@ const Row kRows[] = {
        EXPECT_EQ(set.m_uCount, 80U);
      },
      kExhaustedPool},
-    // Room is required even to make room; the handler that returns gets its way.
+    // Room is required even for a removal, which is done anyway.
     {"removeReceiverFromAFullSet",
      [](TimeoutSet& set) {
        fill(set);
@@ -132,7 +132,7 @@ const Row kRows[] = {
        EXPECT_EQ(set.m_rgRecv[5].m_uId, last);
      },
      {require_report(kFile, kHasRoom)}},
-    {"removeNobodyFromAFullSet",
+    {"removeAnUnknownIdFromAFullSet",
      [](TimeoutSet& set) {
        fill(set);
        NUV_TimeoutSet_removeReceiver(&set, 80);
@@ -177,15 +177,15 @@ const Row kRows[] = {
 
 INSTANTIATE_TEST_SUITE_P(All, TimeoutSetContracts, ::testing::ValuesIn(kRows), support::kNameOfRow);
 
-// Takes ids of a set's pool past the set, so that there are fewer ids than slots.
+// Takes all ids from a set's pool directly, so that there are fewer ids than slots.
 void exhaust(IndexPool& pool) {
   while (NUV_IndexPool_available(&pool) == 1) {
     NUV_IndexPool_occupy(&pool);
   }
 }
 
-// The slot is there, so the timer is set, with whatever the pool answers for an id.
-TEST(TimeoutSetContractsOfIds, WithoutIdsTakesTimersAllTheSame) {
+// A slot is free, so the timer is set, with the id that the pool returns.
+TEST(TimeoutSetContractsOfIds, WithoutIdsStillSetsTimers) {
   ContractRecorder contracts;
   TimeoutSet set;
   NUV_TimeoutSet_construct(&set);
@@ -207,11 +207,11 @@ TEST(TimeoutSetContractsOfIds, WithoutIdsTakesTimersAllTheSame) {
   EXPECT_EQ(timer.m_pRecvFunc, &go);
   EXPECT_EQ(NUV_TimeoutSet_process(&set, kUnlimited, &kLater), 2U);
   EXPECT_EQ(set.m_uCount, 0U);
-  EXPECT_FALSE(contracts.take().empty()) << "the pool takes back no id that it does not have";
+  EXPECT_FALSE(contracts.take().empty()) << "the pool reports the unknown id";
   NUV_TimeoutSet_destruct(&set);
 }
 
-TEST(TimeoutSetContractsOfIds, WithoutIdsFillsItsSlotsAndNoMore) {
+TEST(TimeoutSetContractsOfIds, WithoutIdsFillsOnlyItsSlots) {
   ContractRecorder contracts;
   struct {
     TimeoutSet set;
@@ -224,7 +224,7 @@ TEST(TimeoutSetContractsOfIds, WithoutIdsFillsItsSlotsAndNoMore) {
     add(guarded.set, kNow);
   }
   EXPECT_EQ(guarded.set.m_uCount, 80U);
-  EXPECT_EQ(NUV_IndexPool_size(&guarded.set.m_oIdPool), 80U) << "the pool's record stands behind the slots";
+  EXPECT_EQ(NUV_IndexPool_size(&guarded.set.m_oIdPool), 80U) << "the pool's record follows the slots";
   EXPECT_EQ(NUV_TimeoutSet_process(&guarded.set, kUnlimited, &kNow), 80U);
   EXPECT_EQ(guarded.set.m_uCount, 0U);
   for (const uint8_t byte : guarded.after) {
@@ -234,7 +234,7 @@ TEST(TimeoutSetContractsOfIds, WithoutIdsFillsItsSlotsAndNoMore) {
   contracts.take();
 }
 
-TEST(TimeoutSetContractsOfMemory, WithoutMemoryForIdsTakesTimersAllTheSame) {
+TEST(TimeoutSetContractsOfMemory, WithoutMemoryForIdsStillSetsTimers) {
   ContractRecorder contracts;
   TimeoutSet set;
   {
@@ -254,7 +254,7 @@ TEST(TimeoutSetContractsOfMemory, WithoutMemoryForIdsTakesTimersAllTheSame) {
   {
     const FaultInjector no_more_memory("malloc", 2, ENOMEM);
     EXPECT_EQ(NUV_TimeoutSet_construct(&set), 1);
-    EXPECT_FALSE(no_more_memory.has_struck()) << "the ids are all that needs memory";
+    EXPECT_FALSE(no_more_memory.has_struck()) << "only the ids need memory";
   }
   EXPECT_EQ(add(set, kNow), 0U);
   NUV_TimeoutSet_destruct(&set);

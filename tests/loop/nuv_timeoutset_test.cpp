@@ -36,7 +36,7 @@ constexpr uint32_t kUnlimited = NUV_TIMEOUT_UNLIMITED;
 constexpr timeval kNow = {0, 0};
 constexpr timeval kLater = {1000, 0};
 
-// More callbacks than any dispatch here makes: one that does not end must not fill the memory.
+// More callbacks than any dispatch here makes; keeps an endless one from filling the memory.
 constexpr size_t kEndless = 10000;
 
 using Numbers = std::vector<uint32_t>;
@@ -47,7 +47,7 @@ Time pair_of(const timeval& time) {
   return {time.tv_sec, time.tv_usec};
 }
 
-// What the pool reports when it is asked for an index that it does not have.
+// The pool's reports when no index is free.
 const Reports& exhausted_pool() {
   static const Reports reports = {
       require_report(kPoolFile, "NUV_IndexPool_available( a_this) == 1"),
@@ -58,8 +58,8 @@ const Reports& exhausted_pool() {
   return reports;
 }
 
-// A set whose timers are told apart by their second argument, their number. Every callback notes its number, does what
-// the test has planned for it, and returns the planned result.
+// A set whose timers have a number, their second argument. Each callback records its number, runs the test's planned
+// action for it, and returns the planned result.
 class TimeoutSetTest : public ::testing::Test {
  protected:
   struct Plan {
@@ -99,7 +99,7 @@ class TimeoutSetTest : public ::testing::Test {
   void remove(uint32_t id) { NUV_TimeoutSet_removeReceiver(&set_, id); }
   void purge() { NUV_TimeoutSet_internalRemoveDeleted(&set_); }
 
-  // The numbers of the timers that fired, in their order.
+  // Returns the numbers of the timers that fired, in order.
   Numbers process(timeval elapsed = {0, 0}, uint32_t budget = kUnlimited) {
     const uint32_t fired = NUV_TimeoutSet_process(&set_, budget, &elapsed);
     EXPECT_EQ(fired, fired_.size());
@@ -121,8 +121,8 @@ class TimeoutSetTest : public ::testing::Test {
     return all;
   }
 
-  // Every timer holds an id of its own, and the pool knows of no other.
-  void expect_sound() const {
+  // Each timer must have a different id, and the pool no other ids.
+  void expect_consistent() const {
     ASSERT_LE(set_.m_uCount, NUV_TIMEOUTSET_SIZE);
     EXPECT_EQ(NUV_IndexPool_busy(&set_.m_oIdPool), set_.m_uCount);
     Numbers ids;
@@ -153,7 +153,7 @@ class TimeoutSetTest : public ::testing::Test {
   ContractRecorder contracts_;
 };
 
-TEST_F(TimeoutSetTest, StartsEmptyWhateverTheRecordHeld) {
+TEST_F(TimeoutSetTest, ConstructEmptiesTheRecord) {
   TimeoutSet set;
   memset(&set, 0xA5, sizeof set);
   ASSERT_EQ(NUV_TimeoutSet_construct(&set), 1);
@@ -174,7 +174,7 @@ TEST_F(TimeoutSetTest, StartsEmptyWhateverTheRecordHeld) {
   NUV_TimeoutSet_destruct(&set);
 }
 
-TEST_F(TimeoutSetTest, DestructReleasesThePoolAndNothingElse) {
+TEST_F(TimeoutSetTest, DestructReleasesOnlyThePool) {
   TimeoutSet set;
   NUV_TimeoutSet_construct(&set);
   NUV_TimeoutSet_setReceiver(&set, {3, 4}, this, 5, kOneShot, note);
@@ -209,28 +209,28 @@ TEST_F(TimeoutSetTest, PutsANewTimerIntoTheNextSlot) {
   EXPECT_EQ(second.m_bDeleted, 0);
 }
 
-TEST_F(TimeoutSetTest, TakesEightyTimers) {
+TEST_F(TimeoutSetTest, HasRoomForEightyTimers) {
   for (uint32_t count = 0; count < 80; ++count) {
     EXPECT_EQ(NUV_TimeoutSet_available(&set_), 1) << count;
     EXPECT_EQ(add(count, kLater), count);
   }
   EXPECT_EQ(NUV_TimeoutSet_available(&set_), 0);
   EXPECT_EQ(set_.m_uCount, 80U);
-  expect_sound();
+  expect_consistent();
 }
 
-TEST_F(TimeoutSetTest, GivesTheLowestFreeIdAgain) {
+TEST_F(TimeoutSetTest, ReusesTheLowestFreeId) {
   add_all({kLater, kLater, kLater, kLater});
   remove(2);
   remove(0);
   EXPECT_EQ(add(4, kLater), 0U);
   EXPECT_EQ(add(5, kLater), 2U);
   EXPECT_EQ(add(6, kLater), 4U);
-  expect_sound();
+  expect_consistent();
 }
 
-// The callback's pointer leads to the remaining time inside the set.
-TEST_F(TimeoutSetTest, CallsBackWithItsArgumentsAndItsRemainingTime) {
+// The callback gets a pointer to the remaining time inside the set.
+TEST_F(TimeoutSetTest, PassesArgumentsAndRemainingTimeToTheCallback) {
   struct Call {
     timeval* pointer = nullptr;
     Time time;
@@ -264,13 +264,13 @@ TEST_F(TimeoutSetTest, FiresWhenTheRemainingTimeIsUsedUp) {
       {"a microsecond short of a second", {1, 0}, {0, 999999}, false, {0, 1}},
       {"a second", {1, 0}, {1, 0}, true, {0, 0}},
       {"more than a second", {1, 0}, {2, 0}, true, {-1, 0}},
-      {"overdue already", {-5, 250000}, {1, 0}, true, {-6, 250000}},
+      {"already overdue", {-5, 250000}, {1, 0}, true, {-6, 250000}},
       // Overdue for less than a second: the seconds are negative, the microseconds are not.
       {"overdue with microseconds", {-1, 999999}, {0, 0}, true, {-1, 999999}},
-      // A million microseconds is not carried into the seconds.
+      // A million microseconds are not carried over into the seconds.
       {"a second in microseconds is left", {0, 1000000}, {0, 0}, false, {0, 1000000}},
-      {"a second in microseconds, but one", {0, 1000000}, {0, 999999}, false, {0, 1}},
-      // ... and taken off zero microseconds it leaves a million, next to a second too few.
+      {"a second in microseconds, less one", {0, 1000000}, {0, 999999}, false, {0, 1}},
+      // Subtracted from zero microseconds they leave a million, and one second less.
       {"a second less a second in microseconds", {1, 0}, {0, 1000000}, true, {-1, 1000000}},
   };
   for (const auto& row : kCases) {
@@ -290,7 +290,7 @@ TEST_F(TimeoutSetTest, KnowsThatItIsDispatching) {
   EXPECT_EQ(set_.m_bProcessing, 0);
 }
 
-TEST_F(TimeoutSetTest, AKeptTimerThatIsNotArmedAgainFiresEveryTime) {
+TEST_F(TimeoutSetTest, TimerThatStaysWithoutANewTimeFiresInEachPass) {
   add(0, {1, 0});
   EXPECT_EQ(process({1, 0}), Numbers{0});
   EXPECT_EQ(process(kNow), Numbers{0});
@@ -298,7 +298,7 @@ TEST_F(TimeoutSetTest, AKeptTimerThatIsNotArmedAgainFiresEveryTime) {
   EXPECT_EQ(times(), (std::vector<Time>{{-5, 0}}));
 }
 
-TEST_F(TimeoutSetTest, APeriodicTimerWritesItsPeriod) {
+TEST_F(TimeoutSetTest, PeriodicTimerWritesItsPeriod) {
   add(0, {1, 0}, Plan{1, [](timeval* time) { *time = {2, 0}; }});
   EXPECT_EQ(process({1, 500000}), Numbers{0});
   EXPECT_EQ(times(), (std::vector<Time>{{2, 0}}));
@@ -306,7 +306,7 @@ TEST_F(TimeoutSetTest, APeriodicTimerWritesItsPeriod) {
   EXPECT_EQ(process({0, 1}), Numbers{0});
 }
 
-TEST_F(TimeoutSetTest, TheResultOfTheCallbackDecidesWhetherItStays) {
+TEST_F(TimeoutSetTest, ResultOfTheCallbackDecidesWhetherTheTimerStays) {
   const struct {
     int32_t result;
     uint8_t temp;
@@ -317,12 +317,12 @@ TEST_F(TimeoutSetTest, TheResultOfTheCallbackDecidesWhetherItStays) {
   };
   for (const auto& row : kCases) {
     SCOPED_TRACE(::testing::Message() << "result " << row.result << ", one-shot " << int{row.temp});
-    // A new time does not keep a timer that has to go.
+    // A new time does not keep a timer that is to be removed.
     plans_[3] = {row.result, [](timeval* time) { *time = {9, 0}; }};
     const uint32_t id = add(3, kNow, row.temp);
     EXPECT_EQ(process(), Numbers{3});
     EXPECT_EQ(set_.m_uCount, row.stays ? 1U : 0U);
-    expect_sound();
+    expect_consistent();
     NUV_TimeoutSet_updateReceiver(&set_, id, kNow);
     EXPECT_EQ(process(), row.stays ? Numbers{3} : Numbers{});
     remove(id);
@@ -337,7 +337,7 @@ TEST_F(TimeoutSetTest, FiresInTheOrderOfTheSlots) {
   EXPECT_EQ(numbers(), all);
 }
 
-// The timer that goes leaves its slot to the last one, which is handled next.
+// The last timer moves into the slot of a removed one and is handled next.
 TEST_F(TimeoutSetTest, HandlesTheTimerThatMovesIntoAFreedSlotNext) {
   fill(kNow, kOneShot);
   Numbers expected = {0};
@@ -356,19 +356,19 @@ TEST_F(TimeoutSetTest, AgesAMovedTimerOnce) {
   EXPECT_EQ(process({1, 0}), Numbers{0});
   EXPECT_EQ(numbers(), (Numbers{2, 1}));
   EXPECT_EQ(times(), (std::vector<Time>{{6, 0}, {4, 0}}));
-  expect_sound();
+  expect_consistent();
 }
 
-TEST_F(TimeoutSetTest, TheTimerOfTheLastSlotGoesWithoutATrace) {
+TEST_F(TimeoutSetTest, RemovesTheTimerOfTheLastSlot) {
   add(0, {5, 0});
   add(1, kNow, kOneShot);
   EXPECT_EQ(process({1, 0}), Numbers{1});
   EXPECT_EQ(numbers(), Numbers{0});
   EXPECT_EQ(times(), (std::vector<Time>{{4, 0}}));
-  expect_sound();
+  expect_consistent();
 }
 
-TEST_F(TimeoutSetTest, FiresNoMoreThanTheBudgetAndAgesAll) {
+TEST_F(TimeoutSetTest, FiresWithinTheBudgetAndAgesAll) {
   const struct {
     uint32_t budget;
     Numbers fired;
@@ -397,10 +397,10 @@ TEST_F(TimeoutSetTest, OnlyCallbacksCostBudget) {
   add(3, kNow, kOneShot);
   add(4, kNow);
   add(5, kNow);
-  EXPECT_EQ(process(kNow, 3), (Numbers{0, 3, 5})) << "removed and pending timers cost nothing, one-shot ones do";
+  EXPECT_EQ(process(kNow, 3), (Numbers{0, 3, 5})) << "removed and pending timers use no budget, one-shot timers do";
 }
 
-TEST_F(TimeoutSetTest, ASpentBudgetLeavesTheMovedTimerAlone) {
+TEST_F(TimeoutSetTest, UsedUpBudgetDoesNotFireTheMovedTimer) {
   add(0, kNow, kOneShot);
   add(1, kNow);
   add(2, {2, 0});
@@ -408,7 +408,7 @@ TEST_F(TimeoutSetTest, ASpentBudgetLeavesTheMovedTimerAlone) {
   EXPECT_EQ(times(), (std::vector<Time>{{0, 0}, {-2, 0}}));
 }
 
-TEST_F(TimeoutSetTest, ATimerAddedByACallbackTakesPartInTheSamePass) {
+TEST_F(TimeoutSetTest, TimerAddedByACallbackAgesInTheSamePass) {
   add(0, kNow, Plan{1, [this](timeval*) {
                       add(1, {1, 0});
                       add(2, {3, 0});
@@ -419,15 +419,15 @@ TEST_F(TimeoutSetTest, ATimerAddedByACallbackTakesPartInTheSamePass) {
   EXPECT_EQ(times(), (std::vector<Time>{{-2, 0}, {-1, 0}, {1, 0}}));
 }
 
-TEST_F(TimeoutSetTest, ATimerAddedByOneThatGoesTakesItsSlot) {
-  add(0, kNow, Plan{0, [this](timeval*) { EXPECT_EQ(add(1, {1, 0}), 1U) << "the id is still taken"; }});
+TEST_F(TimeoutSetTest, TimerAddedByARemovedOneTakesItsSlot) {
+  add(0, kNow, Plan{0, [this](timeval*) { EXPECT_EQ(add(1, {1, 0}), 1U) << "the id is still in use"; }});
   EXPECT_EQ(process({2, 0}), (Numbers{0, 1}));
   EXPECT_EQ(numbers(), Numbers{1});
   EXPECT_EQ(times(), (std::vector<Time>{{-1, 0}}));
   EXPECT_EQ(add(2, kLater), 0U);
 }
 
-TEST_F(TimeoutSetTest, ARemovalByACallbackOnlyMarksThePendingTimer) {
+TEST_F(TimeoutSetTest, RemovalByACallbackOnlyMarksAPendingTimer) {
   add(0, kNow, Plan{1, [this](timeval*) { remove(1); }});
   add(1, {2, 0});
   add(2, kNow);
@@ -436,18 +436,18 @@ TEST_F(TimeoutSetTest, ARemovalByACallbackOnlyMarksThePendingTimer) {
   EXPECT_EQ(set_.m_rgRecv[0].m_bDeleted, 0);
   EXPECT_EQ(set_.m_rgRecv[1].m_bDeleted, 1);
   EXPECT_EQ(set_.m_rgRecv[2].m_bDeleted, 0);
-  EXPECT_EQ(times()[1], Time(-1, 0)) << "marked timers age too";
-  EXPECT_EQ(add(3, kLater), 3U) << "the id is taken until the purge";
+  EXPECT_EQ(times()[1], Time(-1, 0)) << "marked timers age, too";
+  EXPECT_EQ(add(3, kLater), 3U) << "the id stays in use until the purge";
 
   plans_[0].action = {};
   EXPECT_EQ(process(), (Numbers{0, 2})) << "a marked timer does not fire in later passes either";
   purge();
   EXPECT_EQ(numbers(), (Numbers{0, 3, 2}));
-  expect_sound();
+  expect_consistent();
   EXPECT_EQ(add(4, kLater), 1U);
 }
 
-TEST_F(TimeoutSetTest, ARemovalByACallbackMarksATimerThatHasFiredAlready) {
+TEST_F(TimeoutSetTest, RemovalByACallbackMarksATimerThatHasFired) {
   add(0, kNow);
   add(1, kNow, Plan{1, [this](timeval*) { remove(0); }});
   EXPECT_EQ(process(), (Numbers{0, 1}));
@@ -456,16 +456,16 @@ TEST_F(TimeoutSetTest, ARemovalByACallbackMarksATimerThatHasFiredAlready) {
   EXPECT_EQ(numbers(), Numbers{1});
 }
 
-TEST_F(TimeoutSetTest, ATimerThatRemovesItself) {
+TEST_F(TimeoutSetTest, TimerMayRemoveItself) {
   for (const int32_t result : {0, 1}) {
     SCOPED_TRACE(result);
     const uint32_t id = add(0, kNow, Plan{result, [this](timeval*) { remove(0); }});
     ASSERT_EQ(id, 0U);
     EXPECT_EQ(process(), Numbers{0});
-    EXPECT_EQ(set_.m_uCount, result == 0 ? 0U : 1U) << "marked, unless the result takes it out at once";
+    EXPECT_EQ(set_.m_uCount, result == 0 ? 0U : 1U) << "only marked, unless the result removes it at once";
     purge();
     EXPECT_EQ(set_.m_uCount, 0U);
-    expect_sound();
+    expect_consistent();
   }
 }
 
@@ -490,7 +490,7 @@ TEST_F(TimeoutSetTest, RemovalOutsideADispatchMovesTheLastTimer) {
       EXPECT_EQ(set_.m_rgRecv[slot].m_uId, row.left[slot]);
       EXPECT_EQ(pair_of(set_.m_rgRecv[slot].m_oTime), Time(10 + row.left[slot], 0));
     }
-    expect_sound();
+    expect_consistent();
   }
 }
 
@@ -500,7 +500,7 @@ TEST_F(TimeoutSetTest, RemovingTheOnlyTimerTwiceLeavesAnEmptySet) {
   remove(id);
   EXPECT_EQ(set_.m_uCount, 0U);
   EXPECT_EQ(process(), Numbers{});
-  expect_sound();
+  expect_consistent();
 }
 
 TEST_F(TimeoutSetTest, RemovalFromAFullSetEndsTheProcess) {
@@ -529,7 +529,7 @@ TEST_F(TimeoutSetTest, UpdateFindsTimersByIdAndNotBySlot) {
   EXPECT_EQ(times(), (std::vector<Time>{{5, 0}, {11, 0}}));
 }
 
-TEST_F(TimeoutSetTest, TheFirstTimerWithAnIdIsMeant) {
+TEST_F(TimeoutSetTest, UsesTheFirstTimerWithAnId) {
   add_all({{10, 0}, {11, 0}});
   set_.m_rgRecv[1].m_uId = 0;
   NUV_TimeoutSet_updateReceiver(&set_, 0, {5, 0});
@@ -542,10 +542,10 @@ TEST_F(TimeoutSetTest, UpdateWorksInAFullSetWithoutAReport) {
   EXPECT_EQ(process(), Numbers{79});
 }
 
-TEST_F(TimeoutSetTest, AnUpdateByACallbackCountsInTheSamePass) {
+TEST_F(TimeoutSetTest, UpdateByACallbackTakesEffectInTheSamePass) {
   add(0, kNow, Plan{1, [this](timeval* time) {
                       NUV_TimeoutSet_updateReceiver(&set_, 0, {20, 0});
-                      EXPECT_EQ(pair_of(*time), Time(20, 0)) << "the pointer leads to the same time";
+                      EXPECT_EQ(pair_of(*time), Time(20, 0)) << "the pointer points to the new time";
                       NUV_TimeoutSet_updateReceiver(&set_, 1, {10, 0});
                       NUV_TimeoutSet_updateReceiver(&set_, 2, kNow);
                     }});
@@ -555,7 +555,7 @@ TEST_F(TimeoutSetTest, AnUpdateByACallbackCountsInTheSamePass) {
   EXPECT_EQ(times(), (std::vector<Time>{{20, 0}, {9, 0}, {-1, 0}}));
 }
 
-TEST_F(TimeoutSetTest, TheNearestTimeLowersTheBound) {
+TEST_F(TimeoutSetTest, NearestTimeLowersTheBound) {
   const struct {
     const char* name;
     std::vector<timeval> timers;
@@ -573,7 +573,7 @@ TEST_F(TimeoutSetTest, TheNearestTimeLowersTheBound) {
       {"due", {{0, 0}}, {5, 0}, {0, 0}},
       {"overdue", {{-1, 999999}}, {0, 0}, {-1, 999999}},
       {"most overdue", {{-1, 0}, {-3, 0}, {-2, 0}}, {5, 0}, {-3, 0}},
-      // Seconds decide first: these two are the same time, and yet the second one is the smaller.
+      // Seconds are compared first: these two times are equal, but the second one counts as less.
       {"a second in microseconds", {{0, 1000000}}, {1, 0}, {0, 1000000}},
   };
   for (const auto& row : kCases) {
@@ -588,7 +588,7 @@ TEST_F(TimeoutSetTest, TheNearestTimeLowersTheBound) {
   }
 }
 
-TEST_F(TimeoutSetTest, TheNearestTimeMayBeThatOfAMarkedTimer) {
+TEST_F(TimeoutSetTest, NearestTimeMayBeThatOfAMarkedTimer) {
   add(0, kNow, Plan{1, [this](timeval* time) {
                       *time = {9, 0};
                       remove(1);
@@ -600,7 +600,7 @@ TEST_F(TimeoutSetTest, TheNearestTimeMayBeThatOfAMarkedTimer) {
   EXPECT_EQ(pair_of(bound), Time(2, 0));
 }
 
-TEST_F(TimeoutSetTest, PurgeTakesTheMarkedTimersOut) {
+TEST_F(TimeoutSetTest, PurgeRemovesMarkedTimers) {
   const struct {
     const char* name;
     Numbers removed;
@@ -625,13 +625,13 @@ TEST_F(TimeoutSetTest, PurgeTakesTheMarkedTimersOut) {
     EXPECT_EQ(set_.m_uCount, 5U);
     purge();
     EXPECT_EQ(numbers(), row.left);
-    expect_sound();
+    expect_consistent();
     purge();
     EXPECT_EQ(numbers(), row.left);
   }
 }
 
-// A callback that runs the set's own dispatch and purge pulls the slots away under the dispatch that called it.
+// A dispatch or purge inside a callback moves timers that the outer dispatch is working on.
 TEST_F(TimeoutSetTest, SurvivesADispatchAndAPurgeInsideACallback) {
   const struct {
     const char* name;
@@ -669,18 +669,18 @@ TEST_F(TimeoutSetTest, SurvivesADispatchAndAPurgeInsideACallback) {
     EXPECT_EQ(set_.m_bProcessing, 0);
     purge();
     EXPECT_EQ(numbers(), row.left);
-    expect_sound();
+    expect_consistent();
   }
 }
 
-// The purge moves the timer whose callback is running to an earlier slot. It goes all the same, and nothing else does.
-TEST_F(TimeoutSetTest, ATimerThatPurgesAnotherOneStillGoes) {
+// The purge moves the timer whose callback is running to an earlier slot. That timer, and no other, is still removed.
+TEST_F(TimeoutSetTest, TimerThatPurgesAnotherOneIsStillRemoved) {
   const struct {
     const char* name;
     uint8_t temp;
     int32_t result;
     bool stays;
-  } kTimers[] = {{"one-shot", kOneShot, 1, false}, {"answers 0", kStays, 0, false}, {"stays", kStays, 1, true}};
+  } kTimers[] = {{"one-shot", kOneShot, 1, false}, {"returns 0", kStays, 0, false}, {"stays", kStays, 1, true}};
   const struct {
     uint32_t firing;
     Numbers left;
@@ -705,7 +705,7 @@ TEST_F(TimeoutSetTest, ATimerThatPurgesAnotherOneStillGoes) {
       for (uint32_t slot = 0; slot < set_.m_uCount; ++slot) {
         EXPECT_EQ(set_.m_rgRecv[slot].m_bDeleted, 0);
       }
-      expect_sound();
+      expect_consistent();
       plans_[row.firing].action = {};
       EXPECT_EQ(process(), timer.stays ? Numbers{row.firing} : Numbers{});
       EXPECT_EQ(contracts_.take(), Reports{});
@@ -713,8 +713,8 @@ TEST_F(TimeoutSetTest, ATimerThatPurgesAnotherOneStillGoes) {
   }
 }
 
-// A new timer in the slot and with the id of the one that removed itself is another timer.
-TEST_F(TimeoutSetTest, ANewTimerInThePlaceOfThePurgedOneStays) {
+// The new timer has the slot and the id of the one that removed itself.
+TEST_F(TimeoutSetTest, NewTimerInPlaceOfAPurgedOneStays) {
   for (const uint8_t old_temp : {kStays, kOneShot}) {
     for (const int32_t result : {0, 1}) {
       for (const uint8_t new_temp : {kStays, kOneShot}) {
@@ -731,7 +731,7 @@ TEST_F(TimeoutSetTest, ANewTimerInThePlaceOfThePurgedOneStays) {
         EXPECT_EQ(numbers(), Numbers{8});
         EXPECT_EQ(set_.m_rgRecv[0].m_bDeleted, 0);
         EXPECT_EQ(set_.m_rgRecv[0].m_bTemp, new_temp);
-        expect_sound();
+        expect_consistent();
         EXPECT_EQ(process({4, 999999}), Numbers{});
         EXPECT_EQ(process({0, 1}), Numbers{8});
       }
@@ -739,11 +739,11 @@ TEST_F(TimeoutSetTest, ANewTimerInThePlaceOfThePurgedOneStays) {
   }
 }
 
-TEST_F(TimeoutSetTest, ACallbackFindsItsOwnTimerMarkedOnlyOnceItHasRemovedIt) {
+TEST_F(TimeoutSetTest, CallbackFindsItsTimerMarkedOnlyAfterRemovingIt) {
   add(0, kNow, Plan{1, [this](timeval*) {
                       EXPECT_NE(set_.m_rgRecv[0].m_bDeleted, 1);
                       purge();
-                      EXPECT_EQ(set_.m_uCount, 1U) << "it is not marked";
+                      EXPECT_EQ(set_.m_uCount, 1U) << "not marked";
                       remove(0);
                       EXPECT_EQ(set_.m_rgRecv[0].m_bDeleted, 1);
                     }});
@@ -754,9 +754,9 @@ TEST_F(TimeoutSetTest, ACallbackFindsItsOwnTimerMarkedOnlyOnceItHasRemovedIt) {
   EXPECT_EQ(set_.m_uCount, 0U);
 }
 
-// A one-shot that is late by more than its own delay, and sets itself anew, is due again in the same pass. A pass makes so
-// many callbacks and no more; the last one is aged and left for the next pass.
-TEST_F(TimeoutSetTest, APassMakes1024CallbacksAtMost) {
+// A one-shot timer that is late by more than its delay and sets itself again is due again in the same pass. A pass
+// makes at most 1024 callbacks; the last timer ages and is left for the next pass.
+TEST_F(TimeoutSetTest, PassMakesAtMost1024Callbacks) {
   plans_[0] = {0, [this](timeval*) { add(0, {1, 0}, kOneShot); }};
   for (const uint32_t budget : {1025U, 5000U, kUnlimited - 1, kUnlimited}) {
     SCOPED_TRACE(budget);
@@ -768,20 +768,20 @@ TEST_F(TimeoutSetTest, APassMakes1024CallbacksAtMost) {
     EXPECT_EQ(set_.m_uCount, 3U);
     std::vector<Time> left = times();
     std::sort(left.begin(), left.end());
-    EXPECT_EQ(left, (std::vector<Time>{{-2, 0}, {-1, 0}, {2, 0}})) << "all are aged";
+    EXPECT_EQ(left, (std::vector<Time>{{-2, 0}, {-1, 0}, {2, 0}})) << "all timers age";
     EXPECT_EQ(process({0, 1}).size(), 2U);
-    EXPECT_EQ(process({0, 1}).size(), 1U) << "the one that is kept overdue";
-    expect_sound();
+    EXPECT_EQ(process({0, 1}).size(), 1U) << "the overdue timer that stays";
+    expect_consistent();
   }
 }
 
-TEST_F(TimeoutSetTest, APassOf1024CallbacksIsLikeOneWithThatBudget) {
+TEST_F(TimeoutSetTest, PassOf1024CallbacksEndsLikeAUsedUpBudget) {
   for (const uint32_t limit : {1023U, 1024U, 1025U}) {
     SCOPED_TRACE(limit);
     start_again();
-    uint32_t set_anew = 0;
+    uint32_t restarts = 0;
     plans_[0] = {0, [&](timeval*) {
-                   if (++set_anew < limit) {
+                   if (++restarts < limit) {
                      add(0, kNow, kOneShot);
                    }
                  }};
@@ -791,7 +791,7 @@ TEST_F(TimeoutSetTest, APassOf1024CallbacksIsLikeOneWithThatBudget) {
   }
 }
 
-// Callbacks that do to their set whatever comes into their heads. The seed is fixed, so that every run is the same.
+// Callbacks that change their set at random. The seed is fixed, so every run is the same.
 class Chaos {
  public:
   explicit Chaos(TimeoutSet& set) : set_(set) {}
@@ -799,7 +799,7 @@ class Chaos {
   uint32_t below(uint32_t limit) { return static_cast<uint32_t>(random_()) % limit; }
   timeval seconds_below(uint32_t limit) { return {static_cast<time_t>(below(limit)), 0}; }
 
-  // Never due at once: a callback that adds due timers for ever is called for ever.
+  // Never due at once, because a callback that always adds due timers is always called again.
   void add() {
     const timeval time = {1 + static_cast<time_t>(below(2)), 0};
     NUV_TimeoutSet_setReceiver(&set_, time, this, 0, static_cast<uint8_t>(below(2)), call);
@@ -851,7 +851,7 @@ class Chaos {
   int depth_ = 0;
 };
 
-TEST_F(TimeoutSetTest, StaysSoundWhateverCallbacksDo) {
+TEST_F(TimeoutSetTest, StaysConsistentWithRandomCallbacks) {
   Chaos chaos(set_);
   uint32_t fired = 0;
   for (int round = 0; round < 2000; ++round) {
@@ -864,10 +864,10 @@ TEST_F(TimeoutSetTest, StaysSoundWhateverCallbacksDo) {
     if (chaos.below(4) != 0) {
       purge();
     }
-    expect_sound();
+    expect_consistent();
   }
   EXPECT_GT(fired, 2000U);
-  // Removals from a full set and additions to one are all that there is to report: no id was released twice.
+  // Only additions to a full set and removals from one are reported, so no id was released twice.
   Reports allowed = exhausted_pool();
   allowed.push_back(require_report(kFile, kHasRoom));
   for (const Report& report : contracts_.take()) {

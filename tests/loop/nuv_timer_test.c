@@ -1,4 +1,4 @@
-/* The functions of nuv_timer.h as a daemon in C has them. */
+/* The functions of nuv_timer.h, compiled as C. */
 #include "nuv_timer_test.h"
 
 const TimerFunctions kTimerFunctionsOfC = {

@@ -28,11 +28,11 @@ constexpr TimerFunctions kTimerFunctionsOfCpp = {
 constexpr timeval kNow = {0, 0};
 constexpr timeval kLater = {1000000, 0};
 
-// A moment of the clock, in microseconds after its start at 1000 seconds.
+// A time in microseconds after the clock's start at 1000 seconds.
 using Moment = int64_t;
 constexpr Moment kSecond = 1000000;
 
-// A reactor whose timers note when they fire. A timer does what is planned for it, and returns what the plan does.
+// A reactor whose timers record when they fire, then run the test's plan for them and return its result.
 class TimerTest : public ::testing::TestWithParam<const TimerFunctions*> {
  public:
   using Plan = std::function<int32_t(timeval*)>;
@@ -53,10 +53,10 @@ class TimerTest : public ::testing::TestWithParam<const TimerFunctions*> {
 
   void sleep(timeval time) { clock_.advance(time); }
 
-  // The process is stopped in its next wait.
+  // Stops the process during its next wait.
   void stop(timeval time) { clock_.answer_select({0, {}, {}, {}, time}); }
 
-  // One turn in which a descriptor's callback does something.
+  // Runs the action in a descriptor callback, in one cycle.
   void in_a_descriptor_callback(std::function<void()> action) {
     action_ = std::move(action);
     NUV_Select_setTempReadExternal(&reactor_, 5, this, 0, [](void* test, int32_t, uint32_t) -> int32_t {
@@ -67,7 +67,7 @@ class TimerTest : public ::testing::TestWithParam<const TimerFunctions*> {
     NUV_Select_process(&reactor_, nullptr);
   }
 
-  // Turns until so many timers have fired, or none is left.
+  // Runs cycles until `count` timers have fired or none is left.
   Calls fire(size_t count) {
     for (int turns = 0; calls_.size() < count && reactor_.m_oTimeout.m_uCount > 0 && turns < 100; ++turns) {
       NUV_Select_process(&reactor_, nullptr);
@@ -104,12 +104,12 @@ TEST_P(TimerTest, CountsFromNowBeforeTheLoop) {
   EXPECT_EQ(reactor_.m_oTimeout.m_uCount, 0U);
 }
 
-TEST_P(TimerTest, SetsWhatItIsAskedTo) {
+TEST_P(TimerTest, SetsTheKindAndTheTime) {
   EXPECT_EQ(set(1, kLater), 0U);
   EXPECT_EQ(once(2, kLater), 1U);
   EXPECT_EQ(reactor_.m_oTimeout.m_rgRecv[0].m_bTemp, 0);
   EXPECT_EQ(reactor_.m_oTimeout.m_rgRecv[1].m_bTemp, 1);
-  EXPECT_EQ(reactor_.m_oTimeout.m_rgRecv[1].m_oTime.tv_sec, kLater.tv_sec) << "no time has passed yet";
+  EXPECT_EQ(reactor_.m_oTimeout.m_rgRecv[1].m_oTime.tv_sec, kLater.tv_sec) << "no time has passed";
 }
 
 TEST_P(TimerTest, CountsFromNowInADescriptorCallbackThatHasSlept) {
@@ -118,11 +118,11 @@ TEST_P(TimerTest, CountsFromNowInADescriptorCallbackThatHasSlept) {
     set(1, {5, 0});
     sleep({2, 0});
   });
-  EXPECT_EQ(calls_, Calls{}) << "not in the same turn";
+  EXPECT_EQ(calls_, Calls{}) << "not in the same cycle";
   EXPECT_EQ(fire(1), (Calls{{1, 15 * kSecond + 1}}));
 }
 
-TEST_P(TimerTest, ANewTimerOfATimerIsNotDueInTheSamePass) {
+TEST_P(TimerTest, TimerSetByATimerIsNotDueInTheSamePass) {
   for (const timeval late : {timeval{1, 0}, timeval{3, 0}, timeval{3600, 7}}) {
     SCOPED_TRACE(late.tv_sec);
     plans_[1] = [this](timeval*) {
@@ -137,7 +137,7 @@ TEST_P(TimerTest, ANewTimerOfATimerIsNotDueInTheSamePass) {
   }
 }
 
-TEST_P(TimerTest, AOneShotThatSetsItselfAnewFiresOncePerTurn) {
+TEST_P(TimerTest, OneShotThatSetsItselfAgainFiresOncePerCycle) {
   plans_[1] = [this](timeval*) {
     once(1, {1, 0});
     return 0;
@@ -151,7 +151,7 @@ TEST_P(TimerTest, AOneShotThatSetsItselfAnewFiresOncePerTurn) {
   }
 }
 
-// A turn of internal descriptors serves no timers and leaves the mark where it is.
+// An internal cycle serves no timers and does not move the mark.
 TEST_P(TimerTest, CountsFromNowInAnInternalDescriptorCallback) {
   NUV_Select_setRead(&reactor_, 5, this, 0, [](void* test, int32_t, uint32_t) -> int32_t {
     auto& self = *static_cast<TimerTest*>(test);
@@ -184,8 +184,7 @@ TEST_P(TimerTest, CountsFromNowInEveryExternalDescriptorCallback) {
   EXPECT_EQ(fire(3), (Calls{{1, 6 * kSecond}, {1, 7 * kSecond}, {1, 8 * kSecond}}));
 }
 
-// Setting one timer does not move the others, nor fire them.
-TEST_P(TimerTest, LeavesTheOtherTimersAsTheyAre) {
+TEST_P(TimerTest, SettingATimerDoesNotChangeOrFireOthers) {
   set(1, {3, 0});
   set(2, {20, 0});
   sleep({10, 0});
@@ -206,7 +205,7 @@ TEST_P(TimerTest, CountsFromTheMarkWhileTheClockFails) {
   EXPECT_EQ(reactor_.m_oLastTime.tv_sec, 1000);
 }
 
-TEST_P(TimerTest, CountsFromNowWhenTheTurnCannotReadTheClock) {
+TEST_P(TimerTest, CountsFromNowIfTheCycleCannotReadTheClock) {
   in_a_descriptor_callback([this] {
     sleep({2, 0});
     set(1, {5, 0});
@@ -221,7 +220,7 @@ TEST_P(TimerTest, CountsFromNowWhenTheTurnCannotReadTheClock) {
   EXPECT_EQ(calls_, (Calls{{1, 7 * kSecond + 1}}));
 }
 
-TEST_P(TimerTest, LeavesTheDelayAloneWhenTheClockHasNotPassedTheMark) {
+TEST_P(TimerTest, KeepsTheDelayIfTheClockIsNotAfterTheMark) {
   for (const timeval now : {timeval{1000, 0}, timeval{999, 999999}, timeval{0, 0}}) {
     clock_.set(now);
     const uint32_t id = set(1, {5, 250000});
@@ -230,8 +229,8 @@ TEST_P(TimerTest, LeavesTheDelayAloneWhenTheClockHasNotPassedTheMark) {
   }
 }
 
-// 32-bit seconds end after 68 years.
-TEST_P(TimerTest, TheLongestDelaysDoNotWrap) {
+// 32-bit seconds overflow after 68 years.
+TEST_P(TimerTest, LongestDelaysDoNotWrap) {
   const std::vector<std::pair<time_t, time_t>> kRows = {
       {0x7FFFFFFF, 0x7FFFFFFF - 10}, {1000000000, 999999990}, {999999999, 999999999}};
   in_a_descriptor_callback([&] {
@@ -245,7 +244,7 @@ TEST_P(TimerTest, TheLongestDelaysDoNotWrap) {
   }
 }
 
-TEST_P(TimerTest, AnUpdateCountsFromNow) {
+TEST_P(TimerTest, UpdateCountsFromNow) {
   const uint32_t id = set(1, {5, 0});
   in_a_descriptor_callback([&] {
     sleep({3, 0});
@@ -257,8 +256,8 @@ TEST_P(TimerTest, AnUpdateCountsFromNow) {
   EXPECT_EQ(fire(1), (Calls{{1, 11 * kSecond + 1}}));
 }
 
-// While timers are served, those in front are aged already and those behind are not yet.
-TEST_P(TimerTest, AnUpdateByATimerCountsFromNow) {
+// While timers are served, those in earlier slots have aged and those in later slots have not.
+TEST_P(TimerTest, UpdateByATimerCountsFromNow) {
   for (const uint32_t target : {0U, 1U, 2U}) {
     SCOPED_TRACE(target);
     plans_.clear();
@@ -287,7 +286,7 @@ TEST_P(TimerTest, AgainWritesBothFieldsAndStays) {
   EXPECT_EQ(time.tv_usec, 5);
 }
 
-TEST_P(TimerTest, AgainAfterAStallFiresOnceAndThenInTime) {
+TEST_P(TimerTest, AgainAfterAStallFiresOnceAndThenOnTime) {
   plans_[1] = [this](timeval* time) { return functions_.again(time, {0, 200000}); };
   set(1, {0, 200000});
   stop({3, 0});
@@ -297,14 +296,14 @@ TEST_P(TimerTest, AgainAfterAStallFiresOnceAndThenInTime) {
 struct PhaseRow {
   const char* name;
   timeval period;
-  timeval slept;  // by each call
+  timeval slept;  // in each call
   std::vector<Moment> calls;
 };
 
 TEST_P(TimerTest, InPhaseIsDueAtWholePeriods) {
   const PhaseRow kRows[] = {
       {"callbacks take no time", {0, 200000}, {0, 0}, {200000, 400000, 600000, 800000}},
-      // The first call sets the phase: 300 ms in the first of these rows.
+      // The first call sets the phase: 300 ms in the next row.
       {"callbacks take half of the period", {0, 200000}, {0, 100000}, {200000, 500000, 700000, 900000}},
       {"callbacks take more than the period", {0, 200000}, {0, 250000}, {200000, 650000, 1050000, 1450000}},
       {"callbacks take the period", {1, 0}, {1, 0}, {1000000, 3000000, 5000000}},
@@ -329,7 +328,7 @@ TEST_P(TimerTest, InPhaseIsDueAtWholePeriods) {
   }
 }
 
-TEST_P(TimerTest, InPhaseLeavesOutWhatHasPassed) {
+TEST_P(TimerTest, InPhaseSkipsMissedPeriods) {
   timeval due = {0, 0};
   plans_[1] = [&](timeval* time) { return functions_.again_in_phase(time, &due, {0, 200000}); };
   set(1, {0, 200000});
@@ -339,8 +338,8 @@ TEST_P(TimerTest, InPhaseLeavesOutWhatHasPassed) {
   EXPECT_EQ(fire(2), (Calls{{1, 86403400000}, {1, 86403600000}}));
 }
 
-// A clock that counts as wrapped makes timers fire too soon: the phase stays.
-TEST_P(TimerTest, InPhaseKeepsThePhaseWhenItFiresTooSoon) {
+// A clock that counts as wrapped makes timers fire early.
+TEST_P(TimerTest, InPhaseKeepsThePhaseAfterFiringEarly) {
   timeval due = {0, 0};
   plans_[1] = [&](timeval* time) { return functions_.again_in_phase(time, &due, {1, 0}); };
   set(1, {1, 0});
@@ -391,9 +390,9 @@ TEST(TimerTimes, AreConvertedBothWays) {
   }
 }
 
-TEST(TimerTimes, OfMoreThanThirtyThousandYearsAreCut) {
+TEST(TimerTimes, AreClampedBeyondThirtyThousandYears) {
   if (sizeof(time_t) < 8) {
-    GTEST_SKIP() << "seconds have 32 bits";
+    GTEST_SKIP() << "time_t has 32 bits";
   }
   const timeval longest = {static_cast<time_t>(INT64_MAX), 0};
   const timeval shortest = {static_cast<time_t>(INT64_MIN), 0};

@@ -1,4 +1,4 @@
-/* The functions of nuv_timer.h as pointers, because each language compiles its own. */
+/* Pointers to the functions of nuv_timer.h, which C and C++ compile separately. */
 #ifndef TESTS_LOOP_NUV_TIMER_TEST_H
 #define TESTS_LOOP_NUV_TIMER_TEST_H
 

@@ -1,4 +1,4 @@
-// The reactor's operations on descriptors, as tables for its tests.
+// Tables of the reactor's operations on descriptors.
 #ifndef TESTS_SELECT_OPERATIONS_H
 #define TESTS_SELECT_OPERATIONS_H
 
@@ -25,7 +25,7 @@ struct RemoveOperation {
   uint32_t event_type;
 };
 
-// An operation that takes the event type, as one that has it fixed.
+// Binds the event type of an operation.
 template <auto kOperation, uint32_t kEventType>
 NUV_SelectRecv* set_for(Select* reactor, int32_t fd, void* arg1, uint32_t arg2, NUV_SelectRecvFunc function) {
   return kOperation(reactor, kEventType, fd, arg1, arg2, function);
@@ -76,7 +76,7 @@ inline constexpr RemoveOperation kRemoveOperations[] = {
     {"internalRemoveExcept 1", remove_for<NUV_Select_internalRemoveExcept, 1>, &Select::m_oExcept, 1},
 };
 
-// Those that take the event type as they are.
+// The operations with an event type, unbound.
 inline constexpr NUV_SelectRecv* (*kInternalSetOperations[])(Select*, uint32_t, int32_t, void*, uint32_t,
                                                              NUV_SelectRecvFunc) = {
     NUV_Select_internalSetTempRead, NUV_Select_internalSetWrite,      NUV_Select_internalSetTempWrite,
