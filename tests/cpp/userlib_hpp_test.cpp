@@ -84,7 +84,7 @@ void call_plainly() {
   ++g_plain_calls;
 }
 
-TEST(UserlibHppCallback, TakesWhateverCanBeCalled) {
+TEST(UserlibHppCallback, AcceptsAnyCallable) {
   using Callback = userlib::Callback<int>;
   int sum = 0;
   const Callback with_argument([&sum](int number) { sum += number; });
@@ -114,7 +114,7 @@ TEST(UserlibHppCallback, TakesWhateverCanBeCalled) {
 
 // ---- Watches ----
 
-// Answers the next select() for these descriptors, ready for reading.
+// The next select() reports these descriptors as readable.
 void make_ready(FakeClock& clock, std::vector<int> fds) {
   SelectAnswer answer;
   answer.result = static_cast<int>(fds.size());
@@ -163,7 +163,7 @@ TEST(UserlibHppWatch, HasSixKinds) {
   std::vector<std::string> calls;
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.name);
-    // All on one descriptor: they do not get into each other's way.
+    // All kinds can watch the same descriptor.
     Watch& watch = watches.emplace_back(loop, [&calls, &c] { calls.emplace_back(c.name); });
     ASSERT_TRUE((watch.*c.start)(9));
     EXPECT_EQ((loop.record().*c.sets)[c.priority].m_uCount, 1U);
@@ -171,7 +171,7 @@ TEST(UserlibHppWatch, HasSixKinds) {
     answer.result = 1;
     (c.sets == &Select::m_oRead ? answer.read : c.sets == &Select::m_oWrite ? answer.write : answer.except) = {9};
     if (c.priority == NUV_SELECT_EXTERNAL) {
-      clock.answer_select({});  // the poll of the internal ones
+      clock.answer_select({});  // the poll of the internal descriptors
     }
     clock.answer_select(answer);
     loop.process(seconds(0));
@@ -198,7 +198,7 @@ TEST(UserlibHppWatch, RefusesWhatSelectCannotWatch) {
   EXPECT_EQ(loop.record().m_oRead[0].m_uCount, 1U);
 }
 
-TEST(UserlibHppWatch, SaysThatThereIsNoMemory) {
+TEST(UserlibHppWatch, ReportsThatMemoryIsMissing) {
   Reactor loop;
   Watch watch(loop, [] {});
   {
@@ -209,7 +209,7 @@ TEST(UserlibHppWatch, SaysThatThereIsNoMemory) {
   EXPECT_TRUE(watch.write_external(5));
 }
 
-TEST(UserlibHppWatch, HandsADescriptorToTheLastOneThatWasStarted) {
+TEST(UserlibHppWatch, LastOneStartedTakesOverTheDescriptor) {
   ContractRecorder recorder;
   FakeClock clock;
   Reactor loop;
@@ -231,14 +231,14 @@ TEST(UserlibHppWatch, HandsADescriptorToTheLastOneThatWasStarted) {
   EXPECT_EQ(loop.record().m_oRead[0].m_uCount, 0U);
 }
 
-TEST(UserlibHppWatch, MayStopItselfAndOthersThatAreReadyToo) {
+TEST(UserlibHppWatch, MayStopItselfAndOtherReadyWatches) {
   for (const bool dies : {false, true}) {
     FakeClock clock;
     Reactor loop;
     int calls = 0;
     std::array<std::optional<Watch>, 3> watches;
     for (auto& watch : watches) {
-      // Whichever comes first ends all of them.
+      // The first one called stops all of them.
       watch.emplace(loop, [&calls, &watches, dies] {
         ++calls;
         for (auto& other : watches) {
@@ -261,8 +261,8 @@ TEST(UserlibHppWatch, MayStopItselfAndOthersThatAreReadyToo) {
   }
 }
 
-// A descriptor is closed, and the next one that is opened has the same number. What was ready was the old one.
-TEST(UserlibHppWatch, DoesNotTakeTheOldDescriptorForTheNewOne) {
+// A descriptor was ready, is closed, and its number is reused: the new one is not ready.
+TEST(UserlibHppWatch, DoesNotReportTheOldDescriptorForTheNewOne) {
   FakeClock clock;
   Reactor loop;
   std::string calls;
@@ -286,7 +286,7 @@ TEST(UserlibHppWatch, DoesNotTakeTheOldDescriptorForTheNewOne) {
   EXPECT_EQ(calls, "changer fresh ");
 }
 
-TEST(UserlibHppWatch, StartedInACallIsHeardInTheNextTurn) {
+TEST(UserlibHppWatch, StartedInACallIsCalledInTheNextCycle) {
   FakeClock clock;
   Reactor loop;
   int calls = 0;
@@ -302,7 +302,7 @@ TEST(UserlibHppWatch, StartedInACallIsHeardInTheNextTurn) {
   EXPECT_EQ(calls, 1);
 }
 
-TEST(UserlibHppWatch, LeavesOnePlaceFree) {
+TEST(UserlibHppWatch, LeavesOneSlotFree) {
   ContractRecorder recorder;
   Reactor loop;
   std::deque<Watch> watches;
@@ -312,7 +312,7 @@ TEST(UserlibHppWatch, LeavesOnePlaceFree) {
   Watch last(loop, [] {});
   EXPECT_FALSE(last.read(1023));
   EXPECT_FALSE(last.is_running());
-  // Taking over and starting elsewhere is possible, and so is stopping.
+  // Watches can still take over a descriptor, change theirs, and stop.
   EXPECT_TRUE(last.read(1022));
   EXPECT_FALSE(watches.back().is_running());
   last.stop();
@@ -320,7 +320,7 @@ TEST(UserlibHppWatch, LeavesOnePlaceFree) {
   EXPECT_TRUE(last.read(1023));
 }
 
-TEST(UserlibHppWatch, TakesThePlaceOfOneThatWasStoppedInTheSameTurn) {
+TEST(UserlibHppWatch, TakesTheSlotOfOneStoppedInTheSameCycle) {
   ContractRecorder recorder;
   FakeClock clock;
   Reactor loop;
@@ -342,7 +342,7 @@ TEST(UserlibHppWatch, TakesThePlaceOfOneThatWasStoppedInTheSameTurn) {
   EXPECT_EQ(fresh.fd(), 6);
 }
 
-TEST(UserlibHppWatch, KeepsQuietWhileOthersHaveFilledTheSet) {
+TEST(UserlibHppWatch, ReportsNothingWhileOthersHaveFilledTheSet) {
   ContractRecorder recorder;
   FakeClock clock;
   Reactor loop;
@@ -359,7 +359,7 @@ TEST(UserlibHppWatch, KeepsQuietWhileOthersHaveFilledTheSet) {
   EXPECT_EQ(calls, 1);
   EXPECT_EQ(loop.record().m_oRead[0].m_uCount, 1024U);
   EXPECT_EQ(recorder.take(), Reports());
-  // As soon as there is room, the receivers that nobody waits for are cleared away.
+  // As soon as there is room, the receivers of stopped watches are removed.
   NUV_Select_removeRead(&loop.record(), 1023);
   recorder.take();
   clock.take_selects();
@@ -405,7 +405,7 @@ TEST(UserlibHppTimer, CallsOnce) {
   EXPECT_EQ(calls, 2);
 }
 
-TEST(UserlibHppTimer, StartsAnew) {
+TEST(UserlibHppTimer, CanBeRestarted) {
   FakeClock clock;
   Reactor loop;
   int calls = 0;
@@ -419,7 +419,7 @@ TEST(UserlibHppTimer, StartsAnew) {
   EXPECT_FALSE(timer.is_running());
 }
 
-TEST(UserlibHppTimer, CallsAgainAndAgain) {
+TEST(UserlibHppTimer, CallsPeriodically) {
   FakeClock clock;
   Reactor loop;
   int calls = 0;
@@ -440,7 +440,7 @@ TEST(UserlibHppTimer, CallsAgainAndAgain) {
   EXPECT_EQ(loop.record().m_oTimeout.m_uCount, 0U);
 }
 
-TEST(UserlibHppTimer, IsArmedAgainInItsOwnCall) {
+TEST(UserlibHppTimer, CanBeRestartedInItsOwnCall) {
   FakeClock clock;
   Reactor loop;
   std::vector<int64_t> calls;
@@ -451,14 +451,14 @@ TEST(UserlibHppTimer, IsArmedAgainInItsOwnCall) {
         EXPECT_TRUE(self.start(seconds(10)));
         EXPECT_TRUE(self.is_running());
         break;
-      case 2:  // the last word counts
+      case 2:  // the last start counts
         EXPECT_TRUE(self.start(seconds(1)));
         EXPECT_TRUE(self.start_every(seconds(2)));
         break;
-      case 4:  // periodic no more
+      case 4:  // no longer periodic
         EXPECT_TRUE(self.start(seconds(3)));
         break;
-      case 5:  // stopped, and started anew as if it had not been running
+      case 5:  // stopped, and started again like one that is not running
         EXPECT_TRUE(self.start(seconds(1)));
         self.stop();
         EXPECT_FALSE(self.is_running());
@@ -483,7 +483,7 @@ TEST(UserlibHppTimer, IsArmedAgainInItsOwnCall) {
   EXPECT_EQ(loop.record().m_oTimeout.m_uCount, 0U);
 }
 
-TEST(UserlibHppTimer, MayEndItselfAndOthersThatAreDueToo) {
+TEST(UserlibHppTimer, MayEndItselfAndOtherDueTimers) {
   for (const bool dies : {false, true}) {
     FakeClock clock;
     Reactor loop;
@@ -527,7 +527,7 @@ TEST(UserlibHppTimer, MayReplaceItselfInItsOwnCall) {
   EXPECT_EQ(loop.record().m_oTimeout.m_uCount, 0U);
 }
 
-TEST(UserlibHppTimer, LeavesOnePlaceFree) {
+TEST(UserlibHppTimer, LeavesOneSlotFree) {
   ContractRecorder recorder;
   FakeClock clock;
   Reactor loop;
@@ -540,7 +540,7 @@ TEST(UserlibHppTimer, LeavesOnePlaceFree) {
   EXPECT_FALSE(last.start(seconds(1)));
   EXPECT_FALSE(last.start_every(seconds(1)));
   EXPECT_FALSE(last.is_running());
-  // Those that are there can be changed and stopped.
+  // Running timers can be changed and stopped.
   EXPECT_TRUE(timers[5].start(seconds(2)));
   timers[7].stop();
   EXPECT_TRUE(last.start(seconds(1)));
@@ -548,7 +548,7 @@ TEST(UserlibHppTimer, LeavesOnePlaceFree) {
   EXPECT_EQ(calls, 1077);
 }
 
-TEST(UserlibHppTimer, SaysThatItsReactorHasNoTimers) {
+TEST(UserlibHppTimer, ReportsThatItsReactorHasNoTimers) {
   ContractRecorder recorder;
   std::optional<Reactor> loop;
   {
@@ -564,8 +564,8 @@ TEST(UserlibHppTimer, SaysThatItsReactorHasNoTimers) {
   recorder.take();
 }
 
-// A daemon that was away for a while and starts a timer then.
-TEST(UserlibHppTimer, CountsFromNowWhereverItIsStarted) {
+// Time passes before each start, outside of select().
+TEST(UserlibHppTimer, CountsFromNow) {
   for (const bool is_running : {false, true}) {
     SCOPED_TRACE(is_running);
     FakeClock clock;
@@ -589,13 +589,13 @@ TEST(UserlibHppTimer, CountsFromNowWhereverItIsStarted) {
     ASSERT_TRUE(watch->read_external(0));
     make_ready(clock, {0});
     loop.process();
-    EXPECT_EQ(fired_at, 1015) << "not in the same turn";
+    EXPECT_EQ(fired_at, 1015) << "not in the same cycle";
     loop.process();
     EXPECT_EQ(fired_at, 1030);
   }
 }
 
-// The timers of a turn see each other's time pass, which the reactor itself counts for none.
+// Time spent in a timer callback counts for a timer started there, although the reactor ignores it.
 TEST(UserlibHppTimer, CountsFromNowWhileTimersAreServed) {
   for (const bool is_running : {false, true}) {
     for (const bool is_behind : {false, true}) {
@@ -643,8 +643,8 @@ TEST(UserlibHppTimer, CountsFromNowInItsOwnCall) {
   EXPECT_EQ(fired_at, std::vector<int64_t>({1001, 1006, 1011}));
 }
 
-// Two timers that start each other would otherwise go on for ever after a stop.
-TEST(UserlibHppTimer, StartsAnotherOneForALaterTurn) {
+// Otherwise two timers that start each other would run for ever after the process was stopped.
+TEST(UserlibHppTimer, StartsAnotherOneForALaterCycle) {
   FakeClock clock;
   Reactor loop;
   int calls = 0;
@@ -664,7 +664,7 @@ TEST(UserlibHppTimer, StartsAnotherOneForALaterTurn) {
   EXPECT_EQ(clock.now().tv_sec, 1004);
 }
 
-TEST(UserlibHppTimer, OneThatIsDueAtOnceIsCalledInTheSameTurn) {
+TEST(UserlibHppTimer, DelayOfZeroIsCalledInTheSameCycle) {
   FakeClock clock;
   Reactor loop;
   int calls = 0;
@@ -685,8 +685,8 @@ int32_t fill(void*, timeval* time, uint32_t) {
 
 class UserlibHppFullTimers : public testing::TestWithParam<bool> {};
 
-TEST_P(UserlibHppFullTimers, KeepQuietAndMakeRoomWhenTheyCan) {
-  const bool has_turn_between = GetParam();
+TEST_P(UserlibHppFullTimers, ReportNothingAndMakeRoom) {
+  const bool has_cycle_between = GetParam();
   ContractRecorder recorder;
   FakeClock clock;
   Reactor loop;
@@ -708,18 +708,18 @@ TEST_P(UserlibHppFullTimers, KeepQuietAndMakeRoomWhenTheyCan) {
   EXPECT_FALSE(timers[2]->start(seconds(1)));
   EXPECT_EQ(loop.record().m_oTimeout.m_uCount, 80U);
 
-  // One of them falls due while the set is full, and is gone without a call; its end makes room for the others.
+  // A destroyed timer falls due while the set is full. It is removed without a call, which makes room for the others.
   clock.answer_select({0, {}, {}, {}, {1001, 0}});
   g_filler_calls = 0;
   loop.process();
-  EXPECT_EQ(calls, 1);  // that of the first; the second has nobody any more
+  EXPECT_EQ(calls, 1);  // of the first timer; the second was destroyed
   EXPECT_EQ(g_filler_calls, 1);
   EXPECT_EQ(loop.record().m_oTimeout.m_uCount, 78U);
-  if (has_turn_between) {
+  if (has_cycle_between) {
     loop.process(milliseconds(1));
     EXPECT_EQ(loop.record().m_oTimeout.m_uCount, 77U);
   }
-  EXPECT_TRUE(timers[2]->start(seconds(1)));  // and takes the one away that it had before
+  EXPECT_TRUE(timers[2]->start(seconds(1)));  // and removes its former timer
   EXPECT_EQ(loop.record().m_oTimeout.m_uCount, 78U);
   NUV_Select_removeTimeout(&loop.record(), filler);
   loop.process();
@@ -727,9 +727,9 @@ TEST_P(UserlibHppFullTimers, KeepQuietAndMakeRoomWhenTheyCan) {
   EXPECT_EQ(recorder.take(), Reports());
 }
 
-INSTANTIATE_TEST_SUITE_P(WithAndWithoutATurnBetween, UserlibHppFullTimers, testing::Bool());
+INSTANTIATE_TEST_SUITE_P(WithAndWithoutACycleBetween, UserlibHppFullTimers, testing::Bool());
 
-// In a full set, the one whose call is running can go on, end and die all the same.
+// Even in a full set, a timer can be restarted, stopped and destroyed in its own call.
 TEST(UserlibHppTimer, MayDoAnythingInItsOwnCallWhileTheSetIsFull) {
   ContractRecorder recorder;
   FakeClock clock;
@@ -765,10 +765,10 @@ TEST(UserlibHppTimer, MayOutliveItsReactor) {
   timer.stop();
 }
 
-// ---- All together, at random ----
+// ---- Random changes ----
 
-// Things start, stop, die and come back in each other's calls. After every turn the reactor holds those that run and
-// nothing else, and none was called that did not run.
+// Watches and timers start, stop, destroy and create each other in their calls. After each cycle the reactor must have
+// those that run and no others, and only running ones may have been called.
 class Turmoil {
  public:
   explicit Turmoil(unsigned seed) : random_(seed) {
@@ -821,7 +821,7 @@ class Turmoil {
 
   void happen() {
     ++calls_;
-    // A turn in which each call starts a timer that is due would never end.
+    // A cycle in which each call starts a due timer would never end.
     if (++calls_in_turn_ > 50) {
       return;
     }
@@ -860,7 +860,7 @@ class Turmoil {
         EXPECT_TRUE(!timers_[i] || timers_[i]->start_every(seconds(random_() % 3 + 1)));
         break;
       default:
-        // Fewer descriptors than watches, so that they take them from each other.
+        // Fewer descriptors than watches, so they take descriptors from each other.
         EXPECT_TRUE(!watches_[i] || watches_[i]->read_external(static_cast<int>(random_() % 4)));
         break;
     }
@@ -875,7 +875,7 @@ class Turmoil {
   int calls_in_turn_ = 0;
 };
 
-TEST(UserlibHppReactor, KeepsItsBooksWhateverCallablesDo) {
+TEST(UserlibHppReactor, StaysConsistentWithRandomChanges) {
   ContractRecorder recorder;
   int calls = 0;
   for (unsigned seed = 0; seed < 200; ++seed) {
@@ -904,7 +904,7 @@ TEST(UserlibHppMemory, OwnsAndMovesItsBlock) {
     uint8_t* const address = block.begin();
     userlib::Memory moved(std::move(block));
     EXPECT_EQ(moved.begin(), address);
-    EXPECT_EQ(block.size(), 0U);  // NOLINT(bugprone-use-after-move): what is left is promised
+    EXPECT_EQ(block.size(), 0U);  // NOLINT(bugprone-use-after-move): the moved-from state is documented
     empty = std::move(moved);
     EXPECT_EQ(empty.begin(), address);
     userlib::Memory& same = empty;
@@ -918,7 +918,7 @@ TEST(UserlibHppMemory, OwnsAndMovesItsBlock) {
   EXPECT_EQ(allocator.live(), 0);
 }
 
-TEST(UserlibHppMemory, TakesABlockFromElsewhere) {
+TEST(UserlibHppMemory, TakesOverAForeignBlock) {
   static uint32_t released;
   released = 0;
   char bytes[4] = {'a', 'b', 'c', 'd'};
@@ -1026,7 +1026,7 @@ TEST(UserlibHppMessageData, OwnsAndMovesItsBlock) {
 
 // ---- Numbers ----
 
-TEST(UserlibHppIndexPool, HandsOutIndices) {
+TEST(UserlibHppIndexPool, ReturnsIndices) {
   userlib::IndexPool pool(2);
   EXPECT_EQ(pool.size(), 2U);
   EXPECT_EQ(pool.occupy(), 0U);
@@ -1081,7 +1081,7 @@ TEST(UserlibHppIndexMap, FindsValues) {
   EXPECT_TRUE(map.empty());
 }
 
-// ---- Ways for bytes ----
+// ---- Pipes and sockets ----
 
 TEST(UserlibHppPipe, CarriesBytesAndCloses) {
   userlib::Pipe pipe;
@@ -1108,7 +1108,7 @@ TEST(UserlibHppPipe, CarriesBytesAndCloses) {
   EXPECT_FALSE(support::is_open_descriptor(write_fd));
 }
 
-TEST(UserlibHppPipe, IsClosedWhenAnotherTakesItsPlace) {
+TEST(UserlibHppPipe, IsClosedByAssigningAnother) {
   userlib::Pipe pipe;
   userlib::Pipe other;
   ASSERT_TRUE(pipe.open() && other.open());
@@ -1126,7 +1126,7 @@ TEST(UserlibHppPipe, IsClosedWhenAnotherTakesItsPlace) {
   EXPECT_TRUE(support::is_open_descriptor(other_fd));
 }
 
-TEST(UserlibHppPipe, SaysThatTheSystemGivesNone) {
+TEST(UserlibHppPipe, ReportsThatThePipeCannotBeCreated) {
   FaultInjector fault("pipe", 1, EMFILE);
   userlib::Pipe pipe;
   EXPECT_FALSE(pipe.open());
@@ -1210,7 +1210,7 @@ TEST(UserlibHppUdp, CarriesDatagramsBetweenClientAndServer) {
   EXPECT_NE(out.take(), "");
 }
 
-TEST(UserlibHppUdp, SaysThatTheSystemRefuses) {
+TEST(UserlibHppUdp, ReportsThatTheSocketCannotBeCreated) {
   FaultInjector fault("socket", 1, EMFILE);
   userlib::UdpServer server;
   EXPECT_FALSE(server.open(0, 1));
@@ -1286,7 +1286,7 @@ TEST(UserlibHppConsole, CallsItsCommands) {
   EXPECT_EQ(stops, 1);
 }
 
-TEST(UserlibHppDaemon, TakesItsPidFileAlong) {
+TEST(UserlibHppDaemon, RemovesItsPidFile) {
   char directory[] = "/tmp/userlib_hpp_test.XXXXXX";
   ASSERT_NE(mkdtemp(directory), nullptr);
   {
@@ -1298,14 +1298,14 @@ TEST(UserlibHppDaemon, TakesItsPidFileAlong) {
     daemon.create_pid_file();
     EXPECT_TRUE(daemon.check_pid_file());
     EXPECT_TRUE(daemon.occupied_pid_file());
-    // One that has not made the file leaves it alone.
+    // A daemon that did not create the file does not remove it.
     { const userlib::Daemon other("phoned", directory); }
     EXPECT_TRUE(daemon.has_pid_file());
   }
   EXPECT_EQ(rmdir(directory), 0);
 }
 
-TEST(UserlibHppSignals, ComeInTheirOrder) {
+TEST(UserlibHppSignals, AreReturnedInOrder) {
   userlib::Signals signals;
   EXPECT_EQ(signals.fd(), -1);
   ASSERT_TRUE(signals.open({SIGUSR1, SIGUSR2}));
@@ -1330,10 +1330,10 @@ TEST(UserlibHppSignals, EndTheWaitOfTheLoop) {
   EXPECT_EQ(taken, std::vector<int>{SIGUSR1});
 }
 
-TEST(UserlibHppSignals, LeaveErrnoAlone) {
+TEST(UserlibHppSignals, KeepErrno) {
   userlib::Signals signals;
   ASSERT_TRUE(signals.open({SIGUSR1}));
-  // The last of them find the pipe full, and must not wait until it is read: nobody else would read it.
+  // The last signals find the pipe full. The handler must not block then, because only this thread reads the pipe.
   for (int i = 0; i < 70000; ++i) {
     errno = ENOENT;
     raise(SIGUSR1);
@@ -1342,7 +1342,7 @@ TEST(UserlibHppSignals, LeaveErrnoAlone) {
   EXPECT_EQ(signals.take(), SIGUSR1);
 }
 
-TEST(UserlibHppSignals, AreIgnoredWhenNobodyListensAnyMore) {
+TEST(UserlibHppSignals, AreIgnoredAfterwards) {
   {
     userlib::Signals signals;
     ASSERT_TRUE(signals.open({SIGUSR1}));
@@ -1350,7 +1350,7 @@ TEST(UserlibHppSignals, AreIgnoredWhenNobodyListensAnyMore) {
   raise(SIGUSR1);
 }
 
-TEST(UserlibHppSignals, SayThatTheSystemGivesNoPipe) {
+TEST(UserlibHppSignals, ReportThatThePipeCannotBeCreated) {
   const FaultInjector fault("pipe", 1, EMFILE);
   userlib::Signals signals;
   EXPECT_FALSE(signals.open({SIGUSR1}));
