@@ -34,10 +34,6 @@ void expect_empty(const Frame& frame) {
 
 const support::Report kNoFree = ensure_report("nuv_memory", "((void *)0) != a_this->m_pFree");
 
-void use_the_usual_hook() {
-  NUV_installMemoryManager(CountingAllocator::allocate, CountingAllocator::release);
-}
-
 using Row = support::Violation<Frame>;
 
 // The frame has 10 bytes of headroom, 20 of content and 30 of tailroom.
@@ -78,7 +74,7 @@ const Row kRows[] = {
        NUV_Frame_destruct(&frame);
        NUV_installMemoryManager(CountingAllocator::allocate_nothing, CountingAllocator::release);
        EXPECT_EQ(NUV_Frame_construct(&frame, 60), 1);
-       use_the_usual_hook();
+       CountingAllocator::install();
        EXPECT_EQ(NUV_Frame_address(&frame), nullptr);
        EXPECT_EQ(NUV_Frame_begin(&frame), nullptr);
        EXPECT_EQ(NUV_Frame_absoluteSize(&frame), 60U);
@@ -95,7 +91,7 @@ const Row kRows[] = {
        NUV_Frame_destruct(&frame);
        NUV_installMemoryManager(CountingAllocator::allocate, nullptr);
        EXPECT_EQ(NUV_Frame_construct(&frame, 0), 1);
-       use_the_usual_hook();
+       CountingAllocator::install();
        expect_empty(frame);
        EXPECT_EQ(frame.m_oMemory.m_pFree, nullptr);
      },
@@ -105,7 +101,7 @@ const Row kRows[] = {
        Frame copy;
        NUV_installMemoryManager(CountingAllocator::allocate, nullptr);
        EXPECT_EQ(NUV_Frame_copyConstruct(&copy, &frame), 1);
-       use_the_usual_hook();
+       CountingAllocator::install();
        expect_layout(copy, 0, 60, 0);
        EXPECT_EQ(NUV_Frame_address(&frame), nullptr);
        EXPECT_EQ(frame.m_oMemory.m_pFree, nullptr);
@@ -118,7 +114,7 @@ const Row kRows[] = {
        NUV_Frame_construct(&source, 7);
        NUV_installMemoryManager(CountingAllocator::allocate, nullptr);
        NUV_Frame_assign(&frame, &source);
-       use_the_usual_hook();
+       CountingAllocator::install();
        expect_layout(frame, 0, 7, 0);
        expect_empty(source);
        EXPECT_EQ(source.m_oMemory.m_pFree, nullptr);

@@ -48,10 +48,6 @@ uint8_t* behind(const void* address, uint32_t offset) {
   return reinterpret_cast<uint8_t*>(reinterpret_cast<uintptr_t>(address) + offset);
 }
 
-void use_the_usual_hook() {
-  NUV_installMemoryManager(CountingAllocator::allocate, CountingAllocator::release);
-}
-
 using Row = support::Violation<Memory>;
 
 // The handle owns eight bytes from the hook.
@@ -90,7 +86,7 @@ TEST_P(MemoryContracts, AreReportedAndCarriedOn) {
 }
 
 // Frees the handle's block first, because construct and set overwrite the handle without freeing.
-void construct_anew(Memory& memory, uint32_t size) {
+void reconstruct(Memory& memory, uint32_t size) {
   NUV_Memory_destruct(&memory);
   EXPECT_EQ(NUV_Memory_construct(&memory, size), 1);
 }
@@ -105,8 +101,8 @@ const Row kRows[] = {
     {"constructWithoutMemory",
      [](Memory& memory) {
        NUV_installMemoryManager(CountingAllocator::allocate_nothing, CountingAllocator::release);
-       construct_anew(memory, 8);
-       use_the_usual_hook();
+       reconstruct(memory, 8);
+       CountingAllocator::install();
        expect_fields(memory, nullptr, 8, CountingAllocator::release);
      },
      {kNoMemory, ensure_report(kFile, kAgreeMade)}},
@@ -114,24 +110,24 @@ const Row kRows[] = {
     {"constructWithoutAFunctionThatAllocates",
      [](Memory& memory) {
        NUV_installMemoryManager(nullptr, write_down);
-       construct_anew(memory, 8);
-       use_the_usual_hook();
+       reconstruct(memory, 8);
+       CountingAllocator::install();
        expect_fields(memory, nullptr, 8, write_down);
      },
      {require_report(kFile, "0 != a_alloc"), kNoMemory, ensure_report(kFile, kAgreeMade)}},
     {"constructNothingWithoutAFunctionThatAllocates",
      [](Memory& memory) {
        NUV_installMemoryManager(nullptr, write_down);
-       construct_anew(memory, 0);
-       use_the_usual_hook();
+       reconstruct(memory, 0);
+       CountingAllocator::install();
        expect_fields(memory, nullptr, 0, write_down);
      },
      {require_report(kFile, "0 != a_alloc")}},
     {"constructWithoutAFunctionThatFrees",
      [](Memory& memory) {
        NUV_installMemoryManager(CountingAllocator::allocate, nullptr);
-       construct_anew(memory, 8);
-       use_the_usual_hook();
+       reconstruct(memory, 8);
+       CountingAllocator::install();
        EXPECT_NE(memory.m_pAddr, nullptr);
        expect_fields(memory, memory.m_pAddr, 8, nullptr);
        CountingAllocator::release(memory.m_pAddr, 8);  // the handle has no free function
@@ -140,16 +136,16 @@ const Row kRows[] = {
     {"constructNothingWithoutAFunctionThatFrees",
      [](Memory& memory) {
        NUV_installMemoryManager(CountingAllocator::allocate, nullptr);
-       construct_anew(memory, 0);
-       use_the_usual_hook();
+       reconstruct(memory, 0);
+       CountingAllocator::install();
        expect_fields(memory, nullptr, 0, nullptr);
      },
      {require_report(kFile, "0 != a_free"), kNoFree}},
     {"constructWithoutAHook",
      [](Memory& memory) {
        NUV_installMemoryManager(nullptr, nullptr);
-       construct_anew(memory, 8);
-       use_the_usual_hook();
+       reconstruct(memory, 8);
+       CountingAllocator::install();
        expect_fields(memory, nullptr, 8, nullptr);
      },
      {require_report(kFile, "0 != a_alloc"), require_report(kFile, "0 != a_free"), kNoMemory,
@@ -161,7 +157,7 @@ const Row kRows[] = {
        uint8_t* address = source.m_pAddr;
        NUV_installMemoryManager(CountingAllocator::allocate, nullptr);
        NUV_Memory_move(&memory, &source);
-       use_the_usual_hook();
+       CountingAllocator::install();
        expect_fields(memory, address, 5, CountingAllocator::release);
        expect_fields(source, nullptr, 0, nullptr);
        NUV_Memory_destruct(&source);
@@ -198,7 +194,7 @@ const Row kRows[] = {
      [](Memory& memory) {
        NUV_installMemoryManager(CountingAllocator::allocate, nullptr);
        NUV_Memory_move(&memory, nullptr);
-       use_the_usual_hook();
+       CountingAllocator::install();
        expect_fields(memory, nullptr, 0, nullptr);
      },
      {require_report(kFile, "0 != a_free"), require_report(kFile, "0 != a_src"), kNoFree}},

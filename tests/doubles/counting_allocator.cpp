@@ -19,7 +19,7 @@ void free_block(void* address) {
   std::free(static_cast<char*>(address) - kPrefix);
 }
 
-// The free function of the process, which every new handle gets.
+// The free function of the process, which each new handle gets.
 NUV_MemoryFree current_free() {
   Memory handle;
   NUV_Memory_construct(&handle, 0);
@@ -32,16 +32,20 @@ CountingAllocator* CountingAllocator::active_ = nullptr;
 
 CountingAllocator::CountingAllocator() : outer_free_(current_free()) {
   active_ = this;
-  NUV_installMemoryManager(allocate, release);
+  install();
 }
 
 CountingAllocator::~CountingAllocator() {
   NUV_installMemoryManager(plain_malloc, outer_free_);
   active_ = nullptr;
   for (const auto& [address, size] : blocks_) {
-    ADD_FAILURE() << "a block of " << size << " bytes was never given back";
+    ADD_FAILURE() << "a block of " << size << " bytes was never released";
     free_block(address);
   }
+}
+
+void CountingAllocator::install() {
+  NUV_installMemoryManager(allocate, release);
 }
 
 void* CountingAllocator::allocate_nothing(uint32_t size) {
@@ -64,7 +68,7 @@ void* CountingAllocator::allocate(uint32_t size) {
 
 void CountingAllocator::release(void* address, uint32_t size) {
   if (active_ == nullptr) {
-    EXPECT_EQ(address, nullptr) << "a block that outlived its allocator";
+    EXPECT_EQ(address, nullptr) << "a block was released after its allocator";
     return;
   }
   active_->take_back(address, size);
@@ -76,17 +80,17 @@ void CountingAllocator::take_back(void* address, uint32_t size) {
     if (refused != refused_.end()) {
       refused_.erase(refused);
     } else {
-      EXPECT_EQ(size, 0U) << "the size of no block";
+      EXPECT_EQ(size, 0U) << "null was released with the size of no refused block";
     }
     ++empty_releases_;
     return;
   }
   const auto block = blocks_.find(address);
   if (block == blocks_.end()) {
-    ADD_FAILURE() << "a block that is not out: given back twice, or a stranger";
+    ADD_FAILURE() << "a block was released twice or not allocated here";
     return;
   }
-  EXPECT_EQ(size, block->second) << "a block with another size than it was made with";
+  EXPECT_EQ(size, block->second) << "a block was released with another size";
   blocks_.erase(block);
   free_block(address);
   ++releases_;

@@ -1,4 +1,4 @@
-// An allocator for NUV_installMemoryManager() that keeps books.
+// An allocator for NUV_installMemoryManager() that tracks its blocks.
 #ifndef TESTS_SUPPORT_COUNTING_ALLOCATOR_H
 #define TESTS_SUPPORT_COUNTING_ALLOCATOR_H
 
@@ -10,12 +10,12 @@
 
 namespace support {
 
-// While it lives, blocks come from it, filled with a pattern instead of zeros. A block that comes back twice, with
-// another size, or that was never given out fails the test, and so does a block that is still out when it dies; then
-// the process's free function is put back, next to malloc(). Null comes back with 0, or once with a size that was asked
-// for and refused. One at a time.
+// During its lifetime, the library allocates its blocks here; they are filled with a pattern. The test fails if a block
+// is released twice, with another size, never, or was not allocated here. Null may be released with size 0, or once for
+// each refused allocation, with its size. The destructor restores the process's free function, together with malloc().
+// Only one instance may exist.
 //
-// The blocks do not start where malloc() put them, so that free() cannot pass for the right function.
+// The blocks are offset from malloc()'s, so that using free() by mistake is detected.
 class CountingAllocator {
  public:
   static constexpr uint8_t kPattern = 0xA5;
@@ -25,15 +25,18 @@ class CountingAllocator {
   CountingAllocator(const CountingAllocator&) = delete;
   CountingAllocator& operator=(const CountingAllocator&) = delete;
 
-  // From now on, or no more, there is no memory.
+  // Installs the hook again, after a test has installed another one.
+  static void install();
+
+  // If true, all allocations are refused.
   void run_dry(bool dry) { dry_ = dry; }
 
-  int allocations() const { return allocations_; }        // calls, the refused ones included
-  int releases() const { return releases_; }              // blocks that came back
-  int empty_releases() const { return empty_releases_; }  // calls with null
+  int allocations() const { return allocations_; }        // calls, including refused ones
+  int releases() const { return releases_; }              // blocks released
+  int empty_releases() const { return empty_releases_; }  // releases of null
   int live() const { return static_cast<int>(blocks_.size()); }
 
-  // The two functions of the hook, and one for the first place that has no memory.
+  // The two functions of the hook, and an allocation function that always fails.
   static void* allocate(uint32_t size);
   static void* allocate_nothing(uint32_t size);
   static void release(void* address, uint32_t size);

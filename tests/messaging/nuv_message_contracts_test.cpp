@@ -55,10 +55,6 @@ void expect_header(const Message& message, int32_t type, int32_t destination, in
 const support::Report kNoFreeFunction = require_report("nuv_memory", "0 != a_free");
 const support::Report kNoFree = ensure_report("nuv_memory", "((void *)0) != a_this->m_pFree");
 
-void use_the_usual_hook() {
-  NUV_installMemoryManager(CountingAllocator::allocate, CountingAllocator::release);
-}
-
 using Row = support::Violation<Message>;
 
 // The message has the header (1, 2, 3) and two items; guard bytes follow it.
@@ -171,7 +167,7 @@ const Row kRows[] = {
        Message other;
        NUV_installMemoryManager(CountingAllocator::allocate, nullptr);
        EXPECT_EQ(NUV_Message_construct(&other, 1, 2, 3), 1);
-       use_the_usual_hook();
+       CountingAllocator::install();
        expect_header(other, 1, 2, 3);
        expect_items(other, 0);
        EXPECT_EQ(other.m_rgData[4].m_oData.m_pFree, nullptr);
@@ -184,7 +180,7 @@ const Row kRows[] = {
        NUV_Message_construct(&other, 0, 0, 0);
        NUV_installMemoryManager(CountingAllocator::allocate, nullptr);
        NUV_Message_move(&other, &message);
-       use_the_usual_hook();
+       CountingAllocator::install();
        expect_header(message, 0, 0, 0);
        expect_items(message, 0);
        EXPECT_EQ(message.m_rgData[0].m_oData.m_pFree, nullptr);
@@ -199,7 +195,7 @@ const Row kRows[] = {
        NUV_Memory_construct(&block, 8);
        NUV_installMemoryManager(CountingAllocator::allocate, nullptr);
        NUV_Message_add(&message, 2, &block);
-       use_the_usual_hook();
+       CountingAllocator::install();
        expect_items(message, 3);
        EXPECT_EQ(block.m_pFree, nullptr);
      },

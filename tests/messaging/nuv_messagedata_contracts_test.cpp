@@ -26,10 +26,6 @@ void expect_item(const MessageData& item, int32_t type, const uint8_t* address, 
   EXPECT_EQ(item.m_oData.m_pFree, free);
 }
 
-void use_the_usual_hook() {
-  NUV_installMemoryManager(CountingAllocator::allocate, CountingAllocator::release);
-}
-
 // The item holds a block of ten bytes of type 1.
 class MessageDataContracts : public ::testing::TestWithParam<Row> {
  protected:
@@ -78,7 +74,7 @@ const Row kRows[] = {
      [](MessageData& item) {
        NUV_installMemoryManager(CountingAllocator::allocate, nullptr);
        NUV_MessageData_set(&item, 2, nullptr);
-       use_the_usual_hook();
+       CountingAllocator::install();
        expect_item(item, 2, nullptr, 0, nullptr);
      },
      {require_report("nuv_memory", "0 != a_free"), require_report(kFile, "((void *)0) != a_data"),
@@ -90,7 +86,7 @@ const Row kRows[] = {
        const uint8_t* address = block.m_pAddr;
        NUV_installMemoryManager(CountingAllocator::allocate, nullptr);
        NUV_MessageData_set(&item, 2, &block);
-       use_the_usual_hook();
+       CountingAllocator::install();
        expect_item(item, 2, address, 3, CountingAllocator::release);
        EXPECT_EQ(block.m_pFree, nullptr);
      },
@@ -100,7 +96,7 @@ const Row kRows[] = {
        MessageData other;
        NUV_installMemoryManager(CountingAllocator::allocate, nullptr);
        EXPECT_EQ(NUV_MessageData_construct(&other), 1);
-       use_the_usual_hook();
+       CountingAllocator::install();
        expect_item(other, NUV_MESSAGEDATA_NONE, nullptr, 0, nullptr);
        NUV_MessageData_destruct(&other);
      },
@@ -125,7 +121,7 @@ const Row kRows[] = {
        NUV_MessageData_construct(&other);
        NUV_installMemoryManager(CountingAllocator::allocate, nullptr);
        NUV_MessageData_move(&other, &item);
-       use_the_usual_hook();
+       CountingAllocator::install();
        expect_item(item, NUV_MESSAGEDATA_NONE, nullptr, 0, nullptr);
        EXPECT_EQ(NUV_MessageData_type(&other), 1);
        NUV_MessageData_destruct(&other);
