@@ -21,7 +21,7 @@ CallLog::CallLog() : lines_(nullptr) {
     ADD_FAILURE() << "no memory for a call log";
     return;
   }
-  lines_ = static_cast<Lines*>(memory);  // zeros, as it should be
+  lines_ = static_cast<Lines*>(memory);  // all zeros
   g_active = this;
 }
 

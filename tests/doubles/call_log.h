@@ -1,4 +1,4 @@
-// The order in which a process and its children call the system.
+// Records the system calls of a process and its children, in order.
 #ifndef TESTS_SUPPORT_CALL_LOG_H
 #define TESTS_SUPPORT_CALL_LOG_H
 
@@ -9,8 +9,8 @@
 
 namespace support {
 
-// While it lives, the wrapped functions that change a process note their calls, those of processes forked meanwhile
-// too: "chdir(/)", "dup2(0, 1)", "fork()". The functions are those of wrapped_functions.cpp that call note().
+// During its lifetime, the functions in wrapped_functions.cpp that call note() record their calls, also in processes
+// forked meanwhile: "chdir(/)", "dup2(0, 1)", "fork()".
 class CallLog {
  public:
   CallLog();
@@ -18,10 +18,10 @@ class CallLog {
   CallLog(const CallLog&) = delete;
   CallLog& operator=(const CallLog&) = delete;
 
-  // The calls so far, in their order.
+  // The calls so far, in order.
   std::vector<std::string> calls() const;
 
-  // Those of one function.
+  // The calls of one function.
   std::vector<std::string> calls_of(const std::string& function) const;
 
   [[gnu::format(printf, 1, 2)]] static void note(const char* format, ...);

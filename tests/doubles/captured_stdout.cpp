@@ -18,7 +18,7 @@ CapturedStdout::~CapturedStdout() {
   dup2(saved_, STDOUT_FILENO);
   close(saved_);
   std::fclose(file_);
-  // A test that is skipped has said why.
+  // The output of a skipped test includes the reason.
   if (::testing::Test::HasFailure() || ::testing::Test::IsSkipped()) {
     std::fputs(rest.c_str(), stdout);
   }
@@ -33,7 +33,7 @@ std::string CapturedStdout::take() {
   for (ssize_t length; (length = read(fd, piece.data(), piece.size())) > 0;) {
     text.append(piece.data(), static_cast<size_t>(length));
   }
-  // The descriptors share their position: what comes next starts at the front again.
+  // The descriptors share the file offset, so the next output starts at the beginning again.
   static_cast<void>(!ftruncate(fd, 0));
   lseek(fd, 0, SEEK_SET);
   return text;

@@ -1,4 +1,4 @@
-// Captures what is written to standard output.
+// Captures standard output.
 #ifndef TESTS_SUPPORT_CAPTURED_STDOUT_H
 #define TESTS_SUPPORT_CAPTURED_STDOUT_H
 
@@ -7,8 +7,8 @@
 
 namespace support {
 
-// While it lives, descriptor 1 is a temporary file (a pipe would stall when full). When the test has failed, what was
-// not taken is written to the real standard output at the end: the messages of the failures are in it.
+// During its lifetime, descriptor 1 is a temporary file; a full pipe would block. If the test fails, the destructor
+// prints the output that was not taken, which includes the failure messages.
 class CapturedStdout {
  public:
   CapturedStdout();
@@ -16,7 +16,7 @@ class CapturedStdout {
   CapturedStdout(const CapturedStdout&) = delete;
   CapturedStdout& operator=(const CapturedStdout&) = delete;
 
-  // What was written since the last call.
+  // Returns the output since the last call.
   std::string take();
 
  private:

@@ -23,8 +23,8 @@ std::string content_of(std::FILE* file) {
   return text;
 }
 
-// Where a signal has killed the child under an emulator, the emulator has the last word: a line that is not the child's.
-void drop_last_word_of_emulator(std::string& text) {
+// If a signal kills the child under an emulator, the emulator appends a line of its own.
+void drop_line_of_emulator(std::string& text) {
   const size_t at = text.rfind("qemu: uncaught target signal ");
   const bool begins_line = at != std::string::npos && (at == 0 || text[at - 1] == '\n');
   if (begins_line && text.find('\n', at) == text.size() - 1) {
@@ -40,7 +40,7 @@ void drop_last_word_of_emulator(std::string& text) {
   _exit(0);
 }
 
-// Waits for the end of the child, which is killed at the deadline. Returns false then.
+// Waits for the child to end. Kills it at the deadline and returns false.
 bool wait_for(pid_t pid, int deadline_seconds, int& status) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(deadline_seconds);
   while (waitpid(pid, &status, WNOHANG) == 0) {
@@ -64,12 +64,12 @@ ChildProcess::ChildProcess(const std::function<void()>& body, int deadline_secon
   if (pid == 0) {
     run(body, out, err);
   }
-  // Without a child there is nobody to wait for, and -1 would be everyone to the kill at the deadline.
+  // If fork() failed there is no child to wait for, and kill(-1) would kill every process.
   timed_out_ = pid < 0 || !wait_for(pid, deadline_seconds, status_);
   out_ = content_of(out);
   err_ = content_of(err);
   if (!timed_out_ && WIFSIGNALED(status_)) {
-    drop_last_word_of_emulator(err_);
+    drop_line_of_emulator(err_);
   }
 }
 

@@ -1,4 +1,4 @@
-// Runs a piece of a test in a process of its own.
+// Runs a part of a test in a child process.
 #ifndef TESTS_SUPPORT_CHILD_PROCESS_H
 #define TESTS_SUPPORT_CHILD_PROCESS_H
 
@@ -7,8 +7,8 @@
 
 namespace support {
 
-// Forks, runs the body and waits for the end; a body that returns ends with status 0. What takes longer than the
-// deadline is killed, and counts as neither exited nor aborted.
+// Forks, runs the body in the child and waits for it. If the body returns, the child exits with 0. A child that exceeds
+// the deadline is killed and counts as timed out, not as killed.
 class ChildProcess {
  public:
   static constexpr int kDeadlineSeconds = 30;
@@ -19,7 +19,7 @@ class ChildProcess {
   bool was_killed_by(int signal) const;
   bool has_timed_out() const { return timed_out_; }
 
-  // What the child wrote to standard output and to standard error.
+  // The child's standard output and standard error.
   const std::string& out() const { return out_; }
   const std::string& err() const { return err_; }
 

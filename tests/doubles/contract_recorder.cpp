@@ -29,7 +29,7 @@ ContractRecorder::~ContractRecorder() {
   active_ = outer_;
   NUV_Assert_setErrorHandler(outer_ != nullptr ? record : nullptr);
   for (const Report& report : reports_) {
-    ADD_FAILURE() << "a contract report that the test did not expect: " << report;
+    ADD_FAILURE() << "unexpected contract report: " << report;
   }
 }
 

@@ -14,7 +14,7 @@
 
 namespace support {
 
-// One report. Two are equal when class, file and text are; the line is only for looking at.
+// One report. The comparison ignores the line, which is only printed.
 struct Report {
   uint32_t type = 0;
   std::optional<std::string> file;  // empty: the handler got a null pointer
@@ -28,7 +28,7 @@ std::ostream& operator<<(std::ostream& out, const Report& report);
 
 using Reports = std::vector<Report>;
 
-// While it lives, a handler that returns is installed. Reports that no one has taken when it dies fail the test.
+// During its lifetime, a handler that returns is installed. Reports that are not taken fail the test.
 class ContractRecorder {
  public:
   ContractRecorder();
@@ -36,11 +36,10 @@ class ContractRecorder {
   ContractRecorder(const ContractRecorder&) = delete;
   ContractRecorder& operator=(const ContractRecorder&) = delete;
 
-  // The reports since the last call, in their order.
+  // Returns the reports since the last call, in order.
   Reports take();
 
-  // What the handler does besides from now on, at each report: an application's handler may even write to the record
-  // that the report is about.
+  // The handler also runs this action at each report: an application's handler may even write to the reported record.
   void meddle(std::function<void(const Report&)> action) { meddle_ = std::move(action); }
 
  private:
@@ -52,7 +51,7 @@ class ContractRecorder {
   std::function<void(const Report&)> meddle_;
 };
 
-// Shorthands for what a test expects.
+// Shorthands for expected reports.
 Report require_report(const char* file, const char* text);
 Report ensure_report(const char* file, const char* text);
 Report check_report(const char* file, const char* text);

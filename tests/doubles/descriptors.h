@@ -1,4 +1,4 @@
-// Looks at the descriptors of the process.
+// The descriptors of the process, and pipes for tests.
 #ifndef TESTS_SUPPORT_DESCRIPTORS_H
 #define TESTS_SUPPORT_DESCRIPTORS_H
 
@@ -8,15 +8,14 @@
 
 namespace support {
 
-// The descriptors that are open.
 std::set<int> open_descriptors();
 
-// How many descriptors are open. Equal counts before and after: nothing was leaked, nothing too many closed.
+// Compare counts before and after a call to detect leaked or wrongly closed descriptors.
 size_t count_open_descriptors();
 
 bool is_open_descriptor(int fd);
 
-// A pipe of the test's own, whose read end never blocks.
+// A pipe with a non-blocking read end.
 class TestPipe {
  public:
   TestPipe();
@@ -30,14 +29,14 @@ class TestPipe {
   void put(const std::string& bytes);
   void close_write_end();
 
-  // All bytes that have arrived since the last call.
+  // Returns the bytes that have arrived since the last call.
   std::string take();
 
  private:
   int ends_[2];
 };
 
-// A FIFO made at this path, both of whose ends are open: nobody has to wait at one of them.
+// A FIFO at this path with both ends open, so that opening it never blocks.
 class TestFifo {
  public:
   explicit TestFifo(const std::string& path);
@@ -47,7 +46,7 @@ class TestFifo {
 
   void put(const std::string& bytes) const;
 
-  // All bytes that have arrived since the last call.
+  // Returns the bytes that have arrived since the last call.
   std::string take() const;
 
  private:

@@ -1,4 +1,4 @@
-// The doubles and recorders that the other tests rely on.
+// Tests of the doubles and recorders that the other tests use.
 #include <fcntl.h>
 #include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
@@ -66,7 +66,7 @@ std::string printed(const T& value) {
   return out.str();
 }
 
-TEST(SupportContractRecorder, KeepsReportsInTheirOrder) {
+TEST(SupportContractRecorder, KeepsReportsInOrder) {
   ContractRecorder contracts;
   EXPECT_EQ(contracts.take(), Reports{});
   NUV_Assert_failed(NUV_ASSERT_REQUIRE, "nuv_first", 1, "a");
@@ -81,7 +81,7 @@ TEST(SupportContractRecorder, KeepsReportsInTheirOrder) {
   EXPECT_EQ(reports[1].file, "nuv_second");
   EXPECT_EQ(reports[1].line, 2U);
   EXPECT_EQ(reports[1].text, "b");
-  EXPECT_EQ(contracts.take(), Reports{}) << "what was taken is gone";
+  EXPECT_EQ(contracts.take(), Reports{}) << "reports are returned once";
 }
 
 TEST(SupportContractRecorder, CopiesTheTexts) {
@@ -100,16 +100,16 @@ TEST(SupportContractRecorder, TellsNullFromEmpty) {
   EXPECT_EQ(contracts.take(), (Reports{{NUV_ASSERT_CHECK, std::nullopt, std::nullopt}, {NUV_ASSERT_CHECK, "", ""}}));
 }
 
-TEST(SupportContractRecorder, FailsTheTestForEveryReportThatNobodyTook) {
+TEST(SupportContractRecorder, FailsTheTestForEachReportNotTaken) {
   EXPECT_NONFATAL_FAILURE(
       {
         ContractRecorder contracts;
         NUV_Assert_failed(NUV_ASSERT_CHECK, "nuv_frame", 3, "x > 0");
       },
-      "did not expect: {class 3, file nuv_frame, line 3, text x > 0}");
+      "unexpected contract report: {class 3, file nuv_frame, line 3, text x > 0}");
 }
 
-TEST(SupportContractRecorder, InnerOneTakesOverForItsLifeTime) {
+TEST(SupportContractRecorder, InnerOneTakesOverDuringItsLifetime) {
   ContractRecorder outer;
   NUV_Assert_failed(NUV_ASSERT_CHECK, "nuv_frame", 1, "before");
   {
@@ -122,7 +122,7 @@ TEST(SupportContractRecorder, InnerOneTakesOverForItsLifeTime) {
             (Reports{{NUV_ASSERT_CHECK, "nuv_frame", "before"}, {NUV_ASSERT_CHECK, "nuv_frame", "after"}}));
 }
 
-TEST(SupportContractRecorder, BringsBackTheDefaultHandler) {
+TEST(SupportContractRecorder, RestoresTheDefaultHandler) {
   const ChildProcess child([] {
     { const ContractRecorder contracts; }
     NUV_Assert_failed(NUV_ASSERT_CHECK, "nuv_frame", 1, "x > 0");
@@ -130,7 +130,7 @@ TEST(SupportContractRecorder, BringsBackTheDefaultHandler) {
   EXPECT_TRUE(child.has_exited(255)) << child.outcome();
 }
 
-TEST(SupportReport, EqualsByClassFileAndText) {
+TEST(SupportReport, ComparesClassFileAndText) {
   const Report report = {NUV_ASSERT_CHECK, "nuv_frame", "x > 0", 1};
   EXPECT_EQ(report, (Report{NUV_ASSERT_CHECK, "nuv_frame", "x > 0", 2}));
   EXPECT_NE(report, (Report{NUV_ASSERT_ENSURE, "nuv_frame", "x > 0", 1}));
@@ -165,7 +165,7 @@ TEST(SupportFirstReport, IsEmptyWithoutAReport) {
   EXPECT_EQ(first_report([] { std::abort(); }), Report{});
 }
 
-TEST(SupportFirstReport, StandsInTheWayOfTheCrashBehindIt) {
+TEST(SupportFirstReport, EndsTheCallBeforeItCrashes) {
   EXPECT_EQ(first_report([] {
               NUV_Assert_failed(NUV_ASSERT_REQUIRE, "nuv_frame", 1, "x");
               std::abort();
@@ -173,7 +173,7 @@ TEST(SupportFirstReport, StandsInTheWayOfTheCrashBehindIt) {
             support::require_report("nuv_frame", "x"));
 }
 
-TEST(SupportFirstReport, LeavesTheHandlerOfTheTestAlone) {
+TEST(SupportFirstReport, KeepsTheHandlerOfTheTest) {
   ContractRecorder contracts;
   first_report([] { NUV_Assert_failed(NUV_ASSERT_CHECK, "nuv_frame", 1, "there"); });
   EXPECT_EQ(contracts.take(), Reports{});
@@ -181,7 +181,7 @@ TEST(SupportFirstReport, LeavesTheHandlerOfTheTestAlone) {
   EXPECT_EQ(contracts.take().size(), 1U);
 }
 
-TEST(SupportCapturedStdout, TakesWhatWasWrittenSinceTheLastTime) {
+TEST(SupportCapturedStdout, ReturnsTheOutputSinceTheLastCall) {
   CapturedStdout out;
   EXPECT_EQ(out.take(), "");
   std::printf("one %d\n", 1);
@@ -189,7 +189,7 @@ TEST(SupportCapturedStdout, TakesWhatWasWrittenSinceTheLastTime) {
   EXPECT_EQ(out.take(), "");
   std::printf("two");
   ASSERT_EQ(write(STDOUT_FILENO, "three", 5), 5);
-  EXPECT_EQ(out.take(), "threetwo") << "stdio writes when it is flushed";
+  EXPECT_EQ(out.take(), "threetwo") << "stdio output appears after a flush";
 }
 
 TEST(SupportCapturedStdout, TakesAnyAmountAndAnyByte) {
@@ -202,7 +202,7 @@ TEST(SupportCapturedStdout, TakesAnyAmountAndAnyByte) {
   EXPECT_EQ(out.take(), bytes);
 }
 
-TEST(SupportCapturedStdout, LeavesTheRealOutputAlone) {
+TEST(SupportCapturedStdout, RestoresTheRealOutput) {
   const ChildProcess child([] {
     std::printf("before,");
     {
@@ -216,15 +216,15 @@ TEST(SupportCapturedStdout, LeavesTheRealOutputAlone) {
   EXPECT_EQ(child.out(), "before,after");
 }
 
-TEST(SupportCapturedStdout, ShowsTheRestWhenTheTestHasFailed) {
+TEST(SupportCapturedStdout, PrintsTheRestIfTheTestFails) {
   const ChildProcess child([] {
     CapturedStdout out;
     std::printf("taken,");
     out.take();
-    ADD_FAILURE() << "for the sake of what is shown";
+    ADD_FAILURE() << "expected failure";
   });
   EXPECT_EQ(child.out().find("taken,"), std::string::npos);
-  EXPECT_NE(child.out().find("for the sake of what is shown"), std::string::npos);
+  EXPECT_NE(child.out().find("expected failure"), std::string::npos);
 }
 
 TEST(SupportCapturedStdout, LeaksNoDescriptor) {
@@ -236,7 +236,7 @@ TEST(SupportCapturedStdout, LeaksNoDescriptor) {
   EXPECT_EQ(after, before);
 }
 
-TEST(SupportSyslogDouble, KeepsLinesWithTheirEnvelope) {
+TEST(SupportSyslogDouble, KeepsLinesWithTheirOptions) {
   SyslogDouble log;
   EXPECT_TRUE(log.take().empty());
   openlog("phoned", LOG_PID, LOG_USER);
@@ -277,7 +277,7 @@ TEST(SupportSyslogDouble, KeepsLinesWithAnArgumentList) {
   EXPECT_EQ(log.take(), (std::vector<SyslogLine>{{"phoned", 0, LOG_USER, LOG_WARNING, "line 7"}}));
 }
 
-// Fortified builds call functions of their own; a build without them must not need them.
+// Declared here, because only fortified builds declare and call it.
 extern "C" void __syslog_chk(int priority, int flag, const char* format, ...);
 extern "C" void __vsyslog_chk(int priority, int flag, const char* format, va_list arguments);
 
@@ -300,9 +300,9 @@ TEST(SupportSyslogDouble, KeepsLinesOfFortifiedBuilds) {
                                                  {"phoned", 0, LOG_USER, LOG_WARNING, "checked 2"}}));
 }
 
-TEST(SupportSyslogDouble, DropsLinesWhileNoneLives) {
+TEST(SupportSyslogDouble, DropsLinesWithoutAnInstance) {
   openlog("phoned", 0, LOG_USER);
-  syslog(LOG_ERR, "%s", "nobody hears this");
+  syslog(LOG_ERR, "%s", "dropped");
   closelog();
   SyslogDouble log;
   EXPECT_TRUE(log.take().empty());
@@ -356,7 +356,7 @@ TEST(SupportSyslogDouble, PrintsItsLines) {
   EXPECT_EQ(printed(SyslogLine{}), "{ident (null), option 0, facility 0, priority 0, text \"\"}");
 }
 
-TEST(SupportFakeFiles, RedirectTheDevicesPathsOnly) {
+TEST(SupportFakeFiles, RedirectOnlyThePathsOfTheDevice) {
   const FakeFiles files;
   for (const char* path : {"/etc/quiet", "/flash/phoned.ini", "/flash/a/b"}) {
     const std::string redirected = redirected_path(path);
@@ -376,7 +376,7 @@ TEST(SupportFakeFiles, DoNotExistWithoutADouble) {
   EXPECT_EQ(unlink("/flash/phoned.ini"), -1);
 }
 
-TEST(SupportFakeFiles, HoldWhatTheTestHasWritten) {
+TEST(SupportFakeFiles, ContainWhatTheTestWrites) {
   FakeFiles files;
   EXPECT_FALSE(files.exists("/flash/phoned.ini"));
   EXPECT_EQ(access("/flash/phoned.ini", F_OK), -1);
@@ -403,7 +403,7 @@ TEST(SupportFakeFiles, HoldWhatTheTestHasWritten) {
   EXPECT_EQ(access("/flash/phoned.ini", F_OK), -1);
 }
 
-TEST(SupportFakeFiles, ShowWhatTheLibraryHasWritten) {
+TEST(SupportFakeFiles, ContainWhatTheLibraryWrites) {
   FakeFiles files;
   std::FILE* file = fopen("/flash/phoned.ini", "w");
   ASSERT_NE(file, nullptr);
@@ -420,7 +420,7 @@ TEST(SupportFakeFiles, ShowWhatTheLibraryHasWritten) {
   EXPECT_FALSE(files.exists("/flash/new"));
 }
 
-TEST(SupportFakeFiles, AreGoneAfterwards) {
+TEST(SupportFakeFiles, AreRemovedAfterwards) {
   std::string place;
   {
     FakeFiles files;
@@ -434,7 +434,7 @@ TEST(SupportFakeFiles, AreGoneAfterwards) {
   EXPECT_FALSE(files.exists("/etc/quiet"));
 }
 
-TEST(SupportFakeClock, StandsStillUntilItIsMoved) {
+TEST(SupportFakeClock, StandsStillUntilAdvanced) {
   FakeClock clock({5, 6});
   timespec now = {};
   ASSERT_EQ(clock_gettime(CLOCK_MONOTONIC, &now), 0);
@@ -452,7 +452,7 @@ TEST(SupportFakeClock, StandsStillUntilItIsMoved) {
   EXPECT_EQ(now.tv_nsec, 2345);
 }
 
-TEST(SupportFakeClock, HasAWallClockOfItsOwn) {
+TEST(SupportFakeClock, HasAnIndependentWallClock) {
   FakeClock clock;
   clock.set_wall({1234567890, 42});
   clock.advance({100, 0});
@@ -466,7 +466,7 @@ TEST(SupportFakeClock, HasAWallClockOfItsOwn) {
   EXPECT_EQ(time(nullptr), 1234567890);
 }
 
-TEST(SupportFakeClock, DrivesTheMonotonicClockOnly) {
+TEST(SupportFakeClock, FakesNoOtherClocks) {
   const FakeClock clock({5, 0});
   timespec now = {};
   ASSERT_EQ(clock_gettime(CLOCK_REALTIME, &now), 0);
@@ -500,7 +500,7 @@ TEST(SupportFakeClock, CanFail) {
   EXPECT_EQ(clock_gettime(CLOCK_MONOTONIC, &now), 0);
 }
 
-TEST(SupportFakeClock, GivesTheClocksBack) {
+TEST(SupportFakeClock, RestoresTheClocks) {
   EXPECT_EQ(FakeClock::active(), nullptr);
   {
     const FakeClock clock({5, 0});
@@ -535,7 +535,7 @@ bool equal(const fd_set& a, const fd_set& b) {
   return true;
 }
 
-TEST(SupportFakeClockSelect, NotesWhatWasAsked) {
+TEST(SupportFakeClockSelect, RecordsItsArguments) {
   FakeClock clock;
   fd_set read = set_of({3, 1023});
   fd_set write = set_of({0});
@@ -555,7 +555,7 @@ TEST(SupportFakeClockSelect, NotesWhatWasAsked) {
   EXPECT_TRUE(clock.take_selects().empty());
 }
 
-TEST(SupportFakeClockSelect, SleepsThroughTheWaitWithoutAnAnswer) {
+TEST(SupportFakeClockSelect, SleepsForTheWholeWaitWithoutAnAnswer) {
   FakeClock clock({10, 0});
   fd_set read = set_of({3});
   fd_set write = set_of({4});
@@ -569,7 +569,7 @@ TEST(SupportFakeClockSelect, SleepsThroughTheWaitWithoutAnAnswer) {
   EXPECT_TRUE(equal(except, set_of({})));
 }
 
-TEST(SupportFakeClockSelect, GivesTheAnswersInTheirOrder) {
+TEST(SupportFakeClockSelect, ReturnsTheAnswersInOrder) {
   FakeClock clock({10, 0});
   SelectAnswer first;
   first.result = 3;
@@ -603,7 +603,7 @@ TEST(SupportFakeClockSelect, GivesTheAnswersInTheirOrder) {
   EXPECT_EQ(calls[0].wait_address, nullptr);
 }
 
-TEST(SupportFakeClockSelect, FailsOnRequestAndLeavesTheSets) {
+TEST(SupportFakeClockSelect, FailsOnRequestWithoutChangingTheSets) {
   FakeClock clock({10, 0});
   SelectAnswer interrupted;
   interrupted.result = -1;
@@ -619,7 +619,7 @@ TEST(SupportFakeClockSelect, FailsOnRequestAndLeavesTheSets) {
   EXPECT_TRUE(equal(read, set_of({3})));
 }
 
-TEST(SupportFakeClockSelect, RefusesANegativeWaitAsTheSystemDoes) {
+TEST(SupportFakeClockSelect, RefusesANegativeWaitLikeTheRealOne) {
   FakeClock clock({10, 0});
   for (const timeval negative : {timeval{-1, 0}, timeval{0, -1}}) {
     timeval wait = negative;
@@ -631,12 +631,12 @@ TEST(SupportFakeClockSelect, RefusesANegativeWaitAsTheSystemDoes) {
   EXPECT_EQ(clock.now().tv_usec, 0);
 }
 
-TEST(SupportFakeClockSelect, FailsTheTestThatWouldWaitForEver) {
+TEST(SupportFakeClockSelect, FailsATestThatWouldWaitForEver) {
   FakeClock clock;
   EXPECT_NONFATAL_FAILURE(EXPECT_EQ(select(0, nullptr, nullptr, nullptr, nullptr), -1), "select() would wait for ever");
 }
 
-TEST(SupportFakeClockSelect, FailsTheTestThatAsksLessOftenThanExpected) {
+TEST(SupportFakeClockSelect, FailsATestThatCallsItLessOftenThanExpected) {
   EXPECT_NONFATAL_FAILURE(
       {
         FakeClock clock;
@@ -688,7 +688,7 @@ TEST(SupportChildProcess, KeepsAnyAmountOfOutput) {
   EXPECT_EQ(child.out(), much);
 }
 
-TEST(SupportChildProcess, LeavesTheMemoryOfTheTestAlone) {
+TEST(SupportChildProcess, DoesNotChangeTheMemoryOfTheTest) {
   int number = 1;
   const ChildProcess child([&number] { number = 2; });
   EXPECT_TRUE(child.has_exited(0));
@@ -706,10 +706,10 @@ TEST(SupportChildProcess, IsKilledAtItsDeadline) {
   EXPECT_TRUE(child.has_timed_out());
   EXPECT_EQ(child.outcome(), "timed out");
   EXPECT_FALSE(child.has_exited(0));
-  EXPECT_FALSE(child.was_killed_by(SIGKILL)) << "not on its own account";
+  EXPECT_FALSE(child.was_killed_by(SIGKILL)) << "a time-out does not count as killed";
 }
 
-TEST(SupportFaultInjector, FailsTheNthCallOnly) {
+TEST(SupportFaultInjector, FailsOnlyTheNthCall) {
   const FaultInjector fault("access", 2, EIO);
   EXPECT_EQ(access("/", F_OK), 0);
   EXPECT_EQ(fault.calls(), 1);
@@ -730,21 +730,20 @@ TEST(SupportFaultInjector, FailsSeveralTimesInARow) {
   }
 }
 
-TEST(SupportFaultInjector, LeavesOtherFunctionsAlone) {
+TEST(SupportFaultInjector, DoesNotAffectOtherFunctions) {
   const FaultInjector fault("fopen", 1, EIO);
   EXPECT_EQ(access("/", F_OK), 0);
   EXPECT_EQ(fault.calls(), 0);
   EXPECT_FALSE(FaultInjector::strikes("open"));
 }
 
-TEST(SupportFaultInjector, EndsWithItsLife) {
+TEST(SupportFaultInjector, EndsWithItsLifetime) {
   { const FaultInjector fault("access", 1, EIO); }
   EXPECT_EQ(access("/", F_OK), 0);
   EXPECT_FALSE(FaultInjector::strikes("access"));
 }
 
-// Every function that can be made to fail, as its own callers see it.
-TEST(SupportFaultInjector, FailsEveryWrappedFunctionAsItFails) {
+TEST(SupportFaultInjector, MakesEveryWrappedFunctionFail) {
   const struct {
     const char* function;
     bool (*fails)();
@@ -835,7 +834,7 @@ TEST(SupportFaultInjector, FailsEveryWrappedFunctionAsItFails) {
   };
   for (const auto& row : kCases) {
     SCOPED_TRACE(row.function);
-    // No error of these calls is this one, so that it must come from here.
+    // None of these calls fails with ENOTTY by itself.
     const FaultInjector fault(row.function, 1, ENOTTY);
     errno = 0;
     EXPECT_TRUE(row.fails());
@@ -844,8 +843,8 @@ TEST(SupportFaultInjector, FailsEveryWrappedFunctionAsItFails) {
   }
 }
 
-// Three looks at the root directory, of which one may fail.
-int look_three_times() {
+// Makes three calls of access(), any of which may fail.
+int access_three_times() {
   int seen = 0;
   for (int i = 0; i < 3; ++i) {
     seen += access("/", F_OK) == 0 ? 1 : 0;
@@ -858,9 +857,9 @@ TEST(SupportFaultLoop, FailsEachCallOnceWithEachError) {
   const int strikes = each_fault("access", {EIO, EACCES}, [&](Fault& fault) {
     EXPECT_EQ(access("/", F_OK), 0) << "before the call nothing fails";
     EXPECT_FALSE(fault.has_struck());
-    const int seen = fault.during(look_three_times);
+    const int seen = fault.during(access_three_times);
     EXPECT_EQ(seen, fault.has_struck() ? 2 : 3);
-    EXPECT_EQ(look_three_times(), 3) << "after the call nothing fails";
+    EXPECT_EQ(access_three_times(), 3) << "after the call nothing fails";
     runs.push_back(std::string(fault.function()) + " " + std::to_string(fault.nth()) + " " +
                    std::to_string(fault.error()) + (fault.has_struck() ? " failed" : ""));
   });
@@ -873,28 +872,28 @@ TEST(SupportFaultLoop, FailsEachCallOnceWithEachError) {
                       "access 3" + access_denied + " failed", "access 4" + access_denied}));
 }
 
-TEST(SupportFaultLoop, CountsOnFromOneStepToTheNext) {
+TEST(SupportFaultLoop, ContinuesCountingFromOneStepToTheNext) {
   int struck_in_second = 0;
   EXPECT_EQ(each_fault("access", {EIO},
                        [&](Fault& fault) {
-                         fault.during(look_three_times);
+                         fault.during(access_three_times);
                          const bool struck_in_first = fault.has_struck();
-                         fault.during(look_three_times);
+                         fault.during(access_three_times);
                          struck_in_second += fault.has_struck() && !struck_in_first ? 1 : 0;
                        }),
             6);
   EXPECT_EQ(struck_in_second, 3);
 }
 
-TEST(SupportFaultLoop, TakesACallWithoutResult) {
-  EXPECT_EQ(each_fault("access", {EIO}, [](Fault& fault) { fault.during([] { look_three_times(); }); }), 3);
+TEST(SupportFaultLoop, AcceptsACallWithoutResult) {
+  EXPECT_EQ(each_fault("access", {EIO}, [](Fault& fault) { fault.during([] { access_three_times(); }); }), 3);
 }
 
 void lose_a_descriptor() {
   each_fault("open", {EMFILE}, [](Fault& fault) { fault.during([] { return open("/", O_RDONLY); }); });
 }
 
-TEST(SupportFaultLoop, MissesAnOpenDescriptor) {
+TEST(SupportFaultLoop, DetectsALostDescriptor) {
   const std::set<int> before = support::open_descriptors();
   EXPECT_NONFATAL_FAILURE(lose_a_descriptor(), "Holdings::now()\n    Which is: " + std::to_string(before.size() + 1));
   for (const int fd : support::open_descriptors()) {
@@ -904,7 +903,7 @@ TEST(SupportFaultLoop, MissesAnOpenDescriptor) {
   }
 }
 
-// Keeps a block only in the run that fails.
+// Leaks a block only in the run that fails.
 void keep_a_block(void** block) {
   each_fault("access", {EIO}, [&](Fault& fault) {
     if (fault.during([] { return access("/", F_OK); }) != 0) {
@@ -913,7 +912,7 @@ void keep_a_block(void** block) {
   });
 }
 
-TEST(SupportFaultLoop, MissesABlockOfMemory) {
+TEST(SupportFaultLoop, DetectsALeakedBlock) {
   static void* block;
   const size_t before = support::count_live_blocks();
   EXPECT_NONFATAL_FAILURE(keep_a_block(&block), " " + std::to_string(before + 1) + " blocks, ");
@@ -929,17 +928,17 @@ void forget_a_child() {
   });
 }
 
-TEST(SupportFaultLoop, MissesAChildThatNobodyWaitedFor) {
+TEST(SupportFaultLoop, DetectsAChildNotWaitedFor) {
   EXPECT_NONFATAL_FAILURE(forget_a_child(), "blocks, children");
   EXPECT_GT(wait(nullptr), 0);
 }
 
 TEST(SupportFaultLoop, RefusesAFunctionThatIsNeverCalled) {
-  EXPECT_NONFATAL_FAILURE(each_fault("open", {EMFILE}, [](Fault& fault) { fault.during(look_three_times); }),
+  EXPECT_NONFATAL_FAILURE(each_fault("open", {EMFILE}, [](Fault& fault) { fault.during(access_three_times); }),
                           "open() is never called");
 }
 
-TEST(SupportFaultLoop, RefusesASceneWithoutEnd) {
+TEST(SupportFaultLoop, RefusesATestWithoutEnd) {
   EXPECT_NONFATAL_FAILURE(each_fault("access", {EIO},
                                      [](Fault& fault) {
                                        fault.during([&] {
@@ -948,10 +947,10 @@ TEST(SupportFaultLoop, RefusesASceneWithoutEnd) {
                                          }
                                        });
                                      }),
-                          "access() is called without end");
+                          "access() is called too often");
 }
 
-TEST(SupportDescriptors, AreCountedAndKnown) {
+TEST(SupportDescriptors, AreCountedAndFound) {
   const size_t before = support::count_open_descriptors();
   const int fd = dup(STDOUT_FILENO);
   EXPECT_TRUE(support::is_open_descriptor(fd));
@@ -962,7 +961,7 @@ TEST(SupportDescriptors, AreCountedAndKnown) {
   EXPECT_FALSE(support::is_open_descriptor(-1));
 }
 
-TEST(SupportTestPipe, GivesBackWhatWasPutIn) {
+TEST(SupportTestPipe, ReturnsWhatWasWritten) {
   support::TestPipe pipe;
   EXPECT_EQ(pipe.take(), "") << "an empty pipe does not block";
   pipe.put("one");
@@ -990,7 +989,7 @@ TEST(SupportTestPipe, ClosesBothEnds) {
   EXPECT_EQ(support::count_open_descriptors(), before);
 }
 
-TEST(SupportTestFifo, GivesBackWhatWasPutIn) {
+TEST(SupportTestFifo, ReturnsWhatWasWritten) {
   const FakeFiles files;
   const support::TestFifo fifo(files.real_path("/flash/fifo"));
   EXPECT_EQ(fifo.take(), "") << "an empty FIFO does not block";
@@ -1017,7 +1016,7 @@ TEST(SupportUdpPeer, TalksToAnother) {
   EXPECT_EQ(answer->bytes, "");
 }
 
-TEST(SupportTimeZone, SetsTheZoneAndBringsTheOldOneBack) {
+TEST(SupportTimeZone, SetsTheZoneAndRestoresTheOldOne) {
   const TimeZone outer("EST5");
   {
     const TimeZone inner("UTC0");
@@ -1029,7 +1028,7 @@ TEST(SupportTimeZone, SetsTheZoneAndBringsTheOldOneBack) {
   EXPECT_EQ(timezone, 5 * 3600L);
 }
 
-TEST(SupportTimeZone, KnowsThatThereIsNone) {
+TEST(SupportTimeZone, CanRemoveTheZone) {
   const TimeZone outer(nullptr);
   EXPECT_EQ(TimeZone::current(), std::nullopt);
   {

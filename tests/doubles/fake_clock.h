@@ -1,4 +1,4 @@
-// Time and select() under the control of a test.
+// Test doubles of the clocks and of select().
 #ifndef TESTS_SUPPORT_FAKE_CLOCK_H
 #define TESTS_SUPPORT_FAKE_CLOCK_H
 
@@ -12,7 +12,7 @@
 
 namespace support {
 
-// What select() was asked.
+// The arguments of a select().
 struct SelectCall {
   int count = 0;  // its first argument
   std::vector<int> read;
@@ -22,20 +22,19 @@ struct SelectCall {
   std::optional<timeval> wait;  // empty: no bound
 };
 
-// What select() is to answer.
+// The results of a select().
 struct SelectAnswer {
   int result = 0;
   std::vector<int> read;
   std::vector<int> write;
   std::vector<int> except;
-  timeval takes = {0, 0};  // how long it slept
-  int error = 0;           // errno, when the result is -1
+  timeval takes = {0, 0};  // the time that it sleeps
+  int error = 0;           // errno, if the result is -1
 };
 
-// While it lives, the monotonic clock and the wall clock, which time() reads too, stand still but for what the test and
-// select() move them, and select() answers what the test has put into its queue. With an empty queue it sleeps through
-// the wait that it was given and answers 0, or -1 with EINVAL where the wait is negative; a wait without end fails the
-// test.
+// During its lifetime, only the test and select() advance the monotonic clock and the wall clock (which time() also
+// reads), and select() returns the answers queued by the test. If the queue is empty, select() advances the clock by
+// the wait and returns 0, or -1 with EINVAL if the wait is negative; a wait without a bound fails the test.
 class FakeClock {
  public:
   explicit FakeClock(timeval monotonic = {1000, 0});
@@ -43,7 +42,7 @@ class FakeClock {
   FakeClock(const FakeClock&) = delete;
   FakeClock& operator=(const FakeClock&) = delete;
 
-  // The nanoseconds, 0 to 999, come on top of the microseconds.
+  // The nanoseconds, 0 to 999, are added to the microseconds.
   void set(timeval monotonic, long nanoseconds = 0) {
     monotonic_ = monotonic;
     nanoseconds_ = nanoseconds;
@@ -52,30 +51,30 @@ class FakeClock {
   void advance(timeval time);
   timeval now() const { return monotonic_; }
 
-  // The monotonic clock stands still for so many readings more, and then goes on by a step.
+  // The monotonic clock stands still for `readings` more readings, then advances by a step.
   void stand_still(uint32_t readings, timeval step) {
     still_readings_ = readings;
     step_ = step;
   }
 
-  // The readings of the monotonic clock since the last call of this.
+  // Returns the number of readings of the monotonic clock since the last call.
   uint32_t take_readings() { return std::exchange(readings_, 0); }
 
-  // From now on the monotonic clock cannot be read (0: it can again).
+  // Readings of the monotonic clock fail with this errno; 0 ends that.
   void fail_with(int error) { error_ = error; }
 
-  // From now on select() looks at real descriptors and waits for them in real time, while the clocks stay the test's.
+  // Makes select() wait for real descriptors in real time. The clocks stay fake.
   void let_select_through() { select_is_real_ = true; }
   bool is_select_real() const { return select_is_real_; }
 
   void answer_select(SelectAnswer answer) { answers_.push_back(std::move(answer)); }
 
-  // The calls of select() since the last call of this.
+  // Returns the calls of select() since the last call.
   std::vector<SelectCall> take_selects();
 
   static FakeClock* active();
 
-  // The doubles' ways in.
+  // Called by the wrapped functions.
   int read_monotonic(timespec* time);
   timeval wall() const { return wall_; }
   int select(int count, void* read, void* write, void* except, timeval* wait);

@@ -1,4 +1,4 @@
-// Keeps the tests away from the machine's own files.
+// Redirects the library's files into a temporary directory.
 #ifndef TESTS_SUPPORT_FAKE_FILES_H
 #define TESTS_SUPPORT_FAKE_FILES_H
 
@@ -6,8 +6,8 @@
 
 namespace support {
 
-// While it lives, "/etc/quiet" and everything below "/flash/" lead into a temporary directory, for access(), fopen(),
-// open(), stat() and unlink(). Without one these paths do not exist for the library.
+// During its lifetime, access(), fopen(), open(), stat() and unlink() redirect "/etc/quiet" and everything below
+// "/flash/" into a temporary directory. Without an instance these paths do not exist.
 class FakeFiles {
  public:
   FakeFiles();
@@ -15,20 +15,20 @@ class FakeFiles {
   FakeFiles(const FakeFiles&) = delete;
   FakeFiles& operator=(const FakeFiles&) = delete;
 
-  // All paths are those that the library uses: "/etc/quiet", "/flash/phoned.ini".
+  // Paths are given as the library uses them: "/etc/quiet", "/flash/phoned.ini".
   void write(const std::string& path, const std::string& content);
   std::string read(const std::string& path) const;
   bool exists(const std::string& path) const;
   void remove(const std::string& path);
 
-  // Where the file really lies.
+  // The path in the temporary directory.
   std::string real_path(const std::string& path) const { return directory_ + path; }
 
  private:
   std::string directory_;
 };
 
-// Where a path leads: the path itself unless it is one of those above.
+// Returns the redirected path, or the same path if it is not one of the above.
 std::string redirected_path(const char* path);
 
 }  // namespace support

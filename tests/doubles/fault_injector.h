@@ -1,4 +1,4 @@
-// Makes calls of the C library fail on purpose.
+// Makes calls of the C library fail.
 #ifndef TESTS_SUPPORT_FAULT_INJECTOR_H
 #define TESTS_SUPPORT_FAULT_INJECTOR_H
 
@@ -6,8 +6,8 @@
 
 namespace support {
 
-// While it lives, the n-th call (counted from 1) of the named function, made by the library or by a test, fails with
-// the given errno, and so do the next ones when it shall fail several times. One injector at a time. The functions are those of wrapped_functions.cpp.
+// During its lifetime, the n-th call (counted from 1) of a function in wrapped_functions.cpp, by the library or the
+// test, and the following calls up to `times`, fail with this errno. Only one instance may exist.
 class FaultInjector {
  public:
   FaultInjector(std::string function, int nth, int error, int times = 1);
@@ -15,11 +15,11 @@ class FaultInjector {
   FaultInjector(const FaultInjector&) = delete;
   FaultInjector& operator=(const FaultInjector&) = delete;
 
-  // How often the function was called so far, the failed call included.
+  // The number of calls so far, including failed ones.
   int calls() const { return calls_; }
   bool has_struck() const { return calls_ >= nth_; }
 
-  // True, with errno set, when this call is the one to fail.
+  // Returns true and sets errno if this call must fail.
   static bool strikes(const char* function);
 
  private:

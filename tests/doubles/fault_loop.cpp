@@ -1,26 +1,20 @@
 #include "doubles/fault_loop.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cstring>
 #include <string>
 
 #include "doubles/descriptors.h"
+#include "doubles/process_doubles.h"
 
 namespace support {
 namespace {
 
-// More calls than any scene makes: the body cannot have come to its end.
+// More calls than any test makes.
 constexpr int kTooMany = 1000;
 
-// Looks for a child, ended or running, and leaves it as it is.
-bool has_children() {
-  siginfo_t info;
-  return waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0;
-}
-
-// Returns true when the failure struck and the next call may be tried.
+// Returns true if a call failed and the next one is to fail.
 bool run_once(Fault& fault, const std::function<void(Fault&)>& body) {
   SCOPED_TRACE(std::string(fault.function()) + "() fails at call " + std::to_string(fault.nth()) + " with " +
                std::strerror(fault.error()));
@@ -52,7 +46,7 @@ int each_fault(const char* function, const std::vector<int>& errors, const std::
       }
     }
     EXPECT_GT(strikes, 0) << function << "() is never called";
-    EXPECT_LT(strikes, kTooMany - 2) << function << "() is called without end";
+    EXPECT_LT(strikes, kTooMany - 2) << function << "() is called too often";
   }
   return strikes;
 }

@@ -1,4 +1,4 @@
-// Lets every call of a C library function fail in its turn.
+// Makes each call of a C library function fail in turn.
 #ifndef TESTS_SUPPORT_FAULT_LOOP_H
 #define TESTS_SUPPORT_FAULT_LOOP_H
 
@@ -11,20 +11,20 @@
 
 namespace support {
 
-// One failure to come. It waits for during(), so that what a test does before and after its call stays whole.
+// One planned failure. It happens only inside during(), so the test's set-up and checks are not affected.
 class Fault {
  public:
   Fault(const char* function, int nth, int error) : function_(function), nth_(nth), error_(error) {}
 
-  // Does the call, exposed to the failure, and gives its result. Calls of the function count on from one during() to the
-  // next, so that a scene of several steps can be walked through as well.
+  // Makes the call, which may fail, and returns its result. Counting continues from one during() to the next, so a test
+  // may have several steps.
   template <typename Call>
   auto during(Call&& call) {
     const Exposure exposure(this);
     return std::forward<Call>(call)();
   }
 
-  // True when the function has failed: the result must be the one for a failure. False: the call was left alone.
+  // True if the function has failed, so the result must be that of a failure.
   bool has_struck() const { return calls_ >= nth_; }
 
   const char* function() const { return function_; }
@@ -32,7 +32,7 @@ class Fault {
   int error() const { return error_; }
 
  private:
-  // Keeps the books also when the call leaves early.
+  // Counts the calls even if the body leaves early.
   class Exposure {
    public:
     explicit Exposure(Fault* fault)
@@ -52,9 +52,9 @@ class Fault {
   int calls_ = 0;
 };
 
-// For each of the errors: runs the body with the first call of the function failing, then with the second, and so on until
-// it runs through untouched. The names are those of wrapped_functions.cpp. The body builds its scene, makes its call inside
-// fault.during(), looks at the result, makes the call once more without a fault, and clears away:
+// For each error, runs the body with the first call of the function failing, then with the second, and so on until no
+// call fails. The function is one of those in wrapped_functions.cpp. The body sets up, makes its call inside
+// fault.during(), checks the result, makes the call again without a fault, and cleans up:
 //
 //   each_fault("pipe", {EMFILE, ENFILE}, [](Fault& fault) {
 //     Pipe pipe;
@@ -64,16 +64,16 @@ class Fault {
 //     NUV_Pipe_destruct(&pipe);
 //   });
 //
-// (Not both in one EXPECT_EQ: which of its arguments is worked out first is not settled.)
+// (Not both in one EXPECT_EQ, because the order in which its arguments are evaluated is unspecified.)
 //
-// After each run no descriptor, no child and no block of malloc() more or less may be there than before. A function that is
-// never called fails the test too. Returns how many calls there were to fail (with the last of the errors).
+// Each run must leave the same number of descriptors, children and malloc() blocks as before. A function that is never
+// called fails the test, too. Returns the number of calls that failed (with the last error).
 int each_fault(const char* function, const std::vector<int>& errors, const std::function<void(Fault&)>& body);
 
-// What must be the same before and after a call that failed.
+// Resources that must be the same before and after a failed call.
 struct Holdings {
   size_t descriptors = 0;
-  size_t blocks = 0;  // of malloc(), asked for by the library or a test and not given back
+  size_t blocks = 0;  // from malloc(), by the library or the test, and not freed
   bool has_children = false;
 
   static Holdings now();
@@ -83,10 +83,10 @@ struct Holdings {
 
 std::ostream& operator<<(std::ostream& out, const Holdings& holdings);
 
-// How many blocks of malloc() are out; what C++ code takes with new is not among them.
+// Returns the number of malloc() blocks that are not freed, without those from new.
 size_t count_live_blocks();
 
-// How many bytes malloc() was asked for when it gave this block; 0 when the block is not out.
+// Returns the size passed to malloc() for this block; 0 if it is not allocated.
 size_t size_of_live_block(const void* block);
 
 }  // namespace support

@@ -1,4 +1,4 @@
-// The first contract report of a call that cannot go on after it.
+// The first contract report of a call that cannot continue after it.
 #ifndef TESTS_SUPPORT_FIRST_REPORT_H
 #define TESTS_SUPPORT_FIRST_REPORT_H
 
@@ -8,7 +8,7 @@
 
 namespace support {
 
-// Makes the call in a process of its own, which ends with the first report. A call without one gives an empty Report.
+// Makes the call in a child process, which ends with the first report. Returns an empty Report if there is none.
 Report first_report(const std::function<void()>& call);
 
 }  // namespace support

@@ -1,4 +1,4 @@
-// What a process is told about itself and its surroundings, under the control of a test.
+// Test doubles of alarms, parents, owners and of the start of a child.
 #ifndef TESTS_SUPPORT_PROCESS_DOUBLES_H
 #define TESTS_SUPPORT_PROCESS_DOUBLES_H
 
@@ -6,7 +6,7 @@
 
 namespace support {
 
-// While it lives, an alarm rings after as many milliseconds as it was set to seconds.
+// During its lifetime, alarm() counts milliseconds instead of seconds.
 class FastAlarm {
  public:
   FastAlarm();
@@ -17,7 +17,7 @@ class FastAlarm {
   static bool is_active();
 };
 
-// While it lives, a child that clone() starts gets this signal before it does anything else.
+// During its lifetime, a child started by clone() first gets this signal.
 class SignalToClone {
  public:
   explicit SignalToClone(int signal);
@@ -25,11 +25,11 @@ class SignalToClone {
   SignalToClone(const SignalToClone&) = delete;
   SignalToClone& operator=(const SignalToClone&) = delete;
 
-  // Sends it, if there is one.
+  // Sends the signal, if an instance exists.
   static void send();
 };
 
-// While it lives, getppid() gives this number.
+// During its lifetime, getppid() returns this id.
 class FakeParent {
  public:
   explicit FakeParent(pid_t pid);
@@ -37,11 +37,11 @@ class FakeParent {
   FakeParent(const FakeParent&) = delete;
   FakeParent& operator=(const FakeParent&) = delete;
 
-  // The number, or 0 while there is no double.
+  // The id, or 0 without an instance.
   static pid_t pid();
 };
 
-// While it lives, lstat() finds that everything belongs to this user.
+// During its lifetime, lstat() reports this user as the owner of every file.
 class FakeOwner {
  public:
   explicit FakeOwner(uid_t uid);
@@ -53,7 +53,7 @@ class FakeOwner {
   static uid_t uid();
 };
 
-// Whether the process has a child, ended or not, that nobody has waited for.
+// Whether the process has a child, running or not yet waited for.
 bool has_children();
 
 }  // namespace support

@@ -38,7 +38,7 @@ ssize_t OutputStream::write(void* cookie, const char* data, size_t size) {
   stream.content_.append(data, taken);
   stream.lost_.append(data + taken, size - taken);
 #ifndef __GLIBC__
-  // Others take less than all for a success, and only a negative number for a failure, of which glibc must not see one.
+  // Other C libraries take a short count for success and need a negative result, which glibc does not allow.
   if (taken < size) {
     return -1;
   }

@@ -1,4 +1,4 @@
-// Streams for what reads and writes files.
+// Streams with a known content or limited room.
 #ifndef TESTS_SUPPORT_STREAMS_H
 #define TESTS_SUPPORT_STREAMS_H
 
@@ -8,7 +8,7 @@
 
 namespace support {
 
-// A stream that gives this content and then its end.
+// A stream with this content.
 class InputStream {
  public:
   explicit InputStream(const std::string& content);
@@ -18,14 +18,14 @@ class InputStream {
 
   std::FILE* get() const { return file_; }
 
-  // What nobody has read yet.
+  // Returns the unread rest.
   std::string rest();
 
  private:
   std::FILE* file_;
 };
 
-// A stream that takes so many bytes and fails from then on. It holds nothing back.
+// An unbuffered stream that accepts `room` bytes; after that, writes fail.
 class OutputStream {
  public:
   static constexpr size_t kUnlimited = static_cast<size_t>(-1);
@@ -37,10 +37,10 @@ class OutputStream {
 
   std::FILE* get() const { return file_; }
 
-  // What was written.
+  // The bytes written.
   const std::string& content() const { return content_; }
 
-  // What was lost for want of room.
+  // The bytes that did not fit.
   const std::string& lost() const { return lost_; }
 
  private:

@@ -15,7 +15,7 @@ namespace {
 
 struct Log {
   bool recording = false;
-  bool is_opened_by_nobody = false;
+  bool must_stay_closed = false;
   bool is_open = false;
   bool has_line = false;
   SyslogLine line;
@@ -27,7 +27,7 @@ Log& log() {
   return instance;
 }
 
-// Keeps one line that no openlog() and closelog() belong to.
+// Records a line without openlog() and closelog().
 [[gnu::format(printf, 2, 0)]] void write_unopened(int priority, const char* format, va_list arguments) {
   std::array<char, 4096> text;
   std::vsnprintf(text.data(), text.size(), format, arguments);
@@ -35,8 +35,8 @@ Log& log() {
 }
 
 void open(const char* ident, int option, int facility) {
-  if (log().is_opened_by_nobody) {
-    ADD_FAILURE() << "openlog() by someone who should leave the log as it is";
+  if (log().must_stay_closed) {
+    ADD_FAILURE() << "openlog() is not expected";
   }
   if (log().is_open) {
     ADD_FAILURE() << "openlog() while the log is open";
@@ -79,7 +79,7 @@ std::ostream& operator<<(std::ostream& out, const SyslogLine& line) {
 SyslogDouble::SyslogDouble(Opening opening) {
   log() = {};
   log().recording = true;
-  log().is_opened_by_nobody = opening == Opening::kNever;
+  log().must_stay_closed = opening == Opening::kNever;
 }
 
 SyslogDouble::~SyslogDouble() {
@@ -110,7 +110,7 @@ void closelog() {
 }
 
 NUV_PRINTF(2, 0) void vsyslog(int priority, const char* format, va_list arguments) {
-  if (support::log().is_opened_by_nobody) {
+  if (support::log().must_stay_closed) {
     support::write_unopened(priority, format, arguments);
   } else if (support::log().recording) {
     support::write(priority, format, arguments);
@@ -124,7 +124,7 @@ NUV_PRINTF(2, 3) void syslog(int priority, const char* format, ...) {
   va_end(arguments);
 }
 
-// What fortified builds call in their place.
+// Fortified builds call these instead.
 NUV_PRINTF(3, 0) void __vsyslog_chk(int priority, int /*flag*/, const char* format, va_list arguments) {
   vsyslog(priority, format, arguments);
 }

@@ -1,4 +1,4 @@
-// Stands in for the system log.
+// A test double of the system log.
 #ifndef TESTS_SUPPORT_SYSLOG_DOUBLE_H
 #define TESTS_SUPPORT_SYSLOG_DOUBLE_H
 
@@ -9,7 +9,7 @@
 
 namespace support {
 
-// One line as the log got it: openlog(ident, option, facility), syslog(priority, text), closelog(), in this order.
+// One line, logged by openlog(ident, option, facility), syslog(priority, text) and closelog().
 struct SyslogLine {
   std::optional<std::string> ident;  // empty: a null pointer
   int option = 0;
@@ -22,9 +22,9 @@ struct SyslogLine {
 
 std::ostream& operator<<(std::ostream& out, const SyslogLine& line);
 
-// The test program defines openlog(), syslog() and closelog() itself, so that nothing reaches the machine's log. While
-// a double lives it keeps the lines; a line that was not opened and closed for itself fails the test, or, where the
-// test says so, one that was.
+// The test program defines openlog(), syslog() and closelog() itself, so nothing reaches the machine's log. An instance
+// records the lines. With kForEachLine, a line without its own openlog() and closelog() fails the test; with kNever,
+// one with them does.
 class SyslogDouble {
  public:
   enum class Opening { kForEachLine, kNever };
@@ -34,7 +34,7 @@ class SyslogDouble {
   SyslogDouble(const SyslogDouble&) = delete;
   SyslogDouble& operator=(const SyslogDouble&) = delete;
 
-  // The lines since the last call, in their order.
+  // Returns the lines since the last call, in order.
   std::vector<SyslogLine> take();
 };
 

@@ -1,4 +1,4 @@
-// A directory for what a test writes.
+// A directory for a test's files.
 #ifndef TESTS_SUPPORT_TEMPORARY_DIRECTORY_H
 #define TESTS_SUPPORT_TEMPORARY_DIRECTORY_H
 
@@ -6,7 +6,7 @@
 
 namespace support {
 
-// Empty at first. Removed with its contents when this object dies, unless a read-only disk keeps them.
+// Initially empty. The destructor removes it with its contents, unless the disk is read-only.
 class TemporaryDirectory {
  public:
   TemporaryDirectory();

@@ -1,4 +1,4 @@
-// The time zone of the process under the control of a test.
+// Sets the time zone of the process.
 #ifndef TESTS_SUPPORT_TIME_ZONE_H
 #define TESTS_SUPPORT_TIME_ZONE_H
 
@@ -7,8 +7,7 @@
 
 namespace support {
 
-// While it lives, the environment variable TZ holds the rule (null: it does not exist), until the library changes it.
-// Afterwards it is what it was.
+// Sets the environment variable TZ to the rule, or removes it if the rule is null. The destructor restores it.
 class TimeZone {
  public:
   explicit TimeZone(const char* rule = "UTC0");
@@ -16,14 +15,14 @@ class TimeZone {
   TimeZone(const TimeZone&) = delete;
   TimeZone& operator=(const TimeZone&) = delete;
 
-  // What TZ holds now; empty: it does not exist.
+  // The value of TZ, if it exists.
   static std::optional<std::string> current();
 
  private:
   std::optional<std::string> saved_;
 };
 
-// Sets TZ to UTC under another name than it has now, so that whoever keeps a date has to work it out anew.
+// Sets TZ to another name of UTC, so that cached dates become invalid.
 void rename_utc();
 
 }  // namespace support

@@ -14,7 +14,7 @@ struct Datagram {
   in_port_t sender = 0;  // port, in network byte order
 };
 
-// A socket of the loopback interface.
+// A socket on the loopback interface.
 class UdpPeer {
  public:
   UdpPeer();
@@ -28,7 +28,7 @@ class UdpPeer {
   // Sends to a port of the loopback interface, in network byte order.
   void send(const std::string& bytes, in_port_t port);
 
-  // The next datagram; empty if none has come after some seconds.
+  // Returns the next datagram, or nothing if none arrives within some seconds.
   std::optional<Datagram> receive();
 
  private:

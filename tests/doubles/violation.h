@@ -1,5 +1,5 @@
-// Rows for tables of violated contracts: what is done, what it leaves in the object, and what is reported when the error
-// handler returns.
+// Rows for tables of contract violations: the call, the object afterwards, and the reports if the error handler
+// returns.
 #ifndef TESTS_SUPPORT_VIOLATION_H
 #define TESTS_SUPPORT_VIOLATION_H
 
@@ -19,8 +19,8 @@ namespace support {
 template <typename Object>
 struct Violation {
   const char* name;
-  void (*violate)(Object& object);  // looks at results and fields, too: they are those of the operation's own steps
-  Reports reports;                  // all that it must cause, in order
+  void (*violate)(Object& object);  // also checks results and fields
+  Reports reports;                  // all expected reports, in order
 };
 
 template <typename Object>
@@ -31,14 +31,14 @@ std::ostream& operator<<(std::ostream& out, const Violation<Object>& row) {
 // For INSTANTIATE_TEST_SUITE_P: names the tests after their rows.
 constexpr auto kNameOfRow = [](const auto& info) { return std::string(info.param.name); };
 
-// A call with a null pointer that cannot go on: only its first report counts, in a process of its own.
+// A call with a null pointer, which cannot continue after its first report; runs in a child process.
 struct NullCall {
   const char* name;
   void (*call)();
 };
 
-// Each call must begin with the report that this text, as a precondition of this file, was violated. Returns the lines of
-// the reports: as many as there are calls, where each operation has a check of its own and leaves it to no other.
+// The first report of each call must be this precondition of this file. Returns the line numbers of the reports: there
+// are as many as calls if each operation checks the pointer itself.
 std::set<uint32_t> expect_null_reports(const char* file, const char* text, std::initializer_list<NullCall> calls);
 
 }  // namespace support

@@ -1,4 +1,4 @@
-// Keeps a list of the contract checks that the tests have seen fail.
+// Lists the contract checks that failed during the tests.
 #ifndef TESTS_SUPPORT_WITNESS_H
 #define TESTS_SUPPORT_WITNESS_H
 

@@ -1,5 +1,5 @@
-# The functions of the C library that wrapped_functions.cpp stands in for: the linker leads every call that the library or a
-# test makes to the __wrap_ function, and gives that one the original under the name __real_.
+# The functions of the C library that wrapped_functions.cpp replaces. The linker redirects calls by the library and the
+# tests to __wrap_<function>; the original is called __real_<function>.
 set(USERLIB_WRAPPED_FUNCTIONS
     accept
     access

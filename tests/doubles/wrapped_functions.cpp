@@ -1,5 +1,5 @@
-// The functions that the linker puts in the place of the C library's (see wrapped_functions.cmake). Each one asks the
-// doubles first and then does what the original does.
+// Replacements of C library functions (see wrapped_functions.cmake). Each one asks the doubles first and then calls the
+// original.
 #include <fcntl.h>
 #include <sys/select.h>
 #include <sys/socket.h>
@@ -30,13 +30,13 @@ using support::redirected_path;
 
 namespace {
 
-// The blocks with their sizes. Lives for ever: blocks come back until the very end of the process.
+// The blocks with their sizes. Never destroyed, because blocks are freed until the very end of the process.
 std::map<const void*, size_t>& live_blocks() {
   static auto& blocks = *new std::map<const void*, size_t>;
   return blocks;
 }
 
-// What a child is to run. It is read by the child before the parent goes on.
+// The function that a child runs. The child reads this before the parent continues.
 struct Start {
   int (*function)(void*);
   void* argument;
@@ -71,7 +71,7 @@ int __wrap_access(const char* path, int mode) {
   return FaultInjector::strikes("access") ? -1 : __real_access(redirected_path(path).c_str(), mode);
 }
 
-// A fast alarm rings after milliseconds. The timer is the one that alarm() uses, and an exec keeps it.
+// For a fast alarm, sets the timer that alarm() uses, which survives an exec.
 unsigned int __real_alarm(unsigned int seconds);
 unsigned int __wrap_alarm(unsigned int seconds) {
   CallLog::note("alarm(%u)", seconds);
@@ -106,7 +106,7 @@ int __wrap_clock_gettime(clockid_t clock, timespec* time) {
   return __real_clock_gettime(clock, time);
 }
 
-// The library clones with four arguments, the flags asking for no more.
+// The flags that the library uses need no further arguments.
 int __real_clone(int (*function)(void*), void* stack, int flags, void* argument, ...);
 int __wrap_clone(int (*function)(void*), void* stack, int flags, void* argument, ...) {
   Start start = {function, argument};
@@ -119,7 +119,7 @@ int __wrap_close(int fd) {
   if (!FaultInjector::strikes("close")) {
     return __real_close(fd);
   }
-  // A close that fails has given the descriptor back all the same, unless it is said to be none.
+  // A failed close() closes the descriptor anyway, unless the error is that it was not open.
   const int error = errno;
   if (error != EBADF) {
     __real_close(fd);
@@ -152,7 +152,7 @@ int __wrap_execl(const char* path, const char* argument, ...) {
 
 int __real_fclose(FILE* stream);
 int __wrap_fclose(FILE* stream) {
-  const int result = __real_fclose(stream);  // it is gone even when its last bytes found no room
+  const int result = __real_fclose(stream);  // closes the stream even if flushing fails
   return FaultInjector::strikes("fclose") ? EOF : result;
 }
 
@@ -160,7 +160,7 @@ int __real_fcntl(int fd, int command, ...);
 int __wrap_fcntl(int fd, int command, ...) {
   va_list arguments;
   va_start(arguments, command);
-  const long argument = va_arg(arguments, long);  // whatever it is, or nothing: it is only passed on
+  const long argument = va_arg(arguments, long);  // passed on, even if there is none
   va_end(arguments);
   return FaultInjector::strikes("fcntl") ? -1 : __real_fcntl(fd, command, argument);
 }
@@ -191,7 +191,7 @@ pid_t __wrap_fork() {
   return FaultInjector::strikes("fork") ? -1 : __real_fork();
 }
 
-// Compilers turn one function of stream output into another, so all of them go by the name of fprintf.
+// Compilers replace one stream output function with another, so all of them count as fprintf.
 [[gnu::format(printf, 2, 3)]] int __wrap_fprintf(FILE* stream, const char* format, ...) {
   if (FaultInjector::strikes("fprintf")) {
     return -1;
@@ -382,14 +382,14 @@ int __wrap_stat(const char* path, struct stat* status) {
 size_t __real_strftime(char* text, size_t size, const char* format, const tm* time);
 size_t __wrap_strftime(char* text, size_t size, const char* format, const tm* time) {
   if (FaultInjector::strikes("strftime")) {
-    // What a text without room leaves behind is undefined: the worst is a full buffer without an end.
+    // The buffer is undefined after a failure; the worst case is a full buffer without a terminator.
     std::memset(text, '?', size);
     return 0;
   }
   return __real_strftime(text, size, format, time);
 }
 
-// The library's calls by number have three arguments.
+// The library calls syscall() with three arguments.
 long __real_syscall(long number, long first, long second, long third);
 long __wrap_syscall(long number, long first, long second, long third) {
   return FaultInjector::strikes("syscall") ? -1 : __real_syscall(number, first, second, third);
