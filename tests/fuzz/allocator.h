@@ -1,4 +1,4 @@
-// The memory blocks of the library, counted.
+// Tracks the library's memory blocks.
 #ifndef TESTS_FUZZ_ALLOCATOR_H
 #define TESTS_FUZZ_ALLOCATOR_H
 
@@ -6,8 +6,8 @@
 
 namespace fuzz {
 
-// While it lives, blocks come from it, filled with kPattern. Whatever comes back must have been given out, with this size
-// (null with 0, or with a size that was refused); all must have come back when it dies.
+// During its lifetime, the library allocates its blocks here, filled with kPattern. A released block must have been
+// allocated here with the same size (null: with 0 or a refused size). The destructor checks that all were released.
 class Allocator {
  public:
   static constexpr uint8_t kPattern = 0xA5;
@@ -17,7 +17,7 @@ class Allocator {
   Allocator(const Allocator&) = delete;
   Allocator& operator=(const Allocator&) = delete;
 
-  // From now on, or no more, there is no memory.
+  // If true, all allocations are refused.
   void run_dry(bool dry);
 };
 

@@ -30,7 +30,7 @@ bool is_in_flash(const char* path) {
   return std::string_view(path).starts_with("/flash/");
 }
 
-// One open file of the flash, which is written back when it is closed.
+// An open file of the flash, written back when it is closed.
 struct OpenFile {
   std::string path;
   std::string content;
@@ -162,7 +162,7 @@ int __wrap_select(int count, fd_set* read, fd_set* write, fd_set* except, timeva
   return fuzz::g_machine->select(count, read, write, except, wait);
 }
 
-// The system log: nothing reaches it. The texts are formatted all the same, so that their arguments are read.
+// Nothing reaches the system log, but the texts are formatted, so that their arguments are read.
 void openlog(const char* /*ident*/, int /*option*/, int /*facility*/) {}
 void closelog() {}
 

@@ -1,4 +1,4 @@
-// What stands between the fuzz targets and the machine: no input reaches its files, its log, its clock or its console.
+// Test doubles that keep fuzz targets from the machine's files, log, clock and console.
 #ifndef TESTS_FUZZ_DOUBLES_H
 #define TESTS_FUZZ_DOUBLES_H
 
@@ -11,11 +11,11 @@
 
 namespace fuzz {
 
-// The files below "/flash/": for fopen() they lie in memory, from the first input on until someone clears them. While a
-// target runs there is no "/etc/quiet".
+// The files below "/flash/", which fopen() keeps in memory. They stay from one input to the next unless a target clears
+// them. "/etc/quiet" does not exist.
 std::map<std::string, std::string>& flash();
 
-// While it lives, contract reports are counted, and the handler returns.
+// During its lifetime, contract reports are counted, and the handler returns.
 class Contracts {
  public:
   Contracts();
@@ -23,11 +23,11 @@ class Contracts {
   Contracts(const Contracts&) = delete;
   Contracts& operator=(const Contracts&) = delete;
 
-  // Promises that there were reports since the last call, or that there were none.
+  // Checks that there were reports since the last call, or that there were none.
   void expect_refusal(bool refused);
 };
 
-// While it lives, standard output goes to memory.
+// During its lifetime, standard output goes to memory.
 class Stdout {
  public:
   Stdout();
@@ -35,7 +35,7 @@ class Stdout {
   Stdout(const Stdout&) = delete;
   Stdout& operator=(const Stdout&) = delete;
 
-  // What was printed since the last call.
+  // Returns the output since the last call.
   std::string take();
 
  private:
@@ -43,7 +43,7 @@ class Stdout {
   int outer_;
 };
 
-// While one lives, it gives the monotonic time and answers select().
+// During its lifetime, provides the monotonic time and replaces select().
 class Machine {
  public:
   Machine();

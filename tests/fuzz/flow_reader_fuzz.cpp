@@ -1,5 +1,5 @@
-// The reader of userlib-flow on lines of any kind: no line ends it, what it tells lies within the line or is the journal's,
-// and what it takes for a message can be written and read again.
+// The reader of userlib-flow with any lines. It must not crash, its texts must lie within the line or come from the
+// journal's JSON, and what it reads as a message can be printed and read again.
 #include <algorithm>
 #include <string>
 
@@ -31,13 +31,13 @@ void check_fields(const Record& record, std::string_view line) {
   const bool is_json = !line.empty() && line[0] == '{';
   for (const std::string_view text :
        {record.module, record.file, record.text, record.hex, record.from, record.to, record.ident}) {
-    // A module that is not registered stands under a name of the library's.
+    // For a module that is not registered, the name is the library's.
     FUZZ_CHECK(is_json || lies_within(text, line) || record.kind == Kind::kUnregistered);
   }
   FUZZ_CHECK(record.type <= flow_tool::kNoType);
 }
 
-// Names from outside may hold what parts the fields; then it is another message that is read.
+// If a name contains a separator of the fields, another message is read, so it is skipped.
 void check_message(LineParser& parser, const Record& record) {
   const auto is_plain = [](std::string_view name) { return name.find("--") == std::string_view::npos; };
   if (!is_plain(record.from) || !is_plain(record.to) || !is_plain(record.text)) {
@@ -54,7 +54,7 @@ void check_message(LineParser& parser, const Record& record) {
   FUZZ_CHECK(again.from_number == kept.get().from_number && again.to_number == kept.get().to_number);
 }
 
-// Whatever was read can be drawn: each row of text fits, and nothing that ends or begins a tag is left in a picture.
+// Every chart can be drawn: each row of text fits, and pictures contain no unescaped tags.
 void check_drawings(const flow_tool::Chart& chart) {
   const flow_tool::TextStyle style = {60, false, false, true};
   const std::string text = draw_text(chart, style);

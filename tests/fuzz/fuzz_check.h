@@ -1,11 +1,11 @@
-// What a fuzz target promises about each input.
+// Checks for fuzz targets.
 #ifndef TESTS_FUZZ_FUZZ_CHECK_H
 #define TESTS_FUZZ_FUZZ_CHECK_H
 
 #include <cstdio>
 #include <cstdlib>
 
-// Ends the process, so that the fuzzer keeps the input, unless the condition holds.
+// Aborts unless the condition holds, so that the fuzzer keeps the input.
 #define FUZZ_CHECK(condition)                                                                 \
   do {                                                                                        \
     if (!(condition)) {                                                                       \

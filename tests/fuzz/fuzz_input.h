@@ -1,5 +1,5 @@
-// How a fuzz target reads the bytes that it is given: as lines of text, so that people can write inputs too, or as
-// numbers, for sequences of operations.
+// Reads the bytes of a fuzz input: as lines of text, so that inputs can also be written by hand, or as numbers, for
+// sequences of operations.
 #ifndef TESTS_FUZZ_FUZZ_INPUT_H
 #define TESTS_FUZZ_FUZZ_INPUT_H
 
@@ -20,10 +20,10 @@ class FuzzInput {
 
   bool empty() const { return rest_.empty(); }
 
-  // What nobody has read yet.
+  // The unread rest.
   std::string_view rest() const { return rest_; }
 
-  // The text up to the next newline, which is left out.
+  // The text up to the next newline, without it.
   std::string_view line() {
     const size_t length = std::min(rest_.find('\n'), rest_.size());
     const std::string_view line(rest_.data(), length);
@@ -43,7 +43,7 @@ class FuzzInput {
 
   bool flag() { return byte() % 2 != 0; }
 
-  // A number from 0 to most, from one byte where that is enough.
+  // A number from 0 to most, from one byte if that is enough.
   uint32_t up_to(uint32_t most) {
     uint32_t number = byte();
     for (uint32_t limit = most; limit > 0xFF; limit >>= 8) {
@@ -52,7 +52,7 @@ class FuzzInput {
     return most == UINT32_MAX ? number : number % (most + 1);
   }
 
-  // Any number, those round which arithmetic goes wrong more often than others.
+  // Any number, with a preference for those at which arithmetic overflows.
   uint32_t number() {
     constexpr std::array<uint32_t, 8> kLimits = {0x7F,       0xFF,       0x7FFF,     0xFFFF,
                                                  0x7FFFFFFF, 0x80000000, 0xFFFFFFFE, 0xFFFFFFFF};
@@ -67,7 +67,7 @@ class FuzzInput {
   std::string_view rest_;
 };
 
-// A text in a block of memory that ends right behind its terminator, so that nobody can read on unnoticed.
+// A text in a block of memory that ends right after its terminator, so that AddressSanitizer detects reading beyond it.
 class ExactText {
  public:
   explicit ExactText(std::string_view text) : bytes_(new char[text.size() + 1]) {
@@ -82,7 +82,7 @@ class ExactText {
   std::unique_ptr<char[]> bytes_;
 };
 
-// What C makes of a text: it ends at the first zero.
+// The text as a C string: up to the first zero byte.
 inline std::string_view c_text(std::string_view text) {
   return {text.data(), std::min(text.find('\0'), text.size())};
 }

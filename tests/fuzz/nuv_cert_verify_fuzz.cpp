@@ -1,5 +1,5 @@
-// Needles and certificates, compared with a plain reading of the rules. Lines of an input that begin with "S:" or "I:" add
-// an entry to the certificate's subject or issuer, such as "S:CN=host"; all others are needles for it.
+// Needles and certificates, compared with a simple model. Lines of an input that begin with "S:" or "I:", such as
+// "S:CN=host", add an entry to the certificate's subject or issuer; all others are needles.
 #include <openssl/objects.h>
 #include <openssl/x509.h>
 
@@ -28,7 +28,7 @@ struct FreeCertificate {
 
 // ---- the model ----
 
-using Name = std::vector<std::pair<int, std::string>>;  // attribute and value, in the order of the certificate
+using Name = std::vector<std::pair<int, std::string>>;  // attribute and value, in certificate order
 
 struct Items {
   int32_t result;
@@ -71,7 +71,7 @@ Items model_split(std::string_view text, size_t most, char separator) {
 struct Item {
   int32_t result;
   int nid = -1;
-  std::optional<std::string> value;  // what is stored
+  std::optional<std::string> value;  // the stored value, if any
 };
 
 Item model_item(std::string_view text) {
@@ -161,7 +161,7 @@ void add_entry(X509_NAME* name, Name& model, std::string_view line) {
   const std::string attribute(line.substr(0, equals));
   const std::string_view value = line.substr(std::min(equals + 1, line.size()));
   const int nid = OBJ_txt2nid(attribute.c_str());
-  // The bytes as they stand: an encoding is nobody's business here. OpenSSL refuses what is too long for an attribute.
+  // Adds the bytes without checking their encoding. OpenSSL refuses values that are too long.
   const int added =
       X509_NAME_add_entry_by_NID(name, nid, V_ASN1_UTF8STRING, reinterpret_cast<const uint8_t*>(value.data()),
                                  static_cast<int>(value.size()), -1, 0);

@@ -1,5 +1,5 @@
-// Console lines, compared with a plain reading of the rules. The input is what an operator sends through a pipe; a console
-// with a few commands handles what arrives until nothing is left. The first command, "remove", takes commands out.
+// Console lines, compared with a simple model. The input is an operator's, sent through a pipe to a console with a few
+// commands, which handles it until nothing is left. The first command, "remove", removes commands.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -15,10 +15,10 @@
 
 namespace {
 
-constexpr size_t kPipeRoom = 1536;  // six lines, and less than a pipe takes without a reader
+constexpr size_t kPipeRoom = 1536;  // six lines, and less than a pipe holds
 constexpr char kPrompt[] = "fuzz> ";
 
-// A pipe that never blocks, kept from one input to the next.
+// A non-blocking pipe, reused for all inputs.
 class Pipe {
  public:
   Pipe() { FUZZ_CHECK(pipe2(ends_, O_NONBLOCK | O_CLOEXEC) == 0); }
@@ -41,7 +41,7 @@ class Pipe {
 
 using Words = std::vector<std::string>;
 
-// Nothing: a quote is not closed.
+// Returns nothing if a quote is not closed.
 std::optional<Words> words_of(std::string_view line) {
   constexpr size_t kMostWords = 127;
   Words words;
@@ -69,7 +69,7 @@ std::optional<Words> words_of(std::string_view line) {
 
 constexpr std::array<const char*, 5> kNames = {"remove", "show", "set", "a b", ""};
 
-// What a command has seen.
+// The arguments of a command.
 struct Call {
   std::string command;
   Words words;
@@ -99,7 +99,7 @@ int32_t run(void* context, int32_t argc, char** argv, int32_t fd) {
   return 0;
 }
 
-// What a line is answered, what it prints, and which command it calls.
+// The answer to a line, the printed text, and the called command.
 struct Outcome {
   std::string answer;
   std::string printed;

@@ -1,5 +1,5 @@
-// Conversions of texts, compared with plain readings of their rules. Each line of an input is converted by all of them,
-// and split at its first character.
+// Conversions of texts, compared with simple models. Each line of an input is converted by all of them, and split at
+// its first character.
 #include <algorithm>
 #include <optional>
 #include <vector>
@@ -75,7 +75,7 @@ std::optional<int16_t> expected_int16(std::string_view text) {
   return static_cast<int16_t>(number->value & 0xFFFF);
 }
 
-// A conversion writes what is expected, or nothing.
+// A conversion writes the expected value, or nothing.
 template <typename T>
 void check_number(int32_t (*convert)(T*, const char*), std::optional<T> expected, const char* text) {
   for (const T before : {T{0}, static_cast<T>(~T{0})}) {
@@ -113,7 +113,7 @@ void check_string(std::string_view line) {
   }
 }
 
-// The fields are the pieces between the separators, the last one the rest.
+// The fields are the pieces between the separators; the last one is the rest.
 void check_split(std::string_view line, uint32_t most, char separator) {
   ExactText text(line);
   std::vector<char*> fields(most);

@@ -1,5 +1,5 @@
-// A digit map, compared with the plain model. The first line of an input is the map; a line behind it is one pattern more
-// if it begins with a "+", else digits to check.
+// A digit map, compared with the model. The first line of an input is the map; each further line adds a pattern if it
+// begins with "+", otherwise it is digits to check.
 #include <algorithm>
 #include <array>
 
@@ -16,7 +16,7 @@ using support::DigitMapModel;
 
 constexpr size_t kOutSize = 48;
 
-// The model tries all expansions: what takes it too long is left to the library alone.
+// The model tries all expansions. Skips it if that takes too long.
 bool is_too_much(const DigitMapModel& model, size_t digits) {
   return model.expansions(digits) > 500;
 }

@@ -1,5 +1,5 @@
-// Four frames, compared with blocks of bytes and two places in them. The input is a sequence of operations; those that
-// break a contract are carried on with: what they leave behind is calculated without the limits of a block.
+// Four frames, compared with blocks of bytes and two positions in them. The input is a sequence of operations, which
+// continue after a contract violation: the model computes positions without the limits of a block.
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -19,7 +19,7 @@ struct Model {
   uint32_t absolute_size = 0;
   int64_t begin = 0;
   int64_t end = 0;
-  bool is_spent = false;  // its block was taken away: good for destruct and as the target of assign
+  bool is_spent = false;  // its block was moved: only destruct and assign to it are allowed
 
   uint32_t front() const { return static_cast<uint32_t>(begin); }
   uint32_t rear() const { return static_cast<uint32_t>(absolute_size - end); }
@@ -91,7 +91,7 @@ class Twins {
     models_[source] = {};
   }
 
-  void take_from_nobody(size_t i) {
+  void move_from_null(size_t i) {
     NUV_Frame_swap(&frames_[i], nullptr);
     contracts_.expect_refusal(true);
     NUV_Frame_assign(&frames_[i], nullptr);
@@ -127,7 +127,7 @@ class Twins {
     models_[i].end += offset;
   }
 
-  // Writes to all of the content.
+  // Overwrites the whole content.
   void fill(size_t i, uint8_t value) {
     Model& model = models_[i];
     if (!model.is_spent && model.is_sound()) {
@@ -200,14 +200,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         twins.assign(i, other);
         break;
       case 4:
-        twins.take_from_nobody(i);
+        twins.move_from_null(i);
         break;
       case 5:
       case 6:
         twins.fill(i, input.byte());
         break;
       default:
-        // The exact limit, one that is almost sure to be within, or anything.
+        // The exact limit, a small number, or any number.
         const uint32_t offset =
             operation < 0x60 ? twins.model(i).size() : (operation < 0xC0 ? input.up_to(8) : input.number());
         move_an_end(twins, i, frames / 16 % 4, offset);

@@ -1,5 +1,5 @@
-// An index map, compared with a list of entries and a count. The input is a sequence of operations; those that break a
-// contract are carried on with.
+// An index map, compared with a list of entries and a count. The input is a sequence of operations, which continue
+// after a contract violation.
 #include <algorithm>
 #include <memory>
 #include <utility>
@@ -21,7 +21,7 @@ struct Entry {
 
 class Twins {
  public:
-  // With or without a store for so many pairs.
+  // With or without a store for `size` pairs.
   Twins(uint32_t size, bool has_store)
       : store_(has_store && size > 0 ? new IndexMapEntry[size] : nullptr),
         size_(size),
@@ -106,7 +106,7 @@ class Twins {
  private:
   bool is_used(uint32_t position) const { return position < entries_.size() && entries_[position].is_used; }
 
-  // Tells whether that breaks a contract.
+  // Returns whether that violates a contract.
   bool remove_from_model(uint32_t position) {
     if (position >= entries_.size()) {
       return true;

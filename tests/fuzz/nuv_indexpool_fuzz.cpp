@@ -1,5 +1,5 @@
-// An index pool, compared with a list of flags and a count. The input is a sequence of operations; those that break a
-// contract are carried on with.
+// An index pool, compared with a list of flags and a count. The input is a sequence of operations, which continue after
+// a contract violation.
 #include <algorithm>
 #include <vector>
 
@@ -72,7 +72,7 @@ class Twins {
   IndexPool pool_;
   uint32_t size_;
   uint32_t free_;           // may wrap
-  std::vector<bool> bits_;  // those of the indices, and the spare ones of the last byte
+  std::vector<bool> bits_;  // for the indices, and the spare bits of the last byte
 };
 
 }  // namespace

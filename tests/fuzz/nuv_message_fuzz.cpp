@@ -1,5 +1,5 @@
-// Three messages, compared with plain lists. The input is a sequence of operations; those that break a contract are
-// carried on with.
+// Three messages, compared with simple lists. The input is a sequence of operations, which continue after a contract
+// violation.
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -30,7 +30,7 @@ struct Model {
   std::array<Item, NUV_MESSAGE_SIZE> items;
 };
 
-// A block of the library with these bytes.
+// A memory block with these bytes.
 class Block {
  public:
   explicit Block(const Bytes& bytes) {
@@ -87,7 +87,7 @@ class Twins {
     }
   }
 
-  // Makes an item with an empty block.
+  // Adds an item with an empty block.
   void add_nothing(size_t i, int32_t type) {
     NUV_Message_add(&messages_[i], type, nullptr);
     contracts_.expect_refusal(true);
@@ -127,7 +127,7 @@ class Twins {
     models_[source] = {};
   }
 
-  // One item, also where there is none.
+  // Reads one item, which may not exist.
   void look_at(size_t i, uint32_t index) {
     MessageData* const item = NUV_Message_data(&messages_[i], index);
     contracts_.expect_refusal(index >= models_[i].size);
@@ -143,7 +143,7 @@ class Twins {
     }
   }
 
-  // Takes an item's block out of it.
+  // Moves the block out of an item.
   void take_block(size_t i, uint32_t index) {
     if (index < models_[i].size) {
       Block block({});

@@ -1,6 +1,6 @@
-// A reactor, compared with a plain model of its cycle. The input is a sequence of operations and of what select() answers;
-// callbacks add and remove receivers and timers, and let time pass. What callbacks must not do, because the passes over
-// the sets would then never end, is left out: the model notices it first.
+// A reactor, compared with a simple model of its cycle. The input is a sequence of operations and of results of
+// select(); callbacks add and remove receivers and timers, and let time pass. Callbacks that would make the passes over
+// the sets endless are skipped: the model detects them first.
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -48,7 +48,7 @@ struct Firing {
   bool operator==(const Firing&) const = default;
 };
 
-// ---- what both sides do alike ----
+// ---- common to library and model ----
 
 class Side {
  public:
@@ -60,7 +60,7 @@ class Side {
   virtual void update_timer(uint32_t id, int64_t time) = 0;
   virtual void remove_timer(uint32_t id) = 0;
 
-  // What a callback does, of a receiver or of a timer.
+  // The callback of a receiver or timer.
   int32_t fire(int32_t fd, int64_t left, uint32_t bits) {
     firings.push_back({fd, left, bits, now});
     const Script script(bits);
@@ -154,7 +154,7 @@ class ModelSide : public Side {
     }
   }
 
-  // Outside of a dispatch nobody removes what is not there.
+  // Outside of a dispatch, removing an unknown descriptor would abort, so it is skipped.
   void remove(size_t kind, size_t type, int32_t fd) override {
     ReceiverSet& set = sets[kind][type];
     Receiver* const receiver = set.find(fd);
@@ -179,7 +179,7 @@ class ModelSide : public Side {
 
   void remove_timer(uint32_t id) override { timers.remove(id); }
 
-  // One turn. Nothing: it would never end.
+  // One call of process. Returns nothing if it would never end.
   std::optional<int> process(std::optional<int64_t> wait, fuzz::FuzzInput& input) {
     answers.clear();
     is_endless_ = false;
@@ -201,7 +201,7 @@ class ModelSide : public Side {
   std::array<std::array<ReceiverSet, kTypes>, kKinds> sets;
   TimerModel timers;
   int64_t last_time = now;
-  std::deque<Answer> answers;  // of the turn
+  std::deque<Answer> answers;  // of this call
 
  private:
   size_t count_receivers(size_t type) const {
@@ -238,7 +238,7 @@ class ModelSide : public Side {
     return answer.result;
   }
 
-  // Makes up an answer, and keeps it for the library.
+  // Invents an answer and keeps it for the library.
   Answer select(size_t type, std::optional<int64_t> wait, fuzz::FuzzInput& input) {
     Answer answer;
     answer.wait = wait;
@@ -362,7 +362,7 @@ class LibrarySide : public Side, public fuzz::Machine {
 
   timeval monotonic() override { return to_timeval(now); }
 
-  // Answers what the model has been told.
+  // Gives the model's answers.
   int select(int count, fd_set* read, fd_set* write, fd_set* except, timeval* wait) override {
     FUZZ_CHECK(count == FD_SETSIZE);
     FUZZ_CHECK(!answers.empty());
@@ -371,9 +371,9 @@ class LibrarySide : public Side, public fuzz::Machine {
     for (size_t kind = 0; kind < kKinds; ++kind) {
       FUZZ_CHECK(members(*fd_sets[kind]) == answer.asked[kind]);
     }
-    if (is_look(wait, answer)) {
-      FUZZ_CHECK(!has_looked_);  // once is enough
-      has_looked_ = true;
+    if (is_poll(wait, answer)) {
+      FUZZ_CHECK(!has_polled_);  // polls only once
+      has_polled_ = true;
       if (answer.result == 0) {
         for (fd_set* each : fd_sets) {
           FD_ZERO(each);
@@ -384,7 +384,7 @@ class LibrarySide : public Side, public fuzz::Machine {
       FUZZ_CHECK((wait != nullptr) == answer.wait.has_value());
       FUZZ_CHECK(wait == nullptr || microseconds(*wait) == *answer.wait);
     }
-    has_looked_ = false;
+    has_polled_ = false;
     answers.pop_front();
     now += answer.takes;
     if (answer.result < 0) {
@@ -404,12 +404,12 @@ class LibrarySide : public Side, public fuzz::Machine {
   std::deque<Answer> answers;
 
  private:
-  // A reactor may look without a wait where it is to wait.
-  static bool is_look(const timeval* wait, const Answer& answer) {
+  // The reactor may poll before a wait.
+  static bool is_poll(const timeval* wait, const Answer& answer) {
     return wait != nullptr && microseconds(*wait) == 0 && (!answer.wait || *answer.wait > 0);
   }
 
-  bool has_looked_ = false;
+  bool has_polled_ = false;
 
   static bool holds(const SelectSet& set, int32_t fd) {
     const NUV_SelectRecv* receiver = set.m_pFirst;
@@ -446,7 +446,7 @@ class LibrarySide : public Side, public fuzz::Machine {
 
 class Twins {
  public:
-  // Does the same on both sides.
+  // Runs the operation on both sides.
   template <typename Operation>
   void both(Operation operation) {
     library_.start();
@@ -461,7 +461,7 @@ class Twins {
     return id;
   }
 
-  // An event type that there is not has no receivers.
+  // An unknown event type has no receivers.
   void set_nowhere(uint32_t type) {
     if (type >= kTypes) {
       FUZZ_CHECK(NUV_Select_internalSetTempRead(&library_.reactor, type, 0, nullptr, 0, nothing) == nullptr);

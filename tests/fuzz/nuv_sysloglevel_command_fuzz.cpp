@@ -1,5 +1,5 @@
-// The "tr" command, compared with a plain model of the registry. Each line of an input is one command: words, without the
-// command word itself, that blanks separate.
+// The "tr" command, compared with a simple model of the registry. Each line of an input is one command: words separated
+// by blanks, without the command word.
 #include <algorithm>
 #include <array>
 #include <climits>
@@ -35,7 +35,7 @@ Words words_of(std::string_view line) {
   }
 }
 
-// No command may leave the files in memory.
+// Redirects all paths to the files in memory.
 void keep_in_flash(Words& words) {
   const bool takes_path = words.size() >= 3 && (words[1] == "save" || words[1] == "restore");
   if (takes_path && !words[2].starts_with("/flash/")) {
@@ -55,7 +55,7 @@ class Model {
     }
   }
 
-  // What a command prints; nothing for those whose whole text is left to others.
+  // Returns the output of a command; nothing if its output is checked elsewhere.
   std::optional<std::string> run(const Words& words) {
     if (words.size() < 2 || words[1] == "help" || words[1] == "show") {
       return std::nullopt;

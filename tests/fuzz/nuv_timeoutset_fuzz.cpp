@@ -1,5 +1,5 @@
-// A timeout set, compared with a plain model. The input is a sequence of operations, refused ones included; the callbacks
-// of the timers add, update, remove and purge timers too.
+// A timeout set, compared with a simple model. The input is a sequence of operations, including contract violations;
+// the callbacks also add, update, remove and purge timers.
 #include <utility>
 #include <vector>
 
@@ -24,7 +24,7 @@ struct Firing {
   bool operator==(const Firing&) const = default;
 };
 
-// One of the two sides: the timers, and what their callbacks did.
+// Library or model: the timers, and what their callbacks did.
 class Side {
  public:
   virtual ~Side() = default;
@@ -52,7 +52,7 @@ class Side {
   std::vector<Firing> firings;
 
  private:
-  static constexpr int kFuel = 100;  // timers that add timers would never end
+  static constexpr int kFuel = 100;  // bounds callbacks that add timers
 
   void perform(const Script& script) {
     switch (script.action()) {

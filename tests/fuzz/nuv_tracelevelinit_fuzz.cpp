@@ -1,5 +1,5 @@
-// An init file, read into a table and into the registry of modules, compared with a plain reading of the format; then saved
-// and read once more, which must give the same. The input is the file.
+// An init file, read into a table and into the registry of modules, compared with a simple model; then saved and read
+// again with the same result. The input is the file.
 #include <algorithm>
 #include <cstring>
 #include <optional>
@@ -30,7 +30,7 @@ class ModelFile {
  public:
   explicit ModelFile(std::string_view content) : rest_(content) {}
 
-  // The next line, or a piece of a longer one that fills a buffer of this size. Nothing at the end.
+  // Returns the next line, or as much of it as fits into a buffer of this size; nothing at the end.
   std::optional<std::string> line(size_t size) {
     if (rest_.empty()) {
       return std::nullopt;
@@ -58,7 +58,7 @@ std::optional<uint32_t> number(std::string_view text, bool is_small) {
   return is_small && value > 65535 ? std::nullopt : std::optional(value);
 }
 
-// Converts a line into a row, field by field; false at the first one that is not what it should be.
+// Converts a line into a row, field by field. Returns false at the first wrong field.
 bool convert(const std::string& line, Row& row) {
   if (std::count(line.begin(), line.end(), ';') != 2) {
     return false;
@@ -75,7 +75,7 @@ bool convert(const std::string& line, Row& row) {
   if (!name.starts_with('"')) {
     return false;
   }
-  // Without a closing quote, all that is left has been taken for the name.
+  // Without a closing quote, the rest of the line is the name.
   const size_t closing = name.find('"', 1);
   row.name = name.substr(1, std::min<size_t>(closing - 1, 10));
   const auto mask = number(std::string_view(line).substr(second + 1), false);
@@ -86,7 +86,7 @@ bool convert(const std::string& line, Row& row) {
   return true;
 }
 
-// Tells whether the file is whole; rows gets those in front of a damage, begun what a line that was refused has left.
+// Returns whether the file is valid. Stores the rows before any damage, and the parts of a refused line in `begun`.
 bool model_restore(std::string_view content, std::vector<Row>& rows, Row& begun) {
   constexpr size_t kHeaderSize = 1024;
   constexpr size_t kRowSize = 512;
@@ -150,11 +150,11 @@ std::vector<Row> rows_of(const TraceLevelInit& table) {
   return rows;
 }
 
-// What the operations on a table make of rows that somebody else has written.
+// Checks the operations on a table with rows from a file.
 void check_operations(TraceLevelInit& table) {
   std::vector<Row> rows = rows_of(table);
   for (const Row& row : rows) {
-    // A file may repeat a name or an id: the first one counts.
+    // If a file repeats a name or an id, the first one counts.
     const auto named =
         std::find_if(rows.begin(), rows.end(), [&row](const Row& other) { return other.name == row.name; });
     const auto numbered =
@@ -178,8 +178,7 @@ void check_operations(TraceLevelInit& table) {
 
 // ---- the registry ----
 
-// The modules that are registered when a file with these rows has been read. A row without a name gives its mask to the
-// module that comes next.
+// The registered modules after reading a file with these rows. A row without a name sets the mask of the next module.
 std::vector<Module> model_modules(const std::vector<Row>& rows) {
   constexpr uint32_t kVisible = 1023;
   std::vector<Module> entries = {{"TraceLevel", NUV_SYSLOGLEVEL_DEFAULT_MASK}, {"", 0}};
@@ -201,7 +200,7 @@ void check_registry(const std::string& content, const std::vector<Row>& rows) {
   fuzz::flash()["/flash/fuzz.ini"] = content;
   NUV_Sysloglevel_construct("/flash/fuzz.ini");
   FUZZ_CHECK(registered_modules() == expected);
-  // An init file has 50 rows: of 51 modules the last one is not saved.
+  // An init file has at most 50 rows, so the last of 51 modules is not saved.
   FUZZ_CHECK(NUV_Sysloglevel_saveInitFile("/flash/fuzz.ini"));
   NUV_Sysloglevel_construct("/flash/fuzz.ini");
   const std::vector<Module> again = registered_modules();

@@ -1,5 +1,5 @@
-// The text utilities, compared with plain readings of their rules. Three lines of an input are one case: pattern, name and
-// range of a match; the other utilities get the same lines as paths and texts.
+// The text utilities, compared with simple models. Three lines of an input are one case: pattern, name and range of a
+// match. The other utilities get the same lines as paths and texts.
 #include <fnmatch.h>
 
 #include <algorithm>
@@ -20,7 +20,7 @@ using fuzz::ExactText;
 
 // ---- the match ----
 
-// Reads numbers until one is out of range: from then on none is read any more.
+// Reads numbers. After one that is out of range, all others fail, too.
 class Numbers {
  public:
   std::optional<long> read(const std::string& text) {

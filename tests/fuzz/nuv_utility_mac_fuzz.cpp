@@ -14,7 +14,7 @@ using fuzz::ExactText;
 constexpr size_t kMacSize = 18;
 constexpr uint64_t kMask = 0xFFFFFFFFFFFF;
 
-// The address of an ordinary text: fields of one to six hexadecimal digits, at most six fields, nothing else.
+// The number of a text with one to six fields of one to six hexadecimal digits. Returns nothing for other texts.
 std::optional<uint64_t> model_number(std::string_view text) {
   uint64_t number = 0;
   for (int field = 0; field < 6; ++field) {
@@ -43,7 +43,7 @@ std::string text_of(uint64_t number) {
   return text;
 }
 
-// A buffer of exactly the size that an address takes.
+// A buffer of exactly the size of an address.
 struct Buffer {
   std::unique_ptr<char[]> text{new char[kMacSize]};
   bool holds(uint64_t number) const { return text.get() == text_of(number & kMask); }
@@ -72,7 +72,7 @@ void check_pair(const char* first, const char* second) {
   FUZZ_CHECK(buffer.holds(a + b));
   FUZZ_CHECK(NUV_Utility_MacSubOffset(first, b, buffer.text.get()) == (a < (b & kMask) ? -1 : 0));
   FUZZ_CHECK(buffer.holds(a < (b & kMask) ? (b & kMask) - a : a - (b & kMask)));
-  // The result may take an operand's place. What was added can then be taken away again.
+  // The result may overwrite an operand. Subtracting then undoes the addition.
   NUV_Utility_UintToMac(a, buffer.text.get());
   NUV_Utility_MacAddMac(buffer.text.get(), second, buffer.text.get());
   FUZZ_CHECK(buffer.holds(a + b));

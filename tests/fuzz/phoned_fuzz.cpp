@@ -1,6 +1,5 @@
-// phoned's datagrams, compared with a plain model of the lines. The first line of an input is the dial plan. Of the others,
-// one that begins with "@" lets so many milliseconds pass, and the rest are datagrams; those behind a ">" come from another
-// line card.
+// phoned's datagrams, compared with a simple model of the lines. The first line of an input is the dial plan. A further
+// line "@100" lets 100 milliseconds pass; the others are datagrams, those after a ">" from another line card.
 #include <algorithm>
 #include <array>
 #include <map>
@@ -58,7 +57,7 @@ std::optional<DialPlan> read_plan(std::string_view text) {
   return plan;
 }
 
-// What the plain digit map makes of a plan; what takes it too long is left to phoned.
+// A plan in the digit map's model, which is skipped if it takes too long.
 class PlanModel {
  public:
   explicit PlanModel(const DialPlan& plan) : plan_(plan) {
@@ -167,7 +166,7 @@ class Model {
 
   phoned::Statistics statistics;
 
-  // The answer, or nothing where it is an error.
+  // Returns the answer, or nothing if it is an error.
   std::optional<std::string> handle(std::string_view datagram, uint16_t port, int64_t now) {
     ++statistics.datagrams;
     const auto event = event_of(datagram);
@@ -176,7 +175,7 @@ class Model {
     return answer;
   }
 
-  // The outcomes that are due, each with the port that it goes to.
+  // Returns the due outcomes, each with the port that it is sent to.
   std::vector<std::pair<uint16_t, std::string>> outcomes(int64_t now) {
     std::vector<std::pair<uint16_t, std::string>> due;
     for (auto& [number, line] : lines_) {
@@ -253,7 +252,7 @@ class Model {
   std::map<uint8_t, Line> lines_;
 };
 
-// phoned's dial layer and the model, with one clock.
+// phoned's dial layer and the model, with the same clock.
 class Twins {
  public:
   explicit Twins(const std::string& plan) : layer_(*read_plan(plan), kInterdigit, statistics_), model_(layer_.plan()) {}

@@ -1,5 +1,5 @@
-// Dial plans as others write them. The first line of an input is the plan, the second are digits. What is converted must
-// be a plan of ours, and what is told about a plan of ours must lie within it and agree with the library.
+// Dial plans in foreign notations. The first line of an input is the plan, the second are digits. A converted plan must
+// be valid for the library, and what the tool says about a plan must lie within it and agree with the library.
 #include <algorithm>
 #include <array>
 
@@ -34,7 +34,7 @@ void check_place(const Plan& plan, const dialplan::Problem& problem) {
   FUZZ_CHECK(std::all_of(words.begin(), words.end(), [](char c) { return c == '\n' || (c >= ' ' && c <= '~'); }));
 }
 
-// The automaton of a plan and the library must answer alike, digit by digit.
+// The automaton of a plan and the library must give the same result after each digit.
 void check_positions(const Plan& plan, Mode mode, const std::string& digits) {
   const dialplan::Positions positions(plan.map(), mode);
   dialplan::Position position = positions.start();
@@ -72,7 +72,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::string text(input.line().substr(0, kLongestPlan));
   std::string digits(input.line().substr(0, 8));
   std::erase_if(digits, [](char c) { return dialplan::bit_of(c) == 0; });
-  // Line ends separate patterns, but one ends the plan of an input.
+  // Newlines separate patterns, but a newline would end the plan of an input.
   std::replace(text.begin(), text.end(), '/', '\n');
   for (const Mode mode : {Mode::kFirst, Mode::kBest}) {
     for (const Form form : {Form::kMgcp, Form::kH248}) {

@@ -1,4 +1,4 @@
-// What the registry of trace modules holds.
+// The content of the registry of trace modules.
 #ifndef TESTS_FUZZ_REGISTRY_H
 #define TESTS_FUZZ_REGISTRY_H
 
@@ -19,7 +19,7 @@ struct Module {
   bool operator==(const Module&) const = default;
 };
 
-// The modules in the order of their handles, with the bits of their masks that can be asked for.
+// The modules in the order of their handles, with the mask bits that can be queried.
 inline std::vector<Module> registered_modules() {
   std::vector<Module> modules;
   for (int handle = 0; handle < NUV_SYSLOGLEVEL_MODULES; ++handle) {

@@ -1,4 +1,4 @@
-// Runs a fuzz target over files that are there already: over the corpus, in builds without a fuzzer.
+// Runs a fuzz target over existing files, in builds without a fuzzer.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -29,8 +29,8 @@ bool run(const std::filesystem::path& path) {
     return false;
   }
   const std::vector<char> bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  std::fprintf(stderr, "replay: %s\n", path.c_str());  // the last one named is the one that ended the process
-  // A block of exactly this size, so that reading past it shows.
+  std::fprintf(stderr, "replay: %s\n", path.c_str());  // the last file printed is the one that ended the process
+  // A block of exactly this size, so that AddressSanitizer detects reading beyond it.
   const std::vector<uint8_t> input(bytes.begin(), bytes.end());
   LLVMFuzzerTestOneInput(input.data(), input.size());
   return true;
