@@ -1,5 +1,5 @@
-// phoned started with some of its three standard descriptors closed, as careless parents do it. What is opened then gets
-// their numbers, and what is meant for the terminal would go there.
+// phoned started by a careless parent with some of its standard descriptors closed. Files that it opens get their
+// numbers, and must not receive its terminal output.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -14,20 +14,20 @@ using world::Phoned;
 
 class ClosedDescriptors : public testing::TestWithParam<std::tuple<int, Phoned::Mode>> {
  protected:
-  // Each bit of the number is one of the three.
-  static std::string close_them() {
-    std::string redirections;
+  // Each bit of the parameter closes one of the three.
+  static std::string redirections() {
+    std::string text;
     for (const int fd : {0, 1, 2}) {
       if ((std::get<0>(GetParam()) & 1 << fd) != 0) {
-        redirections += " " + std::to_string(fd) + ">&-";
+        text += " " + std::to_string(fd) + ">&-";
       }
     }
-    return "exec" + redirections + ";";
+    return "exec" + text + ";";
   }
 };
 
-TEST_P(ClosedDescriptors, ChangeNothing) {
-  Phoned phoned({.mode = std::get<1>(GetParam()), .before = close_them()});
+TEST_P(ClosedDescriptors, AreNoProblem) {
+  Phoned phoned({.mode = std::get<1>(GetParam()), .before = redirections()});
   ASSERT_TRUE(phoned.is_up());
   world::expect_prompt_answers(phoned, 20);
   EXPECT_EQ(Operator(phoned.console()).ask("check 110"), "complete 110 110\n");

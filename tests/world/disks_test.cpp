@@ -1,4 +1,4 @@
-// The end of phoned on disks that do not let it clean up: it says farewell all the same, and what it had to leave behind.
+// phoned ends on disks on which it cannot clean up: it prints its farewell anyway, and what it leaves behind.
 #include <gtest/gtest.h>
 #include <signal.h>
 
@@ -44,28 +44,28 @@ class DisksTest : public testing::Test {
   std::unique_ptr<Phoned> phoned_;
 };
 
-TEST_F(DisksTest, AReadOnlyOneKeepsWhatPhonedCannotRemove) {
+TEST_F(DisksTest, ReportsFilesLeftOnAReadOnlyDisk) {
   ASSERT_TRUE(disk_->make_read_only());
   EXPECT_EQ(end_phoned(), 1);
   EXPECT_NE(complaints().find(phoned_->pid_file()), std::string::npos) << complaints();
   EXPECT_NE(complaints().find(phoned_->console()), std::string::npos) << complaints();
 }
 
-TEST_F(DisksTest, AFullOneLetsPhonedRemoveAll) {
+TEST_F(DisksTest, RemovesItsFilesFromAFullDisk) {
   disk_->fill();
   EXPECT_EQ(end_phoned(), 0);
   EXPECT_FALSE(std::filesystem::exists(phoned_->pid_file()));
   EXPECT_FALSE(std::filesystem::exists(phoned_->console()));
 }
 
-TEST_F(DisksTest, AConsoleSocketThatHasVanishedIsToldAbout) {
+TEST_F(DisksTest, ReportsAMissingConsoleSocket) {
   std::filesystem::remove(phoned_->console());
   EXPECT_EQ(end_phoned(), 1);
   EXPECT_NE(complaints().find(phoned_->console()), std::string::npos) << complaints();
   EXPECT_FALSE(std::filesystem::exists(phoned_->pid_file()));
 }
 
-TEST_F(DisksTest, AnEmptiedDirectoryIsNoReasonToStay) {
+TEST_F(DisksTest, EndsEvenIfItsFilesAreMissing) {
   std::filesystem::remove(phoned_->console());
   std::filesystem::remove(phoned_->pid_file());
   end_phoned();

@@ -1,15 +1,15 @@
 #!/usr/bin/env python3
-"""Lets system calls of running daemons fail, and looks at what they make of it.
+"""Makes system calls of running daemons fail, and checks how they react.
 
-For each system call, error and moment (the first call, one in the middle, every so many), the daemon runs under strace,
-which makes the call fail, while line cards, an operator and signals want something from it. A failure may cost the answer
-that it hits, and the start; everything else is bad: an end by a signal, a wrong answer or one that belongs to somebody
-else, a daemon that hangs or spins, a descriptor or a child that stays, files that are left behind.
+For each system call, error and moment (the first call, one in the middle, every n-th), the daemon runs under strace,
+which makes the call fail, while line cards, an operator and signals keep the daemon busy. A failure may cost the answer
+that it affects, or the start. Everything else is bad: an end by a signal, an answer that is wrong or for another
+question, a daemon that hangs or spins, a leaked descriptor or child, files left behind.
 
     faults.py --phoned PROGRAM --daemon PROGRAM [--rounds N] [--jobs N] [--calls CALL,...] [--errors ERROR,...]
 
-Prints a table of how many calls have failed, and of each bad cell what was seen. Ends with 1 if there is any.
-With more rounds, every further one takes other moments.
+Prints a table with the numbers of failed calls, and a line for each bad result. Exits with 1 if there is any.
+Each further round uses other moments.
 """
 
 import argparse
@@ -27,7 +27,7 @@ import sys
 import tempfile
 import time
 
-# What the C library makes of the calls.
+# The system calls that the C library may use for each call.
 CALLS = {
     "select": "select,pselect6",
     "read": "read",
@@ -45,12 +45,12 @@ CALLS = {
     "mmap": "mmap",
 }
 ERRORS = ["EINTR", "EAGAIN", "ENOMEM", "EMFILE", "ENOSPC", "EIO"]
-PATIENCE = 20.0  # seconds, for what has to happen; a busy machine may take its time
+PATIENCE = 20.0  # seconds, for what must happen, even on a busy machine
 MOMENT = 0.1  # for what may happen
 
 
 class Bad(Exception):
-    """What must not be."""
+    """A daemon misbehaves."""
 
 
 def comes_true(question, patience=PATIENCE):
@@ -70,11 +70,11 @@ def content_of(path):
         return ""
 
 
-# ---- What /proc tells about a process ----
+# ---- Processes, as /proc shows them ----
 
 
 def state_of(pid):
-    """One letter, or nothing when there is no such process."""
+    """One letter, or nothing if the process does not exist."""
     return content_of(f"/proc/{pid}/stat").rpartition(") ")[2][:1]
 
 
@@ -87,7 +87,7 @@ def children_of(pid):
 
 
 def traced_by(tracer):
-    """The processes that a tracer has, daemons among them, which are nobody's children any more."""
+    """The processes of a tracer, including daemons, which are no longer its descendants."""
     for name in os.listdir("/proc"):
         if name.isdigit() and f"\nTracerPid:\t{tracer}\n" in content_of(f"/proc/{name}/status"):
             yield int(name)
@@ -101,7 +101,7 @@ def descriptors_of(pid):
 
 
 def udp_port_of(pid):
-    """The port on which the process listens; None if there is none."""
+    """The UDP port that the process is bound to, or None."""
     sockets = set()
     try:
         for name in os.listdir(f"/proc/{pid}/fd"):
@@ -116,7 +116,7 @@ def udp_port_of(pid):
 
 
 def effort_of(pid):
-    """Processor time in seconds, and how often the process has waited. Under strace, that is at each of its calls."""
+    """Processor time in seconds, and the number of waits. Under strace, each system call counts as a wait."""
     fields = content_of(f"/proc/{pid}/stat").rpartition(") ")[2].split()
     switches = re.search(r"^voluntary_ctxt_switches:\s*(\d+)", content_of(f"/proc/{pid}/status"), re.MULTILINE)
     if not fields or not switches:
@@ -125,9 +125,9 @@ def effort_of(pid):
 
 
 def check_that_it_rests(pid, calls_of_its_own):
-    """A daemon of which nobody wants anything does nothing but what its own timers make it do."""
+    """An idle daemon does nothing except for its own timers."""
     watched = 0.3
-    for _ in range(10):  # what was begun before may still have its end
+    for _ in range(10):  # earlier work may still have to finish
         before = effort_of(pid)
         time.sleep(watched)
         after = effort_of(pid)
@@ -141,12 +141,12 @@ def check_that_it_rests(pid, calls_of_its_own):
 
 
 class Card:
-    """Asks, and takes nothing for an answer but what belongs to the question."""
+    """Asks a question and accepts only answers to it."""
 
     def __init__(self, port):
         self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
         self.socket.connect(("127.0.0.1", port))
-        self.late = set()  # answers that may come at any time, once
+        self.late = set()  # answers that may come once at any time
 
     def close(self):
         self.socket.close()
@@ -158,16 +158,16 @@ class Card:
         try:
             return self.socket.recv(2048).decode(errors="replace")
         except ConnectionRefusedError:
-            raise Bad("nobody listens any more") from None
+            raise Bad("the port is closed") from None
 
     def send(self, question):
         try:
             self.socket.send(question.encode())
         except ConnectionRefusedError:
-            raise Bad("nobody listens any more") from None
+            raise Bad("the port is closed") from None
 
     def take(self, question, answers, seconds):
-        """The answer, if there is one."""
+        """Returns the answer, if there is one."""
         while self.has_answer(seconds):
             answer = self.receive()
             if answer in answers:
@@ -185,7 +185,7 @@ class Card:
 
 
 class Fence:
-    """Tells whether a daemon that serves one datagram after the other has served all that was sent before."""
+    """Checks that the daemon, which serves datagrams in order, has served all sent so far."""
 
     serial = 0
 
@@ -202,11 +202,11 @@ class Fence:
             while self.card.has_answer(MOMENT):
                 if self.card.receive() == self.answer(Fence.serial):
                     return
-        raise Bad("hangs: no answer any more")
+        raise Bad("hangs: no answer")
 
 
 class Conversation:
-    """Counts what was lost; whatever is wrong is Bad."""
+    """Counts lost answers; anything else wrong is Bad."""
 
     def __init__(self, fence):
         self.fence = fence
@@ -228,7 +228,7 @@ class Conversation:
 
 
 def ask_operator(path, line):
-    """What the daemon says before it hangs up."""
+    """Returns what the daemon prints before it closes the connection."""
     with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as console:
         console.settimeout(PATIENCE)
         text = b""
@@ -238,7 +238,7 @@ def ask_operator(path, line):
             while piece := console.recv(4096):
                 text += piece
         except TimeoutError:
-            raise Bad(f"an operator who said '{line}' is not answered") from None
+            raise Bad(f"no answer to the operator's '{line}'") from None
         except (ConnectionError, BrokenPipeError):
             pass
         return text.decode(errors="replace")
@@ -285,11 +285,11 @@ class Phoned:
         return talk.lost
 
     def call(self, talk, card, line, is_strict):
-        """A call that the digits decide, and one that time decides."""
+        """A call decided by its digits, and one decided by a time-out."""
         Phoned.serial += 1
         word = f"dance{Phoned.serial}"
         talk.ask(card, f"{line} {word}", f"error unknown word '{word}': must be offhook, digit, dial or onhook")
-        # What an event before has not reached phoned, or its answer not the card, decides what is right now.
+        # If an earlier event or its answer was lost, other answers are right.
         lifted = [] if is_strict else [f"error line {line} is off the hook already: 'onhook' comes first"]
         decided = [] if is_strict else [
             f"error line {line} is on the hook: 'offhook' comes first",
@@ -300,7 +300,7 @@ class Phoned:
         talk.ask(card, f"{line} dial 110", f"{line} complete 110 110", *decided)
         talk.ask(card, f"{line} onhook", f"{line} idle")
         talk.ask(card, f"{line} offhook", f"{line} ready", *lifted)
-        # Time may decide before anybody has noticed that the answer is lost.
+        # The time-out may come before the card notices that the answer was lost.
         outcome = f"{line} complete 0 0x.T"
         card.late.add(outcome)
         is_dialled = talk.ask(card, f"{line} dial 0", f"{line} more 0", *decided) == f"{line} more 0"
@@ -312,14 +312,14 @@ class Phoned:
             answer = ask_operator(self.console, line)
             is_right = answer == right
             if not is_strict and not is_right:
-                # The command may have met the failure, and say so; an answer may end before its end.
+                # The failure may have hit the command, which reports it, or the answer, which is cut.
                 is_right = right.startswith(answer) or "error: " in answer or line.startswith("run ")
             if not is_right:
                 raise Bad(f"wrong answer to the operator's '{line}': {answer!r}")
 
 
 class PhonedInTheBackground(Phoned):
-    """Only what it does in another way is of interest: how it gets there, with its pid file, and how it ends."""
+    """Tests only what differs: detaching, the pid file, and the end."""
 
     name = "phoned in the background"
     is_in_background = True
@@ -331,13 +331,13 @@ class PhonedInTheBackground(Phoned):
 
 
 class SmallDaemon:
-    """A C program on the library alone: it sends each datagram back, and counts its ticks for operators."""
+    """A C program that uses only the library: it returns each datagram, and tells operators its count of ticks."""
 
     name = "small_daemon"
     is_in_background = False
     calls_of_interest = set(CALLS)
-    own_calls = 60  # it ticks
-    end_at_once = []  # nothing but how it is used
+    own_calls = 60  # its ticks
+    end_at_once = []  # prints its usage
 
     def __init__(self, program, directory):
         self.console = f"{directory}/console"
@@ -363,17 +363,17 @@ class SmallDaemon:
         return talk.lost
 
 
-# ---- One cell: a call that fails in one way at some moments ----
+# ---- One cell: a call, an error and some moments ----
 
 
 @dataclasses.dataclass(frozen=True)
 class Fault:
     daemon: type
     program: str
-    is_living: bool  # it begins when the daemon is up; otherwise with the process
+    is_living: bool  # starts when the daemon is up, not with the process
     call: str
     error: str
-    when: str  # as strace takes it
+    when: str  # in strace's syntax
 
     def options(self, log):
         calls = CALLS[self.call]
@@ -386,7 +386,7 @@ class Fault:
 
 
 class Run:
-    """A daemon in a directory of its own, under strace or not. Whatever it was, nothing of it is left in the end."""
+    """A daemon in its own directory, with or without strace. Everything is removed at the end."""
 
     def __init__(self, daemon, program, strace=()):
         self.directory = tempfile.mkdtemp(prefix="faults.")
@@ -416,7 +416,7 @@ class Run:
             yield int(child)
 
     def find_daemon(self):
-        """None while there is none, or it has not detached yet."""
+        """Returns None if there is no daemon, or it has not detached yet."""
         if not self.is_traced:
             return self.process.pid
         daemons = list(traced_by(self.process.pid))
@@ -425,7 +425,7 @@ class Run:
         return daemons[0] if len(daemons) == 1 else None
 
     def is_up(self):
-        """False: it has ended."""
+        """Waits until the daemon is up. Returns False if it has ended."""
 
         def decided():
             self.pid = self.find_daemon()
@@ -448,8 +448,8 @@ class Run:
         try:
             status = self.process.wait(PATIENCE)
         except subprocess.TimeoutExpired:
-            raise Bad("TERM does not end it") from None
-        # strace ends like the process that it has started; the daemon may be another one.
+            raise Bad("does not end after TERM") from None
+        # strace exits with the status of the process that it started, which need not be the daemon.
         ends = re.findall(rf"^{self.pid} +\+\+\+ exited with (\d+)", content_of(f"{self.directory}/log"), re.MULTILINE)
         return int(ends[0]) if ends else status
 
@@ -481,7 +481,7 @@ def hits_in(log):
 
 
 def check_living(run, fault):
-    """Returns how many calls have failed."""
+    """Returns the number of failed calls."""
     pid, log = run.pid, f"{run.directory}/log"
     descriptors = descriptors_of(pid)
     with Tracer(fault.options(log), pid):
@@ -496,22 +496,22 @@ def check_living(run, fault):
     if again:
         raise Bad(f"{again} answers are lost after the failures")
     if not comes_true(lambda: not children_of(pid)):
-        raise Bad(f"a child stays: {children_of(pid)}, {[state_of(child) for child in children_of(pid)]}")
+        raise Bad(f"leaves a child: {children_of(pid)}, {[state_of(child) for child in children_of(pid)]}")
     if not comes_true(lambda: descriptors_of(pid) == descriptors):
-        raise Bad(f"{descriptors} descriptors have become {descriptors_of(pid)}")
+        raise Bad(f"{descriptors} descriptors before, {descriptors_of(pid)} afterwards")
     return hits
 
 
 def check_whole_life(run, fault):
     log = f"{run.directory}/log"
-    # In the background it tells nobody but the system log.
+    # In the background it reports errors only to the system log.
     is_heard = fault.call != "write" and not run.daemon.is_in_background
     if not run.is_up():
         status, hits = run.process.returncode, hits_in(log)
         if status < 0 or status > 127:
             raise Bad(f"ends with {status} at the start: {run.said()}")
         if status == 0:
-            raise Bad(f"ends at the start with success: {run.said()}")
+            raise Bad(f"exits with 0 at the start: {run.said()}")
         if not run.said() and fault.call != "write":  # before it has detached
             raise Bad("does not say why it cannot start")
     else:
@@ -529,7 +529,7 @@ def check_whole_life(run, fault):
 
 
 def check_group(faults):
-    """The faults of one call and error. Returns a pair for each: how often it has hit, and what was bad, if anything."""
+    """Runs the faults of one call and error. Returns for each the number of hits, and what was bad, if anything."""
     results = []
     run = None
     for fault in faults:
@@ -540,7 +540,7 @@ def check_group(faults):
                 if run is None:
                     run = Run(fault.daemon, fault.program)
                     if not run.is_up() or run.daemon.converse(run.pid, run.port, is_strict=True):
-                        raise RuntimeError("a daemon without faults does not do what it should")
+                        raise RuntimeError("the daemon fails even without faults")
                 hits = check_living(run, fault)
             else:
                 with (tempfile.TemporaryDirectory(prefix="faults.") as logs,
@@ -574,7 +574,7 @@ def end_of_living(run, fault):
 
 
 def count_calls(daemon, program):
-    """How often each call is made from start to end, by the run-time linker before, and while the daemon runs."""
+    """The number of each call by the run-time linker, from start to end, and while the daemon runs."""
 
     def counts_of(log):
         text = content_of(log)
@@ -603,7 +603,7 @@ def count_calls(daemon, program):
 
 
 def moments(before, count, chance):
-    """The first call, one in the middle and every so many; by chance in all rounds but the first."""
+    """The first call, one in the middle, and every n-th; random except in the first round."""
     if count == 0:
         return []
     if chance is None:
@@ -645,7 +645,7 @@ def parse_options():
     parser.add_argument("--phoned", required=True, metavar="PROGRAM")
     parser.add_argument("--daemon", required=True, metavar="PROGRAM", help="the small daemon in C")
     parser.add_argument("--rounds", type=int, default=1, metavar="N")
-    parser.add_argument("--jobs", type=int, default=8, metavar="N", help="so many daemons at the same time (8)")
+    parser.add_argument("--jobs", type=int, default=8, metavar="N", help="daemons at the same time (default 8)")
     parser.add_argument("--calls", type=lambda text: text.split(","), default=list(CALLS), metavar="CALL,...")
     parser.add_argument("--errors", type=lambda text: text.split(","), default=ERRORS, metavar="ERROR,...")
     return parser.parse_args()
@@ -667,9 +667,9 @@ def main():
     bad = sum(1 for _, _, bad in results if bad)
     hits = sum(hits for _, hits, _ in results)
     never = [call for call in options.calls if not any(r[1] for r in results if r[0].call == call)]
-    print(f"\nfaults: {len(results)} cells, {hits} calls have failed, {bad} cells are bad, {time.monotonic() - start:.0f} s")
+    print(f"\nfaults: {len(results)} cells, {hits} failed calls, {bad} bad cells, {time.monotonic() - start:.0f} s")
     if never and not bad:
-        print(f"faults: {', '.join(never)} never failed: that shows nothing", file=sys.stderr)
+        print(f"faults: {', '.join(never)} never failed, so nothing was tested", file=sys.stderr)
     return 1 if bad or never else 0
 
 

@@ -1,4 +1,4 @@
-// Garbage from one sender, as fast as it can, while others dial: their times are kept.
+// One sender floods phoned with garbage while others dial: their outcomes must be on time.
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
@@ -25,7 +25,7 @@ using world::Milliseconds;
 using world::Phoned;
 using Clock = std::chrono::steady_clock;
 
-// Sends until it is told to stop, and for half a minute at most. Reads no answer.
+// Sends until it is destroyed, at most for half a minute. Reads no answers.
 class Flood {
  public:
   Flood(uint16_t port, const std::string& datagram) : thread_([this, port, datagram] { run(port, datagram); }) {}
@@ -36,8 +36,8 @@ class Flood {
   Flood(const Flood&) = delete;
   Flood& operator=(const Flood&) = delete;
 
-  // How long it has stood still at most. It never waits, so others had the processor meanwhile, and the same happens to
-  // phoned.
+  // The longest time between two datagrams. The sender never waits, so other processes had the processor then; phoned
+  // may have to wait as long.
   Milliseconds longest_pause() const { return Milliseconds(longest_pause_); }
 
  private:
@@ -55,11 +55,11 @@ class Flood {
   }
 
   std::atomic<bool> must_stop_ = false;
-  std::atomic<int> longest_pause_ = 0;  // milliseconds: not every processor has atomic numbers of 64 bits
+  std::atomic<int> longest_pause_ = 0;  // in milliseconds, because some processors have no 64-bit atomics
   std::thread thread_;
 };
 
-// A line card that knows when its answers came: the kernel writes it on each, however late this process gets to it.
+// A line card that gets the arrival time of each answer from the kernel, even if this process reads it late.
 class PunctualCard {
  public:
   struct Answer {
@@ -99,8 +99,8 @@ class PunctualCard {
     return Answer{std::string(text, static_cast<size_t>(std::max<ssize_t>(size, 0))), time_of(message)};
   }
 
-  // Says it again as long as there is no answer that begins like this: a socket that is full has no room for it. When more
-  // than one of them got through, the last answer counts.
+  // Repeats the datagram until an answer begins like this, because a full socket drops it. If more than one got
+  // through, the last answer counts.
   std::optional<Answer> insist(const std::string& datagram, const std::string& beginning) const {
     std::optional<Answer> answer;
     for (int i = 0; i < 200 && !answer; ++i) {
@@ -115,7 +115,7 @@ class PunctualCard {
  private:
   static std::chrono::nanoseconds time_of(msghdr& message) {
     timespec time = {};
-    const cmsghdr* const part = CMSG_FIRSTHDR(&message);  // nothing else was asked for
+    const cmsghdr* const part = CMSG_FIRSTHDR(&message);  // the only one requested
     if (part != nullptr && part->cmsg_level == SOL_SOCKET && part->cmsg_type == SO_TIMESTAMPNS) {
       std::memcpy(&time, CMSG_DATA(part), sizeof time);
     }
@@ -131,7 +131,7 @@ class FloodTest : public testing::Test {
 
   void SetUp() override { ASSERT_TRUE(phoned_.is_up()); }
 
-  // The time from the last answer to a digit to the outcome, for each of some calls; shortest first.
+  // The times from the last answer to a digit to the outcome, for some calls, in ascending order.
   std::vector<Milliseconds> waits() const {
     std::vector<Milliseconds> waits;
     const PunctualCard card(phoned_.port());
@@ -150,42 +150,42 @@ class FloodTest : public testing::Test {
     return waits;
   }
 
-  // Within 600 ms, and what others take of the processors: the machine may have more to do than this.
+  // Within 600 ms, and a margin for a busy machine.
   void expect_punctual_outcomes(const std::string& datagram) const {
     const Flood flood(phoned_.port(), datagram);
     const std::vector<Milliseconds> times = waits();
     const Milliseconds margin = 2 * flood.longest_pause();
     ASSERT_EQ(times.size(), static_cast<size_t>(kCalls));
     EXPECT_GT(times.front(), Milliseconds(450));
-    EXPECT_LT(times[kCalls - 2], Milliseconds(600) + margin) << "one may be late, not two";
+    EXPECT_LT(times[kCalls - 2], Milliseconds(600) + margin) << "only one may be late";
     EXPECT_LT(times.back(), Milliseconds(900) + margin);
   }
 
   Phoned phoned_{{.options = {"--interdigit", "500"}}};
 };
 
-TEST_F(FloodTest, NoticesComeInTimeBesideGarbage) {
+TEST_F(FloodTest, NoticesAreOnTimeDuringGarbage) {
   expect_punctual_outcomes("garbage");
 }
 
-TEST_F(FloodTest, NoticesComeInTimeBesideEvents) {
+TEST_F(FloodTest, NoticesAreOnTimeDuringEvents) {
   expect_punctual_outcomes("255 onhook");
 }
 
-TEST_F(FloodTest, NoticesComeInTimeBesideWhatIsDropped) {
+TEST_F(FloodTest, NoticesAreOnTimeDuringEmptyDatagrams) {
   expect_punctual_outcomes("");
 }
 
-TEST_F(FloodTest, NoticesComeInTimeBesideWhatIsTooLong) {
+TEST_F(FloodTest, NoticesAreOnTimeDuringLongDatagrams) {
   expect_punctual_outcomes(std::string(2000, 'x'));
 }
 
-TEST_F(FloodTest, ItEndsInTheMiddleOfIt) {
+TEST_F(FloodTest, EndsDuringAFlood) {
   const Flood flood(phoned_.port(), "garbage");
   world::expect_a_clean_end(phoned_);
 }
 
-TEST_F(FloodTest, ItIsIdleAfterwards) {
+TEST_F(FloodTest, IsIdleAfterwards) {
   {
     const Flood flood(phoned_.port(), "garbage");
     std::this_thread::sleep_for(Milliseconds(500));

@@ -1,5 +1,5 @@
-// Datagrams whose sender is a lie. phoned answers whoever is named, so nobody may be made to talk for ever by that:
-// neither phoned to itself, nor two of them to each other.
+// Datagrams with forged senders. phoned answers the sender in the datagram, so these must not make phoned talk to
+// itself for ever, nor two phoneds to each other.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -39,7 +39,7 @@ class ForgedTest : public testing::Test {
 
   static Endpoint of(const Phoned& phoned) { return {.port = phoned.port()}; }
 
-  // All that passes when this one is sent, itself included.
+  // Sends this datagram and returns all that arrive, including itself.
   static std::vector<Datagram> all_after(const Datagram& datagram) {
     const Tap tap;
     Forger().send(datagram);
@@ -50,7 +50,7 @@ class ForgedTest : public testing::Test {
   std::unique_ptr<Phoned> phoned_;
 };
 
-TEST_F(ForgedTest, AnotherPhonedAsSenderMakesOneAnswerAtMost) {
+TEST_F(ForgedTest, AnotherPhonedAsSenderCausesAtMostOneAnswer) {
   const auto other = start({});
   for (const char* text : {"garbage", "3 onhook", "3 dial 5", "error unknown line", "3 idle", ""}) {
     SCOPED_TRACE(text);
@@ -62,7 +62,7 @@ TEST_F(ForgedTest, AnotherPhonedAsSenderMakesOneAnswerAtMost) {
   world::expect_prompt_answers(*other, 3);
 }
 
-TEST_F(ForgedTest, ItsOwnPortAsSenderMakesOneAnswerAtMost) {
+TEST_F(ForgedTest, ItsOwnPortAsSenderCausesAtMostOneAnswer) {
   for (const char* text : {"garbage", "3 onhook", "3 dial 5", "error unknown line", "3 idle", ""}) {
     SCOPED_TRACE(text);
     EXPECT_LE(all_after({of(*phoned_), of(*phoned_), text}).size(), 2U);
@@ -71,8 +71,8 @@ TEST_F(ForgedTest, ItsOwnPortAsSenderMakesOneAnswerAtMost) {
   world::expect_prompt_answers(*phoned_, 3);
 }
 
-// A line that was dialled on in its own name is decided by time, and the outcome goes there.
-TEST_F(ForgedTest, ItsOwnPortAsSenderOfDigitsMakesOneOutcome) {
+// A time-out decides a line whose last digit came from phoned's own port, and the outcome is sent there.
+TEST_F(ForgedTest, ItsOwnPortAsSenderOfDigitsCausesOneOutcome) {
   const auto impatient = start({"--interdigit", "100"});
   UdpSocket card(impatient->port());
   ASSERT_EQ(card.ask("3 offhook"), "3 ready");
@@ -80,7 +80,7 @@ TEST_F(ForgedTest, ItsOwnPortAsSenderOfDigitsMakesOneOutcome) {
   EXPECT_TRUE(world::is_idle(impatient->pid()));
 }
 
-TEST_F(ForgedTest, SendersThatCannotBeAnsweredCostNothing) {
+TEST_F(ForgedTest, SendersThatCannotBeAnsweredAreHarmless) {
   const Forger forger;
   for (const Endpoint& sender : {Endpoint{"127.0.0.1", 0}, Endpoint{"127.255.255.255", 9}, Endpoint{"127.9.9.9", 9}}) {
     forger.send({sender, of(*phoned_), "3 dance"});
@@ -89,13 +89,13 @@ TEST_F(ForgedTest, SendersThatCannotBeAnsweredCostNothing) {
   world::expect_prompt_answers(*phoned_, 3);
 }
 
-TEST_F(ForgedTest, WhatLooksLikeAnAnswerIsNeverAnswered) {
+TEST_F(ForgedTest, AnswersAreNeverAnswered) {
   UdpSocket card(phoned_->port());
   for (const char* text : {"", "error", "error unknown line", "3 ready", "3 idle", "3 more 1", "3 complete 110 110",
                            "3 reject 12", "255 reject", "3  idle"}) {
     SCOPED_TRACE(text);
     card.send(text);
-    // Everything is answered in its order.
+    // Answers come in order, so the next one would be that to the text.
     EXPECT_EQ(card.ask("4 onhook"), "4 idle");
   }
 }
@@ -115,7 +115,7 @@ TEST_F(ForgedTest, StrangersGetNoAnswerUnlessTheyAreAllowed) {
   EXPECT_FALSE(card.has_datagram_within(500));
 }
 
-TEST_F(ForgedTest, AThousandOfThemMakeAThousandAnswersAtMost) {
+TEST_F(ForgedTest, ThousandForgedDatagramsCauseAtMostAThousandAnswers) {
   constexpr int kCount = 1000;
   const Tap tap;
   const Forger forger;

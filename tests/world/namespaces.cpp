@@ -25,7 +25,7 @@ const char* path_of(Namespaces::Kind kind) {
   return kind == Namespaces::Kind::kNetwork ? "/proc/thread-self/ns/net" : "/proc/thread-self/ns/mnt";
 }
 
-// Carries out a request to the interface, one of SIOC... .
+// Makes a request to the interface, one of SIOC... .
 template <auto kRequest>
 bool configure(ifreq& interface) {
   const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -46,7 +46,7 @@ bool start_loopback() {
   return configure<SIOCSIFFLAGS>(loopback);
 }
 
-// What is mounted in the namespace stays in it.
+// Keeps mounts of the namespace from spreading to the machine.
 bool keep_mounts_to_ourselves() {
   return mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
 }

@@ -1,5 +1,5 @@
-// Parts of the machine that a test has to itself: a network with nothing but a loopback interface, and a view of the
-// file system in which /dev holds what the test puts there. Needs root.
+// Namespaces for a test: a network with only a loopback interface, or a view of the file system in which the test can
+// replace /dev. Needs root.
 #ifndef TESTS_WORLD_NAMESPACES_H
 #define TESTS_WORLD_NAMESPACES_H
 
@@ -7,10 +7,10 @@
 
 namespace world {
 
-// From here to the end of the object, the calling thread and what it starts are in namespaces of their own.
+// During its lifetime, the calling thread and the processes that it starts are in a new namespace.
 class Namespaces {
  public:
-  static constexpr char kNotPermitted[] = "no namespaces of our own are permitted: this needs root";
+  static constexpr char kNotPermitted[] = "cannot create namespaces: needs root";
 
   enum class Kind { kNetwork, kMounts };
 
@@ -19,22 +19,22 @@ class Namespaces {
   Namespaces(const Namespaces&) = delete;
   Namespaces& operator=(const Namespaces&) = delete;
 
-  // False where the system does not permit it; nothing has changed then.
+  // False if the system does not permit it; then nothing has changed.
   bool are_ours() const { return are_ours_; }
 
  private:
   int flag_;
-  int before_;  // where the thread comes from
+  int before_;  // the former namespace
   bool are_ours_ = false;
 };
 
 // Gives the loopback interface of a network namespace a second address.
 bool add_loopback_address(const char* address);
 
-// Puts a file system in memory in a directory, as long as the object lives. Mount namespaces only.
+// Mounts a file system in memory on a directory during its lifetime. Only in a mount namespace.
 class MemoryDisk {
  public:
-  // The size as mount(8) takes it, such as "64k".
+  // The size is given as for mount(8), such as "64k".
   MemoryDisk(const std::string& directory, const std::string& size);
   ~MemoryDisk();
   MemoryDisk(const MemoryDisk&) = delete;
@@ -42,7 +42,7 @@ class MemoryDisk {
 
   bool is_there() const { return is_there_; }
   bool make_read_only() const;
-  // Writes until there is no room for another byte.
+  // Writes until the disk is full.
   void fill() const;
 
  private:
@@ -50,7 +50,7 @@ class MemoryDisk {
   bool is_there_;
 };
 
-// Puts a directory in the place of /dev, with the devices that every program needs and no system log.
+// Replaces /dev with a directory that has the usual devices but no system log.
 bool replace_devices(const std::string& directory);
 
 }  // namespace world

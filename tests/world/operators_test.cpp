@@ -1,4 +1,4 @@
-// Operators who do not behave as one would like, or get more than one would like.
+// Operators who misbehave, or whose commands do.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -27,7 +27,7 @@ class OperatorsTest : public testing::Test {
  protected:
   void SetUp() override { ASSERT_TRUE(phoned_.is_up()); }
 
-  // Writes into the FIFO, and waits until the text comes out of the other one.
+  // Writes to the FIFO and waits until the text comes out of the other one.
   bool fifo_says(const std::string& line, const std::string& text) const {
     const int in = open(fifo_in_.c_str(), O_WRONLY | O_CLOEXEC);
     const int out = open(fifo_out_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
@@ -45,28 +45,28 @@ class OperatorsTest : public testing::Test {
   Phoned phoned_{{.mode = Phoned::Mode::kBackground, .options = {"--fifo", fifo_in_, "--fifo-out", fifo_out_}}};
 };
 
-TEST_F(OperatorsTest, WhoAsksGetsWhatIsPrinted) {
+TEST_F(OperatorsTest, PrintedOutputGoesToTheAsker) {
   EXPECT_NE(Operator(phoned_.console()).ask("help").find("lines\n"), std::string::npos);
   EXPECT_NE(Operator(phoned_.console()).ask("tr show").find("DialPlan"), std::string::npos);
   EXPECT_TRUE(fifo_says("help\n", "lines\n"));
   EXPECT_TRUE(fifo_says("tr show\n", "DialPlan"));
 }
 
-TEST_F(OperatorsTest, ABareCarriageReturnEndsALine) {
+TEST_F(OperatorsTest, CarriageReturnAloneEndsALine) {
   const Operator console(phoned_.console());
   console.say("check 110\r");
   EXPECT_EQ(console.answer(), kAnswer);
   EXPECT_TRUE(fifo_says("check 110\r", kAnswer));
 }
 
-TEST_F(OperatorsTest, OutputOfAnySizeEndsWithItsLastPiece) {
+TEST_F(OperatorsTest, LongOutputIsComplete) {
   const std::string answer = Operator(phoned_.console()).ask("run seq 1 500000");
   EXPECT_TRUE(answer.ends_with("\n499999\n500000\nstatus 0\n"))
       << answer.substr(answer.size() - std::min<size_t>(answer.size(), 200));
 }
 
-// What runs for an operator is no reason to keep line cards waiting, nor to stay at the end.
-TEST_F(OperatorsTest, CommandsThatNeverEndStopNothing) {
+// An operator's command must not delay line cards, nor phoned's end.
+TEST_F(OperatorsTest, CommandsThatNeverEndBlockNothing) {
   const Operator first(phoned_.console());
   first.say("run yes\n");
   const Operator second(phoned_.console());
@@ -75,7 +75,7 @@ TEST_F(OperatorsTest, CommandsThatNeverEndStopNothing) {
   world::expect_a_clean_end(phoned_);
 }
 
-TEST_F(OperatorsTest, WhoReadsNothingStopsNothing) {
+TEST_F(OperatorsTest, OperatorWhoReadsNothingBlocksNothing) {
   const Operator silent(phoned_.console());
   const Operator deaf(phoned_.console());
   deaf.say("run yes | head -n 1000000\n");
@@ -88,7 +88,7 @@ TEST_F(OperatorsTest, WhoReadsNothingStopsNothing) {
 
 // ---- standard input and output ----
 
-TEST(StandardInput, ALastLineWithoutItsEndCounts) {
+TEST(StandardInput, HandlesALastLineWithoutANewline) {
   Phoned phoned({.options = {"--stdin"}, .input = "check 11\ncheck 110"});
   ASSERT_TRUE(phoned.is_up());
   EXPECT_TRUE(phoned.program().says(kAnswer));
@@ -96,8 +96,8 @@ TEST(StandardInput, ALastLineWithoutItsEndCounts) {
   world::expect_a_clean_end(phoned);
 }
 
-// Everything that strangers may say to phoned is shown on this terminal, and must not command it.
-TEST(StandardInput, ATerminalGetsNoControlCharacters) {
+// This terminal shows text from strangers, which must not control it.
+TEST(StandardInput, TerminalGetsNoControlCharacters) {
   const Terminal terminal;
   const std::string escape = "\x1b[2J";
   Phoned phoned({.options = {"--stdin"},

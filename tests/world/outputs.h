@@ -1,4 +1,4 @@
-// Places to which a program may write, and which the test can stop.
+// Outputs for a program that the test can block.
 #ifndef TESTS_WORLD_OUTPUTS_H
 #define TESTS_WORLD_OUTPUTS_H
 
@@ -6,7 +6,7 @@
 
 namespace world {
 
-// What is there to be read now. Does not wait.
+// Returns the available data. Does not wait.
 std::string read_all(int fd);
 
 class Pipe {
@@ -34,14 +34,14 @@ class Terminal {
   Terminal(const Terminal&) = delete;
   Terminal& operator=(const Terminal&) = delete;
 
-  // What the program has.
+  // The program's end.
   int fd() const { return slave_; }
 
-  // As Ctrl-S and Ctrl-Q do.
+  // Same as Ctrl-S and Ctrl-Q.
   void stop() const;
   void go_on() const;
 
-  // What has been written since the last time.
+  // Returns the output since the last call.
   std::string take() const { return read_all(master_); }
 
  private:

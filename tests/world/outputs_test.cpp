@@ -1,5 +1,5 @@
-// Whatever phoned says may find nobody who takes it: a reader of its output that has stopped, a terminal that is held, a
-// log daemon that is stuck or not there. The telephone comes first. What could not be said is told later, as a number.
+// Blocked outputs: a reader of phoned's output that has stopped, a stopped terminal, a log daemon that hangs or is
+// missing. Line cards have priority. phoned drops the lines and later prints how many.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
@@ -27,17 +27,17 @@ using world::Phoned;
 using world::Pipe;
 using world::Terminal;
 
-// More than a full pipe, a terminal's buffer or a log socket takes of phoned's lines.
+// Prints more than a pipe, a terminal's buffer or a log socket holds.
 constexpr int kManyCalls = 700;
 
-// Whether the text tells that lines are missing, and how many.
-bool tells_of_losses(const std::string& text) {
+// Whether the text says how many lines are missing.
+bool reports_losses(const std::string& text) {
   return std::regex_search(text, std::regex("[1-9][0-9]* lines? .*(lost|not)"));
 }
 
 // ---- standard output ----
 
-TEST(Outputs, AFullPipeStopsNothing) {
+TEST(Outputs, FullPipeBlocksNothing) {
   const Pipe pipe;
   pipe.fill();
   Phoned phoned({.out_fd = pipe.write_fd()});
@@ -47,7 +47,7 @@ TEST(Outputs, AFullPipeStopsNothing) {
   world::expect_a_clean_end(phoned);
 }
 
-TEST(Outputs, APipeThatIsReadAgainTellsWhatIsMissing) {
+TEST(Outputs, PipeThatIsReadAgainGetsTheNumberOfLostLines) {
   const Pipe pipe;
   Phoned phoned({.out_fd = pipe.write_fd()});
   ASSERT_TRUE(phoned.is_up());
@@ -57,11 +57,11 @@ TEST(Outputs, APipeThatIsReadAgainTellsWhatIsMissing) {
   world::expect_prompt_answers(phoned, 20);
   world::expect_a_clean_end(phoned);
   out = world::read_all(pipe.read_fd());
-  EXPECT_TRUE(tells_of_losses(out)) << out;
+  EXPECT_TRUE(reports_losses(out)) << out;
   EXPECT_TRUE(out.ends_with("phoned: farewell\n")) << out;
 }
 
-TEST(Outputs, AReaderWhoHasGoneStopsNothing) {
+TEST(Outputs, ReaderThatHasGoneBlocksNothing) {
   Pipe pipe;
   Phoned phoned({.out_fd = pipe.write_fd()});
   ASSERT_TRUE(phoned.is_up());
@@ -72,7 +72,7 @@ TEST(Outputs, AReaderWhoHasGoneStopsNothing) {
   world::expect_a_clean_end(phoned);
 }
 
-TEST(Outputs, AStoppedTerminalStopsNothing) {
+TEST(Outputs, StoppedTerminalBlocksNothing) {
   const Terminal terminal;
   Phoned phoned({.out_fd = terminal.fd()});
   ASSERT_TRUE(phoned.is_up());
@@ -84,12 +84,12 @@ TEST(Outputs, AStoppedTerminalStopsNothing) {
   terminal.take();
   world::expect_prompt_answers(phoned, 20);
   EXPECT_TRUE(
-      comes_true([text = std::string(), &terminal]() mutable { return tells_of_losses(text += terminal.take()); }));
+      comes_true([text = std::string(), &terminal]() mutable { return reports_losses(text += terminal.take()); }));
   terminal.stop();
   world::expect_a_clean_end(phoned);
 }
 
-TEST(Outputs, AFullDiskStopsNothing) {
+TEST(Outputs, FullDiskBlocksNothing) {
   const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
   Phoned phoned({.out_fd = full});
   ASSERT_TRUE(phoned.is_up());
@@ -99,8 +99,8 @@ TEST(Outputs, AFullDiskStopsNothing) {
   close(full);
 }
 
-// Whoever shares phoned's standard output goes on finding it as it was.
-TEST(Outputs, TheDescriptorOfOthersStaysBlocking) {
+// Other processes may share phoned's standard output.
+TEST(Outputs, StandardOutputStaysBlocking) {
   const Pipe pipe;
   Phoned phoned({.out_fd = pipe.write_fd()});
   ASSERT_TRUE(phoned.is_up());
@@ -110,7 +110,7 @@ TEST(Outputs, TheDescriptorOfOthersStaysBlocking) {
 
 // ---- the system log ----
 
-// What programs of the C library say to the log comes here, in a /dev of our own.
+// The socket that syslog() sends to, in the test's own /dev.
 class LogSocket {
  public:
   explicit LogSocket(std::string path) : path_(std::move(path)), fd_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
@@ -174,8 +174,8 @@ TEST_F(SystemLogTest, MayBeUnreadFromTheStart) {
   world::expect_a_clean_end(phoned);
 }
 
-// The daemon behind the socket stands still for a while, as one that is stopped does.
-TEST_F(SystemLogTest, MayStopInTheMiddleAndGoOn) {
+// The log daemon does not read its socket for a while, like a stopped process.
+TEST_F(SystemLogTest, MayStopAndContinue) {
   LogSocket log(log_);
   Phoned phoned(tracing_everything());
   ASSERT_TRUE(phoned.is_up());
@@ -185,7 +185,7 @@ TEST_F(SystemLogTest, MayStopInTheMiddleAndGoOn) {
   std::string text;
   EXPECT_TRUE(comes_true([&] {
     world::expect_prompt_answers(phoned, 1);
-    return tells_of_losses(text += log.take());
+    return reports_losses(text += log.take());
   })) << text;
   world::expect_prompt_answers(phoned, 100);
   world::expect_a_clean_end(phoned);
@@ -207,9 +207,9 @@ TEST_F(SystemLogTest, MayEndAndStartAgain) {
   world::expect_a_clean_end(phoned);
 }
 
-// ---- the time zone, which every line of the log asks for ----
+// ---- the time zone, which each log line uses ----
 
-TEST(Outputs, ATimeZoneThatIsAFifoStopsNothing) {
+TEST(Outputs, TimeZoneThatIsAFifoBlocksNothing) {
   const TemporaryDirectory directory;
   const std::string fifo = directory.file("zone");
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);

@@ -129,7 +129,7 @@ bool Phoned::is_up() {
 }
 
 void Phoned::signal(int number) const {
-  if (pid_ > 0) {  // -1 is everybody
+  if (pid_ > 0) {  // -1 would signal every process
     kill(pid_, number);
   }
 }

@@ -1,5 +1,5 @@
-// A phoned in a world that does it harm: with a run directory of its own, in the foreground or the background, found by
-// what the kernel tells about it, because its own output may be blocked or closed.
+// A phoned in a hostile environment: with its own run directory, in the foreground or the background. The kernel says
+// whether it is up, because its own output may be blocked or closed.
 #ifndef TESTS_WORLD_PHONED_H
 #define TESTS_WORLD_PHONED_H
 
@@ -19,14 +19,14 @@ namespace world {
 
 using Milliseconds = std::chrono::milliseconds;
 
-// The UDP port on which the process listens; 0: on none.
+// The UDP port that the process is bound to; 0 if none.
 uint16_t udp_port_of(pid_t pid);
 
-// Whether the process does nothing, while nothing is there to do. It is watched for a second, in which one that spins
-// gets far more of the processor than a wait takes, on a busy machine too.
+// Whether the process is idle, judged by its processor time during a second: even on a busy machine, a process that
+// spins uses far more than one that waits.
 bool is_idle(pid_t pid);
 
-// Whether the process is there, and has not ended.
+// Whether the process exists and has not ended.
 bool is_running(pid_t pid);
 
 class Phoned {
@@ -36,24 +36,24 @@ class Phoned {
   struct Start {
     Mode mode = Mode::kForeground;
     support::Program::Arguments options = {};
-    // What the shell does before it becomes phoned, such as "exec <&-;".
+    // Shell commands before phoned is executed, such as "exec <&-;".
     std::string before = "";
-    // Standard output, if it is not to be a file.
+    // Standard output; a file by default.
     int out_fd = -1;
     std::string input = "";
-    // Where pid file and console lie, if not in a directory of its own.
+    // The directory of pid file and console; by default a new one.
     std::string run_dir = "";
   };
 
   static constexpr char kPlan[] = "110|11T|0x.T";
 
-  // Does not wait until it serves.
+  // Does not wait until phoned is up.
   explicit Phoned(const Start& start);
   ~Phoned();
   Phoned(const Phoned&) = delete;
   Phoned& operator=(const Phoned&) = delete;
 
-  // Waits until it listens. False if it does not.
+  // Waits until phoned listens. Returns false on a time-out.
   bool is_up();
 
   pid_t pid() const { return pid_; }
@@ -63,15 +63,15 @@ class Phoned {
 
   void signal(int number) const;
 
-  // Stops the process, and waits until it stands still.
+  // Stops the process and waits until it is stopped.
   void stop() const;
 
-  // Waits for the end, not longer than the time. False if it does not come.
+  // Waits for the end of the process. Returns false on a time-out.
   bool ends_within(std::chrono::seconds time);
 
-  // In the foreground, after the end: as Program has it.
+  // For a process in the foreground, after its end; see Program.
   int exit_status() { return launcher_->exit_status(); }
-  // What it, or who has started it in the background, has written into files.
+  // The program that was started: phoned, or the process that put it into the background.
   const support::Program& program() const { return *launcher_; }
 
  private:
@@ -83,14 +83,14 @@ class Phoned {
   uint16_t port_ = 0;
 };
 
-// The init file that lets phoned trace all that it can.
+// The init file that enables all traces of phoned.
 std::string trace_everything();
 
-// Has so many calls decided, and expects the right answers, half of them within 100 ms: a single one may be late on a
-// busy machine, but one that phoned keeps back comes seconds late or never.
+// Makes `count` calls and checks the answers; half of them must come within 100 ms. On a busy machine single answers
+// may be late, but if phoned blocks, they are late by seconds or missing.
 void expect_prompt_answers(const Phoned& phoned, int calls);
 
-// Asks it to end, and expects that it does so within 5 s and leaves neither pid file nor socket.
+// Terminates phoned, which must end within 5 s and remove its pid file and socket.
 void expect_a_clean_end(Phoned& phoned);
 
 }  // namespace world

@@ -34,7 +34,7 @@ int open_raw(int protocol) {
   return fd;
 }
 
-// The kernel fills in the checksum and the length of the first header; none is needed in the second one.
+// The kernel fills in checksum and length of the IP header; the UDP header needs no checksum.
 std::string packet_of(const Datagram& datagram) {
   iphdr ip = {};
   ip.version = 4;

@@ -1,5 +1,5 @@
-// Datagrams with any sender, and a look at all that pass on the loopback interface. Needs root; for a network namespace of
-// the test's own, so that nobody else is spoken to in somebody's name.
+// Sends datagrams with any sender, and captures those on the loopback interface. Needs root, and a network namespace,
+// so that no forged datagram reaches another process.
 #ifndef TESTS_WORLD_RAW_DATAGRAM_H
 #define TESTS_WORLD_RAW_DATAGRAM_H
 
@@ -35,7 +35,7 @@ class Forger {
   int fd_;
 };
 
-// Sees every UDP datagram that arrives in the namespace from its construction on.
+// Captures the UDP datagrams that arrive in the namespace during its lifetime.
 class Tap {
  public:
   Tap();
@@ -43,7 +43,7 @@ class Tap {
   Tap(const Tap&) = delete;
   Tap& operator=(const Tap&) = delete;
 
-  // What has passed; waits until nothing more does for a while, or there is too much of it.
+  // Returns the captured datagrams. Waits until none arrives for a while, or there are too many.
   std::vector<Datagram> take() const;
 
  private:

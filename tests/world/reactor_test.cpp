@@ -1,5 +1,5 @@
-// Timers of real processes: beside a descriptor that is always ready, stopped for a while, and stalled. What a turn does is
-// compared, and no time, so that a loaded machine or an emulator changes nothing.
+// Timers in real processes: with a descriptor that is always ready, after a stop, and after a stall. The tests compare
+// callbacks, not times, so a busy machine or an emulator makes no difference.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -28,7 +28,7 @@ constexpr unsigned kDeadlineSeconds = 60;
 constexpr timeval kHour = {3600, 0};
 constexpr timeval kTenth = {0, 100000};
 
-// A process that ends by itself, or after its deadline by a signal. What it has found out comes back as a text.
+// A child process that returns its result as a text. A signal ends it at its deadline.
 class Process {
  public:
   explicit Process(const std::function<std::string()>& body) {
@@ -61,7 +61,7 @@ class Process {
     kill(pid_, SIGCONT);
   }
 
-  // What it has found out, "killed" when it did not come to an end.
+  // The result, or "killed" after the deadline.
   std::string found() {
     std::string text;
     char piece[256];
@@ -78,7 +78,7 @@ class Process {
   pid_t pid_ = -1;
 };
 
-// A reactor beside whose timers a descriptor is ready all the time.
+// A reactor with a descriptor that is always ready.
 struct Busy {
   Busy() {
     NUV_Select_construct(&loop);
@@ -104,10 +104,10 @@ struct Busy {
     return 1;
   }
 
-  static int32_t set_anew(void* self, timeval*, uint32_t) {
+  static int32_t set_again(void* self, timeval*, uint32_t) {
     auto& busy = *static_cast<Busy*>(self);
     ++busy.fired;
-    NUV_Select_setTempTimeout(&busy.loop, kHour, self, 0, set_anew);
+    NUV_Select_setTempTimeout(&busy.loop, kHour, self, 0, set_again);
     return 0;
   }
 
@@ -119,7 +119,7 @@ struct Busy {
 
 constexpr int kTurns = 100000;
 
-TEST(WorldReactor, ATimerOfAnHourDoesNotFireBesideABusyDescriptor) {
+TEST(WorldReactor, TimerOfAnHourDoesNotFireWithABusyDescriptor) {
   Process daemon([] {
     Busy busy;
     NUV_Select_setTimeout(&busy.loop, kHour, &busy, 0, Busy::count);
@@ -129,17 +129,17 @@ TEST(WorldReactor, ATimerOfAnHourDoesNotFireBesideABusyDescriptor) {
   EXPECT_EQ(daemon.found(), "fired 0, events 100000");
 }
 
-TEST(WorldReactor, AOneShotThatSetsItselfAnewDoesNotHangBesideABusyDescriptor) {
+TEST(WorldReactor, OneShotThatSetsItselfAgainDoesNotHangWithABusyDescriptor) {
   Process daemon([] {
     Busy busy;
-    NUV_Select_setTempTimeout(&busy.loop, kHour, &busy, 0, Busy::set_anew);
+    NUV_Select_setTempTimeout(&busy.loop, kHour, &busy, 0, Busy::set_again);
     busy.turn(kTurns);
     return "fired " + std::to_string(busy.fired) + ", events " + std::to_string(busy.events);
   });
   EXPECT_EQ(daemon.found(), "fired 0, events 100000");
 }
 
-TEST(WorldReactor, TimersThatStartEachOtherDoNotHangBesideABusyDescriptor) {
+TEST(WorldReactor, TimersThatStartEachOtherDoNotHangWithABusyDescriptor) {
   Process daemon([] {
     userlib::Reactor loop;
     int events = 0;
@@ -165,15 +165,15 @@ TEST(WorldReactor, TimersThatStartEachOtherDoNotHangBesideABusyDescriptor) {
   EXPECT_EQ(daemon.found(), "fired 0, events 100000");
 }
 
-// A one-shot of a tenth of a second that sets itself anew with the function under test. How many callbacks the turn after a
-// stop of half a second makes, and those that follow.
+// A one-shot timer of a tenth of a second that sets itself again with the function under test. Counts the callbacks in
+// each cycle after a stop of half a second.
 struct Stopped {
   using Set = uint32_t (*)(Select*, timeval, void*, uint32_t, NUV_TimeoutRecvFunc);
 
-  static int32_t set_anew(void* self, timeval*, uint32_t) {
+  static int32_t set_again(void* self, timeval*, uint32_t) {
     auto& stopped = *static_cast<Stopped*>(self);
     ++stopped.fired;
-    stopped.set(&stopped.loop, kTenth, self, 0, set_anew);
+    stopped.set(&stopped.loop, kTenth, self, 0, set_again);
     return 0;
   }
 
@@ -188,10 +188,10 @@ struct Stopped {
   int fired = 0;
 };
 
-std::string most_callbacks_of_a_turn(Stopped::Set set, int ready_fd) {
+std::string most_callbacks_of_a_cycle(Stopped::Set set, int ready_fd) {
   Stopped stopped{set};
   NUV_Select_construct(&stopped.loop);
-  stopped.set(&stopped.loop, kTenth, &stopped, 0, Stopped::set_anew);
+  stopped.set(&stopped.loop, kTenth, &stopped, 0, Stopped::set_again);
   static_cast<void>(!write(ready_fd, ".", 1));
   close(ready_fd);
   int most = 0;
@@ -202,11 +202,11 @@ std::string most_callbacks_of_a_turn(Stopped::Set set, int ready_fd) {
   return std::to_string(most);
 }
 
-// Stops the daemon once it is in its loop.
+// Stops the daemon after it has reached its loop.
 std::string most_callbacks_after_a_stop(Stopped::Set set) {
   int ready[2];
   EXPECT_EQ(pipe(ready), 0);
-  Process daemon([&] { return most_callbacks_of_a_turn(set, ready[1]); });
+  Process daemon([&] { return most_callbacks_of_a_cycle(set, ready[1]); });
   close(ready[1]);
   char dot;
   EXPECT_EQ(read(ready[0], &dot, 1), 1);
@@ -215,15 +215,15 @@ std::string most_callbacks_after_a_stop(Stopped::Set set) {
   return daemon.found();
 }
 
-TEST(WorldReactor, AOneShotThatSetsItselfAnewDoesNotHangAfterAStop) {
-  EXPECT_EQ(most_callbacks_after_a_stop(NUV_Select_setTempTimeout), "1024") << "as many as a turn makes at most";
+TEST(WorldReactor, OneShotThatSetsItselfAgainDoesNotHangAfterAStop) {
+  EXPECT_EQ(most_callbacks_after_a_stop(NUV_Select_setTempTimeout), "1024") << "the most callbacks of a cycle";
 }
 
-TEST(WorldReactor, AOneShotThatCountsFromNowFiresOncePerTurnAfterAStop) {
+TEST(WorldReactor, OneShotThatCountsFromNowFiresOncePerCycleAfterAStop) {
   EXPECT_EQ(most_callbacks_after_a_stop(NUV_Timer_setTemp), "1");
 }
 
-// A daemon that reads bytes as they come, beside a periodic timer. In the middle it stalls for longer than three periods.
+// A daemon with a periodic timer that reads bytes one by one. After some bytes it stalls for three periods.
 struct Reader {
   static int32_t on_byte(void* self, int32_t fd, uint32_t) {
     auto& reader = *static_cast<Reader*>(self);
@@ -235,7 +235,7 @@ struct Reader {
     return 0;
   }
 
-  static int32_t in_vain(void*, timeval*, uint32_t) { return 1; }
+  static int32_t without_new_time(void*, timeval*, uint32_t) { return 1; }
   static int32_t again(void*, timeval* time, uint32_t) { return NUV_Timer_again(time, kTenth); }
   static int32_t again_in_phase(void* self, timeval* time, uint32_t) {
     return NUV_Timer_againInPhase(time, &static_cast<Reader*>(self)->due, kTenth);
@@ -263,21 +263,20 @@ std::string bytes_read(NUV_TimeoutRecvFunc on_time) {
   return std::to_string(reader.bytes) + " bytes, " + (reader.failures > 1 ? "failing" : "fine");
 }
 
-TEST(WorldReactor, ATimerThatIsArmedAgainLeavesADescriptorItsTurnsAfterAStall) {
+TEST(WorldReactor, RearmedTimerDoesNotStarveADescriptorAfterAStall) {
   for (const auto on_time : {Reader::again, Reader::again_in_phase}) {
     Process daemon([on_time] { return bytes_read(on_time); });
     EXPECT_EQ(daemon.found(), "200 bytes, fine");
   }
 }
 
-// What the callback owes: a kept timer without a new time leaves select() a negative wait, for ever.
-TEST(WorldReactor, AnOverdueTimerWithoutANewTimeTakesThemAll) {
-  Process daemon([] { return bytes_read(Reader::in_vain); });
+// A callback must set a new time for a timer that stays; otherwise the wait of select() is negative from then on.
+TEST(WorldReactor, OverdueTimerWithoutANewTimeStarvesADescriptor) {
+  Process daemon([] { return bytes_read(Reader::without_new_time); });
   EXPECT_EQ(daemon.found(), "6 bytes, failing");
 }
 
-// A timer in C++ is armed by its owner.
-TEST(WorldReactor, APeriodicTimerInCppLeavesADescriptorItsTurnsAfterAStall) {
+TEST(WorldReactor, PeriodicTimerInCppDoesNotStarveADescriptorAfterAStall) {
   Process daemon([] {
     int bytes[2];
     if (pipe(bytes) != 0 || write(bytes[1], std::string(200, '.').data(), 200) != 200) {
@@ -304,8 +303,8 @@ TEST(WorldReactor, APeriodicTimerInCppLeavesADescriptorItsTurnsAfterAStall) {
   EXPECT_EQ(daemon.found(), "200 bytes");
 }
 
-// While turns are a microsecond each at least, no time is lost: the process sleeps when there is nothing to do.
-TEST(WorldReactor, APeriodicTimerDoesNotSpin) {
+// As long as each cycle takes at least a microsecond, the process sleeps if there is nothing to do.
+TEST(WorldReactor, PeriodicTimerDoesNotSpin) {
   Process daemon([] {
     Reader reader;
     NUV_Select_construct(&reader.loop);

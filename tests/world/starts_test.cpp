@@ -1,5 +1,5 @@
-// Many phoneds start at the same time on one run directory, as when two scripts bring the machine up. One of them is to
-// live, and the others say who does.
+// Several phoneds start at the same time with one run directory, as if two scripts brought the machine up. Exactly one
+// must stay, and the others must print its process id.
 #include <gtest/gtest.h>
 #include <signal.h>
 
@@ -34,7 +34,7 @@ class StartsTest : public testing::Test {
   TemporaryDirectory directory_;
 };
 
-TEST_F(StartsTest, ExactlyOneLivesInTheForeground) {
+TEST_F(StartsTest, ExactlyOneStaysInTheForeground) {
   Program::Arguments options = arguments();
   options.push_back("--foreground");
   for (int round = 0; round < kRounds && !HasFailure(); ++round) {
@@ -43,16 +43,16 @@ TEST_F(StartsTest, ExactlyOneLivesInTheForeground) {
     for (int i = 0; i < kStarts; ++i) {
       phoneds.push_back(std::make_unique<Program>(PHONED, options));
     }
-    int living = 0;
+    int staying = 0;
     for (const auto& phoned : phoneds) {
       const bool is_decided = comes_true([&] {
         return phoned->out().find("phoned: listening on port") != std::string::npos ||
                phoned->err().find('\n') != std::string::npos;
       });
       ASSERT_TRUE(is_decided);
-      living += phoned->err().empty() ? 1 : 0;
+      staying += phoned->err().empty() ? 1 : 0;
     }
-    ASSERT_EQ(living, 1);
+    ASSERT_EQ(staying, 1);
     const std::string pid = TemporaryFile::content_of(pid_file());
     for (const auto& phoned : phoneds) {
       if (std::to_string(phoned->pid()) == pid) {
@@ -68,21 +68,21 @@ TEST_F(StartsTest, ExactlyOneLivesInTheForeground) {
   }
 }
 
-TEST_F(StartsTest, ExactlyOneLivesInTheBackground) {
+TEST_F(StartsTest, ExactlyOneStaysInTheBackground) {
   for (int round = 0; round < kRounds && !HasFailure(); ++round) {
     SCOPED_TRACE(round);
     std::vector<std::unique_ptr<Program>> launchers;
     for (int i = 0; i < kStarts; ++i) {
       launchers.push_back(std::make_unique<Program>(PHONED, arguments()));
     }
-    int living = 0;
+    int staying = 0;
     std::string complaints;
     for (const auto& launcher : launchers) {
-      living += launcher->exit_status() == 0 ? 1 : 0;
+      staying += launcher->exit_status() == 0 ? 1 : 0;
       complaints += launcher->err();
     }
-    // Who asks while the one who lives is about to detach is told of the process that he was before.
-    EXPECT_EQ(living, 1) << complaints;
+    // The printed process ids may differ: before it detaches, the one that stays has another id.
+    EXPECT_EQ(staying, 1) << complaints;
     EXPECT_EQ(std::count(complaints.begin(), complaints.end(), '\n'), kStarts - 1) << complaints;
     const pid_t pid = std::stoi("0" + TemporaryFile::content_of(pid_file()));
     ASSERT_GT(pid, 1);

@@ -1,5 +1,5 @@
-// phoned stopped for a while and continued: a suspended machine, a debugger, a processor that others have. What came in
-// time lies in the socket then, and counts before the time that is over.
+// phoned is stopped for a while and continued, as on a suspended or overloaded machine or by a debugger. Datagrams that
+// arrived in time wait in the socket, and must be handled before time-outs.
 #include <gtest/gtest.h>
 #include <signal.h>
 
@@ -25,7 +25,7 @@ class StopTest : public testing::Test {
     ASSERT_TRUE(phoned_->is_up());
   }
 
-  // Stops phoned for the time. What happens meanwhile happens soon after the stop has begun.
+  // Stops phoned for a time. `meanwhile` runs soon after the stop.
   void stand_still(Milliseconds time, const std::function<void()>& meanwhile) const {
     constexpr Milliseconds kSoon{300};
     phoned_->stop();
@@ -38,7 +38,7 @@ class StopTest : public testing::Test {
   std::unique_ptr<Phoned> phoned_;
 };
 
-TEST_F(StopTest, ADigitThatCameInTimeCounts) {
+TEST_F(StopTest, DigitInTimeCounts) {
   start({"--interdigit", "2000"});
   UdpSocket card(phoned_->port());
   ASSERT_EQ(card.ask("3 offhook"), "3 ready");
@@ -48,8 +48,8 @@ TEST_F(StopTest, ADigitThatCameInTimeCounts) {
   EXPECT_EQ(card.receive(), "3 complete 01 0x.T");
 }
 
-// The datagrams of other lines lie in front of the digit.
-TEST_F(StopTest, ADigitThatCameInTimeCountsBehindOthers) {
+// Datagrams of other lines arrive before the digit.
+TEST_F(StopTest, DigitInTimeCountsAfterOtherDatagrams) {
   start({"--interdigit", "2000"});
   const UdpSocket others(phoned_->port());
   UdpSocket card(phoned_->port());
@@ -65,8 +65,8 @@ TEST_F(StopTest, ADigitThatCameInTimeCountsBehindOthers) {
   EXPECT_EQ(card.receive(), "3 complete 01 0x.T");
 }
 
-// A signal ends the wait before anybody has looked at the socket.
-TEST_F(StopTest, ADigitThatCameInTimeCountsBesideASignal) {
+// A signal ends the wait before the socket is read.
+TEST_F(StopTest, DigitInTimeCountsDespiteASignal) {
   start({"--interdigit", "2000"});
   UdpSocket card(phoned_->port());
   ASSERT_EQ(card.ask("3 offhook"), "3 ready");
@@ -79,7 +79,7 @@ TEST_F(StopTest, ADigitThatCameInTimeCountsBesideASignal) {
   EXPECT_EQ(card.receive(), "3 complete 01 0x.T");
 }
 
-TEST_F(StopTest, EveryLineGetsItsOutcomeOnce) {
+TEST_F(StopTest, EachLineGetsItsOutcomeOnce) {
   start({"--interdigit", "2500"});
   UdpSocket card(phoned_->port());
   for (int line = 0; line < 100; ++line) {
@@ -97,8 +97,8 @@ TEST_F(StopTest, EveryLineGetsItsOutcomeOnce) {
   EXPECT_FALSE(card.has_datagram_within(200));
 }
 
-// Timers that were due many times meanwhile do not make up for each.
-TEST_F(StopTest, ALongStandstillIsNoReasonToHurry) {
+// Timers that missed several periods fire once.
+TEST_F(StopTest, MissedPeriodsAreNotMadeUpFor) {
   start({"--statistics", "1", "--console-timeout", "1"});
   UdpSocket card(phoned_->port());
   stand_still(Milliseconds(4000), [&card] { card.send("3 onhook"); });
@@ -106,11 +106,11 @@ TEST_F(StopTest, ALongStandstillIsNoReasonToHurry) {
   EXPECT_TRUE(world::is_idle(phoned_->pid()));
   world::expect_a_clean_end(*phoned_);
   const std::string out = phoned_->program().out();
-  size_t told = 0;
+  size_t reports = 0;
   for (size_t at = out.find("phoned: datagrams"); at != std::string::npos; at = out.find("phoned: datagrams", at + 1)) {
-    ++told;
+    ++reports;
   }
-  EXPECT_LE(told, 2U) << "once by the timer, once at the end\n" << out;
+  EXPECT_LE(reports, 2U) << "once by the timer and once at the end\n" << out;
 }
 
 }  // namespace

@@ -1,9 +1,9 @@
-/* A daemon on the library alone: a reactor with a UDP socket, a timer, a console and a pipe for its signals. It sends each
-   datagram back to where it comes from, and tells operators how often its timer has fired.
+/* A daemon that uses only the library: a reactor with a UDP socket, a timer, a console and a pipe for its signals. It
+   sends each datagram back to its sender, and tells operators how often its timer has fired.
 
        small_daemon SOCKET
 
-   Nothing that fails here may cost more than what it hits: the datagram, the operator, the tick. */
+   A failed call may only affect its datagram, operator or tick. */
 #include <arpa/inet.h>
 #include <errno.h>
 #include <signal.h>
@@ -27,7 +27,7 @@ static void note_signal(int number) {
   const int saved = errno;
   const char byte = (char)number;
   if (write(NUV_Pipe_writeFd(&signals), &byte, 1) < 0) {
-    is_ending = 1; /* nothing would come out of the pipe */
+    is_ending = 1; /* the loop would not notice the signal */
   }
   errno = saved;
 }
@@ -44,7 +44,7 @@ static int32_t on_signal(void* unused, int32_t fd, uint32_t unused_too) {
 static int32_t on_tick(void* unused, struct timeval* again, uint32_t unused_too) {
   (void)unused, (void)unused_too;
   ++ticks;
-  again->tv_sec = 0; /* what is left of the old time may lie a second back */
+  again->tv_sec = 0; /* the old time may be negative */
   again->tv_usec = TICK_MICROSECONDS;
   return 1;
 }
