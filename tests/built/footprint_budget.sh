@@ -5,9 +5,8 @@
 set -eu
 
 source=$1 library=$2
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-status=0
+# shellcheck source=tests/built/script_cases.sh
+. "$(dirname "$0")/script_cases.sh"
 
 # Writes a page with a row for a library of the given percentage of this one's size.
 write_page() {
@@ -20,22 +19,14 @@ write_page() {
 END
 }
 
-# expect <exit status> <output> <case>
-expect() {
-  result=0
-  "$source/scripts/footprint" --check --page "$work/page.md" --library "$library" >"$work/output" || result=$?
-  if [ "$result" -ne "$1" ] || ! grep -q -e "$2" "$work/output"; then
-    echo "$3: exit status $result, not $1, or not '$2':"
-    cat "$work/output"
-    status=1
-  else
-    echo "$3: $2"
-  fi
+# expect_footprint <exit status> <output> <case>
+expect_footprint() {
+  expect "$1" "$2" "$3" "$source/scripts/footprint" --check --page "$work/page.md" --library "$library"
 }
 
 loaded=100
 write_page 100 'vax, gcc 1'
-expect 77 'skipped: page.md has no row for this machine' 'a machine without a row'
+expect_footprint 77 'skipped: page.md has no row for this machine' 'a machine without a row'
 
 row=$(sed -n 's/.*no row for this machine (\(.*\)), but for.*/\1/p' "$work/output")
 write_page 100 "$row"
@@ -43,11 +34,11 @@ write_page 100 "$row"
 loaded=$(sed -n 's/.*the library takes \([0-9]*\) bytes.*/\1/p' "$work/output")
 
 write_page 100 "$row"
-expect 0 "the library takes $loaded bytes, page.md says $loaded" 'the figures of the page'
+expect_footprint 0 "the library takes $loaded bytes, page.md says $loaded" 'the figures of the page'
 write_page 96 "$row"
-expect 0 '+4\.[12] %' 'a little growth'
+expect_footprint 0 '+4\.[12] %' 'a little growth'
 write_page 120 "$row"
-expect 0 '-16\.[67] %' 'a smaller library'
+expect_footprint 0 '-16\.[67] %' 'a smaller library'
 write_page 95 "$row"
-expect 1 'scripts/footprint --update' 'more than 5 percent'
+expect_footprint 1 'scripts/footprint --update' 'more than 5 percent'
 exit "$status"

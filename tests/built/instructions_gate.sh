@@ -9,23 +9,15 @@ command -v valgrind >/dev/null || {
   exit 77
 }
 source=$1 library=$2 archive=$3 program=$4
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+# shellcheck source=tests/built/script_cases.sh
+. "$(dirname "$0")/script_cases.sh"
 figures=$work/figures.toml
-status=0
 
-# expect <exit status> <output> <case> <argument...>
-expect() {
-  wanted=$1 said=$2 case=$3 result=0
+# expect_instructions <exit status> <output> <case> <argument...>
+expect_instructions() {
+  wanted=$1 text=$2 case=$3
   shift 3
-  "$source/scripts/instructions" --figures "$figures" --program "$program" "$@" >"$work/output" 2>&1 || result=$?
-  if [ "$result" -ne "$wanted" ] || ! grep -q -e "$said" "$work/output"; then
-    echo "$case: exit status $result, not $wanted, or not '$said':"
-    cat "$work/output"
-    status=1
-  else
-    echo "$case: $said"
-  fi
+  expect "$wanted" "$text" "$case" "$source/scripts/instructions" --figures "$figures" --program "$program" "$@"
 }
 
 # Scales the figures for the package to a percentage.
@@ -54,17 +46,17 @@ END
   )
 }
 
-expect 77 'skipped: no figures are stored for' 'a compiler without figures' --check --library "$library" frame
-expect 0 'header and trailer off a frame' 'figures are stored' --update --library "$library" frame index_pool
+expect_instructions 77 'skipped: no figures are stored for' 'a compiler without figures' --check --library "$library" frame
+expect_instructions 0 'header and trailer off a frame' 'figures are stored' --update --library "$library" frame index_pool
 cp "$figures" "$work/kept.toml"
-expect 0 'no operation takes over 3 % more' 'the stored figures' --check --library "$library" frame index_pool
-expect 1 'message_add: no figure is stored for package' 'a new question' --check --library "$library" message_add
+expect_instructions 0 'no operation takes over 3 % more' 'the stored figures' --check --library "$library" frame index_pool
+expect_instructions 1 'message_add: no figure is stored for package' 'a new question' --check --library "$library" message_add
 scale 98
-expect 0 'no operation takes over 3 % more' 'a little more' --check --library "$library" frame
+expect_instructions 0 'no operation takes over 3 % more' 'a little more' --check --library "$library" frame
 scale 120
-expect 0 'no operation takes over 3 % more' 'less than before' --check --library "$library" frame
+expect_instructions 0 'no operation takes over 3 % more' 'less than before' --check --library "$library" frame
 scale 95
-expect 1 'frame: header and trailer .* (package) takes [0-9.]* instructions, [0-9.]* before: +5\.' \
+expect_instructions 1 'frame: header and trailer .* (package) takes [0-9.]* instructions, [0-9.]* before: +5\.' \
   'more than 3 percent' --check --library "$library" frame
 grep -q 'scripts/instructions --update' "$work/output" || {
   echo "the output does not say how to accept an intended change"
@@ -73,7 +65,7 @@ grep -q 'scripts/instructions --update' "$work/output" || {
 
 scale 100
 build_slower_library
-expect 1 'frame: header and trailer .* before: +' 'a slower library' \
+expect_instructions 1 'frame: header and trailer .* before: +' 'a slower library' \
   --check --library "$work/slower/libuserlib.so.1" frame index_pool
 if grep -q '^instructions: index_pool:' "$work/output"; then
   echo "reports the index pool, which has not changed"
@@ -81,6 +73,6 @@ if grep -q '^instructions: index_pool:' "$work/output"; then
 fi
 
 echo 'frame = ' >"$figures"
-expect 1 'not valid TOML' 'invalid figures' --check --library "$library" frame
-expect 1 "unknown question 'frames': must be one of event " 'a question that does not exist' --check frames
+expect_instructions 1 'not valid TOML' 'invalid figures' --check --library "$library" frame
+expect_instructions 1 "unknown question 'frames': must be one of event " 'a question that does not exist' --check frames
 exit "$status"
