@@ -1,11 +1,11 @@
-/* A small daemon in C99, written against the public headers and linked by the C compiler.
+/* A small daemon in C99 that uses the public headers and is linked by the C compiler.
  *
- * A subscriber dials through a UDP client, a UDP server hands the digits to a dial plan, and the verdict goes back the
- * same way; in between the bytes travel through pipes. Sockets are external to the reactor, pipes internal:
+ * A subscriber dials through a UDP client, a UDP server passes the digits to a dial plan, and the result returns the
+ * same way. Pipes connect the parts. Sockets are external to the reactor, pipes internal:
  *
  *   keys -> client ~~~ server -> requests -> dial plan -> replies -> server ~~~ client -> display
  *
- * The program exits with 0 only when everything that it saw was right.
+ * The program exits with 0 if all checks succeed.
  */
 #define _POSIX_C_SOURCE 200809L
 
@@ -36,7 +36,7 @@ static void expect(int a_holds, const char* a_text, int a_line) {
   }
 }
 
-/* What the error handler was called with last, and how often. */
+/* The last arguments of the error handler, and the number of its calls. */
 static struct {
   uint32_t type;
   char file[32];
@@ -63,7 +63,7 @@ static const char* verdict(int32_t a_result) {
   }
 }
 
-/* What is dialled, one datagram each, and what the display must show. */
+/* The dialled digits, one datagram each, and the expected display. */
 static const struct {
   const char* digits;
   const char* answer;
@@ -82,7 +82,7 @@ typedef struct DialDaemon {
   UdpServer server;
   UdpClient client;
   DigitMap plan;
-  size_t shown;   /* lines of the dialogue that are through */
+  size_t shown;   /* completed lines of the dialogue */
   unsigned ticks; /* calls of the periodic timer */
   unsigned shots; /* calls of the one-shot timer */
 } DialDaemon;
@@ -148,7 +148,7 @@ static int32_t on_display(void* a_daemon, int32_t a_fd, uint32_t a_number) {
   return 0;
 }
 
-/* The subscriber begins to dial. */
+/* The subscriber starts to dial. */
 static int32_t on_shot(void* a_daemon, struct timeval* a_time, uint32_t a_number) {
   DialDaemon* daemon = (DialDaemon*)a_daemon;
   (void)a_time;
@@ -167,7 +167,7 @@ static int32_t on_tick(void* a_daemon, struct timeval* a_time, uint32_t a_number
   return daemon->ticks < TICKS ? 1 : 0;
 }
 
-/* The handler that nobody has replaced: the report, then the end with status 255. */
+/* The default handler: prints a report, then exits with 255. */
 static void check_default_handler(void) {
   char text[512] = "";
   size_t length = 0;
@@ -193,7 +193,7 @@ static void check_default_handler(void) {
   close(NUV_Pipe_readFd(&output));
   EXPECT(waitpid(pid, &status, 0) == pid);
   EXPECT(WIFEXITED(status) && WEXITSTATUS(status) == 255);
-  /* A machine that is to be quiet shows no report. */
+  /* With the marker file, no report is printed. */
   if (access("/etc/quiet", F_OK) != 0) {
     EXPECT(strstr(text, ": error: c_daemon:42   :require failed:number > 0\n\n") != NULL);
   }
@@ -213,7 +213,7 @@ static void check_installed_handler(void) {
   g_report.count = 0;
 }
 
-/* The port that the system chose for the server. */
+/* The server's port, chosen by the system. */
 static in_port_t port_of(const UdpServer* a_server) {
   struct sockaddr_in address;
   socklen_t length = sizeof address;
@@ -260,7 +260,7 @@ static void run(DialDaemon* a_this) {
   while (a_this->shown < DIALOGUE_LENGTH || a_this->ticks < TICKS) {
     turn(a_this, 500000);
   }
-  /* Nothing is left that could happen. */
+  /* Nothing is left to wait for. */
   for (i = 0; i < 3; ++i) {
     turn(a_this, 2000);
   }
@@ -302,7 +302,7 @@ int main(void) {
   EXPECT(NUV_Userlib_checkVersion(NUV_USERLIB_VERSION_MAJOR, NUV_USERLIB_VERSION_MINOR) == 1);
   EXPECT(NUV_Userlib_checkVersion(NUV_USERLIB_VERSION_MAJOR + 1, 0) == 0);
   EXPECT(strcmp(NUV_Userlib_getVersionString(), "userlib-1.4.3") == 0);
-  /* Nothing of this belongs into the machine's log. */
+  /* Keeps the traces out of the machine's log. */
   NUV_Sysloglevel_set(0);
   check_default_handler();
   check_installed_handler();

@@ -1,6 +1,5 @@
-// A daemon in C++17 that uses every class of userlib.hpp, without exceptions and run-time type information, and linked
-// by the C compiler: so it shows that the header needs nothing of the C++ run time. Its object file must ask for nothing
-// but functions of the library, and of the C library those that compilers put in by themselves.
+// A daemon in C++17 that uses all classes of userlib.hpp, without exceptions and RTTI, linked by the C compiler. This
+// shows that the header needs no C++ run time. check_undefined.sh checks the symbols that its object file needs.
 #include <userlib.hpp>
 
 #include <utility>
@@ -13,7 +12,7 @@ void expect(bool holds) {
   g_failures += holds ? 0 : 1;
 }
 
-// Digits travel through a pipe into a dial plan, one at a time.
+// Digits are sent through a pipe to a dial plan, one at a time.
 class Dialling {
  public:
   bool open() {

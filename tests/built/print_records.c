@@ -1,4 +1,4 @@
-/* Prints what layout.c has the compiler tell, as it is when a program runs. */
+/* Prints the layout of the records as a running program sees it. */
 #include <stddef.h>
 #include <stdio.h>
 
@@ -10,7 +10,7 @@
 #define TIMED_RECORD(type, a, b, on_64)       RECORD(type, a, on_64)
 #define TIMED_FIELD(type, field, a, b, on_64) FIELD(type, field, a, on_64)
 
-/* Any place where a record could lie: what a field's address is there, it is anywhere. */
+/* Memory for a record of any type, to compute the offsets of its fields. */
 static struct timeval block[1024];
 static void* const place = block;
 

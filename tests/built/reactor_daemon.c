@@ -1,6 +1,6 @@
 /*
- * A daemon that uses the reactor and nothing else, for what such a daemon takes of the static library: it ends when a
- * timer has run out and a descriptor was readable.
+ * A daemon that uses only the reactor, to measure how much of the static library it links. It ends after a timer has
+ * fired and a descriptor was readable.
  */
 #include <unistd.h>
 

@@ -1,7 +1,7 @@
-/* A daemon in C99 as one writes it who has the library installed: its timer fires three times, each time a digit goes
- * through a pipe to the dial plan, and when the number is complete the daemon ends.
+/* A daemon in C99 that uses the installed library. Its timer fires three times and sends a digit through a pipe to the
+ * dial plan. The daemon ends when the number is complete.
  *
- * With CONSUMER_CERT it also asks for what a library has that knows certificates. */
+ * With CONSUMER_CERT it also uses certificate matching. */
 #include <stdio.h>
 #include <userlib.h>
 

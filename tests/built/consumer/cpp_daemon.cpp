@@ -1,5 +1,5 @@
-// A daemon in C++20 as one writes it who has the library installed: a datagram that it sends to itself goes through a
-// frame, and a lambda is the receiver. It ends when the datagram has come, or a timer has given up on it.
+// A daemon in C++20 that uses the installed library. It sends itself a datagram, which a lambda receives and stores in
+// a frame. It ends when the datagram arrives or a timer fires.
 #include <arpa/inet.h>
 #include <sys/socket.h>
 #include <unistd.h>
