@@ -46,10 +46,11 @@ class Board:
     disk        an image of a squashfs for /tests, or None
     transcript  the file that is told all that is said on the console
     frozen      a Frozen board that this one starts from, in place of a boot
+    flash_rules a file with rules of qemu's for when writes to the flash fail (its driver blkdebug), or None
     """
 
     def __init__(self, memory=32, flash=None, disk=DEVICE / "tests.squashfs", transcript=None, frozen=None,
-                 kernel_words="", arguments=()):
+                 kernel_words="", flash_rules=None, arguments=()):
         self._folder = Path(tempfile.mkdtemp(prefix="board.", dir=DEVICE))
         self.flash = flash or new_flash(self._folder / "flash")
         self._transcript = open(transcript or os.devnull, "ab", buffering=0)
@@ -57,7 +58,7 @@ class Board:
             "qemu-system-mips", "-M", "malta", "-cpu", "24Kf", "-m", str(memory), "-display", "none", "-vga", "none", "-net",
             "none", "-no-reboot", "-monitor", "none", "-serial", "stdio", "-kernel", str(DEVICE / "vmlinux"), "-append",
             "console=ttyS0 panic=-1 quiet root=/dev/vda rootfstype=squashfs ro %s %s" % (PARTITIONS, kernel_words),
-            "-drive", "if=pflash,format=raw,file=%s" % self.flash]
+            "-drive", "if=pflash,format=raw,file=%s%s" % ("blkdebug:%s:" % flash_rules if flash_rules else "", self.flash)]
         for name, image in (("system", DEVICE / "root.squashfs"), ("tests", disk)):
             if image is not None:
                 self._command += ["-drive", "if=none,id=%s,format=raw,readonly=on,file=%s" % (name, image),
