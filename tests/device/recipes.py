@@ -1,6 +1,8 @@
 """What the board is made of: kernel, busybox, the library with phoned, the root file system, the test programs.
 
 Kernel and busybox are built once for each combination of versions and options, and kept below build/device/cache."""
+import contextlib
+import fcntl
 import hashlib
 import os
 import shutil
@@ -279,17 +281,34 @@ def make_tests(probes):
     make_image(folder, DEVICE / "tests.squashfs")
 
 
+@contextlib.contextmanager
+def alone():
+    """Two builds at once would take each other's files away: the second one waits."""
+    DEVICE.mkdir(parents=True, exist_ok=True)
+    with open(DEVICE / "lock", "w", encoding="utf-8") as lock:
+        try:
+            fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+        except BlockingIOError:
+            say("waiting for another build")
+            fcntl.flock(lock, fcntl.LOCK_EX)
+        yield
+
+
 def build():
     """Builds all that the board needs."""
     run(ROOT / "scripts/setup", "--target", "device")
-    DEVICE.mkdir(parents=True, exist_ok=True)
+    with alone():
+        build_alone()
+
+
+def build_alone():
     results, problems = {}, []
 
     def lane(*steps):
         try:
             for name, step in steps:
                 results[name] = step()
-        except BuildError as problem:
+        except Exception as problem:  # a thread's own would get lost
             problems.append(problem)
 
     lanes = [threading.Thread(target=lane, args=steps) for steps in (
