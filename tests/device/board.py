@@ -1,4 +1,5 @@
 """A board: qemu's Malta with a 24Kf, with a shell on its serial console, and power that can be cut."""
+import base64
 import json
 import os
 import re
@@ -22,6 +23,10 @@ BOOTED = "rcS: done"
 # With this word on the kernel's command line, the board waits for an Enter before it looks at the flash.
 HOLD = "hold"
 PAGE = 4096
+# The console takes lines of 4095 characters at most.
+LONGEST_LINE = 1000
+# What the kernel says when it gives up.
+PANIC = re.compile(r"Kernel panic - not syncing: .*")
 
 
 class BoardError(Exception):
@@ -141,12 +146,17 @@ class Board:
         self._transcript.write(("\n---- %s ----\n" % text).encode())
 
     def send(self, text):
-        self._qemu.stdin.write(text.encode() + b"\n")
-        self._qemu.stdin.flush()
+        try:
+            self._qemu.stdin.write(text.encode() + b"\n")
+            self._qemu.stdin.flush()
+        except BrokenPipeError:
+            raise BoardError("the board went off before it could be told %r" % text) from None
 
-    def read_until(self, text, timeout):
-        """Returns what is said up to a text, without it; without a text, up to the end of the power."""
+    def read_until(self, text, timeout, name=None):
+        """Returns what is said up to a text, without it; without a text, up to the end of the power. An error gives what
+        was waited for that name."""
         wanted = None if text is None else text.encode()
+        name = name or ("the end of the power" if text is None else repr(text))
         deadline = time.monotonic() + timeout
         while True:
             if wanted is not None and wanted in self._unread:
@@ -154,20 +164,23 @@ class Board:
                 return said.decode(errors="replace").replace("\r", "")
             wait = deadline - time.monotonic()
             if wait <= 0 or not select.select([self._qemu.stdout], [], [], wait)[0]:
-                raise TimeOut("no %r on the console within %d s; the last that was said: %s" %
-                              (text or "end of the power", timeout, self._last_words()))
+                raise TimeOut("waited %d s in vain for %s%s" % (timeout, name, self._last_words()))
             piece = os.read(self._qemu.stdout.fileno(), 65536)
             if not piece:
                 if wanted is None:
                     said, self._unread = self._unread, b""
                     return said.decode(errors="replace").replace("\r", "")
-                raise BoardError("the board went off, waiting for %r; the last that was said: %s" %
-                                 (text, self._last_words()))
+                raise BoardError("the board went off before %s%s" % (name, self._last_words()))
             self._transcript.write(piece.replace(b"\r", b""))
             self._unread += piece
 
+    def said(self):
+        """What is said on the console and belongs to no answer yet."""
+        return self._unread.decode(errors="replace").replace("\r", "")
+
     def _last_words(self):
-        return repr(self._unread[-400:].decode(errors="replace"))
+        panic = PANIC.search(self.said())
+        return "; %s" % panic.group() if panic else "; the last that was said: %r" % self.said()[-400:]
 
     def run(self, command, timeout=60):
         """Runs a command, which may have several lines, in a shell of the board. Returns its exit status and what was
@@ -175,12 +188,12 @@ class Board:
         self._commands += 1
         mark = "@%d@" % self._commands
         self._transcript.write(("\n# %s\n" % command).encode())
-        if "\n" in command:
+        if "\n" in command or len(command) > LONGEST_LINE:
             self.put("/var/tmp/command", command + "\n")
             command = "sh /var/tmp/command"
         # The mark must not be found in an echo of the line that makes it.
         self.send("%s\necho \"@%d\"@$?@" % (command, self._commands))
-        said = self.read_until(mark, timeout)
+        said = self.read_until(mark, timeout, "the end of %r" % command)
         status = int(self.read_until("@", timeout))
         self.read_until("\n", timeout)
         return status, said
@@ -193,11 +206,10 @@ class Board:
         return said.strip()
 
     def put(self, path, text):
-        """Writes a file on the board, by the console, which takes short lines only."""
-        assert all(len(line) < 3000 for line in text.splitlines())
-        mark = "@end of the file@"
-        self.send("cat >%s <<'%s'\n%s%s\necho \"@\"written@" % (shlex.quote(path), mark, text, mark))
-        self.read_until("@written@", 60)
+        """Writes a file on the board, by the console, which takes short lines only, and control characters for itself."""
+        lines = base64.encodebytes(text.encode()).decode()
+        self.send("base64 -d >%s <<@\n%s@\necho \"@\"written@" % (shlex.quote(path), lines))
+        self.read_until("@written@", 60, "%s to be written" % path)
         self.read_until("\n", 60)
 
 

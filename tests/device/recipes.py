@@ -294,6 +294,11 @@ def alone():
         yield
 
 
+def is_built():
+    """Whether there is all that a board is made of, right or not."""
+    return all((DEVICE / name).exists() for name in ("vmlinux", "root.squashfs", "tests.squashfs"))
+
+
 def build():
     """Builds all that the board needs."""
     run(ROOT / "scripts/setup", "--target", "device")
