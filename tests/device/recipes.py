@@ -24,6 +24,8 @@ RELEASE = DEVICE / "release"
 RELEASE_NOCERT = DEVICE / "release-nocert"
 # The library's test programs are those of the preset mips.
 TESTS = ROOT / "build/mips"
+TEST_PROGRAMS = tuple(folder + "_tests" for folder in (
+    "core", "containers", "loop", "messaging", "tracing", "process", "telephony", "cpp", "doubles"))
 OPENSSL = ROOT / "build/cross/mips/lib"
 
 
@@ -190,7 +192,8 @@ def build_test_programs():
     log = DEVICE / "tests.log"
     log.unlink(missing_ok=True)
     run("cmake", "--preset", "mips", cwd=ROOT, log=log)
-    run("cmake", "--build", "--preset", "mips", "-j%d" % jobs(), "--target", "userlib_tests", cwd=ROOT, log=log)
+    run("cmake", "--build", "--preset", "mips", "-j%d" % jobs(), "--target", "userlib_tests", *TEST_PROGRAMS, cwd=ROOT,
+        log=log)
 
 
 def build_probes():
@@ -275,7 +278,8 @@ def make_tests(probes):
     folder = DEVICE / "tests"
     shutil.rmtree(folder, ignore_errors=True)
     folder.mkdir()
-    run(CROSS + "strip", "-o", folder / "userlib_tests", TESTS / "tests/userlib_tests")
+    for program in ("userlib_tests", *TEST_PROGRAMS):
+        run(CROSS + "strip", "-o", folder / program, TESTS / "tests" / program)
     shutil.copytree(probes, folder, dirs_exist_ok=True)
     shutil.copytree(ROOT / "examples/phoned/demo", folder / "demo")
     make_image(folder, DEVICE / "tests.squashfs")
