@@ -23,10 +23,13 @@ BOOTED = "rcS: done"
 # With this word on the kernel's command line, the board waits for an Enter before it looks at the flash.
 HOLD = "hold"
 PAGE = 4096
+# Seconds. The kernel measures its clock by the board's, and waits for a moment that comes once a second and lasts for a quarter
+# of a millisecond. On a machine that is busy, the emulator may not run at that moment for minutes.
+BOOT = 600
 # The console takes lines of 4095 characters at most.
 LONGEST_LINE = 1000
 # What the kernel says when it gives up.
-PANIC = re.compile(r"Kernel panic - not syncing: .*")
+PANIC = re.compile(r"Kernel panic - not syncing: (.*)\n")
 
 
 class BoardError(Exception):
@@ -61,7 +64,7 @@ class Board:
         self._transcript = open(transcript or os.devnull, "ab", buffering=0)
         self._command = [
             "qemu-system-mips", "-M", "malta", "-cpu", "24Kf", "-m", str(memory), "-display", "none", "-vga", "none", "-net",
-            "none", "-no-reboot", "-monitor", "none", "-serial", "stdio", "-kernel", str(DEVICE / "vmlinux"), "-append",
+            "none", "-no-reboot", "-rtc", "clock=vm", "-monitor", "none", "-serial", "stdio", "-kernel", str(DEVICE / "vmlinux"), "-append",
             "console=ttyS0 panic=-1 quiet root=/dev/vda rootfstype=squashfs ro %s %s" % (PARTITIONS, kernel_words),
             "-drive", "if=pflash,format=raw,file=%s%s" % ("blkdebug:%s:" % flash_rules if flash_rules else "", self.flash)]
         for name, image in (("system", DEVICE / "root.squashfs"), ("tests", disk)):
@@ -84,7 +87,7 @@ class Board:
 
     # ---- power ----
 
-    def power_on(self, timeout=120):
+    def power_on(self, timeout=BOOT):
         """Returns what is said on the console until there is a shell."""
         self.note("power on")
         self.start()
@@ -101,6 +104,8 @@ class Board:
             state = self._folder / "state"
             self._frozen.write_with(self.flash, state)
             command += ["-incoming", "exec:cat %s" % shlex.quote(str(state))]
+        # Whatever ends this process takes the board along.
+        command = ["setpriv", "--pdeathsig", "KILL", *command]
         self._qemu = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
         if self._frozen is not None:
             self._thaw()
@@ -173,14 +178,20 @@ class Board:
                 raise BoardError("the board went off before %s%s" % (name, self._last_words()))
             self._transcript.write(piece.replace(b"\r", b""))
             self._unread += piece
+            self._end_with_kernel(name)
+
+    def _end_with_kernel(self, name):
+        """A kernel that has given up stays like that: the board has nothing that starts it again."""
+        panic = PANIC.search(self.said())
+        if panic:
+            raise BoardError("the kernel gave up before %s: %s" % (name, panic.group(1)))
 
     def said(self):
         """What is said on the console and belongs to no answer yet."""
         return self._unread.decode(errors="replace").replace("\r", "")
 
     def _last_words(self):
-        panic = PANIC.search(self.said())
-        return "; %s" % panic.group() if panic else "; the last that was said: %r" % self.said()[-400:]
+        return "; the last that was said: %r" % self.said()[-400:]
 
     def run(self, command, timeout=60):
         """Runs a command, which may have several lines, in a shell of the board. Returns its exit status and what was
