@@ -15,7 +15,7 @@ fail() {
 }
 
 plan_is_refused() {
-  journalctl --unit phoned --no-pager --output cat | grep "pattern '1a' is not valid"
+  journalctl --unit phoned --no-pager --output cat | grep "map file .* 'a' cannot be dialled"
 }
 
 is_another_process() {
