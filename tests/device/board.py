@@ -62,9 +62,11 @@ class Board:
         self._folder = Path(tempfile.mkdtemp(prefix="board.", dir=DEVICE))
         self.flash = flash or new_flash(self._folder / "flash")
         self._transcript = open(transcript or os.devnull, "ab", buffering=0)
+        # The board's real-time clock counts the same time as its processor, which the kernel measures by it.
         self._command = [
             "qemu-system-mips", "-M", "malta", "-cpu", "24Kf", "-m", str(memory), "-display", "none", "-vga", "none", "-net",
-            "none", "-no-reboot", "-rtc", "clock=vm", "-monitor", "none", "-serial", "stdio", "-kernel", str(DEVICE / "vmlinux"), "-append",
+            "none", "-no-reboot", "-rtc", "clock=vm", "-monitor", "none", "-serial", "stdio", "-kernel",
+            str(DEVICE / "vmlinux"), "-append",
             "console=ttyS0 panic=-1 quiet root=/dev/vda rootfstype=squashfs ro %s %s" % (PARTITIONS, kernel_words),
             "-drive", "if=pflash,format=raw,file=%s%s" % ("blkdebug:%s:" % flash_rules if flash_rules else "", self.flash)]
         for name, image in (("system", DEVICE / "root.squashfs"), ("tests", disk)):

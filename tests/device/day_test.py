@@ -12,9 +12,8 @@ TICK = 10000  # microseconds: the kernel's, 100 a second
 # phase has this once in its phase, and once more each time.
 TURN = 15
 
-# Four nanoseconds an instruction, about as the processors of such boards. The board's real-time clock has to count the same
-# time, as the kernel measures the processor by it.
-IN_HASTE = ("-icount", "shift=2,sleep=off", "-rtc", "clock=vm", "-S")
+# Four nanoseconds an instruction, about as the processors of such boards.
+IN_HASTE = ("-icount", "shift=2,sleep=off", "-S")
 # qemu also takes a waiting processor to the next timer in the moment in which the processor's own timer has fired and is yet
 # to say so. If that one is the next again, it goes once around, the kernel finds that no time has passed and sets it anew,
 # and so on for ever. So another timer is always to be due before: that of the real-time clock, twice a second, whose
