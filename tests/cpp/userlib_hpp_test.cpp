@@ -60,7 +60,8 @@ static_assert(kMoves<userlib::Memory> && kMoves<userlib::Frame> && kMoves<userli
               kMoves<userlib::UniqueFd>);
 static_assert(kStays<Reactor> && kStays<Timer> && kStays<Watch> && kStays<userlib::IndexMap<1>> &&
               kStays<userlib::Console<1>> && kStays<userlib::Command> && kStays<userlib::Daemon> &&
-              kStays<userlib::Tracing> && kStays<userlib::Signals> &&
+              kStays<userlib::Tracing> && kStays<userlib::Signals> && kStays<userlib::LineReader<1>> &&
+              kStays<userlib::UnixListener> && kStays<userlib::LockFile> && kStays<userlib::TimeLimit> &&
               kStays<userlib::Owned<Level, NUV_Level_construct, NUV_Level_destruct>>);
 
 std::pair<int64_t, int64_t> pair_of(const timeval& time) {
@@ -75,6 +76,39 @@ TEST(UserlibHpp, ConvertsDurations) {
   EXPECT_EQ(pair_of(userlib::to_timeval(microseconds(1000001))), Pair(1, 1));
   EXPECT_EQ(pair_of(userlib::to_timeval(std::chrono::nanoseconds(1999))), Pair(0, 1));
   EXPECT_EQ(pair_of(userlib::to_timeval(std::chrono::duration<double>(2.5))), Pair(2, 500000));
+}
+
+TEST(UserlibHppTime, AddsMilliseconds) {
+  const timeval time = userlib::later({5, 999000}, milliseconds(2002));
+  EXPECT_EQ(time.tv_sec, 8);
+  EXPECT_EQ(time.tv_usec, 1000);
+}
+
+TEST(UserlibHppTime, ADeadlineIsReachedFromItsMicrosecondOn) {
+  EXPECT_FALSE(userlib::is_reached({5, 1}, {5, 0}));
+  EXPECT_TRUE(userlib::is_reached({5, 1}, {5, 1}));
+  EXPECT_TRUE(userlib::is_reached({5, 1}, {6, 0}));
+}
+
+TEST(UserlibHppTime, NeverWaitsForNothing) {
+  const struct {
+    timeval deadline;
+    timeval wait;
+  } kCases[] = {
+      {{5, 500000}, {0, 500000}}, {{6, 499999}, {1, 499999}}, {{5, 1000}, {0, 1000}}, {{5, 999}, {0, 1000}},
+      {{5, 0}, {0, 1000}},        {{4, 999999}, {0, 1000}},   {{1, 0}, {0, 1000}},
+  };
+  for (const auto& row : kCases) {
+    const timeval wait = userlib::wait_until(row.deadline, {5, 0});
+    EXPECT_EQ(wait.tv_sec, row.wait.tv_sec);
+    EXPECT_EQ(wait.tv_usec, row.wait.tv_usec);
+  }
+}
+
+TEST(UserlibHppTime, MovesOn) {
+  const timeval before = userlib::monotonic_now();
+  EXPECT_GT(before.tv_sec + before.tv_usec, 0);
+  EXPECT_TRUE(userlib::is_reached(before, userlib::monotonic_now()));
 }
 
 // ---- Callables ----
@@ -891,6 +925,22 @@ TEST(UserlibHppReactor, StaysConsistentWithRandomChanges) {
 }
 
 // ---- Blocks of bytes ----
+
+TEST(UserlibHppMemory, IsCounted) {
+  const CountingAllocator restores_the_hook;
+  userlib::count_memory();
+  const userlib::MemoryFigures before = userlib::memory_figures;
+  {
+    const userlib::Memory block(10);
+    const userlib::Memory other(3);
+    EXPECT_EQ(userlib::memory_figures.blocks, before.blocks + 2);
+    EXPECT_EQ(userlib::memory_figures.bytes, before.bytes + 13);
+  }
+  EXPECT_EQ(userlib::memory_figures.blocks, before.blocks);
+  EXPECT_EQ(userlib::memory_figures.bytes, before.bytes);
+  EXPECT_EQ(userlib::memory_figures.allocations, before.allocations + 2);
+  EXPECT_GE(userlib::memory_figures.peak_bytes, before.bytes + 13);
+}
 
 TEST(UserlibHppMemory, OwnsAndMovesItsBlock) {
   CountingAllocator allocator;

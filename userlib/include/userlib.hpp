@@ -19,12 +19,13 @@
  *
  * What there is, in a header for each part, which may be included alone:
  *
- *     userlib_core.hpp       Memory, UniqueFd, Owned<...>
+ *     userlib_core.hpp       Memory, UniqueFd, Owned<...>, times
  *     userlib_containers.hpp Frame, IndexPool, IndexMap<N>
  *     userlib_loop.hpp       Reactor, Watch, Timer
  *     userlib_messaging.hpp  MessageData, Message, Pipe, UdpServer, UdpClient
  *     userlib_tracing.hpp    Tracing
  *     userlib_process.hpp    Console<N>, Command, Daemon, Signals
+ *     userlib_resident.hpp   LineReader<N>, UnixListener, LockFile, TimeLimit, replace_file
  *     userlib_telephony.hpp  DigitMap
  *
  * It takes C++17, with or without exceptions and run-time type information, and nothing of the C++ run time: no heap,
@@ -62,6 +63,7 @@
 #include "userlib_loop.hpp"
 #include "userlib_messaging.hpp"
 #include "userlib_process.hpp"
+#include "userlib_resident.hpp"
 #include "userlib_telephony.hpp"
 #include "userlib_tracing.hpp"
 

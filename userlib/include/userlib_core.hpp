@@ -1,6 +1,6 @@
 /** @file userlib_core.hpp
  *
- * Part of userlib.hpp: what every part needs, blocks of bytes, and descriptors: Owned, Memory, UniqueFd.
+ * Part of userlib.hpp: what every part needs, times, blocks of bytes, and descriptors: Owned, Memory, UniqueFd.
  */
 #ifndef USERLIB_CORE_HPP
 #define USERLIB_CORE_HPP
@@ -9,9 +9,11 @@
 #error "userlib.hpp takes C++17; programs in C take userlib.h"
 #endif
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 #include <string_view>
@@ -22,6 +24,7 @@
 #include <unistd.h>
 
 #include "nuv_memory.h"
+#include "nuv_time.h"
 
 namespace userlib {
 
@@ -90,6 +93,32 @@ constexpr timeval to_timeval(std::chrono::duration<Rep, Period> time) {
   return converted;
 }
 
+/// The time of the monotonic clock, which is the reactor's, too.
+inline timeval monotonic_now() {
+  timeval now = {};
+  nuv_gettimeofday_absolute(&now);
+  return now;
+}
+
+/// The time that comes so much later.
+template <class Rep, class Period>
+timeval later(timeval time, std::chrono::duration<Rep, Period> wait) {
+  const timeval interval = to_timeval(wait);
+  NUV_timeval_inc(&time, &interval);
+  return time;
+}
+
+inline bool is_reached(const timeval& deadline, const timeval& now) {
+  return NUV_timeval_cmp(&deadline, &now) <= 0;
+}
+
+/// The time left, at least a millisecond: select() refuses a negative wait, and with none a loop would spin.
+inline timeval wait_until(timeval deadline, const timeval& now) {
+  constexpr timeval kShortest = {0, 1000};
+  NUV_timeval_dec(&deadline, &now);
+  return NUV_timeval_cmp(&deadline, &kShortest) < 0 ? kShortest : deadline;
+}
+
 /// A callable with one argument, kept as bytes. One that takes no argument fits, too.
 template <class Argument>
 class Callback {
@@ -125,6 +154,37 @@ class Callback {
   void (*call_)(const unsigned char*, Argument);
   alignas(std::max_align_t) unsigned char bytes_[kSize];
 };
+
+/// MemoryFigures is what the library has allocated through the allocator hook.
+struct MemoryFigures {
+  uint64_t blocks = 0;       ///< now
+  uint64_t bytes = 0;        ///< now
+  uint64_t peak_bytes = 0;   ///< at most
+  uint64_t allocations = 0;  ///< since count_memory()
+};
+inline MemoryFigures memory_figures;
+
+/// count_memory keeps memory_figures from now on. It goes before the first block.
+inline void count_memory() {
+  const auto allocate = [](uint32_t size) {
+    void* const block = std::malloc(size);
+    if (block != nullptr) {
+      ++memory_figures.blocks;
+      ++memory_figures.allocations;
+      memory_figures.bytes += size;
+      memory_figures.peak_bytes = std::max(memory_figures.peak_bytes, memory_figures.bytes);
+    }
+    return block;
+  };
+  const auto release = [](void* block, uint32_t size) {
+    if (block != nullptr) {
+      --memory_figures.blocks;
+      memory_figures.bytes -= size;
+      std::free(block);
+    }
+  };
+  NUV_installMemoryManager(allocate, release);
+}
 
 /// Memory owns a block from the allocator hook.
 class Memory {

@@ -1,0 +1,360 @@
+#include "userlib_resident.hpp"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <memory>
+#include <string>
+
+#include "doubles/fault_injector.h"
+#include "doubles/temporary_directory.h"
+
+namespace {
+
+using support::content_of;
+using support::FaultInjector;
+using support::TemporaryDirectory;
+using support::write_content;
+using userlib::LockFile;
+using userlib::UniqueFd;
+using userlib::UnixListener;
+using Event = userlib::LineReader<255>::Event;
+
+bool exists(const std::string& path) {
+  struct stat status = {};
+  return lstat(path.c_str(), &status) == 0;
+}
+
+// ---- A line ----
+
+class UserlibHppLineReader : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_EQ(pipe(ends_), 0); }
+  void TearDown() override {
+    close(ends_[0]);
+    hang_up();
+  }
+
+  void put(const std::string& text) const {
+    ASSERT_EQ(write(ends_[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
+  }
+  void hang_up() {
+    if (ends_[1] >= 0) {
+      close(ends_[1]);
+    }
+    ends_[1] = -1;
+  }
+  Event read() { return reader_.read(ends_[0]); }
+
+  int ends_[2] = {-1, -1};
+  userlib::LineReader<255> reader_;
+};
+
+TEST_F(UserlibHppLineReader, PutsALineTogether) {
+  EXPECT_EQ(read(), Event::kNothing) << "does not wait";
+  for (const char* piece : {"t", "r s", "how"}) {
+    put(piece);
+    EXPECT_EQ(read(), Event::kNothing);
+  }
+  put("\n");
+  EXPECT_EQ(read(), Event::kLine);
+  EXPECT_EQ(reader_.line(), "tr show");
+  EXPECT_EQ(read(), Event::kNothing);
+}
+
+TEST_F(UserlibHppLineReader, LeavesTheNextLineInTheDescriptor) {
+  put("a\n\nb\r\n\r");
+  char rest[8] = {};
+  EXPECT_EQ(read(), Event::kLine);
+  EXPECT_EQ(reader_.line(), "a");
+  EXPECT_EQ(read(), Event::kLine);
+  EXPECT_EQ(reader_.line(), "");
+  EXPECT_EQ(::read(ends_[0], rest, 1), 1);
+  EXPECT_EQ(rest[0], 'b');
+  EXPECT_EQ(read(), Event::kLine);
+  EXPECT_EQ(reader_.line(), "") << "a carriage return ends a line, and so does the line feed with it";
+  EXPECT_EQ(read(), Event::kLine);
+  EXPECT_EQ(reader_.line(), "") << "a carriage return alone";
+  put("\nc\rd\r");
+  EXPECT_EQ(read(), Event::kLine);
+  EXPECT_EQ(reader_.line(), "c") << "the first character belongs to the previous line end";
+  EXPECT_EQ(read(), Event::kLine);
+  EXPECT_EQ(reader_.line(), "d");
+}
+
+TEST_F(UserlibHppLineReader, TakesSoMuchAndNoMore) {
+  put(std::string(254, 'x') + "\n" + std::string(255, 'y') + "\n" + std::string(256, 'z') + "\nnext\n");
+  EXPECT_EQ(read(), Event::kLine);
+  EXPECT_EQ(reader_.line(), std::string(254, 'x'));
+  EXPECT_EQ(read(), Event::kLine);
+  EXPECT_EQ(reader_.line(), std::string(255, 'y'));
+  EXPECT_EQ(read(), Event::kTooLong);
+  EXPECT_EQ(read(), Event::kLine);
+  EXPECT_EQ(reader_.line(), "next");
+}
+
+TEST_F(UserlibHppLineReader, SaysOnceThatALineIsTooLong) {
+  put(std::string(10000, 'x'));
+  EXPECT_EQ(read(), Event::kTooLong);
+  for (int i = 0; i < 40; ++i) {
+    EXPECT_EQ(read(), Event::kNothing);
+  }
+  put("x\r\nnext\n");
+  EXPECT_EQ(read(), Event::kLine);
+  EXPECT_EQ(reader_.line(), "next");
+}
+
+TEST_F(UserlibHppLineReader, TellsTheEnd) {
+  put("half");
+  hang_up();
+  EXPECT_EQ(read(), Event::kLine);
+  EXPECT_EQ(reader_.line(), "half");
+  EXPECT_EQ(read(), Event::kEnd);
+  EXPECT_EQ(reader_.read(-1), Event::kNothing);
+}
+
+// ---- A system call that blocks ----
+
+TEST(UserlibHppTimeLimit, EndsACallThatWouldBlock) {
+  int ends[2];
+  char byte = 0;
+  ASSERT_EQ(pipe(ends), 0);
+  {
+    const userlib::TimeLimit limit;
+    EXPECT_EQ(read(ends[0], &byte, sizeof byte), -1);
+    EXPECT_EQ(errno, EINTR);
+  }
+  itimerval left = {};
+  getitimer(ITIMER_REAL, &left);
+  EXPECT_EQ(left.it_value.tv_sec + left.it_value.tv_usec, 0) << "the timer is stopped";
+  close(ends[0]);
+  close(ends[1]);
+}
+
+// ---- A socket for operators ----
+
+TEST(UserlibHppUnixListener, AcceptsAndRemovesItsSocket) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.file("console");
+  UnixListener listener;
+  EXPECT_FALSE(listener);
+  EXPECT_TRUE(listener.close()) << "there is nothing to remove";
+  ASSERT_TRUE(listener.open(path));
+  EXPECT_FALSE(listener.accept());
+  EXPECT_EQ(errno, EAGAIN) << "does not wait";
+  struct stat status = {};
+  ASSERT_EQ(lstat(path.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0600U) << "for one user only";
+  const UniqueFd client = userlib::connect_unix(path, SOCK_STREAM);
+  ASSERT_TRUE(client);
+  const UniqueFd server = listener.accept();
+  ASSERT_TRUE(server);
+  EXPECT_NE(fcntl(server.get(), F_GETFL) & O_NONBLOCK, 0);
+  EXPECT_EQ(write(client.get(), "x", 1), 1);
+  char byte = 0;
+  EXPECT_EQ(read(server.get(), &byte, 1), 1);
+  EXPECT_TRUE(listener.close());
+  EXPECT_FALSE(exists(path));
+  EXPECT_FALSE(userlib::connect_unix(path, SOCK_STREAM));
+  EXPECT_EQ(errno, ENOENT);
+}
+
+TEST(UserlibHppUnixListener, ReplacesASocketOnWhichNobodyListens) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.file("console");
+  {
+    sockaddr_un address = {};
+    ASSERT_TRUE(userlib::set_unix_path(address, path));
+    const UniqueFd dead(socket(AF_UNIX, SOCK_STREAM, 0));
+    ASSERT_EQ(bind(dead.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  }
+  ASSERT_TRUE(exists(path));
+  UnixListener first;
+  UnixListener second;
+  EXPECT_TRUE(first.open(path));
+  EXPECT_FALSE(second.open(path));
+  EXPECT_EQ(errno, EADDRINUSE);
+  EXPECT_TRUE(userlib::connect_unix(path, SOCK_STREAM)) << "the first one still listens";
+}
+
+TEST(UserlibHppUnixListener, TellsWhyItCannotListen) {
+  const TemporaryDirectory directory;
+  const std::string file = directory.file("file");
+  write_content(file, "kept");
+  const struct {
+    std::string path;
+    int error;
+  } kCases[] = {
+      {file, ENOTSOCK},
+      {"", ENAMETOOLONG},
+      {directory.file(std::string(107 - directory.path().size(), 'x')), ENAMETOOLONG},
+      {directory.file("missing/console"), ENOENT},
+  };
+  for (const auto& row : kCases) {
+    UnixListener listener;
+    EXPECT_FALSE(listener.open(row.path)) << row.path;
+    EXPECT_EQ(errno, row.error) << row.path;
+    EXPECT_FALSE(listener);
+  }
+  EXPECT_EQ(content_of(file), "kept");
+  UnixListener listener;
+  EXPECT_TRUE(listener.open(directory.file(std::string(106 - directory.path().size(), 'x')))) << "the longest path";
+}
+
+TEST(UserlibHppUnixListener, LeavesWhatHasItsNameByNow) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.file("console");
+  UnixListener listener;
+  ASSERT_TRUE(listener.open(path));
+  ASSERT_EQ(rename(path.c_str(), directory.file("elsewhere").c_str()), 0);
+  write_content(path, "another's");
+  EXPECT_TRUE(listener.close());
+  EXPECT_EQ(content_of(path), "another's");
+  unlink(path.c_str());
+  ASSERT_TRUE(listener.open(path));
+  unlink(path.c_str());
+  EXPECT_FALSE(listener.close());
+  EXPECT_EQ(errno, ENOENT);
+  ASSERT_TRUE(listener.open(path));
+  const FaultInjector fault("unlink", 1, EROFS);
+  EXPECT_FALSE(listener.close());
+  EXPECT_EQ(errno, EROFS);
+}
+
+// ---- A lock ----
+
+TEST(UserlibHppLockFile, HasOneOwner) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.file("lock");
+  LockFile first;
+  LockFile second;
+  ASSERT_TRUE(first.take(path.c_str()));
+  EXPECT_TRUE(first);
+  EXPECT_FALSE(second.take(path.c_str()));
+  EXPECT_EQ(errno, EWOULDBLOCK);
+  EXPECT_FALSE(second);
+  EXPECT_TRUE(second.release());
+  EXPECT_TRUE(exists(path)) << "only its owner removes the file";
+  EXPECT_TRUE(first.release());
+  EXPECT_FALSE(exists(path));
+  EXPECT_TRUE(second.take(path.c_str()));
+}
+
+// A lock on a file that nobody finds any more keeps nobody away.
+TEST(UserlibHppLockFile, DoesNotCountWithoutItsName) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.file("lock");
+  LockFile first;
+  LockFile second;
+  ASSERT_TRUE(first.take(path.c_str()));
+  ASSERT_EQ(unlink(path.c_str()), 0);
+  EXPECT_TRUE(second.take(path.c_str()));
+  const FaultInjector fault("fstat", 1, EIO, 100);
+  LockFile third;
+  EXPECT_FALSE(third.take(directory.file("other").c_str())) << "does not try for ever";
+  EXPECT_EQ(errno, EWOULDBLOCK);
+}
+
+TEST(UserlibHppLockFile, TellsWhatTheSystemRefuses) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.file("lock");
+  ASSERT_EQ(symlink("/dev/null", path.c_str()), 0);
+  LockFile lock;
+  EXPECT_FALSE(lock.take(path.c_str())) << "a link may lead anywhere";
+  EXPECT_EQ(errno, ELOOP);
+  unlink(path.c_str());
+  ASSERT_TRUE(lock.take(path.c_str()));
+  const FaultInjector fault("unlink", 1, EROFS);
+  EXPECT_FALSE(lock.release());
+  EXPECT_EQ(errno, EROFS);
+}
+
+// ---- A file that replaces another ----
+
+class UserlibHppReplaceFile : public testing::Test {
+ protected:
+  // Replaces the file with "new", and says what was written to.
+  bool replace(const std::string& path) {
+    return userlib::replace_file(path.c_str(), [this](const char* name) {
+      written_ = name;
+      write_content(name, "new");
+      return true;
+    });
+  }
+
+  static ino_t inode(const std::string& path) {
+    struct stat status = {};
+    return stat(path.c_str(), &status) == 0 ? status.st_ino : 0;
+  }
+
+  TemporaryDirectory directory_;
+  std::string file_ = directory_.file("masks");
+  std::string written_;
+};
+
+TEST_F(UserlibHppReplaceFile, WritesBesideAndRenames) {
+  write_content(file_, "old");
+  chmod(file_.c_str(), 0604);
+  const ino_t before = inode(file_);
+  EXPECT_TRUE(replace(file_));
+  EXPECT_TRUE(written_.ends_with("/masks.new")) << written_;
+  EXPECT_EQ(content_of(file_), "new");
+  EXPECT_NE(inode(file_), before);
+  struct stat status = {};
+  ASSERT_EQ(stat(file_.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0604U) << "the mode stays";
+  EXPECT_FALSE(exists(file_ + ".new"));
+}
+
+TEST_F(UserlibHppReplaceFile, MakesAFileAndReplacesWhatALinkLeadsTo) {
+  EXPECT_TRUE(replace(file_));
+  EXPECT_TRUE(written_.ends_with("/masks.new")) << written_;
+  EXPECT_EQ(content_of(file_), "new");
+  write_content(file_, "old");
+  const std::string link = directory_.file("link");
+  ASSERT_EQ(symlink("masks", link.c_str()), 0);
+  EXPECT_TRUE(replace(link));
+  EXPECT_TRUE(written_.ends_with("/masks.new")) << written_;
+  EXPECT_EQ(content_of(file_), "new");
+  struct stat status = {};
+  ASSERT_EQ(lstat(link.c_str(), &status), 0);
+  EXPECT_TRUE(S_ISLNK(status.st_mode));
+}
+
+TEST_F(UserlibHppReplaceFile, WritesToWhatCannotBeReplaced) {
+  const std::string other = directory_.file("other");
+  write_content(file_, "old");
+  ASSERT_EQ(link(file_.c_str(), other.c_str()), 0);
+  EXPECT_TRUE(replace(file_));
+  EXPECT_EQ(written_, file_) << "it has another name";
+  EXPECT_EQ(content_of(other), "new");
+  const std::string dangling = directory_.file("dangling");
+  ASSERT_EQ(symlink("nowhere", dangling.c_str()), 0);
+  EXPECT_TRUE(replace(dangling));
+  EXPECT_EQ(written_, dangling);
+  EXPECT_EQ(content_of(directory_.file("nowhere")), "new");
+  const std::string too_long(PATH_MAX, 'x');
+  EXPECT_FALSE(userlib::replace_file(too_long.c_str(), [&](const char* name) { return name != too_long; }));
+}
+
+TEST_F(UserlibHppReplaceFile, KeepsTheOldFileWhereWritingFails) {
+  const auto expect_old = [this](const char* what) {
+    EXPECT_EQ(content_of(file_), "old") << what;
+    EXPECT_FALSE(exists(file_ + ".new")) << what;
+  };
+  write_content(file_, "old");
+  EXPECT_FALSE(userlib::replace_file(file_.c_str(), [](const char* name) {
+    write_content(name, "half");
+    return false;
+  }));
+  expect_old("the writer fails");
+  write_content(file_ + ".new", "left behind by a power cut");
+  EXPECT_FALSE(userlib::replace_file(file_.c_str(), [](const char*) { return true; }));
+  expect_old("nothing is written");
+}
+
+}  // namespace

@@ -1,0 +1,361 @@
+/** @file userlib_resident.hpp
+ *
+ * Part of userlib.hpp: what keeps a resident daemon from being held up, taken over or damaged by its surroundings:
+ * TimeLimit, LineReader, UnixListener, LockFile, replace_file.
+ *
+ * Calls of the system fail as in C: with errno.
+ */
+#ifndef USERLIB_RESIDENT_HPP
+#define USERLIB_RESIDENT_HPP
+
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+#include <utility>
+
+#include <fcntl.h>
+#include <libgen.h>
+#include <poll.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include "userlib_core.hpp"
+
+namespace userlib {
+
+/// occupy_standard_descriptors opens /dev/null for each of 0 to 2 that is closed. Otherwise the next file or socket would get
+/// that number, and with it all that is printed. It goes first in main().
+inline void occupy_standard_descriptors() {
+  int fd = 0;
+  while (fd >= 0 && fd <= STDERR_FILENO) {
+    fd = open("/dev/null", O_RDWR);
+  }
+  close(fd);
+}
+
+/// TimeLimit is for a system call that might block although it should not: while it lives, a signal comes every 20 ms and
+/// the call fails with EINTR. It takes SIGALRM and the timer of the process.
+class TimeLimit : Pinned {
+ public:
+  TimeLimit() {
+    struct sigaction action = {};  // without SA_RESTART
+    action.sa_handler = [](int) {};
+    sigaction(SIGALRM, &action, nullptr);
+    set({0, 20000});
+  }
+  ~TimeLimit() { set({0, 0}); }
+
+ private:
+  static void set(timeval period) {
+    const itimerval interval = {period, period};
+    setitimer(ITIMER_REAL, &interval, nullptr);
+  }
+};
+
+/// LineReader collects lines of at most so many characters from a descriptor that may deliver them in pieces, or never.
+template <std::size_t capacity>
+class LineReader : Pinned {
+ public:
+  enum class Event {
+    kNothing,  ///< the line is not complete yet
+    kLine,     ///< line() is complete
+    kTooLong,  ///< once for a line that is too long; the rest of it is discarded
+    kEnd       ///< end of input
+  };
+
+  /// read takes what is available, without waiting, up to the end of one line; the next line stays in the descriptor. A
+  /// line ends with LF, CR or both; the last one may end with the input.
+  Event read(int fd) {
+    const TimeLimit limit;  // another reader may have taken what poll() saw
+    for (std::size_t i = 0; i <= capacity && has_input(fd); ++i) {
+      char c = 0;
+      const ssize_t count = ::read(fd, &c, sizeof c);
+      if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
+        return Event::kNothing;
+      }
+      if (count <= 0) {
+        return count == 0 && size_ > 0 ? finish() : Event::kEnd;
+      }
+      if (const Event event = add(c); event != Event::kNothing) {
+        return event;
+      }
+    }
+    return Event::kNothing;
+  }
+
+  /// line is the last line, without its end, until the next read. A null character follows it.
+  std::string_view line() const { return {text_, line_size_}; }
+
+ private:
+  // The descriptor may be shared, as standard input is, and so cannot be made non-blocking.
+  static bool has_input(int fd) {
+    pollfd state = {fd, POLLIN, 0};
+    return poll(&state, 1, 0) > 0;
+  }
+
+  Event add(char c) {
+    const bool is_second_half = c == '\n' && is_behind_return_;
+    is_behind_return_ = c == '\r';
+    const bool is_end = c == '\n' || c == '\r';
+    if (is_skipping_ || is_second_half) {
+      is_skipping_ = is_skipping_ && !is_end;
+      return Event::kNothing;
+    }
+    if (is_end) {
+      return finish();
+    }
+    if (size_ == capacity) {
+      size_ = 0;
+      is_skipping_ = true;
+      return Event::kTooLong;
+    }
+    text_[size_++] = c;
+    return Event::kNothing;
+  }
+
+  Event finish() {
+    text_[size_] = '\0';
+    line_size_ = std::exchange(size_, 0);
+    return Event::kLine;
+  }
+
+  char text_[capacity + 1] = {};
+  std::size_t size_ = 0;  // of what has come of the next line
+  std::size_t line_size_ = 0;
+  bool is_skipping_ = false;
+  bool is_behind_return_ = false;
+};
+
+/// set_unix_path puts the path into the address of a Unix socket. Returns false if it is empty or too long (ENAMETOOLONG).
+[[nodiscard]] inline bool set_unix_path(sockaddr_un& address, std::string_view path) {
+  address = {};
+  address.sun_family = AF_UNIX;
+  if (path.empty() || path.size() >= sizeof address.sun_path) {
+    errno = ENAMETOOLONG;
+    return false;
+  }
+  path.copy(address.sun_path, path.size());
+  return true;
+}
+
+/// connect_unix returns a socket of this type, such as SOCK_STREAM, that is connected to the path; none, with errno set, if
+/// that is not possible.
+inline UniqueFd connect_unix(std::string_view path, int type) {
+  sockaddr_un address;
+  if (!set_unix_path(address, path)) {
+    return UniqueFd();
+  }
+  UniqueFd fd(socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
+  return connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ? std::move(fd)
+                                                                                             : UniqueFd();
+}
+
+/// UnixListener listens on a Unix socket, to which only the daemon's own user may connect. The socket goes with it.
+class UnixListener : Pinned {
+ public:
+  UnixListener() = default;
+  ~UnixListener() { static_cast<void>(close()); }
+
+  /// open listens on the path, and replaces a socket there on which nobody listens: a daemon that was killed has left it
+  /// behind. It is removed by the same path, so a relative one takes a working directory that stays. Returns false, with
+  /// errno set: ENAMETOOLONG also for no path, EADDRINUSE while another process listens there, ENOTSOCK for a file that is
+  /// not a socket.
+  [[nodiscard]] bool open(std::string_view path) {
+    static_cast<void>(close());
+    if (!set_unix_path(address_, path) || !make_room()) {
+      return false;
+    }
+    UniqueFd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    if (!fd || !bind_privately(fd.get())) {
+      return false;
+    }
+    inode_ = inode();
+    fd_ = std::move(fd);
+    return listen(fd_.get(), SOMAXCONN) == 0;
+  }
+
+  /// accept returns the next connection, which does not block; none, with errno set, if there is none.
+  UniqueFd accept() { return UniqueFd(accept4(fd_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC)); }
+
+  int fd() const { return fd_.get(); }
+  explicit operator bool() const { return static_cast<bool>(fd_); }
+
+  /// close removes the socket; but not what else has its name by now. Returns false, with errno set, if it cannot be
+  /// removed, or is gone.
+  bool close() {
+    if (!fd_) {
+      return true;
+    }
+    fd_.reset();
+    const ino_t found = inode();
+    return found != 0 && (found != inode_ || unlink(address_.sun_path) == 0);
+  }
+
+ private:
+  bool make_room() const {
+    struct stat status = {};
+    if (lstat(address_.sun_path, &status) != 0) {
+      return true;
+    }
+    if (!S_ISSOCK(status.st_mode)) {
+      errno = ENOTSOCK;
+      return false;
+    }
+    // EAGAIN: somebody listens but is busy.
+    if (connect_unix(address_.sun_path, SOCK_STREAM | SOCK_NONBLOCK) || errno == EAGAIN) {
+      errno = EADDRINUSE;
+      return false;
+    }
+    unlink(address_.sun_path);
+    return true;
+  }
+
+  bool bind_privately(int fd) const {
+    const mode_t mask = umask(0177);
+    const bool is_bound = bind(fd, reinterpret_cast<const sockaddr*>(&address_), sizeof address_) == 0;
+    const int saved = errno;
+    umask(mask);
+    errno = saved;
+    return is_bound;
+  }
+
+  // 0 if there is none.
+  ino_t inode() const {
+    struct stat status = {};
+    return lstat(address_.sun_path, &status) == 0 ? status.st_ino : 0;
+  }
+
+  sockaddr_un address_ = {};
+  ino_t inode_ = 0;
+  UniqueFd fd_;
+};
+
+/// LockFile keeps apart processes that start at the same time. The system takes the lock back even from one that was killed.
+class LockFile : Pinned {
+ public:
+  LockFile() = default;
+  ~LockFile() { static_cast<void>(release()); }
+
+  /// take locks the file, which is made if it does not exist. The text of the path must live as long as the lock. Returns
+  /// false, with errno set, if that is not possible: EWOULDBLOCK while another process has it.
+  [[nodiscard]] bool take(const char* path) {
+    path_ = path;
+    for (int tries = 10; tries > 0; --tries) {
+      UniqueFd fd(open(path, O_RDONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
+      if (!fd || flock(fd.get(), LOCK_EX | LOCK_NB) != 0) {
+        return false;
+      }
+      // Its last owner has removed the file, perhaps between the two calls: then the lock keeps nobody away.
+      if (is_named(fd.get())) {
+        fd_ = std::move(fd);
+        return true;
+      }
+    }
+    errno = EWOULDBLOCK;
+    return false;
+  }
+
+  explicit operator bool() const { return static_cast<bool>(fd_); }
+
+  /// release removes the file, and gives up the lock. Returns false, with errno set, if the file cannot be removed.
+  bool release() {
+    const bool is_removed = !fd_ || unlink(path_) == 0 || errno == ENOENT;
+    const int saved = errno;
+    fd_.reset();
+    errno = saved;
+    return is_removed;
+  }
+
+ private:
+  bool is_named(int fd) const {
+    struct stat opened = {};
+    struct stat named = {};
+    return fstat(fd, &opened) == 0 && stat(path_, &named) == 0 && opened.st_ino == named.st_ino &&
+           opened.st_dev == named.st_dev;
+  }
+
+  const char* path_ = nullptr;
+  UniqueFd fd_;
+};
+
+/// FileReplacement is what replace_file does, step by step.
+class FileReplacement {
+ public:
+  /// What a link leads to is replaced, not the link. A file that does not exist yet has no other name.
+  explicit FileReplacement(const char* path) : file_(realpath(path, real_) != nullptr ? real_ : path) {
+    has_room_ = std::snprintf(beside_, sizeof beside_, "%s.new", file_) < PATH_MAX;
+    std::snprintf(copy_, sizeof copy_, "%s", file_);
+    folder_ = dirname(copy_);
+    // Left behind by a power cut; a second name of the file itself, if that came between the two steps of a rename.
+    if (has_room_) {
+      unlink(beside_);
+    }
+  }
+
+  const char* beside() const { return beside_; }
+
+  /// A file that takes the place of another has an owner, a mode and a folder of its own.
+  bool is_possible() const {
+    struct stat status = {};
+    if (!has_room_ || access(folder_, W_OK | X_OK) != 0) {
+      return false;
+    }
+    if (lstat(file_, &status) != 0) {
+      return errno == ENOENT;
+    }
+    return S_ISREG(status.st_mode) && status.st_nlink == 1 && status.st_uid == geteuid() && access(file_, W_OK) == 0;
+  }
+
+  /// The file beside takes the old one's mode and place. Some file systems write the new name before the bytes, unless they
+  /// are told to sync.
+  bool finish() const {
+    struct stat status = {};
+    const UniqueFd fd(open(beside_, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    if (stat(file_, &status) == 0) {
+      static_cast<void>(fchmod(fd.get(), status.st_mode & 0777));
+    }
+    if (fsync(fd.get()) != 0 || std::rename(beside_, file_) != 0) {
+      return false;
+    }
+    const UniqueFd folder(open(folder_, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    fsync(folder.get());
+    return true;
+  }
+
+ private:
+  char real_[PATH_MAX];
+  char copy_[PATH_MAX];
+  char beside_[PATH_MAX];
+  const char* file_;
+  const char* folder_;
+  bool has_room_;
+};
+
+/// replace_file has a file written whole: a power cut leaves the old one or the new one. The callable gets the path of a file
+/// beside to write to, which then takes the place of the old one, and returns whether it could. Where that cannot be - in a
+/// folder that takes no new file, for a device, for a file of another user or with other names - it gets the path itself.
+/// Returns whether the file is written.
+template <class Write>
+bool replace_file(const char* path, Write write) {
+  const FileReplacement replacement(path);
+  if (!replacement.is_possible()) {
+    return write(path);
+  }
+  const bool is_replaced = write(replacement.beside()) && replacement.finish();
+  if (!is_replaced) {
+    unlink(replacement.beside());
+  }
+  return is_replaced;
+}
+
+}  // namespace userlib
+
+#endif
