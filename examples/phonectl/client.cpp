@@ -3,8 +3,6 @@
 #include <poll.h>
 #include <sys/socket.h>
 
-#include "phoned/core/clock.h"
-#include "phoned/core/unix_socket.h"
 
 namespace phonectl {
 
@@ -55,15 +53,15 @@ void Client::receive() {
 
 template <typename Question>
 void Client::turn_until(milliseconds time, Question is_enough) {
-  const timeval deadline = phoned::later(phoned::monotonic_now(), time);
-  while (!is_enough() && !phoned::is_reached(deadline, phoned::monotonic_now())) {
-    loop_.process(phoned::wait_until(deadline, phoned::monotonic_now()));
+  const timeval deadline = userlib::later(userlib::monotonic_now(), time);
+  while (!is_enough() && !userlib::is_reached(deadline, userlib::monotonic_now())) {
+    loop_.process(userlib::wait_until(deadline, userlib::monotonic_now()));
   }
 }
 
 std::string ask_console(const std::string& path, const std::string& line, milliseconds timeout) {
   const auto deadline = std::chrono::steady_clock::now() + timeout;
-  const userlib::UniqueFd fd = phoned::connect_unix(path, SOCK_STREAM);
+  const userlib::UniqueFd fd = userlib::connect_unix(path, SOCK_STREAM);
   if (!fd) {
     throw Error("no console at " + phoned::quote_path(path) + ": " + phoned::reason());
   }

@@ -11,7 +11,6 @@
 #include "fuzz_check.h"
 #include "fuzz_input.h"
 #include "models/digitmap_model.h"
-#include "phoned/core/clock.h"
 #include "phoned/core/dial_layer.h"
 #include "phoned/io/bridge.h"
 
@@ -289,7 +288,7 @@ class Twins {
   }
 
  private:
-  timeval time() const { return phoned::later({1000, 0}, milliseconds(now_)); }
+  timeval time() const { return userlib::later({1000, 0}, milliseconds(now_)); }
 
   void compare() const {
     FUZZ_CHECK(statistics_ == model_.statistics);

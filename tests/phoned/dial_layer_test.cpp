@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "phoned/core/clock.h"
 
 namespace {
 
@@ -28,7 +27,7 @@ class DialLayerTest : public ::testing::Test {
     return layer_.handle(phoned::parse_event(frame, peer_of(port)), now_);
   }
 
-  void pass(milliseconds time) { now_ = phoned::later(now_, time); }
+  void pass(milliseconds time) { now_ = userlib::later(now_, time); }
 
   // The outcomes that are due, each with its destination port: "7: 3 reject 1".
   std::vector<std::string> outcomes() {
@@ -216,39 +215,6 @@ TEST_F(DialLayerTest, Counts) {
   outcomes();
   const Statistics expected = {.datagrams = 11, .complete = 2, .rejected = 2, .timeouts = 2, .errors = 3};
   EXPECT_EQ(statistics_, expected);
-}
-
-TEST(Clock, AddsMilliseconds) {
-  const timeval time = phoned::later({5, 999000}, milliseconds(2002));
-  EXPECT_EQ(time.tv_sec, 8);
-  EXPECT_EQ(time.tv_usec, 1000);
-}
-
-TEST(Clock, ADeadlineIsReachedFromItsMicrosecondOn) {
-  EXPECT_FALSE(phoned::is_reached({5, 1}, {5, 0}));
-  EXPECT_TRUE(phoned::is_reached({5, 1}, {5, 1}));
-  EXPECT_TRUE(phoned::is_reached({5, 1}, {6, 0}));
-}
-
-TEST(Clock, NeverWaitsForNothing) {
-  const struct {
-    timeval deadline;
-    timeval wait;
-  } kCases[] = {
-      {{5, 500000}, {0, 500000}}, {{6, 499999}, {1, 499999}}, {{5, 1000}, {0, 1000}}, {{5, 999}, {0, 1000}},
-      {{5, 0}, {0, 1000}},        {{4, 999999}, {0, 1000}},   {{1, 0}, {0, 1000}},
-  };
-  for (const auto& row : kCases) {
-    const timeval wait = phoned::wait_until(row.deadline, {5, 0});
-    EXPECT_EQ(wait.tv_sec, row.wait.tv_sec);
-    EXPECT_EQ(wait.tv_usec, row.wait.tv_usec);
-  }
-}
-
-TEST(Clock, MovesOn) {
-  const timeval before = phoned::monotonic_now();
-  EXPECT_GT(before.tv_sec + before.tv_usec, 0);
-  EXPECT_TRUE(phoned::is_reached(before, phoned::monotonic_now()));
 }
 
 }  // namespace

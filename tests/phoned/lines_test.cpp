@@ -71,18 +71,18 @@ TEST(Lines, TellTheOverdueInAscendingOrder) {
 
 // The allocator stays installed, as the library's memory is that of the whole process.
 TEST(Allocator, CountsWhatTheLibraryHolds) {
-  phoned::install_counting_allocator();
-  const auto before = phoned::memory_figures;
+  userlib::count_memory();
+  const auto before = userlib::memory_figures;
   {
     const userlib::Frame frame = userlib::Frame::copy_of("0123456789");
     const phoned::Event event(phoned::Event::Kind::kDial, 7, sockaddr_in(), "110");
-    EXPECT_EQ(phoned::memory_figures.blocks, before.blocks + 3);
-    EXPECT_EQ(phoned::memory_figures.bytes, before.bytes + 13 + sizeof(sockaddr_in));
+    EXPECT_EQ(userlib::memory_figures.blocks, before.blocks + 3);
+    EXPECT_EQ(userlib::memory_figures.bytes, before.bytes + 13 + sizeof(sockaddr_in));
   }
-  EXPECT_EQ(phoned::memory_figures.blocks, before.blocks);
-  EXPECT_EQ(phoned::memory_figures.bytes, before.bytes);
-  EXPECT_EQ(phoned::memory_figures.allocations, before.allocations + 3);
-  EXPECT_GE(phoned::memory_figures.peak_bytes, before.bytes + 13 + sizeof(sockaddr_in));
+  EXPECT_EQ(userlib::memory_figures.blocks, before.blocks);
+  EXPECT_EQ(userlib::memory_figures.bytes, before.bytes);
+  EXPECT_EQ(userlib::memory_figures.allocations, before.allocations + 3);
+  EXPECT_GE(userlib::memory_figures.peak_bytes, before.bytes + 13 + sizeof(sockaddr_in));
   EXPECT_EQ(phoned::describe({2, 13, 20, 7}), "2 blocks of 13 bytes in use, 20 bytes at most, 7 allocations");
 }
 

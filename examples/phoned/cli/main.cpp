@@ -7,9 +7,6 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include "nuv_assert.h"
 #include "phoned/cli/options.h"
 #include "phoned/core/statistics.h"
@@ -217,7 +214,7 @@ int serve(const Options& options) {
   if (const std::string problem = trace::open(options.ini); !problem.empty()) {
     complain(problem);
   }
-  install_counting_allocator();
+  userlib::count_memory();
   DialPlan plan = load_plan(options);
   log_warnings(plan);
   bool is_clean = true;
@@ -227,7 +224,7 @@ int serve(const Options& options) {
     daemon.serve();
     is_clean = daemon.close();
   }
-  std::printf("phoned: memory: %s\n", describe(memory_figures).c_str());
+  std::printf("phoned: memory: %s\n", describe(userlib::memory_figures).c_str());
   std::printf("phoned: farewell\n");
   PHONED_LOG(INFO, trace::modules.phoned, "farewell");
   return is_clean ? 0 : kFailure;
@@ -261,20 +258,11 @@ int run(Options options) {
   return serve(options);
 }
 
-// Otherwise the next file or socket would get a free number from 0 to 2, and with it all that is printed.
-void occupy_standard_descriptors() {
-  int fd = open("/dev/null", O_RDWR);
-  while (fd >= 0 && fd <= STDERR_FILENO) {
-    fd = open("/dev/null", O_RDWR);
-  }
-  close(fd);
-}
-
 }  // namespace
 }  // namespace phoned
 
 int main(int argc, char** argv) {
-  phoned::occupy_standard_descriptors();
+  userlib::occupy_standard_descriptors();
   std::setvbuf(stdout, nullptr, _IOLBF, 0);  // lines are written at once, to a pipe too
   int status_of_error = phoned::kUsage;
   try {

@@ -1,6 +1,5 @@
 #include "phoned/core/dial_layer.h"
 
-#include "phoned/core/clock.h"
 #include "phoned/core/trace.h"
 
 namespace phoned {
@@ -83,7 +82,7 @@ std::string DialLayer::dial(Event& event, const timeval& now) {
       return decide(line, *call, verdict);
     }
   }
-  call->deadline = later(now, interdigit_);
+  call->deadline = userlib::later(now, interdigit_);
   return answer(line, outcome(call->digits, {Verdict::Kind::kMore}));
 }
 

@@ -16,7 +16,6 @@
 
 #include "nuv_addressmanager.h"
 #include "nuv_md5.h"
-#include "phoned/core/clock.h"
 #include "phoned/core/protocol.h"
 #include "userlib.hpp"
 
@@ -73,7 +72,7 @@ class Lines : userlib::Pinned {
     std::optional<timeval> first;
     for (const IndexMapPair& pair : slot_of_line_) {
       const auto& deadline = calls_[pair.m_uValue].deadline;
-      if (deadline && (!first || is_reached(*deadline, *first))) {
+      if (deadline && (!first || userlib::is_reached(*deadline, *first))) {
         first = deadline;
       }
     }
@@ -85,7 +84,7 @@ class Lines : userlib::Pinned {
     std::vector<uint8_t> lines;
     for (const IndexMapPair& pair : slot_of_line_) {
       const auto& deadline = calls_[pair.m_uValue].deadline;
-      if (deadline && is_reached(*deadline, now)) {
+      if (deadline && userlib::is_reached(*deadline, now)) {
         lines.push_back(static_cast<uint8_t>(pair.m_iKey));
       }
     }

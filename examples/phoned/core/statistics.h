@@ -1,14 +1,12 @@
-// What phoned counts: what it has done since it started, and the memory of the library's frames and messages.
+// What phoned has done since it started.
 #ifndef EXAMPLES_PHONED_CORE_STATISTICS_H
 #define EXAMPLES_PHONED_CORE_STATISTICS_H
 
-#include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <tuple>
 
-#include "nuv_memory.h"
+#include "userlib.hpp"
 
 namespace phoned {
 
@@ -46,37 +44,7 @@ inline std::string report(const Statistics& counts, const Statistics& before) {
   return lines;
 }
 
-struct MemoryFigures {
-  uint64_t blocks = 0;       // allocated now
-  uint64_t bytes = 0;        // allocated now
-  uint64_t peak_bytes = 0;   // allocated at most
-  uint64_t allocations = 0;  // since the start
-};
-inline MemoryFigures memory_figures;
-
-// Makes the library allocate its blocks here. To be called before it has allocated any.
-inline void install_counting_allocator() {
-  const auto allocate = [](uint32_t size) {
-    void* const block = std::malloc(size);
-    if (block != nullptr) {
-      ++memory_figures.blocks;
-      ++memory_figures.allocations;
-      memory_figures.bytes += size;
-      memory_figures.peak_bytes = std::max(memory_figures.peak_bytes, memory_figures.bytes);
-    }
-    return block;
-  };
-  const auto release = [](void* block, uint32_t size) {
-    if (block != nullptr) {
-      --memory_figures.blocks;
-      memory_figures.bytes -= size;
-      std::free(block);
-    }
-  };
-  NUV_installMemoryManager(allocate, release);
-}
-
-inline std::string describe(const MemoryFigures& figures) {
+inline std::string describe(const userlib::MemoryFigures& figures) {
   return std::to_string(figures.blocks) + " blocks of " + std::to_string(figures.bytes) + " bytes in use, " +
          std::to_string(figures.peak_bytes) + " bytes at most, " + std::to_string(figures.allocations) + " allocations";
 }

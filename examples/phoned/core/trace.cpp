@@ -14,7 +14,6 @@
 
 #include "nuv_tracelevelinit.h"
 #include "phoned/core/text.h"
-#include "phoned/core/unix_socket.h"
 
 namespace phoned::trace {
 
@@ -27,7 +26,7 @@ uint64_t g_lost = 0;
 // taken over. Some logs are datagram sockets, some are streams.
 bool has_room() {
   for (const int type : {SOCK_DGRAM, SOCK_STREAM}) {
-    if (const userlib::UniqueFd fd = connect_unix(_PATH_LOG, type | SOCK_NONBLOCK)) {
+    if (const userlib::UniqueFd fd = userlib::connect_unix(_PATH_LOG, type | SOCK_NONBLOCK)) {
       pollfd state = {fd.get(), POLLOUT, 0};
       return poll(&state, 1, 0) == 1 && (state.revents & POLLOUT) != 0;
     }
@@ -59,7 +58,7 @@ void message(const Part& from, std::string_view text, const Part& to, Way way) {
 
 bool is_behind() {
   if (g_lost > 0 && g_uses_system_log && has_room()) {
-    const TimeLimit limit;
+    const userlib::TimeLimit limit;
     const uint64_t lost = std::exchange(g_lost, 0);
     NUV_LOG_WARNING(modules.phoned, "%" PRIu64 " lines could not be written", lost);
   }
@@ -75,7 +74,7 @@ bool is_damaged(const std::string& init_file) {
   if (!file) {
     return false;
   }
-  const TimeLimit limit;  // the library says in the system log what is wrong
+  const userlib::TimeLimit limit;  // the library says in the system log what is wrong
   TraceLevelInit table;
   NUV_TraceLevelInit_construct(&table);
   return !NUV_TraceLevelInit_restore(&table, file.get());

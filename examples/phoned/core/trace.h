@@ -7,7 +7,6 @@
 #include <string_view>
 
 #include "nuv_sysloglevel.h"
-#include "phoned/core/clock.h"
 #include "userlib.hpp"
 
 namespace phoned::trace {
@@ -33,7 +32,7 @@ class Line : userlib::Pinned {
   explicit operator bool() const { return limit_.has_value(); }
 
  private:
-  std::optional<TimeLimit> limit_;
+  std::optional<userlib::TimeLimit> limit_;
 };
 
 // Writes a line as NUV_LOG_<type>(module, "format", ...) does.

@@ -4,7 +4,6 @@
 
 #include <arpa/inet.h>
 
-#include "phoned/core/clock.h"
 #include "phoned/core/text.h"
 
 namespace phoned {
@@ -63,7 +62,8 @@ void Channel::on_datagram() {
     drop_datagram(server_.socket());
     const std::string why = "datagram of " + std::to_string(waiting->size) + " bytes: at most " +
                             std::to_string(kMaxDatagram) + " are taken";
-    answer(waiting->sender, dial_layer_.handle(Event(Event::Kind::kBad, 0, waiting->sender, why), monotonic_now()));
+    answer(waiting->sender,
+           dial_layer_.handle(Event(Event::Kind::kBad, 0, waiting->sender, why), userlib::monotonic_now()));
   } else {
     server_.socket_read();
     sender_ = server_.peer();
@@ -109,7 +109,7 @@ void Channel::on_request() {
   trace::message(part_of(sender_), datagram.text(), part(), trace::Way::kIn);
   trace::message(part(), datagram.text(), kDialLayer, trace::Way::kIn);
   PHONED_LOG(TRACE, trace::modules.line, "event %s", quote(datagram.text()).c_str());
-  answer(sender_, dial_layer_.handle(parse_event(datagram, sender_), monotonic_now()));
+  answer(sender_, dial_layer_.handle(parse_event(datagram, sender_), userlib::monotonic_now()));
 }
 
 void Channel::answer(const sockaddr_in& card, const std::string& text) {
@@ -142,10 +142,10 @@ void Channel::count_loss(const char* what) {
 // of the usual size holds, so that a flood cannot suspend deadlines.
 void Channel::decide_overdue() {
   constexpr uint32_t kMostTurns = 1000;  // a datagram takes two
-  const timeval now = monotonic_now();
+  const timeval now = userlib::monotonic_now();
   const auto deadline = dial_layer_.next_deadline();
   const auto has_datagram = [this] { return waiting_datagram(server_.socket()) || !requests_.is_empty(); };
-  if (!deadline || !is_reached(*deadline, now)) {
+  if (!deadline || !userlib::is_reached(*deadline, now)) {
     turns_since_due_ = 0;
   } else if (!has_datagram() || ++turns_since_due_ >= kMostTurns) {
     turns_since_due_ = 0;
@@ -159,8 +159,9 @@ void Channel::decide_overdue() {
 // One timer serves all 256 lines, because a reactor has 80. Fails only when it is set for the first time.
 bool Channel::wait_for_deadline() {
   constexpr std::chrono::hours kNoDeadline{24};
-  const timeval now = monotonic_now();
-  return deadline_.start(wait_until(dial_layer_.next_deadline().value_or(later(now, kNoDeadline)), now));
+  const timeval now = userlib::monotonic_now();
+  return deadline_.start(
+      userlib::wait_until(dial_layer_.next_deadline().value_or(userlib::later(now, kNoDeadline)), now));
 }
 
 }  // namespace phoned

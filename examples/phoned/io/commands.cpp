@@ -12,7 +12,6 @@
 #include "nuv_bandwidth.h"
 #include "nuv_sysloglevel.h"
 #include "nuv_utility.h"
-#include "phoned/core/clock.h"
 #include "phoned/core/text.h"
 #include "phoned/core/trace.h"
 #include "phoned/io/output.h"
@@ -54,7 +53,7 @@ std::string describe(uint8_t line, const Call& call, const timeval& now) {
   std::string text = std::to_string(line) + (call.is_decided ? " decided" : " collecting");
   text += (call.digits.empty() ? "" : " ") + call.digits;
   if (call.deadline) {
-    const timeval wait = wait_until(*call.deadline, now);
+    const timeval wait = userlib::wait_until(*call.deadline, now);
     text += ", " + std::to_string(wait.tv_sec * 1000 + wait.tv_usec / 1000) + " ms left";
   }
   return text + "\n";
@@ -86,7 +85,7 @@ std::optional<int> status_of(pid_t child) {
 // ---- Commands that need little ----
 
 std::string describe(const Lines& lines) {
-  const timeval now = monotonic_now();
+  const timeval now = userlib::monotonic_now();
   std::string text;
   for (size_t line = 0; line < kLineCount; ++line) {
     const auto number = static_cast<uint8_t>(line);
@@ -171,7 +170,7 @@ Commands::Commands(const DialLayer& dial_layer, Statistics& statistics, const st
           {"mac", "BASE OFFSET", 2, 2, mac},
           {"bandwidth", "OVERHEAD ATM BITS PTIME FACTOR COUNT", 6, 6, bandwidth},
           {"cert", "FILE NEEDLE", 2, 2, cert},
-          {"mem", "", 0, kAny, [](const Words&) { return describe(memory_figures) + "\n"; }},
+          {"mem", "", 0, kAny, [](const Words&) { return describe(userlib::memory_figures) + "\n"; }},
           {"stop", "", 0, kAny,
            [stop](const Words&) {
              stop();
@@ -242,11 +241,12 @@ std::string Commands::tr(const Words& words) {
   if (!printed.is_open()) {
     throw Error(kNoCapture);
   }
-  const TimeLimit limit;  // the operator may name a device to save to
+  const userlib::TimeLimit limit;  // the operator may name a device to save to
   if (command == "save" && words.count <= 3) {
-    // In the library's words.
-    return save_masks(file) ? "Actual tracelevel is saved in file " + file + "\n"
-                            : "File " + file + " is not updated\n";
+    // In the library's words. A power cut leaves the old file or the new one; the library alone would write over it.
+    return userlib::replace_file(file.c_str(), [](const char* path) { return NUV_Sysloglevel_saveInitFile(path); })
+               ? "Actual tracelevel is saved in file " + file + "\n"
+               : "File " + file + " is not updated\n";
   }
   NUV_Sysloglevel_handleCmd(&console_.record(), words.count, words.words);
   if (command == "console" || command == "file") {

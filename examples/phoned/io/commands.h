@@ -21,12 +21,6 @@ namespace phoned {
 // certificate.cpp: whether the subject of the first certificate in a PEM file matches the needle, in words.
 std::string match_subject(const std::string& file, const std::string& needle);
 
-// init_file.cpp: saves the trace masks, and returns whether that was possible. The library writes over what is there; so that
-// a power cut leaves the old file or the new one, it is given a file beside it, which then takes its place. Where that cannot
-// be - in a directory that takes no new file, for a device, for a file of another user or with other names - the library
-// writes to the file itself.
-bool save_masks(const std::string& path);
-
 // shell_command.cpp: a child process that runs the command, and writes its output and status to the descriptor. It ends with
 // a status other than 0 if that was not possible.
 pid_t start_shell_command(const std::string& command, int answer_fd);
@@ -39,7 +33,7 @@ class Commands : userlib::Pinned {
 
   void open() { pipe_.open(); }
 
-  // Carries out a line of at most LineReader::kLongestLine characters.
+  // Carries out a line of at most 255 characters.
   void handle(const std::string& line, int answer_fd);
 
   // Writes to a descriptor that does not block. A text that does not fit is cut, and counted.

@@ -7,8 +7,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/file.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "nuv_assert.h"
@@ -18,10 +16,6 @@
 namespace phoned {
 
 namespace {
-
-using userlib::UniqueFd;
-
-constexpr int kOpenFlags = O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
 
 bool g_has_failed = false;
 std::function<void()> g_give_up;
@@ -51,6 +45,10 @@ void check_pid_file(const std::string& file) {
   }
 }
 
+std::string cannot_remove(const std::string& file) {
+  return "file " + quote_path(file) + " cannot be removed: " + reason();
+}
+
 Error no_room(const std::string& file) {
   return Error("pid file " + quote_path(file) + " cannot be written: the disk may be full; choose another --run-dir");
 }
@@ -58,18 +56,12 @@ Error no_room(const std::string& file) {
 // Makes an empty file, having tried whether there is room for a number while an Error can still be read.
 void reserve(const std::string& file) {
   constexpr std::string_view kBlank = "          \n";
-  const UniqueFd fd(open(file.c_str(), O_WRONLY | O_TRUNC | kOpenFlags, 0666));
+  const userlib::UniqueFd fd(
+      open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666));
   if (write(fd.get(), kBlank.data(), kBlank.size()) != static_cast<ssize_t>(kBlank.size()) ||
       ftruncate(fd.get(), 0) != 0) {
     throw no_room(file);
   }
-}
-
-bool is_file(const UniqueFd& fd, const std::string& name) {
-  struct stat opened = {};
-  struct stat named = {};
-  return fstat(fd.get(), &opened) == 0 && stat(name.c_str(), &named) == 0 && opened.st_ino == named.st_ino &&
-         opened.st_dev == named.st_dev;
 }
 
 }  // namespace
@@ -104,34 +96,28 @@ std::string Instance::release() {
   if (!lock_) {
     return "";
   }
-  std::string problem;
   const bool is_ours =
       !is_odd(pid_file_) && (daemon_->check_pid_file() || NUV_Utility_get_pid_from_file(pid_file_.c_str()) == 0);
-  for (const std::string& name : {is_ours ? pid_file_ : "", lock_file_}) {
-    if (!name.empty() && unlink(name.c_str()) != 0 && errno != ENOENT && problem.empty()) {
-      problem = "file " + quote_path(name) + " cannot be removed: " + reason();
-    }
+  std::string problem;
+  if (is_ours && unlink(pid_file_.c_str()) != 0 && errno != ENOENT) {
+    problem = cannot_remove(pid_file_);
   }
-  lock_.reset();
+  if (!lock_.release() && problem.empty()) {
+    problem = cannot_remove(lock_file_);
+  }
   return problem;
 }
 
-// Keeps apart those that start at the same time. The owner of the lock removes the file, so that a file which was opened may
-// have lost its name before it is locked: then it does not count.
 void Instance::lock() {
   for (int i = 0; i < 100; ++i) {
-    UniqueFd fd(open(lock_file_.c_str(), O_RDONLY | kOpenFlags, 0600));
-    if (!fd) {
+    if (lock_.take(lock_file_.c_str())) {
+      return;
+    }
+    if (errno != EWOULDBLOCK) {
       throw Error("lock file " + quote_path(lock_file_) + " cannot be opened: " + reason() +
                   "; choose another --run-dir");
     }
-    const bool is_locked = flock(fd.get(), LOCK_EX | LOCK_NB) == 0;
-    if (is_locked && is_file(fd, lock_file_)) {
-      lock_ = std::move(fd);
-      return;
-    }
-    fd.reset();
-    const int32_t pid = is_locked ? 0 : NUV_Utility_get_pid_from_file(pid_file_.c_str());
+    const int32_t pid = NUV_Utility_get_pid_from_file(pid_file_.c_str());
     if (pid > 0 && NUV_Utility_test_pid_exists(pid) == 1) {
       throw Error("is already running as process " + std::to_string(pid) + ", see " + quote_path(pid_file_) +
                   "; stop it first, or choose another --run-dir");

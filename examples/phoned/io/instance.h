@@ -33,7 +33,7 @@ class Instance : userlib::Pinned {
   std::optional<userlib::Daemon> daemon_;
   std::string pid_file_;
   std::string lock_file_;
-  userlib::UniqueFd lock_;
+  userlib::LockFile lock_;
 };
 
 }  // namespace phoned

@@ -2,17 +2,15 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
 #include <utility>
 
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <unistd.h>
+#include <sys/un.h>
 
 #include "phoned/core/text.h"
 #include "phoned/core/trace.h"
-#include "phoned/core/unix_socket.h"
 #include "phoned/io/output.h"
 
 namespace phoned {
@@ -20,37 +18,6 @@ namespace phoned {
 namespace {
 
 using userlib::UniqueFd;
-
-Error socket_error(const std::string& path, const std::string& why) {
-  return Error("console socket " + quote_path(path) + " " + why);
-}
-
-// Removes a socket on which nobody listens: a phoned that was killed has left it behind.
-void make_room(const std::string& path) {
-  struct stat status = {};
-  if (lstat(path.c_str(), &status) != 0) {
-    return;
-  }
-  if (!S_ISSOCK(status.st_mode)) {
-    throw socket_error(path, "cannot be made: a file that is not a socket is there");
-  }
-  // EAGAIN: somebody listens but is busy.
-  if (connect_unix(path, SOCK_STREAM | SOCK_NONBLOCK) || errno == EAGAIN) {
-    throw socket_error(path, "is in use: another process listens there");
-  }
-  unlink(path.c_str());
-}
-
-// Only phoned's own user may connect.
-bool bind_privately(const UniqueFd& fd, const std::string& path) {
-  const sockaddr_un address = unix_address(path);
-  const mode_t mask = umask(0177);
-  const bool is_bound = bind(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-  const int saved = errno;
-  umask(mask);
-  errno = saved;
-  return is_bound;
-}
 
 // Opened for reading and writing: so it neither waits for the other side nor ends with it.
 UniqueFd open_fifo(const std::string& path) {
@@ -70,12 +37,6 @@ UniqueFd open_fifo(const std::string& path) {
 
 int open_reserve() {
   return open("/dev/null", O_RDONLY | O_CLOEXEC);
-}
-
-// 0 if there is none.
-ino_t inode_of(const std::string& path) {
-  struct stat status = {};
-  return lstat(path.c_str(), &status) == 0 ? status.st_ino : 0;
 }
 
 // Errors after which the connection stays in the socket, which stays ready.
@@ -115,24 +76,22 @@ void Operators::open(const Channels& channels) {
 }
 
 void Operators::open_socket(const std::string& path) {
-  constexpr size_t kLongest = sizeof sockaddr_un::sun_path - 1;
-  if (path.empty() || path.size() > kLongest) {
-    throw Error("console socket " + quote(path) + ": must be a path of 1 to " + std::to_string(kLongest) +
-                " characters");
+  socket_name_ = "console socket " + quote_path(path);
+  if (!listener_.open(path)) {
+    switch (errno) {
+      case ENAMETOOLONG:
+        throw Error("console socket " + quote(path) + ": must be a path of 1 to " +
+                    std::to_string(sizeof sockaddr_un::sun_path - 1) + " characters");
+      case ENOTSOCK:
+        throw Error(socket_name_ + " cannot be made: a file that is not a socket is there");
+      case EADDRINUSE:
+        throw Error(socket_name_ + " is in use: another process listens there");
+      default:
+        throw Error(socket_name_ + " cannot be made: " + reason());
+    }
   }
-  make_room(path);
-  UniqueFd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-  if (!fd || !bind_privately(fd, path)) {
-    throw socket_error(path, "cannot be made: " + reason());
-  }
-  // The working directory may change before the socket is removed.
-  std::error_code unused;
-  socket_path_ = std::filesystem::absolute(path, unused).string();
-  socket_inode_ = inode_of(socket_path_);
-  socket_ = std::move(fd);
   reserve_.reset(open_reserve());
-  listen(socket_.get(), SOMAXCONN);
-  if (!operator_.read_external(socket_.get())) {
+  if (!operator_.read_external(listener_.fd())) {
     throw Error(kCannotWatch);
   }
 }
@@ -157,25 +116,18 @@ std::string Operators::close() {
   while (!sessions_.empty()) {
     end(sessions_.front());
   }
-  if (!socket_) {
+  operator_.stop();
+  reserve_.reset();
+  if (listener_.close()) {
     return "";
   }
-  operator_.stop();
-  socket_.reset();
-  reserve_.reset();
-  // Another file with its name is not phoned's.
-  const ino_t inode = inode_of(socket_path_);
-  if (inode == 0) {
-    return socket_error(socket_path_, "cannot be removed: it is gone").what();
-  }
-  const bool is_left = inode == socket_inode_ && unlink(socket_path_.c_str()) != 0;
-  return is_left ? socket_error(socket_path_, "cannot be removed: " + reason()).what() : "";
+  return socket_name_ + " cannot be removed: " + (errno == ENOENT ? "it is gone" : reason());
 }
 
 // ---- An operator connects ----
 
 void Operators::on_operator() {
-  UniqueFd fd(accept4(socket_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+  UniqueFd fd = listener_.accept();
   if (!fd) {
     if (is_shortage(errno)) {
       refuse_without_descriptor();
@@ -198,7 +150,7 @@ void Operators::on_operator() {
 void Operators::refuse_without_descriptor() {
   PHONED_LOG(ERROR, trace::modules.console, "no descriptor is free for an operator");
   reserve_.reset();
-  UniqueFd fd(accept4(socket_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+  UniqueFd fd = listener_.accept();
   const bool is_hopeless = !fd && is_shortage(errno);
   if (fd) {
     refuse(fd.get(), "no descriptor is free for another operator: try again later");
@@ -219,7 +171,7 @@ void Operators::listen_again() {
   if (!reserve_) {
     reserve_.reset(open_reserve());
   }
-  if (!operator_.read_external(socket_.get())) {
+  if (!operator_.read_external(listener_.fd())) {
     listen_later();
   }
 }
@@ -233,11 +185,11 @@ void Operators::on_input(Session& session) {
       return;
     case LineReader::Event::kLine:
       PHONED_LOG(INFO, trace::modules.console, "line %s", quote_path(session.reader.line()).c_str());
-      commands_.handle(session.reader.line(), session.answer_fd());
+      commands_.handle(std::string(session.reader.line()), session.answer_fd());
       break;
     case LineReader::Event::kTooLong:
       refuse(session.answer_fd(),
-             "the line is too long: at most " + std::to_string(LineReader::kLongestLine) + " bytes are allowed");
+             "the line is too long: at most " + std::to_string(kLongestLine) + " bytes are allowed");
       break;
     case LineReader::Event::kEnd:
       on_end(session);

@@ -11,10 +11,7 @@
 #include <optional>
 #include <string>
 
-#include <sys/types.h>
-
 #include "phoned/io/commands.h"
-#include "phoned/io/line_reader.h"
 #include "userlib.hpp"
 
 namespace phoned {
@@ -22,6 +19,7 @@ namespace phoned {
 class Operators : userlib::Pinned {
  public:
   static constexpr size_t kMaxConnections = 8;
+  static constexpr size_t kLongestLine = 255;  // what the library's console takes
 
   struct Channels {
     std::optional<std::string> socket_path = {};
@@ -43,6 +41,8 @@ class Operators : userlib::Pinned {
   std::string close();
 
  private:
+  using LineReader = userlib::LineReader<kLongestLine>;
+
   // An operator. A connection is for one line, and ends with the answer; a FIFO and the standard input are for many.
   struct Session {
     Session(Operators& operators, userlib::UniqueFd in_fd, userlib::UniqueFd out_fd);
@@ -71,9 +71,8 @@ class Operators : userlib::Pinned {
   userlib::Reactor& loop_;
   Commands& commands_;
   std::chrono::seconds patience_{};
-  std::string socket_path_;  // absolute
-  ino_t socket_inode_ = 0;
-  userlib::UniqueFd socket_;
+  std::string socket_name_;  // in messages
+  userlib::UnixListener listener_;
   userlib::UniqueFd reserve_;  // closed to refuse an operator when no other descriptor is free
   userlib::Watch operator_{loop_, [this] { on_operator(); }};
   userlib::Timer pause_{loop_, [this] { listen_again(); }};

@@ -12,7 +12,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "phoned/core/clock.h"
 #include "phoned/core/text.h"
 
 namespace phoned {
@@ -94,8 +93,8 @@ void Output::flush() {
 }
 
 void Output::finish() {
-  const timeval end = later(monotonic_now(), kPatience);
-  for (flush(); !waiting_.empty() && !is_reached(end, monotonic_now()); flush()) {
+  const timeval end = userlib::later(userlib::monotonic_now(), kPatience);
+  for (flush(); !waiting_.empty() && !userlib::is_reached(end, userlib::monotonic_now()); flush()) {
     poll(nullptr, 0, 10);
   }
 }
@@ -124,7 +123,7 @@ bool Output::write_piece() {
   if (poll(&state, 1, 0) != 1) {
     return false;
   }
-  const TimeLimit limit;  // another process may have taken the room
+  const userlib::TimeLimit limit;  // another process may have taken the room
   const size_t size = std::min<size_t>(waiting_.size(), PIPE_BUF);
   const ssize_t count = is_socket_ ? send(sink_.get(), waiting_.data(), size, MSG_DONTWAIT | MSG_NOSIGNAL)
                                    : write(sink_.get(), waiting_.data(), size);
