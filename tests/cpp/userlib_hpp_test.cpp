@@ -61,7 +61,8 @@ static_assert(kMoves<userlib::Memory> && kMoves<userlib::Frame> && kMoves<userli
 static_assert(kStays<Reactor> && kStays<Timer> && kStays<Watch> && kStays<userlib::IndexMap<1>> &&
               kStays<userlib::Console<1>> && kStays<userlib::Command> && kStays<userlib::Daemon> &&
               kStays<userlib::Tracing> && kStays<userlib::Signals> && kStays<userlib::LineReader<1>> &&
-              kStays<userlib::UnixListener> && kStays<userlib::LockFile> && kStays<userlib::TimeLimit> &&
+              kStays<userlib::UnixListener> && kStays<userlib::Output> && kStays<userlib::Capture> &&
+              kStays<userlib::LockFile> && kStays<userlib::TimeLimit> &&
               kStays<userlib::Owned<Level, NUV_Level_construct, NUV_Level_destruct>>);
 
 std::pair<int64_t, int64_t> pair_of(const timeval& time) {
@@ -1156,6 +1157,47 @@ TEST(UserlibHppPipe, CarriesBytesAndCloses) {
   pipe.close();
   EXPECT_FALSE(support::is_open_descriptor(read_fd));
   EXPECT_FALSE(support::is_open_descriptor(write_fd));
+}
+
+TEST(UserlibHppPipe, DoesNotWaitIfItIsNotToBlock) {
+  userlib::Pipe pipe;
+  ASSERT_TRUE(pipe.open_nonblocking());
+  char byte = 0;
+  EXPECT_TRUE(pipe.is_empty());
+  EXPECT_EQ(pipe.read(&byte, 1), -1);
+  EXPECT_EQ(errno, EAGAIN);
+  while (pipe.write(std::string(4096, 'x')) > 0) {
+  }
+  EXPECT_EQ(errno, EAGAIN);
+  EXPECT_FALSE(pipe.is_empty());
+}
+
+TEST(UserlibHppUdp, LooksAtADatagramBeforeABridgeReads) {
+  int ends[2];
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_DGRAM, 0, ends), 0);
+  EXPECT_EQ(userlib::waiting_datagram(ends[0]), std::nullopt) << "does not wait";
+  EXPECT_EQ(send(ends[1], "", 0, 0), 0);
+  EXPECT_EQ(send(ends[1], std::string(1025, 'x').data(), 1025, 0), 1025);
+  EXPECT_EQ(userlib::waiting_datagram(ends[0]), std::optional<size_t>(0));
+  userlib::drop_datagram(ends[0]);
+  EXPECT_EQ(userlib::waiting_datagram(ends[0]), std::optional<size_t>(1025));
+  userlib::drop_datagram(ends[0]);
+  userlib::drop_datagram(ends[0]);
+  EXPECT_EQ(userlib::waiting_datagram(ends[0]), std::nullopt);
+  EXPECT_FALSE(userlib::can_be_bridged(0));
+  EXPECT_TRUE(userlib::can_be_bridged(1) && userlib::can_be_bridged(1024));
+  EXPECT_FALSE(userlib::can_be_bridged(1025));
+  close(ends[0]);
+  close(ends[1]);
+}
+
+TEST(UserlibHppMessage, ShowsItsItemsAsText) {
+  userlib::Message message;
+  message.add(0, userlib::Memory::copy_of("110"));
+  message.add(0, userlib::Memory());
+  EXPECT_EQ(message.text(0), "110");
+  EXPECT_EQ(message.text(1), "");
+  EXPECT_EQ(message.text(2), "") << "there is no such item";
 }
 
 TEST(UserlibHppPipe, IsClosedByAssigningAnother) {

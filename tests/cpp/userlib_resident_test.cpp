@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -223,6 +224,66 @@ TEST(UserlibHppUnixListener, LeavesWhatHasItsNameByNow) {
   const FaultInjector fault("unlink", 1, EROFS);
   EXPECT_FALSE(listener.close());
   EXPECT_EQ(errno, EROFS);
+}
+
+// Descriptors 0 to 2 are another test's business.
+class WithoutFreeDescriptors {
+ public:
+  WithoutFreeDescriptors() {
+    getrlimit(RLIMIT_NOFILE, &before_);
+    const UniqueFd next(open("/dev/null", O_RDONLY));
+    set(static_cast<rlim_t>(next.get()));
+  }
+  ~WithoutFreeDescriptors() { set(before_.rlim_cur); }
+  WithoutFreeDescriptors(const WithoutFreeDescriptors&) = delete;
+  WithoutFreeDescriptors& operator=(const WithoutFreeDescriptors&) = delete;
+
+ private:
+  void set(rlim_t most) const {
+    const rlimit limit = {most, before_.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &limit);
+  }
+
+  rlimit before_ = {};
+};
+
+TEST(UserlibHppUnixListener, RefusesWithItsReserve) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.file("console");
+  UnixListener listener;
+  ASSERT_TRUE(listener.open(path));
+  const UniqueFd first = userlib::connect_unix(path, SOCK_STREAM);
+  const UniqueFd second = userlib::connect_unix(path, SOCK_STREAM);
+  char said = 0;
+  const auto tell = [](int fd) { EXPECT_EQ(write(fd, "x", 1), 1); };
+  {
+    const WithoutFreeDescriptors none_free;
+    EXPECT_FALSE(listener.accept());
+    EXPECT_TRUE(UnixListener::is_shortage(errno));
+    EXPECT_TRUE(listener.refuse(tell));
+    EXPECT_TRUE(listener.refuse(tell)) << "the reserve is there again";
+    EXPECT_TRUE(listener.refuse([](int) { ADD_FAILURE() << "nobody is left in the socket"; }));
+  }
+  for (const UniqueFd* client : {&first, &second}) {
+    EXPECT_EQ(read(client->get(), &said, 1), 1);
+    EXPECT_EQ(read(client->get(), &said, 1), 0) << "refused, and disconnected";
+  }
+}
+
+TEST(UserlibHppUnixListener, TellsThatNotEvenItsReserveHelps) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.file("console");
+  UnixListener listener;
+  ASSERT_TRUE(listener.open(path));
+  const UniqueFd client = userlib::connect_unix(path, SOCK_STREAM);
+  rlimit before = {};
+  getrlimit(RLIMIT_NOFILE, &before);
+  const rlimit none = {0, before.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  const bool is_refused = listener.refuse([](int) {});
+  setrlimit(RLIMIT_NOFILE, &before);
+  EXPECT_FALSE(is_refused);
+  EXPECT_TRUE(listener.accept()) << "the connection is still there";
 }
 
 // ---- A lock ----

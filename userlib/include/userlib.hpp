@@ -25,6 +25,7 @@
  *     userlib_messaging.hpp  MessageData, Message, Pipe, UdpServer, UdpClient
  *     userlib_tracing.hpp    Tracing
  *     userlib_process.hpp    Console<N>, Command, Daemon, Signals
+ *     userlib_output.hpp     Output, Capture
  *     userlib_resident.hpp   LineReader<N>, UnixListener, LockFile, TimeLimit, replace_file
  *     userlib_telephony.hpp  DigitMap
  *
@@ -62,6 +63,7 @@
 #include "userlib_core.hpp"
 #include "userlib_loop.hpp"
 #include "userlib_messaging.hpp"
+#include "userlib_output.hpp"
 #include "userlib_process.hpp"
 #include "userlib_resident.hpp"
 #include "userlib_telephony.hpp"

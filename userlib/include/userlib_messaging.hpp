@@ -5,12 +5,17 @@
 #ifndef USERLIB_MESSAGING_HPP
 #define USERLIB_MESSAGING_HPP
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <optional>
 #include <string_view>
 #include <utility>
 
+#include <fcntl.h>
 #include <netinet/in.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
 
 #include "nuv_message.h"
 #include "nuv_messagedata.h"
@@ -82,6 +87,16 @@ class Message {
   /// add appends an item with the block, which is left empty. The caller sees to it that there is room.
   void add(int32_t type, Memory&& block) { NUV_Message_add(&record_, type, &block.record()); }
 
+  /// text shows the bytes of an item as characters, none if there is no such item. Good as long as it keeps its block.
+  std::string_view text(uint32_t index) {
+    if (index >= size()) {
+      return {};
+    }
+    const ::Memory* const block = NUV_MessageData_data(data(index));
+    const uint8_t* const bytes = NUV_Memory_begin(block);
+    return {reinterpret_cast<const char*>(bytes), bytes != nullptr ? NUV_Memory_size(block) : 0};
+  }
+
   /// data returns an item, which stays the message's, for the operations of nuv_messagedata.h.
   ::MessageData* data(uint32_t index) { return NUV_Message_data(&record_, index); }
 
@@ -113,6 +128,11 @@ class Pipe {
     return false;
   }
 
+  /// open_nonblocking makes a pipe whose reads and writes fail with EAGAIN where they would wait.
+  [[nodiscard]] bool open_nonblocking() {
+    return open() && fcntl(read_fd(), F_SETFL, O_NONBLOCK) == 0 && fcntl(write_fd(), F_SETFL, O_NONBLOCK) == 0;
+  }
+
   void close() {
     NUV_Pipe_destruct(&record_);
     record_ = kNone;
@@ -121,6 +141,10 @@ class Pipe {
   bool is_open() const { return record_.m_bCreated != 0; }
   int read_fd() const { return NUV_Pipe_readFd(&record_); }
   int write_fd() const { return NUV_Pipe_writeFd(&record_); }
+  bool is_empty() const {
+    int size = 0;
+    return ioctl(read_fd(), FIONREAD, &size) == 0 && size == 0;
+  }
 
   /// read and write return the number of bytes, or -1 with errno set, as the calls of the system do.
   int32_t read(void* buffer, uint32_t size) { return NUV_Pipe_read(&record_, buffer, size); }
@@ -135,6 +159,26 @@ class Pipe {
 
   ::Pipe record_ = kNone;
 };
+
+/// A bridge loses the bytes of a datagram beyond this, and cannot pass on an empty one, because its output is a stream.
+inline constexpr std::size_t kMaxDatagram = 1024;
+constexpr bool can_be_bridged(std::size_t size) {
+  return size > 0 && size <= kMaxDatagram;
+}
+
+/// waiting_datagram returns the size of the next datagram in a socket, if there is one. It is asked before a bridge reads,
+/// which would wait: select() may report a datagram that turns out to be damaged.
+inline std::optional<std::size_t> waiting_datagram(int socket) {
+  char byte = 0;
+  const ssize_t size = recv(socket, &byte, sizeof byte, MSG_PEEK | MSG_TRUNC | MSG_DONTWAIT);
+  return size < 0 ? std::nullopt : std::optional(static_cast<std::size_t>(size));
+}
+
+/// drop_datagram takes the next datagram out of a socket.
+inline void drop_datagram(int socket) {
+  char byte = 0;
+  static_cast<void>(recv(socket, &byte, sizeof byte, MSG_DONTWAIT));
+}
 
 /// UdpServer is a bridge between a descriptor and the peers that send to one port, closed until it is opened.
 class UdpServer {

@@ -12,7 +12,6 @@
 #include <initializer_list>
 #include <string_view>
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include "nuv_console.h"
@@ -138,8 +137,7 @@ class Signals : Pinned {
   /// open handles these signals from now on, also when the object has gone: they do nothing then. System calls that they
   /// interrupt go on (SA_RESTART), but for waits such as select(). Returns false, with errno set, if there is no pipe.
   [[nodiscard]] bool open(std::initializer_list<int> signals) {
-    if (!pipe_.open() || fcntl(pipe_.read_fd(), F_SETFL, O_NONBLOCK) != 0 ||
-        fcntl(pipe_.write_fd(), F_SETFL, O_NONBLOCK) != 0) {
+    if (!pipe_.open_nonblocking()) {
       return false;
     }
     write_fd_ = pipe_.write_fd();

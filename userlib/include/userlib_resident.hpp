@@ -179,11 +179,33 @@ class UnixListener : Pinned {
     }
     inode_ = inode();
     fd_ = std::move(fd);
+    keep_reserve();
     return listen(fd_.get(), SOMAXCONN) == 0;
   }
 
   /// accept returns the next connection, which does not block; none, with errno set, if there is none.
-  UniqueFd accept() { return UniqueFd(accept4(fd_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC)); }
+  UniqueFd accept() const { return UniqueFd(accept4(fd_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC)); }
+
+  /// is_shortage tells whether accept failed for want of a descriptor or memory. The connection then stays in the socket,
+  /// which stays ready, and a loop would spin.
+  static bool is_shortage(int error) {
+    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+  }
+
+  /// refuse is for such a connection: it is accepted with a descriptor that is kept for that, and closed after the callable
+  /// has told it why. Returns false if that fails, too: then the socket should not be watched for a while.
+  template <class Function>
+  bool refuse(Function tell) {
+    reserve_.reset();
+    UniqueFd fd = accept();
+    const bool is_hopeless = !fd && is_shortage(errno);
+    if (fd) {
+      tell(fd.get());
+      fd.reset();
+    }
+    keep_reserve();
+    return !is_hopeless;
+  }
 
   int fd() const { return fd_.get(); }
   explicit operator bool() const { return static_cast<bool>(fd_); }
@@ -195,11 +217,14 @@ class UnixListener : Pinned {
       return true;
     }
     fd_.reset();
+    reserve_.reset();
     const ino_t found = inode();
     return found != 0 && (found != inode_ || unlink(address_.sun_path) == 0);
   }
 
  private:
+  void keep_reserve() { reserve_.reset(::open("/dev/null", O_RDONLY | O_CLOEXEC)); }
+
   bool make_room() const {
     struct stat status = {};
     if (lstat(address_.sun_path, &status) != 0) {
@@ -236,6 +261,7 @@ class UnixListener : Pinned {
   sockaddr_un address_ = {};
   ino_t inode_ = 0;
   UniqueFd fd_;
+  UniqueFd reserve_;
 };
 
 /// LockFile keeps apart processes that start at the same time. The system takes the lock back even from one that was killed.

@@ -1,5 +1,4 @@
-// Output of phoned that nobody reads.
-#include "phoned/io/output.h"
+#include "userlib_output.hpp"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -13,8 +12,8 @@
 
 namespace {
 
-using phoned::Capture;
-using phoned::Output;
+using userlib::Capture;
+using userlib::Output;
 
 // Redirects standard output to an fd for its lifetime.
 class Redirected {
@@ -50,10 +49,10 @@ std::string read_all(int fd) {
 }
 
 // Standard output to a pipe or a pair of sockets.
-class OutputTest : public testing::TestWithParam<bool> {
+class UserlibHppOutput : public testing::TestWithParam<bool> {
  protected:
-  OutputTest() { EXPECT_EQ(GetParam() ? socketpair(AF_UNIX, SOCK_STREAM, 0, ends_) : pipe(ends_), 0); }
-  ~OutputTest() override {
+  UserlibHppOutput() { EXPECT_EQ(GetParam() ? socketpair(AF_UNIX, SOCK_STREAM, 0, ends_) : pipe(ends_), 0); }
+  ~UserlibHppOutput() override {
     close(ends_[0]);
     close(ends_[1]);
   }
@@ -69,12 +68,12 @@ class OutputTest : public testing::TestWithParam<bool> {
   int ends_[2] = {-1, -1};
 };
 
-TEST_P(OutputTest, PassesOnWhatIsPrinted) {
+TEST_P(UserlibHppOutput, PassesOnWhatIsPrinted) {
   std::string text;
   {
     const Redirected redirected(ends_[1]);
-    Output output(stdout);
-    output.open();
+    Output output(stdout, "daemon");
+    ASSERT_TRUE(output.open());
     print(0, 3, output);
     EXPECT_FALSE(output.is_behind());
     text = read_all(ends_[0]);
@@ -84,14 +83,14 @@ TEST_P(OutputTest, PassesOnWhatIsPrinted) {
   EXPECT_EQ(fcntl(ends_[1], F_GETFL) & O_NONBLOCK, 0) << "other processes share it";
 }
 
-TEST_P(OutputTest, CountsWhatHasNoRoomAndTellsInItsPlace) {
+TEST_P(UserlibHppOutput, CountsWhatHasNoRoomAndTellsInItsPlace) {
   constexpr int kMany = 100000;
   std::string text;
   bool was_behind = false;
   {
     const Redirected redirected(ends_[1]);
-    Output output(stdout);
-    output.open();
+    Output output(stdout, "daemon");
+    ASSERT_TRUE(output.open());
     print(0, kMany, output);
     was_behind = output.is_behind();
     text = read_all(ends_[0]);
@@ -101,18 +100,18 @@ TEST_P(OutputTest, CountsWhatHasNoRoomAndTellsInItsPlace) {
     output.close();
   }
   EXPECT_TRUE(was_behind);
-  const size_t told = text.find("phoned: ");
+  const size_t told = text.find("daemon: ");
   ASSERT_NE(told, std::string::npos);
   const int printed = static_cast<int>(told / 8);
   const std::string rest =
-      "phoned: " + std::to_string(kMany - printed) + " lines could not be printed\n0100000\n0100001\n0100002\n";
+      "daemon: " + std::to_string(kMany - printed) + " lines could not be printed\n0100000\n0100001\n0100002\n";
   EXPECT_EQ(text.substr(told), rest) << "all other lines arrive";
 }
 
-TEST_P(OutputTest, WaitsForNobodyWhoHasGone) {
+TEST_P(UserlibHppOutput, WaitsForNobodyWhoHasGone) {
   const Redirected redirected(ends_[1]);
-  Output output(stdout);
-  output.open();
+  Output output(stdout, "daemon");
+  ASSERT_TRUE(output.open());
   std::signal(SIGPIPE, SIG_IGN);
   close(ends_[0]);
   print(0, 100000, output);
@@ -120,19 +119,26 @@ TEST_P(OutputTest, WaitsForNobodyWhoHasGone) {
   output.close();
 }
 
-INSTANTIATE_TEST_SUITE_P(, OutputTest, testing::Bool(),
+INSTANTIATE_TEST_SUITE_P(, UserlibHppOutput, testing::Bool(),
                          [](const auto& param) { return param.param ? "socket" : "pipe"; });
 
-TEST(Capture, KeepsWhatIsPrintedAlsoInsideAnother) {
+std::string take(Capture& capture) {
+  capture.end();
+  std::string text(capture.size(), '\0');
+  text.resize(capture.read(text.data(), text.size()));
+  return text;
+}
+
+TEST(UserlibHppCapture, KeepsWhatIsPrintedAlsoInsideAnother) {
   Capture outer;
   std::printf("outer ");
   {
     Capture inner;
     std::printf("inner");
-    EXPECT_EQ(inner.take(), "inner");
+    EXPECT_EQ(take(inner), "inner");
   }
   std::printf("again");
-  EXPECT_EQ(outer.take(), "outer again");
+  EXPECT_EQ(take(outer), "outer again");
 }
 
 }  // namespace
