@@ -43,11 +43,11 @@ void Client::wait(milliseconds time) {
 
 // A datagram goes from the socket into the pipe; the reactor empties the pipe before it looks at the socket again.
 void Client::receive() {
-  const auto size = phoned::waiting_datagram(bridge_.socket());
-  if (size && phoned::can_be_bridged(*size)) {
+  const auto size = userlib::waiting_datagram(bridge_.socket());
+  if (size && userlib::can_be_bridged(*size)) {
     bridge_.socket_read();
   } else if (size) {
-    phoned::drop_datagram(bridge_.socket());  // phoned never sends such
+    userlib::drop_datagram(bridge_.socket());  // phoned never sends such
   }
 }
 

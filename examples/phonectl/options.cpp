@@ -4,7 +4,7 @@
 
 #include <arpa/inet.h>
 
-#include "phoned/io/bridge.h"
+#include "userlib.hpp"
 
 namespace phonectl {
 
@@ -153,8 +153,8 @@ Step parse_step(std::string_view text) {
     throw Error(rule);
   }
   const std::string said = form->words == 0 ? std::string(rest) : datagram_of(words);
-  if (said.size() > phoned::kMaxDatagram) {
-    throw Error(quote(said) + " is too long: a datagram takes at most " + std::to_string(phoned::kMaxDatagram) +
+  if (said.size() > userlib::kMaxDatagram) {
+    throw Error(quote(said) + " is too long: a datagram takes at most " + std::to_string(userlib::kMaxDatagram) +
                 " bytes");
   }
   return Step{form->kind, said};

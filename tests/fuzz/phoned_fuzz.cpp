@@ -12,7 +12,8 @@
 #include "fuzz_input.h"
 #include "models/digitmap_model.h"
 #include "phoned/core/dial_layer.h"
-#include "phoned/io/bridge.h"
+#include "phoned/core/text.h"
+#include "userlib.hpp"
 
 namespace {
 
@@ -264,13 +265,13 @@ class Twins {
     sockaddr_in sender = {};
     sender.sin_port = htons(port);
     userlib::Frame frame = userlib::Frame::copy_of(bytes);
-    phoned::Event event = phoned::can_be_bridged(bytes.size())
+    phoned::Event event = userlib::can_be_bridged(bytes.size())
                               ? phoned::parse_event(frame, sender)
                               : phoned::Event(phoned::Event::Kind::kBad, 0, sender, "datagram of that size");
     const std::string answer = layer_.handle(std::move(event), time());
     const auto expected = model_.handle(bytes, port, now_);
     FUZZ_CHECK(expected ? answer == *expected : answer.starts_with("error "));
-    FUZZ_CHECK(phoned::can_be_bridged(answer.size()) && phoned::looks_like_answer(answer));
+    FUZZ_CHECK(userlib::can_be_bridged(answer.size()) && phoned::looks_like_answer(answer));
     FUZZ_CHECK(std::all_of(answer.begin(), answer.end(), [](char c) { return c >= ' ' && c <= '~'; }));
     compare();
   }

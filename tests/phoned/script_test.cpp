@@ -2,7 +2,7 @@
 
 #include "attempt.h"
 #include "phonectl/options.h"
-#include "phoned/io/bridge.h"
+#include "userlib.hpp"
 
 namespace {
 
@@ -57,7 +57,7 @@ TEST(Script, SaysWhatIsWrongWithACommand) {
       {"wait 1 s", "'wait' needs milliseconds from 0 to 60000, not '1 s'"},
       {"dance 3", "unknown command 'dance': must be offhook, onhook, digit, dial, raw, expect or wait"},
       {"", "unknown command '': must be offhook, onhook, digit, dial, raw, expect or wait"},
-      {"raw " + std::string(phoned::kMaxDatagram + 1, 'y'),
+      {"raw " + std::string(userlib::kMaxDatagram + 1, 'y'),
        "'" + std::string(40, 'y') + "...' is too long: a datagram takes at most 1024 bytes"},
   };
   for (const auto& row : kCases) {
@@ -66,7 +66,7 @@ TEST(Script, SaysWhatIsWrongWithACommand) {
     ASSERT_FALSE(step);
     EXPECT_EQ(step.why(), row.why);
   }
-  EXPECT_EQ(parse_step("raw " + std::string(phoned::kMaxDatagram, 'y')).text.size(), phoned::kMaxDatagram);
+  EXPECT_EQ(parse_step("raw " + std::string(userlib::kMaxDatagram, 'y')).text.size(), userlib::kMaxDatagram);
 }
 
 TEST(Script, NumbersItsLinesAndSkipsComments) {

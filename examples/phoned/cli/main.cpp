@@ -15,7 +15,6 @@
 #include "phoned/io/commands.h"
 #include "phoned/io/instance.h"
 #include "phoned/io/operators.h"
-#include "phoned/io/output.h"
 #include "userlib.hpp"
 
 namespace phoned {
@@ -24,8 +23,8 @@ namespace {
 constexpr int kFailure = 1;
 constexpr int kUsage = 2;
 
-Output g_standard_output(stdout);
-Output g_standard_error(stderr);
+userlib::Output g_standard_output(stdout, "phoned");
+userlib::Output g_standard_error(stderr, "phoned");
 
 // Complaints go to the system log only, then.
 bool g_is_in_background = false;
@@ -202,8 +201,9 @@ void open_outputs() {
     std::signal(signal, SIG_IGN);
   }
   std::atexit(finish_outputs);
-  g_standard_output.open();
-  g_standard_error.open();
+  if (!g_standard_output.open() || !g_standard_error.open()) {
+    throw Error("cannot redirect what is printed: " + reason());
+  }
 }
 
 int serve(const Options& options) {

@@ -55,16 +55,8 @@ Event::Event(Kind kind, uint8_t line, const sockaddr_in& card, std::string_view 
 
 sockaddr_in Event::card() {
   sockaddr_in card = {};
-  std::memcpy(&card, item(0).data(), sizeof card);
+  std::memcpy(&card, Message::text(0).data(), sizeof card);
   return card;
-}
-
-std::string_view Event::item(uint32_t index) {
-  if (index >= size()) {
-    return {};
-  }
-  const ::Memory* const block = NUV_MessageData_data(data(index));
-  return {reinterpret_cast<const char*>(NUV_Memory_begin(block)), NUV_Memory_size(block)};
 }
 
 std::string_view take_word(Frame& datagram) {

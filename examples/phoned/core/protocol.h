@@ -35,10 +35,7 @@ class Event : public userlib::Message {
   Kind kind() const { return static_cast<Kind>(msg_type()); }
   uint8_t line() const { return static_cast<uint8_t>(dest_port()); }
   sockaddr_in card();
-  std::string_view text() { return item(1); }
-
- private:
-  std::string_view item(uint32_t index);
+  std::string_view text() { return Message::text(1); }
 };
 
 // Removes the next word from the front of a frame; empty if there is none. Valid as long as the frame is.

@@ -56,12 +56,12 @@ void Channel::on_datagram() {
   }
   if (uint64_t Statistics::*const count = silence_for(*waiting)) {
     ++(counts_.*count);
-    drop_datagram(server_.socket());
-  } else if (!can_be_bridged(waiting->size)) {
+    userlib::drop_datagram(server_.socket());
+  } else if (!userlib::can_be_bridged(waiting->size)) {
     trace::message(part_of(waiting->sender), waiting->text, part(), trace::Way::kIn);
-    drop_datagram(server_.socket());
+    userlib::drop_datagram(server_.socket());
     const std::string why = "datagram of " + std::to_string(waiting->size) + " bytes: at most " +
-                            std::to_string(kMaxDatagram) + " are taken";
+                            std::to_string(userlib::kMaxDatagram) + " are taken";
     answer(waiting->sender,
            dial_layer_.handle(Event(Event::Kind::kBad, 0, waiting->sender, why), userlib::monotonic_now()));
   } else {
@@ -75,7 +75,7 @@ void Channel::on_datagram() {
 
 std::optional<Channel::Waiting> Channel::peek() const {
   Waiting waiting;
-  waiting.text.resize(kMaxDatagram);
+  waiting.text.resize(userlib::kMaxDatagram);
   socklen_t length = sizeof waiting.sender;
   const ssize_t size = recvfrom(server_.socket(), waiting.text.data(), waiting.text.size(), MSG_PEEK | MSG_TRUNC,
                                 reinterpret_cast<sockaddr*>(&waiting.sender), &length);
@@ -83,7 +83,7 @@ std::optional<Channel::Waiting> Channel::peek() const {
     return std::nullopt;
   }
   waiting.size = static_cast<size_t>(size);
-  waiting.text.resize(std::min(waiting.size, kMaxDatagram));
+  waiting.text.resize(std::min(waiting.size, userlib::kMaxDatagram));
   return waiting;
 }
 
@@ -144,7 +144,7 @@ void Channel::decide_overdue() {
   constexpr uint32_t kMostTurns = 1000;  // a datagram takes two
   const timeval now = userlib::monotonic_now();
   const auto deadline = dial_layer_.next_deadline();
-  const auto has_datagram = [this] { return waiting_datagram(server_.socket()) || !requests_.is_empty(); };
+  const auto has_datagram = [this] { return userlib::waiting_datagram(server_.socket()) || !requests_.is_empty(); };
   if (!deadline || !userlib::is_reached(*deadline, now)) {
     turns_since_due_ = 0;
   } else if (!has_datagram() || ++turns_since_due_ >= kMostTurns) {

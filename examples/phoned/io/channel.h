@@ -62,7 +62,7 @@ class Channel : userlib::Pinned {
   struct Waiting {
     sockaddr_in sender = {};
     size_t size = 0;
-    std::string text;  // the first kMaxDatagram bytes
+    std::string text;  // the first userlib::kMaxDatagram bytes
   };
 
   void on_datagram();

@@ -14,7 +14,6 @@
 #include "nuv_utility.h"
 #include "phoned/core/text.h"
 #include "phoned/core/trace.h"
-#include "phoned/io/output.h"
 
 namespace phoned {
 
@@ -80,6 +79,14 @@ std::optional<int> status_of(pid_t child) {
     ended = waitpid(child, &status, WNOHANG);
   }
   return ended == child || (ended < 0 && errno == ECHILD) ? std::optional(status) : std::nullopt;
+}
+
+// What was captured, which ends here.
+std::string take(userlib::Capture& capture) {
+  capture.end();
+  std::string text(capture.size(), '\0');
+  text.resize(capture.read(text.data(), text.size()));
+  return text;
 }
 
 // ---- Commands that need little ----
@@ -192,7 +199,7 @@ Commands::~Commands() {
 
 void Commands::handle(const std::string& line, int answer_fd) {
   operator_fd_ = answer_fd;
-  Capture answer;
+  userlib::Capture answer;
   if (!answer.is_open() && line.find("help") != line.npos) {
     return say(answer_fd, std::string("error: ") + kNoCapture + "\n");
   }
@@ -200,7 +207,7 @@ void Commands::handle(const std::string& line, int answer_fd) {
   if (pipe_.put(line.empty() ? "\n" : line)) {
     console_.handle(pipe_.read_fd(), answer.is_open() ? STDOUT_FILENO : answer_fd);
   }
-  say(answer_fd, answer.take());
+  say(answer_fd, take(answer));
   if (!pipe_.take().empty()) {
     say(answer_fd, "error: the system lost the line: send it again\n");
   }
@@ -237,7 +244,7 @@ std::string Commands::tr(const Words& words) {
   const std::string_view command = words.word(1);
   const std::string file(words.count > 2 ? words.word(2) : trace::kDefaultInitFile);
   check_init_file(command, file);
-  Capture printed;
+  userlib::Capture printed;
   if (!printed.is_open()) {
     throw Error(kNoCapture);
   }
@@ -252,7 +259,7 @@ std::string Commands::tr(const Words& words) {
   if (command == "console" || command == "file") {
     trace::use_system_log(command == "file");
   }
-  const std::string text = printed.take();
+  const std::string text = take(printed);
   return text.empty() ? "tr: nothing to show\n" : text;
 }
 

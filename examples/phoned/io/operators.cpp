@@ -11,7 +11,6 @@
 
 #include "phoned/core/text.h"
 #include "phoned/core/trace.h"
-#include "phoned/io/output.h"
 
 namespace phoned {
 
@@ -33,15 +32,6 @@ UniqueFd open_fifo(const std::string& path) {
     throw Error("FIFO " + quote_path(path) + " cannot be opened: " + reason());
   }
   return fd;
-}
-
-int open_reserve() {
-  return open("/dev/null", O_RDONLY | O_CLOEXEC);
-}
-
-// Errors after which the connection stays in the socket, which stays ready.
-bool is_shortage(int error) {
-  return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
 }
 
 // Discards what follows the line: closing a socket with unread input resets the connection, and the answer may be lost.
@@ -66,8 +56,8 @@ void Operators::open(const Channels& channels) {
   }
   if (channels.use_stdin) {
     // Copies, because standard output is captured while a command is carried out.
-    UniqueFd in(duplicate(STDIN_FILENO));
-    UniqueFd out(duplicate(STDOUT_FILENO));
+    UniqueFd in = userlib::duplicate(STDIN_FILENO);
+    UniqueFd out = userlib::duplicate(STDOUT_FILENO);
     if (!in || !out) {
       throw Error("cannot copy standard input and output: " + reason());
     }
@@ -90,7 +80,6 @@ void Operators::open_socket(const std::string& path) {
         throw Error(socket_name_ + " cannot be made: " + reason());
     }
   }
-  reserve_.reset(open_reserve());
   if (!operator_.read_external(listener_.fd())) {
     throw Error(kCannotWatch);
   }
@@ -117,7 +106,6 @@ std::string Operators::close() {
     end(sessions_.front());
   }
   operator_.stop();
-  reserve_.reset();
   if (listener_.close()) {
     return "";
   }
@@ -129,7 +117,7 @@ std::string Operators::close() {
 void Operators::on_operator() {
   UniqueFd fd = listener_.accept();
   if (!fd) {
-    if (is_shortage(errno)) {
+    if (userlib::UnixListener::is_shortage(errno)) {
       refuse_without_descriptor();
     }
     return;
@@ -145,19 +133,10 @@ void Operators::on_operator() {
   }
 }
 
-// A connection that cannot be accepted keeps the socket ready, and the loop would spin. So it is accepted with the reserve
-// and refused; if that fails as well, phoned does not listen for a second.
 void Operators::refuse_without_descriptor() {
   PHONED_LOG(ERROR, trace::modules.console, "no descriptor is free for an operator");
-  reserve_.reset();
-  UniqueFd fd = listener_.accept();
-  const bool is_hopeless = !fd && is_shortage(errno);
-  if (fd) {
-    refuse(fd.get(), "no descriptor is free for another operator: try again later");
-    fd.reset();
-  }
-  reserve_.reset(open_reserve());
-  if (is_hopeless) {
+  const auto tell = [this](int fd) { refuse(fd, "no descriptor is free for another operator: try again later"); };
+  if (!listener_.refuse(tell)) {
     listen_later();
   }
 }
@@ -168,9 +147,6 @@ void Operators::listen_later() {
 }
 
 void Operators::listen_again() {
-  if (!reserve_) {
-    reserve_.reset(open_reserve());
-  }
   if (!operator_.read_external(listener_.fd())) {
     listen_later();
   }

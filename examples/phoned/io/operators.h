@@ -73,7 +73,6 @@ class Operators : userlib::Pinned {
   std::chrono::seconds patience_{};
   std::string socket_name_;  // in messages
   userlib::UnixListener listener_;
-  userlib::UniqueFd reserve_;  // closed to refuse an operator when no other descriptor is free
   userlib::Watch operator_{loop_, [this] { on_operator(); }};
   userlib::Timer pause_{loop_, [this] { listen_again(); }};
   std::list<Session> sessions_;
