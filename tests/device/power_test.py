@@ -32,11 +32,11 @@ STARTS = """while :; do
 done >/dev/null 2>&1""" % MASKS[1]
 
 # After a boot: the init file, what phoned has read of it, its pid and what its pid file says, what it has logged, and the
-# flash.
+# flash. Init may take a second to reap the child that started the daemon; a zombie has no program.
 LOOK = """
 cat %s; echo @masks
 phonectl console /var/run/phoned.console 'tr show'; echo @pid
-pidof phoned; cat /flash/run/phoned.pid; echo; echo @log
+echo $(for pid in $(pidof phoned); do [ ! -e /proc/$pid/exe ] || echo $pid; done); cat /flash/run/phoned.pid; echo; echo @log
 logread | grep phoned; echo @flash
 ls -al /flash /flash/run | cat""" % INI
 
