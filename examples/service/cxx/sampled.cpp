@@ -4,7 +4,6 @@
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <userlib.h>
@@ -23,8 +22,7 @@
 namespace {
 constexpr std::chrono::seconds kBetweenReports{10}, kForLine{5};
 constexpr int kSecondsForCommand = 5, kMaxCommands = 4;
-constexpr sockaddr_un kConsoleAddress = {AF_UNIX, NAME ".console"};
-const sockaddr* const kAddress = reinterpret_cast<const sockaddr*>(&kConsoleAddress);
+constexpr char kConsole[] = NAME ".console";
 
 bool fail(const char* what, const char* value) {
   std::fprintf(stderr, NAME ": %s '%s': %s\n", what, value, std::strerror(errno));
@@ -69,7 +67,7 @@ class Service {
     NUV_LOG_INFO(module_, "is there");
     while (!is_ending_) loop_.process();
     NUV_LOG_INFO(module_, "ends with %llu samples", count_);
-    return unlink(kConsoleAddress.sun_path) == 0 ? 0 : 1;
+    return console_socket_.close() ? 0 : 1;
   }
 
  private:
@@ -101,11 +99,8 @@ class Service {
   }
 
   bool open_console() {
-    unlink(kConsoleAddress.sun_path);  // left by one that was killed: the lock is ours
-    console_socket_.reset(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-    if (bind(console_socket_.get(), kAddress, sizeof kConsoleAddress) != 0 || listen(console_socket_.get(), 8) != 0)
-      return fail("cannot make the socket", kConsoleAddress.sun_path);
-    return operator_.read_external(console_socket_.get());
+    const bool is_open = console_socket_.open(kConsole) || fail("cannot make the socket", kConsole);
+    return is_open && operator_.read_external(console_socket_.fd());
   }
 
   // ---- The service's own work ----
@@ -113,31 +108,20 @@ class Service {
     return VAStr(NAME ": %llu samples, last %llu, mean %llu\n", count_, last_, count_ == 0 ? 0 : sum_ / count_);
   }
 
-  void take_sample(const char* line) {
+  // One line at a time; the next one stays in the FIFO.
+  void on_fifo(int fd) {
+    using Event = decltype(reader_)::Event;
+    const Event event = reader_.read(fd);
     uint32_t sample = 0;
-    if (std::strlen(line) > 9 || NUV_Convert_uint32(&sample, line) == 0) {
-      NUV_LOG_WARNING(module_, "a line is no sample: must be a number of 1 to 9 digits");
-      return;
-    }
+    if (event == Event::kLine && NUV_Convert_uint32(&sample, reader_.line().data()) != 0) return take_sample(sample);
+    if (event != Event::kNothing) NUV_LOG_WARNING(module_, "a line is no sample: must be a number of 1 to 9 digits");
+  }
+
+  void take_sample(uint32_t sample) {
     ++count_;
     last_ = sample;
     sum_ += sample;
     NUV_LOG_TRACE(module_, "sample %llu", last_);
-  }
-
-  // A line may come in pieces, and several may come at once. What is kept of a long one is too long, too.
-  void on_fifo(int fd) {
-    std::array<char, 512> bytes;
-    const ssize_t received = read(fd, bytes.data(), bytes.size());
-    for (const char byte : std::string_view(bytes.data(), received > 0 ? static_cast<size_t>(received) : 0)) {
-      if (byte == '\n') {
-        line_[length_] = '\0';
-        length_ = 0;
-        take_sample(line_);
-      } else if (length_ < sizeof line_ - 1) {
-        line_[length_++] = byte;
-      }
-    }
   }
 
   // Only this machine is answered. An answer gets no answer: two services would talk for ever if somebody forged one.
@@ -157,8 +141,8 @@ class Service {
   // ---- Operators: a connection is for one line and its answer ----
   // One operator at a time; the others wait in the socket. One who says nothing is hung up on. If there was no
   // descriptor for one, nobody is accepted for as long: the socket stays ready, and the loop would never rest.
-  void on_operator(int socket) {
-    connection_.reset(accept4(socket, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+  void on_operator() {
+    connection_ = console_socket_.accept();
     operator_.stop();
     if (!patience_.start(kForLine) || (connection_ && !answer_.read_external(connection_.get()))) listen_again();
   }
@@ -167,7 +151,7 @@ class Service {
     answer_.stop();
     patience_.stop();
     connection_.reset();
-    is_ending_ = !operator_.read_external(console_socket_.get()) || is_ending_;
+    is_ending_ = !operator_.read_external(console_socket_.fd()) || is_ending_;
   }
 
   // The console takes a line from a pipe. What "help" and "tr" print on standard output goes to the operator as well.
@@ -222,18 +206,18 @@ class Service {
   userlib::UniqueFd lock_;  // until the pid file has gone, which is the next member's
   userlib::Daemon daemon_;
   unsigned long long count_ = 0, last_ = 0, sum_ = 0;
-  char line_[16] = {};  // what has come of one from the FIFO
-  size_t length_ = 0;
+  userlib::LineReader<9> reader_;  // of the FIFO
   int running_commands_ = 0;
   bool is_ending_ = false;
-  userlib::UniqueFd fifo_fd_, console_socket_, connection_;
+  userlib::UniqueFd fifo_fd_, connection_;
+  userlib::UnixListener console_socket_;
   userlib::Signals signals_;
   userlib::Pipe lines_;
   userlib::UdpServer server_;
   userlib::Reactor loop_;
   userlib::Watch fifo_{loop_, [this](int fd) { on_fifo(fd); }};
   userlib::Watch datagram_{loop_, [this](int socket) { on_datagram(socket); }};
-  userlib::Watch operator_{loop_, [this](int socket) { on_operator(socket); }};
+  userlib::Watch operator_{loop_, [this] { on_operator(); }};
   userlib::Watch answer_{loop_, [this](int fd) { on_line(fd); }};
   userlib::Watch signal_{loop_, [this] { on_signal(); }};
   userlib::Timer report_{loop_, [this] { NUV_LOG_TRACE(module_, "%llu samples", count_); }};
@@ -247,10 +231,10 @@ class Service {
 // The other side of the console, for operators and scripts.
 bool ask(const char* line) {
   char answer[512];
-  const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-  if (connect(fd, kAddress, sizeof kConsoleAddress) != 0 || write(fd, line, std::strlen(line)) <= 0)
-    return fail("nobody answers at", kConsoleAddress.sun_path);
-  for (ssize_t length; (length = read(fd, answer, sizeof answer)) > 0;) std::fwrite(answer, 1, size_t(length), stdout);
+  const userlib::UniqueFd fd = userlib::connect_unix(kConsole, SOCK_STREAM);
+  if (!fd || write(fd.get(), line, std::strlen(line)) <= 0) return fail("nobody answers at", kConsole);
+  for (ssize_t length; (length = read(fd.get(), answer, sizeof answer)) > 0;)
+    std::fwrite(answer, 1, size_t(length), stdout);
   return true;
 }
 
@@ -259,20 +243,13 @@ void on_broken_contract(uint32_t, const char* file, uint32_t line, const char* e
   std::fprintf(stderr, NAME ": broken contract in %s:%u: %s\n", file, unsigned{line}, expression);
   std::abort();
 }
-
-// The first descriptor that is opened would become standard output, and what is printed would go there.
-void open_standard_descriptors() {
-  int fd = 0;
-  while (fd >= 0 && fd <= STDERR_FILENO) fd = open("/dev/null", O_RDWR);
-  close(fd);
-}
 }  // namespace
 
 int main(int argc, char** argv) {
   const bool is_in_foreground = argc == 5 && argv[1] == std::string_view("-f");
   const bool is_question = argc == 4 && argv[1] == std::string_view("-a");
   char** const words = argv + (is_in_foreground || is_question ? 2 : 1);
-  open_standard_descriptors();
+  userlib::occupy_standard_descriptors();
   std::setvbuf(stdout, nullptr, _IOLBF, 0);  // what goes into a pipe comes line by line, too
   NUV_Assert_setErrorHandler(on_broken_contract);
   if (argc != 4 && !is_in_foreground) {
