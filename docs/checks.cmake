@@ -55,6 +55,9 @@ if(Python3_FOUND)
   add_docs_check(man.declarations check_man.py ${PROJECT_SOURCE_DIR}/userlib/userlib.map ${USERLIB_MAN_TREE}/man3
                  ${CMAKE_CURRENT_BINARY_DIR}/check_man ${CMAKE_C_COMPILER} -std=c99 -pedantic -I${headers})
   set_tests_properties(docs.man.declarations PROPERTIES FIXTURES_REQUIRED man)
+  # These take longest.
+  set_tests_properties(docs.arguments docs.contracts.notices docs.layers.notices docs.man.installed docs.pages.notice
+                       PROPERTIES COST 100)
   if(TARGET phoned)
     add_docs_check(man.options.phoned check_options.py $<TARGET_FILE:phoned> ${pages}/phoned.8)
     add_docs_check(man.options.phonectl check_options.py $<TARGET_FILE:phonectl> ${pages}/phonectl.8)
