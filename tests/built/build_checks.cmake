@@ -100,6 +100,14 @@ target_link_libraries(cxx_daemon PRIVATE userlib_options userlib)
 add_test(NAME cxx_daemon COMMAND cxx_daemon)
 set_tests_properties(cxx_daemon PROPERTIES TIMEOUT 60)
 
+# And without optimisation, which would remove what can throw.
+add_executable(cxx_resident cxx_resident.cpp)
+set_target_properties(cxx_resident PROPERTIES CXX_STANDARD 17 CXX_STANDARD_REQUIRED ON CXX_EXTENSIONS OFF LINKER_LANGUAGE C)
+target_link_libraries(cxx_resident PRIVATE userlib_options userlib)
+target_compile_options(cxx_resident PRIVATE -O0 -U_FORTIFY_SOURCE -fno-exceptions -fno-rtti)
+add_test(NAME cxx_resident COMMAND cxx_resident)
+set_tests_properties(cxx_resident PROPERTIES TIMEOUT 60)
+
 # No shipped code copies without a bound. The check must find each of these calls, and only calls.
 set(check_calls ${CMAKE_CURRENT_SOURCE_DIR}/check_calls.sh)
 add_test(NAME sources.bounded_copies COMMAND ${check_calls} ${PROJECT_SOURCE_DIR}/userlib ${PROJECT_SOURCE_DIR}/examples)

@@ -1,4 +1,4 @@
-// A daemon in C++17 that uses all classes of userlib.hpp, without exceptions and RTTI, linked by the C compiler. This
+// A daemon in C++17 that uses the records of userlib.hpp, without exceptions and RTTI, linked by the C compiler. This
 // shows that the header needs no C++ run time. check_undefined.sh checks the symbols that its object file needs.
 #include <userlib.hpp>
 

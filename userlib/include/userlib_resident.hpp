@@ -14,6 +14,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string_view>
 #include <utility>
 
@@ -142,7 +143,7 @@ class LineReader : Pinned {
     errno = ENAMETOOLONG;
     return false;
   }
-  path.copy(address.sun_path, path.size());
+  std::memcpy(address.sun_path, path.data(), path.size());
   return true;
 }
 
