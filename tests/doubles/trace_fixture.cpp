@@ -3,9 +3,9 @@
 #include <syslog.h>
 #include <time.h>
 
-#include <regex>
 #include <utility>
 
+#include "doubles/pattern.h"
 #include "nuv_tracelevelinit.h"
 #include "tracing/nuv_sysloglevel_internal.h"
 
@@ -55,8 +55,12 @@ void TraceTest::use(Output output) {
 }
 
 std::string TraceTest::without_source_lines(const std::string& text) {
-  static const std::regex kSourceLine("(: nuv_[a-z_]+):[0-9]+ ");
-  return std::regex_replace(text, kSourceLine, "$1:# ");
+  static const Pattern kSourceLine("(: nuv_[a-z_]+):[0-9]+ ");
+  std::string result = text;
+  for (auto parts = kSourceLine.find_in(result); !parts.empty(); parts = kSourceLine.find_in(result)) {
+    result.replace(result.find(parts[0]), parts[0].size(), parts[1] + ":# ");
+  }
+  return result;
 }
 
 std::vector<std::string> TraceTest::take_log_texts() {

@@ -8,11 +8,11 @@
 #include <unistd.h>
 
 #include <memory>
-#include <regex>
 #include <stdexcept>
 #include <string>
 #include <utility>
 
+#include "doubles/pattern.h"
 #include "namespaces.h"
 #include "outputs.h"
 #include "phoned.h"
@@ -32,7 +32,7 @@ constexpr int kManyCalls = 700;
 
 // Whether the text says how many lines are missing.
 bool reports_losses(const std::string& text) {
-  return std::regex_search(text, std::regex("[1-9][0-9]* lines? .*(lost|not)"));
+  return support::Pattern("[1-9][0-9]* lines? .*(lost|not)").is_in(text);
 }
 
 // ---- standard output ----

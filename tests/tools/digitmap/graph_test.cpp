@@ -5,11 +5,12 @@
 #include <algorithm>
 #include <map>
 #include <random>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include "doubles/pattern.h"
 
 namespace digitmap_tool {
 namespace {
@@ -37,19 +38,20 @@ std::string characters_of(const std::string& label) {
 
 // Reads a drawn graph back, line by line.
 std::map<int, DrawnNode> read_graph(const std::string& graph) {
-  static const std::regex kNode(R"re(  n(\d+) \[label=(?:""|<(.*)>),.* tooltip="([^:]*): ([^"]*)"\];)re");
-  static const std::regex kEdge(R"re(  n(\d+) -> n(\d+) \[label="([^"]*)"\];)re");
+  static const support::Pattern kNode(R"re(^  n([0-9]+) \[label=(""|<(.*)>),.* tooltip="[^:]*: ([^"]*)"\];$)re");
+  static const support::Pattern kEdge(R"re(^  n([0-9]+) -> n([0-9]+) \[label="([^"]*)"\];$)re");
   std::map<int, DrawnNode> nodes;
   std::istringstream lines(graph);
-  std::smatch parts;
   for (std::string line; std::getline(lines, line);) {
-    if (std::regex_match(line, parts, kNode)) {
-      DrawnNode& node = nodes[std::stoi(parts[1])];
-      node.label = parts[2];
-      node.meaning = parts[4];
-    } else if (std::regex_match(line, parts, kEdge)) {
-      for (const char c : characters_of(parts[3])) {
-        const bool is_new = nodes[std::stoi(parts[1])].edges.emplace(c, std::stoi(parts[2])).second;
+    const std::vector<std::string> node_parts = kNode.find_in(line);
+    const std::vector<std::string> edge_parts = kEdge.find_in(line);
+    if (!node_parts.empty()) {
+      DrawnNode& node = nodes[std::stoi(node_parts[1])];
+      node.label = node_parts[3];
+      node.meaning = node_parts[4];
+    } else if (!edge_parts.empty()) {
+      for (const char c : characters_of(edge_parts[3])) {
+        const bool is_new = nodes[std::stoi(edge_parts[1])].edges.emplace(c, std::stoi(edge_parts[2])).second;
         EXPECT_TRUE(is_new) << line;
       }
     }

@@ -3,10 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <random>
-#include <regex>
 #include <string>
 #include <vector>
 
+#include "doubles/pattern.h"
 #include "userlib-digitmap/convert.h"
 
 namespace digitmap_tool {
@@ -167,7 +167,7 @@ TEST(PublishedPlans, AreComparedOnAllDialStringsOfFiveDigits) {
 // ---- a second opinion: regular expressions made from the plan's text ----
 
 struct Expression {
-  std::regex regex;
+  support::Pattern pattern;
   bool has_timer;
 };
 
@@ -191,11 +191,17 @@ std::vector<std::string> alternatives_of(std::string text) {
   return alternatives;
 }
 
-std::string expression_of(std::string alternative) {
-  alternative = std::regex_replace(alternative, std::regex("[ST][0-9]?$"), "");
+std::string without_timer(const std::string& alternative) {
+  static const support::Pattern kTimer("[ST][0-9]?$");
+  const std::vector<std::string> found = kTimer.find_in(alternative);
+  return found.empty() ? alternative : alternative.substr(0, alternative.size() - found[0].size());
+}
+
+// For a whole text.
+std::string expression_of(const std::string& alternative) {
   std::string expression;
   bool is_set = false;
-  for (const char c : alternative) {
+  for (const char c : without_timer(alternative)) {
     is_set = c == '[' || (is_set && c != ']');
     if (c == 'x') {
       expression += is_set ? "0-9" : "[0-9]";
@@ -207,14 +213,14 @@ std::string expression_of(std::string alternative) {
       expression += c;
     }
   }
-  return expression;
+  return "^(" + expression + ")$";
 }
 
 std::vector<Expression> expressions_of(const char* plan) {
-  static const std::regex kHasTimer(".*(T|S|[ST][1-9])");
+  static const support::Pattern kHasTimer("(T|S|[ST][1-9])$");
   std::vector<Expression> expressions;
   for (const std::string& alternative : alternatives_of(plan)) {
-    expressions.push_back({std::regex(expression_of(alternative)), std::regex_match(alternative, kHasTimer)});
+    expressions.push_back({support::Pattern(expression_of(alternative)), kHasTimer.is_in(alternative)});
   }
   return expressions;
 }
@@ -229,7 +235,7 @@ class SecondOpinion {
     bool fits_at_once = false;
     bool fits_late = false;
     for (const Expression& expression : expressions_) {
-      const bool fits = std::regex_match(digits, expression.regex);
+      const bool fits = expression.pattern.is_in(digits);
       fits_at_once = fits_at_once || (fits && !expression.has_timer);
       fits_late = fits_late || (fits && expression.has_timer);
     }
@@ -258,8 +264,8 @@ class SecondOpinion {
 
 // Digits that fit an alternative without parentheses.
 std::string sample_of(const std::string& alternative, std::mt19937& random) {
-  static const std::regex kEnd("[ST][0-9]?$|L");
-  const std::string text = std::regex_replace(alternative, kEnd, "");
+  std::string text = without_timer(alternative);
+  std::erase(text, 'L');
   std::string digits;
   for (size_t i = 0; i < text.size(); ++i) {
     if (text[i] == 'x') {
