@@ -28,7 +28,7 @@ PAGE = 4096
 BOOT = 600
 # The console takes lines of 4095 characters at most.
 LONGEST_LINE = 1000
-# What the kernel says when it gives up.
+# What the kernel says when it gives up, and restarts the board, which qemu takes for its end.
 PANIC = re.compile(r"Kernel panic - not syncing: (.*)\n")
 
 
@@ -174,19 +174,15 @@ class Board:
                 raise TimeOut("waited %d s in vain for %s%s" % (timeout, name, self._last_words()))
             piece = os.read(self._qemu.stdout.fileno(), 65536)
             if not piece:
-                if wanted is None:
-                    said, self._unread = self._unread, b""
-                    return said.decode(errors="replace").replace("\r", "")
-                raise BoardError("the board went off before %s%s" % (name, self._last_words()))
+                panic = PANIC.search(self.said())
+                if panic:
+                    raise BoardError("the kernel gave up before %s: %s" % (name, panic.group(1)))
+                if wanted is not None:
+                    raise BoardError("the board went off before %s%s" % (name, self._last_words()))
+                said, self._unread = self.said(), b""
+                return said
             self._transcript.write(piece.replace(b"\r", b""))
             self._unread += piece
-            self._end_with_kernel(name)
-
-    def _end_with_kernel(self, name):
-        """A kernel that has given up stays like that: the board has nothing that starts it again."""
-        panic = PANIC.search(self.said())
-        if panic:
-            raise BoardError("the kernel gave up before %s: %s" % (name, panic.group(1)))
 
     def said(self):
         """What is said on the console and belongs to no answer yet."""

@@ -42,6 +42,19 @@ class Harm(DeviceTest):
     def masks(self, device):
         return re.findall(r"handle +\d+ : (\w+) +level : (\d+)", self.operator(device, "tr show"))
 
+    # ---- starts ----
+
+    def test_restart(self):
+        """A restart ends qemu, and the next board has the same flash."""
+        device = self.booted()
+        self.assertEqual(self.operator(device, "tr save"), SAVED)
+        device.send("reboot")
+        self.assertIn("Restarting system", device.read_until(None, 120))
+        device.cut_power()
+        device.power_on()
+        device.check("[ -s %s ]" % INI)
+        self.assert_decides(device)
+
     # ---- memory ----
 
     def test_out_of_memory(self):

@@ -61,13 +61,13 @@ class Run(DeviceTest):
         self.assertGreaterEqual(time.monotonic() - start, 5)
 
     def test_kernel_panics(self):
-        status, said, complaint = self.device_run(PANIC)
+        status, said, complaint = self.device_run(PANIC, "--timeout", "120")
         self.assertEqual(status, NO_RESULT)
         self.assertTrue(said.startswith("before\n"), said)
         self.assertRegex(complaint, r"\Adevice: the kernel gave up before the end of 'sh /var/tmp/script.*': Out of memory.*\n\Z")
 
-    def test_board_goes_off(self):
-        status, said, complaint = self.device_run("echo before\npoweroff -f\n")
+    def assert_goes_off(self, command):
+        status, said, complaint = self.device_run("echo before\n%s\n" % command, "--timeout", "120")
         self.assertEqual(status, NO_RESULT)
         self.assertRegex(complaint, r"\Adevice: the board went off before the end of ")
         self.assertTrue(said.startswith("before\n"), said)
@@ -77,6 +77,12 @@ class Run(DeviceTest):
                                 capture_output=True, text=True, timeout=LONGEST)
         self.assertEqual((result.returncode, result.stdout, result.stderr),
                          (NO_RESULT, "", "device: /nowhere.sh: there is no such script\n"))
+    def test_board_goes_off(self):
+        self.assert_goes_off("poweroff -f")
+
+    def test_board_restarts(self):
+        self.assert_goes_off("reboot -f")
+
 
     def test_file_on_the_board(self):
         file = self.folder() / "word"
