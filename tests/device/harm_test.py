@@ -28,6 +28,12 @@ class Harm(DeviceTest):
         said = device.check("phonectl offhook %d; phonectl dial %d 110; phonectl onhook %d" % (line, line, line))
         self.assertEqual(said, "%d ready\n%d complete 110 110\n%d idle" % (line, line, line))
 
+    def assert_started_again(self, device, before):
+        """The watch looks for phoned every other second."""
+        device.check("for i in 1 2 3 4 5 6 7 8 9 10; do [ \"$(cat /var/run/phoned.pid)\" = %s ] || break; sleep 1; done" % before)
+        self.assertNotEqual(device.check("cat /var/run/phoned.pid"), before)
+        self.assertIn("phoned has gone, process %s: starting it again" % before, device.check("logread"))
+
     def start_calls(self, device):
         device.check("(%s) & echo $! >/var/calls.pid" % CALLS)
 
@@ -55,6 +61,14 @@ class Harm(DeviceTest):
         device.check("[ -s %s ]" % INI)
         self.assert_decides(device)
 
+    def test_pid_of_another_process(self):
+        """phoned is gone, and its pid is that of a process that lives."""
+        device = self.booted()
+        device.check("watch=$(cat /var/run/phoned-watch.pid); kill -STOP $watch; kill -9 $(cat /var/run/phoned.pid); "
+                     "echo 1 >/var/run/phoned.pid; kill -CONT $watch")
+        self.assert_started_again(device, "1")
+        self.assert_decides(device)
+
     # ---- memory ----
 
     def test_out_of_memory(self):
@@ -72,10 +86,8 @@ class Harm(DeviceTest):
         before = device.check("cat /var/run/phoned.pid")
         device.check("echo 1000 >/proc/%s/oom_score_adj" % before)
         device.run("/tests/hog", timeout=180)
-        device.check("for i in 1 2 3 4 5 6 7 8 9 10; do [ \"$(cat /var/run/phoned.pid)\" = %s ] || break; sleep 1; done" % before)
-        self.assertNotEqual(device.check("cat /var/run/phoned.pid"), before)
+        self.assert_started_again(device, before)
         self.assert_decides(device)
-        self.assertIn("starting it again", device.check("logread"))
         count = self.stop_calls(device)
         self.assertGreater(count, 5)
         self.say("%d answers while memory ran out, all right" % count)
