@@ -55,6 +55,8 @@ class Board:
     transcript  the file that is told all that is said on the console
     frozen      a Frozen board that this one starts from, in place of a boot
     flash_rules a file with rules of qemu's for when writes to the flash fail (its driver blkdebug), or None
+
+    control is a Control of the board that is on.
     """
 
     def __init__(self, memory=32, flash=None, disk=DEVICE / "tests.squashfs", transcript=None, frozen=None,
@@ -76,6 +78,7 @@ class Board:
         self._command += arguments
         self._frozen = frozen
         self._qemu = None
+        self.control = None
         self._unread = b""
         self._commands = 0
 
@@ -106,9 +109,14 @@ class Board:
             state = self._folder / "state"
             self._frozen.write_with(self.flash, state)
             command += ["-incoming", "exec:cat %s" % shlex.quote(str(state))]
+        ours, theirs = socket.socketpair()
+        self.control = Control(ours)
+        command += ["-chardev", "socket,id=control,fd=%d" % theirs.fileno(), "-mon", "chardev=control,mode=control"]
         # Whatever ends this process takes the board along.
         command = ["setpriv", "--pdeathsig", "KILL", *command]
-        self._qemu = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        self._qemu = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                                      pass_fds=[theirs.fileno()])
+        theirs.close()
         if self._frozen is not None:
             self._thaw()
 
@@ -137,6 +145,7 @@ class Board:
         self._qemu.stdin.close()
         self._qemu.stdout.close()
         self._qemu = None
+        self.control.close()
         self.note("power cut")
 
     def power_off(self, timeout=60):
@@ -231,14 +240,12 @@ class Frozen:
         self._state = folder / "frozen"
         flash = folder / "frozen.flash"
         flash.write_bytes(b"".join(self._mark(page) for page in range(FLASH_SIZE // PAGE)))
-        control = folder / "control"
-        with Board(flash=flash, kernel_words=HOLD, arguments=("-qmp", "unix:%s,server=on,wait=off" % control), **options) as device:
+        with Board(flash=flash, kernel_words=HOLD, **options) as device:
             device.start()
             device.read_until("rcS: holding", 120)
             time.sleep(0.2)
-            with Control(control) as monitor:
-                monitor.execute("migrate", uri="exec:cat >%s" % shlex.quote(str(self._state)))
-                monitor.wait_for_migration()
+            device.control.execute("migrate", uri="exec:cat >%s" % shlex.quote(str(self._state)))
+            device.control.wait_for_migration()
         self._state = self._state.read_bytes()
         self._places = [self._state.find(self._mark(page)) for page in range(FLASH_SIZE // PAGE)]
         # The first page is the boot loader's, which qemu writes itself.
@@ -260,31 +267,33 @@ class Frozen:
 
 
 class Control:
-    """What qemu itself can be told (QMP)."""
+    """What qemu itself can be told (QMP), by a socket."""
 
-    def __init__(self, path):
-        self._socket = socket.socket(socket.AF_UNIX)
+    def __init__(self, connected):
+        self._socket = connected
         self._socket.settimeout(60)
-        self._socket.connect(str(path))
         self._lines = self._socket.makefile("r", encoding="utf-8")
-        self._lines.readline()  # a greeting
-        self.execute("qmp_capabilities")
+        self._is_ready = False
 
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
+    def close(self):
         self._lines.close()
         self._socket.close()
 
     def execute(self, command, **arguments):
+        if not self._is_ready:
+            self._is_ready = True
+            self.execute("qmp_capabilities")
         self._socket.sendall(json.dumps({"execute": command, "arguments": arguments}).encode())
         while True:
             answer = json.loads(self._lines.readline())
             if "error" in answer:
                 raise BoardError("qemu refuses %s: %s" % (command, answer["error"]["desc"]))
-            if "return" in answer:  # all else tells what has happened meanwhile
+            if "return" in answer:  # all else is a greeting, or tells what has happened meanwhile
                 return answer["return"]
+
+    def type(self, line):
+        """A line for qemu's monitor."""
+        return self.execute("human-monitor-command", **{"command-line": line})
 
     def wait_for_migration(self):
         deadline = time.monotonic() + 60

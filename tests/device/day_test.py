@@ -3,45 +3,14 @@ the next timer at once. So what is measured is the same on any machine, whatever
 import re
 import time
 
-import board
-from suite import TRANSCRIPTS, DeviceTest
+from counting import CountingBoard
+from suite import DeviceTest
 
 DAY = 86400
 TICK = 10000  # microseconds: the kernel's, 100 a second
 # Timer callbacks age no timer. What those of a turn take, with what goes with them, is 6 or 7 microseconds here; a timer in
 # phase has this once in its phase, and once more each time.
 TURN = 15
-
-# Four nanoseconds an instruction, about as the processors of such boards.
-IN_HASTE = ("-icount", "shift=2,sleep=off", "-S")
-# qemu also takes a waiting processor to the next timer in the moment in which the processor's own timer has fired and is yet
-# to say so. If that one is the next again, it goes once around, the kernel finds that no time has passed and sets it anew,
-# and so on for ever. So another timer is always to be due before: that of the real-time clock, twice a second, whose
-# interrupt the kernel does not listen to.
-CLOCK_TICKS = ("o /b 0x70 0x0a", "o /b 0x71 0x2f", "o /b 0x70 0x0b", "o /b 0x71 0x42")
-
-
-class BoardInHaste(board.Board):
-    def __init__(self, control, **options):
-        self._control = control
-        super().__init__(arguments=(*IN_HASTE, "-qmp", "unix:%s,server=on,wait=off" % control), **options)
-
-    def start(self):
-        super().start()
-        with self._monitor() as monitor:
-            for command in CLOCK_TICKS:
-                monitor.execute("human-monitor-command", **{"command-line": command})
-            monitor.execute("cont")
-
-    def _monitor(self):
-        deadline = time.monotonic() + 60
-        while True:
-            try:
-                return board.Control(self._control)
-            except OSError:  # qemu is about to make it
-                if time.monotonic() > deadline:
-                    raise
-                time.sleep(0.05)
 
 
 def timers_of(said):
@@ -61,19 +30,18 @@ class Day(DeviceTest):
             self.assertLessEqual(most, allowed[period], said)
 
     def test_a_day(self):
-        with BoardInHaste(self.folder() / "control", transcript=TRANSCRIPTS / (self.name + ".txt")) as device:
-            device.power_on(timeout=600)
-            # The watch would start two programs every other second.
-            device.check("start-stop-daemon -K -q -p /var/run/phoned-watch.pid")
-            start = time.monotonic()
-            # Without a priority in real time, select() may let a long wait end late by up to 100 ms.
-            device.check("cd /var; /tests/timers %d 1 60 3600 86400 >busy & "
-                         "chrt -f 1 /tests/timers %d 3600 86400 >quiet & wait" % (DAY, DAY), 3600)
-            self.say("a day took %d s" % (time.monotonic() - start))
-            busy, quiet = (device.check("cat /var/" + name) for name in ("busy", "quiet"))
-            self.say(busy.replace("\n", "; "))
-            self.say(quiet.replace("\n", "; "))
-            self.assert_in_time(quiet, {3600: TICK, 86400: TICK})
-            self.assert_in_time(busy, {1: TICK, 60: TICK, 3600: TICK + 3600 * TURN, 86400: TICK + 86400 * TURN})
-            said = device.check("phonectl offhook 9; phonectl dial 9 110; phonectl onhook 9")
-            self.assertEqual(said, "9 ready\n9 complete 110 110\n9 idle")
+        device = self.booted(kind=CountingBoard)
+        # The watch would start two programs every other second.
+        device.check("start-stop-daemon -K -q -p /var/run/phoned-watch.pid")
+        start = time.monotonic()
+        # Without a priority in real time, select() may let a long wait end late by up to 100 ms.
+        device.check("cd /var; /tests/timers %d 1 60 3600 86400 >busy & "
+                     "chrt -f 1 /tests/timers %d 3600 86400 >quiet & wait" % (DAY, DAY), 3600)
+        self.say("a day took %d s" % (time.monotonic() - start))
+        busy, quiet = (device.check("cat /var/" + name) for name in ("busy", "quiet"))
+        self.say(busy.replace("\n", "; "))
+        self.say(quiet.replace("\n", "; "))
+        self.assert_in_time(quiet, {3600: TICK, 86400: TICK})
+        self.assert_in_time(busy, {1: TICK, 60: TICK, 3600: TICK + 3600 * TURN, 86400: TICK + 86400 * TURN})
+        said = device.check("phonectl offhook 9; phonectl dial 9 110; phonectl onhook 9")
+        self.assertEqual(said, "9 ready\n9 complete 110 110\n9 idle")

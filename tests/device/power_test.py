@@ -62,8 +62,8 @@ class Lane(threading.Thread):
 
     def __init__(self, make_board, folder, cuts, seed):
         super().__init__()
-        self.rules, self.control = folder / ("rules%d" % seed), folder / ("control%d" % seed)
-        self.device = make_board(flash_rules=self.rules, arguments=("-qmp", "unix:%s,server=on,wait=off" % self.control))
+        self.rules = folder / ("rules%d" % seed)
+        self.device = make_board(flash_rules=self.rules)
         self.cuts, self.seed = cuts, seed
         self.random = random.Random(seed)
         self.problems, self.counts = [], {}
@@ -96,8 +96,7 @@ class Lane(threading.Thread):
         name, busy = ("saves", SAVES) if self.random.random() < 0.7 else ("starts", STARTS)
         self.device.note("cut %d of seed %d: after %d changes by %s" % (number, self.seed, self.changes, name))
         self.device.put("/var/busy", busy + "\n")
-        with board.Control(self.control) as monitor:
-            monitor.execute("human-monitor-command", **{"command-line": "qemu-io pflash0 flush"})
+        self.device.control.type("qemu-io pflash0 flush")
         self.device.send("sh /var/busy &")
         self.device.read_until(REFUSED, 120)
         self.device.cut_power()

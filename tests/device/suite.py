@@ -22,9 +22,9 @@ class DeviceTest(unittest.TestCase):
         for file in TRANSCRIPTS.glob(self.transcripts.name):
             file.unlink()
 
-    def board(self, which="", **options):
+    def board(self, which="", kind=board.Board, **options):
         """Boards that are on at the same time need different words for which one it is."""
-        return board.Board(transcript=TRANSCRIPTS / (self.name + which + ".txt"), **options)
+        return kind(transcript=TRANSCRIPTS / (self.name + which + ".txt"), **options)
 
     def booted(self, **options):
         """A board with a shell, whose power is cut at the end of the test."""
