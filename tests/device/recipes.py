@@ -22,6 +22,7 @@ LINUX = "linux-source-6.1"
 # Programs and libraries of the build that ships (preset release: -Os, link-time optimisation), built for the board.
 RELEASE = DEVICE / "release"
 RELEASE_NOCERT = DEVICE / "release-nocert"
+RELEASE_STATIC = DEVICE / "release-static"
 # The library's test programs are those of the preset mips.
 TESTS = ROOT / "build/mips"
 TEST_PROGRAMS = tuple(folder + "_tests" for folder in (
@@ -223,6 +224,11 @@ def build_probes():
         link_probe(source, folder / source.stem, *(shared if uses_library else ()))
     link_probe(HERE / "probes/idle_userlib.c", folder / "idle_userlib_nocert", *nocert)
     link_probe(HERE / "probes/idle_userlib.c", folder / "idle_userlib_static", *static)
+    link_probe(HERE / "probes/idle_userlib.c", folder / "idle_userlib_all_static", *static, "-static")
+    link_probe(HERE / "probes/idle_nothing.c", folder / "idle_nothing_static", "-static")
+    link_probe(HERE / "probes/idle_nothing.c", folder / "idle_nothing_openssl", "-L%s" % OPENSSL, "-Wl,--no-as-needed",
+               "-lssl", "-lcrypto")
+    run(CROSS + "strip", "-o", folder / "phoned_all_static", RELEASE_STATIC / "examples/phoned")
     return folder
 
 
@@ -338,6 +344,8 @@ def build_alone():
         [("openssl", lambda: run(ROOT / "scripts/cross-openssl", "mips", log=DEVICE / "openssl.log")),
          ("busybox", build_busybox), ("release", lambda: build_release(RELEASE, "userlib", "phoned", "phonectl")),
          ("nocert", lambda: build_release(RELEASE_NOCERT, "userlib", "userlib_static", "-DUSERLIB_CERT=OFF")),
+         ("static", lambda: build_release(RELEASE_STATIC, "phoned", "-DUSERLIB_CERT=OFF", "-DBUILD_SHARED_LIBS=OFF",
+                                          "-DCMAKE_EXE_LINKER_FLAGS=-static")),
          ("tests", build_test_programs), ("probes", build_probes)])]
     for thread in lanes:
         thread.start()

@@ -7,6 +7,7 @@ from pathlib import Path
 
 import board
 import recipes
+from page import Page
 
 HERE = Path(__file__).resolve().parent
 TRANSCRIPTS = recipes.DEVICE / "transcripts"
@@ -14,6 +15,8 @@ TRANSCRIPTS = recipes.DEVICE / "transcripts"
 
 class DeviceTest(unittest.TestCase):
     """A test with boards whose consoles are written down in files of the test's name."""
+
+    is_updating = False
 
     def setUp(self):
         TRANSCRIPTS.mkdir(exist_ok=True)
@@ -42,6 +45,15 @@ class DeviceTest(unittest.TestCase):
     def say(self, text):
         """A figure that whoever reads the result wants to see."""
         print("device:   " + text, flush=True)
+
+    def check_table(self, name, rows, share, few):
+        """Compares rows (row to column to figure) with a table of docs/footprint.md, or writes them there."""
+        self.say("%-34s %s" % (name, " | ".join(next(iter(rows.values())))))
+        for row, cells in rows.items():
+            self.say("%-34s %s" % (row, " | ".join(map(str, cells.values()))))
+        if self.is_updating:
+            Page().update(name, rows)
+        self.assertEqual(Page().differences(name, rows, share, few), [])
 
 
 class Result(unittest.TestResult):
@@ -80,8 +92,9 @@ def all_tests(suite):
             yield test
 
 
-def run(names):
+def run(names, is_updating):
     """Returns the exit status."""
+    DeviceTest.is_updating = is_updating
     tests = [test for test in all_tests(unittest.TestLoader().discover(str(HERE), "*_test.py"))
              if not names or any(name in test.id() for name in names)]
     if not tests:
