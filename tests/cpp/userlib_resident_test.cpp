@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <memory>
 #include <string>
 
@@ -132,6 +133,28 @@ TEST(UserlibHppTimeLimit, EndsACallThatWouldBlock) {
   itimerval left = {};
   getitimer(ITIMER_REAL, &left);
   EXPECT_EQ(left.it_value.tv_sec + left.it_value.tv_usec, 0) << "the timer is stopped";
+  close(ends[0]);
+  close(ends[1]);
+}
+
+TEST(UserlibHppTimeLimit, MayBeInsideAnotherAndWhereItsSignalIsBlocked) {
+  sigset_t alarm;
+  sigemptyset(&alarm);
+  sigaddset(&alarm, SIGALRM);
+  sigprocmask(SIG_BLOCK, &alarm, nullptr);
+  int ends[2];
+  char byte = 0;
+  ASSERT_EQ(pipe(ends), 0);
+  {
+    const userlib::TimeLimit outer;
+    { const userlib::TimeLimit inner; }
+    itimerval left = {};
+    getitimer(ITIMER_REAL, &left);
+    ASSERT_GT(left.it_value.tv_usec, 0);
+    EXPECT_EQ(left.it_interval.tv_usec, 20000);
+    EXPECT_EQ(read(ends[0], &byte, sizeof byte), -1);
+    EXPECT_EQ(errno, EINTR);
+  }
   close(ends[0]);
   close(ends[1]);
 }

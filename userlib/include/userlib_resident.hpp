@@ -43,22 +43,26 @@ inline void occupy_standard_descriptors() {
 }
 
 /// TimeLimit is for a system call that might block although it should not: while it lives, a signal comes every 20 ms and
-/// the call fails with EINTR. It takes SIGALRM and the timer of the process.
+/// the call fails with EINTR. It takes SIGALRM, which a careless parent may have blocked, and the timer of the process. One
+/// may be inside another.
 class TimeLimit : Pinned {
  public:
   TimeLimit() {
     struct sigaction action = {};  // without SA_RESTART
     action.sa_handler = [](int) {};
     sigaction(SIGALRM, &action, nullptr);
-    set({0, 20000});
+    sigset_t alarm;
+    sigemptyset(&alarm);
+    sigaddset(&alarm, SIGALRM);
+    sigprocmask(SIG_UNBLOCK, &alarm, nullptr);
+    constexpr timeval kPeriod = {0, 20000};
+    const itimerval interval = {kPeriod, kPeriod};
+    setitimer(ITIMER_REAL, &interval, &before_);
   }
-  ~TimeLimit() { set({0, 0}); }
+  ~TimeLimit() { setitimer(ITIMER_REAL, &before_, nullptr); }
 
  private:
-  static void set(timeval period) {
-    const itimerval interval = {period, period};
-    setitimer(ITIMER_REAL, &interval, nullptr);
-  }
+  itimerval before_ = {};
 };
 
 /// LineReader collects lines of at most so many characters from a descriptor that may deliver them in pieces, or never.
