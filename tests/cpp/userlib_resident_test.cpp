@@ -229,6 +229,64 @@ TEST(UserlibHppUnixListener, TellsWhyItCannotListen) {
   EXPECT_TRUE(listener.open(directory.file(std::string(106 - directory.path().size(), 'x')))) << "the longest path";
 }
 
+// Whether somebody listens cannot be told then: the socket may be a living daemon's.
+TEST(UserlibHppUnixListener, ReplacesNoSocketThatItCannotTry) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.file("console");
+  UnixListener first;
+  UnixListener second;
+  ASSERT_TRUE(first.open(path));
+  {
+    const FaultInjector fault("socket", 1, EMFILE);
+    EXPECT_FALSE(second.open(path));
+    EXPECT_EQ(errno, EMFILE);
+  }
+  EXPECT_TRUE(userlib::connect_unix(path, SOCK_STREAM)) << "the first one still listens";
+}
+
+TEST(UserlibHppUnixListener, ReplacesNoSocketThatTakesDatagrams) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.file("log");
+  sockaddr_un address = {};
+  ASSERT_TRUE(userlib::set_unix_path(address, path));
+  const UniqueFd other(socket(AF_UNIX, SOCK_DGRAM, 0));
+  ASSERT_EQ(bind(other.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  UnixListener listener;
+  EXPECT_FALSE(listener.open(path));
+  EXPECT_EQ(errno, EADDRINUSE);
+  EXPECT_TRUE(userlib::connect_unix(path, SOCK_DGRAM));
+}
+
+TEST(UserlibHppUnixListener, TellsThatADeadOnesSocketCannotBeRemoved) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.file("console");
+  sockaddr_un address = {};
+  ASSERT_TRUE(userlib::set_unix_path(address, path));
+  const UniqueFd dead(socket(AF_UNIX, SOCK_STREAM, 0));
+  ASSERT_EQ(bind(dead.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  UnixListener listener;
+  const FaultInjector fault("unlink", 1, EROFS);
+  EXPECT_FALSE(listener.open(path));
+  EXPECT_EQ(errno, EROFS);
+}
+
+TEST(UserlibHppUnixListener, LeavesNothingWhereItCannotListen) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.file("console");
+  UnixListener listener;
+  for (const char* call : {"socket", "bind", "listen"}) {
+    const FaultInjector fault(call, 1, ENOMEM);
+    EXPECT_FALSE(listener.open(path)) << call;
+    EXPECT_EQ(errno, ENOMEM) << call;
+    EXPECT_FALSE(listener) << call;
+    EXPECT_FALSE(exists(path)) << call;
+  }
+  const mode_t mask = umask(0);
+  umask(mask);
+  EXPECT_NE(mask, 0177U) << "the mask of the process is back";
+  EXPECT_TRUE(listener.open(path));
+}
+
 TEST(UserlibHppUnixListener, LeavesWhatHasItsNameByNow) {
   const TemporaryDirectory directory;
   const std::string path = directory.file("console");

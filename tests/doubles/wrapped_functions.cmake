@@ -30,6 +30,7 @@ set(USERLIB_WRAPPED_FUNCTIONS
     gettimeofday
     gmtime
     kill
+    listen
     localtime
     localtime_r
     lstat

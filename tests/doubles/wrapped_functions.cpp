@@ -283,6 +283,11 @@ tm* __wrap_localtime_r(const time_t* seconds, tm* result) {
   return FaultInjector::strikes("localtime_r") ? nullptr : __real_localtime_r(seconds, result);
 }
 
+int __real_listen(int socket, int backlog);
+int __wrap_listen(int socket, int backlog) {
+  return FaultInjector::strikes("listen") ? -1 : __real_listen(socket, backlog);
+}
+
 int __real_lstat(const char* path, struct stat* status);
 int __wrap_lstat(const char* path, struct stat* status) {
   if (FaultInjector::strikes("lstat")) {

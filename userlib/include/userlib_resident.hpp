@@ -159,8 +159,10 @@ inline UniqueFd connect_unix(std::string_view path, int type) {
     return UniqueFd();
   }
   UniqueFd fd(socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
-  return connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ? std::move(fd)
-                                                                                             : UniqueFd();
+  if (fd && connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    fd.reset();
+  }
+  return fd;
 }
 
 /// UnixListener listens on a Unix socket, to which only the daemon's own user may connect. The socket goes with it.
@@ -170,7 +172,8 @@ class UnixListener : Pinned {
   ~UnixListener() { static_cast<void>(close()); }
 
   /// open listens on the path, and replaces a socket there on which nobody listens: a daemon that was killed has left it
-  /// behind. It is removed by the same path, so a relative one takes a working directory that stays. Returns false, with
+  /// behind. It is removed by the same path, so a relative one takes a working directory that stays. Two processes that find
+  /// a dead one's socket at the same time may replace each other's, unless a LockFile keeps them apart. Returns false, with
   /// errno set: ENAMETOOLONG also for no path, EADDRINUSE while another process listens there, ENOTSOCK for a file that is
   /// not a socket.
   [[nodiscard]] bool open(std::string_view path) {
@@ -184,8 +187,14 @@ class UnixListener : Pinned {
     }
     inode_ = inode();
     fd_ = std::move(fd);
+    if (listen(fd_.get(), SOMAXCONN) != 0) {
+      const int saved = errno;
+      static_cast<void>(close());
+      errno = saved;
+      return false;
+    }
     keep_reserve();
-    return listen(fd_.get(), SOMAXCONN) == 0;
+    return true;
   }
 
   /// accept returns the next connection, which does not block; none, with errno set, if there is none.
@@ -221,10 +230,12 @@ class UnixListener : Pinned {
     if (!fd_) {
       return true;
     }
+    // While it is open, it is not taken for a dead one's, and its inode not given to another.
+    const ino_t found = inode();
+    const bool is_removed = found != 0 && (found != inode_ || unlink(address_.sun_path) == 0);
     fd_.reset();
     reserve_.reset();
-    const ino_t found = inode();
-    return found != 0 && (found != inode_ || unlink(address_.sun_path) == 0);
+    return is_removed;
   }
 
  private:
@@ -239,13 +250,13 @@ class UnixListener : Pinned {
       errno = ENOTSOCK;
       return false;
     }
-    // EAGAIN: somebody listens but is busy.
-    if (connect_unix(address_.sun_path, SOCK_STREAM | SOCK_NONBLOCK) || errno == EAGAIN) {
+    // EAGAIN: somebody listens but is busy. EPROTOTYPE: somebody takes datagrams there.
+    if (connect_unix(address_.sun_path, SOCK_STREAM | SOCK_NONBLOCK) || errno == EAGAIN || errno == EPROTOTYPE) {
       errno = EADDRINUSE;
       return false;
     }
-    unlink(address_.sun_path);
-    return true;
+    // Only a refusal tells that nobody listens: without a free descriptor, for example, nobody knows.
+    return (errno == ECONNREFUSED && unlink(address_.sun_path) == 0) || errno == ENOENT;
   }
 
   bool bind_privately(int fd) const {
