@@ -415,6 +415,33 @@ TEST(UserlibHppLockFile, TellsWhatTheSystemRefuses) {
   EXPECT_EQ(errno, EROFS);
 }
 
+TEST(UserlibHppLockFile, LeavesWhatHasItsNameByNow) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.file("lock");
+  LockFile first;
+  LockFile second;
+  ASSERT_TRUE(first.take(path.c_str()));
+  ASSERT_EQ(unlink(path.c_str()), 0);
+  ASSERT_TRUE(second.take(path.c_str()));
+  EXPECT_TRUE(first.release());
+  EXPECT_FALSE(first.take(path.c_str())) << "the second one still has it";
+  EXPECT_EQ(errno, EWOULDBLOCK);
+}
+
+TEST(UserlibHppLockFile, IsOneFileAtATime) {
+  const TemporaryDirectory directory;
+  const std::string one = directory.file("one");
+  const std::string two = directory.file("two");
+  LockFile lock;
+  LockFile other;
+  ASSERT_TRUE(lock.take(one.c_str()));
+  ASSERT_TRUE(other.take(two.c_str()));
+  EXPECT_FALSE(lock.take(two.c_str()));
+  EXPECT_FALSE(exists(one));
+  EXPECT_TRUE(lock.release());
+  EXPECT_TRUE(exists(two)) << "another's";
+}
+
 // ---- A file that replaces another ----
 
 class UserlibHppReplaceFile : public testing::Test {

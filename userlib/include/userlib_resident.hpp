@@ -286,9 +286,11 @@ class LockFile : Pinned {
   LockFile() = default;
   ~LockFile() { static_cast<void>(release()); }
 
-  /// take locks the file, which is made if it does not exist. The text of the path must live as long as the lock. Returns
-  /// false, with errno set, if that is not possible: EWOULDBLOCK while another process has it.
+  /// take locks the file, which is made if it does not exist. The text of the path must live as long as the lock; a relative
+  /// one takes a working directory that stays. Returns false, with errno set, if that is not possible: EWOULDBLOCK while
+  /// another process has it.
   [[nodiscard]] bool take(const char* path) {
+    static_cast<void>(release());
     path_ = path;
     for (int tries = 10; tries > 0; --tries) {
       UniqueFd fd(open(path, O_RDONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
@@ -307,9 +309,10 @@ class LockFile : Pinned {
 
   explicit operator bool() const { return static_cast<bool>(fd_); }
 
-  /// release removes the file, and gives up the lock. Returns false, with errno set, if the file cannot be removed.
+  /// release removes the file, but not what else has its name by now, and gives up the lock. Returns false, with errno set,
+  /// if the file cannot be removed.
   bool release() {
-    const bool is_removed = !fd_ || unlink(path_) == 0 || errno == ENOENT;
+    const bool is_removed = !fd_ || !is_named(fd_.get()) || unlink(path_) == 0 || errno == ENOENT;
     const int saved = errno;
     fd_.reset();
     errno = saved;
