@@ -524,6 +524,55 @@ TEST_F(UserlibHppReplaceFile, KeepsTheOldFileWhereWritingFails) {
   write_content(file_ + ".new", "left behind by a power cut");
   EXPECT_FALSE(userlib::replace_file(file_.c_str(), [](const char*) { return true; }));
   expect_old("nothing is written");
+  EXPECT_EQ(errno, ENOENT);
+  EXPECT_FALSE(userlib::replace_file(file_.c_str(), [](const char*) {
+    errno = ENOSPC;
+    return false;
+  }));
+  EXPECT_EQ(errno, ENOSPC) << "why it failed";
+}
+
+TEST_F(UserlibHppReplaceFile, WritesToNothingElseThatHasTheNameBeside) {
+  const std::string beside = file_ + ".new";
+  write_content(file_, "old");
+  ASSERT_EQ(mkdir(beside.c_str(), 0700), 0);
+  EXPECT_TRUE(replace(file_));
+  EXPECT_EQ(written_, file_) << "a folder is there";
+  ASSERT_EQ(rmdir(beside.c_str()), 0);
+  const std::string other = directory_.file("other");
+  write_content(other, "kept");
+  ASSERT_EQ(symlink("other", beside.c_str()), 0);
+  EXPECT_TRUE(replace(file_));
+  EXPECT_EQ(written_, beside) << "the link is removed";
+  EXPECT_EQ(content_of(other), "kept");
+  ASSERT_EQ(symlink("other", beside.c_str()), 0);
+  const FaultInjector fault("unlink", 1, EPERM);
+  EXPECT_TRUE(replace(file_));
+  EXPECT_EQ(written_, file_) << "the link stays";
+  EXPECT_EQ(content_of(other), "kept");
+}
+
+TEST_F(UserlibHppReplaceFile, KeepsTheGroup) {
+  if (geteuid() != 0) {
+    GTEST_SKIP() << "only root may give a file to any group";
+  }
+  write_content(file_, "old");
+  ASSERT_EQ(chown(file_.c_str(), static_cast<uid_t>(-1), 12345), 0);
+  EXPECT_TRUE(replace(file_));
+  struct stat status = {};
+  ASSERT_EQ(stat(file_.c_str(), &status), 0);
+  EXPECT_EQ(status.st_gid, 12345U);
+}
+
+// The new file would be the wrong user's.
+TEST_F(UserlibHppReplaceFile, WritesToWhatIsNotThisUsersOwn) {
+  if (geteuid() != 0) {
+    GTEST_SKIP() << "only root may give a file to another";
+  }
+  write_content(file_, "old");
+  ASSERT_EQ(chown(file_.c_str(), 12345, static_cast<gid_t>(-1)), 0);
+  EXPECT_TRUE(replace(file_));
+  EXPECT_EQ(written_, file_);
 }
 
 }  // namespace

@@ -336,13 +336,12 @@ class FileReplacement {
  public:
   /// What a link leads to is replaced, not the link. A file that does not exist yet has no other name.
   explicit FileReplacement(const char* path) : file_(realpath(path, real_) != nullptr ? real_ : path) {
-    has_room_ = std::snprintf(beside_, sizeof beside_, "%s.new", file_) < PATH_MAX;
+    const bool has_room = std::snprintf(beside_, sizeof beside_, "%s.new", file_) < PATH_MAX;
     std::snprintf(copy_, sizeof copy_, "%s", file_);
     folder_ = dirname(copy_);
-    // Left behind by a power cut; a second name of the file itself, if that came between the two steps of a rename.
-    if (has_room_) {
-      unlink(beside_);
-    }
+    // Left behind by a power cut; a second name of the file itself, if that came between the two steps of a rename. What
+    // cannot be removed, such as a folder or another user's link, is not written to.
+    is_free_ = has_room && (unlink(beside_) == 0 || errno == ENOENT);
   }
 
   const char* beside() const { return beside_; }
@@ -350,7 +349,7 @@ class FileReplacement {
   /// A file that takes the place of another has an owner, a mode and a folder of its own.
   bool is_possible() const {
     struct stat status = {};
-    if (!has_room_ || access(folder_, W_OK | X_OK) != 0) {
+    if (!is_free_ || access(folder_, W_OK | X_OK) != 0) {
       return false;
     }
     if (lstat(file_, &status) != 0) {
@@ -359,12 +358,16 @@ class FileReplacement {
     return S_ISREG(status.st_mode) && status.st_nlink == 1 && status.st_uid == geteuid() && access(file_, W_OK) == 0;
   }
 
-  /// The file beside takes the old one's mode and place. Some file systems write the new name before the bytes, unless they
-  /// are told to sync.
+  /// The file beside takes the old one's group, mode and place. Some file systems write the new name before the bytes, unless
+  /// they are told to sync.
   bool finish() const {
     struct stat status = {};
     const UniqueFd fd(open(beside_, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    if (!fd) {
+      return false;
+    }
     if (stat(file_, &status) == 0) {
+      static_cast<void>(!fchown(fd.get(), static_cast<uid_t>(-1), status.st_gid));
       static_cast<void>(fchmod(fd.get(), status.st_mode & 0777));
     }
     if (fsync(fd.get()) != 0 || std::rename(beside_, file_) != 0) {
@@ -381,13 +384,13 @@ class FileReplacement {
   char beside_[PATH_MAX];
   const char* file_;
   const char* folder_;
-  bool has_room_;
+  bool is_free_;
 };
 
 /// replace_file has a file written whole: a power cut leaves the old one or the new one. The callable gets the path of a file
 /// beside to write to, which then takes the place of the old one, and returns whether it could. Where that cannot be - in a
 /// folder that takes no new file, for a device, for a file of another user or with other names - it gets the path itself.
-/// Returns whether the file is written.
+/// Returns whether the file is written; errno is the callable's or the system's if not.
 template <class Write>
 bool replace_file(const char* path, Write write) {
   const FileReplacement replacement(path);
@@ -396,7 +399,9 @@ bool replace_file(const char* path, Write write) {
   }
   const bool is_replaced = write(replacement.beside()) && replacement.finish();
   if (!is_replaced) {
+    const int saved = errno;
     unlink(replacement.beside());
+    errno = saved;
   }
   return is_replaced;
 }
