@@ -6,9 +6,12 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <string>
+
+#include "doubles/fault_injector.h"
 
 namespace {
 
@@ -119,6 +122,22 @@ TEST_P(UserlibHppOutput, WaitsForNobodyWhoHasGone) {
   output.close();
 }
 
+TEST_P(UserlibHppOutput, TellsWhatTheSystemRefuses) {
+  std::string text;
+  {
+    const Redirected redirected(ends_[1]);
+    Output output(stdout, "daemon");
+    for (const char* call : {"fcntl", "dup2"}) {
+      const support::FaultInjector fault(call, 1, EMFILE);
+      EXPECT_FALSE(output.open()) << call;
+      EXPECT_EQ(errno, EMFILE) << call;
+    }
+    print(0, 1, output);
+    text = read_all(ends_[0]);
+  }
+  EXPECT_EQ(text, "0000000\n") << "goes the old way";
+}
+
 INSTANTIATE_TEST_SUITE_P(, UserlibHppOutput, testing::Bool(),
                          [](const auto& param) { return param.param ? "socket" : "pipe"; });
 
@@ -139,6 +158,22 @@ TEST(UserlibHppCapture, KeepsWhatIsPrintedAlsoInsideAnother) {
   }
   std::printf("again");
   EXPECT_EQ(take(outer), "outer again");
+}
+
+TEST(UserlibHppCapture, CollectsNothingIfTheSystemRefuses) {
+  Capture outer;
+  const struct {
+    const char* call;
+    int nth;
+  } kCases[] = {{"fcntl", 1}, {"fcntl", 2}, {"dup2", 1}};
+  for (const auto& row : kCases) {
+    const support::FaultInjector fault(row.call, row.nth, EMFILE);
+    Capture inner;
+    std::printf("x");
+    EXPECT_FALSE(inner.is_open()) << row.call;
+    EXPECT_EQ(take(inner), "") << row.call;
+  }
+  EXPECT_EQ(take(outer), "xxx") << "printed the old way";
 }
 
 }  // namespace

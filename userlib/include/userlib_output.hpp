@@ -38,7 +38,10 @@ inline UniqueFd duplicate(int standard_fd) {
 /// open_memory_file returns an empty file in memory that what is written is appended to; none, with errno set, without room.
 inline UniqueFd open_memory_file() {
   UniqueFd fd(memfd_create("userlib", MFD_CLOEXEC));
-  return fcntl(fd.get(), F_SETFL, O_APPEND) == 0 ? std::move(fd) : UniqueFd();
+  if (fd && fcntl(fd.get(), F_SETFL, O_APPEND) != 0) {
+    fd.reset();
+  }
+  return fd;
 }
 
 /// Output is the standard output or standard error of a daemon that must not wait for its reader.
@@ -61,8 +64,11 @@ class Output : Pinned {
     is_socket_ = S_ISSOCK(status.st_mode);
     std::fflush(stream_);
     UniqueFd reader = open_again();
+    if (!reader) {
+      return false;
+    }
     const UniqueFd memory = open_memory_file();
-    if (!reader || !memory || dup2(memory.get(), fd_) < 0) {
+    if (!memory || dup2(memory.get(), fd_) < 0) {
       return false;
     }
     reader_ = std::move(reader);
@@ -191,13 +197,13 @@ class Capture : Pinned {
     if (memory_) {
       standard_output_ = duplicate(STDOUT_FILENO);
     }
-    if (standard_output_) {
-      dup2(memory_.get(), STDOUT_FILENO);
+    if (standard_output_ && dup2(memory_.get(), STDOUT_FILENO) < 0) {
+      standard_output_.reset();
     }
   }
   ~Capture() { end(); }
 
-  /// is_open is false if there is no descriptor for it, or it has ended: nothing is collected then.
+  /// is_open is false if the system refuses it, or it has ended: nothing is collected then.
   bool is_open() const { return static_cast<bool>(standard_output_); }
 
   /// end lets standard output lead to where it led before.
