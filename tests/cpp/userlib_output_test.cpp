@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -12,6 +13,7 @@
 #include <string>
 
 #include "doubles/fault_injector.h"
+#include "doubles/temporary_directory.h"
 
 namespace {
 
@@ -140,6 +142,58 @@ TEST_P(UserlibHppOutput, TellsWhatTheSystemRefuses) {
 
 INSTANTIATE_TEST_SUITE_P(, UserlibHppOutput, testing::Bool(),
                          [](const auto& param) { return param.param ? "socket" : "pipe"; });
+
+TEST(UserlibHppOutputToFile, GoesTheOldWay) {
+  const support::TemporaryDirectory directory;
+  const std::string path = directory.file("file");
+  const userlib::UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT, 0600));
+  bool is_open = false;
+  {
+    const Redirected redirected(file.get());
+    Output output(stdout, "daemon");
+    is_open = output.open();
+    std::fputs("print\n", stdout);
+    output.flush();
+  }
+  EXPECT_TRUE(is_open);
+  EXPECT_EQ(support::content_of(path), "print\n");
+}
+
+// A reader who comes back learns how much there was meanwhile.
+TEST(UserlibHppOutputToFifo, CountsWhatNobodyRead) {
+  const support::TemporaryDirectory directory;
+  const std::string path = directory.file("fifo");
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  std::signal(SIGPIPE, SIG_IGN);
+  userlib::UniqueFd reader(open(path.c_str(), O_RDONLY | O_NONBLOCK));
+  const userlib::UniqueFd writer(open(path.c_str(), O_WRONLY));
+  bool was_behind = false;
+  int times_asked = 0;
+  std::string text;
+  {
+    const Redirected redirected(writer.get());
+    Output output(stdout, "daemon");
+    ASSERT_TRUE(output.open());
+    reader.reset();
+    for (const char* lines : {"1\n2\n3\n", "4\n5\n"}) {
+      std::fputs(lines, stdout);
+      output.flush();
+    }
+    was_behind = output.is_behind();
+    reader.reset(open(path.c_str(), O_RDONLY | O_NONBLOCK));
+    std::fputs("6\n", stdout);
+    {
+      const support::FaultInjector never("clock_gettime", 1000, EINVAL);
+      output.finish();
+      times_asked = never.calls();
+    }
+    text = read_all(reader.get());
+    output.close();
+  }
+  EXPECT_TRUE(was_behind);
+  EXPECT_EQ(text, "daemon: 5 lines could not be printed\n6\n");
+  EXPECT_EQ(times_asked, 1) << "does not wait once all is written";
+}
 
 std::string take(Capture& capture) {
   capture.end();

@@ -532,6 +532,15 @@ TEST_F(UserlibHppReplaceFile, KeepsTheOldFileWhereWritingFails) {
   EXPECT_EQ(errno, ENOSPC) << "why it failed";
 }
 
+TEST_F(UserlibHppReplaceFile, TellsThatItCannotRename) {
+  EXPECT_FALSE(userlib::replace_file(file_.c_str(), [this](const char* name) {
+    write_content(name, "new");
+    return mkdir(file_.c_str(), 0700) == 0;
+  }));
+  EXPECT_EQ(errno, EISDIR);
+  EXPECT_FALSE(exists(file_ + ".new"));
+}
+
 TEST_F(UserlibHppReplaceFile, WritesToNothingElseThatHasTheNameBeside) {
   const std::string beside = file_ + ".new";
   write_content(file_, "old");
