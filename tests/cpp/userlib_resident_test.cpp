@@ -88,6 +88,12 @@ TEST_F(UserlibHppLineReader, LeavesTheNextLineInTheDescriptor) {
   EXPECT_EQ(reader_.line(), "d");
 }
 
+TEST_F(UserlibHppLineReader, TakesAnEmptyLineFirst) {
+  put("\n");
+  EXPECT_EQ(read(), Event::kLine);
+  EXPECT_EQ(reader_.line(), "");
+}
+
 TEST_F(UserlibHppLineReader, TakesSoMuchAndNoMore) {
   put(std::string(254, 'x') + "\n" + std::string(255, 'y') + "\n" + std::string(256, 'z') + "\nnext\n");
   EXPECT_EQ(read(), Event::kLine);
@@ -506,6 +512,8 @@ TEST_F(UserlibHppReplaceFile, WritesToWhatCannotBeReplaced) {
   EXPECT_TRUE(replace(dangling));
   EXPECT_EQ(written_, dangling);
   EXPECT_EQ(content_of(directory_.file("nowhere")), "new");
+  const std::string lost = directory_.file("missing/masks");
+  EXPECT_FALSE(userlib::replace_file(lost.c_str(), [&](const char* name) { return name != lost; })) << "no such folder";
   const std::string too_long(PATH_MAX, 'x');
   EXPECT_FALSE(userlib::replace_file(too_long.c_str(), [&](const char* name) { return name != too_long; }));
 }
