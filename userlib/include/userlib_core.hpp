@@ -108,6 +108,7 @@ timeval later(timeval time, std::chrono::duration<Rep, Period> wait) {
   return time;
 }
 
+/// Whether it is this time already, or later.
 inline bool is_reached(const timeval& deadline, const timeval& now) {
   return NUV_timeval_cmp(&deadline, &now) <= 0;
 }
@@ -162,6 +163,8 @@ struct MemoryFigures {
   uint64_t peak_bytes = 0;   ///< at most
   uint64_t allocations = 0;  ///< since count_memory()
 };
+
+/// All zero without count_memory().
 inline MemoryFigures memory_figures;
 
 /// count_memory keeps memory_figures from now on. It goes before the first block.

@@ -162,6 +162,8 @@ class Pipe {
 
 /// A bridge loses the bytes of a datagram beyond this, and cannot pass on an empty one, because its output is a stream.
 inline constexpr std::size_t kMaxDatagram = 1024;
+
+/// Whether a datagram of this size gets through a bridge whole.
 constexpr bool can_be_bridged(std::size_t size) {
   return size > 0 && size <= kMaxDatagram;
 }

@@ -69,6 +69,7 @@ class TimeLimit : Pinned {
 template <std::size_t capacity>
 class LineReader : Pinned {
  public:
+  /// What a read has come to.
   enum class Event {
     kNothing,  ///< the line is not complete yet
     kLine,     ///< line() is complete
