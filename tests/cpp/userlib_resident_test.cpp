@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "doubles/fault_injector.h"
 #include "doubles/temporary_directory.h"
@@ -194,15 +195,19 @@ TEST(UserlibHppUnixListener, AcceptsAndRemovesItsSocket) {
   EXPECT_EQ(errno, ENOENT);
 }
 
+// A socket that has a path, and on which nobody listens; none if that is not possible.
+UniqueFd bound_socket(const std::string& path, int type) {
+  sockaddr_un address = {};
+  UniqueFd fd(socket(AF_UNIX, type, 0));
+  const bool is_bound = userlib::set_unix_path(address, path) &&
+                        bind(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  return is_bound ? std::move(fd) : UniqueFd();
+}
+
 TEST(UserlibHppUnixListener, ReplacesASocketOnWhichNobodyListens) {
   const TemporaryDirectory directory;
   const std::string path = directory.file("console");
-  {
-    sockaddr_un address = {};
-    ASSERT_TRUE(userlib::set_unix_path(address, path));
-    const UniqueFd dead(socket(AF_UNIX, SOCK_STREAM, 0));
-    ASSERT_EQ(bind(dead.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-  }
+  bound_socket(path, SOCK_STREAM).reset();
   ASSERT_TRUE(exists(path));
   UnixListener first;
   UnixListener second;
@@ -254,10 +259,8 @@ TEST(UserlibHppUnixListener, ReplacesNoSocketThatItCannotTry) {
 TEST(UserlibHppUnixListener, ReplacesNoSocketThatTakesDatagrams) {
   const TemporaryDirectory directory;
   const std::string path = directory.file("log");
-  sockaddr_un address = {};
-  ASSERT_TRUE(userlib::set_unix_path(address, path));
-  const UniqueFd other(socket(AF_UNIX, SOCK_DGRAM, 0));
-  ASSERT_EQ(bind(other.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  const UniqueFd other = bound_socket(path, SOCK_DGRAM);
+  ASSERT_TRUE(other);
   UnixListener listener;
   EXPECT_FALSE(listener.open(path));
   EXPECT_EQ(errno, EADDRINUSE);
