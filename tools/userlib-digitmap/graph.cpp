@@ -231,7 +231,7 @@ std::string escape(const std::string& text) {
 // A pattern for a label, cut if it is too wide for a node.
 std::string shorten(const std::string& pattern) {
   constexpr size_t kLongest = 32;
-  return escape(pattern.size() <= kLongest ? pattern : pattern.substr(0, kLongest - 3) + "...");
+  return pattern.size() <= kLongest ? escape(pattern) : escape(pattern.substr(0, kLongest - 3)) + "...";
 }
 
 // Texts below each other, up to a limit.
