@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/file.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -763,6 +764,7 @@ TEST(SupportFaultInjector, MakesEveryWrappedFunctionFail) {
          char line[2];
          return fgets(line, sizeof line, stdin) == nullptr;
        }},
+      {"flock", [] { return flock(-1, LOCK_UN) == -1; }},
       {"fopen", [] { return fopen("/", "r") == nullptr; }},
       {"fprintf", [] { return fprintf(stdin, "%d", getpid()) < 0; }},
       {"fprintf", [] { return fputs("x", stdin) == EOF; }},

@@ -16,6 +16,7 @@ set(USERLIB_WRAPPED_FUNCTIONS
     fdopen
     fflush
     fgets
+    flock
     fopen
     fork
     fprintf

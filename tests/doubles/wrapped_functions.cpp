@@ -1,6 +1,7 @@
 // Replacements of C library functions (see wrapped_functions.cmake). Each one asks the doubles first and then calls the
 // original.
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -178,6 +179,11 @@ int __wrap_fflush(FILE* stream) {
 char* __real_fgets(char* line, int size, FILE* stream);
 char* __wrap_fgets(char* line, int size, FILE* stream) {
   return FaultInjector::strikes("fgets") ? nullptr : __real_fgets(line, size, stream);
+}
+
+int __real_flock(int fd, int operation);
+int __wrap_flock(int fd, int operation) {
+  return FaultInjector::strikes("flock") ? -1 : __real_flock(fd, operation);
 }
 
 FILE* __real_fopen(const char* path, const char* mode);
