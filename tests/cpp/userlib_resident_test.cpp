@@ -2,11 +2,15 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <filesystem>
@@ -14,6 +18,7 @@
 #include <string>
 #include <utility>
 
+#include "doubles/descriptors.h"
 #include "doubles/fault_injector.h"
 #include "doubles/temporary_directory.h"
 
@@ -22,6 +27,7 @@ namespace {
 using support::content_of;
 using support::FaultInjector;
 using support::TemporaryDirectory;
+using support::TestPipe;
 using support::write_content;
 using userlib::LockFile;
 using userlib::UniqueFd;
@@ -315,6 +321,137 @@ TEST(UserlibHppUnixListener, LeavesWhatHasItsNameByNow) {
   const FaultInjector fault("unlink", 1, EROFS);
   EXPECT_FALSE(listener.close());
   EXPECT_EQ(errno, EROFS);
+}
+
+// Processes that all open one path at the same time, and leave their socket behind.
+class Rivals {
+ public:
+  static constexpr std::size_t kCount = 4;
+
+  // Each is held up once, so many microseconds after it has begun.
+  Rivals(const std::string& path, int microseconds) : moment_{{0, 0}, {0, microseconds}} {
+    for (std::size_t i = 0; i < kCount; ++i) {
+      pids_[i] = fork();
+      if (pids_[i] == 0) {
+        compete(path, static_cast<char>('a' + i));
+      }
+    }
+    start_.put("!");
+  }
+  ~Rivals() {
+    start_.close_write_end();
+    for (const pid_t pid : pids_) {
+      waitpid(pid, nullptr, 0);
+    }
+  }
+  Rivals(const Rivals&) = delete;
+  Rivals& operator=(const Rivals&) = delete;
+
+  // "-" for each that was told that another one listens, "?" for another error, and then the names of those that listen.
+  std::string results() {
+    std::string all;
+    for (pollfd next = {results_.read_end(), POLLIN, 0}; all.size() < kCount && poll(&next, 1, 10000) > 0;) {
+      all += results_.take();
+    }
+    std::sort(all.begin(), all.end());
+    return all;
+  }
+
+ private:
+  // The one that listens tells its name to whoever connects. All end with the test.
+  [[noreturn]] void compete(const std::string& path, char name) {
+    start_.close_write_end();
+    pollfd start = {start_.read_end(), POLLIN, 0};
+    poll(&start, 1, -1);
+    std::signal(SIGALRM, hold_up);
+    setitimer(ITIMER_REAL, &moment_, nullptr);
+    UnixListener listener;
+    results_.put(std::string(1, listener.open(path) ? name : errno == EADDRINUSE ? '-' : '?'));
+    pollfd events[] = {{listener.fd(), POLLIN, 0}, {start_.read_end(), 0, 0}};
+    while (events[1].revents == 0) {
+      poll(events, 2, -1);  // which the signal may end
+      const UniqueFd client = listener.accept();
+      send(client.get(), &name, sizeof name, MSG_NOSIGNAL);
+    }
+    _exit(0);
+  }
+
+  static void hold_up(int /*signal*/) {
+    const int saved = errno;
+    poll(nullptr, 0, 2);
+    errno = saved;
+  }
+
+  itimerval moment_;
+  TestPipe start_;
+  TestPipe results_;
+  pid_t pids_[kCount] = {};
+};
+
+// Returns the name of the one that listens on the path; a blank if there is none.
+char name_of_listener(const std::string& path) {
+  char name = ' ';
+  const UniqueFd client = userlib::connect_unix(path, SOCK_STREAM);
+  static_cast<void>(!read(client.get(), &name, sizeof name));
+  return name;
+}
+
+TEST(UserlibHppUnixListener, IsTheOnlyOneOfThoseThatOpenAtTheSameTime) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.file("console");
+  bound_socket(path, SOCK_STREAM).reset();
+  for (int microseconds = 1; microseconds < 100; microseconds += 2) {
+    SCOPED_TRACE(microseconds);
+    Rivals rivals(path, microseconds);
+    const std::string results = rivals.results();
+    ASSERT_EQ(results.size(), Rivals::kCount);
+    EXPECT_EQ(results.substr(0, Rivals::kCount - 1), std::string(Rivals::kCount - 1, '-'));
+    EXPECT_EQ(name_of_listener(path), results.back()) << "and is found at the path";
+  }
+}
+
+TEST(UserlibHppUnixListener, LocksItsFolderOnlyUntilItListens) {
+  const TemporaryDirectory directory;
+  const UniqueFd folder(open(directory.path().c_str(), O_RDONLY | O_DIRECTORY));
+  const std::size_t before = support::count_open_descriptors();
+  UnixListener first;
+  UnixListener second;
+  ASSERT_TRUE(first.open(directory.file("console")));
+  EXPECT_EQ(flock(folder.get(), LOCK_EX | LOCK_NB), 0);
+  flock(folder.get(), LOCK_UN);
+  EXPECT_FALSE(second.open(directory.file("console")));
+  EXPECT_EQ(flock(folder.get(), LOCK_EX | LOCK_NB), 0);
+  EXPECT_EQ(support::count_open_descriptors(), before + 2) << "the socket and the reserve";
+}
+
+// Another user can have it as well as another daemon that starts.
+TEST(UserlibHppUnixListener, WaitsForItsFolderAWhileButNotForEver) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.file("console");
+  UnixListener listener;
+  {
+    const FaultInjector fault("flock", 1, EWOULDBLOCK, 3);
+    EXPECT_TRUE(listener.open(path));
+    EXPECT_EQ(fault.calls(), 4);
+  }
+  const UniqueFd folder(open(directory.path().c_str(), O_RDONLY | O_DIRECTORY));
+  ASSERT_EQ(flock(folder.get(), LOCK_EX), 0);
+  const FaultInjector count("flock", 1000, 0);
+  EXPECT_TRUE(listener.open(path));
+  EXPECT_EQ(count.calls(), 100);
+}
+
+TEST(UserlibHppUnixListener, NeedsNoLock) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.file("console");
+  for (const char* call : {"open", "flock"}) {
+    bound_socket(path, SOCK_STREAM).reset();
+    const FaultInjector fault(call, 1, ENOLCK);
+    UnixListener listener;
+    EXPECT_TRUE(listener.open(path)) << call;
+    EXPECT_TRUE(fault.has_struck()) << call;
+    EXPECT_TRUE(userlib::connect_unix(path, SOCK_STREAM)) << call;
+  }
 }
 
 // Descriptors 0 to 2 are another test's business.

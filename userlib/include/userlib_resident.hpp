@@ -173,13 +173,18 @@ class UnixListener : Pinned {
   ~UnixListener() { static_cast<void>(close()); }
 
   /// open listens on the path, and replaces a socket there on which nobody listens: a daemon that was killed has left it
-  /// behind. It is removed by the same path, so a relative one takes a working directory that stays. Two processes that find
-  /// a dead one's socket at the same time may replace each other's, unless a LockFile keeps them apart. Returns false, with
-  /// errno set: ENAMETOOLONG also for no path, EADDRINUSE while another process listens there, ENOTSOCK for a file that is
-  /// not a socket.
+  /// behind. It is removed by the same path, so a relative one takes a working directory that stays. Processes that do this at
+  /// the same time take turns, by a lock on the folder. They may replace each other's sockets where there is none: if the
+  /// folder cannot be read, if its file system has no locks, or if somebody holds the lock for more than a second. Returns
+  /// false, with errno set: ENAMETOOLONG also for no path, EADDRINUSE while another process listens there, ENOTSOCK for a
+  /// file that is not a socket.
   [[nodiscard]] bool open(std::string_view path) {
     static_cast<void>(close());
-    if (!set_unix_path(address_, path) || !make_room()) {
+    if (!set_unix_path(address_, path)) {
+      return false;
+    }
+    const UniqueFd turn = take_turn();  // a socket that is bound, but does not listen yet, looks like a dead one's
+    if (!make_room()) {
       return false;
     }
     UniqueFd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
@@ -241,6 +246,17 @@ class UnixListener : Pinned {
 
  private:
   void keep_reserve() { reserve_.reset(::open("/dev/null", O_RDONLY | O_CLOEXEC)); }
+
+  // The lock lasts as long as the descriptor. Whoever may read the folder may lock it, so nobody is waited for without end.
+  UniqueFd take_turn() const {
+    char path[sizeof address_.sun_path];
+    std::memcpy(path, address_.sun_path, sizeof path);
+    UniqueFd folder(::open(dirname(path), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    for (int tries = 100; tries > 0 && flock(folder.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK; --tries) {
+      poll(nullptr, 0, 10);
+    }
+    return folder;
+  }
 
   bool make_room() const {
     struct stat status = {};
