@@ -711,6 +711,46 @@ TEST_F(UserlibHppReplaceFile, WritesToNothingElseThatHasTheNameBeside) {
   EXPECT_EQ(content_of(other), "kept");
 }
 
+// What is beside may be somebody else's, and is in nobody's way.
+TEST_F(UserlibHppReplaceFile, RemovesNothingBesideWhatCannotBeReplaced) {
+  const std::string folder = directory_.file("folder");
+  const std::string dangling = directory_.file("dangling");
+  const std::string twice = directory_.file("twice");
+  ASSERT_EQ(mkdir(folder.c_str(), 0700), 0);
+  ASSERT_EQ(symlink("nowhere", dangling.c_str()), 0);
+  write_content(twice, "old");
+  ASSERT_EQ(link(twice.c_str(), directory_.file("other").c_str()), 0);
+  write_content(file_, "old");
+  const auto expect_kept = [](const std::string& path) {
+    write_content(path + ".new", "kept");
+    EXPECT_TRUE(userlib::replace_file(path.c_str(), [&](const char* name) { return name == path; })) << path;
+    EXPECT_EQ(content_of(path + ".new"), "kept") << path;
+  };
+  expect_kept(folder);
+  expect_kept(dangling);
+  expect_kept(twice);
+  for (const int nth : {1, 2}) {
+    const FaultInjector fault("access", nth, EACCES);
+    expect_kept(file_);
+    EXPECT_TRUE(fault.has_struck()) << "1: the folder, 2: the file";
+  }
+}
+
+TEST_F(UserlibHppReplaceFile, ReplacesAFileThatAPowerCutHasLeftWithBothNames) {
+  const std::string beside = std::filesystem::canonical(directory_.path()).string() + "/masks.new";
+  write_content(file_, "old");
+  ASSERT_EQ(link(file_.c_str(), beside.c_str()), 0);
+  EXPECT_TRUE(replace(file_));
+  EXPECT_EQ(written_, beside);
+  EXPECT_EQ(content_of(file_), "new");
+  EXPECT_FALSE(exists(beside));
+  ASSERT_EQ(link(file_.c_str(), beside.c_str()), 0);
+  ASSERT_EQ(link(file_.c_str(), directory_.file("other").c_str()), 0);
+  EXPECT_TRUE(replace(file_));
+  EXPECT_EQ(written_, file_) << "it has a third name";
+  EXPECT_TRUE(exists(beside));
+}
+
 TEST_F(UserlibHppReplaceFile, KeepsTheGroup) {
   if (geteuid() != 0) {
     GTEST_SKIP() << "only root may give a file to any group";

@@ -353,26 +353,18 @@ class FileReplacement {
  public:
   /// What a link leads to is replaced, not the link. A file that does not exist yet has no other name.
   explicit FileReplacement(const char* path) : file_(realpath(path, real_) != nullptr ? real_ : path) {
-    const bool has_room = std::snprintf(beside_, sizeof beside_, "%s.new", file_) < PATH_MAX;
+    has_room_ = std::snprintf(beside_, sizeof beside_, "%s.new", file_) < PATH_MAX;
     std::snprintf(copy_, sizeof copy_, "%s", file_);
     folder_ = dirname(copy_);
-    // Left behind by a power cut; a second name of the file itself, if that came between the two steps of a rename. What
-    // cannot be removed, such as a folder or another user's link, is not written to.
-    is_free_ = has_room && (unlink(beside_) == 0 || errno == ENOENT);
   }
 
   const char* beside() const { return beside_; }
 
-  /// A file that takes the place of another has an owner, a mode and a folder of its own.
-  bool is_possible() const {
-    struct stat status = {};
-    if (!is_free_ || access(folder_, W_OK | X_OK) != 0) {
-      return false;
-    }
-    if (lstat(file_, &status) != 0) {
-      return errno == ENOENT;
-    }
-    return S_ISREG(status.st_mode) && status.st_nlink == 1 && status.st_uid == geteuid() && access(file_, W_OK) == 0;
+  /// begin removes what a power cut has left beside, unless the file cannot be replaced: then it returns false. What cannot
+  /// be removed, such as a folder or another user's link, is not written to.
+  bool begin() const {
+    const bool is_possible = has_room_ && access(folder_, W_OK | X_OK) == 0 && is_replaceable();
+    return is_possible && (unlink(beside_) == 0 || errno == ENOENT);
   }
 
   /// The file beside takes the old one's group, mode and place. Some file systems write the new name before the bytes, unless
@@ -396,12 +388,26 @@ class FileReplacement {
   }
 
  private:
+  // A file that takes the place of another has an owner, a mode and a folder of its own.
+  bool is_replaceable() const {
+    struct stat status = {};
+    struct stat beside = {};
+    if (lstat(file_, &status) != 0) {
+      return errno == ENOENT;
+    }
+    // The name beside may be a second one of the file itself: of a power cut between the two steps of a rename.
+    const bool is_beside =
+        lstat(beside_, &beside) == 0 && beside.st_ino == status.st_ino && beside.st_dev == status.st_dev;
+    return S_ISREG(status.st_mode) && status.st_nlink == (is_beside ? 2U : 1U) && status.st_uid == geteuid() &&
+           access(file_, W_OK) == 0;
+  }
+
   char real_[PATH_MAX];
   char copy_[PATH_MAX];
   char beside_[PATH_MAX];
   const char* file_;
   const char* folder_;
-  bool is_free_;
+  bool has_room_;
 };
 
 /// replace_file has a file written whole: a power cut leaves the old one or the new one. The callable gets the path of a file
@@ -411,7 +417,7 @@ class FileReplacement {
 template <class Write>
 bool replace_file(const char* path, Write write) {
   const FileReplacement replacement(path);
-  if (!replacement.is_possible()) {
+  if (!replacement.begin()) {
     return write(path);
   }
   const bool is_replaced = write(replacement.beside()) && replacement.finish();
