@@ -15,17 +15,21 @@
 #include <csignal>
 #include <filesystem>
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 
+#include "doubles/child_process.h"
 #include "doubles/descriptors.h"
 #include "doubles/fault_injector.h"
 #include "doubles/temporary_directory.h"
 
 namespace {
 
+using support::ChildProcess;
 using support::content_of;
 using support::FaultInjector;
+using support::open_descriptors;
 using support::TemporaryDirectory;
 using support::TestPipe;
 using support::write_content;
@@ -37,6 +41,62 @@ using Event = userlib::LineReader<255>::Event;
 bool exists(const std::string& path) {
   struct stat status = {};
   return lstat(path.c_str(), &status) == 0;
+}
+
+// ---- Standard input, output and error ----
+
+bool is_null_device(int fd) {
+  struct stat null = {};
+  struct stat status = {};
+  return stat("/dev/null", &null) == 0 && fstat(fd, &status) == 0 && S_ISCHR(status.st_mode) &&
+         status.st_rdev == null.st_rdev && (fcntl(fd, F_GETFL) & O_ACCMODE) == O_RDWR;
+}
+
+// Bits of a number say which of the descriptors 0 to 2 are meant.
+bool is_in(int bits, int fd) {
+  return (bits >> fd & 1) != 0;
+}
+
+// Leaves 0 to 2 open, but not to the null device, except for these. Returns all that were open before these were closed.
+std::set<int> close_standard_descriptors(int bits) {
+  const UniqueFd other(open("/", O_RDONLY));
+  for (int fd = 0; fd <= STDERR_FILENO; ++fd) {
+    dup2(other.get(), fd);
+  }
+  std::set<int> all = open_descriptors();
+  all.erase(other.get());
+  for (int fd = 0; fd <= STDERR_FILENO; ++fd) {
+    if (is_in(bits, fd)) {
+      close(fd);
+    }
+  }
+  return all;
+}
+
+TEST(UserlibHppStandardDescriptors, AreOpenedIfTheyAreClosedAndElseLeftAlone) {
+  for (int closed = 0; closed < 8; ++closed) {
+    const ChildProcess child([closed] {
+      const std::set<int> all = close_standard_descriptors(closed);
+      userlib::occupy_standard_descriptors();
+      int wrong = open_descriptors() == all ? 0 : 8;
+      for (int fd = 0; fd <= STDERR_FILENO; ++fd) {
+        wrong |= is_null_device(fd) == is_in(closed, fd) ? 0 : 1 << fd;
+      }
+      _exit(wrong);
+    });
+    EXPECT_TRUE(child.has_exited(0)) << "without " << closed << ": " << child.outcome();
+  }
+}
+
+TEST(UserlibHppStandardDescriptors, StayClosedWithoutTheNullDevice) {
+  const ChildProcess child([] {
+    std::set<int> left = close_standard_descriptors(1 << STDOUT_FILENO);
+    left.erase(STDOUT_FILENO);
+    const FaultInjector fault("open", 1, ENOENT, 1000);
+    userlib::occupy_standard_descriptors();
+    _exit(open_descriptors() == left ? 0 : 1);
+  });
+  EXPECT_TRUE(child.has_exited(0)) << child.outcome();
 }
 
 // ---- A line ----
