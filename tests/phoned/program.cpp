@@ -63,8 +63,10 @@ void TemporaryFile::write(const std::string& content) const {
 }
 
 std::string TemporaryFile::content_of(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+  const std::ifstream file(path, std::ios::binary);
+  std::ostringstream content;
+  content << file.rdbuf();
+  return content.str();
 }
 
 Program::Arguments Program::start_of(const Arguments& command) {
