@@ -12,7 +12,9 @@
 #include <cstring>
 #include <optional>
 #include <stdexcept>
+#include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "phoned.h"
@@ -103,9 +105,9 @@ class PunctualCard {
   // through, the last answer counts.
   std::optional<Answer> insist(const std::string& datagram, const std::string& beginning) const {
     std::optional<Answer> answer;
-    for (int i = 0; i < 200 && !answer; ++i) {
+    for (int i = 0; i < 1000 && !answer; ++i) {
       send(fd_, datagram.data(), datagram.size(), 0);
-      for (auto next = receive(Milliseconds(50)); next; next = receive(Milliseconds(50))) {
+      for (auto next = receive(Milliseconds(10)); next; next = receive(Milliseconds(50))) {
         answer = next->text.starts_with(beginning) ? next : answer;
       }
     }
@@ -128,6 +130,8 @@ class PunctualCard {
 class FloodTest : public testing::Test {
  protected:
   static constexpr int kCalls = 7;
+  static constexpr Milliseconds kInterdigit{200};
+  static constexpr Milliseconds kPatience{20000};
 
   void SetUp() override { ASSERT_TRUE(phoned_.is_up()); }
 
@@ -138,8 +142,11 @@ class FloodTest : public testing::Test {
     for (int line = 0; line < kCalls; ++line) {
       const std::string name = std::to_string(line);
       const bool is_ready = card.insist(name + " offhook", name + " ready").has_value();
-      const auto digit = card.insist(name + " digit 0", name + " more 0");
-      const auto outcome = card.receive(std::chrono::seconds(20));
+      auto digit = card.insist(name + " digit 0", name + " more 0");
+      auto outcome = card.receive(kPatience);
+      while (outcome && outcome->text.starts_with(name + " more")) {  // a repeated digit was late, and counts
+        digit = std::exchange(outcome, card.receive(kPatience));
+      }
       if (!is_ready || !digit || !outcome || !outcome->text.starts_with(name + " complete 0")) {
         ADD_FAILURE() << (digit ? digit->text : "nothing") << ", " << (outcome ? outcome->text : "nothing");
         break;
@@ -150,18 +157,18 @@ class FloodTest : public testing::Test {
     return waits;
   }
 
-  // Within 600 ms, and a margin for a busy machine.
+  // Within 100 ms after the delay, and a margin for a busy machine.
   void expect_punctual_outcomes(const std::string& datagram) const {
     const Flood flood(phoned_.port(), datagram);
     const std::vector<Milliseconds> times = waits();
     const Milliseconds margin = 2 * flood.longest_pause();
     ASSERT_EQ(times.size(), static_cast<size_t>(kCalls));
-    EXPECT_GT(times.front(), Milliseconds(450));
-    EXPECT_LT(times[kCalls - 2], Milliseconds(600) + margin) << "only one may be late";
-    EXPECT_LT(times.back(), Milliseconds(900) + margin);
+    EXPECT_GT(times.front(), kInterdigit - Milliseconds(50));
+    EXPECT_LT(times[kCalls - 2], kInterdigit + Milliseconds(100) + margin) << "only one may be late";
+    EXPECT_LT(times.back(), kInterdigit + Milliseconds(400) + margin);
   }
 
-  Phoned phoned_{{.options = {"--interdigit", "500"}}};
+  Phoned phoned_{{.options = {"--interdigit", std::to_string(kInterdigit.count())}}};
 };
 
 TEST_F(FloodTest, NoticesAreOnTimeDuringGarbage) {
