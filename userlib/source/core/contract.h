@@ -10,8 +10,6 @@
 #ifndef USERLIB_SOURCE_CONTRACT_H
 #define USERLIB_SOURCE_CONTRACT_H
 
-#include <algorithm>
-
 #include <stddef.h>
 #include <stdint.h>
 
@@ -34,7 +32,11 @@ struct ContractLine {
 // The name of a family, as an argument of templates.
 template <size_t Size>
 struct FamilyName {
-  explicit consteval FamilyName(const char (&name)[Size]) { std::copy_n(name, Size, text); }
+  explicit consteval FamilyName(const char (&name)[Size]) {
+    for (size_t i = 0; i < Size; ++i) {
+      text[i] = name[i];
+    }
+  }
   char text[Size] = {};
 };
 
