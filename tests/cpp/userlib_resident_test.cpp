@@ -714,9 +714,23 @@ TEST_F(UserlibHppReplaceFile, WritesToWhatCannotBeReplaced) {
   EXPECT_EQ(written_, dangling);
   EXPECT_EQ(content_of(directory_.file("nowhere")), "new");
   const std::string lost = directory_.file("missing/masks");
-  EXPECT_FALSE(userlib::replace_file(lost.c_str(), [&](const char* name) { return name != lost; })) << "no such folder";
+  EXPECT_TRUE(userlib::replace_file(lost.c_str(), [&](const char* name) { return name == lost; })) << "no such folder";
   const std::string too_long(PATH_MAX, 'x');
-  EXPECT_FALSE(userlib::replace_file(too_long.c_str(), [&](const char* name) { return name != too_long; }));
+  EXPECT_TRUE(userlib::replace_file(too_long.c_str(), [&](const char* name) { return name == too_long; }));
+}
+
+TEST_F(UserlibHppReplaceFile, WritesToWhatLeavesNoRoomForTheNameBeside) {
+  std::string path = directory_.file("");
+  while (path.size() + 3 <= PATH_MAX - sizeof ".new") {
+    path += "./";
+  }
+  path.resize(PATH_MAX - sizeof ".new", 'x');
+  EXPECT_TRUE(replace(path));
+  EXPECT_EQ(written_, path + ".new") << "the longest path";
+  ASSERT_EQ(unlink(path.c_str()), 0);
+  path += 'x';
+  EXPECT_TRUE(replace(path));
+  EXPECT_EQ(written_, path);
 }
 
 TEST_F(UserlibHppReplaceFile, KeepsTheOldFileWhereWritingFails) {
