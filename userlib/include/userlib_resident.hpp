@@ -247,7 +247,7 @@ class UnixListener : Pinned {
  private:
   void keep_reserve() { reserve_.reset(::open("/dev/null", O_RDONLY | O_CLOEXEC)); }
 
-  // The lock lasts as long as the descriptor. Whoever may read the folder may lock it, so nobody is waited for without end.
+  // The lock lasts as long as the descriptor. Any user who may read the folder can hold it, so the wait has an end.
   UniqueFd take_turn() const {
     char path[sizeof address_.sun_path];
     std::memcpy(path, address_.sun_path, sizeof path);

@@ -33,7 +33,7 @@ struct ContractLine {
 template <size_t Size>
 struct FamilyName {
   explicit consteval FamilyName(const char (&name)[Size]) {
-    for (size_t i = 0; i < Size; ++i) {
+    for (size_t i = 0; i < Size; ++i) {  // <algorithm> would be most of what each source parses
       text[i] = name[i];
     }
   }
