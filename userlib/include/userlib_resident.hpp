@@ -297,6 +297,11 @@ class UnixListener : Pinned {
   UniqueFd reserve_;
 };
 
+/// is_same_file tells whether two results of stat() are about one file, whatever its names.
+inline bool is_same_file(const struct stat& one, const struct stat& other) {
+  return one.st_ino == other.st_ino && one.st_dev == other.st_dev;
+}
+
 /// LockFile keeps apart processes that start at the same time. The system takes the lock back even from one that was killed.
 class LockFile : Pinned {
  public:
@@ -340,8 +345,7 @@ class LockFile : Pinned {
   bool is_named(int fd) const {
     struct stat opened = {};
     struct stat named = {};
-    return fstat(fd, &opened) == 0 && stat(path_, &named) == 0 && opened.st_ino == named.st_ino &&
-           opened.st_dev == named.st_dev;
+    return fstat(fd, &opened) == 0 && stat(path_, &named) == 0 && is_same_file(opened, named);
   }
 
   const char* path_ = nullptr;
@@ -396,8 +400,7 @@ class FileReplacement {
       return errno == ENOENT;
     }
     // The name beside may be a second one of the file itself: of a power cut between the two steps of a rename.
-    const bool is_beside =
-        lstat(beside_, &beside) == 0 && beside.st_ino == status.st_ino && beside.st_dev == status.st_dev;
+    const bool is_beside = lstat(beside_, &beside) == 0 && is_same_file(beside, status);
     return S_ISREG(status.st_mode) && status.st_nlink == (is_beside ? 2U : 1U) && status.st_uid == geteuid() &&
            access(file_, W_OK) == 0;
   }
