@@ -1,6 +1,6 @@
 // Records the system calls of a process and its children, in order.
-#ifndef TESTS_SUPPORT_CALL_LOG_H
-#define TESTS_SUPPORT_CALL_LOG_H
+#ifndef TESTS_DOUBLES_CALL_LOG_H
+#define TESTS_DOUBLES_CALL_LOG_H
 
 #include <atomic>
 #include <cstddef>

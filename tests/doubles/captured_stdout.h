@@ -1,6 +1,6 @@
 // Captures standard output.
-#ifndef TESTS_SUPPORT_CAPTURED_STDOUT_H
-#define TESTS_SUPPORT_CAPTURED_STDOUT_H
+#ifndef TESTS_DOUBLES_CAPTURED_STDOUT_H
+#define TESTS_DOUBLES_CAPTURED_STDOUT_H
 
 #include <cstdio>
 #include <string>

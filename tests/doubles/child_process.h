@@ -1,6 +1,6 @@
 // Runs a part of a test in a child process.
-#ifndef TESTS_SUPPORT_CHILD_PROCESS_H
-#define TESTS_SUPPORT_CHILD_PROCESS_H
+#ifndef TESTS_DOUBLES_CHILD_PROCESS_H
+#define TESTS_DOUBLES_CHILD_PROCESS_H
 
 #include <functional>
 #include <string>

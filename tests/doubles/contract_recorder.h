@@ -1,6 +1,6 @@
 // Collects contract reports instead of ending the process.
-#ifndef TESTS_SUPPORT_CONTRACT_RECORDER_H
-#define TESTS_SUPPORT_CONTRACT_RECORDER_H
+#ifndef TESTS_DOUBLES_CONTRACT_RECORDER_H
+#define TESTS_DOUBLES_CONTRACT_RECORDER_H
 
 #include <cstdint>
 #include <functional>

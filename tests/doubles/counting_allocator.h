@@ -1,6 +1,6 @@
 // An allocator for NUV_installMemoryManager() that tracks its blocks.
-#ifndef TESTS_SUPPORT_COUNTING_ALLOCATOR_H
-#define TESTS_SUPPORT_COUNTING_ALLOCATOR_H
+#ifndef TESTS_DOUBLES_COUNTING_ALLOCATOR_H
+#define TESTS_DOUBLES_COUNTING_ALLOCATOR_H
 
 #include <cstdint>
 #include <map>

@@ -1,6 +1,6 @@
 // The descriptors of the process, and pipes for tests.
-#ifndef TESTS_SUPPORT_DESCRIPTORS_H
-#define TESTS_SUPPORT_DESCRIPTORS_H
+#ifndef TESTS_DOUBLES_DESCRIPTORS_H
+#define TESTS_DOUBLES_DESCRIPTORS_H
 
 #include <cstddef>
 #include <set>

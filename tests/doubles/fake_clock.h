@@ -1,6 +1,6 @@
 // Test doubles of the clocks and of select().
-#ifndef TESTS_SUPPORT_FAKE_CLOCK_H
-#define TESTS_SUPPORT_FAKE_CLOCK_H
+#ifndef TESTS_DOUBLES_FAKE_CLOCK_H
+#define TESTS_DOUBLES_FAKE_CLOCK_H
 
 #include <sys/time.h>
 

@@ -1,6 +1,6 @@
 // Redirects the library's files into a temporary directory.
-#ifndef TESTS_SUPPORT_FAKE_FILES_H
-#define TESTS_SUPPORT_FAKE_FILES_H
+#ifndef TESTS_DOUBLES_FAKE_FILES_H
+#define TESTS_DOUBLES_FAKE_FILES_H
 
 #include <string>
 

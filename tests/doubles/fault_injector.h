@@ -1,6 +1,6 @@
 // Makes calls of the C library fail.
-#ifndef TESTS_SUPPORT_FAULT_INJECTOR_H
-#define TESTS_SUPPORT_FAULT_INJECTOR_H
+#ifndef TESTS_DOUBLES_FAULT_INJECTOR_H
+#define TESTS_DOUBLES_FAULT_INJECTOR_H
 
 #include <string>
 

@@ -1,6 +1,6 @@
 // Makes each call of a C library function fail in turn.
-#ifndef TESTS_SUPPORT_FAULT_LOOP_H
-#define TESTS_SUPPORT_FAULT_LOOP_H
+#ifndef TESTS_DOUBLES_FAULT_LOOP_H
+#define TESTS_DOUBLES_FAULT_LOOP_H
 
 #include <functional>
 #include <ostream>

@@ -1,6 +1,6 @@
 // The first contract report of a call that cannot continue after it.
-#ifndef TESTS_SUPPORT_FIRST_REPORT_H
-#define TESTS_SUPPORT_FIRST_REPORT_H
+#ifndef TESTS_DOUBLES_FIRST_REPORT_H
+#define TESTS_DOUBLES_FIRST_REPORT_H
 
 #include <functional>
 

@@ -1,6 +1,6 @@
 // A regular expression of POSIX. <regex> takes two seconds to compile in each file.
-#ifndef TESTS_SUPPORT_PATTERN_H
-#define TESTS_SUPPORT_PATTERN_H
+#ifndef TESTS_DOUBLES_PATTERN_H
+#define TESTS_DOUBLES_PATTERN_H
 
 #include <regex.h>
 

@@ -1,6 +1,6 @@
 // Test doubles of alarms, parents, owners and of the start of a child.
-#ifndef TESTS_SUPPORT_PROCESS_DOUBLES_H
-#define TESTS_SUPPORT_PROCESS_DOUBLES_H
+#ifndef TESTS_DOUBLES_PROCESS_DOUBLES_H
+#define TESTS_DOUBLES_PROCESS_DOUBLES_H
 
 #include <sys/types.h>
 

@@ -1,6 +1,6 @@
 // Streams with a known content or limited room.
-#ifndef TESTS_SUPPORT_STREAMS_H
-#define TESTS_SUPPORT_STREAMS_H
+#ifndef TESTS_DOUBLES_STREAMS_H
+#define TESTS_DOUBLES_STREAMS_H
 
 #include <cstddef>
 #include <cstdio>

@@ -1,6 +1,6 @@
 // A test double of the system log.
-#ifndef TESTS_SUPPORT_SYSLOG_DOUBLE_H
-#define TESTS_SUPPORT_SYSLOG_DOUBLE_H
+#ifndef TESTS_DOUBLES_SYSLOG_DOUBLE_H
+#define TESTS_DOUBLES_SYSLOG_DOUBLE_H
 
 #include <optional>
 #include <ostream>

@@ -1,6 +1,6 @@
 // Sets the time zone of the process.
-#ifndef TESTS_SUPPORT_TIME_ZONE_H
-#define TESTS_SUPPORT_TIME_ZONE_H
+#ifndef TESTS_DOUBLES_TIME_ZONE_H
+#define TESTS_DOUBLES_TIME_ZONE_H
 
 #include <optional>
 #include <string>

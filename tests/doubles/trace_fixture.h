@@ -1,6 +1,6 @@
 // The fixture of the trace facility's tests.
-#ifndef TESTS_SUPPORT_TRACE_FIXTURE_H
-#define TESTS_SUPPORT_TRACE_FIXTURE_H
+#ifndef TESTS_DOUBLES_TRACE_FIXTURE_H
+#define TESTS_DOUBLES_TRACE_FIXTURE_H
 
 #include <gtest/gtest.h>
 #include <sys/time.h>

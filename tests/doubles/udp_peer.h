@@ -1,6 +1,6 @@
 // The other side of a UDP socket.
-#ifndef TESTS_SUPPORT_UDP_PEER_H
-#define TESTS_SUPPORT_UDP_PEER_H
+#ifndef TESTS_DOUBLES_UDP_PEER_H
+#define TESTS_DOUBLES_UDP_PEER_H
 
 #include <netinet/in.h>
 

@@ -1,7 +1,7 @@
 // Rows for tables of contract violations: the call, the object afterwards, and the reports if the error handler
 // returns.
-#ifndef TESTS_SUPPORT_VIOLATION_H
-#define TESTS_SUPPORT_VIOLATION_H
+#ifndef TESTS_DOUBLES_VIOLATION_H
+#define TESTS_DOUBLES_VIOLATION_H
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Lists the contract checks that failed during the tests.
-#ifndef TESTS_SUPPORT_WITNESS_H
-#define TESTS_SUPPORT_WITNESS_H
+#ifndef TESTS_DOUBLES_WITNESS_H
+#define TESTS_DOUBLES_WITNESS_H
 
 #include "doubles/contract_recorder.h"
 

@@ -1,6 +1,6 @@
 // Tables of the reactor's operations on descriptors.
-#ifndef TESTS_SELECT_OPERATIONS_H
-#define TESTS_SELECT_OPERATIONS_H
+#ifndef TESTS_LOOP_SELECT_OPERATIONS_H
+#define TESTS_LOOP_SELECT_OPERATIONS_H
 
 #include <cstdint>
 

@@ -1,6 +1,6 @@
 // A simple digit map, to compare the library's with.
-#ifndef TESTS_SUPPORT_DIGITMAP_MODEL_H
-#define TESTS_SUPPORT_DIGITMAP_MODEL_H
+#ifndef TESTS_MODELS_DIGITMAP_MODEL_H
+#define TESTS_MODELS_DIGITMAP_MODEL_H
 
 #include <cstddef>
 #include <cstdint>

@@ -1,7 +1,7 @@
 // A simple set of timers, and scripts: what the callbacks of timers and receivers do, the same in the model and in the
 // library.
-#ifndef TESTS_FUZZ_TIMER_MODEL_H
-#define TESTS_FUZZ_TIMER_MODEL_H
+#ifndef TESTS_MODELS_TIMER_MODEL_H
+#define TESTS_MODELS_TIMER_MODEL_H
 
 #include <sys/time.h>
 

@@ -1,7 +1,7 @@
 /* Calls of the logging macros. C and C++ each compile this file once, and the test runs both.
  * Functions that return int return the line of their first call; the other calls follow, one a line. */
-#ifndef TESTS_LOG_MACRO_CALLS_H
-#define TESTS_LOG_MACRO_CALLS_H
+#ifndef TESTS_TRACING_LOG_MACRO_CALLS_H
+#define TESTS_TRACING_LOG_MACRO_CALLS_H
 
 #include "nuv_sysloglevel.h"
 

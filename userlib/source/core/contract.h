@@ -7,8 +7,8 @@
 //
 // If the error handler returns, the operation goes on. So each operation checks once more before it uses a value that would
 // lead it outside its storage.
-#ifndef USERLIB_SOURCE_CONTRACT_H
-#define USERLIB_SOURCE_CONTRACT_H
+#ifndef USERLIB_SOURCE_CORE_CONTRACT_H
+#define USERLIB_SOURCE_CORE_CONTRACT_H
 
 #include <stddef.h>
 #include <stdint.h>

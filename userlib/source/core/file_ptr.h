@@ -1,6 +1,6 @@
 // Owner of a stream from fopen(), and how the library opens files.
-#ifndef USERLIB_SOURCE_FILE_PTR_H
-#define USERLIB_SOURCE_FILE_PTR_H
+#ifndef USERLIB_SOURCE_CORE_FILE_PTR_H
+#define USERLIB_SOURCE_CORE_FILE_PTR_H
 
 #include <memory>
 

@@ -1,6 +1,6 @@
 // Owner of memory from malloc().
-#ifndef USERLIB_SOURCE_MALLOC_PTR_H
-#define USERLIB_SOURCE_MALLOC_PTR_H
+#ifndef USERLIB_SOURCE_CORE_MALLOC_PTR_H
+#define USERLIB_SOURCE_CORE_MALLOC_PTR_H
 
 #include <memory>
 

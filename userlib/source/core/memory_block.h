@@ -1,8 +1,8 @@
 // Memory blocks inside other records: what nuv_memory.h does, without the contracts that such a block cannot break.
 //
 // A returning error handler may have let in functions that are null. They are stored, and checked before each call.
-#ifndef USERLIB_SOURCE_MEMORY_BLOCK_H
-#define USERLIB_SOURCE_MEMORY_BLOCK_H
+#ifndef USERLIB_SOURCE_CORE_MEMORY_BLOCK_H
+#define USERLIB_SOURCE_CORE_MEMORY_BLOCK_H
 
 #include "nuv_memory.h"
 

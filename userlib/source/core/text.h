@@ -1,6 +1,6 @@
 // Small operations on C texts that every layer may use.
-#ifndef USERLIB_SOURCE_TEXT_H
-#define USERLIB_SOURCE_TEXT_H
+#ifndef USERLIB_SOURCE_CORE_TEXT_H
+#define USERLIB_SOURCE_CORE_TEXT_H
 
 #include <span>
 #include <string_view>

@@ -1,6 +1,6 @@
 // Differences and comparisons of struct timeval, inline because a turn makes one for every timer.
-#ifndef USERLIB_SOURCE_TIMEVAL_ARITHMETIC_H
-#define USERLIB_SOURCE_TIMEVAL_ARITHMETIC_H
+#ifndef USERLIB_SOURCE_CORE_TIMEVAL_ARITHMETIC_H
+#define USERLIB_SOURCE_CORE_TIMEVAL_ARITHMETIC_H
 
 #include <stdint.h>
 #include <sys/time.h>

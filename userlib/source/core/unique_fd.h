@@ -1,6 +1,6 @@
 // Owner of a descriptor.
-#ifndef USERLIB_SOURCE_UNIQUE_FD_H
-#define USERLIB_SOURCE_UNIQUE_FD_H
+#ifndef USERLIB_SOURCE_CORE_UNIQUE_FD_H
+#define USERLIB_SOURCE_CORE_UNIQUE_FD_H
 
 #include <unistd.h>
 

@@ -1,6 +1,6 @@
 // What a reactor asks of its sets, so that a cycle walks their lists no more often than it has to.
-#ifndef USERLIB_SOURCE_NUV_SELECTSET_INTERNAL_H
-#define USERLIB_SOURCE_NUV_SELECTSET_INTERNAL_H
+#ifndef USERLIB_SOURCE_LOOP_NUV_SELECTSET_INTERNAL_H
+#define USERLIB_SOURCE_LOOP_NUV_SELECTSET_INTERNAL_H
 
 #include <stdint.h>
 #include <sys/select.h>

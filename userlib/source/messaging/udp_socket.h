@@ -1,6 +1,6 @@
 // What the UDP client and the UDP server have in common.
-#ifndef USERLIB_SOURCE_UDP_SOCKET_H
-#define USERLIB_SOURCE_UDP_SOCKET_H
+#ifndef USERLIB_SOURCE_MESSAGING_UDP_SOCKET_H
+#define USERLIB_SOURCE_MESSAGING_UDP_SOCKET_H
 
 #include <arpa/inet.h>
 #include <netinet/in.h>

@@ -1,6 +1,6 @@
 // Hex dumps, as both loggers write them.
-#ifndef USERLIB_SOURCE_HEX_LINES_H
-#define USERLIB_SOURCE_HEX_LINES_H
+#ifndef USERLIB_SOURCE_TRACING_HEX_LINES_H
+#define USERLIB_SOURCE_TRACING_HEX_LINES_H
 
 #include <algorithm>
 #include <span>

@@ -1,7 +1,7 @@
 // What the source files of the trace facility share: the modules, where lines go, and how one line reaches the system
 // log.
-#ifndef USERLIB_SOURCE_NUV_SYSLOGLEVEL_INTERNAL_H
-#define USERLIB_SOURCE_NUV_SYSLOGLEVEL_INTERNAL_H
+#ifndef USERLIB_SOURCE_TRACING_NUV_SYSLOGLEVEL_INTERNAL_H
+#define USERLIB_SOURCE_TRACING_NUV_SYSLOGLEVEL_INTERNAL_H
 
 #include <array>
 #include <span>
