@@ -67,7 +67,10 @@ class ConsoleTest : public ::testing::Test {
     EXPECT_EQ(card_.ask("9 onhook"), "9 idle");
   }
 
-  size_t descriptors() const { return phoned_.descriptors(); }
+  size_t descriptors() const {
+    EXPECT_TRUE(phoned_.sleeps()) << "it has not yet closed what operators left";
+    return phoned_.descriptors();
+  }
 
   TemporaryDirectory directory_;
   std::string socket_ = directory_.file("console");
