@@ -11,6 +11,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <deque>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <memory>
@@ -26,6 +27,7 @@
 #include "doubles/descriptors.h"
 #include "doubles/fake_clock.h"
 #include "doubles/fault_injector.h"
+#include "doubles/temporary_directory.h"
 #include "doubles/udp_peer.h"
 #include "nuv_level.h"
 
@@ -42,6 +44,7 @@ using support::FakeClock;
 using support::FaultInjector;
 using support::Reports;
 using support::SelectAnswer;
+using support::TemporaryDirectory;
 using userlib::Reactor;
 using userlib::Timer;
 using userlib::Watch;
@@ -1379,22 +1382,21 @@ TEST(UserlibHppConsole, CallsItsCommands) {
 }
 
 TEST(UserlibHppDaemon, RemovesItsPidFile) {
-  char directory[] = "/tmp/userlib_hpp_test.XXXXXX";
-  ASSERT_NE(mkdtemp(directory), nullptr);
+  const TemporaryDirectory directory;
   {
-    userlib::Daemon daemon("phoned", directory);
+    userlib::Daemon daemon("phoned", directory.path().c_str());
     EXPECT_STREQ(daemon.process_name(), "phoned");
-    EXPECT_EQ(daemon.pid_file_name(), std::string(directory) + "/phoned.pid");
+    EXPECT_EQ(daemon.pid_file_name(), directory.file("phoned.pid"));
     EXPECT_FALSE(daemon.daemonized());
     EXPECT_FALSE(daemon.has_pid_file());
     daemon.create_pid_file();
     EXPECT_TRUE(daemon.check_pid_file());
     EXPECT_TRUE(daemon.occupied_pid_file());
     // A daemon that did not create the file does not remove it.
-    { const userlib::Daemon other("phoned", directory); }
+    { const userlib::Daemon other("phoned", directory.path().c_str()); }
     EXPECT_TRUE(daemon.has_pid_file());
   }
-  EXPECT_EQ(rmdir(directory), 0);
+  EXPECT_TRUE(std::filesystem::is_empty(directory.path()));
 }
 
 TEST(UserlibHppSignals, AreReturnedInOrder) {

@@ -26,6 +26,7 @@
 namespace {
 
 using support::comes_true;
+using support::content_of;
 using support::Operator;
 using support::Program;
 using support::TemporaryDirectory;
@@ -290,7 +291,7 @@ TEST_F(ConsoleTest, SavedMasksAreBackAfterARestart) {
   const std::string ini = directory_.file("phoned.ini");
   ask("tr change Line 1023");
   EXPECT_EQ(ask("tr save " + ini), "Actual tracelevel is saved in file " + ini + "\n");
-  EXPECT_EQ(TemporaryFile::content_of(ini),
+  EXPECT_EQ(content_of(ini),
             "[TraceLevelInit Version]\n1\n\n[Level]\n0;\"TraceLevel\";113\n1;\"Phoned\";113\n2;\"Line\";1023\n"
             "3;\"DialPlan\";113\n4;\"Console\";113\n\n");
   ask("tr changeall 0");
@@ -314,7 +315,7 @@ TEST_F(ConsoleTest, ASavedFileTakesThePlaceOfTheOldOne) {
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(old), {}),
             "[TraceLevelInit Version]\n1\n\n[Level]\n0;\"TraceLevel\";113\n1;\"Phoned\";113\n2;\"Line\";113\n"
             "3;\"DialPlan\";113\n4;\"Console\";113\n\n");
-  EXPECT_NE(TemporaryFile::content_of(ini).find("2;\"Line\";48\n"), std::string::npos);
+  EXPECT_NE(content_of(ini).find("2;\"Line\";48\n"), std::string::npos);
   EXPECT_EQ(std::filesystem::status(ini).permissions(), std::filesystem::perms(0640));
   EXPECT_FALSE(std::filesystem::exists(ini + ".new"));
 }
@@ -328,7 +329,7 @@ TEST_F(ConsoleTest, AFileThatIsHalfRenamedIsReplacedTheNextTime) {
   ask("tr changeall 48");
   EXPECT_EQ(ask("tr save " + ini), "Actual tracelevel is saved in file " + ini + "\n");
   EXPECT_NE(std::string(std::istreambuf_iterator<char>(old), {}).find("2;\"Line\";113\n"), std::string::npos);
-  EXPECT_NE(TemporaryFile::content_of(ini).find("2;\"Line\";48\n"), std::string::npos);
+  EXPECT_NE(content_of(ini).find("2;\"Line\";48\n"), std::string::npos);
   EXPECT_FALSE(std::filesystem::exists(ini + ".new"));
 }
 
@@ -341,7 +342,7 @@ TEST_F(ConsoleTest, AFileWithTwoNamesKeepsBoth) {
   EXPECT_EQ(ask("tr save " + directory_.file("link")),
             "Actual tracelevel is saved in file " + directory_.file("link") + "\n");
   EXPECT_TRUE(std::filesystem::is_symlink(directory_.file("link")));
-  EXPECT_NE(TemporaryFile::content_of(directory_.file("other")).find("2;\"Line\";48\n"), std::string::npos);
+  EXPECT_NE(content_of(directory_.file("other")).find("2;\"Line\";48\n"), std::string::npos);
 }
 
 TEST_F(ConsoleTest, TellsThatAFullDiskKeepsNoMasks) {
@@ -394,7 +395,7 @@ TEST(ConsoleIniFile, DamagedOneLeavesTheDefaultMasks) {
   ASSERT_NE(phoned.port(), 0);
   EXPECT_EQ(phoned.err(), "phoned: init file '" + torn.path() + "' is damaged; starting with the default masks\n");
   Operator(socket).ask("tr save " + saved);
-  EXPECT_EQ(TemporaryFile::content_of(saved), "[TraceLevelInit Version]\n1\n\n[Level]\n" + default_masks());
+  EXPECT_EQ(content_of(saved), "[TraceLevelInit Version]\n1\n\n[Level]\n" + default_masks());
   EXPECT_EQ(torn.content(), kTorn) << "the torn file stays for inspection";
 }
 
@@ -404,7 +405,7 @@ TEST_F(ConsoleTest, RefusesToRestoreADamagedInitFile) {
   const std::string saved = directory_.file("saved");
   EXPECT_EQ(ask("tr restore " + torn.path()), "error: '" + torn.path() + "' is damaged\n");
   ask("tr save " + saved);
-  EXPECT_EQ(TemporaryFile::content_of(saved), "[TraceLevelInit Version]\n1\n\n[Level]\n" + default_masks());
+  EXPECT_EQ(content_of(saved), "[TraceLevelInit Version]\n1\n\n[Level]\n" + default_masks());
 }
 
 // ---- misbehaving operators ----
@@ -515,8 +516,7 @@ TEST_F(ConsoleTest, LosesNoDescriptorAndNoChild) {
   EXPECT_EQ(descriptors(), before);
   // The child of the last command answers before it ends.
   const std::string pid = std::to_string(phoned_.pid());
-  EXPECT_TRUE(
-      comes_true([&] { return TemporaryFile::content_of("/proc/" + pid + "/task/" + pid + "/children").empty(); }));
+  EXPECT_TRUE(comes_true([&] { return content_of("/proc/" + pid + "/task/" + pid + "/children").empty(); }));
 }
 
 TEST(ConsoleTimeout, HangsUpOnWhoeverSaysNothing) {

@@ -12,13 +12,16 @@
 #include <memory>
 #include <vector>
 
+#include "doubles/temporary_directory.h"
 #include "program.h"
 #include "udp_socket.h"
 
 namespace {
 
 using support::comes_true;
+using support::content_of;
 using support::Program;
+using support::TemporaryDirectory;
 using support::TemporaryFile;
 using support::UdpSocket;
 
@@ -32,7 +35,7 @@ bool is_gone(pid_t pid) {
 // Whether the process has ended, even if it has not been reaped.
 bool has_ended(pid_t pid) {
   return comes_true([pid] {
-    const std::string status = TemporaryFile::content_of("/proc/" + std::to_string(pid) + "/stat");
+    const std::string status = content_of("/proc/" + std::to_string(pid) + "/stat");
     return status.empty() || status.find(") Z ") != std::string::npos;
   });
 }
@@ -45,18 +48,7 @@ uint16_t port_in(const std::string& output) {
 // A run directory. Removes it, and kills the daemon in its pid file, after the test.
 class DaemonTest : public ::testing::Test {
  protected:
-  DaemonTest() {
-    std::string name = "/tmp/phoned_run.XXXXXX";
-    if (mkdtemp(name.data()) == nullptr) {
-      throw std::runtime_error("no temporary directory");
-    }
-    run_dir_ = name;
-  }
-
-  ~DaemonTest() override {
-    kill_daemon();
-    std::filesystem::remove_all(run_dir_);
-  }
+  ~DaemonTest() override { kill_daemon(); }
 
   std::string pid_file() const { return run_dir_ + "/phoned.pid"; }
 
@@ -76,7 +68,7 @@ class DaemonTest : public ::testing::Test {
     EXPECT_EQ(launcher.err(), "");
     port_ = port_in(launcher.out());
     ASSERT_TRUE(comes_true([this, launcher_pid] {
-      const std::string content = TemporaryFile::content_of(pid_file());
+      const std::string content = content_of(pid_file());
       daemon_ = content.empty() ? -1 : static_cast<pid_t>(std::stol(content));
       return daemon_ > 0 && daemon_ != launcher_pid;
     }));
@@ -97,14 +89,15 @@ class DaemonTest : public ::testing::Test {
     }
   }
 
-  std::string run_dir_;
+  TemporaryDirectory directory_;
+  const std::string& run_dir_ = directory_.path();
   pid_t daemon_ = -1;
   uint16_t port_ = 0;
 };
 
 TEST_F(DaemonTest, RunsInTheBackgroundUntilItIsAskedToEnd) {
   start(with_run_dir());
-  EXPECT_EQ(TemporaryFile::content_of(pid_file()), std::to_string(daemon_)) << "only the number";
+  EXPECT_EQ(content_of(pid_file()), std::to_string(daemon_)) << "only the number";
   expect_a_call();
   const std::string process = "/proc/" + std::to_string(daemon_);
   for (const char* descriptor : {"0", "1", "2"}) {
@@ -125,19 +118,19 @@ TEST_F(DaemonTest, RefusesASecondOne) {
   EXPECT_EQ(second.err(), "phoned: is already running as process " + std::to_string(daemon_) + ", see '" + pid_file() +
                               "'; stop it first, or choose another --run-dir\n");
   EXPECT_EQ(second.out(), "");
-  EXPECT_EQ(TemporaryFile::content_of(pid_file()), std::to_string(daemon_));
+  EXPECT_EQ(content_of(pid_file()), std::to_string(daemon_));
   expect_a_call();
 }
 
 TEST_F(DaemonTest, StartsOverThePidFileOfOneThatWasKilled) {
   start(with_run_dir());
-  const std::string killed = TemporaryFile::content_of(pid_file());
+  const std::string killed = content_of(pid_file());
   const pid_t pid = daemon_;
   kill_daemon();
   ASSERT_TRUE(is_gone(pid));
-  ASSERT_EQ(TemporaryFile::content_of(pid_file()), killed);
+  ASSERT_EQ(content_of(pid_file()), killed);
   start(with_run_dir());
-  EXPECT_NE(TemporaryFile::content_of(pid_file()), killed);
+  EXPECT_NE(content_of(pid_file()), killed);
   expect_a_call();
 }
 
@@ -184,7 +177,7 @@ TEST_F(DaemonTest, ReadsAMapFileWithARelativeNameAgain) {
 TEST_F(DaemonTest, KeepsAPidFileInTheForegroundIfAsked) {
   Program phoned(PHONED, with_run_dir({"--foreground"}));
   ASSERT_TRUE(phoned.says(kListening));
-  EXPECT_EQ(TemporaryFile::content_of(pid_file()), std::to_string(phoned.pid()));
+  EXPECT_EQ(content_of(pid_file()), std::to_string(phoned.pid()));
   phoned.signal(SIGINT);
   EXPECT_EQ(phoned.exit_status(), 0);
   EXPECT_FALSE(std::filesystem::exists(pid_file()));
@@ -276,8 +269,8 @@ TEST_F(DaemonTest, OneOfFourLivesThatStartAtTheSameTime) {
       living += launcher->exit_status() == 0 ? 1 : 0;
       complaints += launcher->err();
     }
-    ASSERT_TRUE(comes_true([this] { return !TemporaryFile::content_of(pid_file()).empty(); }));
-    daemon_ = std::stoi(TemporaryFile::content_of(pid_file()));
+    ASSERT_TRUE(comes_true([this] { return !content_of(pid_file()).empty(); }));
+    daemon_ = std::stoi(content_of(pid_file()));
     const std::string complaint = "phoned: is already running as process " + std::to_string(daemon_) + ", see '" +
                                   pid_file() + "'; stop it first, or choose another --run-dir\n";
     EXPECT_EQ(living, 1);

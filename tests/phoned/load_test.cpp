@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <cstdlib>
 #include <deque>
 #include <filesystem>
 #include <memory>
@@ -17,6 +16,7 @@
 #include <vector>
 
 #include "console_operator.h"
+#include "doubles/temporary_directory.h"
 #include "program.h"
 #include "udp_socket.h"
 
@@ -25,6 +25,7 @@ namespace {
 using support::comes_true;
 using support::Operator;
 using support::Program;
+using support::TemporaryDirectory;
 using support::TemporaryFile;
 using support::UdpSocket;
 
@@ -231,25 +232,14 @@ class BusyOperator {
   std::thread thread_;
 };
 
-class LoadTest : public ::testing::Test {
- protected:
-  LoadTest() {
-    if (mkdtemp(directory_.data()) == nullptr) {
-      throw std::runtime_error("no temporary directory");
-    }
-  }
-  ~LoadTest() override { std::filesystem::remove_all(directory_); }
-
-  std::string directory_ = "/tmp/phoned_load.XXXXXX";
-};
-
-TEST_F(LoadTest, AnswersTwentyThousandDatagramsBesideAnOperatorAndSignals) {
+TEST(LoadTest, AnswersTwentyThousandDatagramsBesideAnOperatorAndSignals) {
   constexpr int kDatagrams = Program::few_if_emulated(20000);
   constexpr int kDatagramsForAHup = 400;
   constexpr int kCards = 4;
   constexpr int kLinesOfACard = 64;
   const TemporaryFile plan("110\n0x.T\n");
-  const std::string console = directory_ + "/console";
+  const TemporaryDirectory directory;
+  const std::string console = directory.file("console");
   Program phoned(PHONED, {"--foreground", "--port", "0", "--map-file", plan.path(), "--interdigit", "60000",
                           "--console", console});
   const uint16_t port = port_of(phoned);
@@ -305,7 +295,7 @@ TEST_F(LoadTest, AnswersTwentyThousandDatagramsBesideAnOperatorAndSignals) {
 }
 
 // A signal between handling an event and waiting for the next must be handled at once, not with the next event.
-TEST_F(LoadTest, NoticesASignalAtAnyMoment) {
+TEST(LoadTest, NoticesASignalAtAnyMoment) {
   constexpr size_t kSignals = Program::few_if_emulated(2000);
   const TemporaryFile plan("110\n0x.T\n");
   Program phoned(PHONED, {"--foreground", "--port", "0", "--map-file", plan.path(), "--statistics", "86400"});

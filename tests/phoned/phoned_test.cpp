@@ -15,12 +15,15 @@
 #include <utility>
 #include <vector>
 
+#include "doubles/temporary_directory.h"
 #include "program.h"
 #include "udp_socket.h"
 
 namespace {
 
+using support::content_of;
 using support::Program;
+using support::TemporaryDirectory;
 using support::TemporaryFile;
 using support::UdpSocket;
 
@@ -463,13 +466,12 @@ TEST(PhonedStart, RefusesWhatItCannotUse) {
 }
 
 TEST(PhonedStart, RefusesAMapFileThatIsNoRegularFile) {
-  std::string directory = "/tmp/phoned_map.XXXXXX";
-  ASSERT_NE(mkdtemp(directory.data()), nullptr);
-  const std::string fifo = directory + "/fifo";
-  const std::string link = directory + "/link";
+  const TemporaryDirectory directory;
+  const std::string fifo = directory.file("fifo");
+  const std::string link = directory.file("link");
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
   ASSERT_EQ(symlink(fifo.c_str(), link.c_str()), 0);
-  for (const std::string& path : {fifo, link, directory, std::string("/dev/zero")}) {
+  for (const std::string& path : {fifo, link, directory.path(), std::string("/dev/zero")}) {
     Program phoned(PHONED, {"--foreground", "--port", "0", "--map-file", path});
     EXPECT_EQ(phoned.exit_status(), 1);
     EXPECT_EQ(phoned.err(), "phoned: map file '" + path + "' cannot be read: is not a regular file\n");
@@ -480,9 +482,6 @@ TEST(PhonedStart, RefusesAMapFileThatIsNoRegularFile) {
   ASSERT_EQ(symlink(plan.path().c_str(), link.c_str()), 0);
   const Phoned phoned({"--map-file", link});
   EXPECT_EQ(UdpSocket(phoned.port()).ask("3 offhook"), "3 ready");
-  unlink(link.c_str());
-  unlink(fifo.c_str());
-  rmdir(directory.c_str());
 }
 
 // Besides the three standard descriptors, the pipe of the signals takes two, and those of the channel four.
@@ -521,7 +520,7 @@ TEST(PhonedStart, ShowsHelpAndVersion) {
 
 // The quoted text after "name=" in scripts/demo.
 std::string setting_of_demo(const std::string& name) {
-  const std::string text = TemporaryFile::content_of(DEMO);
+  const std::string text = content_of(DEMO);
   const size_t begin = text.find("\n" + name + "='") + name.size() + 3;
   return text.substr(begin, text.find('\'', begin) - begin);
 }

@@ -1,6 +1,7 @@
 #include "program.h"
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -8,7 +9,6 @@
 
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <iterator>
 #include <sstream>
@@ -45,7 +45,7 @@ bool comes_true(const std::function<bool()>& question) {
   return true;
 }
 
-TemporaryFile::TemporaryFile(const std::string& content) : path_("/tmp/phoned_tests.XXXXXX") {
+TemporaryFile::TemporaryFile(const std::string& content) : path_(::testing::TempDir() + "phoned_tests.XXXXXX") {
   const int fd = mkstemp(path_.data());
   if (fd < 0) {
     throw std::runtime_error("no temporary file");
@@ -59,14 +59,7 @@ TemporaryFile::~TemporaryFile() {
 }
 
 void TemporaryFile::write(const std::string& content) const {
-  std::ofstream(path_, std::ios::binary) << content;
-}
-
-std::string TemporaryFile::content_of(const std::string& path) {
-  const std::ifstream file(path, std::ios::binary);
-  std::ostringstream content;
-  content << file.rdbuf();
-  return content.str();
+  write_content(path_, content);
 }
 
 Program::Arguments Program::start_of(const Arguments& command) {
@@ -137,7 +130,7 @@ size_t Program::descriptors() const {
 
 bool Program::sleeps() const {
   return comes_true([this] {
-    const std::string status = TemporaryFile::content_of("/proc/" + std::to_string(pid_) + "/stat");
+    const std::string status = content_of("/proc/" + std::to_string(pid_) + "/stat");
     return status.find(") S ") != std::string::npos;
   });
 }

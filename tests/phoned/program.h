@@ -8,6 +8,8 @@
 
 #include <sys/types.h>
 
+#include "doubles/temporary_directory.h"
+
 namespace support {
 
 // A file that is removed with its owner.
@@ -21,8 +23,6 @@ class TemporaryFile {
   const std::string& path() const { return path_; }
   void write(const std::string& content) const;
   std::string content() const { return content_of(path_); }
-
-  static std::string content_of(const std::string& path);
 
  private:
   std::string path_;

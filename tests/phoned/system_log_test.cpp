@@ -2,16 +2,17 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <string>
 
+#include "doubles/temporary_directory.h"
 #include "program.h"
 #include "udp_socket.h"
 
 namespace {
 
+using support::content_of;
 using support::Program;
-using support::TemporaryFile;
+using support::TemporaryDirectory;
 using support::UdpSocket;
 
 constexpr char kRsyslogd[] = "/usr/sbin/rsyslogd";
@@ -41,13 +42,12 @@ TEST(SystemLog, GetsItsLines) {
   if (geteuid() != 0 || access(kUnshare, X_OK) != 0 || !can_have_a_world_of_its_own()) {
     GTEST_SKIP() << "needs root for a mount namespace";
   }
-  std::string directory = "/tmp/phoned_log.XXXXXX";
-  ASSERT_NE(mkdtemp(directory.data()), nullptr);
-  const std::string console = directory + "/console";
+  const TemporaryDirectory directory;
+  const std::string console = directory.file("console");
   Program::Arguments arguments = kPrivately;
   const Program::Arguments phoned =
       Program::start_of({PHONED, "--foreground", "--port", "0", "--console", console, "--map", "110|110"});
-  arguments.insert(arguments.end(), {SYSTEM_LOG, directory, kRsyslogd});
+  arguments.insert(arguments.end(), {SYSTEM_LOG, directory.path(), kRsyslogd});
   arguments.insert(arguments.end(), phoned.begin(), phoned.end());
   Program world(kUnshare, arguments);
   const auto port = number_behind(world, "phoned: listening on port ");
@@ -73,7 +73,7 @@ TEST(SystemLog, GetsItsLines) {
   say("stop");
   EXPECT_EQ(world.exit_status(), 0) << world.err();
 
-  const std::string log = TemporaryFile::content_of(directory + "/log");
+  const std::string log = content_of(directory.file("log"));
   const std::string ident = " phoned[" + pid + "]: ";
   for (const std::string& line :
        {"user.warning" + ident +
@@ -91,7 +91,6 @@ TEST(SystemLog, GetsItsLines) {
     EXPECT_NE(log.find(line), std::string::npos) << line << log;
   }
   EXPECT_EQ(log.find("event '9 offhook'"), std::string::npos) << "before the mask was changed";
-  std::filesystem::remove_all(directory);
 }
 
 }  // namespace

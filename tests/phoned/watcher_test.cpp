@@ -6,28 +6,30 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <filesystem>
+#include <string>
 
+#include "doubles/temporary_directory.h"
 #include "program.h"
 
 namespace {
 
 using support::comes_true;
+using support::content_of;
 using support::Program;
-using support::TemporaryFile;
 
 constexpr char kPidFile[] = "/phoned.pid";
 constexpr char kSleeper[] = "/sleeper";
 
 // A test program that starts a daemon, prints its process id, and is killed before it can clean up.
 [[noreturn]] void start_a_daemon_and_die(const std::string& run_dir) {
-  const auto content_of = [&run_dir](const char* name) { return TemporaryFile::content_of(run_dir + name); };
+  // Its temporary files stay behind as well.
+  setenv("TEST_TMPDIR", run_dir.c_str(), 1);
   Program launcher(PHONED, {"--port", "0", "--run-dir", run_dir, "--map", "110"});
   const std::string launcher_pid = std::to_string(launcher.pid());
-  const Program shell(Program::kShell, {"-c", "sleep 1000 & echo $! >" + run_dir + "/sleeper; wait"});
+  const Program shell(Program::kShell, {"-c", "sleep 1000 & echo $! >" + run_dir + kSleeper + "; wait"});
   if (launcher.exit_status() == 0 && comes_true([&] {
-        const std::string daemon_pid = content_of(kPidFile);
-        return !daemon_pid.empty() && daemon_pid != launcher_pid && content_of(kSleeper).ends_with('\n');
+        const std::string daemon_pid = content_of(run_dir + kPidFile);
+        return !daemon_pid.empty() && daemon_pid != launcher_pid && content_of(run_dir + kSleeper).ends_with('\n');
       })) {
     raise(SIGKILL);
   }
@@ -36,14 +38,14 @@ constexpr char kSleeper[] = "/sleeper";
 
 bool has_ended(const std::string& pid) {
   return comes_true([&pid] {
-    const std::string status = TemporaryFile::content_of("/proc/" + pid + "/stat");
+    const std::string status = content_of("/proc/" + pid + "/stat");
     return status.empty() || status.find(") Z ") != std::string::npos;
   });
 }
 
 TEST(Watcher, KillsWhatATestProgramLeavesBehindThatWasKilled) {
-  std::string run_dir = "/tmp/phoned_watched.XXXXXX";
-  ASSERT_NE(mkdtemp(run_dir.data()), nullptr);
+  const support::TemporaryDirectory directory;
+  const std::string& run_dir = directory.path();
   const Program mine(PHONED, {"--foreground", "--port", "0", "--map", "110"});
   ASSERT_TRUE(mine.says("phoned: listening on port "));
   const pid_t child = fork();
@@ -53,11 +55,10 @@ TEST(Watcher, KillsWhatATestProgramLeavesBehindThatWasKilled) {
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);
   ASSERT_TRUE(WIFSIGNALED(status));
-  EXPECT_TRUE(has_ended(TemporaryFile::content_of(run_dir + kPidFile))) << "the detached daemon";
-  const std::string sleeper = TemporaryFile::content_of(run_dir + kSleeper);
+  EXPECT_TRUE(has_ended(content_of(run_dir + kPidFile))) << "the detached daemon";
+  const std::string sleeper = content_of(run_dir + kSleeper);
   EXPECT_TRUE(has_ended(sleeper.substr(0, sleeper.find('\n')))) << "a program that a child has started";
   EXPECT_EQ(kill(mine.pid(), 0), 0) << "a program of another owner";
-  std::filesystem::remove_all(run_dir);
 }
 
 }  // namespace

@@ -20,8 +20,8 @@ namespace world {
 namespace {
 
 using support::comes_true;
+using support::content_of;
 using support::Program;
-using support::TemporaryFile;
 using support::UdpSocket;
 using Clock = std::chrono::steady_clock;
 
@@ -60,7 +60,7 @@ Program::Arguments behind_a_shell(const std::string& before, const Program::Argu
 }
 
 pid_t pid_in(const std::string& path) {
-  const std::string content = TemporaryFile::content_of(path);
+  const std::string content = content_of(path);
   return content.empty() ? -1 : static_cast<pid_t>(std::atol(content.c_str()));
 }
 
@@ -89,7 +89,7 @@ bool is_idle(pid_t pid) {
 }
 
 bool is_running(pid_t pid) {
-  const std::string status = TemporaryFile::content_of(proc(pid, "stat"));
+  const std::string status = content_of(proc(pid, "stat"));
   return !status.empty() && status.find(") Z ") == std::string::npos;
 }
 
@@ -136,7 +136,7 @@ void Phoned::signal(int number) const {
 
 void Phoned::stop() const {
   signal(SIGSTOP);
-  comes_true([this] { return TemporaryFile::content_of(proc(pid_, "stat")).find(") T ") != std::string::npos; });
+  comes_true([this] { return content_of(proc(pid_, "stat")).find(") T ") != std::string::npos; });
 }
 
 bool Phoned::ends_within(std::chrono::seconds time) {

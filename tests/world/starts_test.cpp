@@ -13,9 +13,9 @@
 namespace {
 
 using support::comes_true;
+using support::content_of;
 using support::Program;
 using support::TemporaryDirectory;
-using support::TemporaryFile;
 
 constexpr int kRounds = Program::few_if_emulated(100);
 constexpr int kStarts = 4;
@@ -53,7 +53,7 @@ TEST_F(StartsTest, ExactlyOneStaysInTheForeground) {
       staying += phoned->err().empty() ? 1 : 0;
     }
     ASSERT_EQ(staying, 1);
-    const std::string pid = TemporaryFile::content_of(pid_file());
+    const std::string pid = content_of(pid_file());
     for (const auto& phoned : phoneds) {
       if (std::to_string(phoned->pid()) == pid) {
         EXPECT_EQ(phoned->err(), "");
@@ -84,7 +84,7 @@ TEST_F(StartsTest, ExactlyOneStaysInTheBackground) {
     // The printed process ids may differ: before it detaches, the one that stays has another id.
     EXPECT_EQ(staying, 1) << complaints;
     EXPECT_EQ(std::count(complaints.begin(), complaints.end(), '\n'), kStarts - 1) << complaints;
-    const pid_t pid = std::stoi("0" + TemporaryFile::content_of(pid_file()));
+    const pid_t pid = std::stoi("0" + content_of(pid_file()));
     ASSERT_GT(pid, 1);
     kill(pid, SIGTERM);
     EXPECT_TRUE(comes_true([pid] { return !world::is_running(pid); }));

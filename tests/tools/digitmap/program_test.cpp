@@ -10,11 +10,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "doubles/temporary_directory.h"
 #include "phoned/program.h"
 
 namespace {
 
 using support::Program;
+using support::TemporaryDirectory;
 using support::TemporaryFile;
 using Words = std::vector<std::string>;
 
@@ -34,27 +36,21 @@ Outcome run(const Words& words, const std::string& input = "") {
 class PathWithDot {
  public:
   explicit PathWithDot(const std::string& script) : old_path_(getenv("PATH")) {
-    char name[] = "/tmp/digitmap_tool_tests.XXXXXX";
-    directory_ = mkdtemp(name);
     if (!script.empty()) {
-      const std::string path = directory_ + "/dot";
+      const std::string path = directory_.file("dot");
       const int fd = open(path.c_str(), O_CREAT | O_WRONLY | O_EXCL | O_CLOEXEC, 0755);
       EXPECT_EQ(write(fd, script.data(), script.size()), static_cast<ssize_t>(script.size()));
       close(fd);
     }
-    setenv("PATH", directory_.c_str(), 1);
+    setenv("PATH", directory_.path().c_str(), 1);
   }
-  ~PathWithDot() {
-    setenv("PATH", old_path_.c_str(), 1);
-    unlink((directory_ + "/dot").c_str());
-    rmdir(directory_.c_str());
-  }
+  ~PathWithDot() { setenv("PATH", old_path_.c_str(), 1); }
   PathWithDot(const PathWithDot&) = delete;
   PathWithDot& operator=(const PathWithDot&) = delete;
 
  private:
   std::string old_path_;
-  std::string directory_;
+  TemporaryDirectory directory_;
 };
 
 TEST(DigitmapTool, AnswersDigitByDigit) {

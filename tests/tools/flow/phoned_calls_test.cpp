@@ -3,16 +3,16 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <string>
 #include <vector>
 
+#include "doubles/temporary_directory.h"
 #include "phoned/program.h"
 
 namespace {
 
 using support::Program;
+using support::TemporaryDirectory;
 using support::TemporaryFile;
 using Words = Program::Arguments;
 
@@ -22,11 +22,6 @@ const Words kPrivately = {"--mount", "--pid", "--fork", "--kill-child", "--mount
 
 constexpr char kMasks[] = "[TraceLevelInit Version]\n1\n\n[Level]\n0;\"Line\";129\n\n";
 constexpr char kScripts[] = DEMO_SCRIPTS;
-
-std::string directory() {
-  std::string name = "/tmp/flow_calls.XXXXXX";
-  return mkdtemp(name.data());
-}
 
 std::string run(const std::string& path, const Words& words) {
   Program program(path, words);
@@ -96,12 +91,12 @@ bool can_have_a_world_of_its_own() {
 
 // The output of phoned on its console.
 std::string console_log(const std::string& masks) {
-  const std::string place = directory();
+  const TemporaryDirectory directory;
+  const std::string& place = directory.path();
   const Words words = phoned_in(place, masks);
   Program phoned(words.front(), {words.begin() + 1, words.end()});
   call(phoned, place, "tr console");
   EXPECT_EQ(phoned.exit_status(), 0) << phoned.err();
-  std::filesystem::remove_all(place);
   return phoned.out();
 }
 
@@ -122,7 +117,8 @@ TEST(CallsOfTheDemo, AreTheSamePictureFromTheConsoleAndFromASystemLog) {
   }
   const TemporaryFile masks(kMasks);
   const TemporaryFile console(console_log(masks.path()));
-  const std::string place = directory();
+  const TemporaryDirectory directory;
+  const std::string& place = directory.path();
   write_system_logs(place, masks.path());
   const Pictures expected = draw(console.path());
   EXPECT_NE(expected.text.find("▶│"), std::string::npos) << expected.text;
@@ -132,7 +128,6 @@ TEST(CallsOfTheDemo, AreTheSamePictureFromTheConsoleAndFromASystemLog) {
     EXPECT_EQ(pictures.mermaid, expected.mermaid) << log;
     EXPECT_EQ(pictures.svg, expected.svg) << log;
   }
-  std::filesystem::remove_all(place);
 }
 
 }  // namespace
