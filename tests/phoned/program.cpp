@@ -148,4 +148,10 @@ int Program::exit_status() {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
+Outcome outcome_of(const std::string& path, const Program::Arguments& arguments, const std::string& input) {
+  Program program(path, arguments, input);
+  const int status = program.exit_status();
+  return {status, program.out(), program.err()};
+}
+
 }  // namespace support

@@ -85,6 +85,16 @@ class Program {
   pid_t pid_ = -1;
 };
 
+// What a program that ends by itself left.
+struct Outcome {
+  int status;
+  std::string out;
+  std::string err;
+};
+
+// Runs a program to its end.
+Outcome outcome_of(const std::string& path, const Program::Arguments& arguments, const std::string& input = "");
+
 }  // namespace support
 
 #endif

@@ -15,21 +15,14 @@
 
 namespace {
 
+using support::Outcome;
 using support::Program;
 using support::TemporaryDirectory;
 using support::TemporaryFile;
 using Words = std::vector<std::string>;
 
-struct Outcome {
-  int status;
-  std::string out;
-  std::string err;
-};
-
 Outcome run(const Words& words, const std::string& input = "") {
-  Program program(DIGITMAP_TOOL, words, input);
-  const int status = program.exit_status();
-  return {status, program.out(), program.err()};
+  return support::outcome_of(DIGITMAP_TOOL, words, input);
 }
 
 // A directory for programs named "dot", first in PATH or alone there.

@@ -12,21 +12,14 @@
 
 namespace {
 
+using support::Outcome;
 using support::Program;
 using support::TemporaryFile;
 using Words = std::vector<std::string>;
 
-struct Outcome {
-  int status;
-  std::string out;
-  std::string err;
-};
-
 Outcome run(const Words& words, const std::string& input = "") {
   setenv("TZ", "UTC", 1);
-  Program program(FLOW_TOOL, words, input);
-  const int status = program.exit_status();
-  return {status, program.out(), program.err()};
+  return support::outcome_of(FLOW_TOOL, words, input);
 }
 
 constexpr char kLog[] =
