@@ -147,6 +147,10 @@ else()
 endif()
 add_test(NAME library.needed COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_needed.sh ${CMAKE_READELF}
                                      $<TARGET_FILE:userlib> ${USERLIB_NEEDED} "")
+# A syslog() of the daemon's own takes the place of the C library's, in fortified builds, too.
+add_test(NAME library.calls_syslog COMMAND ${CMAKE_NM} --dynamic --undefined-only $<TARGET_FILE:userlib>)
+set_tests_properties(library.calls_syslog PROPERTIES PASS_REGULAR_EXPRESSION " syslog[@\n]" FAIL_REGULAR_EXPRESSION
+                                                     "syslog_chk")
 add_test(NAME library.soname COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_soname.sh ${CMAKE_READELF}
                                      $<TARGET_FILE:userlib> libuserlib.so.${PROJECT_VERSION}
                                      libuserlib.so.${PROJECT_VERSION_MAJOR})

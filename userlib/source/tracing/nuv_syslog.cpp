@@ -4,11 +4,11 @@
 
 #include <stdio.h>
 #include <string.h>
-#include <syslog.h>
 #include <time.h>
 
 #include "core/text.h"
 #include "tracing/hex_lines.h"
+#include "tracing/system_log.h"
 
 using nuv::text_or_empty;
 
@@ -33,7 +33,7 @@ void write_located(uint32_t type, const char* path, uint32_t line, const char* t
   const char* name = NUV_ESyslogType_name(type);
   const char* file = nuv::base_name(text_or_empty(path));
   if (g_to_syslog != 0) {
-    syslog(LOG_ALERT, "%s:%s:%d:%s", name, file, static_cast<int>(line), text_or_empty(text));
+    nuv::write_to_system_log(LOG_ALERT, "%s:%s:%d:%s", name, file, static_cast<int>(line), text_or_empty(text));
     return;
   }
   const Timestamp now;
@@ -43,7 +43,7 @@ void write_located(uint32_t type, const char* path, uint32_t line, const char* t
 // The head of a short line is the name of its type, or the title of a dump.
 void write_short(const char* head, const char* text) {
   if (g_to_syslog != 0) {
-    syslog(LOG_ALERT, "%s:%s", head, text);
+    nuv::write_to_system_log(LOG_ALERT, "%s:%s", head, text);
     return;
   }
   const Timestamp now;

@@ -157,7 +157,7 @@ void NUV_Sysloglevel_assert(const char* a_file, uint32_t a_line, const char* a_t
   const char* text = text_or_empty(a_text);
   if (g_trace_output.syslog != 0) {
     const SyslogLine line;
-    syslog(LOG_USER | LOG_ERR, "%s: %s:%d   %s", "error", file, static_cast<int>(a_line), text);
+    nuv::write_to_system_log(LOG_USER | LOG_ERR, "%s: %s:%d   %s", "error", file, static_cast<int>(a_line), text);
   }
   if (g_trace_output.console != 0) {
     const Timestamp now;
@@ -172,7 +172,7 @@ void NUV_Sysloglevel_statusinfo(const char* a_ident, const char* a_text) {
   const char* text = text_or_empty(a_text);
   if (g_trace_output.syslog != 0) {
     openlog(a_ident, 0, LOG_LOCAL0);
-    syslog(LOG_LOCAL0 | LOG_INFO, "%s", text);
+    nuv::write_to_system_log(LOG_LOCAL0 | LOG_INFO, "%s", text);
     closelog();
   }
   if (g_trace_output.console != 0) {

@@ -7,9 +7,9 @@
 #include <span>
 
 #include <stdint.h>
-#include <syslog.h>
 
 #include "nuv_sysloglevel.h"
+#include "tracing/system_log.h"
 
 namespace nuv {
 

@@ -85,9 +85,9 @@ class Line {
 
   void log(int priority) const {
     const SyslogLine line;
-    syslog(LOG_USER | priority, "%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s", texts_[0], texts_[1], texts_[2], texts_[3],
-           texts_[4], texts_[5], texts_[6], texts_[7], texts_[8], texts_[9], texts_[10], texts_[11], texts_[12],
-           texts_[13], texts_[14], texts_[15], texts_[16]);
+    nuv::write_to_system_log(LOG_USER | priority, "%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s", texts_[0], texts_[1], texts_[2],
+                             texts_[3], texts_[4], texts_[5], texts_[6], texts_[7], texts_[8], texts_[9], texts_[10],
+                             texts_[11], texts_[12], texts_[13], texts_[14], texts_[15], texts_[16]);
   }
 
  private:
