@@ -6,8 +6,9 @@
     check_links.py html <folder>               the reference in HTML
     check_links.py installed <cmake> <build>   the same for what the component Documentation installs
 
-The target of a link exists, and so does its anchor, a heading or a name. Markdown has no Doxygen commands, which other
-viewers would show; HTML loads nothing from other sites, and has no table with an empty heading row.
+The target of a link exists, and so does its anchor, a heading or a name. In a checkout, a source file that a page names as
+`io/channel.h` exists, too, in whatever folder; pages that tell of the past may name what has gone. Markdown has no Doxygen
+commands, which other viewers would show; HTML loads nothing from other sites, and has no table with an empty heading row.
 """
 import os
 import re
@@ -23,6 +24,8 @@ import markdown
 ELSEWHERE = re.compile(r"^(?:https?|mailto|javascript):")
 DIRECTIVE = re.compile(r"@(?:ref|subpage|page|section|image|include|see)\b|\\(?:image|include|verbinclude|dontinclude|skip|"
                        r"until|line|ref|subpage|snippet)\b|\{#\w+\}|^\[TOC\]", re.M)
+SOURCE = re.compile(r"(?:[\w.-]+/)*[\w.-]+\.(?:h|hpp|c|cpp|py|sh|md|toml|map)")
+PAST = ("CHANGELOG.md", "docs/decisions/")
 
 
 class Html(HTMLParser):
@@ -136,6 +139,14 @@ class TreeChecker(Checker):
 
     def is_left_out(self, path):
         return path not in self.files and path not in self.folders
+
+    def markdown(self, page):
+        super().markdown(page)
+        if str(page.relative_to(self.root)).startswith(PAST):
+            return
+        for line, code in markdown.code_spans(page.read_text(encoding="utf-8")):
+            if SOURCE.fullmatch(code) and not any(str(file).endswith("/" + code) for file in self.files):
+                self.complain(page, line, "there is no file `%s`" % code)
 
     def pages(self):
         return sorted(path for path in self.files if path.suffix == ".md" and path.exists())

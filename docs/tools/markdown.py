@@ -61,10 +61,21 @@ def headings(text):
                 yield len(match.group(1)), match.group(2), anchor + ("-%d" % number if number else "")
 
 
+def without_blocks(text):
+    """The page with empty lines in place of its code blocks."""
+    return "\n".join("\n".join("" for _ in lines) if is_code else "\n".join(lines) for is_code, lines in pieces(text))
+
+
 def prose(text):
     """The page without its code blocks and spans."""
-    kept = "\n".join("\n".join("" for _ in lines) if is_code else "\n".join(lines) for is_code, lines in pieces(text))
-    return CODE_SPAN.sub(lambda match: "`" + "\n" * match.group().count("\n") + "`", kept)
+    return CODE_SPAN.sub(lambda match: "`" + "\n" * match.group().count("\n") + "`", without_blocks(text))
+
+
+def code_spans(text):
+    """The texts between backquotes, with their lines."""
+    kept = without_blocks(text)
+    for match in CODE_SPAN.finditer(kept):
+        yield kept.count("\n", 0, match.start()) + 1, match.group(2)
 
 
 def anchors(text):

@@ -65,6 +65,14 @@ class Links(Folder):
         self.write("built/x.md", "")
         self.expect_complaint("[x](built/x.md)\n", "'built/x.md' is not part of the project", mode="tree")
 
+    def test_notices_a_source_that_is_not_there(self):
+        self.write("folder/b.h", "")
+        self.write("CHANGELOG.md", "`gone.h`\n")
+        self.write("a.md", "[x](a.md) `folder/b.h`, `b.h`, `b.json`, `cc gone.c`\n\n    `gone.h`\n")
+        self.assertEqual(self.check("tree"), (0, "\n1 links on 2 pages, 0 problems\n"))
+        self.expect_complaint("[x](a.md)\n`older/b.h`\n", "a.md:2: there is no file `older/b.h`", mode="tree")
+        self.expect_complaint("[x](a.md) `ab.h`\n", "there is no file `ab.h`", mode="tree")
+
     def test_notices_commands_of_doxygen(self):
         for command in ("@ref guide", "\\include x.c", "## Heading {#label}", "[TOC]"):
             self.expect_complaint("[a](a.md)\n\n%s\n" % command, "is a command of Doxygen")
