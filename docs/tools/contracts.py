@@ -105,9 +105,12 @@ class Sources:
         raise SystemExit("contracts: %s: has a check outside a function" % path.name)
 
     def callers(self, path, name):
-        """The functions that name a helper: in its own file, or in any if a private header declares it."""
+        """The functions that name a helper: in its own file, or in any if a private header declares it. What a header calls
+        may have the same name, such as write()."""
         word = re.compile(r"\b%s\b" % re.escape(name))
-        is_shared = any(word.search(text) for other, text in self.texts.items() if other.suffix == ".h")
+        declared = re.compile(r"^(?![}#\s]).*\b%s\(" % re.escape(name), re.M)
+        is_shared = any(declared.search(text) or any(name == defined for defined, _, _ in self.functions[other])
+                        for other, text in self.texts.items() if other.suffix == ".h")
         for other in self.texts if is_shared else [path]:
             for caller, start, end in self.functions[other]:
                 if caller != name and word.search(self.texts[other][start:end]):

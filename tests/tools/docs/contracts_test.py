@@ -84,6 +84,15 @@ class ContractsPageTest(unittest.TestCase):
         self.assertIn("| `removeTimeout`, `setTempTimeout`, `setTimeout`, `updateTimeout` |",
                       self.row("1 == NUV_TimeoutSet_available( &a_this->m_oTimeout)"))
 
+    def test_leaves_out_those_who_call_another_function_of_the_same_name(self):
+        row = self.row("`(int)a_ModulHandle >= 0`")
+        self.assertIn("`info`", row)
+        self.assertNotIn("NUV_Pipe_write", row)
+        self.replace("userlib/source/messaging/nuv_pipe.cpp", "int32_t NUV_Pipe_construct(",
+                     "void read(int a_fd) {\n  NUV_CHECK(a_fd != 13);\n}\n\nint32_t NUV_Pipe_construct(")
+        self.run_tool()
+        self.assertNotIn("Udp", self.row("a_fd != 13"))  # a private header of these calls the read() of the system
+
     def test_tells_apart_those_who_hand_a_helper_another_text(self):
         row = self.row("m_oWrite[a_event_type]")
         self.assertIn("`setWrite`", row)
