@@ -1075,7 +1075,7 @@ TEST_F(SelectTest, SurvivesProcessInsideACallback) {
     NUV_Select_removeReadExternal(&reactor_, 2);
     clock_.answer_select({1, {1}, {}, {}, {2, 0}});
     EXPECT_EQ(process(), 1);
-    EXPECT_EQ(total(reactor_), 3U) << "the outer cycle still walks over them";
+    EXPECT_EQ(total(reactor_), 1U) << "the inner cycle has purged the others";
   };
   actions_["t0"] = [this] {
     actions_["t0"] = {};
@@ -1089,6 +1089,25 @@ TEST_F(SelectTest, SurvivesProcessInsideACallback) {
   EXPECT_EQ(total(reactor_), 1U);
   EXPECT_EQ(reactor_.m_oTimeout.m_uCount, 1U);
   EXPECT_EQ(NUV_IndexPool_busy(&reactor_.m_oTimeout.m_oIdPool), 1U);
+}
+
+// The inner cycles neither wait for nor count what was removed before.
+TEST_F(SelectTest, ReceiverRemovedBeforeProcessInsideACallbackIsNotAskedFor) {
+  read_external(1);
+  read_external(2);
+  actions_["r1"] = [this] {
+    NUV_Select_removeReadExternal(&reactor_, 1);
+    NUV_Select_setTempReadExternal(&reactor_, 3, this, 'r', note);
+    clock_.answer_select({1, {3}, {}, {}});
+    EXPECT_EQ(process(), 1);
+    clock_.answer_select({1, {2}, {}, {}});
+    EXPECT_EQ(process(), 1);
+    EXPECT_EQ(clock_.take_selects().back().read, Fds{2});
+  };
+  clock_.answer_select({1, {1}, {}, {}});
+  EXPECT_EQ(process(), 1);
+  EXPECT_EQ(take_log(), (Log{"r1", "r3", "r2"}));
+  EXPECT_EQ(total(reactor_), 1U);
 }
 
 // --- With the real select() ---

@@ -28,6 +28,7 @@ using support::Fault;
 
 constexpr uint8_t kStays = 0;
 constexpr uint8_t kOneCycle = 1;
+constexpr uint8_t kPurged = 2;  // in m_bDeleted
 constexpr uint32_t kUnlimited = 0xFFFFFFFF;
 
 // Descriptors without a bit in an fd_set.
@@ -94,10 +95,13 @@ class SelectSetTest : public ::testing::Test {
     return std::exchange(fired_, {});
   }
 
-  // Returns the descriptors of the list, in order, and checks the count.
+  // Returns the descriptors of the list, in order, and checks the count. Without records that are kept for a dispatch.
   Fds list() const {
     Fds fds;
     for (const NUV_SelectRecv* receiver = set_.m_pFirst; receiver != nullptr; receiver = receiver->m_pNext) {
+      if (receiver->m_bDeleted == kPurged) {
+        continue;
+      }
       fds.push_back(receiver->m_iFd);
       if (fds.size() > kEndless) {
         std::abort();
@@ -518,7 +522,7 @@ TEST_F(SelectSetTest, RemovingAnUnknownDescriptorEndsTheProcess) {
   EXPECT_EQ(child.err(), "");
 }
 
-// Neither may free a record that the outer dispatch still walks over.
+// What is purged leaves the set at once; the records that the outer dispatch walks over stay until the next purge.
 TEST_F(SelectSetTest, SurvivesADispatchAndAPurgeInsideACallback) {
   add_all({1, 2, 3, 4});
   actions_[3] = [this] {
@@ -528,16 +532,50 @@ TEST_F(SelectSetTest, SurvivesADispatchAndAPurgeInsideACallback) {
     remove(3);
     EXPECT_EQ(NUV_SelectSet_process(&set_, kUnlimited, &ready), 2U);
     EXPECT_EQ(set_.m_bProcessing, 1) << "the outer dispatch is still running";
+    EXPECT_EQ(list(), (Fds{4, 3, 2, 1}));
+    purge();
+    EXPECT_EQ(list(), (Fds{4, 1}));
     remove(4);
     purge();
-    EXPECT_EQ(list(), (Fds{4, 3, 2, 1})) << "nothing is freed before the outer dispatch ends";
+    purge();
+    EXPECT_EQ(list(), Fds{1});
+    add(2);
+    EXPECT_EQ(list(), (Fds{2, 1}));
+    fd_set asked = fd_set_of({});
+    NUV_SelectSet_setFdSet(&set_, &asked);
+    EXPECT_TRUE(same(asked, fd_set_of({1, 2})));
   };
   const fd_set ready = fd_set_of({1, 2, 3, 4});
   EXPECT_EQ(NUV_SelectSet_process(&set_, kUnlimited, &ready), 3U);
   EXPECT_EQ(fired_, (Fds{4, 3, 4, 1, 1}));
   EXPECT_EQ(set_.m_bProcessing, 0);
   purge();
-  EXPECT_EQ(list(), Fds{1});
+  EXPECT_EQ(list(), (Fds{2, 1}));
+  EXPECT_EQ(set_.m_pFirst->m_pNext->m_pNext, nullptr);
+}
+
+TEST_F(SelectSetTest, OneCycleReceiverEndsWithThePurgeInsideACallback) {
+  add(1, kOneCycle);
+  add(2);
+  actions_[2] = [this] {
+    purge();
+    EXPECT_EQ(list(), Fds{2});
+  };
+  EXPECT_EQ(process({1, 2}), Fds{2}) << "it has been purged before its turn";
+  EXPECT_EQ(list(), Fds{2});
+}
+
+TEST_F(SelectSetTest, PurgeFreesWhatADispatchThatNeverEndedHasKept) {
+  add(1);
+  add(2);
+  set_.m_bProcessing = 1;
+  remove(1);
+  purge();
+  EXPECT_EQ(list(), Fds{2});
+  set_.m_bProcessing = 0;
+  purge();
+  EXPECT_EQ(list(), Fds{2});
+  EXPECT_EQ(set_.m_pFirst->m_pNext, nullptr);
 }
 
 // Callbacks that change their set at random. The seed is fixed, so every run is the same.

@@ -40,7 +40,7 @@ typedef struct NUV_SelectRecv {
   void* m_pArg1;                  /**< first callback argument, the caller's */
   uint32_t m_uArg2;               /**< third callback argument, the caller's */
   uint8_t m_bTemp;                /**< 1: goes with the next purge, fired or not */
-  uint8_t m_bDeleted;             /**< 1: removed while the set was dispatching, waits for the purge */
+  uint8_t m_bDeleted;             /**< 1: removed while the set was dispatching; 2: purged then */
   NUV_SelectRecvFunc m_pRecvFunc; /**< callback */
   struct NUV_SelectRecv* m_pNext; /**< next older receiver, null at the end */
 } NUV_SelectRecv;
@@ -81,8 +81,8 @@ NUV_API void NUV_SelectSet_setFdSet(const SelectSet* a_this, fd_set* a_fdset);
 NUV_API uint32_t NUV_SelectSet_process(SelectSet* a_this, uint32_t a_budget, const fd_set* a_fdset);
 
 /** NUV_SelectSet_internalRemoveDeleted frees the receivers that were removed during a dispatch and those that live for
- * one cycle. Requires a_fdset, but does not read it. In a callback of this set it does nothing: the records are still
- * in use. */
+ * one cycle. Requires a_fdset, but does not read it. In a callback of this set they leave the set at once, too, but
+ * their records stay in the list until the next purge outside of callbacks. */
 NUV_API void NUV_SelectSet_internalRemoveDeleted(SelectSet* a_this, const fd_set* a_fdset);
 
 #ifdef __cplusplus

@@ -53,13 +53,18 @@ uint32_t count(const fd_set& ready) {
   return total;
 }
 
+// What m_bDeleted holds in the record of a receiver that has been taken out of the set. If a dispatch walks over the list
+// then, the record stays in it until a later purge, without a descriptor, and does not count.
+constexpr uint8_t kGone = 2;
+constexpr int32_t kNoDescriptor = INT32_MIN;
+
 bool has_room(const SelectSet& set) {
   return set.m_uCount < kCapacity;
 }
 
 NUV_SelectRecv* find(const SelectSet& set, int32_t fd) {
   NUV_SelectRecv* receiver = set.m_pFirst;
-  while (receiver != nullptr && receiver->m_iFd != fd) {
+  while (receiver != nullptr && (receiver->m_iFd != fd || receiver->m_bDeleted == kGone)) {
     receiver = receiver->m_pNext;
   }
   return receiver;
@@ -76,7 +81,15 @@ NUV_SelectRecv* add(SelectSet& set) {
   return receiver;
 }
 
-// Takes the receiver that the link points at out of the list; the link then points at the next one.
+void take_out(SelectSet& set, NUV_SelectRecv& receiver) {
+  if (receiver.m_bDeleted != kGone) {
+    receiver.m_bDeleted = kGone;
+    receiver.m_iFd = kNoDescriptor;
+    --set.m_uCount;
+  }
+}
+
+// Frees the receiver that the link points at; the link then points at the next one.
 void unlink(NUV_SelectRecv** link) {
   NUV_SelectRecv* receiver = *link;
   *link = receiver->m_pNext;
@@ -228,16 +241,16 @@ uint32_t NUV_SelectSet_process(SelectSet* a_this, uint32_t a_budget, const fd_se
 void NUV_SelectSet_internalRemoveDeleted(SelectSet* a_this, const fd_set* a_fdset) {
   NUV_REQUIRE(((void *)0) != a_this);
   NUV_REQUIRE(((void *)0) != a_fdset);
-  if (a_this->m_bProcessing != 0) {
-    return;
-  }
   NUV_SelectRecv** link = &a_this->m_pFirst;
-  while (*link != nullptr) {
-    if ((*link)->m_bDeleted != 0 || (*link)->m_bTemp != 0) {
-      unlink(link);
-      --a_this->m_uCount;
+  while (NUV_SelectRecv* const receiver = *link) {
+    const bool stays = receiver->m_bDeleted == 0 && receiver->m_bTemp == 0;
+    if (!stays) {
+      take_out(*a_this, *receiver);
+    }
+    if (stays || a_this->m_bProcessing != 0) {
+      link = &receiver->m_pNext;
     } else {
-      link = &(*link)->m_pNext;
+      unlink(link);
     }
   }
 }
