@@ -54,14 +54,12 @@ std::string UdpSocket::receive() {
   if (!has_datagram_within(Program::kPatienceSeconds * 1000)) {
     return kNothing;
   }
-  std::string datagram(65536, '\0');
+  char datagram[65536];
   sockaddr_in sender = {};
   socklen_t length = sizeof sender;
-  const ssize_t size =
-      recvfrom(fd_, datagram.data(), datagram.size(), 0, reinterpret_cast<sockaddr*>(&sender), &length);
-  datagram.resize(size > 0 ? static_cast<size_t>(size) : 0);
+  const ssize_t size = recvfrom(fd_, datagram, sizeof datagram, 0, reinterpret_cast<sockaddr*>(&sender), &length);
   peer_port_ = ntohs(sender.sin_port);
-  return datagram;
+  return {datagram, size > 0 ? static_cast<size_t>(size) : 0};
 }
 
 std::string UdpSocket::ask(const std::string& datagram) {
