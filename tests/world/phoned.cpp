@@ -88,6 +88,15 @@ bool is_idle(pid_t pid) {
   return processor_time_of(pid) - before < kWatched / 20;
 }
 
+// The second number of the file.
+std::chrono::nanoseconds processor_wait_of(pid_t pid) {
+  std::ifstream file(proc(pid, "schedstat"));
+  int64_t running = 0;
+  int64_t waiting = 0;
+  file >> running >> waiting;
+  return std::chrono::nanoseconds(waiting);
+}
+
 bool is_running(pid_t pid) {
   const std::string status = content_of(proc(pid, "stat"));
   return !status.empty() && status.find(") Z ") == std::string::npos;

@@ -26,6 +26,9 @@ uint16_t udp_port_of(pid_t pid);
 // spins uses far more than one that waits.
 bool is_idle(pid_t pid);
 
+// How long the process has been ready to run without a processor, since its start.
+std::chrono::nanoseconds processor_wait_of(pid_t pid);
+
 // Whether the process exists and has not ended.
 bool is_running(pid_t pid);
 
