@@ -25,6 +25,8 @@ class DisksTest : public testing::Test {
     ASSERT_TRUE(disk_->is_there());
     phoned_ = std::make_unique<Phoned>(Phoned::Start{.run_dir = directory_.path()});
     ASSERT_TRUE(phoned_->is_up());
+    // Once it answers, all its files are there.
+    world::expect_prompt_answers(*phoned_, 1);
   }
 
   // Returns the exit status.
