@@ -1091,8 +1091,8 @@ TEST_F(SelectTest, SurvivesProcessInsideACallback) {
   EXPECT_EQ(NUV_IndexPool_busy(&reactor_.m_oTimeout.m_oIdPool), 1U);
 }
 
-// The inner cycles neither wait for nor count what was removed before.
-TEST_F(SelectTest, ReceiverRemovedBeforeProcessInsideACallbackIsNotAskedFor) {
+// An inner cycle waits for what was removed before it, purges it, and no later one waits for it.
+TEST_F(SelectTest, ReceiverPurgedByProcessInsideACallbackIsNotAskedForAgain) {
   read_external(1);
   read_external(2);
   actions_["r1"] = [this] {
