@@ -52,7 +52,7 @@ class DaemonTest : public ::testing::Test {
 
   std::string pid_file() const { return run_dir_ + "/phoned.pid"; }
 
-  void leave_pid_file(const std::string& content) const { std::ofstream(pid_file(), std::ios::binary) << content; }
+  void leave_pid_file(const std::string& content) const { support::write_content(pid_file(), content); }
 
   Program::Arguments with_run_dir(Program::Arguments more = {}) const {
     Program::Arguments arguments = {"--port", "0", "--run-dir", run_dir_, "--map", "110|0x.T"};

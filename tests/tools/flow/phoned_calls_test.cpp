@@ -24,9 +24,9 @@ constexpr char kMasks[] = "[TraceLevelInit Version]\n1\n\n[Level]\n0;\"Line\";12
 constexpr char kScripts[] = DEMO_SCRIPTS;
 
 std::string run(const std::string& path, const Words& words) {
-  Program program(path, words);
-  EXPECT_EQ(program.exit_status(), 0) << program.err();
-  return program.out();
+  const support::Outcome outcome = support::outcome_of(path, words);
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  return outcome.out;
 }
 
 // The rest of the line after a text that the program prints.
